@@ -1,0 +1,37 @@
+# What every target of this project shares: language, warnings, visibility, sanitizers.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+
+find_package(Threads REQUIRED)
+
+add_library(obs_settings INTERFACE)
+target_include_directories(obs_settings INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(obs_settings INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>)
+# NOTE: results must not depend on the build: no fused or reassociated floating point.
+target_compile_options(obs_settings INTERFACE -ffp-contract=off)
+if(OBS_SANITIZE)
+  target_compile_options(obs_settings INTERFACE -fsanitize=${OBS_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(obs_settings INTERFACE -fsanitize=${OBS_SANITIZE})
+endif()
+
+# A shared library of the family: version and SONAME from VERSION, complete symbols.
+function(obs_add_library name)
+  add_library(${name} SHARED ${ARGN})
+  target_link_libraries(${name} PRIVATE obs_settings)
+  target_link_options(${name} PRIVATE $<$<NOT:$<BOOL:${OBS_SANITIZE}>>:-Wl,--no-undefined>)
+  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  list(APPEND OBS_LIBRARIES ${name})
+  set_property(GLOBAL APPEND PROPERTY OBS_LIBRARIES ${name})
+endfunction()

@@ -1,0 +1,44 @@
+/// What Obs asks of the time library. Times are days since 1950 UTC ("ds50"):
+/// 1.0 is 1950 January 1, 00:00; every day has 86400 s, so a leap second equals
+/// the start of the next day. Gregorian calendar throughout.
+///
+/// Threads: all functions are pure.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "siblings/include/Export.h"
+
+namespace family {
+
+/// Date text YYDDDHHMMSS.sss (15 characters) to ds50; years 57-99 are 19yy, 00-56 are 20yy.
+/// 0 for anything but a real date: a non-digit, day 0 or past the year's end, hour
+/// over 23, minute over 59, second of 60 or more.
+FAMILY_API double dtgtods50(std::string_view text);
+
+/// ds50 to YYDDDHHMMSSsss. The whole time is rounded to the millisecond before it is
+/// split, so no field ever shows a 60. A year that two digits cannot carry
+/// (before 1957, after 2056) or a time that is not finite gives asterisks.
+FAMILY_API void ds50todate14(double ds50, char text[14]);
+
+/// The same with a point before the milliseconds: YYDDDHHMMSS.sss.
+FAMILY_API void ds50todate15(double ds50, char text[15]);
+
+/// Plain arithmetic, no range check: day + (3600 h + 60 m + s) / 86400 after the year's start.
+FAMILY_API double tcomps2utc(std::int32_t year, std::int32_t dayOfYear, std::int32_t hour,
+                             std::int32_t minute, double seconds);
+
+/// Day of year with its fraction (1.0 at 1 January 00:00) and the year. Years 1 to 9999;
+/// any other time gives a day that is not a number and year 0.
+FAMILY_API void fyklok(double ds50, double& dayOfYear, std::int32_t& year);
+
+/// Splits a time, rounded first to `decimals` (0 to 9) of a second. Year 0 when out of range.
+FAMILY_API void dyklok(double ds50, int decimals, std::int32_t& year, std::int32_t& dayOfYear,
+                       std::int32_t& hour, std::int32_t& minute, double& seconds);
+
+/// Day of year of a date, 0 when there is no such date; and back (month 0 when there is none).
+FAMILY_API std::int32_t mmdd2jul(std::int32_t year, std::int32_t month, std::int32_t day);
+FAMILY_API void jul2mmdd(std::int32_t year, std::int32_t dayOfYear, std::int32_t& month, std::int32_t& day);
+
+}  // namespace family
