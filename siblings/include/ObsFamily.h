@@ -39,8 +39,11 @@ OBS_FAMILY_API int32_t FamilyOpenLog(const char fileName[512]);
 OBS_FAMILY_API void FamilyCloseLog(void);
 
 /** Hands every message to a function, besides the log file; a null function ends this.
+ *  Waits for a call under way in another thread: after the return the former function is
+ *  not called any more, and what `user` pointed to may go.
  *  @param f severity 0 information, 1 error; the text ends with a NUL and is valid
- *           during the call only. Called on the thread that logs; it must not log. */
+ *           during the call only. Called on the thread that logs, one message at a time;
+ *           a message that the function causes itself reaches the log file only. */
 OBS_FAMILY_API void FamilySetLogCallback(void (*f)(int32_t severity, const char *text, void *user), void *user);
 
 /* --- key modes (libObsServices); 0 at start --- */

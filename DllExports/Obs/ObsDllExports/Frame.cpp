@@ -1,0 +1,46 @@
+#include "DllExports/Obs/ObsDllExports/Frame.h"
+
+#include <algorithm>
+#include <new>
+#include <string>
+
+#include "Obs/ObsTree/Store.h"
+
+namespace obs {
+
+void logFailure(std::string_view name, std::string_view reason) noexcept {
+    try {
+        family::tracelogerror(std::string(name).append(": ").append(reason));
+    } catch (...) {  // no memory for the message
+        family::tracelogerror("Obs: Out of memory.");
+    }
+}
+
+void logException(std::string_view name) noexcept {
+    try {
+        throw;
+    } catch (const std::bad_alloc&) {
+        logFailure(name, "Out of memory.");
+    } catch (const std::exception& error) {
+        logFailure(name, error.what());
+    } catch (...) {
+        logFailure(name, "Unknown failure.");
+    }
+}
+
+bool refuseNull(std::string_view name, std::initializer_list<const void*> pointers) noexcept {
+    if (std::find(pointers.begin(), pointers.end(), nullptr) == pointers.end()) return false;
+    logFailure(name, "A null pointer was given where a text, an array or a result is due.");
+    return true;
+}
+
+std::string_view trimmedText(const char* text) {
+    const std::string_view view = family::chararrtostr(text);
+    return view.substr(std::min(view.find_first_not_of(' '), view.size()));
+}
+
+void logUnknownKey(std::string_view name, std::int64_t obsKey) {
+    family::tracelogerror(std::string(name) + ": Unable to locate obsKey " + keyText(obsKey) + " in the OBS binary tree.");
+}
+
+}  // namespace obs

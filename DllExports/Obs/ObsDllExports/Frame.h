@@ -1,0 +1,45 @@
+/// The frame of every exported call: the caller's texts and pointers in, one service, texts out, and no
+/// exception past the boundary.
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <initializer_list>
+#include <string_view>
+
+#include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "Obs/CardLayouts/Columns.h"
+#include "siblings/include/Services.h"
+
+namespace obs {
+
+/// Logs "name: reason"; never throws.
+void logFailure(std::string_view name, std::string_view reason) noexcept;
+
+/// Logs what a call was left by; to be called in a handler.
+void logException(std::string_view name) noexcept;
+
+/// True, and logged, when one of the pointers is null.
+bool refuseNull(std::string_view name, std::initializer_list<const void*> pointers) noexcept;
+
+/// Runs the body of a call; an exception is logged and gives the failure value.
+template <class Result, class Body>
+Result guarded(std::string_view name, Result failure, Body&& body) noexcept {
+    try {
+        return body();
+    } catch (...) {
+        logException(name);
+        return failure;
+    }
+}
+
+/// A caller's text, without the blanks around it (file names) or behind it (cards, whose columns count).
+std::string_view trimmedText(const char* text);
+inline CardText cardText(const char* text) {
+    return CardText(family::chararrtostr(text));
+}
+
+/// "name: Unable to locate obsKey <key> in the OBS binary tree."
+void logUnknownKey(std::string_view name, std::int64_t obsKey);
+
+}  // namespace obs

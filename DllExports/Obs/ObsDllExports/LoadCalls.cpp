@@ -1,0 +1,82 @@
+// Group "loading" of the exported header.
+#include <string>
+
+#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllVarsUtils/Conversions.h"
+#include "Obs/ObsCardReading/LoadFile.h"
+#include "Obs/ObsCardReading/ReadObs.h"
+
+namespace {
+
+using obs::kNoKey;
+using obs::kStatusRefused;
+
+/// NOTE: the text names ObsLoadFile for both entry points.
+int32_t loadFile(std::string_view name, const char* fileName, int32_t gid) {
+    if (obs::refuseNull(name, {fileName})) return kStatusRefused;
+    return obs::guarded(name, kStatusRefused, [&] {
+        const std::string_view file = obs::trimmedText(fileName);
+        family::traceloginfo("ObsLoadFile: Reading observation data from file \"" + std::string(file) + "\".");
+        return obs::ReadObsFrFile(file, gid);
+    });
+}
+
+}  // namespace
+
+int32_t ObsLoadFile(const char fileName[512]) {
+    return loadFile("ObsLoadFile", fileName, 0);
+}
+
+int32_t ObsLoadFileGID(const char fileName[512], int32_t gid) {
+    return loadFile("ObsLoadFileGID", fileName, gid);
+}
+
+int32_t ObsLoadCard(const char card[512]) {
+    if (obs::refuseNull("ObsLoadCard", {card})) return kStatusRefused;
+    return obs::guarded("ObsLoadCard", kStatusRefused, [&] {
+        obs::LoadCounts counts;
+        const obs::CardText line = obs::cardText(card);
+        return obs::ReadObsRec(line, obs::ObsCardType(line), counts);
+    });
+}
+
+int32_t ObsLoadTwoCards(const char card1[512], const char card2[512]) {
+    if (obs::refuseNull("ObsLoadTwoCards", {card1, card2})) return kStatusRefused;
+    return obs::guarded("ObsLoadTwoCards", kStatusRefused, [&] {
+        obs::LoadCounts counts;
+        const obs::CardText line1 = obs::cardText(card1);
+        const obs::LineClass lineClass = obs::ObsCardType(line1);
+        const std::int32_t status = obs::ReadTTY2LineObs(line1, obs::cardText(card2), lineClass, counts);
+        if (status == obs::kStatusOk) return status;
+        // NOTE: a second attempt with the first card alone: what is no TTY, B3 or B3E card loads now, and a bad
+        // B3 card is counted and reported twice.
+        return obs::ReadObsRec(line1, lineClass, counts);
+    });
+}
+
+int64_t ObsAddFrB3Card(const char b3Card[512]) {
+    if (obs::refuseNull("ObsAddFrB3Card", {b3Card})) return kNoKey;
+    return obs::guarded("ObsAddFrB3Card", kNoKey, [&] { return obs::AddFrB3Card(obs::cardText(b3Card)); });
+}
+
+void ObsAddFrB3CardML(const char b3Card[512], int64_t* obsKey) {
+    if (obs::refuseNull("ObsAddFrB3CardML", {obsKey})) return;
+    *obsKey = ObsAddFrB3Card(b3Card);
+}
+
+int32_t ObsGetLoadCounts(int64_t* loaded, int64_t* duplicate, int64_t* bad) {
+    if (obs::refuseNull("ObsGetLoadCounts", {loaded, duplicate, bad})) return kStatusRefused;
+    const obs::LoadCounts counts = obs::latestLoadCounts();
+    *loaded = counts.loaded;
+    *duplicate = counts.duplicate;
+    *bad = counts.bad;
+    return obs::kStatusOk;
+}
+
+static_assert(OBS_LINE_BAD == obs::kLineBad && OBS_LINE_DUPLICATE == obs::kLineDuplicate);
+
+void ObsSetLoadCallback(void (*report)(int32_t kind, const char* fileName, int64_t lineNumber, const char* reason,
+                                       void* user),
+                        void* user) {
+    obs::setLineReport(report, user);
+}

@@ -1,0 +1,59 @@
+/// Columns of a fixed-column card, and a card as text.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace obs {
+
+/// First and last column, counted from 1 and inclusive, as the format pages print them.
+struct Columns {
+    unsigned first = 0;
+    unsigned last = 0;
+
+    constexpr unsigned width() const { return last - first + 1; }
+    constexpr unsigned offset() const { return first - 1; }
+};
+
+/// Characters of every text that is exchanged, and of a line of a file (a longer one is cut).
+inline constexpr std::size_t kCardLength = 512;
+
+/// A card as it was passed: columns beyond its text are blank.
+class CardText {
+public:
+    CardText(std::string_view text) : text_(text.substr(0, kCardLength)) {}
+
+    char at(unsigned column) const { return column <= text_.size() ? text_[column - 1] : ' '; }
+
+    /// The columns' text; shorter than asked for, or empty, where the card ends.
+    std::string_view at(Columns columns) const {
+        const std::size_t from = std::min<std::size_t>(columns.offset(), text_.size());
+        return text_.substr(from, columns.width());
+    }
+
+    bool isBlank(Columns columns) const { return at(columns).find_first_not_of(' ') == std::string_view::npos; }
+
+    /// The text without the blank columns behind it.
+    std::string_view text() const { return text_; }
+
+private:
+    std::string_view text_;
+};
+
+constexpr char upperCase(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+constexpr bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+/// The classification characters that make a line an observation, in either case.
+constexpr bool isClassification(char c) {
+    const char upper = upperCase(c);
+    return upper == 'C' || upper == 'S' || upper == 'U';
+}
+
+}  // namespace obs

@@ -1,0 +1,99 @@
+#include "Obs/FormatObs/B3.h"
+
+#include "Obs/CardLayouts/B3.h"
+#include "Obs/CardLayouts/Eci.h"
+#include "siblings/include/Coords.h"
+#include "siblings/include/Sensors.h"
+#include "siblings/include/Services.h"
+#include "siblings/include/Time.h"
+
+namespace obs {
+
+namespace {
+
+/// NOTE: TTY cards have no second indicator and give 9 for "not given", which a B3 card shows as a blank.
+constexpr std::int32_t kIndicatorNotGiven = 9;
+
+void putSatNum(CardBuffer& card, Columns columns, std::int32_t satNum) {
+    family::numtoalpha5(satNum, card.at(columns));
+}
+
+void putHead(const ObsRecord& rec, CardBuffer& card) {
+    // A control character would end the line of a file.
+    const bool printable = static_cast<unsigned char>(rec.secClass) >= ' ' && rec.secClass != 0x7f;
+    *card.at(b3::kSecClass) = printable ? rec.secClass : '*';
+    putSatNum(card, b3::kSatNum, rec.satNum);
+    // NOTE: the column holds three digits, so a sensor number loses its thousands on purpose.
+    putDigits(card.at(b3::kSenNum), b3::kSenNum.width(), rec.senNum % 1000);
+    family::ds50todate14(rec.obsTime, card.at(b3::kDateTime));
+}
+
+void putTail(const ObsRecord& rec, char type, CardBuffer& card) {
+    *card.at(b3::kObsType) = type;
+    if (ObsHasRaDec(rec.obsType) && rec.equinoxInd != 0) *card.at(b3::kEquinoxInd) = oneDigit(rec.equinoxInd);
+    *card.at(b3::kIndicator1) = oneDigit(rec.indicator1);
+    if (rec.indicator2 != kIndicatorNotGiven) *card.at(b3::kIndicator2) = oneDigit(rec.indicator2);
+    putSatNum(card, b3::kAltSatNum1, rec.altSatNum1);
+    putSatNum(card, b3::kAltSatNum2, rec.altSatNum2);
+}
+
+void putAzimuth(const ObsRecord& rec, CardBuffer& card) {
+    constexpr std::int64_t kLimit = 10'000'000;
+    const double azimuth = rec.azOrRa < 0 ? rec.azOrRa + 360.0 : rec.azOrRa;
+    putDigits(card.at(b3::kAzimuth), b3::kAzimuth.width(),
+              azimuth < 0 ? -1 : roundedUnits(azimuth, b3::kAzimuthDecimals, kLimit));
+}
+
+void putRange(const ObsRecord& rec, CardBuffer& card) {
+    GetRangeStr(card.at(b3::kRangeMantissa), rec.range);
+    if (kSensorPositionTypes.has(rec.obsType) && rec.range == 0) *card.at(b3::kRangeExponent) = ' ';
+}
+
+void putMeasurements(const ObsRecord& rec, CardBuffer& card) {
+    for (const b3::SignedField& field : b3::kSignedFields)
+        if (field.carriedBy.has(rec.obsType))
+            GetOverpunchStr(rec.*field.value, static_cast<int>(field.columns.width()) - field.decimals, field.decimals,
+                            card.at(field.columns));
+    if (ObsHasAzEl(rec.obsType)) putAzimuth(rec, card);
+    if (ObsHasRaDec(rec.obsType)) family::degtohhmmsss_str(rec.azOrRa, card.at(b3::kAzimuth));
+    if (b3::kRangeWrittenTypes.has(rec.obsType)) putRange(rec, card);
+    if (kSensorPositionTypes.has(rec.obsType))
+        for (std::size_t i = 0; i < 3; ++i) GetPosStr(card.at(b3::kSensorPosition[i]), rec.senPos[i]);
+}
+
+void putComponents(CardBuffer& card, Columns first, int decimals, const double* values) {
+    for (unsigned i = 0; i < 3; ++i)
+        putFixed(card.at(first) + i * first.width(), first.width(), decimals, values[i]);
+}
+
+void putEciPositionVelocity(const ObsRecord& rec, CardBuffer& card) {
+    putComponents(card, eci::kPosition, eci::kPositionDecimals, rec.satPos.data());
+    *card.at(b3::kObsType) = 'V';
+    putComponents(card, eci::kVelocity, eci::kVelocityDecimals, rec.satVel.data());
+}
+
+void putEciPosition(const ObsRecord& rec, CardBuffer& card) {
+    double earthRadii[3];
+    family::tocanonicalpos(rec.satPos.data(), earthRadii);
+    putComponents(card, eci::kCanonicalPosition, eci::kCanonicalPositionDecimals, earthRadii);
+    putTail(rec, 'P', card);
+}
+
+}  // namespace
+
+void CreateB3Obs(const ObsRecord& rec, CardBuffer& card) {
+    card.clear();
+    putHead(rec, card);
+    switch (rec.obsType) {
+        case kTypeEciPosition: return putEciPosition(rec, card);
+        case kTypeEciPositionVelocity: return putEciPositionVelocity(rec, card);
+        case kTypeSpaceAzElRange: putTail(rec, '8', card); break;
+        case kTypeSpaceRaDecRange: putTail(rec, '9', card); break;
+        default:
+            if (!b3::kWrittenTypes.has(rec.obsType)) return;
+            putTail(rec, family::obstypeinttochar(rec.obsType), card);
+    }
+    putMeasurements(rec, card);
+}
+
+}  // namespace obs

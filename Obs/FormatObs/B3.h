@@ -1,0 +1,14 @@
+/// Writer of B3 cards and of the ECI cards that share their head.
+#pragma once
+
+#include "Obs/FormatObs/CardFields.h"
+#include "Obs/ObsTypes/ObsRecord.h"
+
+namespace obs {
+
+/// Fills a card, which is cleared first: 90 columns, or 126 for a position-and-velocity card. Never fails; what
+/// does not fit shows as asterisks. Types 18 and 19 are written with the characters of 8 and 9; their
+/// positive range brings them back. A type that no card carries gives the head alone.
+void CreateB3Obs(const ObsRecord& rec, CardBuffer& card);
+
+}  // namespace obs

@@ -1,0 +1,150 @@
+#include "Obs/FormatObs/CardFields.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstring>
+
+#include "Obs/CardLayouts/CardNumbers.h"
+
+namespace obs {
+
+namespace {
+
+constexpr std::int64_t kIntegerPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000, 1000000000};
+
+/// The pairs "00" to "99".
+struct DigitPairs {
+    char text[200];
+    constexpr DigitPairs() : text{} {
+        for (int i = 0; i < 100; ++i) {
+            text[2 * i] = static_cast<char>('0' + i / 10);
+            text[2 * i + 1] = static_cast<char>('0' + i % 10);
+        }
+    }
+};
+constexpr DigitPairs kPairs;
+
+/// The nearest integer to x = value x 10^exponent, halves upwards, for x from 0 to 2^30. One product or
+/// quotient may be a rounding away from a half; there, and only there, the exact sign of the rest decides.
+std::int64_t nearest(double value, int exponent) {
+    constexpr double kCloseToHalf = 1e-5;  // far above the rounding of a product below 2^30
+    const double x = scaled(value, exponent);
+    const auto whole = static_cast<std::int64_t>(x);
+    const double rest = x - static_cast<double>(whole);
+    if (std::fabs(rest - 0.5) > kCloseToHalf) return whole + (rest > 0.5);
+    const double half = static_cast<double>(whole) + 0.5;
+    const bool below = exponent < 0 ? std::fma(half, kPowersOfTen[-exponent], -value) > 0
+                                    : std::fma(value, kPowersOfTen[exponent], -half) < 0;
+    return whole + !below;
+}
+
+/// Mantissa digits and an exponent digit: mantissa x 10^(exponent - 5) km. Ranges that need no
+/// exponent count units of 10^-5 km.
+void putRange(char* out, double range, unsigned digits) {
+    constexpr double kLeast = 1e-5;
+    const auto width = static_cast<int>(digits);
+    const double most = static_cast<double>(kIntegerPowers[width] - 1);
+    if (std::isnan(range)) {
+        std::memset(out, '*', digits + 1);
+    } else if (range < kLeast) {
+        std::memset(out, '0', digits + 1);
+    } else if (range > most) {
+        std::memset(out, '9', digits);
+        out[digits] = '5';
+    } else {
+        int exponent = 1;  // range = 0.ddddddd x 10^exponent
+        while (range >= kPowersOfTen[exponent]) ++exponent;
+        std::int64_t mantissa = nearest(range, width - exponent);
+        if (mantissa == kIntegerPowers[width]) {
+            mantissa /= 10;
+            ++exponent;
+        }
+        const int noExponent = width - 5;
+        if (exponent <= noExponent) mantissa = nearest(range, 5);
+        putDigits(out, digits, mantissa);
+        out[digits] = static_cast<char>('0' + (exponent <= noExponent ? 0 : exponent - noExponent));
+    }
+}
+
+}  // namespace
+
+void CardBuffer::clear() {
+    std::memset(text_, ' ', sizeof text_);
+}
+
+void CardBuffer::put(Columns columns, std::string_view text) {
+    std::memcpy(at(columns), text.data(), std::min<std::size_t>(text.size(), columns.width()));
+}
+
+std::string_view CardBuffer::text(std::size_t columns) const {
+    while (columns > 0 && text_[columns - 1] == ' ') --columns;
+    return {text_, columns};
+}
+
+std::int64_t roundedUnits(double value, int decimals, std::int64_t limit) {
+    const double size = std::fabs(value);
+    if (!(size < static_cast<double>(limit))) return -1;
+    const std::int64_t units = nearest(size, decimals);
+    return units < limit ? units : -1;
+}
+
+void putDigits(char* out, unsigned width, std::int64_t number) {
+    if (number < 0 || number >= kIntegerPowers[width]) {
+        std::memset(out, '*', width);
+        return;
+    }
+    auto rest = static_cast<std::uint32_t>(number);
+    while (width >= 2) {
+        width -= 2;
+        std::memcpy(out + width, kPairs.text + 2 * (rest % 100), 2);
+        rest /= 100;
+    }
+    if (width == 1) *out = static_cast<char>('0' + rest);
+}
+
+char oneDigit(std::int32_t number) {
+    return number >= 0 && number <= 9 ? static_cast<char>('0' + number) : '*';
+}
+
+void GetOverpunchStr(double value, int nInt, int nDec, char* out) {
+    const auto width = static_cast<unsigned>(nInt + nDec);
+    const std::int64_t units = roundedUnits(value, nDec, kIntegerPowers[width]);
+    putDigits(out, width, units);
+    if (units < 0 || !std::signbit(value)) return;
+    const std::int64_t leading = units / kIntegerPowers[width - 1];
+    // NOTE: a field with one integer digit gives a zero there up for the sign; a wider one has a blank to give.
+    *out = leading == 0 ? '-' : static_cast<char>('J' + leading - 1);
+}
+
+void GetRangeStr(char out[8], double range) {
+    putRange(out, range, 7);
+}
+
+void GetRangeStrType6(char out[9], double range) {
+    putRange(out, range, 8);
+}
+
+void GetPosStr(char out[9], double value) {
+    constexpr unsigned kDigits = 8;
+    if (value == 0) {
+        std::memset(out, ' ', kDigits + 1);
+        return;
+    }
+    const std::int64_t metres = roundedUnits(value, 3, kIntegerPowers[kDigits]);
+    out[0] = metres < 0 ? '*' : value < 0 ? '-' : '+';
+    putDigits(out + 1, kDigits, metres);
+}
+
+void putFixed(char* out, unsigned width, int decimals, double value) {
+    char text[352];  // the largest double has 309 integer digits
+    const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, decimals).ptr;
+    const auto length = static_cast<std::size_t>(end - text);
+    if (length > width || !std::isfinite(value)) {
+        std::memset(out, '*', width);
+        return;
+    }
+    std::memset(out, ' ', width);
+    std::memcpy(out + width - length, text, length);
+}
+
+}  // namespace obs

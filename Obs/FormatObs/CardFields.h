@@ -1,0 +1,54 @@
+/// Fields of fixed-column cards as text. Numbers are rounded to the nearest unit, halves away from zero; a number
+/// that does not fit its columns fills them with asterisks, which every reader refuses.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "Obs/CardLayouts/Columns.h"
+
+namespace obs {
+
+/// A card being written: blank to begin with.
+class CardBuffer {
+public:
+    static constexpr std::size_t kCapacity = 128;  ///< the longest fixed-column card has 126 columns
+
+    CardBuffer() { clear(); }
+    void clear();
+
+    char* at(Columns columns) { return text_ + columns.offset(); }
+    void put(Columns columns, std::string_view text);
+
+    /// The first `columns` columns without trailing blanks.
+    std::string_view text(std::size_t columns = kCapacity) const;
+
+private:
+    char text_[kCapacity];
+};
+
+/// |value| x 10^decimals to the nearest integer; -1 when it is not below `limit` (or not a number).
+std::int64_t roundedUnits(double value, int decimals, std::int64_t limit);
+
+/// The digits of a number from 0 on, zero-filled to `width`; asterisks when there are more or it is negative.
+void putDigits(char* out, unsigned width, std::int64_t number);
+
+/// One digit, "*" for a number that has more or is negative.
+char oneDigit(std::int32_t number);
+
+/// A field whose sign stands in its first column (nInt integer digits, nDec decimals, as wide as both):
+/// "J" to "R" for -1 to -9, "-" before fewer digits, "0" before fewer digits of a positive number.
+void GetOverpunchStr(double value, int nInt, int nDec, char* out);
+
+/// 7-digit mantissa and exponent digit, 8 columns; and the form with 8 digits, 9 columns. km.
+void GetRangeStr(char out[8], double range);
+void GetRangeStrType6(char out[9], double range);
+
+/// A sensor position component in 9 columns: sign and 8 digits of metres, blank for 0. km.
+void GetPosStr(char out[9], double value);
+
+/// Fixed-point in `width` columns, right-aligned.
+void putFixed(char* out, unsigned width, int decimals, double value);
+
+}  // namespace obs

@@ -1,0 +1,20 @@
+#include "Obs/ObsCardReading/KeywordLines.h"
+
+#include "siblings/include/Services.h"
+
+namespace obs {
+
+std::string includedFileName(std::string_view line, std::string_view namingFile) {
+    std::string name = family::getinputfilename(line);
+    if (name.empty() || name.front() == '/' || family::fileexists(name)) return name;
+    const std::size_t slash = namingFile.rfind('/');
+    if (slash == std::string_view::npos) return name;
+    std::string beside = std::string(namingFile.substr(0, slash + 1)) + name;
+    return family::fileexists(beside) ? beside : name;
+}
+
+void readSelectionCard(std::string_view) {
+    family::tracelogerror("SELOB: This version does not select observations; the line is ignored.");
+}
+
+}  // namespace obs

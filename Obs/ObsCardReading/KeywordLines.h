@@ -1,0 +1,15 @@
+/// Keyword lines other than those of one format.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace obs {
+
+/// The file that an OBSFIL or SLROBS line names: as given, or else beside the file that names it.
+std::string includedFileName(std::string_view line, std::string_view namingFile);
+
+/// Sets the selection criteria from a SELOB line, inside the critical section `selob`.
+void readSelectionCard(std::string_view line);
+
+}  // namespace obs

@@ -1,0 +1,133 @@
+#include "Obs/ObsCardReading/LoadFile.h"
+
+#include <algorithm>
+#include <string>
+
+#include "Obs/ObsCardReading/KeywordLines.h"
+#include "Obs/ObsCardReading/LineReader.h"
+#include "Obs/ObsCardReading/ObservationPass.h"
+#include "Obs/ObsCardReading/Slr.h"
+#include "Obs/ObsCardReading/TtyYear.h"
+#include "siblings/include/Services.h"
+
+namespace obs {
+
+namespace {
+
+LoadCounts gLatestCounts;
+LoadReporter gReporter;
+
+/// Closes a unit when its reader leaves.
+class UnitCloser {
+public:
+    explicit UnitCloser(family::Unit& unit) : unit_(unit) {}
+    ~UnitCloser() { family::fileclose(unit_); }
+    UnitCloser(const UnitCloser&) = delete;
+    UnitCloser& operator=(const UnitCloser&) = delete;
+
+private:
+    family::Unit& unit_;
+};
+
+bool isFirstPassLine(LineClass lineClass) {
+    return lineClass == LineClass::ttyYear || lineClass == LineClass::slrSection || lineClass == LineClass::includeFile;
+}
+
+/// Include files are read by the second pass alone, so their own OBSFIL and SLROBS lines are ignored:
+/// includes are one level deep by design.
+void ReadExtObsFile(std::string_view line, LoadState& state) {
+    const std::string name = includedFileName(line, state.fileName);
+    family::Unit unit = family::kNoUnit;
+    state.status = family::fileopen(name, family::kOpenRead, unit);
+    if (state.status != kStatusOk) return;
+    const UnitCloser closer(unit);
+    LoadState included{name, state.gid, state.reporter, state.counts};
+    LineReader lines(unit);
+    ObservationPass pass(included, family::filesize(unit));
+    pass.run(lines, ObservationPass::Mode::final);
+    state.counts = included.counts;
+    state.status = included.status;
+}
+
+void actInFirstPass(std::string_view line, LineClass lineClass, family::Unit unit, LoadState& state) {
+    switch (lineClass) {
+        case LineClass::ttyYear: return SetTTYYear(family::inputstrtoint(line));
+        case LineClass::slrSection: return readSlrSection(line, unit, state);
+        case LineClass::includeFile: return ReadExtObsFile(line, state);
+        default: return;
+    }
+}
+
+/// Whether the first pass would act on a line from here on.
+bool hasFirstPassLine(LineReader& lines) {
+    std::string_view line;
+    while (lines.next(line))
+        if (!isCommentOrBlank(line) && isFirstPassLine(ObsCardType(line))) return true;
+    return false;
+}
+
+void firstPass(LineReader& lines, family::Unit unit, LoadState& state) {
+    std::string_view line;
+    while (lines.next(line)) {
+        if (isCommentOrBlank(line)) continue;
+        const LineClass lineClass = ObsCardType(line);
+        if (!isFirstPassLine(lineClass)) continue;
+        const std::string copy(line);  // the reader's text does not outlive an include file's reading
+        actInFirstPass(copy, lineClass, unit, state);
+    }
+}
+
+/// Both passes as one where possible, see the head of LoadFile.h.
+void readInTwoPasses(family::Unit unit, LoadState& state) {
+    using Stop = ObservationPass::Stop;
+    LineReader lines(unit);
+    ObservationPass second(state, family::filesize(unit));
+    Stop stop = second.run(lines, ObservationPass::Mode::tentative);
+    if (stop == Stop::mustBeFinal) {
+        const LineReader::Place here = lines.beforeCurrentLine();
+        stop = hasFirstPassLine(lines) ? Stop::firstPassLine : Stop::mustBeFinal;
+        if (stop == Stop::mustBeFinal && lines.goTo(here)) second.run(lines, ObservationPass::Mode::final);
+    }
+    if (stop != Stop::firstPassLine) return;
+    second.drop();
+    if (!lines.goTo({})) return;
+    firstPass(lines, unit, state);
+    if (lines.goTo({})) second.run(lines, ObservationPass::Mode::final);
+}
+
+void ReadObsFrFileUnit(family::Unit unit, LoadState& state) {
+    if (family::existfortdotfileunit(unit)) {
+        family::tracelogerror("ReadObsFrFileUnit: Using fort.n not allowed in Velmora due to security risk");
+        state.status = kStatusRefused;
+        return;
+    }
+    readInTwoPasses(unit, state);
+    const LoadCounts& counts = state.counts;
+    family::traceloginfo("Total observations = " + std::to_string(counts.loaded + counts.duplicate + counts.bad) +
+                         ", Loaded = " + std::to_string(counts.loaded) + ", Dup = " + std::to_string(counts.duplicate) +
+                         ", Bad = " + std::to_string(counts.bad));
+}
+
+}  // namespace
+
+std::int32_t ReadObsFrFile(std::string_view fileName, std::int32_t gid) {
+    gLatestCounts = {};
+    family::Unit unit = family::kNoUnit;
+    const std::int32_t opened = family::fileopen(fileName, family::kOpenRead, unit);
+    if (opened != kStatusOk) return opened;
+    const UnitCloser closer(unit);
+    LoadState state{std::string(fileName), gid, gReporter};
+    ReadObsFrFileUnit(unit, state);
+    gLatestCounts = state.counts;
+    return state.status;
+}
+
+LoadCounts latestLoadCounts() {
+    return gLatestCounts;
+}
+
+void setLineReport(LineReport report, void* user) {
+    gReporter = {report, user};
+}
+
+}  // namespace obs

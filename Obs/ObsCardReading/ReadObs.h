@@ -1,0 +1,30 @@
+/// One observation line, by the reader of its class.
+#pragma once
+
+#include "Obs/ObsCardReading/AddObs.h"
+#include "Obs/ObsCardReading/Classify.h"
+#include "Obs/ObsCardReading/Refusal.h"
+
+namespace obs {
+
+/// Fills a record from a line of a class that has a reader; a line of any other class leaves it as it is.
+MaybeRefusal readLine(const CardText& line, LineClass lineClass, ObsRecord& rec);
+
+/// The same for a pair of lines: only TTY looks at the second one, and only TTY, B3 and B3E are read.
+MaybeRefusal readTwoLines(const CardText& line1, const CardText& line2, LineClass lineClass, ObsRecord& rec);
+
+/// Reads one observation line and adds it. Returns the status: 0 good or duplicate, 2 bad. A line of a class
+/// without a reader adds the default record, which names no satellite: bad under field keys, an empty
+/// observation under address keys.
+std::int32_t ReadObsRec(const CardText& line, LineClass lineClass, LoadCounts& counts, std::int32_t gid = 0);
+
+/// Reads a TTY pair, a B3 or a B3E card and adds it; as `ReadObsRec`.
+std::int32_t ReadTTY2LineObs(const CardText& line1, const CardText& line2, LineClass lineClass, LoadCounts& counts);
+
+/// Any observation line or TTY pair, for callers that take it apart. Refuses other classes with the message given.
+MaybeRefusal parseLines(const CardText& line1, const CardText& line2, std::string_view unsupported, ObsRecord& rec);
+
+/// A hook for checks of a record before it is used. It checks nothing and changes nothing.
+void ValidateObs(const ObsRecord& rec);
+
+}  // namespace obs

@@ -1,0 +1,29 @@
+/// Why a reader refused a card. Readers write nothing to the log: a load names its bad lines in the
+/// order of the file, which may be later than they are read.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace obs {
+
+/// A message: fixed words, the text they quote (blank-padded to a width), fixed words.
+struct Refusal {
+    std::string_view before;
+    std::string quoted;
+    std::size_t quotedWidth = 0;
+    std::string_view after;
+
+    std::string message() const {
+        std::string text(before);
+        text += quoted;
+        if (quoted.size() < quotedWidth) text.append(quotedWidth - quoted.size(), ' ');
+        return text += after;
+    }
+};
+
+/// A refusal, or nothing when the card was read.
+using MaybeRefusal = std::optional<Refusal>;
+
+}  // namespace obs

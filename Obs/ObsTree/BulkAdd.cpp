@@ -1,0 +1,156 @@
+#include "Obs/ObsTree/BulkAdd.h"
+
+#include <algorithm>
+#include <array>
+#include <new>
+#include <utility>
+
+namespace obs {
+
+namespace {
+
+/// Keys ahead of the one being entered whose places are fetched.
+constexpr std::size_t kPrefetchAhead = 24;
+
+/// Below this share of the store new nodes are linked one by one, above it the tree is built anew.
+constexpr std::size_t kRebuildShare = 16;
+
+/// Moves per element that an insertion sort may cost before the order counts as unsorted.
+constexpr std::size_t kMovesAllowed = 8;
+
+}  // namespace
+
+BulkAdd::~BulkAdd() {
+    try {
+        drop();
+    } catch (...) {  // the slots stay reserved: a leak, never a fault
+    }
+}
+
+void BulkAdd::add(std::int64_t key, const ObsRecord& rec) {
+    if (reserved_.slotsLeft() == 0 || reserved_.triples.size() < kVectorKinds) topUp();
+    pending_.push_back({key, kNoSlot});
+    const SlotNumber slot = reserved_.takeSlot();
+    try {
+        gStore.pools.write(slot, rec, &reserved_);
+    } catch (...) {
+        pending_.pop_back();
+        reserved_.reused.push_back(slot);
+        throw;
+    }
+    pending_.back().slot = slot;
+}
+
+void BulkAdd::topUp() {
+    const std::lock_guard lock(gProtocol.updateMutex());
+    if (!open_) gStore.pools.open();
+    open_ = true;
+    gStore.pools.reserve(reserved_);
+}
+
+/// Under the update mutex.
+void BulkAdd::close() {
+    if (!open_) return;
+    gStore.pools.close(reserved_);
+    open_ = false;
+}
+
+void BulkAdd::drop() {
+    if (!open_ && pending_.empty()) return;
+    std::vector<SlotNumber> slots;
+    slots.reserve(pending_.size());
+    for (const Pending& pending : pending_) slots.push_back(pending.slot);
+    const std::lock_guard lock(gProtocol.updateMutex());
+    close();
+    gStore.pools.abandon(slots);
+    pending_.clear();
+}
+
+std::vector<BulkAdd::Refused> BulkAdd::commit() {
+    const UpdateGuard guard;
+    gStore.index.reserve(gStore.index.count() + pending_.size(), gStore.pools.slotsUsed());
+    std::vector<Refused> refused;
+    const bool allNamed = claimKeys(refused);
+    link();
+    pending_.clear();
+    close();
+    if (!allNamed) throw std::bad_alloc{};
+    return refused;
+}
+
+/// Settles every key in order of adding and leaves in `pending_` those that were accepted. False when
+/// memory did not suffice to name every refused one.
+bool BulkAdd::claimKeys(std::vector<Refused>& refused) {
+    bool allNamed = true;
+    std::size_t accepted = 0;
+    for (std::size_t i = 0; i < pending_.size(); ++i) {
+        if (i + kPrefetchAhead < pending_.size()) gStore.index.prefetch(pending_[i + kPrefetchAhead].key);
+        Pending pending = pending_[i];
+        const std::int64_t firstKey = pending.key;
+        if (gStore.claimKey(pending.slot, pending.key)) {
+            gStore.setMark(pending.slot, gid_);
+            gStore.pools.noteLive(pending.slot);
+            pending_[accepted++] = pending;
+            continue;
+        }
+        gStore.pools.release(pending.slot);
+        try {
+            refused.push_back({i, firstKey});
+        } catch (const std::bad_alloc&) {
+            allNamed = false;
+        }
+    }
+    pending_.resize(accepted);
+    return allNamed;
+}
+
+void BulkAdd::link() {
+    if (pending_.size() >= gStore.tree.size() / kRebuildShare) {
+        try {
+            sortByKey();
+            std::vector<SlotNumber> order(pending_.size());
+            std::transform(pending_.begin(), pending_.end(), order.begin(), [](const Pending& p) { return p.slot; });
+            gStore.tree.linkSorted(order);
+            return;
+        } catch (const std::bad_alloc&) {  // one by one needs no memory
+        }
+    }
+    for (const Pending& pending : pending_) gStore.tree.link(pending.slot);
+}
+
+/// Decks in order of time are nearly sorted already; anything else is sorted by digits.
+void BulkAdd::sortByKey() {
+    std::size_t movesLeft = kMovesAllowed * pending_.size();
+    for (std::size_t i = 1; i < pending_.size(); ++i) {
+        const Pending moving = pending_[i];
+        std::size_t at = i;
+        for (; at > 0 && pending_[at - 1].key > moving.key && movesLeft > 0; --at, --movesLeft)
+            pending_[at] = pending_[at - 1];
+        pending_[at] = moving;
+        if (movesLeft == 0) return radixSort();
+    }
+}
+
+void BulkAdd::radixSort() {
+    constexpr unsigned kDigitBits = 11;
+    constexpr unsigned kDigits = 6;  // 66 bits hold a key
+    constexpr std::size_t kValues = std::size_t{1} << kDigitBits;
+    const auto digitOf = [](std::int64_t key, unsigned digit) {
+        return static_cast<std::size_t>(static_cast<std::uint64_t>(key) >> (digit * kDigitBits)) & (kValues - 1);
+    };
+    std::vector<std::array<std::uint32_t, kValues>> starts(kDigits);
+    for (const Pending& pending : pending_)
+        for (unsigned digit = 0; digit < kDigits; ++digit) ++starts[digit][digitOf(pending.key, digit)];
+
+    std::vector<Pending> other(pending_.size());
+    for (unsigned digit = 0; digit < kDigits; ++digit) {
+        auto& start = starts[digit];
+        if (start[digitOf(pending_.front().key, digit)] == pending_.size()) continue;  // all the same
+        std::uint32_t sum = 0;
+        for (std::uint32_t& s : start) sum += std::exchange(s, sum);
+        for (const Pending& pending : pending_) other[start[digitOf(pending.key, digit)]++] = pending;
+        pending_.swap(other);
+    }
+}
+
+}  // namespace obs

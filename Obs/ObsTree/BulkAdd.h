@@ -1,0 +1,62 @@
+/// Adds many observations at once, with the same result as one by one: duplicates, re-keying and
+/// order of insertion follow the order of adding. Records are written to their final place at once;
+/// keys are settled and the tree is linked at `commit`, in one update.
+///
+/// Threads: one BulkAdd belongs to one thread; others may read and change the store meanwhile.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "Obs/ObsTree/Store.h"
+
+namespace obs {
+
+class BulkAdd {
+public:
+    explicit BulkAdd(std::int32_t gid) : gid_(gid) {}
+    ~BulkAdd();
+    BulkAdd(const BulkAdd&) = delete;
+    BulkAdd& operator=(const BulkAdd&) = delete;
+
+    /// Expects about so many observations.
+    void expect(std::size_t count) { pending_.reserve(count); }
+
+    /// Takes a deep copy of a record with its field key (not -1). Nobody sees it before `commit`.
+    void add(std::int64_t key, const ObsRecord& rec);
+
+    /// Observations added since the last commit.
+    std::size_t size() const { return pending_.size(); }
+
+    /// Enters all of them into the store. Returns the positions (counted from 0 in order of adding) and keys
+    /// of those refused as duplicates, in that order. On std::bad_alloc either none is entered, or all but
+    /// the refused ones are and not every refused one could be named; `size()` tells which (0: entered).
+    struct Refused {
+        std::size_t position;
+        std::int64_t key;
+    };
+    std::vector<Refused> commit();
+
+    /// Forgets what was added since the last commit.
+    void drop();
+
+private:
+    struct Pending {
+        std::int64_t key;
+        SlotNumber slot;
+    };
+
+    void topUp();
+    void close();
+    bool claimKeys(std::vector<Refused>& refused);
+    void link();
+    void sortByKey();
+    void radixSort();
+
+    std::int32_t gid_;
+    std::vector<Pending> pending_;
+    Reservation reserved_;
+    bool open_ = false;
+};
+
+}  // namespace obs

@@ -1,0 +1,54 @@
+/// An array that grows by whole chunks and never moves an element, so that one thread may
+/// fill new elements while others read old ones. Elements are raw until written.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+#include <type_traits>
+
+namespace obs {
+
+template <class T>
+class ChunkArray {
+    static_assert(std::is_trivially_copyable_v<T>, "chunks are raw memory");
+
+public:
+    static constexpr unsigned kChunkBits = 16;
+    static constexpr std::uint32_t kChunkSize = 1u << kChunkBits;
+
+    ChunkArray() = default;
+    ChunkArray(const ChunkArray&) = delete;
+    ChunkArray& operator=(const ChunkArray&) = delete;
+    // NOTE: no destructor. The store belongs to the process and other threads may still be
+    // inside when static objects are destroyed; the system takes the memory back.
+
+    T& operator[](std::uint32_t i) { return chunks_[i >> kChunkBits][i & (kChunkSize - 1)]; }
+    const T& operator[](std::uint32_t i) const { return chunks_[i >> kChunkBits][i & (kChunkSize - 1)]; }
+
+    /// Makes room for elements 0 to count-1. Throws std::bad_alloc and then leaves the array as it was.
+    void ensure(std::uint64_t count) {
+        // The directory comes from fresh zero pages that stay untouched until they are used.
+        if (chunks_ == nullptr) chunks_ = static_cast<T**>(std::calloc(kMaxChunks, sizeof(T*)));
+        if (chunks_ == nullptr) throw std::bad_alloc{};
+        while (static_cast<std::uint64_t>(used_) * kChunkSize < count) {
+            if (used_ == kMaxChunks) throw std::bad_alloc{};
+            void* chunk = std::malloc(sizeof(T) * kChunkSize);
+            if (chunk == nullptr) throw std::bad_alloc{};
+            chunks_[used_++] = static_cast<T*>(chunk);
+        }
+    }
+
+    void clear() {
+        while (used_ > 0) std::free(chunks_[--used_]);
+    }
+
+private:
+    static constexpr std::size_t kMaxChunks = std::size_t{1} << (31 - kChunkBits);
+
+    T** chunks_ = nullptr;
+    std::uint32_t used_ = 0;
+};
+
+}  // namespace obs

@@ -1,0 +1,98 @@
+#include "Obs/ObsTree/KeyIndex.h"
+
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+namespace obs {
+
+namespace {
+
+constexpr unsigned kLeastBits = 10;
+
+}  // namespace
+
+// Two rounds of multiply and shift: keys are arithmetic patterns (times times 10^10), and one
+// multiplication would leave their regular distances visible in the upper bits.
+std::uint32_t KeyIndex::hashOf(std::int64_t key) {
+    auto h = static_cast<std::uint64_t>(key);
+    h = (h ^ (h >> 32)) * 0x9E3779B97F4A7C15u;
+    h = (h ^ (h >> 29)) * 0xBF58476D1CE4E5B9u;
+    return static_cast<std::uint32_t>(h >> 32);
+}
+
+// NOTE: the tag stands above the number: the table has 2^bits entries and a number needs at most
+// `bits` bits, since the table grows until it is twice as large as the highest number.
+
+SlotNumber KeyIndex::find(std::int64_t key) const {
+    if (bits_ == 0) return kNoSlot;
+    const std::uint32_t hash = hashOf(key);
+    const std::uint32_t mask = numberMask();
+    for (std::uint32_t at = position(hash);; at = (at + 1) & mask) {
+        const std::uint32_t here = entries_[at];
+        if (here == 0) return kNoSlot;
+        if (((here ^ tag(hash)) & ~mask) == 0 && pools_.node(slotOf(here)).key == key) return slotOf(here);
+    }
+}
+
+SlotNumber KeyIndex::findOrAdd(std::int64_t key, SlotNumber slot) {
+    const std::uint32_t hash = hashOf(key);
+    const std::uint32_t mask = numberMask();
+    for (std::uint32_t at = position(hash);; at = (at + 1) & mask) {
+        const std::uint32_t here = entries_[at];
+        if (here == 0) {
+            entries_[at] = entry(hash, slot);
+            ++count_;
+            return slot;
+        }
+        if (((here ^ tag(hash)) & ~mask) == 0 && pools_.node(slotOf(here)).key == key) return slotOf(here);
+    }
+}
+
+void KeyIndex::remove(std::int64_t key) {
+    const SlotNumber slot = find(key);
+    if (slot == kNoSlot) return;
+    const std::uint32_t mask = numberMask();
+    std::uint32_t gap = position(hashOf(key));
+    while (entries_[gap] == 0 || slotOf(entries_[gap]) != slot) gap = (gap + 1) & mask;
+    // Entries behind the gap move up unless they would pass their own place.
+    for (std::uint32_t at = (gap + 1) & mask; entries_[at] != 0; at = (at + 1) & mask) {
+        const std::uint32_t home = position(hashOf(pools_.node(slotOf(entries_[at])).key));
+        if (((at - home) & mask) < ((at - gap) & mask)) continue;
+        entries_[gap] = entries_[at];
+        gap = at;
+    }
+    entries_[gap] = 0;
+    --count_;
+}
+
+void KeyIndex::reserve(std::uint64_t count, std::uint64_t slotLimit) {
+    const std::uint64_t least = std::max(count, slotLimit / 2 + 1);
+    const unsigned bits = std::max(kLeastBits, static_cast<unsigned>(std::bit_width(2 * least - 1)));
+    if (bits > bits_) rebuild(bits);
+}
+
+void KeyIndex::rebuild(unsigned bits) {
+    auto larger = std::make_unique<std::uint32_t[]>(std::size_t{1} << bits);
+    const std::unique_ptr<std::uint32_t[]> old = std::exchange(entries_, std::move(larger));
+    const std::uint64_t oldSize = bits_ == 0 ? 0 : std::uint64_t{1} << bits_;
+    const std::uint32_t oldMask = numberMask();
+    bits_ = bits;
+    const std::uint32_t mask = numberMask();
+    for (std::uint64_t i = 0; i < oldSize; ++i) {
+        if (old[i] == 0) continue;
+        const SlotNumber slot = (old[i] & oldMask) - 1;
+        const std::uint32_t hash = hashOf(pools_.node(slot).key);
+        std::uint32_t at = position(hash);
+        while (entries_[at] != 0) at = (at + 1) & mask;
+        entries_[at] = entry(hash, slot);
+    }
+}
+
+void KeyIndex::clear() {
+    entries_.reset();
+    bits_ = 0;
+    count_ = 0;
+}
+
+}  // namespace obs

@@ -1,0 +1,229 @@
+#include "Obs/ObsTree/Ordering.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdlib>
+#include <new>
+#include <vector>
+
+namespace obs {
+
+namespace {
+
+enum class Field : std::uint8_t { none, obsTime, senNum, satNum, obsType, elOrDec, seqNum };
+
+using FieldList = std::array<Field, 5>;
+
+/// The fields of each order. NOTE: that 1 leaves the satellite out and 7 the time is deliberate.
+constexpr std::array<FieldList, 11> kOrders{{
+    {},
+    {Field::obsTime, Field::senNum, Field::obsType, Field::elOrDec},
+    {Field::obsTime, Field::elOrDec},
+    {Field::obsTime, Field::senNum, Field::obsType, Field::elOrDec, Field::satNum},
+    {Field::senNum, Field::satNum, Field::obsTime, Field::elOrDec},
+    {Field::senNum, Field::obsTime, Field::elOrDec},
+    {Field::senNum, Field::satNum, Field::obsType, Field::obsTime, Field::elOrDec},
+    {Field::satNum, Field::senNum, Field::obsType, Field::elOrDec},
+    {Field::seqNum},
+    {},
+    {Field::satNum, Field::senNum, Field::obsTime},
+}};
+
+const FieldList& orderOf(std::int32_t code) {
+    const std::int64_t which = std::abs(std::int64_t{code});
+    return kOrders[which < std::int64_t{kOrders.size()} ? static_cast<std::size_t>(which) : 0];
+}
+
+// Integers that order as the values do. Negative zero equals zero; "not a number" has a fixed place beyond
+// the infinities, so that any store can be sorted.
+std::uint64_t ordered(double value) {
+    const auto bits = std::bit_cast<std::uint64_t>(value + 0.0);
+    return (bits >> 63) != 0 ? ~bits : bits | 0x8000000000000000u;
+}
+std::uint64_t ordered(std::int32_t value) {
+    return static_cast<std::uint32_t>(value) ^ 0x80000000u;
+}
+
+std::uint64_t valueOf(Field field, SlotNumber slot) {
+    const StoredRecord& rec = gStore.pools.record(slot);
+    switch (field) {
+        case Field::obsTime: return ordered(rec.obsTime);
+        case Field::senNum: return ordered(rec.senNum);
+        case Field::satNum: return ordered(rec.satNum);
+        case Field::obsType: return ordered(rec.obsType);
+        case Field::elOrDec: return ordered(rec.elOrDec);
+        case Field::seqNum: return ordered(gStore.pools.mark(slot).seqNum);
+        case Field::none: break;
+    }
+    return 0;
+}
+
+/// What is sorted: the first 128 bits of an observation's fields, so that hardly a comparison has to touch
+/// a record, and the slot that finds the rest.
+struct Item {
+    std::uint64_t high;
+    std::uint64_t low;
+    SlotNumber slot;
+};
+
+/// Types are small; where all of a store are, 8 bits suffice for one.
+constexpr unsigned kSmallTypeBits = 8;
+bool isSmallType(std::int32_t type) {
+    return type >= -1 && type < 255;
+}
+
+/// Packs an order's fields behind one another into two words. A field that does not fit whole gives its
+/// upper bits and ends the packing: equal words then mean that the fields have to be compared.
+class Packing {
+public:
+    Packing(const FieldList& fields, bool smallTypes) : fields_(fields), smallTypes_(smallTypes) {}
+
+    Item itemOf(SlotNumber slot) const {
+        std::uint64_t words[2] = {0, 0};
+        unsigned used = 0;
+        for (const Field field : fields_) {
+            if (field == Field::none || used == 128) break;
+            const unsigned width = widthOf(field, used);
+            const std::uint64_t value = narrowed(field, slot, width);
+            const unsigned room = 128 - used;
+            const unsigned taken = std::min(width, room);
+            append(words, used, value >> (width - taken), taken);
+            used += taken;
+        }
+        return {words[0], words[1], slot};
+    }
+
+    bool before(const Item& a, const Item& b) const {
+        if (a.high != b.high) return a.high < b.high;
+        if (a.low != b.low) return a.low < b.low;
+        return beforeByRecord(a.slot, b.slot);
+    }
+
+private:
+    unsigned widthOf(Field field, unsigned used) const {
+        if (field == Field::obsTime || field == Field::elOrDec) return 64;
+        return field == Field::obsType && used == 64 && smallTypes_ ? kSmallTypeBits : 32;
+    }
+    static std::uint64_t narrowed(Field field, SlotNumber slot, unsigned width) {
+        if (width != kSmallTypeBits) return valueOf(field, slot);
+        return static_cast<std::uint64_t>(gStore.pools.record(slot).obsType + 1);
+    }
+    static void append(std::uint64_t (&words)[2], unsigned used, std::uint64_t value, unsigned width) {
+        const unsigned end = used + width;
+        if (end <= 64) words[0] |= value << (64 - end);
+        else if (used >= 64) words[1] |= end == 128 ? value : value << (128 - end);
+        else {
+            words[0] |= value >> (end - 64);
+            words[1] |= value << (128 - end);
+        }
+    }
+    bool beforeByRecord(SlotNumber a, SlotNumber b) const {
+        for (const Field field : fields_) {
+            if (field == Field::none) break;
+            const std::uint64_t x = valueOf(field, a);
+            const std::uint64_t y = valueOf(field, b);
+            if (x != y) return x < y;
+        }
+        return gStore.pools.node(a).key < gStore.pools.node(b).key;  // ties keep tree order
+    }
+
+    const FieldList& fields_;
+    bool smallTypes_;
+};
+
+/// Runs up to this length are sorted by insertion before they are merged.
+constexpr std::size_t kShortRun = 16;
+
+void insertionSort(const Packing& order, Item* list, std::size_t n) {
+    for (std::size_t i = 1; i < n; ++i) {
+        const Item moving = list[i];
+        std::size_t at = i;
+        for (; at > 0 && order.before(moving, list[at - 1]); --at) list[at] = list[at - 1];
+        list[at] = moving;
+    }
+}
+
+/// Stable merge sort. `work` holds (n + 1) / 2 items. Linear for a list that is in order already.
+void mergehelper(const Packing& order, Item* list, std::size_t n, Item* work) {
+    if (n <= kShortRun) return insertionSort(order, list, n);
+    const std::size_t half = (n + 1) / 2;
+    mergehelper(order, list, half, work);
+    mergehelper(order, list + half, n - half, work);
+    if (!order.before(list[half], list[half - 1])) return;
+    std::copy(list, list + half, work);
+    const Item* first = work;
+    const Item* const firstEnd = work + half;
+    const Item* second = list + half;
+    const Item* const secondEnd = list + n;
+    Item* out = list;
+    while (first != firstEnd && second != secondEnd) *out++ = order.before(*second, *first) ? *second++ : *first++;
+    std::copy(first, firstEnd, out);
+}
+
+bool allTypesSmall() {
+    bool all = true;
+    gStore.pools.scan([&](SlotNumber slot) { all = all && isSmallType(gStore.pools.record(slot).obsType); });
+    return all;
+}
+
+/// The nodes in ascending order of `fields`.
+std::vector<Item> sortedItems(const FieldList& fields, std::optional<std::int32_t> gid) {
+    std::vector<Item> items;
+    items.reserve(gStore.tree.size());
+    if (fields.front() == Field::none) {
+        walkNodes(gid, [&](SlotNumber slot) { items.push_back({0, 0, slot}); });
+        return items;
+    }
+    const bool hasType = std::find(fields.begin(), fields.end(), Field::obsType) != fields.end();
+    const Packing order(fields, hasType && allTypesSmall());
+    gStore.pools.scan([&](SlotNumber slot) {
+        if (!gid || gStore.pools.mark(slot).gid == *gid) items.push_back(order.itemOf(slot));
+    });
+    std::vector<Item> work((items.size() + 1) / 2);
+    mergehelper(order, items.data(), items.size(), work.data());
+    return items;
+}
+
+void timesOf(const std::vector<Item>& items, double* earliest, double* latest) {
+    for (const Item& item : items) {
+        const double time = gStore.pools.record(item.slot).obsTime;
+        if (earliest != nullptr && (item.slot == items.front().slot || time < *earliest)) *earliest = time;
+        if (latest != nullptr && (item.slot == items.front().slot || time > *latest)) *latest = time;
+    }
+}
+
+}  // namespace
+
+bool lessthan(ObsBinTreePtr a, ObsBinTreePtr b, std::int32_t code) {
+    for (const Field field : orderOf(code)) {
+        if (field == Field::none) break;
+        const std::uint64_t x = valueOf(field, a);
+        const std::uint64_t y = valueOf(field, b);
+        if (x != y) return x < y;
+    }
+    return false;
+}
+
+std::int32_t obssort(std::int32_t code, std::int64_t* keys, std::optional<std::int32_t> gid, double* earliestTime,
+                     double* latestTime) {
+    const ReadGuard guard;
+    const std::vector<Item> items = sortedItems(orderOf(code), gid);
+    std::int64_t* out = keys;
+    const auto put = [&](const Item& item) { *out++ = gStore.pools.node(item.slot).key; };
+    if (code > 0) std::for_each(items.rbegin(), items.rend(), put);
+    else std::for_each(items.begin(), items.end(), put);
+    timesOf(items, earliestTime, latestTime);
+    return static_cast<std::int32_t>(items.size());
+}
+
+void obsgettreekeys(std::int32_t& count, std::int64_t* keys, std::int32_t code, std::optional<std::int32_t> gid) {
+    if (code != kTreeOrder) {
+        count += obssort(code, keys + count, gid);
+        return;
+    }
+    const ReadGuard guard;
+    walkNodes(gid, [&](SlotNumber slot) { keys[count++] = gStore.pools.node(slot).key; });
+}
+
+}  // namespace obs

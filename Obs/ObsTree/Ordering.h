@@ -1,0 +1,31 @@
+/// The ten orders in which keys are listed.
+///
+/// |code| selects the fields that are compared in turn (table in Ordering.cpp); ties keep tree order, that
+/// is ascending key. A code of 0 or below lists ascending, one above 0 descending (the exact reverse,
+/// ties included), except that code 9 through `obsgettreekeys` always ascends.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "Obs/ObsTree/Store.h"
+
+namespace obs {
+
+inline constexpr std::int32_t kTreeOrder = 9;
+
+/// Whether node a comes before node b in the order |code|; equal in all fields means no.
+/// Inside a read of the caller's.
+bool lessthan(ObsBinTreePtr a, ObsBinTreePtr b, std::int32_t code);
+
+/// Fills `keys` with the keys of all nodes, or of a group's, in the order of `code`; an empty selection
+/// leaves it untouched. Returns their number; optionally gives the earliest and latest times among them. Throws
+/// std::bad_alloc, `keys` being untouched.
+std::int32_t obssort(std::int32_t code, std::int64_t* keys, std::optional<std::int32_t> gid = std::nullopt,
+                     double* earliestTime = nullptr, double* latestTime = nullptr);
+
+/// `obssort`, and for code 9 the walk alone. `count` grows by the number of keys written from keys[count] on.
+void obsgettreekeys(std::int32_t& count, std::int64_t* keys, std::int32_t code,
+                    std::optional<std::int32_t> gid = std::nullopt);
+
+}  // namespace obs

@@ -1,0 +1,254 @@
+#include "Obs/ObsTree/Pools.h"
+
+#include <bit>
+#include <cstring>
+#include <memory>
+
+namespace obs {
+
+namespace {
+
+constexpr std::uint32_t kSlotsPerReservation = 4096;
+constexpr std::uint32_t kTriplesPerReservation = 4096;
+constexpr std::uint32_t kSlotLimit = kNoSlot - kSlotsPerReservation;
+constexpr std::uint32_t kTripleLimit = 0xffff0000u;
+
+// The five vectors of a record, in the order of the mask's bits.
+struct Vectors {
+    double v[kVectorKinds][3];
+};
+
+Vectors vectorsOf(const ObsRecord& rec) {
+    Vectors all{{{rec.elRate, rec.azRate, rec.rangeAccel}, {}, {}, {}, {}}};
+    std::memcpy(all.v[1], rec.senPos.data(), sizeof all.v[1]);
+    std::memcpy(all.v[2], rec.senVel.data(), sizeof all.v[2]);
+    std::memcpy(all.v[3], rec.satPos.data(), sizeof all.v[3]);
+    std::memcpy(all.v[4], rec.satVel.data(), sizeof all.v[4]);
+    return all;
+}
+
+// Bits, not values: a negative zero is kept.
+std::uint8_t maskOf(const Vectors& all) {
+    unsigned mask = 0;
+    for (unsigned kind = 0; kind < kVectorKinds; ++kind) {
+        const double* v = all.v[kind];
+        const std::uint64_t bits = std::bit_cast<std::uint64_t>(v[0]) | std::bit_cast<std::uint64_t>(v[1]) |
+                                   std::bit_cast<std::uint64_t>(v[2]);
+        mask |= static_cast<unsigned>(bits != 0) << kind;
+    }
+    return static_cast<std::uint8_t>(mask);
+}
+
+std::unique_ptr<OptionalParts> copyParts(const ObsRecord& rec) {
+    if (!rec.hasParts()) return nullptr;
+    return std::unique_ptr<OptionalParts>(new OptionalParts{rec.extraValues, rec.biases, rec.csvData, rec.rfData});
+}
+
+unsigned vectorCount(const StoredRecord& stored) {
+    return static_cast<unsigned>(std::popcount(stored.vectorMask));
+}
+
+}  // namespace
+
+SlotNumber Pools::popFreeSlot() {
+    const SlotNumber slot = freeSlots_;
+    freeSlots_ = nodes_[slot].leftWord;
+    return slot;
+}
+
+void Pools::freeSlot(SlotNumber slot) {
+    Node& node = nodes_[slot];
+    node.key = Node::kDead;
+    node.leftWord = freeSlots_;
+    freeSlots_ = slot;
+}
+
+SlotNumber Pools::acquire() {
+    if (freeSlots_ != kNoSlot) return popFreeSlot();
+    if (freshSlot_ >= kSlotLimit) throw std::bad_alloc{};
+    nodes_.ensure(freshSlot_ + std::uint64_t{1});
+    marks_.ensure(freshSlot_ + std::uint64_t{1});
+    records_.ensure(freshSlot_ + std::uint64_t{1});
+    nodes_[freshSlot_].key = Node::kDead;
+    return freshSlot_++;
+}
+
+void Pools::release(SlotNumber slot) {
+    releaseRecord(records_[slot]);
+    freeSlot(slot);
+}
+
+void Pools::releaseRecord(StoredRecord& stored) {
+    delete stored.parts;
+    stored.parts = nullptr;
+    if (stored.vectorMask != 0) releaseTriples(stored.vectors, vectorCount(stored));
+    stored.vectorMask = 0;
+}
+
+std::uint32_t Pools::acquireTriples(unsigned count, Reservation* reserved) {
+    if (reserved != nullptr) {
+        const std::uint32_t first = reserved->triples.next;
+        reserved->triples.next += count;
+        return first;
+    }
+    if (freeTriples_[count] != 0) {
+        const std::uint32_t first = freeTriples_[count] - 1;
+        std::memcpy(&freeTriples_[count], &triples_[first], sizeof freeTriples_[count]);
+        return first;
+    }
+    if (freshTriple_ >= kTripleLimit) throw std::bad_alloc{};
+    triples_.ensure(std::uint64_t{freshTriple_} + count);
+    const std::uint32_t first = freshTriple_;
+    freshTriple_ += count;
+    return first;
+}
+
+void Pools::releaseTriples(std::uint32_t first, unsigned count) {
+    if (first + count == freshTriple_) {
+        freshTriple_ = first;
+        return;
+    }
+    std::memcpy(&triples_[first], &freeTriples_[count], sizeof freeTriples_[count]);
+    freeTriples_[count] = first + 1;
+}
+
+void Pools::write(SlotNumber slot, const ObsRecord& rec, Reservation* reserved) {
+    StoredRecord& stored = records_[slot];
+    stored.parts = nullptr;
+    stored.vectorMask = 0;
+    std::unique_ptr<OptionalParts> parts = copyParts(rec);
+    if (parts) anyParts_.store(true, std::memory_order_relaxed);
+    const Vectors all = vectorsOf(rec);
+    const std::uint8_t mask = maskOf(all);
+    if (mask != 0) {
+        stored.vectors = acquireTriples(static_cast<unsigned>(std::popcount(mask)), reserved);
+        std::uint32_t at = stored.vectors;
+        for (unsigned kind = 0; kind < kVectorKinds; ++kind)
+            if ((mask >> kind & 1u) != 0) std::memcpy(triples_[at++].v, all.v[kind], sizeof all.v[kind]);
+    }
+    stored.obsTime = rec.obsTime;
+    stored.elOrDec = rec.elOrDec;
+    stored.azOrRa = rec.azOrRa;
+    stored.range = rec.range;
+    stored.rangeRate = rec.rangeRate;
+    stored.satNum = rec.satNum;
+    stored.senNum = rec.senNum;
+    stored.altSatNum1 = rec.altSatNum1;
+    stored.altSatNum2 = rec.altSatNum2;
+    stored.obsType = rec.obsType;
+    stored.equinoxInd = rec.equinoxInd;
+    stored.indicator1 = rec.indicator1;
+    stored.indicator2 = rec.indicator2;
+    stored.parts = parts.release();
+    stored.secClass = rec.secClass;
+    stored.vectorMask = mask;
+    stored.rotateToDate = rec.rotateToDate != 0;
+}
+
+void Pools::rewrite(SlotNumber slot, const ObsRecord& rec) {
+    StoredRecord old = records_[slot];
+    try {
+        write(slot, rec);
+    } catch (...) {
+        records_[slot] = old;
+        throw;
+    }
+    releaseRecord(old);
+}
+
+void Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
+    const StoredRecord& stored = records_[slot];
+    Vectors all{};
+    std::uint32_t at = stored.vectors;
+    for (unsigned kind = 0; stored.vectorMask >> kind != 0; ++kind)
+        if ((stored.vectorMask >> kind & 1u) != 0) std::memcpy(all.v[kind], triples_[at++].v, sizeof all.v[kind]);
+    rec.secClass = stored.secClass;
+    rec.equinoxInd = stored.equinoxInd;
+    rec.satNum = stored.satNum;
+    rec.senNum = stored.senNum;
+    rec.obsType = stored.obsType;
+    rec.indicator1 = stored.indicator1;
+    rec.indicator2 = stored.indicator2;
+    rec.altSatNum1 = stored.altSatNum1;
+    rec.altSatNum2 = stored.altSatNum2;
+    rec.obsTime = stored.obsTime;
+    rec.elOrDec = stored.elOrDec;
+    rec.azOrRa = stored.azOrRa;
+    rec.range = stored.range;
+    rec.rangeRate = stored.rangeRate;
+    rec.elRate = all.v[0][0];
+    rec.azRate = all.v[0][1];
+    rec.rangeAccel = all.v[0][2];
+    std::memcpy(rec.senPos.data(), all.v[1], sizeof all.v[1]);
+    std::memcpy(rec.senVel.data(), all.v[2], sizeof all.v[2]);
+    std::memcpy(rec.satPos.data(), all.v[3], sizeof all.v[3]);
+    std::memcpy(rec.satVel.data(), all.v[4], sizeof all.v[4]);
+    rec.rotateToDate = stored.rotateToDate;
+    if (!withParts) return;
+    freeobsrecord(rec);
+    if (stored.parts == nullptr) return;
+    rec.extraValues = stored.parts->extraValues;
+    rec.biases = stored.parts->biases;
+    rec.csvData = stored.parts->csvData;
+    rec.rfData = stored.parts->rfData;
+}
+
+void Pools::reserve(Reservation& reserved) {
+    while (freeSlots_ != kNoSlot && reserved.slotsLeft() < kSlotsPerReservation)
+        reserved.reused.push_back(popFreeSlot());
+    if (reserved.slotsLeft() == 0) {
+        if (freshSlot_ >= kSlotLimit) throw std::bad_alloc{};
+        const std::uint64_t end = std::uint64_t{freshSlot_} + kSlotsPerReservation;
+        nodes_.ensure(end);
+        marks_.ensure(end);
+        records_.ensure(end);
+        reserved.slots = {freshSlot_, static_cast<std::uint32_t>(end)};
+        for (; freshSlot_ < end; ++freshSlot_) nodes_[freshSlot_].key = Node::kDead;
+    }
+    if (reserved.triples.size() < kVectorKinds) {
+        if (freshTriple_ >= kTripleLimit) throw std::bad_alloc{};
+        if (reserved.triples.end != freshTriple_) reserved.triples.next = freshTriple_;
+        reserved.triples.end = freshTriple_ + kTriplesPerReservation;
+        triples_.ensure(reserved.triples.end);
+        freshTriple_ = reserved.triples.end;
+    }
+}
+
+void Pools::close(Reservation& reserved) {
+    for (const SlotNumber slot : reserved.reused) freeSlot(slot);
+    for (; reserved.slots.size() != 0; --reserved.slots.end) {
+        if (reserved.slots.end == freshSlot_) --freshSlot_;
+        else freeSlot(reserved.slots.end - 1);
+    }
+    if (reserved.triples.end == freshTriple_) freshTriple_ = reserved.triples.next;
+    reserved = Reservation{};
+    --openReservations_;
+}
+
+void Pools::abandon(const std::vector<SlotNumber>& slots) {
+    for (auto slot = slots.rbegin(); slot != slots.rend(); ++slot) {
+        releaseRecord(records_[*slot]);
+        if (*slot + 1 == freshSlot_) --freshSlot_;
+        else freeSlot(*slot);
+    }
+}
+
+void Pools::clear() {
+    // NOTE: an open reservation belongs to a load in another thread that writes into these
+    // arrays without the update mutex, so they must stay where they are.
+    const bool keepArrays = openReservations_ > 0;
+    if (keepArrays || anyParts_.load(std::memory_order_relaxed))
+        for (SlotNumber slot = 0; slot < scanLimit_; ++slot)
+            if (nodes_[slot].key != Node::kDead) release(slot);
+    if (keepArrays) return;
+    anyParts_.store(false, std::memory_order_relaxed);
+    nodes_.clear();
+    marks_.clear();
+    records_.clear();
+    triples_.clear();
+    freshSlot_ = freshTriple_ = scanLimit_ = 0;
+    freeSlots_ = kNoSlot;
+    for (std::uint32_t& head : freeTriples_) head = 0;
+}
+
+}  // namespace obs

@@ -1,0 +1,171 @@
+/// The store's memory. One slot number stands for one observation in three arrays, kept apart
+/// because different work touches them: nodes (a descent), marks (listing by insertion, groups) and
+/// records. Fresh memory is the largest part of a load, so a record keeps its common
+/// fields in 88 bytes and its vectors and optional parts elsewhere, only when it has them.
+///
+/// Invariants:
+/// 1. A slot whose node has key -1 is dead: free, or reserved and not linked yet.
+/// 2. Every slot below the scan limit is live or dead, never uninitialised.
+/// 3. A reserved slot is touched by its owner alone, except that its node's key stays -1 until
+///    it is linked.
+///
+/// Threads: `reserve` and `giveBack` need the update mutex; writing a reserved slot needs nothing;
+/// everything else needs the updater side, reading needs the reader side.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <vector>
+
+#include "Obs/ObsTree/ChunkArray.h"
+#include "Obs/ObsTypes/Companions.h"
+
+namespace obs {
+
+/// What a descent touches. A set bit above a child's number says that this side is the higher one.
+struct Node {
+    std::int64_t key;
+    std::uint32_t leftWord;
+    std::uint32_t rightWord;
+
+    static constexpr std::uint32_t kHeavy = 0x80000000u;
+    static constexpr std::int64_t kDead = -1;
+
+    SlotNumber left() const { return leftWord & ~kHeavy; }
+    SlotNumber right() const { return rightWord & ~kHeavy; }
+    void setLeft(SlotNumber slot) { leftWord = (leftWord & kHeavy) | slot; }
+    void setRight(SlotNumber slot) { rightWord = (rightWord & kHeavy) | slot; }
+
+    int balance() const { return static_cast<int>(rightWord >> 31) - static_cast<int>(leftWord >> 31); }
+    void setBalance(int balance) {
+        leftWord = left() | (balance < 0 ? kHeavy : 0);
+        rightWord = right() | (balance > 0 ? kHeavy : 0);
+    }
+    void setLeaf() { leftWord = rightWord = kNoSlot; }
+};
+static_assert(sizeof(Node) == 16);
+
+struct Mark {
+    std::int32_t seqNum;
+    std::int32_t gid;
+};
+
+/// A record as it is kept. Fields as in ObsRecord; the five vectors (rates, senPos, senVel,
+/// satPos, satVel) stand in `vectorMask` order from triple `vectors` on, those that are all zero left out.
+struct OptionalParts;
+struct StoredRecord {
+    double obsTime, elOrDec, azOrRa, range, rangeRate;
+    std::int32_t satNum, senNum, altSatNum1, altSatNum2;
+    std::int32_t obsType, equinoxInd, indicator1, indicator2;
+    OptionalParts* parts;  ///< owned; null when the record has none
+    std::uint32_t vectors;
+    char secClass;
+    std::uint8_t vectorMask;
+    std::uint8_t rotateToDate;
+};
+static_assert(sizeof(StoredRecord) == 88);
+
+inline constexpr unsigned kVectorKinds = 5;
+
+/// The optional parts of one record.
+struct OptionalParts {
+    Owned<RealList> extraValues;
+    Owned<ObsBiases> biases;
+    Owned<CsvObsData> csvData;
+    Owned<RfObsData> rfData;
+};
+
+/// Slots and triples set aside for one owner, which may fill them while readers go on.
+struct Reservation {
+    struct Run {
+        std::uint32_t next = 0, end = 0;
+        std::uint32_t size() const { return end - next; }
+    };
+    std::vector<SlotNumber> reused;  ///< slots that were free
+    Run slots;                       ///< slots never used before
+    Run triples;
+
+    std::size_t slotsLeft() const { return reused.size() + slots.size(); }
+    SlotNumber takeSlot() {
+        if (reused.empty()) return slots.next++;
+        const SlotNumber slot = reused.back();
+        reused.pop_back();
+        return slot;
+    }
+};
+
+class Pools {
+public:
+    Node& node(SlotNumber slot) { return nodes_[slot]; }
+    const Node& node(SlotNumber slot) const { return nodes_[slot]; }
+    Mark& mark(SlotNumber slot) { return marks_[slot]; }
+    const Mark& mark(SlotNumber slot) const { return marks_[slot]; }
+    StoredRecord& record(SlotNumber slot) { return records_[slot]; }
+    const StoredRecord& record(SlotNumber slot) const { return records_[slot]; }
+
+    /// Calls `visit(slot)` for every live slot in order of storage, which is kind to the caches.
+    template <class Visit>
+    void scan(Visit&& visit) const {
+        for (SlotNumber slot = 0; slot < scanLimit_; ++slot)
+            if (nodes_[slot].key != Node::kDead) visit(slot);
+    }
+
+    /// Slots ever used: all slot numbers are below.
+    std::uint32_t slotsUsed() const { return freshSlot_; }
+
+    /// Takes a dead slot. Throws std::bad_alloc.
+    SlotNumber acquire();
+    /// Kills a slot: its vectors, parts and number become free.
+    void release(SlotNumber slot);
+    /// Writes a record into an acquired or reserved slot, as a deep copy. A reservation must
+    /// hold at least `kVectorKinds` triples. On std::bad_alloc the slot holds no record.
+    void write(SlotNumber slot, const ObsRecord& rec, Reservation* reserved = nullptr);
+    /// Replaces a slot's record; on std::bad_alloc the old one stays.
+    void rewrite(SlotNumber slot, const ObsRecord& rec);
+    /// Reads a record; `withParts` false leaves the optional parts as they are in `rec`.
+    void read(SlotNumber slot, ObsRecord& rec, bool withParts = true) const;
+
+    /// Opens a reservation: until it is closed `clear` keeps the arrays.
+    void open() { ++openReservations_; }
+    /// Tops a reservation up. Throws std::bad_alloc.
+    void reserve(Reservation& reserved);
+    /// Takes the unused rest back and closes the reservation.
+    void close(Reservation& reserved);
+    /// Gives filled slots that were never linked back, newest first where that shortens the arrays.
+    void abandon(const std::vector<SlotNumber>& slots);
+
+    /// A slot became live: scans must reach it.
+    void noteLive(SlotNumber slot) {
+        if (slot >= scanLimit_) scanLimit_ = slot + 1;
+    }
+
+    /// Kills every live slot; frees the arrays when no reservation is open.
+    void clear();
+
+private:
+    struct Triple {
+        double v[3];
+    };
+
+    std::uint32_t acquireTriples(unsigned count, Reservation* reserved);
+    void releaseRecord(StoredRecord& stored);
+    void releaseTriples(std::uint32_t first, unsigned count);
+    void freeSlot(SlotNumber slot);
+    SlotNumber popFreeSlot();
+
+    ChunkArray<Node> nodes_;
+    ChunkArray<Mark> marks_;
+    ChunkArray<StoredRecord> records_;
+    ChunkArray<Triple> triples_;
+
+    std::uint32_t freshSlot_ = 0;
+    std::uint32_t freshTriple_ = 0;
+    std::uint32_t scanLimit_ = 0;
+    SlotNumber freeSlots_ = kNoSlot;  ///< linked through Node::leftWord
+    /// Free runs of triples by length, linked through their first bytes; number + 1, 0 none.
+    std::uint32_t freeTriples_[kVectorKinds + 1] = {};
+    std::int32_t openReservations_ = 0;
+    std::atomic<bool> anyParts_{false};  ///< set by loads outside the mutex, too
+};
+
+}  // namespace obs

@@ -1,0 +1,78 @@
+/// Who may be inside the store when.
+///
+/// Any number of readers, or one updater. Readers take no mutex: a reader counts itself in
+/// and then looks at the update flag; when the flag is set it counts itself out again and
+/// waits. An updater holds the mutex `obs_updatenote`, sets the flag and waits until no
+/// reader is counted. Each side writes its own mark before it reads the other's, all in one
+/// total order (seq_cst), so at least one of the two sees the other: an updater never meets a
+/// reader inside.
+///
+/// Rules:
+/// 1. A read must not be begun inside a read of the same thread: an updater that came
+///    between the two would wait for the first while the second waits for it.
+/// 2. An update must not be begun inside a read or another update.
+/// 3. References into the store are good until the read or update ends.
+/// 4. Observations under address keys follow the same protocol, because all records share
+///    their pools.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+namespace obs {
+
+class Protocol {
+public:
+    void beginRead();
+    void endRead();
+    void beginUpdate();
+    void endUpdate();
+
+    /// Taken alone, it keeps other updaters out while readers go on: for work that no
+    /// reader can see yet.
+    std::mutex& updateMutex() { return obs_updatenote_; }
+
+    /// Readers counted in, those about to back out included.
+    std::int32_t numreads() const;
+
+private:
+    /// One thread writes mostly one counter, so that readers on different cores do not
+    /// pass one cache line back and forth; an updater adds them up.
+    struct alignas(64) Counter {
+        std::atomic<std::int32_t> readers{0};
+    };
+    static constexpr std::size_t kCounters = 32;
+
+    static std::size_t counterOfThread();
+    void waitForUpdate();
+
+    std::array<Counter, kCounters> counters_;
+    alignas(64) std::atomic<std::int32_t> isupdating_{0};
+    std::mutex obs_updatenote_;
+};
+
+/// The one protocol of the process's store.
+extern Protocol gProtocol;
+
+inline void obsbeginread() { gProtocol.beginRead(); }
+inline void obsendread() { gProtocol.endRead(); }
+
+class ReadGuard {
+public:
+    ReadGuard() { gProtocol.beginRead(); }
+    ~ReadGuard() { gProtocol.endRead(); }
+    ReadGuard(const ReadGuard&) = delete;
+    ReadGuard& operator=(const ReadGuard&) = delete;
+};
+
+class UpdateGuard {
+public:
+    UpdateGuard() { gProtocol.beginUpdate(); }
+    ~UpdateGuard() { gProtocol.endUpdate(); }
+    UpdateGuard(const UpdateGuard&) = delete;
+    UpdateGuard& operator=(const UpdateGuard&) = delete;
+};
+
+}  // namespace obs

@@ -1,0 +1,121 @@
+/// The process-wide store: observations by key. Every operation here runs the protocol of
+/// Protocol.h itself, unless its comment says otherwise.
+///
+/// Messages go to the trace log. Status: 0 done, 2 no such key, 3 refused as a duplicate.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Obs/ObsTree/Handles.h"
+#include "Obs/ObsTree/KeyIndex.h"
+#include "Obs/ObsTree/Keys.h"
+#include "Obs/ObsTree/Pools.h"
+#include "Obs/ObsTree/Protocol.h"
+#include "Obs/ObsTree/Tree.h"
+
+namespace obs {
+
+inline constexpr std::int32_t kStatusOk = 0;
+inline constexpr std::int32_t kStatusGrown = 1;  ///< linked, and the tree grew in height
+inline constexpr std::int32_t kStatusRefused = 2;
+inline constexpr std::int32_t kStatusDuplicate = 3;
+
+/// A satellite number that no observation has: what a record copied out for an unknown key carries.
+inline constexpr std::int32_t kSatNumNotFound = -123;
+
+/// Tries to find a free key for an observation whose key another one has.
+inline constexpr int kMaxRekeys = 100;
+
+/// The parts of the store, for the operations of this folder. Not guarded.
+struct Store {
+    Pools pools;
+    Tree tree{pools};
+    KeyIndex index{pools};
+    Handles handles;
+
+    /// The slot of a stored observation under either kind of key, or kNoSlot.
+    SlotNumber find(std::int64_t obsKey);
+
+    /// Gives a slot whose record is written a key, re-keying while another observation has it, and enters
+    /// it in the index. False (a duplicate, or no key left): nothing was entered.
+    /// `key` becomes the key found. Room in the index must have been reserved.
+    bool claimKey(SlotNumber slot, std::int64_t& key);
+
+    /// Numbers a slot that is being linked.
+    void setMark(SlotNumber slot, std::int32_t gid);
+};
+extern Store& gStore;
+
+/// A key as messages show it: right-aligned in 19 columns.
+std::string keyText(std::int64_t obsKey);
+
+// --- Updaters ------------------------------------------------------------------
+
+/// Adds a deep copy of a record under a field key, or under the key of a new handle when `obsKey` is
+/// `kNewAddressKey`. `obsKey` becomes the key under which it is stored. Status 0, 1 or 3. Throws
+/// std::bad_alloc, the store being as it was and `stage` telling what for.
+inline constexpr std::int64_t kNewAddressKey = -2;
+enum class AddStage { node, record, handle };  ///< what memory was being taken for
+std::int32_t obsaddnode(std::int64_t& obsKey, const ObsRecord& rec, std::int32_t gid, AddStage& stage);
+
+/// Replaces a stored record by a deep copy. Under a field key, right ascension and declination with an
+/// equinox indicator are rotated to date whatever `rotateToDate` says; under an address key nothing
+/// is rotated. Status 0 or 2. Throws std::bad_alloc, the stored record being as it was.
+std::int32_t obsupdaterec(std::int64_t obsKey, const ObsRecord& rec);
+
+/// Removes one observation. A handle outlives it, so that a second removal is recognised. Status 0 or 2.
+std::int32_t obsremovenode(std::int64_t obsKey);
+
+/// Removes all observations. Status 0. The insertion counter goes on.
+std::int32_t obsemptytree();
+
+// --- Readers -------------------------------------------------------------------
+
+/// A deep copy of a stored record, or the default record with satNum -123. False and a message text when
+/// there is none; logs nothing.
+bool obsfindrec(std::int64_t obsKey, ObsRecord& rec, std::string_view* errMsg = nullptr);
+
+/// A reference to a stored record, or null. Begins a read that the caller ends with `obsendread` in
+/// either case, unless `noLock` says that the caller holds one.
+ObsRecordPtr obsfindrecptr(std::int64_t obsKey, std::string_view* errMsg = nullptr, bool noLock = false);
+
+/// `obsfindrec` with a message in the log: status 2 when there is no such observation.
+std::int32_t getobsdata(std::int64_t obsKey, ObsRecord& rec);
+
+/// A reference to a stored record, inside a read of the caller's; status 2 and a message when there is none.
+std::int32_t getobsdataptr(std::int64_t obsKey, ObsRecordPtr& rec);
+
+/// The record of a node, by reference and as a deep copy, inside a read of the caller's.
+ObsRecordPtr getobsptr(ObsBinTreePtr node);
+void obsgetrec(ObsBinTreePtr node, ObsRecord& rec);
+
+/// A node as a value, inside a read of the caller's.
+ObsBinTree obsgetnode(ObsBinTreePtr node);
+
+/// Number of observations, or of those of a group.
+std::int32_t obsgetnumoftreenodes(std::optional<std::int32_t> gid = std::nullopt);
+
+bool obstreeisempty();
+
+/// Calls `visit(slot)` for every node, or every node of a group, by ascending key, inside a read
+/// of the caller's.
+template <class Visit>
+void walkNodes(std::optional<std::int32_t> gid, Visit&& visit) {
+    if (!gid) return gStore.tree.walk(visit);
+    gStore.tree.walk([&](SlotNumber slot) {
+        if (gStore.pools.mark(slot).gid == *gid) visit(slot);
+    });
+}
+
+// --- Rules -----------------------------------------------------------------------
+
+/// Whether two records are the same observation. The sensor is not compared: the key holds it already.
+bool equal(const ObsRecord& a, const ObsRecord& b);
+
+/// Rotates a record's right ascension and declination to the equinox of date. The caller resets `equinoxInd`.
+void rotobstodate(ObsRecord& rec);
+
+}  // namespace obs

@@ -1,0 +1,22 @@
+#include "Obs/ObsTypes/ObsRecord.h"
+
+#include "Obs/ObsTypes/Companions.h"
+
+namespace obs {
+
+void freeobsrecord(ObsRecord& rec) {
+    rec.extraValues.release();
+    rec.biases.release();
+    rec.csvData.release();
+    rec.rfData.release();
+}
+
+void freeobsbintree(ObsBinTree& node) {
+    node.rec.release();
+}
+
+void freematchedobs(MatchedObs& matched) {
+    matched.list.release();
+}
+
+}  // namespace obs

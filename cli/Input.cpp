@@ -1,0 +1,109 @@
+#include "Input.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "Text.h"
+
+namespace obstool {
+
+namespace {
+
+std::string pathOfDescriptor(int descriptor) { return fmt::format("/proc/self/fd/{}", descriptor); }
+
+bool writeAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t n = ::write(descriptor, bytes.data(), bytes.size());
+        if (n < 0 && errno != EINTR) return false;
+        if (n > 0) bytes.remove_prefix(static_cast<std::size_t>(n));
+    }
+    return true;
+}
+
+/// A descriptor of a new file that has no name any more; -1 with errno set on failure.
+int makeTemporary() {
+    const char* folder = std::getenv("TMPDIR");
+    std::string name = std::string(folder != nullptr && *folder != '\0' ? folder : "/tmp") + "/obstoolXXXXXX";
+    const int descriptor = ::mkstemp(name.data());
+    if (descriptor >= 0) ::unlink(name.c_str());
+    return descriptor;
+}
+
+}  // namespace
+
+std::string fileNameProblem(const std::string& name) {
+    if (name.empty()) return "the file name is empty";
+    if (name.size() > kTextLength)
+        return fmt::format("the file name is longer than {} characters", kTextLength);
+    // A blank-padded text cannot hold them: another file might be taken.
+    if (name.front() == ' ' || name.back() == ' ') return "the file name begins or ends with a blank";
+    return {};
+}
+
+Input::Input(const std::string& name) {
+    if (name == "-")
+        openStandardInput();
+    else
+        openNamed(name);
+}
+
+Input::~Input() {
+    if (temporary_ >= 0) ::close(temporary_);
+}
+
+void Input::openStandardInput() {
+    // A redirected file can be opened again by name, unless part of it was consumed
+    // already or it is another user's.
+    const std::string path = pathOfDescriptor(STDIN_FILENO);
+    struct stat info {};
+    if (::fstat(STDIN_FILENO, &info) == 0 && S_ISREG(info.st_mode) &&
+        ::lseek(STDIN_FILENO, 0, SEEK_CUR) == 0 && ::access(path.c_str(), R_OK) == 0)
+        path_ = path;
+    else
+        copyToTemporary(STDIN_FILENO);
+}
+
+void Input::openNamed(const std::string& name) {
+    problem_ = fileNameProblem(name);
+    if (!problem_.empty()) return;
+    const int descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+    struct stat info {};
+    if (descriptor < 0 || ::fstat(descriptor, &info) != 0)
+        problem_ = std::strerror(errno);
+    else if (S_ISREG(info.st_mode))
+        path_ = name;
+    else
+        copyToTemporary(descriptor);
+    if (descriptor >= 0) ::close(descriptor);
+}
+
+void Input::copyToTemporary(int source) {
+    std::vector<char> buffer(1 << 16);
+    ssize_t n = -1;
+    while (n != 0) {
+        n = ::read(source, buffer.data(), buffer.size());
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) {
+            problem_ = std::strerror(errno);
+            return;
+        }
+        // After the first read, so that a directory has failed by now.
+        if (temporary_ < 0) temporary_ = makeTemporary();
+        if (temporary_ < 0 || !writeAll(temporary_, {buffer.data(), static_cast<std::size_t>(n)})) {
+            problem_ = fmt::format("cannot copy it to a temporary file: {}", std::strerror(errno));
+            return;
+        }
+    }
+    path_ = pathOfDescriptor(temporary_);
+}
+
+}  // namespace obstool

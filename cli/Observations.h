@@ -1,0 +1,36 @@
+/// @file
+/// The stored observations as the subcommands show them.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace obstool {
+
+struct Observation {
+    double time;  ///< days since 1950 UTC
+    std::int32_t satellite, sensor;
+    char type;
+    double elOrDec, azOrRa;    ///< degrees
+    double range, rangeRate;   ///< km, km/s
+};
+
+/// What an observation type carries, of the values that are shown.
+struct TypeInfo {
+    char type;
+    bool angles, range, rangeRate;
+    std::string_view carries;
+};
+
+/// An unknown type is taken to carry everything.
+const TypeInfo& typeInfo(char type);
+
+/// The keys of all stored observations in an order of ObsGetLoaded.
+std::vector<std::int64_t> storedKeys(std::int32_t order);
+
+/// The observation under a key that storedKeys gave out. The parts that its type does not
+/// carry hold no meaning.
+Observation observationOf(std::int64_t key);
+
+}  // namespace obstool

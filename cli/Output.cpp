@@ -1,0 +1,31 @@
+#include "Output.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "Text.h"
+
+namespace obstool {
+
+void complain(std::string_view subject, std::string_view reason) {
+    const std::string line = fmt::format("obstool: {}: {}\n", printable(subject), printable(reason));
+    std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+void Output::flush() {
+    errno = 0;
+    const bool written = std::fwrite(buffer_.data(), 1, buffer_.size(), stdout) == buffer_.size();
+    if (!written && error_ == 0) error_ = errno != 0 ? errno : EIO;
+    buffer_.clear();
+}
+
+ExitStatus Output::finish() {
+    flush();
+    if (std::fflush(stdout) != 0 && error_ == 0) error_ = errno;
+    if (error_ == 0) return ExitStatus::allGood;
+    complain("(standard output)", std::strerror(error_));
+    return ExitStatus::failure;
+}
+
+}  // namespace obstool

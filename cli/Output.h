@@ -1,0 +1,40 @@
+/// @file
+/// What the command writes: standard output through one buffer, complaints to standard error.
+#pragma once
+
+#include <iterator>
+#include <string_view>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace obstool {
+
+/// Exit statuses; a greater one outweighs a smaller one.
+enum class ExitStatus { allGood = 0, badLines = 1, failure = 2 };
+
+/// Writes "obstool: SUBJECT: REASON" to standard error.
+void complain(std::string_view subject, std::string_view reason);
+
+/// Standard output. Writes are gathered; the first failure is kept for finish().
+class Output {
+public:
+    template <typename... Args>
+    void print(fmt::format_string<Args...> format, Args&&... args) {
+        fmt::format_to(std::back_inserter(buffer_), format, std::forward<Args>(args)...);
+        if (buffer_.size() >= kFlushAt) flush();
+    }
+
+    /// Writes out what is left and complains when any of it could not be written.
+    ExitStatus finish();
+
+private:
+    static constexpr std::size_t kFlushAt = 1 << 16;
+
+    void flush();
+
+    fmt::memory_buffer buffer_;
+    int error_ = 0;  ///< the system's error number of the first failed write
+};
+
+}  // namespace obstool

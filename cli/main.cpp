@@ -1,0 +1,179 @@
+/// @file
+/// obstool: looks into files of satellite tracking observations and converts them.
+/// This file reads the command line; the subcommands are in files of their names.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <exception>
+#include <sstream>
+
+#include <CLI/CLI.hpp>
+
+#include "Commands.h"
+#include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "Text.h"
+
+namespace {
+
+using namespace obstool;
+
+constexpr auto kDescription = "Looks into files of satellite tracking observations and converts them.";
+
+constexpr auto kFooter = R"(
+'obstool COMMAND --help' shows a command's options. A FILE holds one observation a line,
+keyword lines and comments ("*" in column 1); the name - stands for standard input.
+
+Exit status: 0 when all went well, 1 when some lines were bad, 2 when the command line
+was wrong or a file could not be read or written.
+
+Examples:
+  obstool info today.obs
+  obstool list --order -7 --limit 20 today.obs
+  zcat *.obs.gz | obstool convert - -o all.b3 --to b3)";
+
+constexpr auto kInfoFooter = R"(
+Shows the lines loaded, duplicate and bad in each file; the time span and the numbers of
+observations by type, sensor and satellite in all; and each bad line as FILE:LINE: reason.)";
+
+constexpr auto kListFooter = R"(
+Times are UTC. A value that the observation's type does not carry is shown as -. Bad
+lines are named on standard error.
+
+Orders (ascending when negative, descending when positive):
+   1  time, sensor, type, elevation       6  sensor, satellite, type, time, elevation
+   2  time, elevation                     7  satellite, sensor, type, elevation
+   3  as 1, then satellite                8  order in the files
+   4  sensor, satellite, time, elevation  9  key, always ascending (0: the same)
+   5  sensor, time, elevation            10  satellite, sensor, time)";
+
+constexpr auto kConvertFooter = R"(
+The observations of all files go to one file, in ascending order of their keys. Bad lines
+are named on standard error and left out. When a file cannot be read nothing is written.)";
+
+std::string version() {
+    Text512 info;
+    ObsGetInfo(info.data());
+    return info.str();
+}
+
+std::string usageError(const CLI::App* app, const CLI::Error& error) {
+    const std::vector<std::string> unknown = app->remaining();
+    const bool noCommand =
+        app->get_subcommands().empty() && !unknown.empty() && !unknown.front().starts_with('-');
+    return fmt::format("obstool: {}\nTry 'obstool --help' or 'obstool COMMAND --help'.\n",
+                       noCommand ? fmt::format("there is no command '{}'", printable(unknown.front()))
+                                 : error.what());
+}
+
+CLI::App* addCommand(CLI::App& app, const char* name, const char* description, const char* footer,
+                     CommonOptions& options) {
+    CLI::App* command = app.add_subcommand(name, description);
+    command->footer(footer);
+    command->add_option("FILE", options.files, "Files to load; - is standard input")
+        ->type_name("")->required();
+    command->add_option("--log", options.log, "Append the library's messages to LOG")->type_name("LOG");
+    return command;
+}
+
+/// NOTE: without it "-1" would wrap around to a very large count.
+CLI::Validator isCount() {
+    const auto check = [](std::string& text) {
+        const bool digits = text.find_first_not_of("0123456789") == std::string::npos;
+        return digits ? std::string() : fmt::format("{} is not a whole number of 0 or more", text);
+    };
+    return CLI::Validator(check, "");
+}
+
+CLI::Validator oneOfTheFormats() {
+    std::vector<std::string> names;
+    for (const SaveFormat& format : kSaveFormats) names.emplace_back(format.name);
+    return CLI::IsMember(names).description("");
+}
+
+std::string formatsHelp() {
+    std::string help = "Format to write:";
+    for (const SaveFormat& format : kSaveFormats)
+        help += fmt::format(" {} ({})", format.name, format.description);
+    return help;
+}
+
+CLI::App* addInfo(CLI::App& app, InfoOptions& options) {
+    CLI::App* command =
+        addCommand(app, "info", "Tell what files hold and which lines are bad", kInfoFooter, options);
+    command->add_option("--top", options.top, "Show the busiest N sensors and satellites; 0 shows all")
+        ->type_name("N")->check(isCount())->capture_default_str();
+    command->add_flag("--duplicates", options.duplicates, "Name the duplicate lines, too");
+    command->add_flag("--json", options.json, "Write one JSON object instead of tables");
+    return command;
+}
+
+CLI::App* addList(CLI::App& app, ListOptions& options) {
+    CLI::App* command = addCommand(app, "list", "List observations, one a line", kListFooter, options);
+    command->add_option("--order", options.order, "Order, from the table below (-10 to 10)")
+        ->type_name("CODE")->check(CLI::Range(-10, 10).description(""))->capture_default_str();
+    command->add_flag("--keys", options.keysOnly, "Keys only, without a header");
+    command->add_option("--limit", options.limit, "Stop after N observations")
+        ->type_name("N")->check(isCount());
+    return command;
+}
+
+void addConvert(CLI::App& app, ConvertOptions& options) {
+    CLI::App* command = addCommand(app, "convert", "Write the observations of files in another format",
+                                   kConvertFooter, options);
+    command->add_option("-o,--output", options.output, "File to write; - is standard output")
+        ->type_name("OUT")->required();
+    command->add_option("--to", options.format, formatsHelp())
+        ->type_name("FORMAT")->required()->check(oneOfTheFormats());
+    command->add_flag("--append", options.append, "Add to the file instead of replacing it");
+}
+
+ExitStatus run(int argc, char** argv, Output& out) {
+    CLI::App app(kDescription, "obstool");
+    app.footer(kFooter);
+    app.failure_message(usageError);
+    app.set_version_flag("--version", version, "Show the library's version");
+    app.require_subcommand(1);
+    InfoOptions info;
+    ListOptions list;
+    ConvertOptions convert;
+    const CLI::App* infoCommand = addInfo(app, info);
+    const CLI::App* listCommand = addList(app, list);
+    addConvert(app, convert);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        // Also thrown for --help and --version, with status 0.
+        std::ostringstream answer, complaint;
+        const int status = app.exit(error, answer, complaint);
+        out.print("{}", answer.str());
+        std::fputs(complaint.str().c_str(), stderr);
+        return status == 0 ? ExitStatus::allGood : ExitStatus::failure;
+    }
+    if (infoCommand->parsed()) return runInfo(info, out);
+    if (listCommand->parsed()) return runList(list, out);
+    return runConvert(convert);
+}
+
+/// A closed standard stream would lend its number to the next file opened, and what is
+/// meant for the stream would end up there. These stand-ins fail when they are used.
+void occupyStandardStreams() {
+    for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (::fcntl(descriptor, F_GETFD) < 0)
+            ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    occupyStandardStreams();
+    Output out;
+    ExitStatus status = ExitStatus::failure;
+    try {
+        status = run(argc, argv, out);
+    } catch (const std::exception& error) {
+        complain("stopped", error.what());
+    }
+    return static_cast<int>(std::max(status, out.finish()));
+}

@@ -1,0 +1,18 @@
+/// Earth orientation as the application set it, for conversions within the coordinate library.
+#pragma once
+
+#include "siblings/include/Export.h"
+
+namespace family {
+
+struct EarthOrientation {
+    double dut1S = 0;     ///< UT1-UTC, seconds
+    double xpArcsec = 0;  ///< polar motion
+    double ypArcsec = 0;
+    double lodS = 0;  ///< excess length of day, seconds
+};
+
+/// The four values of one `FamilySetEarthOrientation` call, never a mixture of two.
+FAMILY_API EarthOrientation earthorientation();
+
+}  // namespace family
