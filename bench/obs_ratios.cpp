@@ -179,7 +179,7 @@ struct ObsStore {
         return ObsGetLoadCounts(&counts.loaded, &counts.duplicate, &counts.bad) == 0;
     }
     std::int32_t satNum(std::int64_t key) const { return SatNumFrObsKey(key); }
-    void list(int order, std::int64_t* keys) const { ObsGetLoaded(-order, keys); }
+    void list(int order, std::int64_t* keys) const { ObsGetLoaded(order == 9 ? 9 : -order, keys); }
     bool save(const std::string& path) const { return ObsSaveFile(path.c_str(), 0, 0) == 0; }
     bool card(std::int64_t key, char text[512]) const { return ObsGetB3Card(key, text) == 0; }
     bool remove(std::int64_t key) { return ObsRemove(key) == 0; }

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -32,7 +33,8 @@ bool writeAll(int descriptor, std::string_view bytes) {
 /// A descriptor of a new file that has no name any more; -1 with errno set on failure.
 int makeTemporary() {
     const char* folder = std::getenv("TMPDIR");
-    std::string name = std::string(folder != nullptr && *folder != '\0' ? folder : "/tmp") + "/obstoolXXXXXX";
+    if (folder == nullptr || *folder == '\0') folder = P_tmpdir;
+    std::string name = std::string(folder) + "/obstoolXXXXXX";
     const int descriptor = ::mkstemp(name.data());
     if (descriptor >= 0) ::unlink(name.c_str());
     return descriptor;

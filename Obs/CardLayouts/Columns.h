@@ -24,6 +24,7 @@ inline constexpr std::size_t kCardLength = 512;
 class CardText {
 public:
     CardText(std::string_view text) : text_(text.substr(0, kCardLength)) {}
+    CardText(const std::string& text) : CardText(std::string_view(text)) {}
 
     char at(unsigned column) const { return column <= text_.size() ? text_[column - 1] : ' '; }
 

@@ -126,7 +126,19 @@ Refusal badCard(const CardText& card) {
     return {"ReadB3: Bad B3 card/", std::string(card.text()), kCardLength, ""};
 }
 
-MaybeRefusal readCarefully(const CardText& card, ObsRecord& rec) {
+}  // namespace
+
+bool IsB3Format_PV(const CardText& card) {
+    return hasClassification(card) && !separatorsAreBlank(card) && hasEciType(card);
+}
+
+bool IsB3Format(const CardText& card) {
+    if (!hasClassification(card)) return false;
+    if (!separatorsAreBlank(card)) return hasEciType(card);
+    return kAngleCardTypes.find(upperCase(card.at(b3::kObsType.first))) != std::string_view::npos;
+}
+
+MaybeRefusal readB3Carefully(const CardText& card, ObsRecord& rec) {
     rec.secClass = card.at(b3::kSecClass.first);
     if (!readDigits(card.at(b3::kSenNum), rec.senNum) || !readTail(card, rec)) return badCard(card);
     if (!isValid(card, card.at(b3::kObsType.first))) return badCard(card);
@@ -145,22 +157,10 @@ MaybeRefusal readCarefully(const CardText& card, ObsRecord& rec) {
     return std::nullopt;
 }
 
-}  // namespace
-
-bool IsB3Format_PV(const CardText& card) {
-    return hasClassification(card) && !separatorsAreBlank(card) && hasEciType(card);
-}
-
-bool IsB3Format(const CardText& card) {
-    if (!hasClassification(card)) return false;
-    if (!separatorsAreBlank(card)) return hasEciType(card);
-    return kAngleCardTypes.find(upperCase(card.at(b3::kObsType.first))) != std::string_view::npos;
-}
-
 MaybeRefusal ReadB3(const CardText& card, ObsRecord& rec) {
     if (!readB3Quick(card, rec)) {
         if (hasClassification(card) && hasEciType(card)) return ReadECIXYZ(card, rec);
-        if (MaybeRefusal refusal = readCarefully(card, rec)) return refusal;
+        if (MaybeRefusal refusal = readB3Carefully(card, rec)) return refusal;
     }
     rotateIfAsked(rec);
     return std::nullopt;

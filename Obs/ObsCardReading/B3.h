@@ -18,6 +18,11 @@ bool IsB3Format(const CardText& card);
 bool IsB3Format_PV(const CardText& card);
 
 MaybeRefusal ReadB3(const CardText& card, ObsRecord& rec);
+
+/// Reads an angle, range or rate card column by column, without rotating: what `ReadB3` does with any card that
+/// its quick path leaves.
+MaybeRefusal readB3Carefully(const CardText& card, ObsRecord& rec);
+
 MaybeRefusal ReadB3Ext(const CardText& card, ObsRecord& rec);
 
 // --- Single fields of the B3 layout and of formats that share them, in record units; 0 when malformed ---

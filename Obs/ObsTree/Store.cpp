@@ -1,7 +1,9 @@
 #include "Obs/ObsTree/Store.h"
 
 #include <atomic>
+#include <bit>
 #include <charconv>
+#include <cmath>
 
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Coords.h"
@@ -18,6 +20,7 @@ std::atomic<std::uint32_t> seqnum{0};
 
 constexpr double kRadPerDeg = 0.017453292519943295;
 constexpr double kDegPerRad = 57.29577951308232;
+constexpr double kMillisecondsPerDay = 86400e3;
 
 constexpr std::string_view kFindRecEmpty = "FindRec: Search tree is empty.";
 constexpr std::string_view kFindRecUnknown = "FindRec: search key doens't exist.";
@@ -89,6 +92,7 @@ SlotNumber Store::find(std::int64_t obsKey) {
 }
 
 bool Store::claimKey(SlotNumber slot, std::int64_t& key) {
+    std::uint64_t fingerprint = 0;
     for (int tries = 0; tries < kMaxRekeys; ++tries) {
         pools.node(slot).key = key;
         const SlotNumber holder = index.findOrAdd(key, slot);
@@ -97,7 +101,8 @@ bool Store::claimKey(SlotNumber slot, std::int64_t& key) {
         pools.read(holder, stored, false);
         pools.read(slot, fresh, false);
         if (equal(stored, fresh)) break;
-        key = family::nextsatkey(key);
+        if (tries == 0) fingerprint = equalityFingerprint(fresh);
+        key = family::nextsatkey(key, fingerprint);
     }
     pools.node(slot).key = Node::kDead;
     return false;
@@ -229,6 +234,24 @@ bool equal(const ObsRecord& a, const ObsRecord& b) {
     if (ObsHasRaDec(a.obsType)) return a.elOrDec == b.elOrDec && a.azOrRa == b.azOrRa;
     if (a.obsType == 6) return a.range == b.range;
     return false;
+}
+
+std::uint64_t equalityFingerprint(const ObsRecord& rec) {
+    std::uint64_t sum = static_cast<std::uint32_t>(rec.obsType);
+    const auto take = [&](double value) {
+        // Adding 0 makes one zero of the two, which are equal.
+        sum = (sum ^ std::bit_cast<std::uint64_t>(value + 0.0)) * 0x9E3779B97F4A7C15u;
+        sum ^= sum >> 29;
+    };
+    take(std::round(rec.obsTime * kMillisecondsPerDay));
+    const bool angles = ObsHasAzEl(rec.obsType) || ObsHasRaDec(rec.obsType);
+    if (angles) take(rec.elOrDec);
+    if (angles) take(rec.azOrRa);
+    if (ObsHasAzEl(rec.obsType) || rec.obsType == 6) take(rec.range);
+    if (ObsHasAzEl(rec.obsType) || rec.obsType == 0) take(rec.rangeRate);
+    if (!angles && rec.obsType != 0 && rec.obsType != 6)
+        for (const double value : {rec.obsTime, rec.range, rec.rangeRate, rec.satPos[0], rec.satVel[0]}) take(value);
+    return sum;
 }
 
 void rotobstodate(ObsRecord& rec) {

@@ -115,6 +115,12 @@ void walkNodes(std::optional<std::int32_t> gid, Visit&& visit) {
 /// Whether two records are the same observation. The sensor is not compared: the key holds it already.
 bool equal(const ObsRecord& a, const ObsRecord& b);
 
+/// A number that equal records have in common and others hardly ever: made of the fields that `equal` compares
+/// and the time to the millisecond. Observations that share a key draw their next keys from it; the key
+/// alone would send all of them down one chain of 100 tries. (Equal records whose times differ in
+/// their last bits and straddle half a millisecond get different numbers; both are then kept.)
+std::uint64_t equalityFingerprint(const ObsRecord& rec);
+
 /// Rotates a record's right ascension and declination to the equinox of date. The caller resets `equinoxInd`.
 void rotobstodate(ObsRecord& rec);
 

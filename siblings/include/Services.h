@@ -129,9 +129,10 @@ FAMILY_API std::int32_t allkeymodeget();   ///< that mode; 1 is address keys
 FAMILY_API std::int32_t dupkeymodeget();   ///< nonzero: a duplicate is accepted silently
 
 /// The next key to try after a collision: the same nine leading digits (time of year)
-/// and ten digits from 3,400,000,000 up drawn from a fixed hash of the key. Never the
-/// key itself; always a field key. 64-bit keys below 0 or above the field keys give -1.
-FAMILY_API std::int64_t nextsatkey(std::int64_t key);
+/// and ten digits from 3,400,000,000 up drawn from a fixed hash of the key and of what tells
+/// the observation from others, so that many with one key do not all follow one chain. Never
+/// the key itself; always a field key. Keys below 0 or above the field keys give -1.
+FAMILY_API std::int64_t nextsatkey(std::int64_t key, std::uint64_t fingerprint);
 
 /// Product, version, build date and platform in one line.
 FAMILY_API std::string getsoftwareinfo(std::string_view libraryTag, std::string_view version,

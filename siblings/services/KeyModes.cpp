@@ -51,13 +51,13 @@ std::int32_t useallkeymode() { return useAllMode.load(std::memory_order_relaxed)
 std::int32_t allkeymodeget() { return allMode.load(std::memory_order_relaxed); }
 std::int32_t dupkeymodeget() { return dupMode.load(std::memory_order_relaxed); }
 
-std::int64_t nextsatkey(std::int64_t key) {
+std::int64_t nextsatkey(std::int64_t key, std::uint64_t fingerprint) {
     if (key < 0 || key >= kFieldKeyEnd) {
         return -1;
     }
     constexpr auto kChoices = static_cast<std::uint64_t>(kTenDigits - kFirstDrawn);
     const std::int64_t time = key / kTenDigits * kTenDigits;
-    const auto drawn = static_cast<std::int64_t>(mix(static_cast<std::uint64_t>(key)) % kChoices);
+    const auto drawn = static_cast<std::int64_t>(mix(static_cast<std::uint64_t>(key) ^ fingerprint) % kChoices);
     const std::int64_t next = time + kFirstDrawn + drawn;
     if (next != key) {
         return next;

@@ -489,7 +489,7 @@ TEST(Nextsatkey, StaysInTheTenthAndRarelyRepeats) {
         std::unordered_set<std::int64_t> chain{first};
         bool meets = false;
         for (int i = 0; i < kTries; ++i) {
-            const std::int64_t next = nextsatkey(key);
+            const std::int64_t next = nextsatkey(key, 0);
             ASSERT_NE(next, key);
             ASSERT_EQ(next / kTenDigits, first / kTenDigits);
             ASSERT_GE(next % kTenDigits, 3'400'000'000);
@@ -505,11 +505,12 @@ TEST(Nextsatkey, StaysInTheTenthAndRarelyRepeats) {
 
 TEST(Nextsatkey, FixedValuesAndRange) {
     // Stored keys outlive a process, so the hash may not change: values of its first release.
-    EXPECT_EQ(nextsatkey(12'960'000'012'345'211), 12'960'008'494'141'061);
-    EXPECT_EQ(nextsatkey(nextsatkey(12'960'000'012'345'211)), 12'960'009'267'986'577);
-    EXPECT_LT(nextsatkey(3'170'879'999'999'999'999), 3'170'880'000'000'000'000);
+    EXPECT_EQ(nextsatkey(12'960'000'012'345'211, 0), 12'960'008'494'141'061);
+    EXPECT_EQ(nextsatkey(nextsatkey(12'960'000'012'345'211, 0), 0), 12'960'009'267'986'577);
+    EXPECT_NE(nextsatkey(12'960'000'012'345'211, 1), 12'960'008'494'141'061);
+    EXPECT_LT(nextsatkey(3'170'879'999'999'999'999, 0), 3'170'880'000'000'000'000);
     for (const long key : {-1L, std::numeric_limits<long>::min(), 3'170'880'000'000'000'000L}) {
-        EXPECT_EQ(nextsatkey(key), -1);
+        EXPECT_EQ(nextsatkey(key, 0), -1);
     }
 }
 

@@ -51,7 +51,11 @@ std::string notAscii(Look look, int year) {
     return text;
 }
 
-std::string cutOff(Look look, int year) { return card(look, year).substr(0, 40); }
+/// Without its type column a B3 card is not known for one; a cut B3E card would be.
+std::string cutOff(Look look, int year) {
+    look.asB3e = false;
+    return card(look, year).substr(0, 40);
+}
 
 std::string plainText(Look, int) { return "Up to here the passes of the first watch."; }
 

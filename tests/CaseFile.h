@@ -1,0 +1,71 @@
+/// Case files: one case a line, written by whoever knows the format.
+///
+///   base NAME TEXT            a card to start from ("~" stands for a blank)
+///   case NAME EDITS -> WHAT   edits: COLUMN=TEXT each, laid over the base, or "-" for none;
+///                             what: FIELD=VALUE each, or "refused MESSAGE"
+#pragma once
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace obs::test {
+
+struct Case {
+    std::string where;  ///< file and line
+    std::string card;
+    std::vector<std::pair<std::string, std::string>> fields;
+    std::string refusal;  ///< the message's beginning, empty when the card is to be read
+};
+
+inline std::string withBlanks(std::string text) {
+    std::replace(text.begin(), text.end(), '~', ' ');
+    return text;
+}
+
+inline void edit(std::string& card, const std::string& word) {
+    const std::size_t equals = word.find('=');
+    const std::size_t column = std::stoul(word.substr(0, equals));
+    const std::string text = withBlanks(word.substr(equals + 1));
+    if (card.size() < column - 1 + text.size()) card.resize(column - 1 + text.size(), ' ');
+    card.replace(column - 1, text.size(), text);
+}
+
+inline std::vector<Case> readCases(const std::string& fileName) {
+    std::ifstream file(fileName);
+    if (!file) throw std::runtime_error("cannot open " + fileName);
+    std::map<std::string, std::string> bases;
+    std::vector<Case> cases;
+    std::string line;
+    for (int number = 1; std::getline(file, line); ++number) {
+        std::istringstream words(line);
+        std::string kind, name, word;
+        if (!(words >> kind) || kind[0] == '#') continue;
+        words >> name;
+        if (kind == "base") {
+            words >> word;
+            bases[name] = withBlanks(word);
+            continue;
+        }
+        Case one{fileName + ":" + std::to_string(number), bases.at(name), {}, {}};
+        while (words >> word && word != "->")
+            if (word != "-") edit(one.card, word);
+        words >> std::ws;
+        if (words.peek() == 'r' && line.find("-> refused ") != std::string::npos) {
+            one.refusal = line.substr(line.find("-> refused ") + 11);
+        } else {
+            while (words >> word) one.fields.emplace_back(word.substr(0, word.find('=')), withBlanks(word.substr(word.find('=') + 1)));
+        }
+        if (one.fields.empty() && one.refusal.empty()) throw std::runtime_error(one.where + ": expects nothing");
+        cases.push_back(one);
+    }
+    if (cases.empty()) throw std::runtime_error(fileName + ": no case");
+    return cases;
+}
+
+}  // namespace obs::test

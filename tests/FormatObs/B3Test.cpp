@@ -1,0 +1,188 @@
+#include "Obs/FormatObs/B3.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "Obs/CardLayouts/B3.h"
+#include "Obs/FormatObs/CardFields.h"
+#include "Obs/ObsCardReading/B3.h"
+#include "Obs/ObsCardReading/Classify.h"
+#include "tests/CaseFile.h"
+
+namespace obs::test {
+
+namespace {
+
+std::string overpunched(double value, int nInt, int nDec) {
+    std::string text(static_cast<std::size_t>(nInt + nDec), '?');
+    GetOverpunchStr(value, nInt, nDec, text.data());
+    return text;
+}
+
+std::string rangeText(double range, bool type6) {
+    std::string text(type6 ? 9 : 8, '?');
+    type6 ? GetRangeStrType6(text.data(), range) : GetRangeStr(text.data(), range);
+    return text;
+}
+
+std::string written(const ObsRecord& rec) {
+    CardBuffer card;
+    CreateB3Obs(rec, card);
+    std::string text(card.text());
+    text.resize(CardBuffer::kCapacity, ' ');
+    return text;
+}
+
+std::string columns(const ObsRecord& rec, Columns which) {
+    return written(rec).substr(which.offset(), which.width());
+}
+
+ObsRecord plainRecord(std::int32_t type) {
+    ObsRecord rec;
+    rec.satNum = 12345;
+    rec.senNum = 211;
+    rec.obsType = type;
+    rec.obsTime = 27029.5;
+    return rec;
+}
+
+}  // namespace
+
+TEST(CardFields, signedFields) {
+    const double infinity = std::numeric_limits<double>::infinity();
+    struct {
+        double value;
+        int nInt, nDec;
+        const char* text;
+    } const cases[] = {
+        {-12.3456, 2, 4, "J23456"}, {-5.1234, 2, 4, "-51234"},  {5.1234, 2, 4, "051234"},   {12.3456, 2, 4, "123456"},
+        {-0.1234, 1, 4, "-1234"},   {-1.1234, 1, 4, "J1234"},   {-0.1234, 2, 4, "-01234"},  {-99.99994, 2, 4, "R99999"},
+        {0, 2, 4, "000000"},        {-0.00004, 2, 4, "-00000"}, {99.99996, 2, 4, "******"}, {-100, 2, 4, "******"},
+        {infinity, 2, 5, "*******"}, {-infinity, 1, 4, "*****"}, {std::nan(""), 2, 4, "******"},
+        // halves away from zero, decided on the exact value: 0.00005 is a little above, 1.00105 a little below a half
+        {0.03125, 1, 4, "00313"},   {-0.03125, 1, 4, "-0313"},  {0.00005, 1, 4, "00001"},   {1.00105, 1, 4, "10010"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(overpunched(c.value, c.nInt, c.nDec), c.text) << c.value;
+}
+
+TEST(CardFields, rangesAndPositions) {
+    const double infinity = std::numeric_limits<double>::infinity();
+    struct {
+        double range;
+        const char* text;
+        const char* type6;
+    } const cases[] = {
+        {12345.67, "12345673", "123456702"},   {12.3456, "12345600", "012345600"},   {0, "00000000", "000000000"},
+        {1e8, "99999995", "999999995"},        {9e-6, "00000000", "000000000"},      {1e-5, "00000010", "000000010"},
+        {9999999, "99999995", "999999904"},    {99.999999, "10000001", "100000000"}, {-5, "00000000", "000000000"},
+        {1234567.8, "12345685", "123456784"},  {infinity, "99999995", "999999995"},  {std::nan(""), "********", "*********"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(rangeText(c.range, false), c.text) << c.range;
+        EXPECT_EQ(rangeText(c.range, true), c.type6) << c.range;
+    }
+    struct {
+        double value;
+        const char* text;
+    } const positions[] = {{123.456, "+00123456"}, {-123.456, "-00123456"}, {0, "         "}, {-0.0, "         "},
+                           {99999.999, "+99999999"}, {1e5, "*********"}, {-0.0004, "-00000000"}};
+    for (const auto& c : positions) {
+        std::string text(9, '?');
+        GetPosStr(text.data(), c.value);
+        EXPECT_EQ(text, c.text) << c.value;
+    }
+}
+
+TEST(B3Writer, headAndTail) {
+    ObsRecord rec = plainRecord(1);
+    rec.azOrRa = -0.0001;
+    rec.elOrDec = -12.3456;
+    rec.indicator1 = 7;
+    rec.altSatNum1 = 100001;
+    rec.altSatNum2 = 340000;
+    EXPECT_EQ(written(rec).substr(0, 90),
+              "U1234521124001120000000J23456 3599999                                     1 7  0A0001*****");
+    struct {
+        std::int32_t ObsRecord::*field;
+        std::int32_t value;
+        Columns where;
+        const char* text;
+    } const cases[] = {
+        {&ObsRecord::senNum, 1234, b3::kSenNum, "234"},     {&ObsRecord::senNum, -1, b3::kSenNum, "***"},
+        {&ObsRecord::indicator1, 10, b3::kIndicator1, "*"}, {&ObsRecord::indicator2, 9, b3::kIndicator2, " "},
+        {&ObsRecord::indicator2, -1, b3::kIndicator2, "*"}, {&ObsRecord::equinoxInd, 2, b3::kEquinoxInd, " "},
+        {&ObsRecord::obsType, 18, b3::kObsType, "8"},       {&ObsRecord::obsType, 19, b3::kObsType, "9"},
+        {&ObsRecord::obsType, 7, b3::kObsType, " "},        {&ObsRecord::obsType, 16, b3::kAltSatNum1, "     "},
+    };
+    for (const auto& c : cases) {
+        ObsRecord changed = rec;
+        changed.*c.field = c.value;
+        EXPECT_EQ(columns(changed, c.where), c.text);
+    }
+    ObsRecord raDec = plainRecord(5);
+    raDec.equinoxInd = 3;
+    EXPECT_EQ(columns(raDec, b3::kEquinoxInd), "3");
+    raDec.secClass = '\n';
+    EXPECT_EQ(columns(raDec, b3::kSecClass), "*");
+}
+
+TEST(B3Writer, spaceSensorsWithoutRangeHaveNoExponent) {
+    ObsRecord rec = plainRecord(18);
+    EXPECT_EQ(written(rec).substr(38, 8), "0000000 ");
+    rec.senPos = {123.456, 0, -7000};
+    EXPECT_EQ(written(rec).substr(46, 27), "+00123456         -07000000");
+}
+
+TEST(B3Writer, eciCards) {
+    ObsRecord rec = plainRecord(11);
+    rec.satPos = {6378.135, -1, 1e20};
+    rec.satVel = {7.5, -0.000000001, 0};
+    EXPECT_EQ(written(rec).substr(23, 103),
+              "      6378.135000        -1.000000*****************V      7.500000000     -0.000000001      0.000000000");
+    rec.obsType = 10;
+    const std::string card = written(rec).substr(0, 90);
+    EXPECT_EQ(card.substr(23, 24), "  1.00000000 -0.00015679");
+    EXPECT_EQ(card[74], 'P');
+    EXPECT_TRUE(IsB3Format_PV("U" + std::string(28, ' ') + "1" + std::string(44, ' ') + "P"));
+}
+
+// Whatever a card can hold comes back from it: the fields within half a digit, the card itself exactly.
+TEST(B3Writer, cardsComeBack) {
+    std::mt19937_64 random(3);
+    const auto uniform = [&](double low, double high) { return std::uniform_real_distribution<double>(low, high)(random); };
+    constexpr double kHalfAngleDigit = 0.5e-4, kHalfRaDigit = 0.05 * 15 / 3600, kHalfRateDigit = 0.5e-5,
+                     kHalfMillisecond = 0.5e-3 / 86400, kHalfMetre = 0.5e-3, kNoise = 1e-9;
+    for (int round = 0; round < 4000; ++round) {
+        static constexpr std::int32_t kTypes[] = {0, 1, 2, 3, 4, 5, 6, 8, 9, 18, 19};
+        ObsRecord rec = plainRecord(kTypes[random() % std::size(kTypes)]);
+        const std::int32_t type = rec.obsType;
+        rec.obsTime = uniform(2557, 39000);
+        if (kAngleTypes.has(type)) {
+            rec.elOrDec = uniform(-99.99, 99.99);
+            rec.azOrRa = uniform(0, 359.99);
+        }
+        if (ObsHasRange(type)) rec.range = std::pow(10.0, uniform(-4, 6.9));
+        if (ObsHasRangeRate(type)) rec.rangeRate = uniform(-99, 99);
+        if (type == 4) rec.elRate = uniform(-9.9, 9.9);
+        if (kSensorPositionTypes.has(type)) rec.senPos = {uniform(-9e4, 9e4), 0, uniform(-1, 1)};
+        const std::string card = written(rec);
+        ASSERT_EQ(ObsCardType(card), LineClass::b3) << card;
+        ObsRecord back;
+        const MaybeRefusal refusal = ReadB3(card, back);
+        ASSERT_FALSE(refusal) << refusal->message();
+        EXPECT_EQ(back.obsType, type) << card;
+        EXPECT_NEAR(back.obsTime, rec.obsTime, kHalfMillisecond + kNoise) << card;
+        EXPECT_NEAR(back.elOrDec, rec.elOrDec, kHalfAngleDigit + kNoise) << card;
+        EXPECT_NEAR(back.azOrRa, rec.azOrRa, (ObsHasRaDec(type) ? kHalfRaDigit : kHalfAngleDigit) + kNoise) << card;
+        EXPECT_NEAR(back.range, rec.range, std::max(0.5e-6 * rec.range, 0.5e-5) + kNoise) << card;
+        EXPECT_NEAR(back.rangeRate, rec.rangeRate, kHalfRateDigit + kNoise) << card;
+        EXPECT_NEAR(back.elRate, rec.elRate, kHalfAngleDigit + kNoise) << card;
+        EXPECT_NEAR(back.senPos[0], rec.senPos[0], kHalfMetre + kNoise) << card;
+        EXPECT_EQ(written(back), card);
+    }
+}
+
+}  // namespace obs::test

@@ -1,0 +1,111 @@
+// Readers beside updaters, through the exported functions. Every observation is made so that its fields agree
+// with each other; a reader that meets a torn one sees them disagree. The thread sanitizer watches the rest.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+#include <vector>
+
+#include "ObsDllExports.h"
+
+namespace {
+
+constexpr int kObservations = 3000;
+constexpr double kFirstDay = 27029.0;
+
+/// A card of type 2 whose sensor, azimuth, elevation and range all tell its number.
+std::string cardOf(int number) {
+    char card[96];
+    std::snprintf(card, sizeof card, "U00005%03d24%03d%02d%02d%02d000%06d %07d %07d5%29s%d 1  1%05d%05d", number % 1000,
+                  2 + number / 86400, number / 3600 % 24, number / 60 % 60, number % 60, number, number, number, "", 2,
+                  number, number);
+    return card;
+}
+
+/// Whether the fields of a stored observation agree; false also when it is gone meanwhile.
+bool lookAt(std::int64_t key, std::atomic<int>& torn) {
+    char secClass, type;
+    std::int32_t sat, sen, i1, i2, a1, a2;
+    double time, el, az, range, rate, elRate, azRate, accel, pos[3], vel[3], cleared[128];
+    if (ObsGetAllFields(key, &secClass, &sat, &sen, &time, &el, &az, &range, &rate, &elRate, &azRate, &accel, &type, &i1, &i2,
+                        &a1, &a2, pos, vel, cleared) != 0)
+        return false;
+    const int number = a1;
+    if (a2 != number || sen != number % 1000 || el != number / 1e4 || az != number / 1e4 || range != number || type != '2' ||
+        sat != 5)
+        ++torn;
+    return true;
+}
+
+}  // namespace
+
+TEST(Threads, readersNeverSeeATornObservation) {
+    ObsRemoveAll();
+    const auto folder = std::filesystem::temp_directory_path() / ("obs_threads_" + std::to_string(::getpid()));
+    std::filesystem::create_directory(folder);
+    const std::string deck = folder / "deck.txt";
+    {
+        std::ofstream out(deck);
+        for (int i = 0; i < kObservations; ++i) out << cardOf(i) << "\n";
+    }
+    std::atomic<bool> stop{false};
+    std::atomic<int> torn{0}, seen{0}, badLists{0}, badSaves{0};
+    std::vector<std::thread> threads;
+    for (int reader = 0; reader < 2; ++reader)
+        threads.emplace_back([&, reader] {
+            for (int i = reader; !stop; i = (i + 7) % kObservations) {
+                const int number = i;
+                const double time = kFirstDay + number / 86400.0;
+                const std::int64_t key = ObsFieldsToObsKey(5, number % 1000, time);
+                seen += lookAt(key, torn);
+                const std::int32_t sensor = SenNumFrObsKey(key);
+                if (sensor != -1 && sensor != number % 1000) ++torn;
+            }
+        });
+    threads.emplace_back([&] {
+        std::vector<std::int64_t> keys(2 * kObservations);
+        while (!stop) {
+            std::fill(keys.begin(), keys.end(), -1);
+            ObsGetLoaded(9, keys.data());
+            const auto end = std::find(keys.begin(), keys.end(), -1);
+            if (!std::is_sorted(keys.begin(), end)) ++badLists;
+            ObsGetLoaded(-6, keys.data());
+            if (ObsGetCount() > kObservations) ++badLists;
+        }
+    });
+    threads.emplace_back([&] {
+        const std::string out = folder / "out.txt";
+        while (!stop) {
+            ObsSaveFile(out.c_str(), 0, 0);
+            std::ifstream saved(out);
+            for (std::string line; std::getline(saved, line);)
+                badSaves += line.size() != 90 || line.compare(23, 6, line, 31, 6) != 0;  // elevation is azimuth
+        }
+    });
+    // Updaters: one adds and removes single observations, the other loads and empties.
+    threads.emplace_back([&] {
+        for (int i = 0; !stop; i = (i + 11) % kObservations) {
+            const std::int64_t key = ObsAddFrB3Card(cardOf(i).c_str());
+            if (key > 0 && i % 3 == 0) ObsRemove(key);
+        }
+    });
+    for (int round = 0; round < 25; ++round) {
+        ObsLoadFile(deck.c_str());
+        if (round % 5 == 4) ObsRemoveAll();
+    }
+    stop = true;
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(torn, 0);
+    EXPECT_EQ(badLists, 0);
+    EXPECT_EQ(badSaves, 0);
+    EXPECT_GT(seen, 0);
+    ObsLoadFile(deck.c_str());
+    EXPECT_EQ(ObsGetCount(), kObservations);
+    ObsRemoveAll();
+    std::filesystem::remove_all(folder);
+}

@@ -1,0 +1,52 @@
+#!/usr/bin/env python3
+"""Holds three lists of the exported functions together: the header's declarations, the reviewed list, and what
+the built library defines.
+
+usage: check_symbols.py HEADER LIST LIBRARY NM
+"""
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+# What the headers of the standard library leave behind in any C++ library: weak and unique definitions. Those of
+# the library's own are strong.
+VAGUE = set("wWvVu")
+
+
+def declared(header):
+    text = re.sub(r"/\*.*?\*/", "", header.read_text(), flags=re.S)
+    names = re.findall(r"^OBS_API\s+[^;(]*?(\w+)\s*\(", text, flags=re.M)
+    if len(names) != len(re.findall(r"^OBS_API\b", text, flags=re.M)):
+        sys.exit(f"{header}: a declaration after OBS_API was not understood")
+    return names
+
+
+def defined(library, nm):
+    lines = subprocess.run([nm, "-D", "--defined-only", str(library)], check=True, capture_output=True, text=True)
+    symbols = [line.split()[-2:] for line in lines.stdout.splitlines()]
+    # The sanitizers' own marks begin with two underscores, which are reserved to the compiler.
+    return [name for kind, name in symbols if kind not in VAGUE and not name.startswith("__")]
+
+
+def main():
+    header, reviewed, library = map(Path, sys.argv[1:4])
+    lists = {
+        str(header): declared(header),
+        str(reviewed): reviewed.read_text().split(),
+        str(library): defined(library, sys.argv[4]),
+    }
+    faults = []
+    for place, names in lists.items():
+        if len(set(names)) != len(names):
+            faults.append(f"{place}: a name stands twice")
+    for name in sorted(set().union(*lists.values())):
+        faults += [f"{place}: no {name}, which another list has" for place in lists if name not in lists[place]]
+    if lists[str(reviewed)] != sorted(lists[str(reviewed)]):
+        faults.append(f"{reviewed}: not in order")
+    print("\n".join(faults) if faults else f"{len(lists[str(reviewed)])} exported functions")
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,9 @@
+/* Both public headers in a strict C program, in either order, and one call. */
+#include "ObsDllExports.h"
+#include "siblings/include/ObsFamily.h"
+#include "ObsDllExports.h"
+
+int main(void) {
+    char text[512];
+    return ObsInit() == 0 && FamilyGetLastError(text) == 0 ? 0 : 1;
+}

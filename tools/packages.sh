@@ -1,0 +1,40 @@
+#!/bin/sh
+# Installs the Debian packages that this project needs, if any is missing.
+#
+# usage: tools/packages.sh SET...    sets: build, test, bench, lint
+set -eu
+
+build="g++ cmake ninja-build liberfa-dev libspdlog-dev libfmt-dev libcli11-dev"
+test="libgtest-dev python3 pkg-config"
+bench="libbenchmark-dev libabsl-dev libboost-dev"
+lint="clang clang-format clang-tidy"
+
+wanted=
+for set in "$@"; do
+    case $set in
+        build) wanted="$wanted $build" ;;
+        test) wanted="$wanted $test" ;;
+        bench) wanted="$wanted $bench" ;;
+        lint) wanted="$wanted $lint" ;;
+        *) echo "tools/packages.sh: there is no set '$set'" >&2; exit 2 ;;
+    esac
+done
+
+missing=
+for package in $wanted; do
+    # shellcheck disable=SC2016  # dpkg-query replaces the variable, not the shell
+    state=$(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null) || state=
+    [ "$state" = installed ] || missing="$missing $package"
+done
+if [ -z "$missing" ]; then
+    echo "All Debian packages needed are installed:$wanted"
+    exit 0
+fi
+
+sudo=
+[ "$(id -u)" -eq 0 ] || sudo="sudo"
+echo "Installing Debian packages:$missing"
+export DEBIAN_FRONTEND=noninteractive
+# Lists may be older than the packages they name, or not be there yet.
+# shellcheck disable=SC2086  # the names are to be split
+$sudo apt-get update -qq && $sudo apt-get install -y -qq --no-install-recommends $missing
