@@ -46,9 +46,7 @@ public:
     explicit Ahead(Take take) : take_(take) {}
 
     void operator()(SlotNumber slot) {
-        const char* record = reinterpret_cast<const char*>(getobsptr(slot));
-        __builtin_prefetch(record);
-        __builtin_prefetch(record + sizeof(StoredRecord) - 1);
+        gStore.pools.prefetchRecord(slot);
         SlotNumber& place = waiting_[next_++ % kPlaces];
         if (next_ > kPlaces) take_(place);
         place = slot;

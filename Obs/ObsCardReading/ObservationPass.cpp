@@ -85,8 +85,7 @@ ObservationPass::Step ObservationPass::takeObservation(const CardText& line, Lin
                                                        std::int64_t lineNumber, Mode mode) {
     if (mode == Mode::tentative && (isFull() || addressKeysInForce())) return Step::mustBeFinal;
     if (isFull()) flush();
-    freeobsrecord(record_);
-    record_ = ObsRecord{};
+    resetobsrecord(record_);
     const MaybeRefusal refusal = readLine(line, lineClass, record_);
     if (!refusal && addressKeysInForce()) {
         addAtOnce(line, lineNumber);

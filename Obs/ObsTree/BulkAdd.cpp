@@ -88,8 +88,6 @@ bool BulkAdd::claimKeys(std::vector<Refused>& refused) {
         Pending pending = pending_[i];
         const std::int64_t firstKey = pending.key;
         if (gStore.claimKey(pending.slot, pending.key)) {
-            gStore.setMark(pending.slot, gid_);
-            gStore.pools.noteLive(pending.slot);
             pending_[accepted++] = pending;
             continue;
         }
@@ -101,6 +99,11 @@ bool BulkAdd::claimKeys(std::vector<Refused>& refused) {
         }
     }
     pending_.resize(accepted);
+    auto seqNum = static_cast<std::uint32_t>(Store::takeSeqNums(static_cast<std::uint32_t>(accepted)));
+    for (const Pending& pending : pending_) {
+        gStore.pools.mark(pending.slot) = {static_cast<std::int32_t>(seqNum++), gid_};
+        gStore.pools.noteLive(pending.slot);
+    }
     return allNamed;
 }
 

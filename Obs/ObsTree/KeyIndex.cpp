@@ -10,6 +10,13 @@ namespace {
 
 constexpr unsigned kLeastBits = 10;
 
+/// No live entry looks so: the table has more places than the highest number needs.
+constexpr std::uint32_t kRemoved = 0xffffffffu;
+
+bool isLive(std::uint32_t entry) {
+    return entry != 0 && entry != kRemoved;
+}
+
 }  // namespace
 
 // Two rounds of multiply and shift: keys are arithmetic patterns (times times 10^10), and one
@@ -24,52 +31,51 @@ std::uint32_t KeyIndex::hashOf(std::int64_t key) {
 // NOTE: the tag stands above the number: the table has 2^bits entries and a number needs at most
 // `bits` bits, since the table grows until it is twice as large as the highest number.
 
+/// The entry of a key, or the place where it would be added.
+std::uint32_t* KeyIndex::place(std::int64_t key, std::uint32_t hash) const {
+    const std::uint32_t mask = numberMask();
+    const std::uint32_t wanted = tag(hash);
+    std::uint32_t* reusable = nullptr;
+    for (std::uint32_t at = position(hash);; at = (at + 1) & mask) {
+        std::uint32_t& here = entries_[at];
+        if (here == 0) return reusable != nullptr ? reusable : &here;
+        if (here == kRemoved) {
+            if (reusable == nullptr) reusable = &here;
+        } else if ((here & ~mask) == wanted && pools_.node(slotOf(here)).key == key) {
+            return &here;
+        }
+    }
+}
+
 SlotNumber KeyIndex::find(std::int64_t key) const {
     if (bits_ == 0) return kNoSlot;
-    const std::uint32_t hash = hashOf(key);
-    const std::uint32_t mask = numberMask();
-    for (std::uint32_t at = position(hash);; at = (at + 1) & mask) {
-        const std::uint32_t here = entries_[at];
-        if (here == 0) return kNoSlot;
-        if (((here ^ tag(hash)) & ~mask) == 0 && pools_.node(slotOf(here)).key == key) return slotOf(here);
-    }
+    const std::uint32_t entry = *place(key, hashOf(key));
+    return isLive(entry) ? slotOf(entry) : kNoSlot;
 }
 
 SlotNumber KeyIndex::findOrAdd(std::int64_t key, SlotNumber slot) {
     const std::uint32_t hash = hashOf(key);
-    const std::uint32_t mask = numberMask();
-    for (std::uint32_t at = position(hash);; at = (at + 1) & mask) {
-        const std::uint32_t here = entries_[at];
-        if (here == 0) {
-            entries_[at] = entry(hash, slot);
-            ++count_;
-            return slot;
-        }
-        if (((here ^ tag(hash)) & ~mask) == 0 && pools_.node(slotOf(here)).key == key) return slotOf(here);
-    }
+    std::uint32_t& here = *place(key, hash);
+    if (isLive(here)) return slotOf(here);
+    removed_ -= here == kRemoved;
+    here = entry(hash, slot);
+    ++count_;
+    return slot;
 }
 
 void KeyIndex::remove(std::int64_t key) {
-    const SlotNumber slot = find(key);
-    if (slot == kNoSlot) return;
-    const std::uint32_t mask = numberMask();
-    std::uint32_t gap = position(hashOf(key));
-    while (entries_[gap] == 0 || slotOf(entries_[gap]) != slot) gap = (gap + 1) & mask;
-    // Entries behind the gap move up unless they would pass their own place.
-    for (std::uint32_t at = (gap + 1) & mask; entries_[at] != 0; at = (at + 1) & mask) {
-        const std::uint32_t home = position(hashOf(pools_.node(slotOf(entries_[at])).key));
-        if (((at - home) & mask) < ((at - gap) & mask)) continue;
-        entries_[gap] = entries_[at];
-        gap = at;
-    }
-    entries_[gap] = 0;
+    if (bits_ == 0) return;
+    std::uint32_t& here = *place(key, hashOf(key));
+    if (!isLive(here)) return;
+    here = kRemoved;
     --count_;
+    ++removed_;
 }
 
 void KeyIndex::reserve(std::uint64_t count, std::uint64_t slotLimit) {
     const std::uint64_t least = std::max(count, slotLimit / 2 + 1);
-    const unsigned bits = std::max(kLeastBits, static_cast<unsigned>(std::bit_width(2 * least - 1)));
-    if (bits > bits_) rebuild(bits);
+    const unsigned bits = std::max({kLeastBits, static_cast<unsigned>(std::bit_width(2 * least - 1)), bits_});
+    if (bits > bits_ || 2 * (count + removed_) > std::uint64_t{1} << bits_) rebuild(bits);
 }
 
 void KeyIndex::rebuild(unsigned bits) {
@@ -78,9 +84,10 @@ void KeyIndex::rebuild(unsigned bits) {
     const std::uint64_t oldSize = bits_ == 0 ? 0 : std::uint64_t{1} << bits_;
     const std::uint32_t oldMask = numberMask();
     bits_ = bits;
+    removed_ = 0;
     const std::uint32_t mask = numberMask();
     for (std::uint64_t i = 0; i < oldSize; ++i) {
-        if (old[i] == 0) continue;
+        if (!isLive(old[i])) continue;
         const SlotNumber slot = (old[i] & oldMask) - 1;
         const std::uint32_t hash = hashOf(pools_.node(slot).key);
         std::uint32_t at = position(hash);
@@ -92,7 +99,7 @@ void KeyIndex::rebuild(unsigned bits) {
 void KeyIndex::clear() {
     entries_.reset();
     bits_ = 0;
-    count_ = 0;
+    count_ = removed_ = 0;
 }
 
 }  // namespace obs

@@ -5,7 +5,10 @@
 /// the slot's number + 1 in its lower bits and, in the bits that the number leaves free, more of the
 /// key's hash, so that a foreign entry is mostly told apart without touching its node.
 ///
-/// Invariant: every live slot's key is found; removal closes the gap, so there are no tombstones.
+/// A removed entry leaves a mark that probes pass over and additions take; closing the gap instead would have to
+/// look at the nodes of the entries behind it, a cache miss each.
+///
+/// Invariant: every live slot's key is found; entries and marks together fill at most half of the table.
 #pragma once
 
 #include <cstdint>
@@ -48,12 +51,14 @@ private:
     std::uint32_t numberMask() const { return static_cast<std::uint32_t>((std::uint64_t{1} << bits_) - 1); }
     std::uint32_t entry(std::uint32_t hash, SlotNumber slot) const { return tag(hash) | (slot + 1); }
     SlotNumber slotOf(std::uint32_t entry) const { return (entry & numberMask()) - 1; }
+    std::uint32_t* place(std::int64_t key, std::uint32_t hash) const;
     void rebuild(unsigned bits);
 
     const Pools& pools_;
     std::unique_ptr<std::uint32_t[]> entries_;
     unsigned bits_ = 0;  ///< the table has 2^bits entries
     std::uint64_t count_ = 0;
+    std::uint64_t removed_ = 0;  ///< marks of removed entries
 };
 
 }  // namespace obs

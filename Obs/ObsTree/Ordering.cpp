@@ -95,9 +95,10 @@ public:
     }
 
     bool before(const Item& a, const Item& b) const {
-        if (a.high != b.high) return a.high < b.high;
-        if (a.low != b.low) return a.low < b.low;
-        return beforeByRecord(a.slot, b.slot);
+        if (a.high == b.high && a.low == b.low) [[unlikely]] return beforeByRecord(a.slot, b.slot);
+        // No branch: in a shuffled store its outcome cannot be guessed.
+        return static_cast<bool>(static_cast<unsigned>(a.high < b.high) |
+                                 (static_cast<unsigned>(a.high == b.high) & static_cast<unsigned>(a.low < b.low)));
     }
 
 private:
@@ -157,7 +158,12 @@ void mergehelper(const Packing& order, Item* list, std::size_t n, Item* work) {
     const Item* second = list + half;
     const Item* const secondEnd = list + n;
     Item* out = list;
-    while (first != firstEnd && second != secondEnd) *out++ = order.before(*second, *first) ? *second++ : *first++;
+    while (first != firstEnd && second != secondEnd) {
+        const bool takeSecond = order.before(*second, *first);
+        *out++ = *(takeSecond ? second : first);
+        second += takeSecond;
+        first += !takeSecond;
+    }
     std::copy(first, firstEnd, out);
 }
 

@@ -52,23 +52,28 @@ unsigned vectorCount(const StoredRecord& stored) {
 
 SlotNumber Pools::popFreeSlot() {
     const SlotNumber slot = freeSlots_;
-    freeSlots_ = nodes_[slot].leftWord;
+    freeSlots_ = nodes_[slot].words[0];
     return slot;
 }
 
 void Pools::freeSlot(SlotNumber slot) {
     Node& node = nodes_[slot];
     node.key = Node::kDead;
-    node.leftWord = freeSlots_;
+    node.words[0] = freeSlots_;
     freeSlots_ = slot;
+}
+
+void Pools::ensureSlots(std::uint64_t count) {
+    nodes_.ensure(count);
+    parents_.ensure(count);
+    marks_.ensure(count);
+    records_.ensure(count);
 }
 
 SlotNumber Pools::acquire() {
     if (freeSlots_ != kNoSlot) return popFreeSlot();
     if (freshSlot_ >= kSlotLimit) throw std::bad_alloc{};
-    nodes_.ensure(freshSlot_ + std::uint64_t{1});
-    marks_.ensure(freshSlot_ + std::uint64_t{1});
-    records_.ensure(freshSlot_ + std::uint64_t{1});
+    ensureSlots(std::uint64_t{freshSlot_} + 1);
     nodes_[freshSlot_].key = Node::kDead;
     return freshSlot_++;
 }
@@ -156,12 +161,23 @@ void Pools::rewrite(SlotNumber slot, const ObsRecord& rec) {
     releaseRecord(old);
 }
 
+/// The vectors that a record has; the others stay as they are.
+void Pools::readVectors(const StoredRecord& stored, ObsRecord& rec) const {
+    std::uint32_t at = stored.vectors;
+    if ((stored.vectorMask & 1u) != 0) {
+        const Triple& rates = triples_[at++];
+        rec.elRate = rates.v[0];
+        rec.azRate = rates.v[1];
+        rec.rangeAccel = rates.v[2];
+    }
+    Vector3* const vectors[] = {&rec.senPos, &rec.senVel, &rec.satPos, &rec.satVel};
+    for (unsigned kind = 1; kind < kVectorKinds; ++kind)
+        if ((stored.vectorMask >> kind & 1u) != 0)
+            std::memcpy(vectors[kind - 1]->data(), triples_[at++].v, sizeof(Triple));
+}
+
 void Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
     const StoredRecord& stored = records_[slot];
-    Vectors all{};
-    std::uint32_t at = stored.vectors;
-    for (unsigned kind = 0; stored.vectorMask >> kind != 0; ++kind)
-        if ((stored.vectorMask >> kind & 1u) != 0) std::memcpy(all.v[kind], triples_[at++].v, sizeof all.v[kind]);
     rec.secClass = stored.secClass;
     rec.equinoxInd = stored.equinoxInd;
     rec.satNum = stored.satNum;
@@ -176,14 +192,10 @@ void Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
     rec.azOrRa = stored.azOrRa;
     rec.range = stored.range;
     rec.rangeRate = stored.rangeRate;
-    rec.elRate = all.v[0][0];
-    rec.azRate = all.v[0][1];
-    rec.rangeAccel = all.v[0][2];
-    std::memcpy(rec.senPos.data(), all.v[1], sizeof all.v[1]);
-    std::memcpy(rec.senVel.data(), all.v[2], sizeof all.v[2]);
-    std::memcpy(rec.satPos.data(), all.v[3], sizeof all.v[3]);
-    std::memcpy(rec.satVel.data(), all.v[4], sizeof all.v[4]);
     rec.rotateToDate = stored.rotateToDate;
+    rec.elRate = rec.azRate = rec.rangeAccel = 0;
+    rec.senPos = rec.senVel = rec.satPos = rec.satVel = {};
+    if (stored.vectorMask != 0) readVectors(stored, rec);
     if (!withParts) return;
     freeobsrecord(rec);
     if (stored.parts == nullptr) return;
@@ -199,9 +211,7 @@ void Pools::reserve(Reservation& reserved) {
     if (reserved.slotsLeft() == 0) {
         if (freshSlot_ >= kSlotLimit) throw std::bad_alloc{};
         const std::uint64_t end = std::uint64_t{freshSlot_} + kSlotsPerReservation;
-        nodes_.ensure(end);
-        marks_.ensure(end);
-        records_.ensure(end);
+        ensureSlots(end);
         reserved.slots = {freshSlot_, static_cast<std::uint32_t>(end)};
         for (; freshSlot_ < end; ++freshSlot_) nodes_[freshSlot_].key = Node::kDead;
     }
@@ -243,6 +253,7 @@ void Pools::clear() {
     if (keepArrays) return;
     anyParts_.store(false, std::memory_order_relaxed);
     nodes_.clear();
+    parents_.clear();
     marks_.clear();
     records_.clear();
     triples_.clear();

@@ -1,6 +1,6 @@
-/// The store's memory. One slot number stands for one observation in three arrays, kept apart
-/// because different work touches them: nodes (a descent), marks (listing by insertion, groups) and
-/// records. Fresh memory is the largest part of a load, so a record keeps its common
+/// The store's memory. One slot number stands for one observation in four arrays, kept apart
+/// because different work touches them: nodes (a descent), parents (a change of the tree), marks (listing by
+/// insertion, groups) and records. Fresh memory is the largest part of a load, so a record keeps its common
 /// fields in 88 bytes and its vectors and optional parts elsewhere, only when it has them.
 ///
 /// Invariants:
@@ -25,23 +25,26 @@ namespace obs {
 /// What a descent touches. A set bit above a child's number says that this side is the higher one.
 struct Node {
     std::int64_t key;
-    std::uint32_t leftWord;
-    std::uint32_t rightWord;
+    std::uint32_t words[2];  ///< left, right
 
     static constexpr std::uint32_t kHeavy = 0x80000000u;
     static constexpr std::int64_t kDead = -1;
 
-    SlotNumber left() const { return leftWord & ~kHeavy; }
-    SlotNumber right() const { return rightWord & ~kHeavy; }
-    void setLeft(SlotNumber slot) { leftWord = (leftWord & kHeavy) | slot; }
-    void setRight(SlotNumber slot) { rightWord = (rightWord & kHeavy) | slot; }
+    /// The child on a side; an index, so that a descent does not branch on it.
+    SlotNumber child(bool right) const { return words[right] & ~kHeavy; }
+    void setChild(bool right, SlotNumber slot) { words[right] = (words[right] & kHeavy) | slot; }
+    SlotNumber left() const { return child(false); }
+    SlotNumber right() const { return child(true); }
 
-    int balance() const { return static_cast<int>(rightWord >> 31) - static_cast<int>(leftWord >> 31); }
+    int balance() const { return static_cast<int>(words[1] >> 31) - static_cast<int>(words[0] >> 31); }
     void setBalance(int balance) {
-        leftWord = left() | (balance < 0 ? kHeavy : 0);
-        rightWord = right() | (balance > 0 ? kHeavy : 0);
+        words[0] = left() | (balance < 0 ? kHeavy : 0);
+        words[1] = right() | (balance > 0 ? kHeavy : 0);
     }
-    void setLeaf() { leftWord = rightWord = kNoSlot; }
+    void set(SlotNumber left, SlotNumber right, int balance) {
+        words[0] = left | (balance < 0 ? kHeavy : 0);
+        words[1] = right | (balance > 0 ? kHeavy : 0);
+    }
 };
 static_assert(sizeof(Node) == 16);
 
@@ -98,10 +101,18 @@ class Pools {
 public:
     Node& node(SlotNumber slot) { return nodes_[slot]; }
     const Node& node(SlotNumber slot) const { return nodes_[slot]; }
+    SlotNumber& parent(SlotNumber slot) { return parents_[slot]; }
     Mark& mark(SlotNumber slot) { return marks_[slot]; }
     const Mark& mark(SlotNumber slot) const { return marks_[slot]; }
     StoredRecord& record(SlotNumber slot) { return records_[slot]; }
     const StoredRecord& record(SlotNumber slot) const { return records_[slot]; }
+
+    /// Asks for a record's memory ahead of its use.
+    void prefetchRecord(SlotNumber slot) const {
+        const char* record = reinterpret_cast<const char*>(&records_[slot]);
+        __builtin_prefetch(record);
+        __builtin_prefetch(record + sizeof(StoredRecord) - 1);
+    }
 
     /// Calls `visit(slot)` for every live slot in order of storage, which is kind to the caches.
     template <class Visit>
@@ -148,12 +159,15 @@ private:
     };
 
     std::uint32_t acquireTriples(unsigned count, Reservation* reserved);
+    void readVectors(const StoredRecord& stored, ObsRecord& rec) const;
     void releaseRecord(StoredRecord& stored);
     void releaseTriples(std::uint32_t first, unsigned count);
     void freeSlot(SlotNumber slot);
     SlotNumber popFreeSlot();
+    void ensureSlots(std::uint64_t count);
 
     ChunkArray<Node> nodes_;
+    ChunkArray<SlotNumber> parents_;
     ChunkArray<Mark> marks_;
     ChunkArray<StoredRecord> records_;
     ChunkArray<Triple> triples_;
@@ -161,7 +175,7 @@ private:
     std::uint32_t freshSlot_ = 0;
     std::uint32_t freshTriple_ = 0;
     std::uint32_t scanLimit_ = 0;
-    SlotNumber freeSlots_ = kNoSlot;  ///< linked through Node::leftWord
+    SlotNumber freeSlots_ = kNoSlot;  ///< linked through Node::words[0]
     /// Free runs of triples by length, linked through their first bytes; number + 1, 0 none.
     std::uint32_t freeTriples_[kVectorKinds + 1] = {};
     std::int32_t openReservations_ = 0;

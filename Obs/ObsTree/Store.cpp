@@ -41,7 +41,7 @@ void setReason(std::string_view* errMsg, std::string_view reason) {
 }
 
 void linkNode(SlotNumber slot, std::int64_t key, std::int32_t gid, bool& grown) {
-    gStore.setMark(slot, gid);
+    gStore.pools.mark(slot) = {Store::takeSeqNums(1), gid};
     gStore.pools.node(slot).key = key;
     gStore.pools.noteLive(slot);
     grown = gStore.tree.link(slot);
@@ -69,9 +69,10 @@ bool removeNode(std::int64_t obsKey) {
     const UpdateGuard guard;
     const SlotNumber slot = gStore.find(obsKey);
     if (slot == kNoSlot) return false;
+    gStore.pools.prefetchRecord(slot);
     if (isdmaobs(obsKey)) gStore.handles.find(obsKey)->rec = kNoSlot;
     gStore.index.remove(obsKey);
-    gStore.tree.unlink(obsKey);
+    gStore.tree.unlink(slot);
     gStore.pools.release(slot);
     return true;
 }
@@ -108,8 +109,8 @@ bool Store::claimKey(SlotNumber slot, std::int64_t& key) {
     return false;
 }
 
-void Store::setMark(SlotNumber slot, std::int32_t gid) {
-    pools.mark(slot) = {static_cast<std::int32_t>(seqnum.fetch_add(1, std::memory_order_relaxed) + 1), gid};
+std::int32_t Store::takeSeqNums(std::uint32_t count) {
+    return static_cast<std::int32_t>(seqnum.fetch_add(count, std::memory_order_relaxed) + 1);
 }
 
 std::int32_t obsaddnode(std::int64_t& obsKey, const ObsRecord& rec, std::int32_t gid, AddStage& stage) {

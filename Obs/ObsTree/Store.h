@@ -44,8 +44,8 @@ struct Store {
     /// `key` becomes the key found. Room in the index must have been reserved.
     bool claimKey(SlotNumber slot, std::int64_t& key);
 
-    /// Numbers a slot that is being linked.
-    void setMark(SlotNumber slot, std::int32_t gid);
+    /// The first of so many consecutive insertion numbers.
+    static std::int32_t takeSeqNums(std::uint32_t count);
 };
 extern Store& gStore;
 

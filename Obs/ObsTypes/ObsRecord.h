@@ -52,7 +52,8 @@ struct RfObsData {
     double processTime = 0;  ///< days since 1950 UTC
 };
 
-struct ObsRecord {
+/// The plain fields of an observation.
+struct ObsFields {
     char secClass = 'U';           ///< classification; "U", "C" and "S" are recognised
     std::int32_t equinoxInd = 0;   ///< 0 of date, 1 start of year, 2 J2000, 3 B1950
     std::int32_t satNum = 0;
@@ -75,7 +76,9 @@ struct ObsRecord {
     Vector3 satPos{};              ///< satellite position, km (types 10, 11)
     Vector3 satVel{};              ///< km/s
     std::int32_t rotateToDate = 1; ///< nonzero: readers rotate right ascension and declination to date
+};
 
+struct ObsRecord : ObsFields {
     Owned<RealList> extraValues;   ///< sigmas: 6, 7 or 21 values
     Owned<ObsBiases> biases;
     Owned<CsvObsData> csvData;
@@ -86,5 +89,11 @@ struct ObsRecord {
 
 /// Releases each optional part that is present; the record itself stays usable.
 void freeobsrecord(ObsRecord& rec);
+
+/// Makes a record the default one again.
+inline void resetobsrecord(ObsRecord& rec) {
+    static_cast<ObsFields&>(rec) = ObsFields{};
+    if (rec.hasParts()) freeobsrecord(rec);
+}
 
 }  // namespace obs
