@@ -14,11 +14,11 @@ namespace {
 /// NOTE: TTY cards have no second indicator and give 9 for "not given", which a B3 card shows as a blank.
 constexpr std::int32_t kIndicatorNotGiven = 9;
 
-void putSatNum(CardBuffer& card, Columns columns, std::int32_t satNum) {
+void putSatNum(const CardWriter& card, Columns columns, std::int32_t satNum) {
     family::numtoalpha5(satNum, card.at(columns));
 }
 
-void putHead(const ObsRecord& rec, CardBuffer& card) {
+void putHead(const ObsRecord& rec, const CardWriter& card) {
     // A control character would end the line of a file.
     const bool printable = static_cast<unsigned char>(rec.secClass) >= ' ' && rec.secClass != 0x7f;
     *card.at(b3::kSecClass) = printable ? rec.secClass : '*';
@@ -28,7 +28,7 @@ void putHead(const ObsRecord& rec, CardBuffer& card) {
     family::ds50todate14(rec.obsTime, card.at(b3::kDateTime));
 }
 
-void putTail(const ObsRecord& rec, char type, CardBuffer& card) {
+void putTail(const ObsRecord& rec, char type, const CardWriter& card) {
     *card.at(b3::kObsType) = type;
     if (ObsHasRaDec(rec.obsType) && rec.equinoxInd != 0) *card.at(b3::kEquinoxInd) = oneDigit(rec.equinoxInd);
     *card.at(b3::kIndicator1) = oneDigit(rec.indicator1);
@@ -37,19 +37,26 @@ void putTail(const ObsRecord& rec, char type, CardBuffer& card) {
     putSatNum(card, b3::kAltSatNum2, rec.altSatNum2);
 }
 
-void putAzimuth(const ObsRecord& rec, CardBuffer& card) {
+/// Types 18 and 19 are written as 8 and 9.
+char typeCharacter(std::int32_t type) {
+    if (type == kTypeSpaceAzElRange) return '8';
+    if (type == kTypeSpaceRaDecRange) return '9';
+    return family::obstypeinttochar(type);
+}
+
+void putAzimuth(const ObsRecord& rec, const CardWriter& card) {
     constexpr std::int64_t kLimit = 10'000'000;
     const double azimuth = rec.azOrRa < 0 ? rec.azOrRa + 360.0 : rec.azOrRa;
     putDigits(card.at(b3::kAzimuth), b3::kAzimuth.width(),
               azimuth < 0 ? -1 : roundedUnits(azimuth, b3::kAzimuthDecimals, kLimit));
 }
 
-void putRange(const ObsRecord& rec, CardBuffer& card) {
+void putRange(const ObsRecord& rec, const CardWriter& card) {
     GetRangeStr(card.at(b3::kRangeMantissa), rec.range);
     if (kSensorPositionTypes.has(rec.obsType) && rec.range == 0) *card.at(b3::kRangeExponent) = ' ';
 }
 
-void putMeasurements(const ObsRecord& rec, CardBuffer& card) {
+void putMeasurements(const ObsRecord& rec, const CardWriter& card) {
     for (const b3::SignedField& field : b3::kSignedFields)
         if (field.carriedBy.has(rec.obsType))
             GetOverpunchStr(rec.*field.value, static_cast<int>(field.columns.width()) - field.decimals, field.decimals,
@@ -61,18 +68,18 @@ void putMeasurements(const ObsRecord& rec, CardBuffer& card) {
         for (std::size_t i = 0; i < 3; ++i) GetPosStr(card.at(b3::kSensorPosition[i]), rec.senPos[i]);
 }
 
-void putComponents(CardBuffer& card, Columns first, int decimals, const double* values) {
+void putComponents(const CardWriter& card, Columns first, int decimals, const double* values) {
     for (unsigned i = 0; i < 3; ++i)
         putFixed(card.at(first) + i * first.width(), first.width(), decimals, values[i]);
 }
 
-void putEciPositionVelocity(const ObsRecord& rec, CardBuffer& card) {
+void putEciPositionVelocity(const ObsRecord& rec, const CardWriter& card) {
     putComponents(card, eci::kPosition, eci::kPositionDecimals, rec.satPos.data());
     *card.at(b3::kObsType) = 'V';
     putComponents(card, eci::kVelocity, eci::kVelocityDecimals, rec.satVel.data());
 }
 
-void putEciPosition(const ObsRecord& rec, CardBuffer& card) {
+void putEciPosition(const ObsRecord& rec, const CardWriter& card) {
     double earthRadii[3];
     family::tocanonicalpos(rec.satPos.data(), earthRadii);
     putComponents(card, eci::kCanonicalPosition, eci::kCanonicalPositionDecimals, earthRadii);
@@ -81,19 +88,20 @@ void putEciPosition(const ObsRecord& rec, CardBuffer& card) {
 
 }  // namespace
 
-void CreateB3Obs(const ObsRecord& rec, CardBuffer& card) {
-    card.clear();
+std::size_t CreateB3Obs(const ObsRecord& rec, char* text) {
+    const CardWriter card(text);
     putHead(rec, card);
-    switch (rec.obsType) {
-        case kTypeEciPosition: return putEciPosition(rec, card);
-        case kTypeEciPositionVelocity: return putEciPositionVelocity(rec, card);
-        case kTypeSpaceAzElRange: putTail(rec, '8', card); break;
-        case kTypeSpaceRaDecRange: putTail(rec, '9', card); break;
-        default:
-            if (!b3::kWrittenTypes.has(rec.obsType)) return;
-            putTail(rec, family::obstypeinttochar(rec.obsType), card);
+    if (rec.obsType == kTypeEciPositionVelocity) {
+        putEciPositionVelocity(rec, card);
+        return eci::kCardColumns;
     }
-    putMeasurements(rec, card);
+    if (rec.obsType == kTypeEciPosition) {
+        putEciPosition(rec, card);
+    } else if (b3::kWrittenTypes.has(rec.obsType)) {
+        putTail(rec, typeCharacter(rec.obsType), card);
+        putMeasurements(rec, card);
+    }
+    return b3::kCardColumns;
 }
 
 }  // namespace obs

@@ -6,9 +6,9 @@
 
 namespace obs {
 
-/// Fills a card, which is cleared first: 90 columns, or 126 for a position-and-velocity card. Never fails; what
-/// does not fit shows as asterisks. Types 18 and 19 are written with the characters of 8 and 9; their
+/// Writes a card into at least CardWriter::kCapacity characters, blank behind its end, and returns its columns: 90,
+/// or 126 for a position-and-velocity card. Never fails; what does not fit shows as asterisks. Types 18 and 19 are written with the characters of 8 and 9; their
 /// positive range brings them back. A type that no card carries gives the head alone.
-void CreateB3Obs(const ObsRecord& rec, CardBuffer& card);
+std::size_t CreateB3Obs(const ObsRecord& rec, char* text);
 
 }  // namespace obs

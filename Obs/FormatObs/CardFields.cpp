@@ -68,19 +68,6 @@ void putRange(char* out, double range, unsigned digits) {
 
 }  // namespace
 
-void CardBuffer::clear() {
-    std::memset(text_, ' ', sizeof text_);
-}
-
-void CardBuffer::put(Columns columns, std::string_view text) {
-    std::memcpy(at(columns), text.data(), std::min<std::size_t>(text.size(), columns.width()));
-}
-
-std::string_view CardBuffer::text(std::size_t columns) const {
-    while (columns > 0 && text_[columns - 1] == ' ') --columns;
-    return {text_, columns};
-}
-
 std::int64_t roundedUnits(double value, int decimals, std::int64_t limit) {
     const double size = std::fabs(value);
     if (!(size < static_cast<double>(limit))) return -1;

@@ -4,28 +4,24 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "Obs/CardLayouts/Columns.h"
 
 namespace obs {
 
-/// A card being written: blank to begin with.
-class CardBuffer {
+/// A card that is being written into memory of the caller's, blank to begin with.
+class CardWriter {
 public:
-    static constexpr std::size_t kCapacity = 128;  ///< the longest fixed-column card has 126 columns
+    static constexpr std::size_t kCapacity = 128;  ///< characters needed; the longest card has 126 columns
 
-    CardBuffer() { clear(); }
-    void clear();
+    explicit CardWriter(char* text) : text_(text) { std::memset(text, ' ', kCapacity); }
 
-    char* at(Columns columns) { return text_ + columns.offset(); }
-    void put(Columns columns, std::string_view text);
-
-    /// The first `columns` columns without trailing blanks.
-    std::string_view text(std::size_t columns = kCapacity) const;
+    char* at(Columns columns) const { return text_ + columns.offset(); }
 
 private:
-    char text_[kCapacity];
+    char* text_;
 };
 
 /// |value| x 10^decimals to the nearest integer; -1 when it is not below `limit` (or not a number).

@@ -4,8 +4,6 @@
 #include <memory>
 #include <string>
 
-#include "Obs/CardLayouts/B3.h"
-#include "Obs/CardLayouts/Eci.h"
 #include "Obs/CardLayouts/Rf.h"
 #include "Obs/FormatObs/B3.h"
 #include "Obs/ObsTree/Store.h"
@@ -19,11 +17,21 @@ class LineWriter {
 public:
     explicit LineWriter(family::Unit unit) : unit_(unit), buffer_(new char[kBlockSize]) {}
 
-    void put(std::string_view line) {
-        if (used_ + line.size() + 1 > kBlockSize) flush();
-        line.copy(buffer_.get() + used_, line.size());
-        used_ += line.size();
+    /// Room for a line of at most so many characters, to be written there and then `take`n.
+    char* room(std::size_t most) {
+        if (used_ + most + 1 > kBlockSize) flush();
+        return buffer_.get() + used_;
+    }
+    /// Ends the line that was written into the room, without its trailing blanks.
+    void take(std::size_t length) {
+        const char* line = buffer_.get() + used_;
+        while (length > 0 && line[length - 1] == ' ') --length;
+        used_ += length;
         buffer_[used_++] = '\n';
+    }
+    void put(std::string_view line) {
+        line.copy(room(line.size()), line.size());
+        take(line.size());
     }
     void flush() {
         if (used_ > 0) family::filewrite(unit_, buffer_.get(), used_);
@@ -65,12 +73,10 @@ private:
 
 void writeB3Lines(LineWriter& out, std::optional<std::int32_t> gid) {
     ObsRecord rec;
-    CardBuffer card;
     Ahead writeOne([&](SlotNumber slot) {
         gStore.pools.read(slot, rec, false);
-        CreateB3Obs(rec, card);
-        // A position-and-velocity card is written whole, so that it loads again.
-        out.put(card.text(rec.obsType == kTypeEciPositionVelocity ? eci::kCardColumns : b3::kCardColumns));
+        // NOTE: a position-and-velocity card is longer than the others and written whole, so that it loads again.
+        out.take(CreateB3Obs(rec, out.room(CardWriter::kCapacity)));
     });
     walkNodes(gid, [&](SlotNumber slot) { writeOne(slot); });
     writeOne.finish();

@@ -50,6 +50,9 @@ constexpr std::array<Kind, 12> kKinds{{
 LineClass ObsCardType(const CardText& line) {
     // NOTE: a B3 card is tested before CSV, so a card with a classification is never taken for a CSV line; a
     // line that begins with C, S or U and is neither is not tried any further.
+    // The commonest line first: no earlier kind begins with "U" or "C".
+    const char first = line.at(1);
+    if ((first == 'U' || first == 'C') && IsB3Format(line)) return LineClass::b3;
     for (const Kind& kind : kKinds) {
         if (kind.test(line)) return kind.lineClass;
         if (kind.lineClass == LineClass::csv && isClassification(line.at(1))) break;

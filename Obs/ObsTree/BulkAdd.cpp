@@ -1,9 +1,9 @@
 #include "Obs/ObsTree/BulkAdd.h"
 
 #include <algorithm>
-#include <array>
 #include <new>
-#include <utility>
+
+#include "Obs/ObsTree/RadixSort.h"
 
 namespace obs {
 
@@ -130,29 +130,7 @@ void BulkAdd::sortByKey() {
         for (; at > 0 && pending_[at - 1].key > moving.key && movesLeft > 0; --at, --movesLeft)
             pending_[at] = pending_[at - 1];
         pending_[at] = moving;
-        if (movesLeft == 0) return radixSort();
-    }
-}
-
-void BulkAdd::radixSort() {
-    constexpr unsigned kDigitBits = 11;
-    constexpr unsigned kDigits = 6;  // 66 bits hold a key
-    constexpr std::size_t kValues = std::size_t{1} << kDigitBits;
-    const auto digitOf = [](std::int64_t key, unsigned digit) {
-        return static_cast<std::size_t>(static_cast<std::uint64_t>(key) >> (digit * kDigitBits)) & (kValues - 1);
-    };
-    std::vector<std::array<std::uint32_t, kValues>> starts(kDigits);
-    for (const Pending& pending : pending_)
-        for (unsigned digit = 0; digit < kDigits; ++digit) ++starts[digit][digitOf(pending.key, digit)];
-
-    std::vector<Pending> other(pending_.size());
-    for (unsigned digit = 0; digit < kDigits; ++digit) {
-        auto& start = starts[digit];
-        if (start[digitOf(pending_.front().key, digit)] == pending_.size()) continue;  // all the same
-        std::uint32_t sum = 0;
-        for (std::uint32_t& s : start) sum += std::exchange(s, sum);
-        for (const Pending& pending : pending_) other[start[digitOf(pending.key, digit)]++] = pending;
-        pending_.swap(other);
+        if (movesLeft == 0) return radixSort(pending_, [](const Pending& p) { return static_cast<std::uint64_t>(p.key); });
     }
 }
 

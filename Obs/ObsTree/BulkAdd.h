@@ -51,7 +51,6 @@ private:
     bool claimKeys(std::vector<Refused>& refused);
     void link();
     void sortByKey();
-    void radixSort();
 
     std::int32_t gid_;
     std::vector<Pending> pending_;

@@ -49,7 +49,11 @@ std::uint32_t* KeyIndex::place(std::int64_t key, std::uint32_t hash) const {
 
 SlotNumber KeyIndex::find(std::int64_t key) const {
     if (bits_ == 0) return kNoSlot;
-    const std::uint32_t entry = *place(key, hashOf(key));
+    const std::uint32_t hash = hashOf(key);
+    // Who looks a key up wants its record: asked for here, it comes while the node is still on its way.
+    const std::uint32_t likely = entries_[position(hash)];
+    if (isLive(likely)) pools_.prefetchRecord(slotOf(likely));
+    const std::uint32_t entry = *place(key, hash);
     return isLive(entry) ? slotOf(entry) : kNoSlot;
 }
 

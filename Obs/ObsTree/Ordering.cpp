@@ -7,6 +7,8 @@
 #include <new>
 #include <vector>
 
+#include "Obs/ObsTree/RadixSort.h"
+
 namespace obs {
 
 namespace {
@@ -173,6 +175,24 @@ bool allTypesSmall() {
     return all;
 }
 
+/// Above this share of places where an order breaks, a list counts as being in none.
+constexpr std::size_t kBreaksAllowed = 16;
+
+bool isNearlySorted(const std::vector<Item>& items) {
+    std::size_t breaks = 0;
+    for (std::size_t i = 1; i < items.size(); ++i) breaks += items[i].high < items[i - 1].high;
+    return breaks * kBreaksAllowed <= items.size();
+}
+
+/// Sorts by the first word alone, then each run of equal ones by the rest.
+void sortUnordered(const Packing& order, std::vector<Item>& items, std::vector<Item>& work) {
+    radixSort(items, [](const Item& item) { return item.high; });
+    for (std::size_t from = 0, to = 0; from < items.size(); from = to) {
+        while (to < items.size() && items[to].high == items[from].high) ++to;
+        if (to - from > 1) mergehelper(order, items.data() + from, to - from, work.data());
+    }
+}
+
 /// The nodes in ascending order of `fields`.
 std::vector<Item> sortedItems(const FieldList& fields, std::optional<std::int32_t> gid) {
     std::vector<Item> items;
@@ -187,7 +207,8 @@ std::vector<Item> sortedItems(const FieldList& fields, std::optional<std::int32_
         if (!gid || gStore.pools.mark(slot).gid == *gid) items.push_back(order.itemOf(slot));
     });
     std::vector<Item> work((items.size() + 1) / 2);
-    mergehelper(order, items.data(), items.size(), work.data());
+    if (isNearlySorted(items)) mergehelper(order, items.data(), items.size(), work.data());
+    else sortUnordered(order, items, work);
     return items;
 }
 

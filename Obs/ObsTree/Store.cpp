@@ -175,6 +175,13 @@ bool obsfindrec(std::int64_t obsKey, ObsRecord& rec, std::string_view* errMsg) {
     return false;
 }
 
+bool obsfindfields(std::int64_t obsKey, ObsRecord& rec) {
+    const ReadGuard guard;
+    const SlotNumber slot = gStore.find(obsKey);
+    if (slot != kNoSlot) gStore.pools.read(slot, rec, false);
+    return slot != kNoSlot;
+}
+
 ObsRecordPtr obsfindrecptr(std::int64_t obsKey, std::string_view* errMsg, bool noLock) {
     if (!noLock) obsbeginread();
     const SlotNumber slot = gStore.find(obsKey);

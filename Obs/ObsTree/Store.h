@@ -78,6 +78,9 @@ std::int32_t obsemptytree();
 /// there is none; logs nothing.
 bool obsfindrec(std::int64_t obsKey, ObsRecord& rec, std::string_view* errMsg = nullptr);
 
+/// The plain fields of a stored record, its optional parts left out; false when there is none. Logs nothing.
+bool obsfindfields(std::int64_t obsKey, ObsRecord& rec);
+
 /// A reference to a stored record, or null. Begins a read that the caller ends with `obsendread` in
 /// either case, unless `noLock` says that the caller holds one.
 ObsRecordPtr obsfindrecptr(std::int64_t obsKey, std::string_view* errMsg = nullptr, bool noLock = false);

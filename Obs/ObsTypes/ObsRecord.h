@@ -90,9 +90,11 @@ struct ObsRecord : ObsFields {
 /// Releases each optional part that is present; the record itself stays usable.
 void freeobsrecord(ObsRecord& rec);
 
+inline constexpr ObsFields kDefaultFields{};
+
 /// Makes a record the default one again.
 inline void resetobsrecord(ObsRecord& rec) {
-    static_cast<ObsFields&>(rec) = ObsFields{};
+    static_cast<ObsFields&>(rec) = kDefaultFields;  // a copy in wide pieces
     if (rec.hasParts()) freeobsrecord(rec);
 }
 

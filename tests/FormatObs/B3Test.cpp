@@ -29,10 +29,8 @@ std::string rangeText(double range, bool type6) {
 }
 
 std::string written(const ObsRecord& rec) {
-    CardBuffer card;
-    CreateB3Obs(rec, card);
-    std::string text(card.text());
-    text.resize(CardBuffer::kCapacity, ' ');
+    std::string text(CardWriter::kCapacity, '?');
+    CreateB3Obs(rec, text.data());
     return text;
 }
 

@@ -66,13 +66,11 @@ int32_t ObsGetB3Card(int64_t obsKey, char b3Card[512]) {
     blank(b3Card);
     return obs::guarded("ObsGetB3Card", kStatusRefused, [&] {
         obs::ObsRecord rec;
-        if (!obs::obsfindrec(obsKey, rec)) {
+        if (!obs::obsfindfields(obsKey, rec)) {
             obs::logUnknownKey("ObsGetB3Card", obsKey);
             return kStatusRefused;
         }
-        obs::CardBuffer card;
-        obs::CreateB3Obs(rec, card);
-        family::strtochararr(card.text(), b3Card);
+        obs::CreateB3Obs(rec, b3Card);
         return kStatusOk;
     });
 }
@@ -92,9 +90,7 @@ int32_t ObsFieldsToB3Card(char secClass, int32_t satNum, int32_t senNum, double 
             obs::logFailure("ObsFieldsToB3Card", "Invalid equinox indicator. Its valid range is from 0 to 3.");
             return kStatusRefused;
         }
-        obs::CardBuffer card;
-        obs::CreateB3Obs(obs::fields2record(fields), card);
-        family::strtochararr(card.text(), b3Card);
+        obs::CreateB3Obs(obs::fields2record(fields), b3Card);
         return kStatusOk;
     });
 }
@@ -114,7 +110,7 @@ int32_t ObsGetAllFields(int64_t obsKey, char* secClass, int32_t* satNum, int32_t
     std::fill_n(cleared, kClearedReals, 0.0);
     return obs::guarded("ObsGetAllFields", kStatusRefused, [&] {
         obs::ObsRecord rec;
-        if (!obs::obsfindrec(obsKey, rec)) {
+        if (!obs::obsfindfields(obsKey, rec)) {
             obs::logUnknownKey("ObsGetAllFields", obsKey);
             return kStatusRefused;
         }
