@@ -45,7 +45,9 @@ void BulkAdd::topUp() {
     const std::lock_guard lock(gProtocol.updateMutex());
     if (!open_) gStore.pools.open();
     open_ = true;
-    gStore.pools.reserve(reserved_);
+    constexpr std::size_t kLeastReserved = 64;
+    gStore.pools.reserve(reserved_, static_cast<std::uint32_t>(std::clamp<std::size_t>(
+                                        pending_.size(), kLeastReserved, Pools::kMostReserved)));
 }
 
 /// Under the update mutex.

@@ -2,11 +2,14 @@
 /// fill new elements while others read old ones. Elements are raw until written.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
 #include <type_traits>
+
+#include "Obs/ObsTree/Pages.h"
 
 namespace obs {
 
@@ -37,6 +40,15 @@ public:
             void* chunk = std::malloc(sizeof(T) * kChunkSize);
             if (chunk == nullptr) throw std::bad_alloc{};
             chunks_[used_++] = static_cast<T*>(chunk);
+        }
+    }
+
+    /// Has the memory of elements supplied that are about to be written.
+    void supply(std::uint32_t from, std::uint32_t to) {
+        while (from < to) {
+            const std::uint32_t end = std::min(to, (from | (kChunkSize - 1)) + 1);
+            supplyPages(&(*this)[from], (end - from) * sizeof(T));
+            from = end;
         }
     }
 

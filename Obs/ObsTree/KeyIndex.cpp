@@ -4,6 +4,8 @@
 #include <bit>
 #include <utility>
 
+#include "Obs/ObsTree/Pages.h"
+
 namespace obs {
 
 namespace {
@@ -83,7 +85,9 @@ void KeyIndex::reserve(std::uint64_t count, std::uint64_t slotLimit) {
 }
 
 void KeyIndex::rebuild(unsigned bits) {
-    auto larger = std::make_unique<std::uint32_t[]>(std::size_t{1} << bits);
+    std::unique_ptr<std::uint32_t[]> larger(new std::uint32_t[std::size_t{1} << bits]);
+    supplyPages(larger.get(), sizeof(std::uint32_t) << bits);
+    std::fill_n(larger.get(), std::size_t{1} << bits, 0u);
     const std::unique_ptr<std::uint32_t[]> old = std::exchange(entries_, std::move(larger));
     const std::uint64_t oldSize = bits_ == 0 ? 0 : std::uint64_t{1} << bits_;
     const std::uint32_t oldMask = numberMask();

@@ -1,5 +1,6 @@
 #include "Obs/ObsTree/Pools.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <memory>
@@ -8,9 +9,7 @@ namespace obs {
 
 namespace {
 
-constexpr std::uint32_t kSlotsPerReservation = 4096;
-constexpr std::uint32_t kTriplesPerReservation = 4096;
-constexpr std::uint32_t kSlotLimit = kNoSlot - kSlotsPerReservation;
+constexpr std::uint32_t kSlotLimit = kNoSlot - Pools::kMostReserved;
 constexpr std::uint32_t kTripleLimit = 0xffff0000u;
 
 // The five vectors of a record, in the order of the mask's bits.
@@ -205,21 +204,26 @@ void Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
     rec.rfData = stored.parts->rfData;
 }
 
-void Pools::reserve(Reservation& reserved) {
-    while (freeSlots_ != kNoSlot && reserved.slotsLeft() < kSlotsPerReservation)
+void Pools::reserve(Reservation& reserved, std::uint32_t slots) {
+    while (freeSlots_ != kNoSlot && reserved.slotsLeft() < slots)
         reserved.reused.push_back(popFreeSlot());
     if (reserved.slotsLeft() == 0) {
         if (freshSlot_ >= kSlotLimit) throw std::bad_alloc{};
-        const std::uint64_t end = std::uint64_t{freshSlot_} + kSlotsPerReservation;
+        const std::uint32_t end = freshSlot_ + slots;
         ensureSlots(end);
-        reserved.slots = {freshSlot_, static_cast<std::uint32_t>(end)};
+        nodes_.supply(freshSlot_, end);
+        parents_.supply(freshSlot_, end);
+        marks_.supply(freshSlot_, end);
+        records_.supply(freshSlot_, end);
+        reserved.slots = {freshSlot_, end};
         for (; freshSlot_ < end; ++freshSlot_) nodes_[freshSlot_].key = Node::kDead;
     }
     if (reserved.triples.size() < kVectorKinds) {
         if (freshTriple_ >= kTripleLimit) throw std::bad_alloc{};
         if (reserved.triples.end != freshTriple_) reserved.triples.next = freshTriple_;
-        reserved.triples.end = freshTriple_ + kTriplesPerReservation;
+        reserved.triples.end = freshTriple_ + std::max<std::uint32_t>(slots, kVectorKinds);
         triples_.ensure(reserved.triples.end);
+        triples_.supply(reserved.triples.next, reserved.triples.end);
         freshTriple_ = reserved.triples.end;
     }
 }

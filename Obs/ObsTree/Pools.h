@@ -99,6 +99,8 @@ struct Reservation {
 
 class Pools {
 public:
+    static constexpr std::uint32_t kMostReserved = 4096;  ///< slots that a reservation asks for at once
+
     Node& node(SlotNumber slot) { return nodes_[slot]; }
     const Node& node(SlotNumber slot) const { return nodes_[slot]; }
     SlotNumber& parent(SlotNumber slot) { return parents_[slot]; }
@@ -138,8 +140,8 @@ public:
 
     /// Opens a reservation: until it is closed `clear` keeps the arrays.
     void open() { ++openReservations_; }
-    /// Tops a reservation up. Throws std::bad_alloc.
-    void reserve(Reservation& reserved);
+    /// Tops a reservation up, with at most `slots` slots. Throws std::bad_alloc.
+    void reserve(Reservation& reserved, std::uint32_t slots);
     /// Takes the unused rest back and closes the reservation.
     void close(Reservation& reserved);
     /// Gives filled slots that were never linked back, newest first where that shortens the arrays.
