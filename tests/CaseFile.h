@@ -1,7 +1,8 @@
 /// Case files: one case a line, written by whoever knows the format.
 ///
-///   base NAME TEXT            a card to start from ("~" stands for a blank)
+///   base NAME TEXT [TEXT]     a card, or two, to start from ("~" stands for a blank)
 ///   case NAME EDITS -> WHAT   edits: COLUMN=TEXT each, laid over the base, or "-" for none;
+///                             2:COLUMN=TEXT for the second card;
 ///                             what: FIELD=VALUE each, or "refused MESSAGE"
 #pragma once
 
@@ -21,6 +22,7 @@ struct Case {
     std::string card;
     std::vector<std::pair<std::string, std::string>> fields;
     std::string refusal;  ///< the message's beginning, empty when the card is to be read
+    std::string card2;
 };
 
 inline std::string withBlanks(std::string text) {
@@ -39,7 +41,7 @@ inline void edit(std::string& card, const std::string& word) {
 inline std::vector<Case> readCases(const std::string& fileName) {
     std::ifstream file(fileName);
     if (!file) throw std::runtime_error("cannot open " + fileName);
-    std::map<std::string, std::string> bases;
+    std::map<std::string, std::pair<std::string, std::string>> bases;
     std::vector<Case> cases;
     std::string line;
     for (int number = 1; std::getline(file, line); ++number) {
@@ -48,13 +50,17 @@ inline std::vector<Case> readCases(const std::string& fileName) {
         if (!(words >> kind) || kind[0] == '#') continue;
         words >> name;
         if (kind == "base") {
-            words >> word;
-            bases[name] = withBlanks(word);
+            std::string card2;
+            words >> word >> card2;
+            bases[name] = {withBlanks(word), withBlanks(card2)};
             continue;
         }
-        Case one{fileName + ":" + std::to_string(number), bases.at(name), {}, {}};
-        while (words >> word && word != "->")
-            if (word != "-") edit(one.card, word);
+        const auto& [card, card2] = bases.at(name);
+        Case one{fileName + ":" + std::to_string(number), card, {}, {}, card2};
+        while (words >> word && word != "->") {
+            if (word.rfind("2:", 0) == 0) edit(one.card2, word.substr(2));
+            else if (word != "-") edit(one.card, word);
+        }
         words >> std::ws;
         if (words.peek() == 'r' && line.find("-> refused ") != std::string::npos) {
             one.refusal = line.substr(line.find("-> refused ") + 11);

@@ -3,8 +3,11 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 #include "Obs/CardLayouts/CardNumbers.h"
+#include "Obs/ObsTypes/TypeSets.h"
+#include "siblings/include/Sensors.h"
 
 namespace obs {
 
@@ -24,10 +27,10 @@ struct DigitPairs {
 };
 constexpr DigitPairs kPairs;
 
-/// The nearest integer to x = value x 10^exponent, halves upwards, for x from 0 to 2^30. One product or
+/// The nearest integer to x = value x 10^exponent, halves upwards, for x from 0 to 2^40. One product or
 /// quotient may be a rounding away from a half; there, and only there, the exact sign of the rest decides.
 std::int64_t nearest(double value, int exponent) {
-    constexpr double kCloseToHalf = 1e-5;  // far above the rounding of a product below 2^30
+    constexpr double kCloseToHalf = 1e-3;  // above the rounding of a product below 2^40
     const double x = scaled(value, exponent);
     const auto whole = static_cast<std::int64_t>(x);
     const double rest = x - static_cast<double>(whole);
@@ -66,7 +69,41 @@ void putRange(char* out, double range, unsigned digits) {
     }
 }
 
+/// As `significantDigits`, for numbers whose power of ten the table of exact ones does not reach.
+SignificantDigits significantDigitsOfText(double size, int digits) {
+    constexpr int kWritten = 30;  // so many that only a true half shows as one
+    char text[kWritten + 8];      // a point, "e", sign and three digits
+    const auto end = std::to_chars(text, text + sizeof text, size, std::chars_format::scientific, kWritten - 1).ptr;
+    std::swap(text[0], text[1]);  // the point first, as 0.ddd has it
+    SignificantDigits result;
+    for (int i = 1; i <= digits; ++i) result.digits = 10 * result.digits + (text[i] - '0');
+    result.digits += text[digits + 1] >= '5';
+    const char* exponent = text + kWritten + 2;
+    std::from_chars(exponent + (*exponent == '+'), end, result.exponent);
+    ++result.exponent;
+    return result;
+}
+
 }  // namespace
+
+SignificantDigits significantDigits(double value, int digits) {
+    constexpr int kLeastExponent = -2, kMostExponent = 11;
+    constexpr double kLeast = 1e-3;
+    const double size = std::fabs(value);
+    if (size == 0) return {};
+    SignificantDigits result{0, kLeastExponent};
+    if (size >= kLeast && size < kPowersOfTen[kMostExponent]) {
+        while (size >= scaled(1, result.exponent)) ++result.exponent;
+        result.digits = nearest(size, digits - result.exponent);
+    } else {
+        result = significantDigitsOfText(size, digits);
+    }
+    if (result.digits == kIntegerPowers[digits]) {
+        result.digits /= 10;
+        ++result.exponent;
+    }
+    return result;
+}
 
 std::int64_t roundedUnits(double value, int decimals, std::int64_t limit) {
     const double size = std::fabs(value);
@@ -91,6 +128,23 @@ void putDigits(char* out, unsigned width, std::int64_t number) {
 
 char oneDigit(std::int32_t number) {
     return number >= 0 && number <= 9 ? static_cast<char>('0' + number) : '*';
+}
+
+char GetClassChar(char secClass) {
+    const bool printable = static_cast<unsigned char>(secClass) >= ' ' && secClass != 0x7f;
+    return printable ? secClass : '*';
+}
+
+char GetTypeChar(std::int32_t type) {
+    if (type == kTypeSpaceAzElRange) return '8';
+    if (type == kTypeSpaceRaDecRange) return '9';
+    return family::obstypeinttochar(type);
+}
+
+void GetAzimuthStr(char out[7], double degrees) {
+    constexpr unsigned kWidth = 7;
+    const double azimuth = degrees < 0 ? degrees + 360.0 : degrees;
+    putDigits(out, kWidth, azimuth < 0 ? -1 : roundedUnits(azimuth, 4, kIntegerPowers[kWidth]));
 }
 
 void GetOverpunchStr(double value, int nInt, int nDec, char* out) {

@@ -24,14 +24,32 @@ private:
     char* text_;
 };
 
-/// |value| x 10^decimals to the nearest integer; -1 when it is not below `limit` (or not a number).
+/// |value| x 10^decimals to the nearest integer; -1 when it is not below `limit` (or not a number). Limits up to 10^12.
 std::int64_t roundedUnits(double value, int decimals, std::int64_t limit);
+
+/// 0.digits x 10^exponent; the first digit is not 0, but for the number 0, which has the exponent 0.
+struct SignificantDigits {
+    std::int64_t digits = 0;
+    int exponent = 0;
+};
+
+/// |value| rounded to so many digits, 1 to 8. Finite numbers only.
+SignificantDigits significantDigits(double value, int digits);
 
 /// The digits of a number from 0 on, zero-filled to `width`; asterisks when there are more or it is negative.
 void putDigits(char* out, unsigned width, std::int64_t number);
 
 /// One digit, "*" for a number that has more or is negative.
 char oneDigit(std::int32_t number);
+
+/// The classification as a card shows it: "*" for a control character, which would end the line of a file.
+char GetClassChar(char secClass);
+
+/// The type character of a card: that of the sensor library, but "8" and "9" for types 18 and 19.
+char GetTypeChar(std::int32_t type);
+
+/// An azimuth in 7 columns, units of 10^-4 degrees without a point; a negative one has 360 added.
+void GetAzimuthStr(char out[7], double degrees);
 
 /// A field whose sign stands in its first column (nInt integer digits, nDec decimals, as wide as both):
 /// "J" to "R" for -1 to -9, "-" before fewer digits, "0" before fewer digits of a positive number.

@@ -2,10 +2,14 @@
 
 #include <array>
 #include <memory>
-#include <string>
+#include <string_view>
 
 #include "Obs/CardLayouts/Rf.h"
+#include "Obs/CardLayouts/Tty.h"
 #include "Obs/FormatObs/B3.h"
+#include "Obs/FormatObs/Csv.h"
+#include "Obs/FormatObs/Rf.h"
+#include "Obs/FormatObs/Tty.h"
 #include "Obs/ObsTree/Store.h"
 
 namespace obs {
@@ -71,19 +75,51 @@ private:
     std::size_t next_ = 0;
 };
 
-void writeB3Lines(LineWriter& out, std::optional<std::int32_t> gid) {
+/// Has `writeOne(record)` called for all observations, or a group's, by ascending key.
+template <class WriteOne>
+void forEachRecord(std::optional<std::int32_t> gid, bool withParts, WriteOne writeOne) {
     ObsRecord rec;
-    Ahead writeOne([&](SlotNumber slot) {
-        gStore.pools.read(slot, rec, false);
-        // NOTE: a position-and-velocity card is longer than the others and written whole, so that it loads again.
-        out.take(CreateB3Obs(rec, out.room(CardWriter::kCapacity)));
+    Ahead ahead([&](SlotNumber slot) {
+        gStore.pools.read(slot, rec, withParts);
+        writeOne(rec);
     });
-    walkNodes(gid, [&](SlotNumber slot) { writeOne(slot); });
-    writeOne.finish();
+    walkNodes(gid, [&](SlotNumber slot) { ahead(slot); });
+    ahead.finish();
 }
 
-void refuseForm(std::string_view name) {
-    family::tracelogerror("ObsSaveFile: This version does not write " + std::string(name) + " lines.");
+void writeB3Lines(LineWriter& out, std::optional<std::int32_t> gid) {
+    // NOTE: a position-and-velocity card is longer than the others and written whole, so that it loads again.
+    forEachRecord(gid, false, [&](const ObsRecord& rec) { out.take(CreateB3Obs(rec, out.room(CardWriter::kCapacity))); });
+}
+
+void writeTtyLines(LineWriter& out, std::optional<std::int32_t> gid) {
+    char card2[CardWriter::kCapacity];
+    forEachRecord(gid, false, [&](const ObsRecord& rec) {
+        CreateTTYObs(rec, out.room(CardWriter::kCapacity), card2);
+        out.take(tty::kCardColumns);
+        const std::string_view second(card2, tty::kCardColumns);
+        if (second.find_first_not_of(' ') != std::string_view::npos) out.put(second);
+    });
+}
+
+/// An observation that a writer refuses is left out; the writer's reason is logged.
+void writeCsvLines(LineWriter& out, std::optional<std::int32_t> gid) {
+    forEachRecord(gid, true, [&](const ObsRecord& rec) {
+        std::size_t length = 0;
+        if (const MaybeRefusal refusal = CreateCsvObs(rec, out.room(kCardLength), length))
+            family::tracelogerror(refusal->message());
+        else out.take(length);
+    });
+}
+
+void writeRfLines(LineWriter& out, std::optional<std::int32_t> gid) {
+    out.put(rf::kHeaderLine);
+    forEachRecord(gid, true, [&](const ObsRecord& rec) {
+        std::size_t length = 0;
+        std::string_view message;
+        if (CreateRFObs(rec, out.room(rf::kLineColumns), length, &message) == kStatusOk) out.take(length);
+        else if (!message.empty()) family::tracelogerror(message);
+    });
 }
 
 std::int32_t writeFile(std::string_view fileName, std::int32_t saveMode, std::int32_t saveForm,
@@ -95,7 +131,7 @@ std::int32_t writeFile(std::string_view fileName, std::int32_t saveMode, std::in
     try {
         if (gid || !obstreeisempty()) obswritelines(unit, saveForm, gid);
     } catch (...) {
-        family::fileclose(unit);
+        family::filediscard(unit);
         throw;
     }
     // NOTE: a failing write does not change the result; the file service has named it.
@@ -107,15 +143,14 @@ std::int32_t writeFile(std::string_view fileName, std::int32_t saveMode, std::in
 
 void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::int32_t> gid) {
     LineWriter out(unit);
+    // Messages wait until the store is free: whoever receives them may be waiting for it.
+    const family::MessageHold hold;
     const ReadGuard guard;
     switch (static_cast<SaveForm>(saveForm)) {
         case SaveForm::b3: writeB3Lines(out, gid); break;
-        case SaveForm::tty: refuseForm("TTY"); break;
-        case SaveForm::csv: refuseForm("CSV"); break;
-        case SaveForm::rf:
-            out.put(rf::kHeaderLine);
-            refuseForm("RF");
-            break;
+        case SaveForm::tty: writeTtyLines(out, gid); break;
+        case SaveForm::csv: writeCsvLines(out, gid); break;
+        case SaveForm::rf: writeRfLines(out, gid); break;
         default: break;
     }
     out.flush();

@@ -12,6 +12,7 @@ void reportNoMemory(AddStage stage, std::int64_t key) {
     switch (stage) {
         case AddStage::handle: return family::tracelogerror("AddObOnly : Cannot allocate memory for a new dmaObs.");
         case AddStage::node:
+            if (key == kNewAddressKey) break;
             return family::tracelogerror("AddObOnly: Unable to allocate memory for obsKey " + keyText(key) + ".");
         case AddStage::record: break;
     }

@@ -6,7 +6,7 @@
 #include "Obs/CardLayouts/CardNumbers.h"
 #include "Obs/ObsCardReading/B3Quick.h"
 #include "Obs/ObsCardReading/Eci.h"
-#include "Obs/ObsTree/Store.h"
+#include "Obs/ObsCardReading/Rotate.h"
 #include "siblings/include/Sensors.h"
 #include "siblings/include/Services.h"
 #include "siblings/include/Time.h"
@@ -68,12 +68,6 @@ bool readTail(const CardText& card, ObsRecord& rec) {
 bool readSatNums(const CardText& card, Columns satNum, ObsRecord& rec) {
     return readSatNum(card, satNum, rec.satNum) && readSatNum(card, b3::kAltSatNum1, rec.altSatNum1) &&
            readSatNum(card, b3::kAltSatNum2, rec.altSatNum2);
-}
-
-void rotateIfAsked(ObsRecord& rec) {
-    if (rec.rotateToDate == 0 || rec.equinoxInd == 0 || !ObsHasRaDec(rec.obsType)) return;
-    rotobstodate(rec);
-    rec.equinoxInd = 0;
 }
 
 // --- Measurements of a B3 card --------------------------------------------------------

@@ -133,7 +133,7 @@ Shape shapeOf(const char* card) {
 template <unsigned width>
 std::uint32_t digitsAt(const char* card, unsigned firstColumn) {
     static_assert(width >= 1 && width <= 8);
-    std::uint64_t v;
+    std::uint64_t v = 0;
     std::memcpy(&v, card + firstColumn - 1, sizeof v);
     v = (v & 0x0F0F0F0F0F0F0F0Fu) << (8 * (8 - width));  // the digit read first is the lowest byte
     v = v * 10 + (v >> 8);
@@ -189,7 +189,7 @@ bool sensorPositionAt(const char* card, ObsRecord& rec) {
         const Columns component = b3::kSensorPosition[i];
         const char sign = card[component.offset()];
         const std::uint8_t digit = kSignColumn[static_cast<unsigned char>(sign)];
-        if (digit == kSurprise || (digit > kNegative)) return false;  // letters are no signs here
+        if (digit > kNegative) return false;  // surprises, and letters, which are no signs here
         double number = digitsAt<8>(card, component.first + 1);
         number += (digit & 15u) * 1e8;
         rec.senPos[i] = scaled(sign == '-' ? -number : number, -b3::kSensorPositionDecimals);

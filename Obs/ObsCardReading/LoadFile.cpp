@@ -95,17 +95,39 @@ void readInTwoPasses(family::Unit unit, LoadState& state) {
     if (lines.goTo({})) second.run(lines, ObservationPass::Mode::final);
 }
 
+/// Says at the end of a load, however it ends, what was loaded.
+class Summary {
+public:
+    explicit Summary(const LoadState& state) : state_(state) {}
+    ~Summary() {
+        gLatestCounts = state_.counts;
+        try {
+            write();
+        } catch (...) {  // no memory for the line; the counts are kept
+        }
+    }
+    Summary(const Summary&) = delete;
+    Summary& operator=(const Summary&) = delete;
+
+private:
+    void write() const {
+        const LoadCounts& counts = state_.counts;
+        family::traceloginfo("Total observations = " + std::to_string(counts.loaded + counts.duplicate + counts.bad) +
+                             ", Loaded = " + std::to_string(counts.loaded) + ", Dup = " +
+                             std::to_string(counts.duplicate) + ", Bad = " + std::to_string(counts.bad));
+    }
+
+    const LoadState& state_;
+};
+
 void ReadObsFrFileUnit(family::Unit unit, LoadState& state) {
     if (family::existfortdotfileunit(unit)) {
         family::tracelogerror("ReadObsFrFileUnit: Using fort.n not allowed in Velmora due to security risk");
         state.status = kStatusRefused;
         return;
     }
+    const Summary summary(state);
     readInTwoPasses(unit, state);
-    const LoadCounts& counts = state.counts;
-    family::traceloginfo("Total observations = " + std::to_string(counts.loaded + counts.duplicate + counts.bad) +
-                         ", Loaded = " + std::to_string(counts.loaded) + ", Dup = " + std::to_string(counts.duplicate) +
-                         ", Bad = " + std::to_string(counts.bad));
 }
 
 }  // namespace
@@ -118,7 +140,6 @@ std::int32_t ReadObsFrFile(std::string_view fileName, std::int32_t gid) {
     const UnitCloser closer(unit);
     LoadState state{std::string(fileName), gid, gReporter};
     ReadObsFrFileUnit(unit, state);
-    gLatestCounts = state.counts;
     return state.status;
 }
 

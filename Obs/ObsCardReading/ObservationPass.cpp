@@ -1,6 +1,7 @@
 #include "Obs/ObsCardReading/ObservationPass.h"
 
 #include <algorithm>
+#include <new>
 
 #include "Obs/ObsCardReading/KeywordLines.h"
 #include "Obs/ObsCardReading/TtyYear.h"
@@ -14,8 +15,8 @@ namespace {
 /// then costs a constant share per observation.
 constexpr std::size_t kLeastBatch = 1u << 20;
 
-/// Text of refused lines that may wait for their turn.
-constexpr std::size_t kMostBadBytes = 4u << 20;
+/// Text about lines that may wait for their turn.
+constexpr std::size_t kMostRemarkBytes = 4u << 20;
 
 /// Fewest bytes that a line of an observation takes, for sizing the batch.
 constexpr std::int64_t kBytesPerLine = 81;
@@ -45,7 +46,7 @@ ObservationPass::Stop ObservationPass::run(LineReader& lines, Mode mode) {
     std::string_view line;
     while (lines.next(line)) {
         if (isCommentOrBlank(line)) continue;
-        const Step step = takeLine(line, lines.lineNumber(), mode);
+        const Step step = takeLine(line, lines, mode);
         if (step == Step::firstPassLine) return Stop::firstPassLine;
         resuming_ = step == Step::mustBeFinal;
         if (resuming_) return Stop::mustBeFinal;
@@ -58,7 +59,7 @@ ObservationPass::Stop ObservationPass::run(LineReader& lines, Mode mode) {
     return Stop::endOfFile;
 }
 
-ObservationPass::Step ObservationPass::takeLine(std::string_view line, std::int64_t lineNumber, Mode mode) {
+ObservationPass::Step ObservationPass::takeLine(std::string_view line, LineReader& lines, Mode mode) {
     const CardText card(line);
     const LineClass lineClass = ObsCardType(card);
     const bool tentative = mode == Mode::tentative;
@@ -77,30 +78,42 @@ ObservationPass::Step ObservationPass::takeLine(std::string_view line, std::int6
             if (lineClass == LineClass::selection) readSelectionCard(line);
             else obskeymodeset(1);
             return Step::done;
-        default: return takeObservation(card, lineClass, lineNumber, mode);
+        default: return takeObservation(card, lineClass, lines, mode);
     }
 }
 
-ObservationPass::Step ObservationPass::takeObservation(const CardText& line, LineClass lineClass,
-                                                       std::int64_t lineNumber, Mode mode) {
+ObservationPass::Step ObservationPass::takeObservation(const CardText& line, LineClass lineClass, LineReader& lines,
+                                                       Mode mode) {
     if (mode == Mode::tentative && (isFull() || addressKeysInForce())) return Step::mustBeFinal;
     if (isFull()) flush();
+    const std::int64_t lineNumber = lines.lineNumber();
+    // A message of two cards reads on, and the first card's text goes with the block that it stood in.
+    char kept[kCardLength];
+    const bool readsOn = lineClass == LineClass::tty;
+    if (readsOn) line.text().copy(kept, kCardLength);
+    const CardText text = readsOn ? CardText(std::string_view(kept, line.text().size())) : line;
+
     resetobsrecord(record_);
-    const MaybeRefusal refusal = readLine(line, lineClass, record_);
-    if (!refusal && addressKeysInForce()) {
-        addAtOnce(line, lineNumber);
+    notes_.clear();
+    const MaybeRefusal refusal = readLine(text, lineClass, record_, {&lines, &notes_});
+    if (addressKeysInForce()) {
+        addAtOnce(text, lineNumber, refusal);
         return Step::done;
     }
     const std::int64_t key = refusal ? kNoKey : getobskey(record_);
-    if (key != kNoKey) {
-        state_.status = kStatusOk;
-        collect(key, lineNumber);
-        return Step::done;
-    }
-    state_.status = kStatusRefused;
-    badLines_.push_back({batch_.size(), lineNumber, refusal ? refusal->message() : std::string(), std::string(line.text())});
-    badBytes_ += badLines_.back().reason.size() + badLines_.back().line.size() + sizeof(BadLine);
+    state_.status = key == kNoKey ? kStatusRefused : kStatusOk;
+    if (key == kNoKey || !notes_.empty()) remark(text, lineNumber, key == kNoKey, refusal);
+    if (key != kNoKey) collect(key, lineNumber);
     return Step::done;
+}
+
+/// Keeps what there is to say of a line until its turn.
+void ObservationPass::remark(const CardText& line, std::int64_t lineNumber, bool isBad, const MaybeRefusal& refusal) {
+    remarks_.push_back({batch_.size(), lineNumber, isBad, refusal ? refusal->message() : std::string(),
+                        std::string(line.text()), notes_});
+    const Remark& kept = remarks_.back();
+    remarkBytes_ += sizeof kept + kept.reason.size() + kept.line.size();
+    for (const std::string& note : kept.notes) remarkBytes_ += sizeof note + note.size();
 }
 
 void ObservationPass::collect(std::int64_t key, std::int64_t lineNumber) {
@@ -113,50 +126,68 @@ void ObservationPass::collect(std::int64_t key, std::int64_t lineNumber) {
 }
 
 /// Under address keys there is nothing to gain from a batch: keys are handles and never collide.
-void ObservationPass::addAtOnce(const CardText& line, std::int64_t lineNumber) {
+void ObservationPass::addAtOnce(const CardText& line, std::int64_t lineNumber, const MaybeRefusal& refusal) {
     flush();
-    const std::int64_t key = AddObOnly(record_, state_.gid);
+    const std::int64_t key = refusal ? kNoKey : AddObOnly(record_, state_.gid);
     state_.status = key == kNoKey ? kStatusRefused : kStatusOk;
-    if (key == kNoKey) tellBad({0, lineNumber, {}, std::string(line.text())});
-    else state_.counts.count(key);
+    if (key == kNoKey || !notes_.empty()) remark(line, lineNumber, key == kNoKey, refusal);
+    flush();
+    if (key != kNoKey) state_.counts.count(key);
 }
 
 bool ObservationPass::isFull() const {
-    return badBytes_ >= kMostBadBytes || batch_.size() >= batchLimit_;
+    return remarkBytes_ >= kMostRemarkBytes || batch_.size() >= batchLimit_;
 }
 
 void ObservationPass::drop() {
     batch_.drop();
-    badLines_.clear();
+    resuming_ = false;
+    remarks_.clear();
     offsets_.clear();
-    badBytes_ = 0;
+    remarkBytes_ = 0;
 }
 
 /// Enters the batch and says what is to be said about its lines, in their order.
 void ObservationPass::flush() {
     const std::size_t collected = batch_.size();
-    const std::vector<BulkAdd::Refused> duplicates = batch_.commit();
-    state_.counts.loaded += static_cast<std::int64_t>(collected - duplicates.size());
+    std::vector<BulkAdd::Refused> duplicates;
+    try {
+        duplicates = batch_.commit();
+        state_.counts.loaded += static_cast<std::int64_t>(collected - duplicates.size());
+    } catch (const std::bad_alloc&) {
+        if (batch_.size() != collected) throw;
+        addOneByOne();
+    }
     auto duplicate = duplicates.begin();
     auto offset = offsets_.cbegin();
-    for (const BadLine& bad : badLines_) {
-        for (; duplicate != duplicates.end() && duplicate->position < bad.position; ++duplicate)
+    for (const Remark& remark : remarks_) {
+        for (; duplicate != duplicates.end() && duplicate->position < remark.position; ++duplicate)
             tellDuplicate(*duplicate, offset);
-        tellBad(bad);
+        tell(remark);
     }
     for (; duplicate != duplicates.end(); ++duplicate) tellDuplicate(*duplicate, offset);
-    badLines_.clear();
+    remarks_.clear();
     offsets_.clear();
-    badBytes_ = 0;
+    remarkBytes_ = 0;
     batchLimit_ = batchLimit();
 }
 
-void ObservationPass::tellBad(const BadLine& bad) {
+/// When there is no memory for a batch as a whole: single observations need less, and each that fails is named.
+void ObservationPass::addOneByOne() {
+    for (std::size_t position = 0; position < batch_.size(); ++position)
+        AddObsToMem(batch_.recordAt(position), state_.counts, state_.gid);
+    batch_.drop();
+}
+
+void ObservationPass::tell(const Remark& remark) {
+    logNotes(remark.notes);
+    if (!remark.isBad) return;
     ++state_.counts.bad;
-    if (!bad.reason.empty()) family::tracelogerror(bad.reason);
+    if (!remark.reason.empty()) family::tracelogerror(remark.reason);
     if (family::traceloginfowanted())
-        family::traceloginfo(Refusal{"ReadOnlyObs: Bad obs string '", bad.line, kCardLength, "'."}.message());
-    state_.report(kLineBad, bad.lineNumber, bad.reason.empty() ? std::string(kNoKeyReason) : trimmed(bad.reason));
+        family::traceloginfo(Refusal{"ReadOnlyObs: Bad obs string '", remark.line, kCardLength, "'."}.message());
+    state_.report(kLineBad, remark.lineNumber,
+                  remark.reason.empty() ? std::string(kNoKeyReason) : trimmed(remark.reason));
 }
 
 /// `offset` moves on to the entry that covers the refused observation.

@@ -31,12 +31,14 @@ public:
     void drop();
 
 private:
-    /// A line that was refused: what is to be said once its turn comes.
-    struct BadLine {
+    /// What is to be said of a line once its turn comes.
+    struct Remark {
         std::size_t position;    ///< observations collected before it
         std::int64_t lineNumber;
-        std::string reason;      ///< empty when the reader had nothing to say
+        bool isBad;
+        std::string reason;      ///< why it is bad; empty when the reader had nothing to say
         std::string line;
+        CsvNotes notes;          ///< what was taken as 0
     };
     /// From this collected observation on, line numbers run with positions until the next entry.
     struct LineOffset {
@@ -45,21 +47,24 @@ private:
     };
 
     enum class Step { done, mustBeFinal, firstPassLine };
-    Step takeLine(std::string_view line, std::int64_t lineNumber, Mode mode);
-    Step takeObservation(const CardText& line, LineClass lineClass, std::int64_t lineNumber, Mode mode);
+    Step takeLine(std::string_view line, LineReader& lines, Mode mode);
+    Step takeObservation(const CardText& line, LineClass lineClass, LineReader& lines, Mode mode);
     void collect(std::int64_t key, std::int64_t lineNumber);
-    void addAtOnce(const CardText& line, std::int64_t lineNumber);
+    void addAtOnce(const CardText& line, std::int64_t lineNumber, const MaybeRefusal& refusal);
     bool isFull() const;
     void flush();
-    void tellBad(const BadLine& bad);
+    void addOneByOne();
+    void remark(const CardText& line, std::int64_t lineNumber, bool isBad, const MaybeRefusal& refusal);
+    void tell(const Remark& remark);
     void tellDuplicate(const BulkAdd::Refused& refused, std::vector<LineOffset>::const_iterator& offset);
 
     LoadState& state_;
     BulkAdd batch_;
     std::size_t batchLimit_;
     bool resuming_ = false;
-    std::vector<BadLine> badLines_;
-    std::size_t badBytes_ = 0;
+    std::vector<Remark> remarks_;
+    std::size_t remarkBytes_ = 0;
+    CsvNotes notes_;  ///< of the current line
     std::vector<LineOffset> offsets_;
     ObsRecord record_;
 };

@@ -27,12 +27,12 @@ BulkAdd::~BulkAdd() {
     }
 }
 
-void BulkAdd::add(std::int64_t key, const ObsRecord& rec) {
+void BulkAdd::add(std::int64_t key, ObsRecord& rec) {
     if (reserved_.slotsLeft() == 0 || reserved_.triples.size() < kVectorKinds) topUp();
     pending_.push_back({key, kNoSlot});
     const SlotNumber slot = reserved_.takeSlot();
     try {
-        gStore.pools.write(slot, rec, &reserved_);
+        gStore.pools.writeReserved(slot, rec, reserved_);
     } catch (...) {
         pending_.pop_back();
         reserved_.reused.push_back(slot);
@@ -66,6 +66,12 @@ void BulkAdd::drop() {
     close();
     gStore.pools.abandon(slots);
     pending_.clear();
+}
+
+ObsRecord BulkAdd::recordAt(std::size_t position) const {
+    ObsRecord rec;
+    gStore.pools.read(pending_[position].slot, rec);
+    return rec;
 }
 
 std::vector<BulkAdd::Refused> BulkAdd::commit() {

@@ -22,8 +22,9 @@ public:
     /// Expects about so many observations.
     void expect(std::size_t count) { pending_.reserve(count); }
 
-    /// Takes a deep copy of a record with its field key (not -1). Nobody sees it before `commit`.
-    void add(std::int64_t key, const ObsRecord& rec);
+    /// Takes a record with its field key (not -1), its optional parts becoming the store's. Nobody sees it
+    /// before `commit`.
+    void add(std::int64_t key, ObsRecord& rec);
 
     /// Observations added since the last commit.
     std::size_t size() const { return pending_.size(); }
@@ -39,6 +40,9 @@ public:
 
     /// Forgets what was added since the last commit.
     void drop();
+
+    /// A copy of an observation added since the last commit, for when that failed.
+    ObsRecord recordAt(std::size_t position) const;
 
 private:
     struct Pending {

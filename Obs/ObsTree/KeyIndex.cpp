@@ -79,7 +79,8 @@ void KeyIndex::remove(std::int64_t key) {
 }
 
 void KeyIndex::reserve(std::uint64_t count, std::uint64_t slotLimit) {
-    const std::uint64_t least = std::max(count, slotLimit / 2 + 1);
+    // At least two numbers more than slots: none is all ones, which together with its tag would be the mark.
+    const std::uint64_t least = std::max(count, (slotLimit + 1) / 2 + 1);
     const unsigned bits = std::max({kLeastBits, static_cast<unsigned>(std::bit_width(2 * least - 1)), bits_});
     if (bits > bits_ || 2 * (count + removed_) > std::uint64_t{1} << bits_) rebuild(bits);
 }

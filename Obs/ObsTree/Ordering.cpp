@@ -110,7 +110,7 @@ private:
     }
     static std::uint64_t narrowed(Field field, SlotNumber slot, unsigned width) {
         if (width != kSmallTypeBits) return valueOf(field, slot);
-        return static_cast<std::uint64_t>(gStore.pools.record(slot).obsType + 1);
+        return static_cast<std::uint64_t>(std::int64_t{gStore.pools.record(slot).obsType} + 1);
     }
     static void append(std::uint64_t (&words)[2], unsigned used, std::uint64_t value, unsigned width) {
         const unsigned end = used + width;

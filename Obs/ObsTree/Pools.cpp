@@ -17,7 +17,7 @@ struct Vectors {
     double v[kVectorKinds][3];
 };
 
-Vectors vectorsOf(const ObsRecord& rec) {
+Vectors vectorsOf(const ObsFields& rec) {
     Vectors all{{{rec.elRate, rec.azRate, rec.rangeAccel}, {}, {}, {}, {}}};
     std::memcpy(all.v[1], rec.senPos.data(), sizeof all.v[1]);
     std::memcpy(all.v[2], rec.senVel.data(), sizeof all.v[2]);
@@ -57,7 +57,8 @@ SlotNumber Pools::popFreeSlot() {
 
 void Pools::freeSlot(SlotNumber slot) {
     Node& node = nodes_[slot];
-    node.key = Node::kDead;
+    // NOTE: a slot that was never linked is dead already, and readers may be scanning keys just now.
+    if (node.key != Node::kDead) node.key = Node::kDead;
     node.words[0] = freeSlots_;
     freeSlots_ = slot;
 }
@@ -116,11 +117,24 @@ void Pools::releaseTriples(std::uint32_t first, unsigned count) {
     freeTriples_[count] = first + 1;
 }
 
-void Pools::write(SlotNumber slot, const ObsRecord& rec, Reservation* reserved) {
+void Pools::write(SlotNumber slot, const ObsRecord& rec) {
     StoredRecord& stored = records_[slot];
     stored.parts = nullptr;
     stored.vectorMask = 0;
-    std::unique_ptr<OptionalParts> parts = copyParts(rec);
+    writeFields(slot, rec, copyParts(rec), nullptr);
+}
+
+void Pools::writeReserved(SlotNumber slot, ObsRecord& rec, Reservation& reserved) {
+    std::unique_ptr<OptionalParts> parts;
+    if (rec.hasParts())
+        parts.reset(new OptionalParts{std::move(rec.extraValues), std::move(rec.biases), std::move(rec.csvData),
+                                      std::move(rec.rfData)});
+    writeFields(slot, rec, std::move(parts), &reserved);
+}
+
+void Pools::writeFields(SlotNumber slot, const ObsFields& rec, std::unique_ptr<OptionalParts> parts,
+                        Reservation* reserved) {
+    StoredRecord& stored = records_[slot];
     if (parts) anyParts_.store(true, std::memory_order_relaxed);
     const Vectors all = vectorsOf(rec);
     const std::uint8_t mask = maskOf(all);
@@ -196,8 +210,7 @@ void Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
     rec.senPos = rec.senVel = rec.satPos = rec.satVel = {};
     if (stored.vectorMask != 0) readVectors(stored, rec);
     if (!withParts) return;
-    freeobsrecord(rec);
-    if (stored.parts == nullptr) return;
+    if (stored.parts == nullptr) return freeobsrecord(rec);
     rec.extraValues = stored.parts->extraValues;
     rec.biases = stored.parts->biases;
     rec.csvData = stored.parts->csvData;
@@ -216,7 +229,9 @@ void Pools::reserve(Reservation& reserved, std::uint32_t slots) {
         marks_.supply(freshSlot_, end);
         records_.supply(freshSlot_, end);
         reserved.slots = {freshSlot_, end};
-        for (; freshSlot_ < end; ++freshSlot_) nodes_[freshSlot_].key = Node::kDead;
+        // Below the scan limit they are dead already, see `freeSlot`.
+        for (; freshSlot_ < end; ++freshSlot_)
+            if (freshSlot_ >= scanLimit_) nodes_[freshSlot_].key = Node::kDead;
     }
     if (reserved.triples.size() < kVectorKinds) {
         if (freshTriple_ >= kTripleLimit) throw std::bad_alloc{};

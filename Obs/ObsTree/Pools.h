@@ -15,6 +15,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "Obs/ObsTree/ChunkArray.h"
@@ -130,9 +131,11 @@ public:
     SlotNumber acquire();
     /// Kills a slot: its vectors, parts and number become free.
     void release(SlotNumber slot);
-    /// Writes a record into an acquired or reserved slot, as a deep copy. A reservation must
-    /// hold at least `kVectorKinds` triples. On std::bad_alloc the slot holds no record.
-    void write(SlotNumber slot, const ObsRecord& rec, Reservation* reserved = nullptr);
+    /// Writes a record into an acquired slot, as a deep copy. On std::bad_alloc the slot holds no record.
+    void write(SlotNumber slot, const ObsRecord& rec);
+    /// Writes a record into a reserved slot, taking its optional parts over. The reservation must hold at least
+    /// `kVectorKinds` triples. On std::bad_alloc the slot holds no record.
+    void writeReserved(SlotNumber slot, ObsRecord& rec, Reservation& reserved);
     /// Replaces a slot's record; on std::bad_alloc the old one stays.
     void rewrite(SlotNumber slot, const ObsRecord& rec);
     /// Reads a record; `withParts` false leaves the optional parts as they are in `rec`.
@@ -161,6 +164,7 @@ private:
     };
 
     std::uint32_t acquireTriples(unsigned count, Reservation* reserved);
+    void writeFields(SlotNumber slot, const ObsFields& rec, std::unique_ptr<OptionalParts> parts, Reservation* reserved);
     void readVectors(const StoredRecord& stored, ObsRecord& rec) const;
     void releaseRecord(StoredRecord& stored);
     void releaseTriples(std::uint32_t first, unsigned count);

@@ -1,5 +1,7 @@
 #include "Obs/ObsTree/Protocol.h"
 
+#include <algorithm>
+#include <chrono>
 #include <thread>
 
 namespace obs {
@@ -10,6 +12,9 @@ namespace {
 
 /// Turns to spin before the core is given to others.
 constexpr int kSpins = 200;
+
+/// Longest sleep of an updater between two looks at the readers.
+constexpr std::chrono::microseconds kLongestPause{500};
 
 std::atomic<std::uint32_t> gThreads{0};
 
@@ -45,8 +50,12 @@ void Protocol::waitForUpdate() {
 void Protocol::beginUpdate() {
     obs_updatenote_.lock();
     isupdating_.store(1);
-    for (int spin = 0; numreads() > 0; ++spin)
-        if (spin > kSpins) std::this_thread::yield();
+    std::chrono::microseconds pause{20};
+    for (int spin = 0; numreads() > 0; ++spin) {
+        if (spin < kSpins) continue;
+        std::this_thread::sleep_for(pause);  // a save or a long listing is inside
+        pause = std::min(2 * pause, kLongestPause);
+    }
 }
 
 void Protocol::endUpdate() {

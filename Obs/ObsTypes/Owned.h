@@ -13,7 +13,9 @@ public:
     Owned(const Owned& other) : value_(other.value_ ? std::make_unique<T>(*other.value_) : nullptr) {}
     Owned(Owned&&) noexcept = default;
     Owned& operator=(const Owned& other) {
-        if (this != &other) value_ = other.value_ ? std::make_unique<T>(*other.value_) : nullptr;
+        if (this == &other) return *this;
+        if (value_ && other.value_) *value_ = *other.value_;  // no new memory for a record used again and again
+        else value_ = other.value_ ? std::make_unique<T>(*other.value_) : nullptr;
         return *this;
     }
     Owned& operator=(Owned&&) noexcept = default;

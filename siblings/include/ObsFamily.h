@@ -33,7 +33,7 @@ OBS_FAMILY_API void FamilyClearLastError(void);
 
 /** Appends errors and information lines to a file from now on.
  *  @return 0, or 2 when the file cannot be opened (the log then stays as it was). */
-OBS_FAMILY_API int32_t FamilyOpenLog(const char fileName[512]);
+OBS_FAMILY_API int32_t FamilyOpenLog(const char *fileName);
 
 /** Writes out and closes the log file, if any. */
 OBS_FAMILY_API void FamilyCloseLog(void);
@@ -61,10 +61,10 @@ OBS_FAMILY_API int32_t FamilySetDupKeyMode(int32_t mode);
  *  `number,description,latitude_deg,longitude_deg,height_m`. A sensor that is there
  *  already is replaced. A bad line is logged with its number and left out.
  *  @return 0, or 2 when the file cannot be read, its header is wrong or a line was bad. */
-OBS_FAMILY_API int32_t FamilyLoadSensors(const char fileName[512]);
+OBS_FAMILY_API int32_t FamilyLoadSensors(const char *fileName);
 
 /** Adds or replaces one sensor; latitude -90 to 90, longitude -180 to 360. */
-OBS_FAMILY_API int32_t FamilyAddSensor(int32_t number, const char description[512], double latitudeDeg,
+OBS_FAMILY_API int32_t FamilyAddSensor(int32_t number, const char *description, double latitudeDeg,
                                        double longitudeDeg, double heightM);
 
 /** @param[out] description 512 characters. */

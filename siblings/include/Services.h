@@ -28,6 +28,16 @@ FAMILY_API void traceloginfo(std::string_view message);
 /// Lets a caller that has millions of lines skip building them.
 FAMILY_API bool traceloginfowanted();
 
+/// Keeps the calling thread's messages back while one of these lives; then they are written in their order. For work
+/// that others wait for, since whoever receives messages may be slow or may want in.
+class FAMILY_API MessageHold {
+public:
+    MessageHold();
+    ~MessageHold();
+    MessageHold(const MessageHold&) = delete;
+    MessageHold& operator=(const MessageHold&) = delete;
+};
+
 // --- Files -------------------------------------------------------------------
 
 class OpenFile;
@@ -47,6 +57,9 @@ FAMILY_API std::int32_t fileopen(std::string_view name, std::int32_t mode, Unit&
 /// place of the old one now, unless a write failed: the old one then stays.
 /// Returns 0, or the error number of the first failure (which was logged).
 FAMILY_API std::int32_t fileclose(Unit& unit);
+
+/// Closes a file opened for writing and forgets what was written: with `kOpenReplace` the old file stays.
+FAMILY_API void filediscard(Unit& unit);
 
 /// Reads up to `size` bytes. Returns their number, 0 at the end, -1 on a failure
 /// (which is not logged: the reading operation words its own message).

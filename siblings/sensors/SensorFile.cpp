@@ -117,7 +117,7 @@ bool loadSensors(std::string_view name) {
 }  // namespace
 }  // namespace family
 
-int32_t FamilyLoadSensors(const char fileName[512]) {
+int32_t FamilyLoadSensors(const char* fileName) {
     if (fileName == nullptr) {
         family::tracelogerror("FamilyLoadSensors: no file name");
         return 2;

@@ -158,7 +158,7 @@ std::int32_t getsendata(std::int32_t number, SensorData& sensor) {
 
 using namespace family;
 
-int32_t FamilyAddSensor(int32_t number, const char description[512], double latitudeDeg, double longitudeDeg,
+int32_t FamilyAddSensor(int32_t number, const char* description, double latitudeDeg, double longitudeDeg,
                         double heightM) {
     if (description == nullptr) {
         tracelogerror("FamilyAddSensor: no description");

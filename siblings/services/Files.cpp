@@ -158,7 +158,7 @@ public:
     int create(const std::string& path, Descriptor& file) {
         const PathParts parts = splitPath(path);
         if (parts.base.empty()) {
-            return EISDIR;
+            return path.empty() ? ENOENT : EISDIR;
         }
         const char* const directory = parts.directory.empty() ? "." : parts.directory.c_str();
         directory_ = Descriptor(::open(directory, O_PATH | O_DIRECTORY | O_CLOEXEC));
@@ -384,6 +384,10 @@ std::int32_t fileopen(std::string_view name, std::int32_t mode, Unit& unit) {
 std::int32_t fileclose(Unit& unit) {
     const std::unique_ptr<OpenFile> file(std::exchange(unit, kNoUnit));
     return file ? file->close() : 0;
+}
+
+void filediscard(Unit& unit) {
+    const std::unique_ptr<OpenFile> file(std::exchange(unit, kNoUnit));  // leaving unclosed drops a replacement
 }
 
 std::int64_t fileread(Unit unit, char* buffer, std::size_t size) {

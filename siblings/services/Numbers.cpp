@@ -11,7 +11,7 @@
 namespace family {
 namespace {
 
-constexpr bool isBlank(int c) { return c == ' ' || c == '\t'; }
+constexpr bool isBlank(int c) { return c == ' '; }  // a tab on a card is a fault
 constexpr bool isDigit(int c) { return c >= '0' && c <= '9'; }
 
 /// Walks a text past its blanks.

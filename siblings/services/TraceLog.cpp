@@ -5,6 +5,7 @@
 #include <mutex>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <unistd.h>
 
@@ -29,6 +30,13 @@ struct LastError {
 };
 constinit thread_local LastError lastError{};
 constinit thread_local bool insideCallback = false;
+
+struct Message {
+    std::int32_t severity;
+    std::string text;
+};
+constinit thread_local int holds = 0;
+thread_local std::vector<Message> held;
 
 /// Appends each line with one write, so that nothing is lost when the process dies and
 /// several processes can share a file. Access is guarded by `TraceLog::mutex`.
@@ -107,6 +115,10 @@ void emit(std::int32_t severity, std::string_view message) noexcept {
     guarded([&] {
         std::string text(message);
         std::replace(text.begin(), text.end(), '\0', ' ');
+        if (holds > 0) {
+            held.push_back({severity, std::move(text)});
+            return;
+        }
         TraceLog& log = traceLog();
         const std::lock_guard lock(log.mutex);
         if (log.file) {
@@ -147,6 +159,18 @@ void tracelogerror(std::string_view message) {
 
 void traceloginfo(std::string_view message) { emit(0, message); }
 
+MessageHold::MessageHold() { ++holds; }
+
+MessageHold::~MessageHold() {
+    if (--holds > 0) {
+        return;
+    }
+    const std::vector<Message> messages = std::exchange(held, {});
+    for (const Message& message : messages) {
+        emit(message.severity, message.text);
+    }
+}
+
 bool traceloginfowanted() { return listening.load(std::memory_order_relaxed); }
 
 }  // namespace family
@@ -164,7 +188,7 @@ int32_t FamilyGetLastError(char text[512]) {
 
 void FamilyClearLastError(void) { lastError.length = 0; }
 
-int32_t FamilyOpenLog(const char fileName[512]) {
+int32_t FamilyOpenLog(const char* fileName) {
     if (fileName == nullptr) {
         tracelogerror("FamilyOpenLog: no file name");
         return 2;

@@ -119,6 +119,11 @@ TEST_F(LoadFileTest, duplicatesAreSilentlyAcceptedWhenAskedFor) {
     EXPECT_TRUE(log_.errors.empty());
 }
 
+TEST_F(LoadFileTest, theSecondPassStartsWithAGoodStatus) {
+    EXPECT_EQ(load("VM_DMA_OBS_ON\nOBSFIL missing.txt\n"), 0);
+    EXPECT_EQ(load("SELOB x\nOBSFIL missing.txt\n"), 0);
+}
+
 // Included observations come first and belong to the naming file's load; includes are one level deep.
 TEST_F(LoadFileTest, includeFilesComeFirst) {
     write("inner.txt", azElCard(7) + "\nOBSFIL deck.txt\n" + badCard(8) + "\n");

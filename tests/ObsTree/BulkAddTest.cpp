@@ -30,7 +30,8 @@ TEST(BulkAdd, leavesWhatSingleAdditionsLeave) {
                 BulkAdd batch(3);
                 for (std::size_t i = 0; i < input.size(); ++i) {
                     std::int64_t key = input[i].first;
-                    if (inBulk && i >= before) batch.add(key, input[i].second);
+                    ObsRecord rec = input[i].second;
+                    if (inBulk && i >= before) batch.add(key, rec);
                     else if (add(key, input[i].second, i < before ? 0 : 3) == kStatusDuplicate) result.refused.push_back(i);
                 }
                 for (const BulkAdd::Refused& refused : batch.commit()) result.refused.push_back(before + refused.position);
@@ -57,7 +58,10 @@ TEST(BulkAdd, standsBesideOtherChanges) {
     ObsRecord withParts = rangeRecord(1);
     withParts.senPos = {1, 2, 3};
     withParts.biases.create();
-    for (std::int64_t i = 0; i < 9000; ++i) batch.add(2 * i, withParts);
+    for (std::int64_t i = 0; i < 9000; ++i) {
+        ObsRecord rec(withParts);
+        batch.add(2 * i, rec);
+    }
     std::int64_t odd = 1;
     add(odd, withParts);
     obsemptytree();
@@ -68,7 +72,10 @@ TEST(BulkAdd, standsBesideOtherChanges) {
     const std::uint32_t used = gStore.pools.slotsUsed();
     for (int round = 0; round < 5; ++round) {
         for (std::int64_t i = 0; i < 9000; ++i) obsremovenode(2 * i);
-        for (std::int64_t i = 0; i < 9000; ++i) batch.add(2 * i, withParts);
+        for (std::int64_t i = 0; i < 9000; ++i) {
+        ObsRecord rec(withParts);
+        batch.add(2 * i, rec);
+    }
         batch.commit();
     }
     EXPECT_LT(gStore.pools.slotsUsed(), used + 5000) << "removed places are used again";

@@ -45,7 +45,8 @@ TEST_F(StoreTest, behavesAsAnOrderedMap) {
             }
         } else if (choice < 570) {
             BulkAdd batch(7);
-            for (std::int64_t i = 0; i < 50; ++i) batch.add(i, rangeRecord(range));
+            ObsRecord rec = rangeRecord(range);
+            for (std::int64_t i = 0; i < 50; ++i) batch.add(i, rec);
             batch.drop();  // given up: as if it had never been
             std::vector<std::size_t> expected;
             const std::size_t size = random() % 300;
@@ -53,7 +54,7 @@ TEST_F(StoreTest, behavesAsAnOrderedMap) {
             for (std::size_t i = 0; i < size; ++i) {
                 const std::int64_t each = (ascending ? static_cast<std::int64_t>(i * 13) : static_cast<std::int64_t>(random() % kKeys)) *
                                           10'000'000'000;
-                batch.add(each, rangeRecord(range));
+                batch.add(each, rec);
                 if (modelAdd(each, range) == kNoKey) expected.push_back(i);
             }
             const auto refused = batch.commit();

@@ -50,11 +50,14 @@ TEST(Threads, readersNeverSeeATornObservation) {
     std::filesystem::create_directory(folder);
     const std::string deck = folder / "deck.txt";
     {
+        // The include line makes every load collect observations, give them up and start again.
+        std::ofstream(folder / "include.txt") << cardOf(1) << "\n";
         std::ofstream out(deck);
         for (int i = 0; i < kObservations; ++i) out << cardOf(i) << "\n";
+        out << "OBSFIL include.txt\n";
     }
     std::atomic<bool> stop{false};
-    std::atomic<int> torn{0}, seen{0}, badLists{0}, badSaves{0};
+    std::atomic<int> torn{0}, seen{0}, badLists{0}, badSaves{0}, removals{0};
     std::vector<std::thread> threads;
     for (int reader = 0; reader < 2; ++reader)
         threads.emplace_back([&, reader] {
@@ -95,7 +98,9 @@ TEST(Threads, readersNeverSeeATornObservation) {
         }
     });
     for (int round = 0; round < 25; ++round) {
-        ObsLoadFile(deck.c_str());
+        ObsLoadFileGID(deck.c_str(), round % 2);
+        if (round % 3 == 2) removals += ObsRemoveGID(round % 2) == 0;
+        if (ObsGetCountGID(0) + ObsGetCountGID(1) > 2 * kObservations) ++badLists;
         if (round % 5 == 4) ObsRemoveAll();
     }
     stop = true;
@@ -104,6 +109,7 @@ TEST(Threads, readersNeverSeeATornObservation) {
     EXPECT_EQ(badLists, 0);
     EXPECT_EQ(badSaves, 0);
     EXPECT_GT(seen, 0);
+    EXPECT_GT(removals, 0);
     ObsLoadFile(deck.c_str());
     EXPECT_EQ(ObsGetCount(), kObservations);
     ObsRemoveAll();

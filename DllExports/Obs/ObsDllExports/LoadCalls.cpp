@@ -23,15 +23,15 @@ int32_t loadFile(std::string_view name, const char* fileName, int32_t gid) {
 
 }  // namespace
 
-int32_t ObsLoadFile(const char fileName[512]) {
+int32_t ObsLoadFile(const char* fileName) {
     return loadFile("ObsLoadFile", fileName, 0);
 }
 
-int32_t ObsLoadFileGID(const char fileName[512], int32_t gid) {
+int32_t ObsLoadFileGID(const char* fileName, int32_t gid) {
     return loadFile("ObsLoadFileGID", fileName, gid);
 }
 
-int32_t ObsLoadCard(const char card[512]) {
+int32_t ObsLoadCard(const char* card) {
     if (obs::refuseNull("ObsLoadCard", {card})) return kStatusRefused;
     return obs::guarded("ObsLoadCard", kStatusRefused, [&] {
         obs::LoadCounts counts;
@@ -40,7 +40,7 @@ int32_t ObsLoadCard(const char card[512]) {
     });
 }
 
-int32_t ObsLoadTwoCards(const char card1[512], const char card2[512]) {
+int32_t ObsLoadTwoCards(const char* card1, const char* card2) {
     if (obs::refuseNull("ObsLoadTwoCards", {card1, card2})) return kStatusRefused;
     return obs::guarded("ObsLoadTwoCards", kStatusRefused, [&] {
         obs::LoadCounts counts;
@@ -54,14 +54,35 @@ int32_t ObsLoadTwoCards(const char card1[512], const char card2[512]) {
     });
 }
 
-int64_t ObsAddFrB3Card(const char b3Card[512]) {
+int64_t ObsAddFrB3Card(const char* b3Card) {
     if (obs::refuseNull("ObsAddFrB3Card", {b3Card})) return kNoKey;
     return obs::guarded("ObsAddFrB3Card", kNoKey, [&] { return obs::AddFrB3Card(obs::cardText(b3Card)); });
 }
 
-void ObsAddFrB3CardML(const char b3Card[512], int64_t* obsKey) {
+void ObsAddFrB3CardML(const char* b3Card, int64_t* obsKey) {
     if (obs::refuseNull("ObsAddFrB3CardML", {obsKey})) return;
     *obsKey = ObsAddFrB3Card(b3Card);
+}
+
+int64_t ObsAddFrTTYCards(const char* card1, const char* card2) {
+    if (obs::refuseNull("ObsAddFrTTYCards", {card1, card2})) return kNoKey;
+    return obs::guarded("ObsAddFrTTYCards", kNoKey,
+                        [&] { return obs::AddFrTTYCards(obs::cardText(card1), obs::cardText(card2)); });
+}
+
+void ObsAddFrTTYCardsML(const char* card1, const char* card2, int64_t* obsKey) {
+    if (obs::refuseNull("ObsAddFrTTYCardsML", {obsKey})) return;
+    *obsKey = ObsAddFrTTYCards(card1, card2);
+}
+
+int64_t ObsAddFrCsv(const char* csvLine) {
+    if (obs::refuseNull("ObsAddFrCsv", {csvLine})) return kNoKey;
+    return obs::guarded("ObsAddFrCsv", kNoKey, [&] { return obs::AddFrCsv(obs::cardText(csvLine)); });
+}
+
+void ObsAddFrCsvML(const char* csvLine, int64_t* obsKey) {
+    if (obs::refuseNull("ObsAddFrCsvML", {obsKey})) return;
+    *obsKey = ObsAddFrCsv(csvLine);
 }
 
 int32_t ObsGetLoadCounts(int64_t* loaded, int64_t* duplicate, int64_t* bad) {

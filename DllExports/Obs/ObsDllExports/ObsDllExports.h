@@ -105,30 +105,49 @@ OBS_API int32_t SenNumFrObsKey(int64_t obsKey);
  *  @param[in] fileName 512 characters.
  *  @return the outcome of the last observation line (0 good or duplicate, 2 bad), or the
  *          system's error number when the file cannot be opened. */
-OBS_API int32_t ObsLoadFile(const char fileName[512]);
+OBS_API int32_t ObsLoadFile(const char *fileName);
 
 /** @defgroup ObsLoadFileGID ObsLoadFileGID
  *  As ObsLoadFile; every observation added belongs to group `gid`. */
-OBS_API int32_t ObsLoadFileGID(const char fileName[512], int32_t gid);
+OBS_API int32_t ObsLoadFileGID(const char *fileName, int32_t gid);
 
 /** @defgroup ObsLoadCard ObsLoadCard
  *  Loads one line that is an observation by itself.
  *  @return 0 (also for a duplicate), or 2 for a bad or unrecognised line. */
-OBS_API int32_t ObsLoadCard(const char card[512]);
+OBS_API int32_t ObsLoadCard(const char *card);
 
 /** @defgroup ObsLoadTwoCards ObsLoadTwoCards
  *  Loads a TTY pair; any other observation line is taken from the first card.
  *  @return as ObsLoadCard. */
-OBS_API int32_t ObsLoadTwoCards(const char card1[512], const char card2[512]);
+OBS_API int32_t ObsLoadTwoCards(const char *card1, const char *card2);
 
 /** @defgroup ObsAddFrB3Card ObsAddFrB3Card
  *  Adds the observation of a B3 or B3E card (either case).
  *  @return the key, 0 for a refused duplicate, -1 for a bad card. */
-OBS_API int64_t ObsAddFrB3Card(const char b3Card[512]);
+OBS_API int64_t ObsAddFrB3Card(const char *b3Card);
 
 /** @defgroup ObsAddFrB3CardML ObsAddFrB3CardML
  *  As ObsAddFrB3Card, the key handed back through the last argument. */
-OBS_API void ObsAddFrB3CardML(const char b3Card[512], int64_t *obsKey);
+OBS_API void ObsAddFrB3CardML(const char *b3Card, int64_t *obsKey);
+
+/** @defgroup ObsAddFrTTYCards ObsAddFrTTYCards
+ *  Adds the observation of a TTY message; the TTY year must be set.
+ *  @param[in] card1,card2 the cards; the second is blank for types that need none.
+ *  @return the key, 0 for a refused duplicate, -1 for bad cards. */
+OBS_API int64_t ObsAddFrTTYCards(const char *card1, const char *card2);
+
+/** @defgroup ObsAddFrTTYCardsML ObsAddFrTTYCardsML
+ *  As ObsAddFrTTYCards, the key handed back through the last argument. */
+OBS_API void ObsAddFrTTYCardsML(const char *card1, const char *card2, int64_t *obsKey);
+
+/** @defgroup ObsAddFrCsv ObsAddFrCsv
+ *  Adds the observation of a CSV line.
+ *  @return the key, 0 for a refused duplicate, -1 for a bad line. */
+OBS_API int64_t ObsAddFrCsv(const char *csvLine);
+
+/** @defgroup ObsAddFrCsvML ObsAddFrCsvML
+ *  As ObsAddFrCsv, the key handed back through the last argument. */
+OBS_API void ObsAddFrCsvML(const char *csvLine, int64_t *obsKey);
 
 /** @defgroup ObsGetLoadCounts ObsGetLoadCounts
  *  Addition. The counts of the latest file load, include files counted in.
@@ -157,7 +176,7 @@ OBS_API void ObsSetLoadCallback(void (*report)(int32_t kind, const char *fileNam
  *  Takes a B3, B3E, TTY (first card) or CSV line apart; right ascension and declination
  *  are rotated to date. Nothing is stored. Outputs are zero or blank before.
  *  @return 0, or 2 for a line of another kind or a bad one. */
-OBS_API int32_t ObsB3Parse(const char b3Card[512], char *secClass, int32_t *satNum, int32_t *senNum,
+OBS_API int32_t ObsB3Parse(const char *b3Card, char *secClass, int32_t *satNum, int32_t *senNum,
                            double *obsTime, double *elOrDec, double *azOrRa, double *range,
                            double *rangeRate, double *elRate, double *azRate, double *rangeAccel,
                            char *obsType, int32_t *indicator1, int32_t *indicator2,
@@ -168,7 +187,7 @@ OBS_API int32_t ObsB3Parse(const char b3Card[512], char *secClass, int32_t *satN
  *  the card states. Nothing is stored.
  *  @param[out] obsArr 64 reals, cleared first.
  *  @return 0, or 2 for a line of another kind or a bad one. */
-OBS_API int32_t ObsParse(const char line1[512], const char line2[512], double obsArr[64]);
+OBS_API int32_t ObsParse(const char *line1, const char *line2, double obsArr[64]);
 
 /* --------------------------------------------------------------- reading ---- */
 
@@ -188,6 +207,38 @@ OBS_API int32_t ObsFieldsToB3Card(char secClass, int32_t satNum, int32_t senNum,
                                   int32_t altSatNum2, const double pos[3], const double vel[3],
                                   char b3Card[512]);
 
+/** @defgroup ObsGetTTYCard ObsGetTTYCard
+ *  Writes a stored observation as a TTY message.
+ *  @param[out] card1,card2 512 characters each; the second is blank for types that need none. Blank on failure.
+ *  @return 0, or 2 when no stored observation has this key. */
+OBS_API int32_t ObsGetTTYCard(int64_t obsKey, char card1[512], char card2[512]);
+
+/** @defgroup ObsFieldsToTTYCard ObsFieldsToTTYCard
+ *  Writes loose fields F as a TTY message. An equinox indicator 1-3 rotates to date first.
+ *  @return 0, or 2 (and blank cards) for an equinox indicator other than 0-3. */
+OBS_API int32_t ObsFieldsToTTYCard(char secClass, int32_t satNum, int32_t senNum, double obsTime,
+                                   double elOrDec, double azOrRa, double range, double rangeRate,
+                                   double elRate, double azRate, double rangeAccel, char obsType,
+                                   int32_t indicator1, int32_t indicator2, int32_t altSatNum1,
+                                   int32_t altSatNum2, const double pos[3], const double vel[3],
+                                   char card1[512], char card2[512]);
+
+/** @defgroup ObsGetCsv ObsGetCsv
+ *  Writes a stored observation as a CSV line, from which every real comes back bit for bit.
+ *  @param[out] csvLine 512 characters; blank on failure.
+ *  @return 0, or 2 when no stored observation has this key or CSV cannot carry it (type 7). */
+OBS_API int32_t ObsGetCsv(int64_t obsKey, char csvLine[512]);
+
+/** @defgroup ObsFieldsToCsv ObsFieldsToCsv
+ *  Writes loose fields F as a CSV line. An equinox indicator 1-3 rotates to date first.
+ *  @return 0, or 2 (and a blank line) for an equinox indicator other than 0-3 or type 7. */
+OBS_API int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, double obsTime,
+                               double elOrDec, double azOrRa, double range, double rangeRate,
+                               double elRate, double azRate, double rangeAccel, char obsType,
+                               int32_t indicator1, int32_t indicator2, int32_t altSatNum1,
+                               int32_t altSatNum2, const double pos[3], const double vel[3],
+                               char csvLine[512]);
+
 /** @defgroup ObsGetAllFields ObsGetAllFields
  *  The fields F of a stored observation.
  *  @param[out] cleared 128 reals set to zero and not otherwise filled.
@@ -198,6 +249,37 @@ OBS_API int32_t ObsGetAllFields(int64_t obsKey, char *secClass, int32_t *satNum,
                                 char *obsType, int32_t *indicator1, int32_t *indicator2,
                                 int32_t *altSatNum1, int32_t *altSatNum2, double pos[3],
                                 double vel[3], double cleared[128]);
+
+/* ----------------------------------------------------------- conversions ---- */
+
+/** @defgroup ObsB3ToCsv ObsB3ToCsv
+ *  Converts a B3 or B3E card (either case) into a CSV line. Nothing is stored.
+ *  @return 0, or 2 (and a blank line) for a bad card. */
+OBS_API int32_t ObsB3ToCsv(const char *b3Card, char csvLine[512]);
+
+/** @defgroup ObsCsvToB3 ObsCsvToB3
+ *  Converts a CSV line into a B3 card. Nothing is stored.
+ *  @param[in] newSatNum satellite number to write, 1 to 339999; 0 keeps the line's.
+ *  @return 0, or 2 (and a blank card) for a bad line or satellite number. */
+OBS_API int32_t ObsCsvToB3(const char *csvLine, int32_t newSatNum, char b3Card[512]);
+
+/** @defgroup ObsCsvToTTY ObsCsvToTTY
+ *  As ObsCsvToB3, into a TTY message. */
+OBS_API int32_t ObsCsvToTTY(const char *csvLine, int32_t newSatNum, char card1[512], char card2[512]);
+
+/** @defgroup ObsTTYToCsv ObsTTYToCsv
+ *  Converts a TTY message into a CSV line; the TTY year must be set. Nothing is stored.
+ *  @return 0, or 2 (and a blank line) for bad cards. */
+OBS_API int32_t ObsTTYToCsv(const char *card1, const char *card2, char csvLine[512]);
+
+/** @defgroup ObsTypeCToI ObsTypeCToI
+ *  @return the observation type of a character: 0-9, 10 "P", 11 "V", 13 "R", 18 "M", 19 "O" (either case); -1 for
+ *          any other. */
+OBS_API int32_t ObsTypeCToI(char obsTypeChar);
+
+/** @defgroup ObsTypeIToC ObsTypeIToC
+ *  @return the character of an observation type; a blank for one that has none. */
+OBS_API char ObsTypeIToC(int32_t obsType);
 
 /* ----------------------------------------------------------------- store ---- */
 
@@ -216,6 +298,20 @@ OBS_API int32_t ObsGetCount(void);
  *  @param[out] keys room for ObsGetCount keys. */
 OBS_API void ObsGetLoaded(int32_t order, int64_t *keys);
 
+/** @defgroup ObsGetCountGID ObsGetCountGID
+ *  @return the number of stored observations of a group; those loaded without one are group 0. */
+OBS_API int32_t ObsGetCountGID(int32_t gid);
+
+/** @defgroup ObsGetLoadedGID ObsGetLoadedGID
+ *  As ObsGetLoaded, for the observations of a group.
+ *  @param[out] keys room for ObsGetCountGID keys. */
+OBS_API void ObsGetLoadedGID(int32_t gid, int32_t order, int64_t *keys);
+
+/** @defgroup ObsRemoveGID ObsRemoveGID
+ *  Removes the observations of a group, one by one: others may read, and see a part of it, meanwhile.
+ *  @return 0 (also for an empty group), or 2 when a removal failed; the rest then stays. */
+OBS_API int32_t ObsRemoveGID(int32_t gid);
+
 /** @defgroup ObsRemove ObsRemove
  *  @return 0, or 2 when no stored observation has this key. */
 OBS_API int32_t ObsRemove(int64_t obsKey);
@@ -231,15 +327,15 @@ OBS_API int32_t ObsRemoveAll(void);
  *  Writes all observations in ascending key order.
  *  @param[in] saveMode 0 creates the file, or replaces it once completely written;
  *             any other value appends.
- *  @param[in] saveForm 0 B3, 1 TTY, 2 CSV, 3 RF; any other writes no line. A form
- *             that this version does not write is logged and writes no line.
+ *  @param[in] saveForm 0 B3, 1 TTY, 2 CSV, 3 RF; any other writes no line. An
+ *             observation that the form cannot carry is left out.
  *  @return 0, or the system's error number when the file cannot be opened. A failing write
  *          is logged with its reason. */
-OBS_API int32_t ObsSaveFile(const char fileName[512], int32_t saveMode, int32_t saveForm);
+OBS_API int32_t ObsSaveFile(const char *fileName, int32_t saveMode, int32_t saveForm);
 
 /** @defgroup ObsSaveFileGID ObsSaveFileGID
  *  As ObsSaveFile, for the observations of one group. An empty store touches no file. */
-OBS_API int32_t ObsSaveFileGID(const char fileName[512], int32_t gid, int32_t saveMode, int32_t saveForm);
+OBS_API int32_t ObsSaveFileGID(const char *fileName, int32_t gid, int32_t saveMode, int32_t saveForm);
 
 #ifdef __cplusplus
 }

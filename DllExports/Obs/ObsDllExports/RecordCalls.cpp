@@ -5,6 +5,8 @@
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 #include "DllExports/Obs/ObsDllVarsUtils/Fields.h"
 #include "Obs/FormatObs/B3.h"
+#include "Obs/FormatObs/Csv.h"
+#include "Obs/FormatObs/Tty.h"
 #include "Obs/ObsCardReading/ReadObs.h"
 
 namespace {
@@ -19,6 +21,50 @@ void blank(char* text) {
     family::strtochararr({}, text);
 }
 
+using Texts = std::initializer_list<char*>;
+
+/// Blanks the output texts; true, and logged, when one is null.
+bool refuseTexts(std::string_view name, Texts texts) {
+    for (char* text : texts)
+        if (obs::refuseNull(name, {text})) return true;
+    for (char* text : texts) blank(text);
+    return false;
+}
+
+/// Has a stored observation written into texts, which are blank before; status 2 and a message for an unknown key.
+template <class Write>
+std::int32_t getText(std::string_view name, std::int64_t obsKey, Texts texts, bool withParts, Write&& write) {
+    if (refuseTexts(name, texts)) return kStatusRefused;
+    return obs::guarded(name, kStatusRefused, [&] {
+        obs::ObsRecord rec;
+        const bool found = withParts ? obs::obsfindrec(obsKey, rec) : obs::obsfindfields(obsKey, rec);
+        if (found) return write(rec);
+        obs::logUnknownKey(name, obsKey);
+        return kStatusRefused;
+    });
+}
+
+/// The same for loose fields; status 2 and a message for an equinox indicator that is none.
+template <class Write>
+std::int32_t fieldsToText(std::string_view name, obs::Fields fields, const double* pos, const double* vel, Texts texts,
+                          Write&& write) {
+    if (refuseTexts(name, texts) || obs::refuseNull(name, {pos, vel})) return kStatusRefused;
+    return obs::guarded(name, kStatusRefused, [&] {
+        std::copy_n(pos, fields.pos.size(), fields.pos.begin());
+        std::copy_n(vel, fields.vel.size(), fields.vel.begin());
+        if (obs::hasValidEquinox(fields)) return write(obs::fields2record(fields));
+        obs::logFailure(name, "Invalid equinox indicator. Its valid range is from 0 to 3.");
+        return kStatusRefused;
+    });
+}
+
+std::int32_t writeCsv(const obs::ObsRecord& rec, char* csvLine) {
+    std::size_t length = 0;
+    const obs::MaybeRefusal refusal = obs::CreateCsvObs(rec, csvLine, length);
+    if (refusal) family::tracelogerror(refusal->message());
+    return refusal ? kStatusRefused : kStatusOk;
+}
+
 /// Reads a line for taking apart; false after a message.
 bool parse(const char* line1, std::string_view line2, std::string_view unsupported, obs::ObsRecord& rec) {
     const obs::MaybeRefusal refusal = obs::parseLines(obs::cardText(line1), line2, unsupported, rec);
@@ -28,7 +74,7 @@ bool parse(const char* line1, std::string_view line2, std::string_view unsupport
 
 }  // namespace
 
-int32_t ObsB3Parse(const char b3Card[512], char* secClass, int32_t* satNum, int32_t* senNum, double* obsTime,
+int32_t ObsB3Parse(const char* b3Card, char* secClass, int32_t* satNum, int32_t* senNum, double* obsTime,
                    double* elOrDec, double* azOrRa, double* range, double* rangeRate, double* elRate, double* azRate,
                    double* rangeAccel, char* obsType, int32_t* indicator1, int32_t* indicator2, int32_t* altSatNum1,
                    int32_t* altSatNum2, double pos[3]) {
@@ -48,7 +94,7 @@ int32_t ObsB3Parse(const char b3Card[512], char* secClass, int32_t* satNum, int3
     });
 }
 
-int32_t ObsParse(const char line1[512], const char line2[512], double obsArr[64]) {
+int32_t ObsParse(const char* line1, const char* line2, double obsArr[64]) {
     if (obs::refuseNull("ObsParse", {line1, line2, obsArr})) return kStatusRefused;
     std::fill_n(obsArr, obs::kArrayLength, 0.0);
     return obs::guarded("ObsParse", kStatusRefused, [&] {
@@ -62,37 +108,57 @@ int32_t ObsParse(const char line1[512], const char line2[512], double obsArr[64]
 }
 
 int32_t ObsGetB3Card(int64_t obsKey, char b3Card[512]) {
-    if (obs::refuseNull("ObsGetB3Card", {b3Card})) return kStatusRefused;
-    blank(b3Card);
-    return obs::guarded("ObsGetB3Card", kStatusRefused, [&] {
-        obs::ObsRecord rec;
-        if (!obs::obsfindfields(obsKey, rec)) {
-            obs::logUnknownKey("ObsGetB3Card", obsKey);
-            return kStatusRefused;
-        }
+    return getText("ObsGetB3Card", obsKey, {b3Card}, false, [&](const obs::ObsRecord& rec) {
         obs::CreateB3Obs(rec, b3Card);
         return kStatusOk;
     });
+}
+
+int32_t ObsGetTTYCard(int64_t obsKey, char card1[512], char card2[512]) {
+    return getText("ObsGetTTYCard", obsKey, {card1, card2}, false, [&](const obs::ObsRecord& rec) {
+        obs::CreateTTYObs(rec, card1, card2);
+        return kStatusOk;
+    });
+}
+
+int32_t ObsGetCsv(int64_t obsKey, char csvLine[512]) {
+    return getText("ObsGetCsv", obsKey, {csvLine}, true, [&](const obs::ObsRecord& rec) { return writeCsv(rec, csvLine); });
 }
 
 int32_t ObsFieldsToB3Card(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec, double azOrRa,
                           double range, double rangeRate, double elRate, double azRate, double rangeAccel, char obsType,
                           int32_t indicator1, int32_t indicator2, int32_t altSatNum1, int32_t altSatNum2,
                           const double pos[3], const double vel[3], char b3Card[512]) {
-    if (obs::refuseNull("ObsFieldsToB3Card", {b3Card})) return kStatusRefused;
-    blank(b3Card);
-    if (obs::refuseNull("ObsFieldsToB3Card", {pos, vel})) return kStatusRefused;
-    return obs::guarded("ObsFieldsToB3Card", kStatusRefused, [&] {
-        const obs::Fields fields{secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate,
-                                 elRate, azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1,
-                                 altSatNum2, {pos[0], pos[1], pos[2]}, {vel[0], vel[1], vel[2]}};
-        if (!obs::hasValidEquinox(fields)) {
-            obs::logFailure("ObsFieldsToB3Card", "Invalid equinox indicator. Its valid range is from 0 to 3.");
-            return kStatusRefused;
-        }
-        obs::CreateB3Obs(obs::fields2record(fields), b3Card);
-        return kStatusOk;
-    });
+    return fieldsToText("ObsFieldsToB3Card",
+                        {secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel,
+                         obsType, indicator1, indicator2, altSatNum1, altSatNum2, {}, {}},
+                        pos, vel, {b3Card}, [&](const obs::ObsRecord& rec) {
+                            obs::CreateB3Obs(rec, b3Card);
+                            return kStatusOk;
+                        });
+}
+
+int32_t ObsFieldsToTTYCard(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec, double azOrRa,
+                           double range, double rangeRate, double elRate, double azRate, double rangeAccel,
+                           char obsType, int32_t indicator1, int32_t indicator2, int32_t altSatNum1, int32_t altSatNum2,
+                           const double pos[3], const double vel[3], char card1[512], char card2[512]) {
+    return fieldsToText("ObsFieldsToTTYCard",
+                        {secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel,
+                         obsType, indicator1, indicator2, altSatNum1, altSatNum2, {}, {}},
+                        pos, vel, {card1, card2}, [&](const obs::ObsRecord& rec) {
+                            obs::CreateTTYObs(rec, card1, card2);
+                            return kStatusOk;
+                        });
+}
+
+int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec, double azOrRa,
+                       double range, double rangeRate, double elRate, double azRate, double rangeAccel, char obsType,
+                       int32_t indicator1, int32_t indicator2, int32_t altSatNum1, int32_t altSatNum2,
+                       const double pos[3], const double vel[3], char csvLine[512]) {
+    return fieldsToText("ObsFieldsToCsv",
+                        {secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel,
+                         obsType, indicator1, indicator2, altSatNum1, altSatNum2, {}, {}},
+                        pos, vel, {csvLine}, [&](const obs::ObsRecord& rec) { return writeCsv(rec, csvLine); });
 }
 
 int32_t ObsGetAllFields(int64_t obsKey, char* secClass, int32_t* satNum, int32_t* senNum, double* obsTime,

@@ -1,11 +1,23 @@
 // Groups "store" and "saving" of the exported header.
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "Obs/FormatObs/SaveFile.h"
+#include "Obs/ObsTree/Groups.h"
 #include "Obs/ObsTree/Ordering.h"
 
 namespace {
 
 using obs::kStatusRefused;
+
+/// NOTE: the warning names ObsGetLoaded for both entry points.
+void listKeys(std::string_view name, int32_t order, int64_t* keys, std::optional<int32_t> gid) {
+    if (obs::refuseNull(name, {keys})) return;
+    obs::guarded(name, 0, [&] {
+        std::int32_t count = 0;
+        if (!obs::obstreeisempty()) obs::obsgettreekeys(count, keys, order, gid);
+        else family::traceloginfo("Warning-ObsGetLoaded: The binary tree is empty. No obsKey returns.");
+        return 0;
+    });
+}
 
 }  // namespace
 
@@ -13,17 +25,20 @@ int32_t ObsGetCount(void) {
     return obs::obsgetnumoftreenodes();
 }
 
+int32_t ObsGetCountGID(int32_t gid) {
+    return obs::obsgetnumoftreenodes(gid);
+}
+
 void ObsGetLoaded(int32_t order, int64_t* keys) {
-    if (obs::refuseNull("ObsGetLoaded", {keys})) return;
-    obs::guarded("ObsGetLoaded", 0, [&] {
-        if (obs::obstreeisempty()) {
-            family::traceloginfo("Warning-ObsGetLoaded: The binary tree is empty. No obsKey returns.");
-            return 0;
-        }
-        std::int32_t count = 0;
-        obs::obsgettreekeys(count, keys, order);
-        return 0;
-    });
+    listKeys("ObsGetLoaded", order, keys, std::nullopt);
+}
+
+void ObsGetLoadedGID(int32_t gid, int32_t order, int64_t* keys) {
+    listKeys("ObsGetLoadedGID", order, keys, gid);
+}
+
+int32_t ObsRemoveGID(int32_t gid) {
+    return obs::guarded("ObsRemoveGID", kStatusRefused, [&] { return obs::removegidobs(gid); });
 }
 
 int32_t ObsRemove(int64_t obsKey) {
@@ -34,13 +49,13 @@ int32_t ObsRemoveAll(void) {
     return obs::guarded("ObsRemoveAll", kStatusRefused, [] { return obs::obsemptytree(); });
 }
 
-int32_t ObsSaveFile(const char fileName[512], int32_t saveMode, int32_t saveForm) {
+int32_t ObsSaveFile(const char* fileName, int32_t saveMode, int32_t saveForm) {
     if (obs::refuseNull("ObsSaveFile", {fileName})) return kStatusRefused;
     return obs::guarded("ObsSaveFile", kStatusRefused,
                         [&] { return obs::saveObsFile(obs::trimmedText(fileName), saveMode, saveForm); });
 }
 
-int32_t ObsSaveFileGID(const char fileName[512], int32_t gid, int32_t saveMode, int32_t saveForm) {
+int32_t ObsSaveFileGID(const char* fileName, int32_t gid, int32_t saveMode, int32_t saveForm) {
     if (obs::refuseNull("ObsSaveFileGID", {fileName})) return kStatusRefused;
     return obs::guarded("ObsSaveFileGID", kStatusRefused, [&] {
         return obs::saveObsFileOfGroup(obs::trimmedText(fileName), gid, saveMode, saveForm);

@@ -1,0 +1,318 @@
+#include "Obs/FormatObs/Csv.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+#include "Obs/CardLayouts/B3.h"
+#include "Obs/CardLayouts/Csv.h"
+#include "Obs/ObsTypes/TypeSets.h"
+#include "siblings/include/Time.h"
+
+namespace obs {
+
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+/// No number takes more: a double in its shortest form.
+constexpr std::size_t kLongestNumber = 24;
+constexpr std::size_t kLongestField = 2 * kLongestNumber + 2;
+
+char* putShortest(char* out, double value) {
+    return std::to_chars(out, out + kLongestNumber, value).ptr;
+}
+
+// --- The time ---------------------------------------------------------------------------------------
+
+constexpr double kSecondsPerDay = 86400;
+constexpr std::int64_t kMinutesPerDay = 1440;
+
+/// Finds the parts that a reader composes to the bits of a time, with the fewest decimals of the second.
+class TimeSplit {
+public:
+    explicit TimeSplit(double timeDs50)
+        : time_(timeDs50), day_(std::floor(timeDs50)), secondOfDay_((timeDs50 - day_) * kSecondsPerDay) {}
+
+    /// False for a time outside the years 1 to 9999.
+    bool find(csv::LineValues& line) const {
+        constexpr double kBeyondAnyYear = 1e7;
+        if (!(std::fabs(time_) < kBeyondAnyYear) || !setDay(day_, line)) return false;
+        if (hitsTick(kMilliseconds, 0, line) || hitsSomeTick(line)) return true;
+        // Within a day of 1950 day 0 a time can be finer than any tick, and finer than a day before it can tell.
+        if (hitsDouble(secondOfDay_, line)) return true;
+        csv::LineValues nextDay;
+        if (setDay(day_ + 1, nextDay) && hitsDouble((time_ - (day_ + 1)) * kSecondsPerDay, nextDay)) {
+            line = nextDay;
+            return true;
+        }
+        // NOTE: some times within half a day of 1950 day 0 (31 December 1949, 0h) have no parts that compose to the
+        // last bit: hours, minutes and seconds are summed before they are divided. These are written as near as can be.
+        setSecondOfDay(secondOfDay_, line);
+        return true;
+    }
+
+private:
+    static constexpr std::int64_t kTicksPerSecond[] = {1,         10,         100,         1'000,         10'000,         100'000,
+                                                       1'000'000, 10'000'000, 100'000'000, 1'000'000'000, 10'000'000'000, 100'000'000'000};
+    static constexpr std::size_t kMilliseconds = 3;
+    static constexpr std::size_t kFinestTick = std::size(kTicksPerSecond) - 1;
+
+    static double composed(const csv::LineValues& line) {
+        return family::tcomps2utc(line.year, line.dayOfYear, line.hour, line.minute, line.seconds);
+    }
+
+    static bool setDay(double day, csv::LineValues& line) {
+        double dayOfYear = 0;
+        family::fyklok(day, dayOfYear, line.year);
+        if (line.year == 0) return false;
+        line.dayOfYear = static_cast<std::int32_t>(dayOfYear);
+        return true;
+    }
+
+    static void setMinuteOfDay(std::int64_t minutes, csv::LineValues& line) {
+        line.hour = static_cast<std::int32_t>(minutes / 60);
+        line.minute = static_cast<std::int32_t>(minutes % 60);
+    }
+
+    static void setSecondOfDay(double seconds, csv::LineValues& line) {
+        const auto minutes = static_cast<std::int64_t>(std::max(seconds, 0.0) / 60);
+        setMinuteOfDay(minutes, line);
+        line.seconds = seconds - 60.0 * static_cast<double>(minutes);
+    }
+
+    /// Takes the tick nearest to the time, or one `apart` from it, when it composes to the time.
+    bool hitsTick(std::size_t decimals, int apart, csv::LineValues& line) const {
+        const std::int64_t perSecond = kTicksPerSecond[decimals];
+        const auto nearest = static_cast<std::int64_t>(secondOfDay_ * static_cast<double>(perSecond) + 0.5);
+        std::int64_t count = std::max<std::int64_t>(nearest + apart, 0);
+        csv::LineValues tried = line;
+        if (count >= kMinutesPerDay * 60 * perSecond) {
+            if (!setDay(day_ + 1, tried)) return false;
+            count = 0;
+        }
+        setMinuteOfDay(count / (60 * perSecond), tried);
+        tried.seconds = static_cast<double>(count % (60 * perSecond)) / static_cast<double>(perSecond);
+        if (composed(tried) != time_) return false;
+        line = tried;
+        return true;
+    }
+
+    /// Goes to finer and finer ticks and tries those that lie near enough.
+    bool hitsSomeTick(csv::LineValues& line) const {
+        constexpr double kRoundingS = 1e-10;  // above that of a second of the day, and of its composition
+        const double size = std::fabs(time_);
+        const double reachS = (std::nextafter(size, kInfinity) - size) * kSecondsPerDay + kRoundingS;
+        for (std::size_t decimals = kMilliseconds + 1; decimals <= kFinestTick; ++decimals) {
+            const auto perSecond = static_cast<double>(kTicksPerSecond[decimals]);
+            const double exact = secondOfDay_ * perSecond;
+            const double aside = std::floor(exact + 0.5) - exact;
+            for (const int apart : {0, -1, 1})
+                if (std::fabs(aside + apart) <= reachS * perSecond && hitsTick(decimals, apart, line)) return true;
+        }
+        return false;
+    }
+
+    /// Takes, of the doubles around the seconds of the day, the one with the shortest text that composes to the time.
+    bool hitsDouble(double secondOfDay, csv::LineValues& line) const {
+        constexpr int kTriedEachWay = 8;
+        setSecondOfDay(secondOfDay, line);
+        csv::LineValues tried = line;
+        for (int i = 0; i < kTriedEachWay; ++i) tried.seconds = std::nextafter(tried.seconds, -kInfinity);
+        std::ptrdiff_t shortest = kLongestNumber + 1;
+        for (int i = -kTriedEachWay; i <= kTriedEachWay; ++i, tried.seconds = std::nextafter(tried.seconds, kInfinity)) {
+            if (composed(tried) != time_) continue;
+            char text[kLongestNumber];
+            const std::ptrdiff_t length = putShortest(text, tried.seconds) - text;
+            if (length >= shortest) continue;
+            shortest = length;
+            line.seconds = tried.seconds;
+        }
+        return shortest <= static_cast<std::ptrdiff_t>(kLongestNumber);
+    }
+
+    double time_;
+    double day_;
+    double secondOfDay_;
+};
+
+// --- Numbers ------------------------------------------------------------------------------------------
+
+char* putInteger(char* out, std::int32_t value) {
+    if (value >= 0 && value <= 9) {
+        *out = static_cast<char>('0' + value);
+        return out + 1;
+    }
+    return std::to_chars(out, out + kLongestNumber, value).ptr;
+}
+
+/// count / 10^decimals, without trailing zeros.
+char* putDecimal(char* out, std::int64_t count, int decimals) {
+    for (; decimals > 0 && count % 10 == 0; --decimals) count /= 10;
+    char digits[kLongestNumber];
+    const std::ptrdiff_t all = std::to_chars(digits, digits + sizeof digits, count).ptr - digits;
+    const std::ptrdiff_t whole = std::max<std::ptrdiff_t>(all - decimals, 0);  // of them, before the point
+    if (whole == 0) *out++ = '0';
+    out = std::copy_n(digits, whole, out);
+    if (decimals == 0) return out;
+    *out++ = '.';
+    out = std::fill_n(out, decimals - (all - whole), '0');
+    return std::copy_n(digits + whole, all - whole, out);
+}
+
+/// The shortest text that reads back to a finite value; plain notation where no exponent makes it shorter.
+char* putReal(char* out, double value) {
+    if (value == 0) {
+        *out = '0';
+        return out + 1;
+    }
+    // Up to 15 digits read back from no other number, so what gives the value back is its shortest text. The
+    // limits keep away from numbers that an exponent makes shorter.
+    const double size = std::fabs(value);
+    if (size >= 1e-3 && size < 1e5) {
+        struct Tried {
+            double power;
+            int decimals;
+        };
+        for (const Tried tried : {Tried{1e5, 5}, Tried{1e10, 10}}) {
+            const auto count = static_cast<std::int64_t>(size * tried.power + 0.5);
+            if (static_cast<double>(count) / tried.power != size) continue;
+            if (value < 0) *out++ = '-';
+            return putDecimal(out, count, tried.decimals);
+        }
+    }
+    return putShortest(out, value);
+}
+
+/// Rounded to so many significant digits; the value itself where that leaves the range of a double.
+double roundedTo(int digits, double value) {
+    char text[kLongestNumber + 8];
+    const char* const end = std::to_chars(text, text + sizeof text, value, std::chars_format::scientific, digits - 1).ptr;
+    double result = value;
+    std::from_chars(text, end, result);
+    return result;
+}
+
+// --- The line --------------------------------------------------------------------------------------------
+
+constexpr int kAllDigits = 17;
+constexpr int kFewestDigits = 9;
+
+/// Text of all fields in memory that holds the longest.
+class LineText {
+public:
+    /// False when a value has no text.
+    bool write(const csv::Owners<const char>& owners, int digits) {
+        digits_ = digits;
+        out_ = text_;
+        good_ = true;
+        for (const csv::Field& field : csv::kFields) {
+            put(field, owners);
+            *out_++ = csv::kSeparator;
+        }
+        --out_;
+        return good_;
+    }
+
+    std::size_t length() const { return static_cast<std::size_t>(out_ - text_); }
+    const char* text() const { return text_; }
+
+private:
+    void put(const csv::Field& field, const csv::Owners<const char>& owners) {
+        switch (field.kind) {
+            case csv::Kind::real:
+            case csv::Kind::repeated: putRounded(csv::valueOf<double>(owners, field)); break;
+            case csv::Kind::exactReal: out_ = putReal(out_, csv::valueOf<double>(owners, field)); break;
+            case csv::Kind::integer: out_ = putInteger(out_, csv::valueOf<std::int32_t>(owners, field)); break;
+            case csv::Kind::realPair: {
+                const double* const values = &csv::valueOf<double>(owners, field);
+                putRounded(values[0]);
+                *out_++ = csv::kPairSeparator;
+                putRounded(values[1]);
+                break;
+            }
+            case csv::Kind::character: putCharacter(csv::valueOf<char>(owners, field)); break;
+        }
+    }
+
+    void putRounded(double value) {
+        good_ = good_ && std::isfinite(value);
+        if (good_) out_ = putReal(out_, digits_ == kAllDigits ? value : roundedTo(digits_, value));
+    }
+
+    void putCharacter(char value) {
+        const auto code = static_cast<unsigned char>(value);
+        good_ = good_ && code >= ' ' && code != 0x7f && value != csv::kSeparator;
+        if (out_ == text_ + b3::kObsType.offset() && upperCase(value) == 'V') lengthenNumberBefore();
+        *out_++ = value;
+    }
+
+    /// NOTE: a "V" in the column of a card's type would make the line a position-and-velocity card, so the
+    /// integer before it gets a zero that means nothing.
+    void lengthenNumberBefore() {
+        char* at = out_ - 1;
+        while (isDigit(at[-1])) --at;
+        std::memmove(at + 1, at, static_cast<std::size_t>(out_ - at));
+        *at = '0';
+        ++out_;
+    }
+
+    char text_[csv::kFields.size() * kLongestField];
+    char* out_ = text_;
+    int digits_ = kAllDigits;
+    bool good_ = true;
+};
+
+void setAngles(const ObsRecord& rec, csv::LineValues& line) {
+    const bool raDec = ObsHasRaDec(rec.obsType);
+    (raDec ? line.declination : line.elevation) = rec.elOrDec;
+    (raDec ? line.declinationRate : line.elevationRate) = rec.elRate;
+    (raDec ? line.rightAscension : line.azimuth) = rec.azOrRa;
+    (raDec ? line.rightAscensionRate : line.azimuthRate) = rec.azRate;
+}
+
+template <class T>
+const char* bytesOf(const T& owner) {
+    return reinterpret_cast<const char*>(&owner);
+}
+
+/// A part, or what stands for an absent one.
+template <class T>
+const char* bytesOf(const Owned<T>& part, const T& absent) {
+    return part ? bytesOf(*part) : bytesOf(absent);
+}
+
+constexpr CsvObsData kNoCsvData{};
+constexpr ObsBiases kNoBiases{};
+constexpr RfObsData kNoRfData{};
+
+}  // namespace
+
+MaybeRefusal CreateCsvObs(const ObsRecord& rec, char* line, std::size_t& length) {
+    constexpr std::int32_t kTypeWithoutCsv = 7;
+    length = 0;
+    if (rec.obsType == kTypeWithoutCsv)
+        return Refusal{"CreateCsvObs: Error - CSV format doesn't support type 7 obs.", {}, 0, {}};
+    const Refusal notConstructed{"CreateCsvObs: Error - Unable to construct CSV card.", {}, 0, {}};
+    csv::LineValues values;
+    if (!TimeSplit(rec.obsTime).find(values)) return notConstructed;
+    setAngles(rec, values);
+    const csv::Owners<const char> owners{bytesOf(values), bytesOf(static_cast<const ObsFields&>(rec)),
+                                         bytesOf(rec.csvData, kNoCsvData), bytesOf(rec.biases, kNoBiases),
+                                         bytesOf(rec.rfData, kNoRfData)};
+    LineText text;
+    for (int digits = kAllDigits; digits >= kFewestDigits; --digits) {
+        if (!text.write(owners, digits)) break;
+        if (text.length() > kCardLength) continue;
+        length = text.length();
+        std::memcpy(line, text.text(), length);
+        return std::nullopt;
+    }
+    return notConstructed;
+}
+
+}  // namespace obs

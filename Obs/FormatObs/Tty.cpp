@@ -1,0 +1,160 @@
+#include "Obs/FormatObs/Tty.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "Obs/CardLayouts/Tty.h"
+#include "siblings/include/Services.h"
+#include "siblings/include/Time.h"
+
+namespace obs {
+
+namespace {
+
+constexpr std::int64_t kPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
+
+void putHead(const ObsRecord& rec, const CardWriter& card1) {
+    tty::kMark.copy(card1.at({1, 2}), tty::kMark.size());
+    *card1.at(tty::kSecClass) = GetClassChar(rec.secClass);
+    *card1.at(tty::kIndicator1) = oneDigit(rec.indicator1);
+    *card1.at(tty::kObsType) = GetTypeChar(rec.obsType);
+    // NOTE: the thousands of a sensor number are not dropped as on a B3 card: a number over 999 is asterisks.
+    putDigits(card1.at(tty::kSenNum), tty::kSenNum.width(), rec.senNum);
+    family::numtoalpha5(rec.satNum, card1.at(tty::kSatNum));
+}
+
+/// The date text less its year and its point.
+void putTime(double timeDs50, char* out) {
+    constexpr std::size_t kYear = 2, kPoint = 11, kBehindPoint = 12, kMilliseconds = 3;
+    char text[kBehindPoint + kMilliseconds];
+    family::ds50todate15(timeDs50, text);
+    std::memcpy(out, text + kYear, kPoint - kYear);
+    std::memcpy(out + (kPoint - kYear), text + kBehindPoint, kMilliseconds);
+}
+
+char signOf(double value) {
+    return value < 0 ? '1' : '0';
+}
+
+void putSigned(char* out, Columns columns, int decimals, double value) {
+    const unsigned digits = columns.width() - 1;
+    out[0] = signOf(value);
+    putDigits(out + 1, digits, roundedUnits(value, decimals, kPowers[digits]));
+}
+
+/// Mantissa digits and an exponent digit. A range that needs no exponent is rounded a second time, from its
+/// significant digits to units of 10^-5 km.
+void putRange(char* out, Columns columns, double range) {
+    constexpr double kLeast = 1e-5;
+    constexpr int kLargestExponent = 5;
+    const auto digits = static_cast<int>(columns.width()) - 1;
+    const std::int64_t most = kPowers[digits] - 1;
+    SignificantDigits mantissa{0, 0};
+    int exponent = 0;
+    if (std::isnan(range)) {
+        std::memset(out, '*', columns.width());
+        return;
+    }
+    if (range > static_cast<double>(most)) {
+        mantissa.digits = most;
+        exponent = kLargestExponent;
+    } else if (range >= kLeast) {
+        mantissa = significantDigits(range, digits);
+        exponent = mantissa.exponent - (digits - tty::kRangeExponentBias);
+        if (exponent < 0) {
+            mantissa.digits = (mantissa.digits + kPowers[-exponent] / 2) / kPowers[-exponent];
+            exponent = 0;
+        }
+    }
+    putDigits(out, columns.width() - 1, mantissa.digits);
+    out[digits] = static_cast<char>('0' + exponent);
+}
+
+/// NOTE: of the exponent only the last digit is written, so the sign of a negative one is lost; the 3 that makes
+/// km metres is added to the character, so exponents of 7 to 9 give ":", ";" and "<". Receivers of these cards
+/// rely on exactly this text.
+void putVectorComponent(char* out, Columns columns, double value) {
+    constexpr int kMetresPerKmExponent = 3;
+    const unsigned digits = columns.width() - 2;
+    out[0] = signOf(value);
+    if (!std::isfinite(value)) {
+        std::memset(out + 1, '*', digits + 1);
+        return;
+    }
+    const SignificantDigits number = significantDigits(value, static_cast<int>(digits));
+    putDigits(out + 1, digits, number.digits);
+    out[1 + digits] = static_cast<char>('0' + std::abs(number.exponent) % 10 + kMetresPerKmExponent);
+}
+
+/// A whole number of units, right-aligned.
+void putSatPosComponent(char* out, Columns columns, double km) {
+    constexpr std::int64_t kLimit = 1'000'000'000'000;
+    char text[16] = {'-'};
+    const std::int64_t units = roundedUnits(km, tty::kSatPosDecimals, kLimit);
+    const bool negative = km < 0 && units > 0;
+    const char* end = std::to_chars(text + 1, text + sizeof text, units).ptr;
+    const char* start = negative ? text : text + 1;
+    const auto length = static_cast<std::size_t>(end - start);
+    if (units < 0 || length > columns.width()) std::memset(out, '*', columns.width());
+    else std::memcpy(out + columns.width() - length, start, length);
+}
+
+void putMeasurement(char* out, const tty::Measurement& field, double value) {
+    switch (field.coding) {
+        case tty::Coding::kSigned: putSigned(out, field.columns, field.decimals, value); break;
+        case tty::Coding::kAzimuth:
+        case tty::Coding::kAzimuthOnCard2: GetAzimuthStr(out, value); break;
+        case tty::Coding::kRightAscension: family::degtohhmmsss_str(value, out); break;
+        case tty::Coding::kRange: putRange(out, field.columns, value); break;
+    }
+}
+
+template <class Table>
+void putMeasurements(const ObsRecord& rec, const Table& table, const CardWriter& card) {
+    for (const tty::Measurement& field : table) {
+        if (!field.carriedBy.has(rec.obsType)) continue;
+        if (field.coding == tty::Coding::kRange && !tty::kRangeWrittenTypes.has(rec.obsType)) continue;
+        putMeasurement(card.at(field.columns), field, rec.*field.value);
+    }
+}
+
+template <class Table>
+void putEndMark(const ObsRecord& rec, const Table& table, const CardWriter& card) {
+    for (const tty::EndMarkColumns& mark : table)
+        if (mark.carriedBy.has(rec.obsType)) tty::kEndMark.copy(card.at(mark.columns), tty::kEndMark.size());
+}
+
+void putCard1Values(const ObsRecord& rec, const CardWriter& card1) {
+    putMeasurements(rec, tty::kOnCard1, card1);
+    if (ObsHasRaDec(rec.obsType)) *card1.at(tty::kEquinoxIndOnCard1) = tty::kEquinoxOfDate;
+    if (tty::kSatPosTypes.has(rec.obsType))
+        for (std::size_t i = 0; i < 3; ++i)
+            putSatPosComponent(card1.at(tty::kSatPosOnCard1[i]), tty::kSatPosOnCard1[i], rec.satPos[i]);
+    putEndMark(rec, tty::kEndMarksOnCard1, card1);
+}
+
+void putCard2Values(const ObsRecord& rec, const CardWriter& card2) {
+    putMeasurements(rec, tty::kOnCard2, card2);
+    if (ObsHasRaDec(rec.obsType)) *card2.at(tty::kEquinoxIndOnCard2) = oneDigit(rec.equinoxInd);
+    for (const tty::Vector& vector : tty::kVectorsOnCard2)
+        if (vector.carriedBy.has(rec.obsType))
+            for (std::size_t i = 0; i < 3; ++i)
+                putVectorComponent(card2.at(vector.columns[i]), vector.columns[i], (rec.*vector.value)[i]);
+    putEndMark(rec, tty::kEndMarksOnCard2, card2);
+}
+
+}  // namespace
+
+void CreateTTYObs(const ObsRecord& rec, char* card1, char* card2) {
+    const CardWriter first(card1), second(card2);
+    putHead(rec, first);
+    if (tty::kTimeOnCard1WrittenTypes.has(rec.obsType)) {
+        putTime(rec.obsTime, first.at(tty::kTimeOnCard1));
+        putCard1Values(rec, first);
+    } else {
+        putTime(rec.obsTime, second.at(tty::kTimeOnCard2));
+        putCard2Values(rec, second);
+    }
+}
+
+}  // namespace obs

@@ -1,0 +1,40 @@
+/// Readers of TTY messages: one card, or two for the types that need them. The cards carry no year: it
+/// must have been set (TtyYear.h).
+///
+/// They touch only the record given, which should be a default one but for its rotate-to-date flag; after a
+/// refusal it may be partly filled and is to be discarded. A value that cannot be read is 0 and refuses nothing.
+///
+/// Threads: any number at once on different records, while nobody sets the year.
+#pragma once
+
+#include <string_view>
+
+#include "Obs/CardLayouts/Columns.h"
+#include "Obs/ObsCardReading/Refusal.h"
+#include "Obs/ObsTypes/ObsRecord.h"
+
+namespace obs {
+
+class LineReader;
+
+/// Reads the head of card 1: classification, indicator, type, sensor, satellite.
+MaybeRefusal ReadTTY1stLine(const CardText& card1, ObsRecord& rec);
+
+/// Reads the time and the values of the record's type, which `ReadTTY1stLine` has set. Types 8 and 9 with a range
+/// become 18 and 19; a type 7 that is to be rotated to date becomes a type 4.
+MaybeRefusal ReadTTY2Lines(const CardText& card1, const CardText& card2, ObsRecord& rec);
+
+/// Both; does not ask whether the second card is needed.
+MaybeRefusal ReadTTYFrLines(const CardText& card1, const CardText& card2, ObsRecord& rec);
+
+/// Reads a message whose second card, when its type needs one, is the next line of `unit` (null: no file, then such
+/// a type is refused). Card 1 may be the unit's current line.
+MaybeRefusal ReadTTYFrFile(LineReader* unit, const CardText& card1, ObsRecord& rec);
+
+// --- Single fields: a sign column, where "1" alone negates, and digits; 0 when malformed ---
+
+double ParseElevTTY(std::string_view field);       ///< 1 + 6 columns, degrees
+double ParseRateTTY(std::string_view field);       ///< 1 + 5 columns, angle rates and range acceleration
+double ParseRangeRateTTY(std::string_view field);  ///< 1 + 7 columns, km/s
+
+}  // namespace obs

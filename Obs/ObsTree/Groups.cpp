@@ -1,0 +1,33 @@
+#include "Obs/ObsTree/Groups.h"
+
+#include <new>
+#include <vector>
+
+#include "Obs/ObsTree/Store.h"
+
+namespace obs {
+
+namespace {
+
+std::vector<std::int64_t> keysOfGroup(std::int32_t gid) {
+    const ReadGuard guard;
+    std::vector<std::int64_t> keys;
+    walkNodes(gid, [&](SlotNumber slot) { keys.push_back(gStore.pools.node(slot).key); });
+    return keys;
+}
+
+}  // namespace
+
+std::int32_t removegidobs(std::int32_t gid) {
+    std::vector<std::int64_t> keys;
+    try {
+        keys = keysOfGroup(gid);
+    } catch (const std::bad_alloc&) {
+        return kStatusOk;
+    }
+    for (const std::int64_t key : keys)
+        if (const std::int32_t status = obsremovenode(key); status != kStatusOk) return status;
+    return kStatusOk;
+}
+
+}  // namespace obs
