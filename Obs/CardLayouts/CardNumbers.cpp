@@ -65,6 +65,8 @@ bool readSigned(std::string_view field, double& value) {
 }
 
 double rightAscensionDegrees(double hours, double minutes, double seconds) {
+    if (hours >= 0 && hours < 24 && minutes >= 0 && minutes < 60 && seconds >= 0 && seconds < 60)
+        return seconds / 240.0 + 0.25 * minutes + 15.0 * hours;  // the same sum without its carries
     const double allMinutes = minutes + std::trunc(seconds / 60.0);
     const double allHours = hours + std::trunc(allMinutes / 60.0);
     return std::fmod(seconds, 60.0) / 240.0 + 0.25 * std::fmod(allMinutes, 60.0) + 15.0 * std::fmod(allHours, 24.0);

@@ -3,7 +3,6 @@
 #include "Obs/CardLayouts/B3.h"
 #include "Obs/CardLayouts/Eci.h"
 #include "siblings/include/Coords.h"
-#include "siblings/include/Sensors.h"
 #include "siblings/include/Services.h"
 #include "siblings/include/Time.h"
 
@@ -19,9 +18,7 @@ void putSatNum(const CardWriter& card, Columns columns, std::int32_t satNum) {
 }
 
 void putHead(const ObsRecord& rec, const CardWriter& card) {
-    // A control character would end the line of a file.
-    const bool printable = static_cast<unsigned char>(rec.secClass) >= ' ' && rec.secClass != 0x7f;
-    *card.at(b3::kSecClass) = printable ? rec.secClass : '*';
+    *card.at(b3::kSecClass) = GetClassChar(rec.secClass);
     putSatNum(card, b3::kSatNum, rec.satNum);
     // NOTE: the column holds three digits, so a sensor number loses its thousands on purpose.
     putDigits(card.at(b3::kSenNum), b3::kSenNum.width(), rec.senNum % 1000);
@@ -37,20 +34,6 @@ void putTail(const ObsRecord& rec, char type, const CardWriter& card) {
     putSatNum(card, b3::kAltSatNum2, rec.altSatNum2);
 }
 
-/// Types 18 and 19 are written as 8 and 9.
-char typeCharacter(std::int32_t type) {
-    if (type == kTypeSpaceAzElRange) return '8';
-    if (type == kTypeSpaceRaDecRange) return '9';
-    return family::obstypeinttochar(type);
-}
-
-void putAzimuth(const ObsRecord& rec, const CardWriter& card) {
-    constexpr std::int64_t kLimit = 10'000'000;
-    const double azimuth = rec.azOrRa < 0 ? rec.azOrRa + 360.0 : rec.azOrRa;
-    putDigits(card.at(b3::kAzimuth), b3::kAzimuth.width(),
-              azimuth < 0 ? -1 : roundedUnits(azimuth, b3::kAzimuthDecimals, kLimit));
-}
-
 void putRange(const ObsRecord& rec, const CardWriter& card) {
     GetRangeStr(card.at(b3::kRangeMantissa), rec.range);
     if (kSensorPositionTypes.has(rec.obsType) && rec.range == 0) *card.at(b3::kRangeExponent) = ' ';
@@ -61,7 +44,7 @@ void putMeasurements(const ObsRecord& rec, const CardWriter& card) {
         if (field.carriedBy.has(rec.obsType))
             GetOverpunchStr(rec.*field.value, static_cast<int>(field.columns.width()) - field.decimals, field.decimals,
                             card.at(field.columns));
-    if (ObsHasAzEl(rec.obsType)) putAzimuth(rec, card);
+    if (ObsHasAzEl(rec.obsType)) GetAzimuthStr(card.at(b3::kAzimuth), rec.azOrRa);
     if (ObsHasRaDec(rec.obsType)) family::degtohhmmsss_str(rec.azOrRa, card.at(b3::kAzimuth));
     if (b3::kRangeWrittenTypes.has(rec.obsType)) putRange(rec, card);
     if (kSensorPositionTypes.has(rec.obsType))
@@ -98,7 +81,7 @@ std::size_t CreateB3Obs(const ObsRecord& rec, char* text) {
     if (rec.obsType == kTypeEciPosition) {
         putEciPosition(rec, card);
     } else if (b3::kWrittenTypes.has(rec.obsType)) {
-        putTail(rec, typeCharacter(rec.obsType), card);
+        putTail(rec, GetTypeChar(rec.obsType), card);
         putMeasurements(rec, card);
     }
     return b3::kCardColumns;

@@ -116,9 +116,8 @@ void writeRfLines(LineWriter& out, std::optional<std::int32_t> gid) {
     out.put(rf::kHeaderLine);
     forEachRecord(gid, true, [&](const ObsRecord& rec) {
         std::size_t length = 0;
-        std::string_view message;
-        if (CreateRFObs(rec, out.room(rf::kLineColumns), length, &message) == kStatusOk) out.take(length);
-        else if (!message.empty()) family::tracelogerror(message);
+        // All but RF observations are left out without a word; an unknown sensor is named by the sensor library.
+        if (rec.rfData && CreateRFObs(rec, out.room(rf::kLineColumns), length) == kStatusOk) out.take(length);
     });
 }
 

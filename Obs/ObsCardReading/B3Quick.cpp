@@ -160,9 +160,7 @@ bool oneDigitOrBlank(const char* card, Columns column, std::int32_t& value) {
 
 double rightAscensionAt(const char* card) {
     const std::uint32_t all = digitsAt<7>(card, b3::kAzimuth.first);
-    const std::uint32_t hours = all / 100000, minutes = all / 1000 % 100, tenths = all % 1000;
-    if (hours >= 24 || minutes >= 60 || tenths >= 600) return rightAscensionDegrees(hours, minutes, tenths / 10.0);
-    return tenths / 10.0 / 240.0 + 0.25 * minutes + 15.0 * hours;  // the same sum without its carries
+    return rightAscensionDegrees(all / 100000, all / 1000 % 100, all % 1000 / 10.0);
 }
 
 bool signedFieldsAt(const char* card, ObsRecord& rec) {

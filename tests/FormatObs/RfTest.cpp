@@ -53,7 +53,8 @@ void addSensor(std::int32_t number, const std::string& name) {
 
 TEST(RfWriter, wholeLine) {
     EXPECT_EQ(written(plainRecord()),
-              "2024:01:15::12:34:56.123456    1.5000000000E+03 1.500000000000E+00  -2.5000000000E+03 2.500000000000E-01 "
+              "2024:01:15::12:34:56.123456    1.5000000000E+03 1.500000000000E+00  "
+              "-2.5000000000E+03 2.500000000000E-01 "
               "CDE_ESP 0.1 CDE_ESP   7 00042      123456 2024:01:16::12:34:56.123456      12.25 A B C");
 }
 
@@ -166,7 +167,9 @@ TEST(RfTime, textToTimeToText) {
 // Fields that touch, blank flags, names with blanks, commas or numbers: what was written is read again.
 TEST(RfWriter, writtenLinesComeBack) {
     std::mt19937_64 random(3);
-    const auto uniform = [&](double low, double high) { return std::uniform_real_distribution<double>(low, high)(random); };
+    const auto uniform = [&](double low, double high) {
+        return std::uniform_real_distribution<double>(low, high)(random);
+    };
     static constexpr const char* kNames[] = {"CDE_ESP", "A", "EIGHTLTR", "TWO WORD", "X 1.5", "1 2 3", "A,B"};
     std::int32_t number = 700;
     for (const char* name : kNames) addSensor(number++, name);

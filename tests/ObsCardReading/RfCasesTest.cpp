@@ -32,7 +32,8 @@ void runCase(const Case& one) {
         return;
     }
     for (const auto& [name, value] : one.fields) {
-        if (name == "flags") EXPECT_EQ(std::string(rec.rfData->flags.begin(), rec.rfData->flags.end()), value) << one.where;
+        const std::string flags(rec.rfData->flags.begin(), rec.rfData->flags.end());
+        if (name == "flags") EXPECT_EQ(flags, value) << one.where;
         else EXPECT_EQ(fieldOf(rec, name), std::strtod(value.c_str(), nullptr)) << one.where << " " << name;
     }
 }
@@ -53,8 +54,9 @@ TEST(RfCases, linesGiveTheirFieldsOrTheirMessage) {
 
 // Any separator will do; whichever item is missing, the line is bad.
 TEST(RfCases, separatorsAndMissingItems) {
-    const std::string items[rf::kItemCount] = {"2024:01:15::12:34:56", "1", "2", "3", "4", "CCH_ESP", "5", "CDE_ESP", "6",
-                                               "7", "8", "2024:01:16::00:00:00", "9", "A", "B", "C"};
+    const std::string items[rf::kItemCount] = {
+        "2024:01:15::12:34:56", "1", "2", "3", "4", "CCH_ESP", "5", "CDE_ESP", "6", "7", "8", "2024:01:16::00:00:00",
+        "9", "A", "B", "C"};
     for (const std::string separator : {" ", ",", "  ,  ", "\t"}) {
         for (std::size_t missing = 0; missing <= rf::kItemCount; ++missing) {
             std::string line;
