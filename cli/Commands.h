@@ -2,7 +2,6 @@
 /// The subcommands and their options; main.cpp reads the command line into these.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -10,13 +9,9 @@
 #include <vector>
 
 #include "Output.h"
+#include "Session.h"
 
 namespace obstool {
-
-struct CommonOptions {
-    std::vector<std::string> files;
-    std::string log;  ///< empty: none
-};
 
 struct InfoOptions : CommonOptions {
     std::size_t top = 10;  ///< rows of the sensor and satellite tables; 0 is all
@@ -32,19 +27,16 @@ struct ListOptions : CommonOptions {
 
 struct ConvertOptions : CommonOptions {
     std::string output;
-    std::string format;  ///< a name of kSaveFormats
+    std::string format;       ///< a name of kFormats
     bool append = false;
+    std::string strict;       ///< empty, or one of kStrict...
+    std::string report;       ///< file for the report; empty: standard error
+    bool noReport = false;
+    std::size_t examples = 3;
 };
 
-/// A format that convert writes. `form` is the save form of ObsSaveFile.
-struct SaveFormat {
-    std::string_view name;
-    std::int32_t form;
-    std::string_view description;
-};
-inline constexpr std::array kSaveFormats{
-    SaveFormat{"b3", 0, "B3 cards"},
-};
+inline constexpr std::string_view kStrictLosses = "losses";  ///< rounding is none
+inline constexpr std::string_view kStrictExact = "exact";
 
 ExitStatus runInfo(const InfoOptions& options, Output& out);
 ExitStatus runList(const ListOptions& options, Output& out);

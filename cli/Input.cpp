@@ -42,6 +42,14 @@ int makeTemporary() {
 
 }  // namespace
 
+TemporaryFile::TemporaryFile() : descriptor_(makeTemporary()) {}
+
+TemporaryFile::~TemporaryFile() {
+    if (isOpen()) ::close(descriptor_);
+}
+
+std::string TemporaryFile::path() const { return pathOfDescriptor(descriptor_); }
+
 std::string fileNameProblem(const std::string& name) {
     if (name.empty()) return "the file name is empty";
     if (name.size() > kTextLength)
@@ -56,10 +64,6 @@ Input::Input(const std::string& name) {
         openStandardInput();
     else
         openNamed(name);
-}
-
-Input::~Input() {
-    if (temporary_ >= 0) ::close(temporary_);
 }
 
 void Input::openStandardInput() {
@@ -99,13 +103,13 @@ void Input::copyToTemporary(int source) {
             return;
         }
         // After the first read, so that a directory has failed by now.
-        if (temporary_ < 0) temporary_ = makeTemporary();
-        if (temporary_ < 0 || !writeAll(temporary_, {buffer.data(), static_cast<std::size_t>(n)})) {
+        if (!temporary_) temporary_.emplace();
+        if (!temporary_->isOpen() || !writeAll(temporary_->descriptor(), {buffer.data(), static_cast<std::size_t>(n)})) {
             problem_ = fmt::format("cannot copy it to a temporary file: {}", std::strerror(errno));
             return;
         }
     }
-    path_ = pathOfDescriptor(temporary_);
+    path_ = temporary_->path();
 }
 
 }  // namespace obstool

@@ -2,6 +2,7 @@
 /// Input files as the library can read them.
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace obstool {
@@ -10,14 +11,29 @@ namespace obstool {
 /// nothing does.
 std::string fileNameProblem(const std::string& name);
 
+/// A file without a name, which lasts as long as this object.
+class TemporaryFile {
+public:
+    TemporaryFile();
+    ~TemporaryFile();
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    bool isOpen() const { return descriptor_ >= 0; }  ///< else errno tells why
+    int descriptor() const { return descriptor_; }
+    std::string path() const;  ///< under which it can be opened again
+
+private:
+    int descriptor_;
+};
+
 /// A readable input. The library reads a file twice and by name, so anything but a regular
 /// file (a pipe, a terminal, a process substitution) is copied to an unlinked temporary
-/// file, which lives as long as this object.
+/// file.
 class Input {
 public:
     /// @param name "-" is standard input, from where it stands.
     explicit Input(const std::string& name);
-    ~Input();
     Input(const Input&) = delete;
     Input& operator=(const Input&) = delete;
 
@@ -29,7 +45,7 @@ private:
     void openNamed(const std::string& name);
     void copyToTemporary(int source);
 
-    int temporary_ = -1;
+    std::optional<TemporaryFile> temporary_;
     std::string path_;
     std::string problem_;
 };

@@ -26,6 +26,7 @@ const TypeInfo& typeInfo(char type) {
         TypeInfo{'O', true, true, false, "as 9, with range"},
         TypeInfo{'P', false, false, false, "satellite position"},
         TypeInfo{'V', false, false, false, "satellite position and velocity"},
+        TypeInfo{'R', false, true, true, "differential range and range rate"},
         TypeInfo{'\0', true, true, true, ""},
     };
     const auto known = std::find_if(kTypes.begin(), std::prev(kTypes.end()),
@@ -41,12 +42,10 @@ std::vector<std::int64_t> storedKeys(std::int32_t order) {
 
 Observation observationOf(std::int64_t key) {
     Observation o{};
-    char secClass;
-    double elRate, azRate, rangeAccel, pos[3], vel[3], cleared[128];
-    std::int32_t indicator1, indicator2, altSatNum1, altSatNum2;
-    if (ObsGetAllFields(key, &secClass, &o.satellite, &o.sensor, &o.time, &o.elOrDec, &o.azOrRa, &o.range,
-                        &o.rangeRate, &elRate, &azRate, &rangeAccel, &o.type, &indicator1, &indicator2,
-                        &altSatNum1, &altSatNum2, pos, vel, cleared) != 0)
+    double cleared[128];
+    if (ObsGetAllFields(key, &o.secClass, &o.satellite, &o.sensor, &o.time, &o.elOrDec, &o.azOrRa, &o.range,
+                        &o.rangeRate, &o.elRate, &o.azRate, &o.rangeAccel, &o.type, &o.indicator1,
+                        &o.indicator2, &o.altSatNum1, &o.altSatNum2, o.pos, o.vel, cleared) != 0)
         throw std::logic_error("the library does not know a key that it listed");
     return o;
 }

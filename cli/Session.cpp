@@ -9,6 +9,8 @@
 #include <cstring>
 #include <utility>
 
+#include <fmt/format.h>
+
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "Input.h"
 #include "Text.h"
@@ -43,6 +45,19 @@ bool isFileFailure(std::string_view message) {
     return message.starts_with("fileopen:") || message.starts_with("ReadOnlyObs: Cannot read");
 }
 
+/// Of the messages while saving: the file service's.
+bool isWriteFailure(std::string_view message) { return message.starts_with("file"); }
+
+/// Takes the library's messages for a while.
+class Listening {
+public:
+    using Function = void (*)(std::int32_t, const char*, void*);
+    Listening(Function onMessage, void* self) { FamilySetLogCallback(onMessage, self); }
+    ~Listening() { FamilySetLogCallback(nullptr, nullptr); }
+    Listening(const Listening&) = delete;
+    Listening& operator=(const Listening&) = delete;
+};
+
 /// The library holds back the signal that ends a command whose output nobody reads.
 void endIfReaderIsGone() {
     pollfd output{STDOUT_FILENO, 0, 0};
@@ -61,13 +76,22 @@ void complainOfBadLine(const LineReport& report) {
 
 Session::Session(ReportSink sink) : sink_(std::move(sink)) {
     ObsSetLoadCallback(onLine, this);
-    FamilySetLogCallback(onMessage, this);
 }
 
 Session::~Session() {
     ObsSetLoadCallback(nullptr, nullptr);
-    FamilySetLogCallback(nullptr, nullptr);
     FamilyCloseLog();
+}
+
+bool Session::start(const CommonOptions& options) {
+    for (const std::size_t group : options.groups) {
+        if (group >= 1 && group <= options.files.size()) continue;
+        fail("--group", fmt::format("there is no file {} of {}", group, options.files.size()));
+        return false;
+    }
+    if (!openLog(options.log) || !loadSensors(options.sensors)) return false;
+    if (options.ttyYear) ObsSetTTYYear(*options.ttyYear);
+    return true;
 }
 
 bool Session::openLog(const std::string& name) {
@@ -75,7 +99,22 @@ bool Session::openLog(const std::string& name) {
     std::string problem = fileNameProblem(name);
     if (problem.empty() && FamilyOpenLog(Text512(name).data()) != 0) problem = lastError();
     if (!problem.empty()) fail(name, problem);
+    else logName_ = name;
     return problem.empty();
+}
+
+bool Session::loadSensors(const std::string& name) {
+    if (name.empty()) return true;
+    std::string problem = fileNameProblem(name);
+    if (problem.empty() && FamilyLoadSensors(Text512(name).data()) != 0) problem = lastError();
+    if (!problem.empty()) fail(name, problem);
+    return problem.empty();
+}
+
+void Session::quietly(const std::function<void()>& work) {
+    FamilyCloseLog();
+    work();
+    if (!logName_.empty()) openLog(logName_);
 }
 
 void Session::onLine(std::int32_t kind, const char* file, std::int64_t line, const char* reason, void* self) {
@@ -87,16 +126,26 @@ void Session::onLine(std::int32_t kind, const char* file, std::int64_t line, con
 }
 
 void Session::onMessage(std::int32_t severity, const char* text, void* self) {
-    if (severity != 0) static_cast<Session*>(self)->errors_.emplace_back(withoutTrailingBlanks(text));
+    auto& session = *static_cast<Session*>(self);
+    // What a format cannot carry is told elsewhere, and may be every observation.
+    if (severity == 0 || (session.saving_ && !isWriteFailure(text))) return;
+    session.errors_.emplace_back(withoutTrailingBlanks(text));
 }
 
-std::vector<LoadResult> Session::load(const std::vector<std::string>& names) {
+std::vector<LoadResult> Session::load(const CommonOptions& options) {
     std::vector<LoadResult> results;
-    for (const std::string& name : names) results.push_back(loadOne(name));
+    std::int32_t group = 0;
+    for (const std::string& name : options.files) results.push_back(loadOne(name, ++group));
+    const auto wanted = [&](std::int32_t number) {
+        return options.groups.empty() || std::count(options.groups.begin(), options.groups.end(), number) > 0;
+    };
+    for (; group > 0; --group)
+        if (!wanted(group)) ObsRemoveGID(group);
     return results;
 }
 
-LoadResult Session::loadOne(const std::string& name) {
+LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
+    const Listening listening(onMessage, this);
     LoadResult result;
     result.file = shownAs_ = shown(name, "(standard input)");
     const Input input(name);
@@ -106,7 +155,7 @@ LoadResult Session::loadOne(const std::string& name) {
     }
     openedAs_ = input.path();
     errors_.clear();
-    const std::int32_t status = ObsLoadFile(Text512(openedAs_).data());
+    const std::int32_t status = ObsLoadFileGID(Text512(openedAs_).data(), group);
     ObsGetLoadCounts(&result.loaded, &result.duplicate, &result.bad);
     // The status of a bad line and of a missing file are the same number.
     result.read = status == 0 || (status == kBadLine && result.bad > 0);
@@ -130,12 +179,16 @@ void Session::save(const std::string& name, bool append, std::int32_t form) {
     if (toOutput && ::write(STDOUT_FILENO, "", 0) < 0) problem = std::strerror(errno);
     if (!problem.empty()) return fail(subject, problem);
 
-    FamilyClearLastError();
+    const Listening listening(onMessage, this);
+    errors_.clear();
+    saving_ = true;
     // Appending to standard output keeps what an earlier command wrote to the same file.
     const std::int32_t status = ObsSaveFile(Text512(toOutput ? "/dev/stdout" : name).data(),
                                             append || toOutput ? kAppend : kReplace, form);
     // A failing write is only logged.
-    problem = status != 0 ? std::strerror(status) : lastError();
+    if (status != 0) problem = std::strerror(status);
+    else if (!errors_.empty()) problem = errors_.front();
+    saving_ = false;
     if (toOutput && !problem.empty()) endIfReaderIsGone();
     if (!problem.empty()) return fail(subject, problem);
     // The library wrote through a descriptor of its own: a later command goes on behind it.

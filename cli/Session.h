@@ -5,12 +5,21 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Output.h"
 
 namespace obstool {
+
+struct CommonOptions {
+    std::vector<std::string> files;
+    std::vector<std::size_t> groups;       ///< numbers of the files to keep, from 1; empty: all
+    std::optional<std::int32_t> ttyYear;   ///< of TTY cards, until a file sets another
+    std::string sensors;                   ///< file of sensors; empty: none
+    std::string log;                       ///< empty: none
+};
 
 /// A line that was not loaded.
 struct LineReport {
@@ -42,16 +51,23 @@ public:
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    /// Appends what the library logs to a file. An empty name opens none.
-    bool openLog(const std::string& name);
+    /// Opens the log, loads the sensors and makes the settings for `load`.
+    bool start(const CommonOptions& options);
 
-    /// Loads the files in their order; one that cannot be read does not keep the others
-    /// from being loaded. "-" is standard input.
-    std::vector<LoadResult> load(const std::vector<std::string>& names);
+    /// Loads the files in their order, each under its number as group, and drops the groups that are
+    /// not wanted. A file that cannot be read does not keep the others from being loaded. "-" is
+    /// standard input.
+    std::vector<LoadResult> load(const CommonOptions& options);
 
     /// Saves all observations. "-" is standard output.
     /// @param form the save form of ObsSaveFile.
     void save(const std::string& name, bool append, std::int32_t form);
+
+    /// Does something that the log shall not tell of.
+    void quietly(const std::function<void()>& work);
+
+    /// Complains and makes status() a failure.
+    void fail(const std::string& subject, const std::string& reason);
 
     ExitStatus status() const { return status_; }
 
@@ -60,13 +76,16 @@ private:
                        void* self);
     static void onMessage(std::int32_t severity, const char* text, void* self);
 
-    LoadResult loadOne(const std::string& name);
-    void fail(const std::string& subject, const std::string& reason);
+    bool openLog(const std::string& name);
+    bool loadSensors(const std::string& name);
+    LoadResult loadOne(const std::string& name, std::int32_t group);
     void raise(ExitStatus status);
 
     ReportSink sink_;
     ExitStatus status_ = ExitStatus::allGood;
     std::string openedAs_, shownAs_;  ///< the file being loaded
+    std::string logName_;
+    bool saving_ = false;
     std::vector<std::string> errors_; ///< messages that no line report has accounted for
 };
 

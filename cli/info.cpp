@@ -190,8 +190,8 @@ ExitStatus runInfo(const InfoOptions& options, Output& out) {
         else if (options.duplicates)
             report.duplicateLines.push_back(line);
     });
-    if (!session.openLog(options.log)) return session.status();
-    report.files = session.load(options.files);
+    if (!session.start(options)) return session.status();
+    report.files = session.load(options);
     countFiles(report);
     countObservations(report, options.top);
     if (options.json)

@@ -32,8 +32,8 @@ void printObservation(Output& out, std::int64_t key) {
 
 ExitStatus runList(const ListOptions& options, Output& out) {
     Session session(complainOfBadLine);
-    if (!session.openLog(options.log)) return session.status();
-    session.load(options.files);
+    if (!session.start(options)) return session.status();
+    session.load(options);
 
     std::vector<std::int64_t> keys = storedKeys(options.order);
     keys.resize(std::min(keys.size(), options.limit.value_or(keys.size())));

@@ -16,6 +16,7 @@
 #include "Obs/ObsCardReading/TtyYear.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "ObsDllExports.h"
+#include "tests/RecordFields.h"
 #include "tests/StoreCheck.h"
 #include "tests/TestLog.h"
 
@@ -93,16 +94,6 @@ const Difference kDifferences[] = {
 };
 
 using Fields = std::map<std::string, double>;
-
-Fields fieldsOf(const ObsRecord& r) {
-    return {{"satNum", r.satNum},         {"senNum", r.senNum},         {"altSatNum1", r.altSatNum1},
-            {"altSatNum2", r.altSatNum2}, {"indicator1", r.indicator1}, {"indicator2", r.indicator2},
-            {"obsType", r.obsType},       {"equinoxInd", r.equinoxInd}, {"obsTime", r.obsTime},
-            {"elOrDec", r.elOrDec},       {"azOrRa", r.azOrRa},         {"range", r.range},
-            {"rangeRate", r.rangeRate},   {"elRate", r.elRate},         {"azRate", r.azRate},
-            {"rangeAccel", r.rangeAccel}, {"senPosX", r.senPos[0]},     {"senPosY", r.senPos[1]},
-            {"senPosZ", r.senPos[2]}};
-}
 
 Fields expectedAfter(Format format, Fields fields, std::int32_t type) {
     for (const Difference& d : kDifferences)

@@ -8,24 +8,11 @@
 #include "Obs/ObsCardReading/Tty.h"
 #include "Obs/ObsCardReading/TtyYear.h"
 #include "tests/CaseFile.h"
+#include "tests/RecordFields.h"
 
 namespace obs::test {
 
 namespace {
-
-double fieldOf(const ObsRecord& rec, const std::string& name) {
-    const std::map<std::string, double> fields{
-        {"satNum", rec.satNum},         {"senNum", rec.senNum},         {"obsType", rec.obsType},
-        {"equinoxInd", rec.equinoxInd}, {"indicator1", rec.indicator1}, {"indicator2", rec.indicator2},
-        {"altSatNum1", rec.altSatNum1}, {"altSatNum2", rec.altSatNum2}, {"obsTime", rec.obsTime},
-        {"elOrDec", rec.elOrDec},       {"azOrRa", rec.azOrRa},         {"range", rec.range},
-        {"rangeRate", rec.rangeRate},   {"elRate", rec.elRate},         {"azRate", rec.azRate},
-        {"rangeAccel", rec.rangeAccel}, {"senPosX", rec.senPos[0]},     {"senPosY", rec.senPos[1]},
-        {"senPosZ", rec.senPos[2]},     {"senVelX", rec.senVel[0]},     {"senVelY", rec.senVel[1]},
-        {"senVelZ", rec.senVel[2]},     {"satPosX", rec.satPos[0]},     {"satPosY", rec.satPos[1]},
-        {"satPosZ", rec.satPos[2]}};
-    return fields.at(name);
-}
 
 std::vector<Case> ttyCases() {
     return readCases(OBS_TEST_DATA "/tty/tty.cases");

@@ -1,6 +1,8 @@
 #include "DllExports/Obs/ObsDllVarsUtils/Fields.h"
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 #include "Obs/ObsTree/Store.h"
 #include "Obs/ObsTypes/TypeSets.h"
@@ -9,6 +11,25 @@
 namespace obs {
 
 namespace {
+
+/// Fields that pass between list and record as they are.
+template <class T>
+using Same = std::pair<T Fields::*, T ObsFields::*>;
+
+constexpr std::array kReals{
+    Same<double>{&Fields::obsTime, &ObsFields::obsTime},     Same<double>{&Fields::elOrDec, &ObsFields::elOrDec},
+    Same<double>{&Fields::azOrRa, &ObsFields::azOrRa},       Same<double>{&Fields::range, &ObsFields::range},
+    Same<double>{&Fields::rangeRate, &ObsFields::rangeRate}, Same<double>{&Fields::elRate, &ObsFields::elRate},
+    Same<double>{&Fields::azRate, &ObsFields::azRate},       Same<double>{&Fields::rangeAccel, &ObsFields::rangeAccel},
+};
+constexpr std::array kIntegers{
+    Same<std::int32_t>{&Fields::satNum, &ObsFields::satNum},
+    Same<std::int32_t>{&Fields::senNum, &ObsFields::senNum},
+    Same<std::int32_t>{&Fields::indicator1, &ObsFields::indicator1},
+    Same<std::int32_t>{&Fields::indicator2, &ObsFields::indicator2},
+    Same<std::int32_t>{&Fields::altSatNum1, &ObsFields::altSatNum1},
+    Same<std::int32_t>{&Fields::altSatNum2, &ObsFields::altSatNum2},
+};
 
 enum class VectorSlots { none, sensor, satellite };
 
@@ -65,21 +86,9 @@ bool hasValidEquinox(const Fields& fields) {
 ObsRecord fields2record(const Fields& fields) {
     ObsRecord rec;
     rec.secClass = fields.secClass;
-    rec.satNum = fields.satNum;
-    rec.senNum = fields.senNum;
-    rec.obsTime = fields.obsTime;
-    rec.elOrDec = fields.elOrDec;
-    rec.azOrRa = fields.azOrRa;
-    rec.range = fields.range;
-    rec.rangeRate = fields.rangeRate;
-    rec.elRate = fields.elRate;
-    rec.azRate = fields.azRate;
-    rec.rangeAccel = fields.rangeAccel;
     rec.obsType = family::obstypechartoint(fields.obsType);
-    rec.indicator1 = fields.indicator1;
-    rec.indicator2 = fields.indicator2;
-    rec.altSatNum1 = fields.altSatNum1;
-    rec.altSatNum2 = fields.altSatNum2;
+    for (const auto& [inFields, inRecord] : kReals) rec.*inRecord = fields.*inFields;
+    for (const auto& [inFields, inRecord] : kIntegers) rec.*inRecord = fields.*inFields;
     const VectorSlots slots = vectorSlots(canonicalType(fields.obsType));
     if (slots == VectorSlots::sensor) {
         rec.senPos = fields.pos;
@@ -101,21 +110,9 @@ ObsRecord fields2record(const Fields& fields) {
 Fields record2fields(const ObsRecord& rec) {
     Fields fields;
     fields.secClass = rec.secClass;
-    fields.satNum = rec.satNum;
-    fields.senNum = rec.senNum;
-    fields.obsTime = rec.obsTime;
-    fields.elOrDec = rec.elOrDec;
-    fields.azOrRa = rec.azOrRa;
-    fields.range = rec.range;
-    fields.rangeRate = rec.rangeRate;
-    fields.elRate = rec.elRate;
-    fields.azRate = rec.azRate;
-    fields.rangeAccel = rec.rangeAccel;
     fields.obsType = family::obstypeinttochar(rec.obsType);
-    fields.indicator1 = rec.indicator1;
-    fields.indicator2 = rec.indicator2;
-    fields.altSatNum1 = rec.altSatNum1;
-    fields.altSatNum2 = rec.altSatNum2;
+    for (const auto& [inFields, inRecord] : kReals) fields.*inFields = rec.*inRecord;
+    for (const auto& [inFields, inRecord] : kIntegers) fields.*inFields = rec.*inRecord;
     if (carriesEquinox(fields.obsType)) fields.rangeRate = rec.equinoxInd;
     const VectorSlots slots = vectorSlots(fields.obsType);
     if (slots == VectorSlots::sensor) {
