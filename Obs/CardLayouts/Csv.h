@@ -22,7 +22,7 @@ struct LineValues {
     std::int32_t hour = 0;
     std::int32_t minute = 0;
     double seconds = 0;
-    double elevation = 0;    ///< degrees, as the other angles
+    double elevation = 0;  ///< degrees, as the other angles
     double elevationRate = 0;
     double declination = 0;
     double declinationRate = 0;

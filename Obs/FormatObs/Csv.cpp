@@ -30,37 +30,40 @@ char* putShortest(char* out, double value) {
 // --- The time ---------------------------------------------------------------------------------------
 
 constexpr double kSecondsPerDay = 86400;
-constexpr std::int64_t kMinutesPerDay = 1440;
+constexpr std::int32_t kMinutesPerDay = 1440;
 
 /// Finds the parts that a reader composes to the bits of a time, with the fewest decimals of the second.
 class TimeSplit {
 public:
-    explicit TimeSplit(double timeDs50)
-        : time_(timeDs50), day_(std::floor(timeDs50)), secondOfDay_((timeDs50 - day_) * kSecondsPerDay) {}
+    explicit TimeSplit(double timeDs50) : time_(timeDs50), day_(std::floor(timeDs50)) {}
 
     /// False for a time outside the years 1 to 9999.
-    bool find(csv::LineValues& line) const {
+    bool find(csv::LineValues& line) {
         constexpr double kBeyondAnyYear = 1e7;
         if (!(std::fabs(time_) < kBeyondAnyYear) || !setDay(day_, line)) return false;
-        if (hitsTick(kMilliseconds, 0, line) || hitsSomeTick(line)) return true;
-        // Within a day of 1950 day 0 a time can be finer than any tick, and finer than a day before it can tell.
-        if (hitsDouble(secondOfDay_, line)) return true;
-        csv::LineValues nextDay;
-        if (setDay(day_ + 1, nextDay) && hitsDouble((time_ - (day_ + 1)) * kSecondsPerDay, nextDay)) {
-            line = nextDay;
-            return true;
-        }
+        setMinute((time_ - day_) * kSecondsPerDay);
+        if (hitsTick(kMilliseconds, 0, line) || hitsSomeTick(line) || hitsDouble(line)) return true;
+        // Within two days of 1950 day 0 a time can be finer than the day gone tells, but not than the rest of the day.
+        TimeSplit fromNextDay(*this);
+        fromNextDay.minuteOfDay_ = 0;
+        fromNextDay.second_ = (time_ - (day_ + 1)) * kSecondsPerDay;
+        csv::LineValues back;
+        if (!setDay(day_ + 1, back)) return true;
         // NOTE: some times within half a day of 1950 day 0 (31 December 1949, 0h) have no parts that compose to the
         // last bit: hours, minutes and seconds are summed before they are divided. These are written as near as can be.
-        setSecondOfDay(secondOfDay_, line);
+        if (fromNextDay.hitsDouble(back) || std::fabs(composed(back) - time_) < std::fabs(composed(line) - time_))
+            line = back;
         return true;
     }
 
 private:
-    static constexpr std::int64_t kTicksPerSecond[] = {1,         10,         100,         1'000,         10'000,         100'000,
-                                                       1'000'000, 10'000'000, 100'000'000, 1'000'000'000, 10'000'000'000, 100'000'000'000};
+    static constexpr std::size_t kFinestTick = 13;
+    static constexpr auto kTicksPerSecond = [] {
+        std::array<std::int64_t, kFinestTick + 1> ticks{1};
+        for (std::size_t decimals = 1; decimals <= kFinestTick; ++decimals) ticks[decimals] = 10 * ticks[decimals - 1];
+        return ticks;
+    }();
     static constexpr std::size_t kMilliseconds = 3;
-    static constexpr std::size_t kFinestTick = std::size(kTicksPerSecond) - 1;
 
     static double composed(const csv::LineValues& line) {
         return family::tcomps2utc(line.year, line.dayOfYear, line.hour, line.minute, line.seconds);
@@ -74,61 +77,63 @@ private:
         return true;
     }
 
-    static void setMinuteOfDay(std::int64_t minutes, csv::LineValues& line) {
-        line.hour = static_cast<std::int32_t>(minutes / 60);
-        line.minute = static_cast<std::int32_t>(minutes % 60);
+    void setMinute(double secondOfDay) {
+        minuteOfDay_ = static_cast<std::int32_t>(secondOfDay / 60);
+        second_ = secondOfDay - 60.0 * minuteOfDay_;
     }
 
-    static void setSecondOfDay(double seconds, csv::LineValues& line) {
-        const auto minutes = static_cast<std::int64_t>(std::max(seconds, 0.0) / 60);
-        setMinuteOfDay(minutes, line);
-        line.seconds = seconds - 60.0 * static_cast<double>(minutes);
+    static void setClock(std::int32_t minuteOfDay, double seconds, csv::LineValues& line) {
+        line.hour = minuteOfDay / 60;
+        line.minute = minuteOfDay % 60;
+        line.seconds = seconds;
     }
 
     /// Takes the tick nearest to the time, or one `apart` from it, when it composes to the time.
     bool hitsTick(std::size_t decimals, int apart, csv::LineValues& line) const {
         const std::int64_t perSecond = kTicksPerSecond[decimals];
-        const auto nearest = static_cast<std::int64_t>(secondOfDay_ * static_cast<double>(perSecond) + 0.5);
-        std::int64_t count = std::max<std::int64_t>(nearest + apart, 0);
+        std::int64_t count = static_cast<std::int64_t>(second_ * static_cast<double>(perSecond) + 0.5) + apart;
         csv::LineValues tried = line;
-        if (count >= kMinutesPerDay * 60 * perSecond) {
-            if (!setDay(day_ + 1, tried)) return false;
+        std::int32_t minute = minuteOfDay_;
+        if (count >= 60 * perSecond) {  // never a second of 60
             count = 0;
+            if (++minute == kMinutesPerDay) {
+                minute = 0;
+                if (!setDay(day_ + 1, tried)) return false;
+            }
         }
-        setMinuteOfDay(count / (60 * perSecond), tried);
-        tried.seconds = static_cast<double>(count % (60 * perSecond)) / static_cast<double>(perSecond);
-        if (composed(tried) != time_) return false;
+        setClock(minute, static_cast<double>(count) / static_cast<double>(perSecond), tried);
+        if (count < 0 || composed(tried) != time_) return false;
         line = tried;
         return true;
     }
 
     /// Goes to finer and finer ticks and tries those that lie near enough.
     bool hitsSomeTick(csv::LineValues& line) const {
-        constexpr double kRoundingS = 1e-10;  // above that of a second of the day, and of its composition
+        constexpr double kRoundingS = 5e-11;  // above that of the second, and of its composition
         const double size = std::fabs(time_);
         const double reachS = (std::nextafter(size, kInfinity) - size) * kSecondsPerDay + kRoundingS;
         for (std::size_t decimals = kMilliseconds + 1; decimals <= kFinestTick; ++decimals) {
             const auto perSecond = static_cast<double>(kTicksPerSecond[decimals]);
-            const double exact = secondOfDay_ * perSecond;
+            const double exact = second_ * perSecond;
             const double aside = std::floor(exact + 0.5) - exact;
-            for (const int apart : {0, -1, 1})
+            for (const int apart : {0, -1, 1, -2, 2})
                 if (std::fabs(aside + apart) <= reachS * perSecond && hitsTick(decimals, apart, line)) return true;
         }
         return false;
     }
 
-    /// Takes, of the doubles around the seconds of the day, the one with the shortest text that composes to the time.
-    bool hitsDouble(double secondOfDay, csv::LineValues& line) const {
+    /// Takes, of the doubles around the second, the one with the shortest text that composes to the time. Sets the
+    /// clock to the nearest one in any case.
+    bool hitsDouble(csv::LineValues& line) const {
         constexpr int kTriedEachWay = 8;
-        setSecondOfDay(secondOfDay, line);
+        setClock(minuteOfDay_, second_, line);
         csv::LineValues tried = line;
         for (int i = 0; i < kTriedEachWay; ++i) tried.seconds = std::nextafter(tried.seconds, -kInfinity);
         std::ptrdiff_t shortest = kLongestNumber + 1;
-        for (int i = -kTriedEachWay; i <= kTriedEachWay; ++i, tried.seconds = std::nextafter(tried.seconds, kInfinity)) {
-            if (composed(tried) != time_) continue;
+        for (int i = 0; i <= 2 * kTriedEachWay; ++i, tried.seconds = std::nextafter(tried.seconds, kInfinity)) {
             char text[kLongestNumber];
             const std::ptrdiff_t length = putShortest(text, tried.seconds) - text;
-            if (length >= shortest) continue;
+            if (length >= shortest || composed(tried) != time_) continue;
             shortest = length;
             line.seconds = tried.seconds;
         }
@@ -137,7 +142,8 @@ private:
 
     double time_;
     double day_;
-    double secondOfDay_;
+    std::int32_t minuteOfDay_ = 0;
+    double second_ = 0;  ///< of the minute
 };
 
 // --- Numbers ------------------------------------------------------------------------------------------
@@ -191,7 +197,8 @@ char* putReal(char* out, double value) {
 /// Rounded to so many significant digits; the value itself where that leaves the range of a double.
 double roundedTo(int digits, double value) {
     char text[kLongestNumber + 8];
-    const char* const end = std::to_chars(text, text + sizeof text, value, std::chars_format::scientific, digits - 1).ptr;
+    const char* const end =
+        std::to_chars(text, text + sizeof text, value, std::chars_format::scientific, digits - 1).ptr;
     double result = value;
     std::from_chars(text, end, result);
     return result;

@@ -22,11 +22,11 @@ namespace {
 // --- Plain numbers, as nearly all fields hold --------------------------------------------
 
 /// Powers of ten that a double holds exactly.
-constexpr double kExactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
-                                   1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-constexpr auto kLargestExactPower = static_cast<std::ptrdiff_t>(std::size(kExactPowers)) - 1;
+constexpr double kExactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,
+                                   1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19};
 constexpr std::uint64_t kLargestExactInteger = std::uint64_t{1} << std::numeric_limits<double>::digits;
-constexpr std::ptrdiff_t kDigitsOf64Bits = 19;
+constexpr auto kDigitsOf64Bits = static_cast<std::ptrdiff_t>(std::size(kExactPowers)) - 1;
+static_assert(kDigitsOf64Bits == std::numeric_limits<std::int64_t>::digits10 + 1);
 constexpr std::ptrdiff_t kDigitsOf32Bits = 9;
 
 /// Goes past digits, adding them to a number.
@@ -35,13 +35,16 @@ const char* takeDigits(const char* at, std::uint64_t& number) {
     return at;
 }
 
+/// As `readPlainReal`, for numbers with an exponent or too many digits for one division.
+const char* readOtherReal(const char* at, const char* limit, char end, double& value) {
+    const bool hasDigit = isDigit(*at) || (*at == '.' && isDigit(at[1]));  // the library reads words as well
+    const auto [behind, error] = std::from_chars(at, limit, value);
+    return hasDigit && error == std::errc{} && *behind == end ? behind : nullptr;
+}
+
 /// A number that ends in `end` and has neither blanks nor a plus sign. Gives the place of `end`, null for
 /// anything else. Some `end` must lie at or before `limit`.
 const char* readPlainReal(const char* at, const char* limit, char end, double& value) {
-    if (at[0] == '0' && at[1] == end) {
-        value = 0;
-        return at + 1;
-    }
     const bool negative = *at == '-';
     at += negative;
     std::uint64_t number = 0;
@@ -53,17 +56,13 @@ const char* readPlainReal(const char* at, const char* limit, char end, double& v
         decimals = behind - point - 1;
         count += decimals;
     }
-    if (count == 0) return nullptr;
-    double size = 0;
-    if (*behind == end && count <= kDigitsOf64Bits && number <= kLargestExactInteger && decimals <= kLargestExactPower) {
+    if (*behind == end && count > 0 && count <= kDigitsOf64Bits && number <= kLargestExactInteger) {
         // Two exact numbers and one division: correctly rounded.
-        size = static_cast<double>(static_cast<std::int64_t>(number)) / kExactPowers[decimals];
+        value = static_cast<double>(static_cast<std::int64_t>(number)) / kExactPowers[decimals];
     } else {
-        const auto [stop, error] = std::from_chars(at, limit, size);
-        if (error != std::errc{} || *stop != end) return nullptr;
-        behind = stop;
+        behind = readOtherReal(at, limit, end, value);
     }
-    value = negative ? -size : size;
+    if (negative) value = -value;
     return behind;
 }
 
@@ -135,6 +134,11 @@ private:
     }
 
     const char* readReal(double& value) {
+        // Most fields of most lines; looked for here, where it costs no call.
+        if (at_[0] == '0' && at_[1] == csv::kSeparator) {
+            value = 0;
+            return at_ + 1;
+        }
         if (const char* const behind = readPlainReal(at_, end_ + 1, csv::kSeparator, value)) return behind;
         const char* const behind = fieldEnd();
         value = carefulReal(at_, behind);
@@ -156,7 +160,8 @@ private:
         if (const char* const behind = readPlainInteger(at_, value)) return behind;
         const char* const behind = fieldEnd();
         const double number = carefulReal(at_, behind);
-        constexpr double kLeast = std::numeric_limits<std::int32_t>::min(), kMost = std::numeric_limits<std::int32_t>::max();
+        constexpr double kLeast = std::numeric_limits<std::int32_t>::min(),
+                         kMost = std::numeric_limits<std::int32_t>::max();
         value = static_cast<std::int32_t>(std::clamp(number, kLeast, kMost));
         if (number < kLeast || number > kMost) noteTaken("is out of range", std::to_string(value));
         else if (number != std::trunc(number)) noteTaken("is not a whole number", std::to_string(value));
@@ -180,7 +185,8 @@ private:
             return 0;
         }
         if (value == 0 && isTooSmall(text)) noteTaken("is too small", "0");
-        else if (std::fabs(value) == std::numeric_limits<double>::max()) noteTaken("is out of range", "the largest number");
+        else if (std::fabs(value) == std::numeric_limits<double>::max())
+            noteTaken("is out of range", "the largest number");
         return value;
     }
 
@@ -245,12 +251,14 @@ MaybeRefusal readFields(std::string_view line, ObsRecord& rec, CsvNotes* notes) 
     csv::LineValues values;
     ObsBiases biases;
     RfObsData rfData;
-    FieldWalk(line, notes).readAll({bytesOf(values), bytesOf(static_cast<ObsFields&>(rec)), bytesOf(*rec.csvData),
-                                    bytesOf(biases), bytesOf(rfData)});
+    FieldWalk(line, notes)
+        .readAll({bytesOf(values), bytesOf(static_cast<ObsFields&>(rec)), bytesOf(*rec.csvData), bytesOf(biases),
+                  bytesOf(rfData)});
     rec.obsTime = family::tcomps2utc(values.year, values.dayOfYear, values.hour, values.minute, values.seconds);
     // NOTE: 0 stands for a failed composition, so the midnight that has this time cannot be read. A day or hour that
     // no calendar has counts on, as it is composed.
-    if (rec.obsTime == 0 || !std::isfinite(rec.obsTime)) return Refusal{"ReadCsv: Bad date time in CSV string", {}, 0, {}};
+    if (rec.obsTime == 0 || !std::isfinite(rec.obsTime))
+        return Refusal{"ReadCsv: Bad date time in CSV string", {}, 0, {}};
     setPart(rec.biases, anyNonZero(biases), biases);
     setPart(rec.rfData, anyNonZero(rfData), rfData);
     setAngles(values, rec);
