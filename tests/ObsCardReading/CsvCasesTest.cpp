@@ -199,7 +199,7 @@ TEST(CsvCases, numbersAreRoundedCorrectly) {
         for (auto i = whole; i > 0; --i) text += static_cast<char>('0' + random() % 10);
         if (decimals) text += '.';
         for (auto i = decimals; i > 0; --i) text += static_cast<char>('0' + random() % 10);
-        if (random() % 8 == 0) text += "e" + std::to_string(static_cast<int>(random() % 620) - 320);
+        if (random() % 8 == 0) text.append("e").append(std::to_string(static_cast<int>(random() % 620) - 320));
         const double value = readGood(with(17, text)).range, model = std::strtod(text.c_str(), nullptr);
         if (std::isinf(model)) continue;
         ASSERT_EQ(std::bit_cast<std::uint64_t>(value), std::bit_cast<std::uint64_t>(model)) << text;
