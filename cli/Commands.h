@@ -35,7 +35,7 @@ struct ConvertOptions : CommonOptions {
     std::size_t examples = 3;
 };
 
-inline constexpr std::string_view kStrictLosses = "losses";  ///< rounding is none
+inline constexpr std::string_view kStrictLosses = "true";  ///< of a flag without value; rounding is no loss
 inline constexpr std::string_view kStrictExact = "exact";
 
 ExitStatus runInfo(const InfoOptions& options, Output& out);

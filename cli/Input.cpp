@@ -104,7 +104,8 @@ void Input::copyToTemporary(int source) {
         }
         // After the first read, so that a directory has failed by now.
         if (!temporary_) temporary_.emplace();
-        if (!temporary_->isOpen() || !writeAll(temporary_->descriptor(), {buffer.data(), static_cast<std::size_t>(n)})) {
+        const std::string_view bytes(buffer.data(), static_cast<std::size_t>(n));
+        if (!temporary_->isOpen() || !writeAll(temporary_->descriptor(), bytes)) {
             problem_ = fmt::format("cannot copy it to a temporary file: {}", std::strerror(errno));
             return;
         }

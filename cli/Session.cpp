@@ -45,8 +45,10 @@ bool isFileFailure(std::string_view message) {
     return message.starts_with("fileopen:") || message.starts_with("ReadOnlyObs: Cannot read");
 }
 
-/// Of the messages while saving: the file service's.
-bool isWriteFailure(std::string_view message) { return message.starts_with("file"); }
+/// Of the messages while saving: that an observation was left out, and why.
+bool isRefusal(std::string_view message) {
+    return message.starts_with("Create") || message.starts_with("getsendata:");
+}
 
 /// Takes the library's messages for a while.
 class Listening {
@@ -127,8 +129,8 @@ void Session::onLine(std::int32_t kind, const char* file, std::int64_t line, con
 
 void Session::onMessage(std::int32_t severity, const char* text, void* self) {
     auto& session = *static_cast<Session*>(self);
-    // What a format cannot carry is told elsewhere, and may be every observation.
-    if (severity == 0 || (session.saving_ && !isWriteFailure(text))) return;
+    // What a format cannot carry is reported elsewhere, and may be every observation.
+    if (severity == 0 || (session.saving_ && isRefusal(text))) return;
     session.errors_.emplace_back(withoutTrailingBlanks(text));
 }
 

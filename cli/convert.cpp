@@ -1,19 +1,66 @@
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include "Commands.h"
-#include "Session.h"
+#include "Formats.h"
+#include "Losses.h"
 
 namespace obstool {
 
+namespace {
+
+/// Number of the first line that is written.
+std::int64_t firstLineOf(const ConvertOptions& options, const Format& format) {
+    const std::int64_t header = format.write ? 0 : 1;
+    std::int64_t before = 0;
+    std::error_code error;
+    if (options.append && std::filesystem::is_regular_file(options.output, error)) {
+        std::ifstream file(options.output);
+        before = std::count(std::istreambuf_iterator<char>(file), {}, '\n');
+    }
+    return before + header + 1;
+}
+
+void writeReport(const ConvertOptions& options, const std::string& text, Session& session) {
+    if (options.noReport) return;
+    if (options.report.empty()) {
+        std::fwrite(text.data(), 1, text.size(), stderr);
+        return;
+    }
+    errno = 0;
+    std::ofstream file(options.report);
+    file << text << std::flush;
+    if (!file) session.fail(options.report, std::strerror(errno != 0 ? errno : EIO));
+}
+
+}  // namespace
+
 ExitStatus runConvert(const ConvertOptions& options) {
+    const Format& format = formatCalled(options.format);
     Session session(complainOfBadLine);
-    if (!session.openLog(options.log)) return session.status();
-    session.load(options.files);
+    if (!session.start(options)) return session.status();
+    session.load(options);
     // An incomplete result must not take the place of an earlier good one.
     if (session.status() == ExitStatus::failure) return session.status();
-    const auto format = std::find_if(kSaveFormats.begin(), kSaveFormats.end(),
-                                     [&](const SaveFormat& f) { return f.name == options.format; });
-    session.save(options.output, options.append, format->form);
+
+    Losses losses;
+    if (!options.noReport || !options.strict.empty()) {
+        const auto freeGroup = static_cast<std::int32_t>(options.files.size()) + 1;
+        session.quietly([&] {
+            losses = findLosses(format, firstLineOf(options, format), options.examples, freeGroup);
+        });
+    }
+    const std::string output = options.output == "-" ? "(standard output)" : options.output;
+    if (!options.strict.empty() && losses.any(options.strict == kStrictExact))
+        session.fail(output, "not written: the format cannot carry everything");
+    else
+        session.save(options.output, options.append, format.saveForm);
+    writeReport(options, describe(losses, format, output), session);
     return session.status();
 }
 

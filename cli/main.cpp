@@ -12,6 +12,7 @@
 
 #include "Commands.h"
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "Formats.h"
 #include "Text.h"
 
 namespace {
@@ -34,7 +35,8 @@ Examples:
 
 constexpr auto kInfoFooter = R"(
 Shows the lines loaded, duplicate and bad in each file; the time span and the numbers of
-observations by type, sensor and satellite in all; and each bad line as FILE:LINE: reason.)";
+observations by type, sensor and satellite in all; and each bad line as FILE:LINE: reason.
+With --group all but the first table and the lines tell of the wanted files only.)";
 
 constexpr auto kListFooter = R"(
 Times are UTC. A value that the observation's type does not carry is shown as -. Bad
@@ -49,7 +51,14 @@ Orders (ascending when negative, descending when positive):
 
 constexpr auto kConvertFooter = R"(
 The observations of all files go to one file, in ascending order of their keys. Bad lines
-are named on standard error and left out. When a file cannot be read nothing is written.)";
+are named on standard error and left out. When a file cannot be read nothing is written.
+
+What the format could not carry is then told by type and field: refused (no line is
+written), unreadable (a line is, but cannot be read again), dropped, changed, or rounded
+within the last digit of the format; the first ones of each with the line of the output.
+With nothing to tell there is no report. Differences in the last bit of a number are not
+counted. Biases and what else only CSV lines carry are compared as CSV lines write them;
+sigma lists, which these do not show either, no file can hold.)";
 
 std::string version() {
     Text512 info;
@@ -66,16 +75,6 @@ std::string usageError(const CLI::App* app, const CLI::Error& error) {
                                  : error.what());
 }
 
-CLI::App* addCommand(CLI::App& app, const char* name, const char* description, const char* footer,
-                     CommonOptions& options) {
-    CLI::App* command = app.add_subcommand(name, description);
-    command->footer(footer);
-    command->add_option("FILE", options.files, "Files to load; - is standard input")
-        ->type_name("")->required();
-    command->add_option("--log", options.log, "Append the library's messages to LOG")->type_name("LOG");
-    return command;
-}
-
 /// NOTE: without it "-1" would wrap around to a very large count.
 CLI::Validator isCount() {
     const auto check = [](std::string& text) {
@@ -85,15 +84,41 @@ CLI::Validator isCount() {
     return CLI::Validator(check, "");
 }
 
+CLI::App* addCommand(CLI::App& app, const char* name, const char* description, const char* footer,
+                     CommonOptions& options) {
+    CLI::App* command = app.add_subcommand(name, description);
+    command->footer(footer);
+    command->add_option("FILE", options.files, "Files to load; - is standard input")
+        ->type_name("")->required();
+    command->add_option("--group", options.groups,
+                        "Only what was loaded from the Nth FILE (of duplicates, the first); may be repeated")
+        ->type_name("N")->check(isCount())->allow_extra_args(false);
+    command->add_option("--tty-year", options.ttyYear,
+                        "Year of TTY messages in files without a TTY_YEAR line")
+        ->type_name("YEAR")->check(CLI::Range(1000, 9999).description(""));
+    command->add_option("--sensors", options.sensors, "File of sensors, for formats that name or need them")
+        ->type_name("SENSORS");
+    command->add_option("--log", options.log, "Append the library's messages to LOG")->type_name("LOG");
+    return command;
+}
+
+CLI::Validator isStrictness() {
+    const auto check = [](std::string& text) {
+        const bool known = text == kStrictLosses || text == kStrictExact;
+        return known ? std::string() : fmt::format("the only value is {}, not {}", kStrictExact, text);
+    };
+    return CLI::Validator(check, "");
+}
+
 CLI::Validator oneOfTheFormats() {
     std::vector<std::string> names;
-    for (const SaveFormat& format : kSaveFormats) names.emplace_back(format.name);
+    for (const Format& format : kFormats) names.emplace_back(format.name);
     return CLI::IsMember(names).description("");
 }
 
 std::string formatsHelp() {
     std::string help = "Format to write:";
-    for (const SaveFormat& format : kSaveFormats)
+    for (const Format& format : kFormats)
         help += fmt::format(" {} ({})", format.name, format.description);
     return help;
 }
@@ -126,6 +151,14 @@ void addConvert(CLI::App& app, ConvertOptions& options) {
     command->add_option("--to", options.format, formatsHelp())
         ->type_name("FORMAT")->required()->check(oneOfTheFormats());
     command->add_flag("--append", options.append, "Add to the file instead of replacing it");
+    command->add_flag("--strict", options.strict,
+                      "Write nothing if more than digits would be lost; --strict=exact: or digits")
+        ->check(isStrictness());
+    CLI::Option* report = command->add_option("--report", options.report, "File for the report")
+        ->type_name("REPORT");
+    command->add_flag("--no-report", options.noReport, "Do not report losses")->excludes(report);
+    command->add_option("--examples", options.examples, "Name the first N observations of each loss")
+        ->type_name("N")->check(isCount())->capture_default_str();
 }
 
 ExitStatus run(int argc, char** argv, Output& out) {

@@ -23,6 +23,13 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr std::size_t kLongestNumber = 24;
 constexpr std::size_t kLongestField = 2 * kLongestNumber + 2;
 
+/// The nearest integer to a number from 0 on. What hangs on it is tried before it is used, so the last bit of the
+/// sum does not matter.
+std::int64_t nearest(double value) {
+    const double raised = value + 0.5;
+    return static_cast<std::int64_t>(raised);
+}
+
 char* putShortest(char* out, double value) {
     return std::to_chars(out, out + kLongestNumber, value).ptr;
 }
@@ -91,7 +98,7 @@ private:
     /// Takes the tick nearest to the time, or one `apart` from it, when it composes to the time.
     bool hitsTick(std::size_t decimals, int apart, csv::LineValues& line) const {
         const std::int64_t perSecond = kTicksPerSecond[decimals];
-        std::int64_t count = static_cast<std::int64_t>(second_ * static_cast<double>(perSecond) + 0.5) + apart;
+        std::int64_t count = nearest(second_ * static_cast<double>(perSecond)) + apart;
         csv::LineValues tried = line;
         std::int32_t minute = minuteOfDay_;
         if (count >= 60 * perSecond) {  // never a second of 60
@@ -130,7 +137,8 @@ private:
         csv::LineValues tried = line;
         for (int i = 0; i < kTriedEachWay; ++i) tried.seconds = std::nextafter(tried.seconds, -kInfinity);
         std::ptrdiff_t shortest = kLongestNumber + 1;
-        for (int i = 0; i <= 2 * kTriedEachWay; ++i, tried.seconds = std::nextafter(tried.seconds, kInfinity)) {
+        for (int i = 0; i < 2 * kTriedEachWay; ++i) {
+            tried.seconds = std::nextafter(tried.seconds, kInfinity);
             char text[kLongestNumber];
             const std::ptrdiff_t length = putShortest(text, tried.seconds) - text;
             if (length >= shortest || composed(tried) != time_) continue;
@@ -185,7 +193,7 @@ char* putReal(char* out, double value) {
             int decimals;
         };
         for (const Tried tried : {Tried{1e5, 5}, Tried{1e10, 10}}) {
-            const auto count = static_cast<std::int64_t>(size * tried.power + 0.5);
+            const std::int64_t count = nearest(size * tried.power);
             if (static_cast<double>(count) / tried.power != size) continue;
             if (value < 0) *out++ = '-';
             return putDecimal(out, count, tried.decimals);
