@@ -5,17 +5,11 @@
 // time, but for the two threads of row 9, which are wall time. A line's figure is the median of the
 // figures of the rounds, each taken from one round. All stores must load the same counts, list the
 // same keys and write the same bytes, in every round; else nothing is printed.
-#include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -30,10 +24,15 @@
 #include <vector>
 
 #include "ObsDllExports.h"
+#include "bench/Measure.h"
 #include "bench/peers/Peers.h"
 #include "tools/deck/Deck.h"
 
 namespace {
+
+using bench::median;
+using bench::nsPer;
+using bench::require;
 
 // ---- what is measured ----------------------------------------------------------------------------
 
@@ -193,22 +192,6 @@ struct Job {
     std::string deckPath, savePath;
     Measure last;  ///< nothing after this one is wanted
 };
-
-void require(bool condition, const std::string& what) {
-    if (!condition) throw std::runtime_error(what);
-}
-
-double seconds(clockid_t clock) {
-    timespec now{};
-    clock_gettime(clock, &now);
-    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
-template <class Work> double nsPer(std::size_t n, Work work, clockid_t clock = CLOCK_PROCESS_CPUTIME_ID) {
-    const double start = seconds(clock);
-    work();
-    return (seconds(clock) - start) * 1e9 / static_cast<double>(n);
-}
 
 std::uint64_t mixed(std::uint64_t hash, std::uint64_t word) {
     hash = (hash ^ word) * 0x9E3779B97F4A7C15u;
@@ -376,38 +359,14 @@ constexpr void (*kRunners[])(const Job&, Figures&) = {
     runFloor,           runStore<peers::Naive>, runStore<peers::Avl>, runStore<peers::Btree>,
     runStore<ObsStore>, runMemory,              runThreads,           runCards};
 
-/// Does work in a child process. With `watchMemory` the child's anonymous memory is looked up every
-/// millisecond, which costs the child a little, and its peak comes back as kPeakBytes.
+/// The child's work. With `watchMemory` the child's peak of anonymous memory comes back as kPeakBytes.
 Figures inChild(const std::string& what, bool watchMemory, const std::function<void(Figures&)>& work) {
-    int ends[2];
-    require(::pipe(ends) == 0, "no pipe");
-    std::fflush(nullptr);
-    const pid_t child = ::fork();
-    require(child >= 0, "no process");
-    if (child == 0) {
-        Figures f;
-        try {
-            work(f);
-        } catch (const std::exception& error) {
-            std::fprintf(stderr, "%s: %s\n", what.c_str(), error.what());
-            ::_exit(1);
-        }
-        ::_exit(::write(ends[1], &f, sizeof f) == sizeof f ? 0 : 1);
-    }
-    ::close(ends[1]);
+    if (!watchMemory) return bench::inChild<Figures>(what, work);
     double peak = 0;
-    pollfd ready{ends[0], POLLIN, 0};
-    while (watchMemory && ::poll(&ready, 1, 1) == 0)
-        peak = std::max(peak, anonymousBytes(std::to_string(child)));
-    Figures f;
-    const bool complete = ::read(ends[0], &f, sizeof f) == sizeof f;
-    ::close(ends[0]);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    require(complete && status == 0, what + " failed");
-    if (watchMemory)
-        f.value[kPeakBytes] =
-            std::max(0.0, peak - f.value[kPeakBytes]) / static_cast<double>(f.counts.loaded);
+    Figures f = bench::inChild<Figures>(what, work, [&](const std::string& process) {
+        peak = std::max(peak, anonymousBytes(process));
+    });
+    f.value[kPeakBytes] = std::max(0.0, peak - f.value[kPeakBytes]) / static_cast<double>(f.counts.loaded);
     return f;
 }
 
@@ -474,12 +433,6 @@ void check(const std::array<Figures, kEngines>& engines, const Round::Wanted::va
             require(same(f.listHash[i], first->listHash[i]), who + "other keys in a listing");
         require(same(f.savedBytes, first->savedBytes), who + "other bytes saved");
     }
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    const std::size_t middle = values.size() / 2;
-    return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
 double medianOf(std::vector<Round>& rounds, const std::function<double(Round&)>& figure) {
@@ -590,21 +543,6 @@ bool readSettings(int argc, char** argv, Settings& settings) {
     return settings.n >= 100 && settings.n <= 100000000 && settings.rounds > 0;
 }
 
-struct TemporaryDirectory {
-    std::filesystem::path path;
-    TemporaryDirectory() {
-        const std::filesystem::path inMemory = "/dev/shm";
-        const bool there = std::filesystem::is_directory(inMemory);
-        std::string name = (there ? inMemory : std::filesystem::temp_directory_path()) / "obs-ratios-XXXXXX";
-        require(::mkdtemp(name.data()) != nullptr, "no temporary directory");
-        path = name;
-    }
-    ~TemporaryDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -612,7 +550,7 @@ int main(int argc, char** argv) {
     if (!readSettings(argc, argv, settings)) return std::fputs(kHelp, stderr), 2;
     try {
         if (!settings.directory.empty()) return run(settings);
-        const TemporaryDirectory directory;
+        const bench::TemporaryDirectory directory("obs-ratios");
         settings.directory = directory.path;
         return run(settings);
     } catch (const std::exception& error) {

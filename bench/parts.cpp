@@ -25,7 +25,7 @@ std::vector<std::string> makeCards(double b3e) {
     options.b3e = b3e;
     std::vector<std::string> cards;
     for (const deck::Look& look : deck::makeLooks(options)) {
-        cards.push_back(deck::card(look, options.year));
+        cards.push_back(deck::message(look, deck::Form::b3, options.year));
         cards.back().resize(512, ' ');
     }
     return cards;

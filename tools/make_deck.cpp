@@ -1,4 +1,4 @@
-// Makes decks of observation cards: see --help.
+// Makes decks of observations: see --help.
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -11,14 +11,17 @@
 namespace {
 
 constexpr const char* kHelp =
-    "make_deck [options] > FILE     a deck of B3 cards on standard output\n"
+    "make_deck [options] > FILE     a deck of observations on standard output\n"
     "make_deck --example DIR        the example files deck.txt and include.txt\n"
-    "  --n N                  cards (1000000)\n"
+    "  --n N                  observations (1000000)\n"
+    "  --form b3|tty|csv|rf|mixed\n"
+    "                         B3 cards (the default), TTY messages, CSV lines, RF lines, or these in turn, track\n"
+    "                         by track; a deck has the same observations in every form, as far as the form goes\n"
     "  --order time|track|random\n"
     "                         by time (the default), track after track, or shuffled\n"
-    "  --dups SHARE           share of cards that repeat an earlier one (0)\n"
-    "  --bad SHARE            share of damaged cards (0)\n"
-    "  --b3e SHARE            share of type 5 tracks written as B3E cards (0)\n"
+    "  --dups SHARE           share of observations that repeat an earlier one (0)\n"
+    "  --bad SHARE            share of damaged observations (0)\n"
+    "  --b3e SHARE            share of type 5 tracks as B3E cards (0)\n"
     "  --equinox SHARE        share of right-ascension tracks with an equinox digit (0)\n"
     "  --seed N               another deck of the same kind (1)\n"
     "  --year N               year of the observations (2024)\n"
@@ -46,6 +49,15 @@ std::optional<deck::Order> order(std::string_view text) {
     return std::nullopt;
 }
 
+std::optional<deck::Form> form(std::string_view text) {
+    if (text == "b3") return deck::Form::b3;
+    if (text == "tty") return deck::Form::tty;
+    if (text == "csv") return deck::Form::csv;
+    if (text == "rf") return deck::Form::rf;
+    if (text == "mixed") return deck::Form::mixed;
+    return std::nullopt;
+}
+
 template <class Target, class Value> bool take(Target& target, std::optional<Value> value) {
     if (value) target = static_cast<Target>(*value);
     return value.has_value();
@@ -54,6 +66,7 @@ template <class Target, class Value> bool take(Target& target, std::optional<Val
 bool setOption(deck::Options& options, std::string_view name, const char* value) {
     if (name == "--n") return take(options.n, number(value)) && options.n < 0xFFFFFFFFu;
     if (name == "--order") return take(options.order, order(value));
+    if (name == "--form") return take(options.form, form(value));
     if (name == "--dups") return take(options.duplicates, share(value));
     if (name == "--bad") return take(options.damaged, share(value));
     if (name == "--b3e") return take(options.b3e, share(value));

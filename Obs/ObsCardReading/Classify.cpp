@@ -60,6 +60,12 @@ LineClass ObsCardType(const CardText& line) {
     return LineClass::notObservation;
 }
 
+bool isFirstPassLine(std::string_view line) {
+    if (isCommentOrBlank(line)) return false;
+    const LineClass lineClass = ObsCardType(line);
+    return lineClass == LineClass::includeFile || lineClass == LineClass::ttyYear || lineClass == LineClass::slrSection;
+}
+
 bool isCommentOrBlank(std::string_view line) {
     if (line.empty() || line.front() == '*') return true;
     return line.front() == ' ' && line.find_first_not_of(' ') == std::string_view::npos;

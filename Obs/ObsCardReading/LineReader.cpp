@@ -33,7 +33,7 @@ bool LineReader::next(std::string_view& line) {
     }
     auto length = static_cast<std::size_t>(end - at_);
     if (length > 0 && length <= kKeptOfLongLine && at_[length - 1] == '\r') --length;
-    line = {at_, std::min(length, kCardLength)};
+    line = current_ = {at_, std::min(length, kCardLength)};
     at_ = end == limit_ ? end : end + 1;
     ++lineNumber_;
     return true;

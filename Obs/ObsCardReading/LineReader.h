@@ -21,6 +21,11 @@ public:
     /// Whether the last `next` ended in a failure to read.
     bool failed() const { return failed_; }
 
+    family::Unit unit() const { return unit_; }
+
+    /// The line that the last `next` gave; good until the next call.
+    std::string_view currentLine() const { return current_; }
+
     /// The number of the current line, from 1.
     std::int64_t lineNumber() const { return lineNumber_; }
 
@@ -39,6 +44,7 @@ private:
 
     family::Unit unit_;
     std::unique_ptr<char[]> buffer_;
+    std::string_view current_;
     const char* at_ = nullptr;     ///< start of what is not handed out yet
     const char* limit_ = nullptr;  ///< end of what was read
     std::int64_t bytesRead_ = 0;

@@ -29,10 +29,6 @@ private:
     family::Unit& unit_;
 };
 
-bool isFirstPassLine(LineClass lineClass) {
-    return lineClass == LineClass::ttyYear || lineClass == LineClass::slrSection || lineClass == LineClass::includeFile;
-}
-
 /// Include files are read by the second pass alone, so their own OBSFIL and SLROBS lines are ignored:
 /// includes are one level deep by design.
 void ReadExtObsFile(std::string_view line, LoadState& state) {
@@ -62,18 +58,16 @@ void actInFirstPass(std::string_view line, LineClass lineClass, family::Unit uni
 bool hasFirstPassLine(LineReader& lines) {
     std::string_view line;
     while (lines.next(line))
-        if (!isCommentOrBlank(line) && isFirstPassLine(ObsCardType(line))) return true;
+        if (isFirstPassLine(line)) return true;
     return false;
 }
 
 void firstPass(LineReader& lines, family::Unit unit, LoadState& state) {
     std::string_view line;
     while (lines.next(line)) {
-        if (isCommentOrBlank(line)) continue;
-        const LineClass lineClass = ObsCardType(line);
-        if (!isFirstPassLine(lineClass)) continue;
+        if (!isFirstPassLine(line)) continue;
         const std::string copy(line);  // the reader's text does not outlive an include file's reading
-        actInFirstPass(copy, lineClass, unit, state);
+        actInFirstPass(copy, ObsCardType(line), unit, state);
     }
 }
 

@@ -96,6 +96,9 @@ ObservationPass::Step ObservationPass::takeObservation(const CardText& line, Lin
     resetobsrecord(record_);
     notes_.clear();
     const MaybeRefusal refusal = readLine(text, lineClass, record_, {&lines, &notes_});
+    // The line that was taken as a second card is a line to the first pass.
+    const bool readOn = lines.lineNumber() != lineNumber;
+    if (readOn && mode == Mode::tentative && isFirstPassLine(lines.currentLine())) return Step::firstPassLine;
     if (addressKeysInForce()) {
         addAtOnce(text, lineNumber, refusal);
         return Step::done;

@@ -74,10 +74,15 @@ bool readDigit(char c, std::int32_t& digit) {
     return readNumber(card, columns, decimals, number) ? number : 0;
 }
 
-/// NOTE: only "1" in the sign column negates. A "-" there does not; inside the digits it does, as in any number.
+/// NOTE: only "1" in the sign column negates, and only a value that was read. A "-" there does not; inside the digits
+/// it does, as in any number.
+double withSign(char sign, double size) {
+    return sign == kNegativeSign && size != 0 ? -size : size;
+}
+
 [[gnu::always_inline]] inline double signedNumber(const CardText& card, Columns columns, int decimals) {
     const double size = plainNumber(card, {columns.first + 1, columns.last}, decimals);
-    return card.at(columns.first) == kNegativeSign ? -size : size;
+    return withSign(card.at(columns.first), size);
 }
 
 /// All columns but the last are the mantissa, the last one is an exponent digit: mantissa x 10^(exponent - bias).
@@ -95,7 +100,7 @@ double vectorComponent(const CardText& card, Columns columns) {
     constexpr int kMetresPerKmExponent = 3;
     const auto digits = static_cast<int>(columns.width()) - 2;
     const double size = mantissaAndExponent(card, {columns.first + 1, columns.last}, digits + kMetresPerKmExponent);
-    return card.at(columns.first) == kNegativeSign ? -size : size;
+    return withSign(card.at(columns.first), size);
 }
 
 double rightAscension(const CardText& card, Columns columns) {
@@ -235,6 +240,9 @@ MaybeRefusal ReadTTYFrFile(LineReader* unit, const CardText& card1, ObsRecord& r
     if (MaybeRefusal refusal = ReadTTY1stLine(card1, rec)) return refusal;
     if (tty::kCard1Types.has(rec.obsType)) return ReadTTY2Lines(card1, std::string_view(), rec);
     if (unit == nullptr) return Refusal{"ReadTTYFrFile: This TTY obs needs the 2nd card", {}, 0, {}};
+    // A file of this kind is not loaded, but another one may include it.
+    if (family::existfortdotfileunit(unit->unit()))
+        return Refusal{"ReadTTYFrFile: Using fort.n not allowed in Velmora due to security risk", {}, 0, {}};
 
     // Reading on takes the text of the current line away.
     char kept[kCardLength];

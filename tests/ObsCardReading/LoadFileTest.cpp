@@ -119,6 +119,24 @@ TEST_F(LoadFileTest, duplicatesAreSilentlyAcceptedWhenAskedFor) {
     EXPECT_TRUE(log_.errors.empty());
 }
 
+// A line that is taken for a second TTY card still counts for the first pass, whatever else the file holds.
+TEST_F(LoadFileTest, theFirstPassSeesEveryLine) {
+    const std::string head = "))U   54211A2345\n", second = "0320000000000123456 1234567 12345673\n";
+    write("inner.txt", azElCard(7) + "\n");
+    EXPECT_EQ(load("TTY_YEAR 2023\n" + head + "OBSFIL inner.txt\n"), 2);
+    expectCounts(1, 0, 1);
+    SetTTYYear(2023);
+    EXPECT_EQ(load(head + "OBSFIL inner.txt\n"), 2);
+    expectCounts(0, 1, 1);
+    EXPECT_EQ(load(head + "TTY_YEAR 2024\n" + head + second), 0);
+    expectCounts(1, 0, 1);
+    EXPECT_EQ(ttyYear(), 2024);
+    write("fort.12", head + second);
+    EXPECT_EQ(load("OBSFIL fort.12\n"), 0);
+    expectCounts(0, 0, 1);
+    EXPECT_EQ(log_.errors.back(), "ReadTTYFrFile: Using fort.n not allowed in Velmora due to security risk");
+}
+
 TEST_F(LoadFileTest, theSecondPassStartsWithAGoodStatus) {
     EXPECT_EQ(load("VM_DMA_OBS_ON\nOBSFIL missing.txt\n"), 0);
     EXPECT_EQ(load("SELOB x\nOBSFIL missing.txt\n"), 0);

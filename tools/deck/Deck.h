@@ -1,4 +1,4 @@
-/// Decks of observation cards made up for measuring and for the example: tracks of one sensor
+/// Decks of observations made up for measuring and for the example: tracks of one sensor
 /// and one satellite, a few looks some seconds apart, spread over one year. The same options
 /// give the same bytes everywhere, so that figures taken on different machines compare.
 #pragma once
@@ -8,9 +8,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace deck {
+
+inline constexpr std::int64_t kMsPerDay = 86400000;
 
 /// A small permuted-congruential generator (64-bit state, 32-bit output). The standard library's
 /// distributions differ between implementations; these do not.
@@ -47,19 +50,29 @@ enum class Order {
     random,  ///< shuffled
 };
 
+enum class Form {
+    b3,     ///< B3 cards, and B3E cards for the looks that ask for them
+    tty,    ///< messages of one or two cards, which carry no year and no second indicator
+    csv,    ///< carries everything
+    rf,     ///< time, satellite, range and range rate, as type 13 from one of the built-in sites
+    mixed,  ///< the four in turn, track by track
+};
+
 struct Options {
     std::size_t n = 1000000;
     Order order = Order::time;
-    double duplicates = 0;  ///< share of cards that repeat an earlier one
-    double damaged = 0;     ///< share of cards that no reader may accept
-    double b3e = 0;         ///< share of the type 5 tracks written as B3E cards
+    Form form = Form::b3;
+    double duplicates = 0;  ///< share of observations that repeat an earlier one
+    double damaged = 0;     ///< share of observations that no reader may accept
+    double b3e = 0;         ///< share of the type 5 tracks that are B3E cards, or as fine as those
     double equinox = 0;     ///< share of the right-ascension tracks with an equinox digit of 1 to 3
     std::uint64_t seed = 1;
     int year = 2024;
 };
 
-/// One look of a track; the values are the integers that stand on the card.
+/// One look of a track; the values are the integers that stand on a card.
 struct Look {
+    int track = 0;
     std::int64_t msOfYear = 0;
     int sat = 0, sen = 0, type = 0;
     int elevation = 0;       ///< or declination, 1e-4 degrees
@@ -72,19 +85,28 @@ struct Look {
     int indicator = 0, equinox = 0;
     bool withRange = false;        ///< on cards that carry a sensor position
     bool asB3e = false;
-    std::uint32_t fine = 0;        ///< the digits that only a B3E card holds
+    std::uint32_t fine = 0;        ///< B3E: the digits behind those of a B3 card; RF: what no card has
 };
 
 std::vector<Look> makeLooks(const Options& options);
 
-/// The card of a look, 90 columns without line end: B3E when the look says so, else B3.
-std::string card(const Look& look, int year);
+/// The form of a look in a deck: of a mixed deck, the one whose turn it is.
+Form formOf(const Look& look, Form ofDeck);
 
-/// Spoils a card in one of two ways, both refused by every reader: a letter in the azimuth
-/// columns or an impossible day.
-void damage(std::string& card, Random& random);
+/// What a deck begins with: the year of TTY messages, the heading of RF lines. Whole lines or none.
+std::string header(Form form, int year);
 
-/// Writes a whole deck, one card a line. The caller looks at the stream's error flag.
+/// A look in one of the four forms, without the end of the last line; TTY messages may have two. TTY cards and RF
+/// lines take what they can hold: the former no digit beyond a B3 card's, the latter neither angles nor sensor.
+std::string message(const Look& look, Form form, int year);
+
+/// Puts text in the place of some fields of a CSV line, counted from 1.
+void setCsvFields(std::string& line, int first, int count, std::string_view text);
+
+/// Spoils a message in one of two ways, both refused by every reader.
+void damage(std::string& message, Form form, Random& random);
+
+/// Writes a whole deck. The caller looks at the stream's error flag.
 void writeDeck(const Options& options, std::FILE* file);
 
 /// Writes deck.txt and include.txt, the examples, into a directory and says on standard

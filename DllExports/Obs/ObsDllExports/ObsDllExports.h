@@ -224,7 +224,8 @@ OBS_API int32_t ObsFieldsToTTYCard(char secClass, int32_t satNum, int32_t senNum
                                    char card1[512], char card2[512]);
 
 /** @defgroup ObsGetCsv ObsGetCsv
- *  Writes a stored observation as a CSV line, from which every real comes back bit for bit.
+ *  Writes a stored observation as a CSV line, from which every real comes back bit for bit (a
+ *  negative zero as zero; of times within two days of 1949 December 31 some within their last bits).
  *  @param[out] csvLine 512 characters; blank on failure.
  *  @return 0, or 2 when no stored observation has this key or CSV cannot carry it (type 7). */
 OBS_API int32_t ObsGetCsv(int64_t obsKey, char csvLine[512]);
