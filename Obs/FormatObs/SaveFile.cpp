@@ -97,8 +97,7 @@ void writeTtyLines(LineWriter& out, std::optional<std::int32_t> gid) {
     forEachRecord(gid, false, [&](const ObsRecord& rec) {
         CreateTTYObs(rec, out.room(CardWriter::kCapacity), card2);
         out.take(tty::kCardColumns);
-        const std::string_view second(card2, tty::kCardColumns);
-        if (second.find_first_not_of(' ') != std::string_view::npos) out.put(second);
+        if (!tty::kTimeOnCard1WrittenTypes.has(rec.obsType)) out.put({card2, tty::kCardColumns});
     });
 }
 

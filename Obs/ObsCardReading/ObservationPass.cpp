@@ -35,7 +35,7 @@ std::string trimmed(std::string text) {
 }  // namespace
 
 ObservationPass::ObservationPass(LoadState& state, std::int64_t fileSize)
-    : state_(state), batch_(state.gid), batchLimit_(batchLimit()) {
+    : state_(state), batch_(state.gid), batchLimit_(batchLimit()), yearAtStart_(ttyYear()) {
     if (fileSize <= 0) return;
     batch_.expect(std::min(static_cast<std::size_t>(fileSize / kBytesPerLine) + 1, batchLimit_));
 }
@@ -68,7 +68,10 @@ ObservationPass::Step ObservationPass::takeLine(std::string_view line, LineReade
         case LineClass::includeFile:
         case LineClass::slrSection: return tentative ? Step::firstPassLine : Step::done;
         case LineClass::ttyYear:
-            if (tentative) return Step::firstPassLine;
+            // Where no message stands before it, the first pass would change nothing: each message gets the
+            // year of the latest such line in any case.
+            if (tentative && ttyBeforeYear_) return Step::firstPassLine;
+            yearMet_ = true;
             SetTTYYear(family::inputstrtoint(line));
             return Step::done;
         case LineClass::selection:
@@ -90,10 +93,12 @@ ObservationPass::Step ObservationPass::takeObservation(const CardText& line, Lin
     // A message of two cards reads on, and the first card's text goes with the block that it stood in.
     char kept[kCardLength];
     const bool readsOn = lineClass == LineClass::tty;
+    ttyBeforeYear_ = ttyBeforeYear_ || (readsOn && !yearMet_);
     if (readsOn) line.text().copy(kept, kCardLength);
     const CardText text = readsOn ? CardText(std::string_view(kept, line.text().size())) : line;
 
-    resetobsrecord(record_);
+    if (lineClass == LineClass::csv) static_cast<ObsFields&>(record_) = kDefaultFields;  // its reader reuses the parts
+    else resetobsrecord(record_);
     notes_.clear();
     const MaybeRefusal refusal = readLine(text, lineClass, record_, {&lines, &notes_});
     // The line that was taken as a second card is a line to the first pass.
@@ -144,7 +149,8 @@ bool ObservationPass::isFull() const {
 
 void ObservationPass::drop() {
     batch_.drop();
-    resuming_ = false;
+    resuming_ = yearMet_ = ttyBeforeYear_ = false;
+    SetTTYYear(yearAtStart_);
     remarks_.clear();
     offsets_.clear();
     remarkBytes_ = 0;

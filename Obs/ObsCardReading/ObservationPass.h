@@ -65,6 +65,9 @@ private:
     std::vector<Remark> remarks_;
     std::size_t remarkBytes_ = 0;
     CsvNotes notes_;  ///< of the current line
+    std::int32_t yearAtStart_;
+    bool yearMet_ = false;       ///< a TTY_YEAR line stood before
+    bool ttyBeforeYear_ = false; ///< a TTY message stood before any such line
     std::vector<LineOffset> offsets_;
     ObsRecord record_;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstring>
 #include <memory>
 
@@ -38,9 +39,27 @@ std::uint8_t maskOf(const Vectors& all) {
     return static_cast<std::uint8_t>(mask);
 }
 
+/// Most CSV lines fill none of the fields that CSV alone has; then one mark says it all.
+bool hasDefaultCsvOnly(const ObsRecord& rec) {
+    // Bits, not values: a negative zero is kept.
+    static const CsvObsData kDefault;
+    return rec.csvData && !rec.extraValues && !rec.biases && !rec.rfData && *rec.csvData == kDefault &&
+           std::none_of(rec.csvData->csvReals.begin(), rec.csvData->csvReals.end(), [](double v) { return std::signbit(v); }) &&
+           std::none_of(rec.csvData->lastReals.begin(), rec.csvData->lastReals.end(), [](double v) { return std::signbit(v); }) &&
+           !std::signbit(rec.csvData->unindexedReal) && !std::signbit(rec.csvData->csvReal10);
+}
+
 std::unique_ptr<OptionalParts> copyParts(const ObsRecord& rec) {
-    if (!rec.hasParts()) return nullptr;
+    if (!rec.hasParts() || hasDefaultCsvOnly(rec)) return nullptr;
     return std::unique_ptr<OptionalParts>(new OptionalParts{rec.extraValues, rec.biases, rec.csvData, rec.rfData});
+}
+
+void setDefaultCsv(ObsRecord& rec) {
+    rec.extraValues.release();
+    rec.biases.release();
+    rec.rfData.release();
+    if (rec.csvData) *rec.csvData = CsvObsData{};
+    else rec.csvData.create();
 }
 
 unsigned vectorCount(const StoredRecord& stored) {
@@ -122,14 +141,17 @@ void Pools::write(SlotNumber slot, const ObsRecord& rec) {
     stored.parts = nullptr;
     stored.vectorMask = 0;
     writeFields(slot, rec, copyParts(rec), nullptr);
+    stored.defaultCsv = hasDefaultCsvOnly(rec);
 }
 
 void Pools::writeReserved(SlotNumber slot, ObsRecord& rec, Reservation& reserved) {
     std::unique_ptr<OptionalParts> parts;
-    if (rec.hasParts())
+    const bool defaultCsv = hasDefaultCsvOnly(rec);
+    if (rec.hasParts() && !defaultCsv)
         parts.reset(new OptionalParts{std::move(rec.extraValues), std::move(rec.biases), std::move(rec.csvData),
                                       std::move(rec.rfData)});
     writeFields(slot, rec, std::move(parts), &reserved);
+    records_[slot].defaultCsv = defaultCsv;
 }
 
 void Pools::writeFields(SlotNumber slot, const ObsFields& rec, std::unique_ptr<OptionalParts> parts,
@@ -210,6 +232,7 @@ void Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
     rec.senPos = rec.senVel = rec.satPos = rec.satVel = {};
     if (stored.vectorMask != 0) readVectors(stored, rec);
     if (!withParts) return;
+    if (stored.defaultCsv != 0) return setDefaultCsv(rec);
     if (stored.parts == nullptr) return freeobsrecord(rec);
     rec.extraValues = stored.parts->extraValues;
     rec.biases = stored.parts->biases;

@@ -66,6 +66,7 @@ struct StoredRecord {
     char secClass;
     std::uint8_t vectorMask;
     std::uint8_t rotateToDate;
+    std::uint8_t defaultCsv;  ///< the record has a CSV part that holds nothing but defaults, and no other part
 };
 static_assert(sizeof(StoredRecord) == 88);
 

@@ -37,6 +37,8 @@ struct CsvObsData {
     double unindexedReal = 0;  ///< reached by no field index
     double csvReal10 = 0;
     std::array<double, 3> lastReals{};
+
+    bool operator==(const CsvObsData&) const = default;
 };
 
 /// What only a differential-range (RF) observation carries.

@@ -131,6 +131,10 @@ TEST_F(LoadFileTest, theFirstPassSeesEveryLine) {
     EXPECT_EQ(load(head + "TTY_YEAR 2024\n" + head + second), 0);
     expectCounts(1, 0, 1);
     EXPECT_EQ(ttyYear(), 2024);
+    SetTTYYear(2020);
+    write("inner.txt", head + second);  // named before the year that the file sets
+    EXPECT_EQ(load("OBSFIL inner.txt\nTTY_YEAR 2021\n" + head + second), 0);
+    expectCounts(2, 0, 0);
     write("fort.12", head + second);
     EXPECT_EQ(load("OBSFIL fort.12\n"), 0);
     expectCounts(0, 0, 1);

@@ -244,6 +244,18 @@ TEST_F(StoreTest, keepsWholeRecords) {
     EXPECT_EQ(kept.extraValues->values, (std::vector<double>{1, 2, 3, 4, 5}));
     EXPECT_EQ(kept.rfData->rf, INT64_MIN);
     EXPECT_FALSE(kept.biases || kept.csvData);
+    // A CSV part that holds only defaults is there again, too, and one that does not keeps every bit.
+    rec = rangeRecord(1);
+    rec.csvData.create();
+    ASSERT_EQ(obsupdaterec(key, rec), kStatusOk);
+    ASSERT_TRUE(obsfindrec(key, kept));
+    ASSERT_TRUE(kept.csvData);
+    EXPECT_FALSE(kept.extraValues || kept.rfData);
+    EXPECT_EQ(kept.csvData->csvInt2, 1);
+    rec.csvData->csvReals[8] = -0.0;
+    ASSERT_EQ(obsupdaterec(key, rec), kStatusOk);
+    ASSERT_TRUE(obsfindrec(key, kept));
+    EXPECT_TRUE(std::signbit(kept.csvData->csvReals[8]));
 }
 
 }  // namespace obs::test
