@@ -142,6 +142,14 @@ inline double combine(std::int64_t wholeDay, double hour, double minute, double 
     return static_cast<double>(wholeDay) + (3600.0 * hour + 60.0 * minute + seconds) / kSecondsPerDay;
 }
 
+constexpr std::uint64_t kDigitValues = 0x0F0F0F0F0F0F0F0F;
+
+/// Whether all eight bytes are the characters "0" to "9".
+constexpr bool areDigits(std::uint64_t bytes) {
+    constexpr std::uint64_t kHighHalves = 0xF0F0F0F0F0F0F0F0, kSixes = 0x0606060606060606, kThrees = 0x3333333333333333;
+    return ((bytes & kHighHalves) | (((bytes + kSixes) & kHighHalves) >> 4)) == kThrees;
+}
+
 constexpr std::array<std::int32_t, 13> kDaysBeforeMonth{0,   31,  59,  90,  120, 151, 181,
                                                         212, 243, 273, 304, 334, 365};
 
@@ -158,20 +166,26 @@ double dtgtods50(std::string_view text) {
     if (text.size() != 15 || text[11] != '.') {
         return 0;
     }
-    std::uint32_t worst = 0;
-    const auto digit = [&](std::size_t column) {
-        const std::uint32_t value = static_cast<unsigned char>(text[column]) - std::uint32_t{'0'};
-        worst = std::max(worst, value);
-        return value;
-    };
-    const auto two = [&](std::size_t column) { return 10 * digit(column) + digit(column + 1); };
-    const std::uint32_t twoDigits = two(0);
-    const std::uint32_t day = 100 * digit(2) + two(3);
-    const std::uint32_t hour = two(5);
-    const std::uint32_t minute = two(7);
-    const std::uint32_t second = two(9);
-    const std::uint32_t millis = 100 * digit(12) + two(13);
-    if (worst > 9 || hour > 23 || minute > 59 || second > 59) {
+    // Eight characters at a time: 0-7, and 7-14 with a digit in the place of the point.
+    std::uint64_t front = 0, back = 0;
+    std::memcpy(&front, text.data(), sizeof front);
+    std::memcpy(&back, text.data() + 7, sizeof back);
+    back ^= std::uint64_t{'.' ^ '0'} << 32;
+    if (!areDigits(front) || !areDigits(back)) {
+        return 0;
+    }
+    front &= kDigitValues;
+    back &= kDigitValues;
+    const std::uint64_t frontPairs = front * 10 + (front >> 8);  // byte k: the number of digits k and k + 1
+    const std::uint64_t backPairs = back * 10 + (back >> 8);
+    const auto byteOf = [](std::uint64_t word, int k) { return static_cast<std::uint32_t>(word >> (8 * k)) & 0xff; };
+    const std::uint32_t twoDigits = byteOf(frontPairs, 0);
+    const std::uint32_t day = 100 * byteOf(front, 2) + byteOf(frontPairs, 3);
+    const std::uint32_t hour = byteOf(frontPairs, 5);
+    const std::uint32_t minute = byteOf(backPairs, 0);
+    const std::uint32_t second = byteOf(backPairs, 2);
+    const std::uint32_t millis = 100 * byteOf(back, 5) + byteOf(backPairs, 6);
+    if (hour > 23 || minute > 59 || second > 59) {
         return 0;
     }
     const std::uint32_t year = twoDigits + (twoDigits >= kFirstTwoDigitYear - 1900 ? 1900 : 2000);
