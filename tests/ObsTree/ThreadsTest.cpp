@@ -20,7 +20,7 @@ constexpr double kFirstDay = 27030.0;
 
 /// A card of type 2 whose sensor, azimuth, elevation and range all tell its number.
 std::string cardOf(int number) {
-    char card[96];
+    char card[160];
     std::snprintf(card, sizeof card, "U00005%03d24%03d%02d%02d%02d000%06d %07d %07d5%28s%d 1  1%05d%05d", number % 1000,
                   2 + number / 86400, number / 3600 % 24, number / 60 % 60, number % 60, number, number, number, "", 2,
                   number, number);
