@@ -50,7 +50,7 @@ bool hasDefaultCsvOnly(const ObsRecord& rec) {
 }
 
 std::unique_ptr<OptionalParts> copyParts(const ObsRecord& rec) {
-    if (!rec.hasParts() || hasDefaultCsvOnly(rec)) return nullptr;
+    if (!rec.hasParts()) return nullptr;
     return std::unique_ptr<OptionalParts>(new OptionalParts{rec.extraValues, rec.biases, rec.csvData, rec.rfData});
 }
 
@@ -140,8 +140,9 @@ void Pools::write(SlotNumber slot, const ObsRecord& rec) {
     StoredRecord& stored = records_[slot];
     stored.parts = nullptr;
     stored.vectorMask = 0;
-    writeFields(slot, rec, copyParts(rec), nullptr);
-    stored.defaultCsv = hasDefaultCsvOnly(rec);
+    const bool defaultCsv = hasDefaultCsvOnly(rec);
+    writeFields(slot, rec, defaultCsv ? nullptr : copyParts(rec), nullptr);
+    stored.defaultCsv = defaultCsv;
 }
 
 void Pools::writeReserved(SlotNumber slot, ObsRecord& rec, Reservation& reserved) {
