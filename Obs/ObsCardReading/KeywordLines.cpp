@@ -1,5 +1,6 @@
 #include "Obs/ObsCardReading/KeywordLines.h"
 
+#include "Obs/ObsCardReading/SelectionCard.h"
 #include "siblings/include/Services.h"
 
 namespace obs {
@@ -13,8 +14,8 @@ std::string includedFileName(std::string_view line, std::string_view namingFile)
     return family::fileexists(beside) ? beside : name;
 }
 
-void readSelectionCard(std::string_view) {
-    family::tracelogerror("SELOB: This version does not select observations; the line is ignored.");
+void readSelectionCard(std::string_view line) {
+    setSelectionFromText("SELOB", family::getinputfilename(line));
 }
 
 }  // namespace obs

@@ -9,7 +9,7 @@ namespace obs {
 /// The file that an OBSFIL or SLROBS line names: as given, or else beside the file that names it.
 std::string includedFileName(std::string_view line, std::string_view namingFile);
 
-/// Sets the selection criteria from a SELOB line, inside the critical section `selob`.
+/// Sets the selection criteria from a SELOB line; a bad one is logged and the old criteria stay.
 void readSelectionCard(std::string_view line);
 
 }  // namespace obs

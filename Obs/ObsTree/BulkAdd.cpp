@@ -74,11 +74,11 @@ ObsRecord BulkAdd::recordAt(std::size_t position) const {
     return rec;
 }
 
-std::vector<BulkAdd::Refused> BulkAdd::commit() {
+std::vector<BulkAdd::Refused> BulkAdd::commit(std::int64_t* keys) {
     const UpdateGuard guard;
     gStore.index.reserve(gStore.index.count() + pending_.size(), gStore.pools.slotsUsed());
     std::vector<Refused> refused;
-    const bool allNamed = claimKeys(refused);
+    const bool allNamed = claimKeys(refused, keys);
     link();
     pending_.clear();
     close();
@@ -88,14 +88,16 @@ std::vector<BulkAdd::Refused> BulkAdd::commit() {
 
 /// Settles every key in order of adding and leaves in `pending_` those that were accepted. False when
 /// memory did not suffice to name every refused one.
-bool BulkAdd::claimKeys(std::vector<Refused>& refused) {
+bool BulkAdd::claimKeys(std::vector<Refused>& refused, std::int64_t* keys) {
     bool allNamed = true;
     std::size_t accepted = 0;
     for (std::size_t i = 0; i < pending_.size(); ++i) {
         if (i + kPrefetchAhead < pending_.size()) gStore.index.prefetch(pending_[i + kPrefetchAhead].key);
         Pending pending = pending_[i];
         const std::int64_t firstKey = pending.key;
-        if (gStore.claimKey(pending.slot, pending.key)) {
+        const bool claimed = gStore.claimKey(pending.slot, pending.key);
+        if (keys != nullptr) keys[i] = claimed ? pending.key : kDuplicateKey;
+        if (claimed) {
             pending_[accepted++] = pending;
             continue;
         }

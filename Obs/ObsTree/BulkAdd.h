@@ -32,11 +32,12 @@ public:
     /// Enters all of them into the store. Returns the positions (counted from 0 in order of adding) and keys
     /// of those refused as duplicates, in that order. On std::bad_alloc either none is entered, or all but
     /// the refused ones are and not every refused one could be named; `size()` tells which (0: entered).
+    /// `keys`, unless null, gets the key of each position, 0 for a refused one.
     struct Refused {
         std::size_t position;
         std::int64_t key;
     };
-    std::vector<Refused> commit();
+    std::vector<Refused> commit(std::int64_t* keys = nullptr);
 
     /// Forgets what was added since the last commit.
     void drop();
@@ -52,7 +53,7 @@ private:
 
     void topUp();
     void close();
-    bool claimKeys(std::vector<Refused>& refused);
+    bool claimKeys(std::vector<Refused>& refused, std::int64_t* keys);
     void link();
     void sortByKey();
 

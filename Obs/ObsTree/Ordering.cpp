@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Obs/ObsTree/RadixSort.h"
+#include "Obs/ObsTree/Selection.h"
 
 namespace obs {
 
@@ -193,18 +194,21 @@ void sortUnordered(const Packing& order, std::vector<Item>& items, std::vector<I
     }
 }
 
-/// The nodes in ascending order of `fields`.
-std::vector<Item> sortedItems(const FieldList& fields, std::optional<std::int32_t> gid) {
+/// The nodes for which `takes(slot)`, in ascending order of `fields`.
+template <class Takes>
+std::vector<Item> sortedItems(const FieldList& fields, const Takes& takes) {
     std::vector<Item> items;
     items.reserve(gStore.tree.size());
     if (fields.front() == Field::none) {
-        walkNodes(gid, [&](SlotNumber slot) { items.push_back({0, 0, slot}); });
+        gStore.tree.walk([&](SlotNumber slot) {
+            if (takes(slot)) items.push_back({0, 0, slot});
+        });
         return items;
     }
     const bool hasType = std::find(fields.begin(), fields.end(), Field::obsType) != fields.end();
     const Packing order(fields, hasType && allTypesSmall());
     gStore.pools.scan([&](SlotNumber slot) {
-        if (!gid || gStore.pools.mark(slot).gid == *gid) items.push_back(order.itemOf(slot));
+        if (takes(slot)) items.push_back(order.itemOf(slot));
     });
     std::vector<Item> work((items.size() + 1) / 2);
     if (isNearlySorted(items)) mergehelper(order, items.data(), items.size(), work.data());
@@ -218,6 +222,13 @@ void timesOf(const std::vector<Item>& items, double* earliest, double* latest) {
         if (earliest != nullptr && (item.slot == items.front().slot || time < *earliest)) *earliest = time;
         if (latest != nullptr && (item.slot == items.front().slot || time > *latest)) *latest = time;
     }
+}
+
+/// Writes the items' keys in the sense of `code`.
+void putKeys(const std::vector<Item>& items, bool descending, std::int64_t* keys) {
+    const auto put = [&](const Item& item) { *keys++ = gStore.pools.node(item.slot).key; };
+    if (descending) std::for_each(items.rbegin(), items.rend(), put);
+    else std::for_each(items.begin(), items.end(), put);
 }
 
 }  // namespace
@@ -235,11 +246,9 @@ bool lessthan(ObsBinTreePtr a, ObsBinTreePtr b, std::int32_t code) {
 std::int32_t obssort(std::int32_t code, std::int64_t* keys, std::optional<std::int32_t> gid, double* earliestTime,
                      double* latestTime) {
     const ReadGuard guard;
-    const std::vector<Item> items = sortedItems(orderOf(code), gid);
-    std::int64_t* out = keys;
-    const auto put = [&](const Item& item) { *out++ = gStore.pools.node(item.slot).key; };
-    if (code > 0) std::for_each(items.rbegin(), items.rend(), put);
-    else std::for_each(items.begin(), items.end(), put);
+    const std::vector<Item> items =
+        sortedItems(orderOf(code), [&](SlotNumber slot) { return !gid || gStore.pools.mark(slot).gid == *gid; });
+    putKeys(items, code > 0, keys);
     timesOf(items, earliestTime, latestTime);
     return static_cast<std::int32_t>(items.size());
 }
@@ -251,6 +260,14 @@ void obsgettreekeys(std::int32_t& count, std::int64_t* keys, std::int32_t code, 
     }
     const ReadGuard guard;
     walkNodes(gid, [&](SlotNumber slot) { keys[count++] = gStore.pools.node(slot).key; });
+}
+
+std::int32_t obsgetselected(const ObsSelection& one, const ObsSelection& other, std::int32_t code, std::int64_t* keys) {
+    const ReadGuard guard;
+    const std::vector<Item> items =
+        sortedItems(orderOf(code), [&](SlotNumber slot) { return meets(slot, one) && meets(slot, other); });
+    putKeys(items, code > 0 && code != kTreeOrder, keys);
+    return static_cast<std::int32_t>(items.size());
 }
 
 }  // namespace obs

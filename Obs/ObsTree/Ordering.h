@@ -28,4 +28,7 @@ std::int32_t obssort(std::int32_t code, std::int64_t* keys, std::optional<std::i
 void obsgettreekeys(std::int32_t& count, std::int64_t* keys, std::int32_t code,
                     std::optional<std::int32_t> gid = std::nullopt);
 
+/// The keys of the nodes that meet both selections, as `obsgettreekeys` lists all.
+std::int32_t obsgetselected(const ObsSelection& one, const ObsSelection& other, std::int32_t code, std::int64_t* keys);
+
 }  // namespace obs

@@ -86,6 +86,10 @@ std::string keyText(std::int64_t obsKey) {
     return text.append(digits, length);
 }
 
+void logUnknownKey(std::string_view name, std::int64_t obsKey) {
+    logKey(std::string(name) + ": Unable to locate obsKey ", obsKey, " in the OBS binary tree.");
+}
+
 SlotNumber Store::find(std::int64_t obsKey) {
     if (!isdmaobs(obsKey)) return index.find(obsKey);
     const ObsDma* handle = handles.find(obsKey);

@@ -4,6 +4,7 @@
 /// Messages go to the trace log. Status: 0 done, 2 no such key, 3 refused as a duplicate.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -52,6 +53,9 @@ extern Store& gStore;
 /// A key as messages show it: right-aligned in 19 columns.
 std::string keyText(std::int64_t obsKey);
 
+/// "name: Unable to locate obsKey <key> in the OBS binary tree."
+void logUnknownKey(std::string_view name, std::int64_t obsKey);
+
 // --- Updaters ------------------------------------------------------------------
 
 /// Adds a deep copy of a record under a field key, or under the key of a new handle when `obsKey` is
@@ -80,6 +84,30 @@ bool obsfindrec(std::int64_t obsKey, ObsRecord& rec, std::string_view* errMsg = 
 
 /// The plain fields of a stored record, its optional parts left out; false when there is none. Logs nothing.
 bool obsfindfields(std::int64_t obsKey, ObsRecord& rec);
+
+/// Calls `use(i, rec)` with a copy of the record of each of `count` keys, null for an unknown one. Other
+/// threads get their turn between spells of keys, so what they do meanwhile may or may not be seen. Logs nothing.
+template <class Use>
+void obsfindrecs(const std::int64_t* obsKeys, std::size_t count, bool withParts, Use&& use) {
+    constexpr std::size_t kSpell = 1024;   // some 0.1 ms
+    constexpr std::size_t kIndexAhead = 16, kRecordAhead = 8;
+    ObsRecord rec;
+    SlotNumber slots[kSpell];
+    for (std::size_t from = 0; from < count; from += kSpell) {
+        const std::size_t spell = std::min(kSpell, count - from);
+        const ReadGuard guard;
+        for (std::size_t i = 0; i < spell; ++i) {
+            if (i + kIndexAhead < spell) gStore.index.prefetch(obsKeys[from + i + kIndexAhead]);
+            slots[i] = gStore.find(obsKeys[from + i]);
+        }
+        for (std::size_t i = 0; i < spell; ++i) {
+            if (i + kRecordAhead < spell && slots[i + kRecordAhead] != kNoSlot)
+                gStore.pools.prefetchRecord(slots[i + kRecordAhead]);
+            if (slots[i] != kNoSlot) gStore.pools.read(slots[i], rec, withParts);
+            use(from + i, slots[i] == kNoSlot ? nullptr : &rec);
+        }
+    }
+}
 
 /// A reference to a stored record, or null. Begins a read that the caller ends with `obsendread` in
 /// either case, unless `noLock` says that the caller holds one.

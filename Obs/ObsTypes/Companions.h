@@ -44,6 +44,22 @@ struct ObsBinTree {
 /// Releases the node's record with its parts; never touches the children.
 void freeobsbintree(ObsBinTree& node);
 
+/// What an observation is selected by; each criterion that is asked for must be met.
+enum class Criterion : std::uint8_t {
+    time, satellite, sensor, elevation, azimuth, range, rangeRate, type, classification, group
+};
+inline constexpr std::size_t kCriterionCount = 10;
+
+/// Selection criteria: how many intervals of values each criterion allows (0: any value), and the low and high ends of
+/// all intervals behind one another.
+struct ObsSelection {
+    std::array<std::uint32_t, kCriterionCount> intervals{};
+    Owned<RealList> bounds;
+};
+
+/// Releases the list: everything is selected then.
+void freeselection(ObsSelection& selection);
+
 /// An observation matched to others.
 struct MatchedObs {
     std::array<double, 3> scalars{};

@@ -15,6 +15,11 @@ void freeobsbintree(ObsBinTree& node) {
     node.rec.release();
 }
 
+void freeselection(ObsSelection& selection) {
+    selection.intervals = {};
+    selection.bounds.release();
+}
+
 void freematchedobs(MatchedObs& matched) {
     matched.list.release();
 }

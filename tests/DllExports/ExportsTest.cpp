@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -9,57 +8,19 @@
 #include <sstream>
 
 #include "Obs/CardLayouts/Columns.h"
-#include "ObsDllExports.h"
 #include "tests/CaseFile.h"
+#include "tests/ExportTest.h"
 #include "tests/StoreCheck.h"
-#include "tests/TestLog.h"
 
 namespace obs::test {
 
 namespace {
-
-/// 512 characters without a terminator, as Fortran hands them over.
-struct Text {
-    explicit Text(const std::string& text = "") {
-        std::memset(chars, ' ', 512);
-        text.copy(chars, 512);
-        chars[512] = '#';
-    }
-    operator char*() { return chars; }
-    std::string trimmed() const {
-        EXPECT_EQ(chars[512], '#') << "wrote past 512";
-        const std::string text(chars, 512);
-        return text.substr(0, text.find_last_not_of(' ') + 1);
-    }
-    char chars[513];
-};
 
 std::string caseCard(const std::string& base) {
     for (const Case& one : readCases(OBS_TEST_DATA "/b3/b3.cases"))
         if (one.card[74] == base[0]) return one.card;
     throw std::runtime_error("no card of type " + base);
 }
-
-struct AllFields {
-    char secClass = '?', type = '?';
-    std::int32_t sat = -9, sen = -9, i1 = -9, i2 = -9, a1 = -9, a2 = -9;
-    double time = -9, el = -9, az = -9, range = -9, rate = -9, elRate = -9, azRate = -9, accel = -9;
-    double pos[3] = {-9, -9, -9}, vel[3] = {-9, -9, -9}, cleared[128];
-
-    std::int32_t get(std::int64_t key) {
-        std::fill(std::begin(cleared), std::end(cleared), -9);
-        return ObsGetAllFields(key, &secClass, &sat, &sen, &time, &el, &az, &range, &rate, &elRate, &azRate, &accel, &type,
-                               &i1, &i2, &a1, &a2, pos, vel, cleared);
-    }
-    std::int32_t parse(const char* card) {
-        return ObsB3Parse(card, &secClass, &sat, &sen, &time, &el, &az, &range, &rate, &elRate, &azRate, &accel, &type, &i1,
-                          &i2, &a1, &a2, pos);
-    }
-    std::int32_t toCard(char* card) const {
-        return ObsFieldsToB3Card(secClass, sat, sen, time, el, az, range, rate, elRate, azRate, accel, type, i1, i2, a1, a2, pos,
-                                 vel, card);
-    }
-};
 
 std::string contentOf(const std::filesystem::path& path) {
     std::ostringstream text;
@@ -69,15 +30,7 @@ std::string contentOf(const std::filesystem::path& path) {
 
 }  // namespace
 
-class Exports : public testing::Test {
-protected:
-    void SetUp() override { ObsRemoveAll(); }
-    void TearDown() override {
-        SetObsKeyMode(0);
-        ObsRemoveAll();
-    }
-    TestLog log_;
-};
+class Exports : public ExportTest {};
 
 TEST_F(Exports, cardsGoInAndComeOut) {
     for (const char* type : {"0", "1", "4", "5", "6", "8"}) {

@@ -4,8 +4,6 @@
 #include <new>
 #include <string>
 
-#include "Obs/ObsTree/Store.h"
-
 namespace obs {
 
 void logFailure(std::string_view name, std::string_view reason) noexcept {
@@ -34,13 +32,15 @@ bool refuseNull(std::string_view name, std::initializer_list<const void*> pointe
     return true;
 }
 
+bool refuseCount(std::string_view name, std::int32_t count, std::initializer_list<const void*> arrays) noexcept {
+    if (count >= 0) return count > 0 && refuseNull(name, arrays);
+    logFailure(name, "The count must not be negative.");
+    return true;
+}
+
 std::string_view trimmedText(const char* text) {
     const std::string_view view = family::chararrtostr(text);
     return view.substr(std::min(view.find_first_not_of(' '), view.size()));
-}
-
-void logUnknownKey(std::string_view name, std::int64_t obsKey) {
-    family::tracelogerror(std::string(name) + ": Unable to locate obsKey " + keyText(obsKey) + " in the OBS binary tree.");
 }
 
 }  // namespace obs

@@ -22,6 +22,9 @@ void logException(std::string_view name) noexcept;
 /// True, and logged, when one of the pointers is null.
 bool refuseNull(std::string_view name, std::initializer_list<const void*> pointers) noexcept;
 
+/// The same for a negative count, and for null pointers to arrays unless they hold nothing.
+bool refuseCount(std::string_view name, std::int32_t count, std::initializer_list<const void*> arrays) noexcept;
+
 /// Runs the body of a call; an exception is logged and gives the failure value.
 template <class Result, class Body>
 Result guarded(std::string_view name, Result failure, Body&& body) noexcept {
@@ -38,8 +41,5 @@ std::string_view trimmedText(const char* text);
 inline CardText cardText(const char* text) {
     return CardText(family::chararrtostr(text));
 }
-
-/// "name: Unable to locate obsKey <key> in the OBS binary tree."
-void logUnknownKey(std::string_view name, std::int64_t obsKey);
 
 }  // namespace obs

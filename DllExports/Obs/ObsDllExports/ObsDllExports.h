@@ -149,6 +149,49 @@ OBS_API int64_t ObsAddFrCsv(const char *csvLine);
  *  As ObsAddFrCsv, the key handed back through the last argument. */
 OBS_API void ObsAddFrCsvML(const char *csvLine, int64_t *obsKey);
 
+/** @defgroup ObsAddFrFields ObsAddFrFields
+ *  Adds an observation given as loose fields F. An equinox indicator 1-3 rotates to date; types 8 and 9 with
+ *  a range above 0 are stored as 18 and 19. Without a satellite number the further ones, in turn, stand in
+ *  for it in the key.
+ *  @param[in] obsArr the array form, of which only the sigma list is read (elements 40-61: a count of 6, 7 or 21 and
+ *             so many values, of which one is not 0).
+ *  @return the key, 0 for a refused duplicate; -1 for an equinox indicator other than 0-3 (logged), when all
+ *          three satellite numbers are 0 or the key cannot be made (not logged). */
+OBS_API int64_t ObsAddFrFields(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec,
+                               double azOrRa, double range, double rangeRate, double elRate, double azRate,
+                               double rangeAccel, char obsType, int32_t indicator1, int32_t indicator2,
+                               int32_t altSatNum1, int32_t altSatNum2, const double pos[3], const double vel[3],
+                               const double obsArr[64]);
+
+/** @defgroup ObsAddFrFieldsML ObsAddFrFieldsML
+ *  As ObsAddFrFields, the key handed back through the last argument. */
+OBS_API void ObsAddFrFieldsML(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec,
+                              double azOrRa, double range, double rangeRate, double elRate, double azRate,
+                              double rangeAccel, char obsType, int32_t indicator1, int32_t indicator2,
+                              int32_t altSatNum1, int32_t altSatNum2, const double pos[3], const double vel[3],
+                              const double obsArr[64], int64_t *obsKey);
+
+/** @defgroup ObsAddFrArray ObsAddFrArray
+ *  Adds an observation given in the array form (see ObsDataToArray). Integers are truncated toward zero. Right
+ *  ascension and declination with an equinox indicator (element 22) are rotated to date; types 8 and 9 with a
+ *  range above 0 are stored as 18 and 19; elevation and azimuth rate are taken for type 4 alone.
+ *  Element 40 with elements 41 on is taken as a sigma list when it is 6, 7 or 21 and a value is not 0; when it is 7
+ *  and one of elements 23-34 is not 0, these are CSV data; else elements 33-39, if one is not 0, are biases.
+ *  @return the key, 0 for a refused duplicate, -1 when nothing could be added. */
+OBS_API int64_t ObsAddFrArray(const double obsArr[64]);
+
+/** @defgroup ObsAddFrArrayML ObsAddFrArrayML
+ *  As ObsAddFrArray, the key handed back through the last argument. */
+OBS_API void ObsAddFrArrayML(const double obsArr[64], int64_t *obsKey);
+
+/** @defgroup ObsAddFrArrays ObsAddFrArrays
+ *  Addition. Adds many observations in one call, with the same result as so many calls of ObsAddFrArray.
+ *  @param[in]  count   number of observations, 0 or more.
+ *  @param[in]  obsArrs count times 64 reals, one observation behind the other.
+ *  @param[out] keys    what ObsAddFrArray would have returned for each.
+ *  @return 0 when each was stored under a key of its own or accepted as a duplicate; 2 otherwise. */
+OBS_API int32_t ObsAddFrArrays(int32_t count, const double *obsArrs, int64_t *keys);
+
 /** @defgroup ObsGetLoadCounts ObsGetLoadCounts
  *  Addition. The counts of the latest file load, include files counted in.
  *  @param[out] loaded,duplicate,bad numbers of observation lines.
@@ -251,6 +294,91 @@ OBS_API int32_t ObsGetAllFields(int64_t obsKey, char *secClass, int32_t *satNum,
                                 int32_t *altSatNum1, int32_t *altSatNum2, double pos[3],
                                 double vel[3], double cleared[128]);
 
+/** @defgroup ObsDataToArray ObsDataToArray
+ *  A stored observation in the array form, elements counted from 0; what is absent is 0:
+ *  0 classification (1 "U", 2 "C", 3 "S"); 1 satNum; 2 senNum; 3 obsTime; 4 elOrDec; 5 azOrRa; 6 range;
+ *  7 rangeRate; 8 elRate; 9 azRate; 10 rangeAccel; 11 type (18 and 19 as 8 and 9); 12, 13 indicators; 14, 15 further
+ *  satellite numbers; 16-18 position, 19-21 velocity (of the sensor for type 7, of the satellite for P and V; for 8,
+ *  9, M and O the sensor's position alone); 22 equinox indicator of types with right ascension; 23-31 csvReals 1-9;
+ *  32 csvReal10; 33 csvInt1; 34 csvInt2; 35 1 when csvChar is "T"; 33-39 the seven biases where there are no CSV data;
+ *  40 number of sigmas, or 7 when there are CSV data; 41 on the sigmas. ObsGetElementInfo names each.
+ *  @param[out] obsArr 64 reals, cleared first.
+ *  @return 0, or 2 when no stored observation has this key. */
+OBS_API int32_t ObsDataToArray(int64_t obsKey, double obsArr[64]);
+
+/** @defgroup ObsDataToArrays ObsDataToArrays
+ *  Addition. The array form of many stored observations in one call.
+ *  @param[in]  count   number of keys, 0 or more.
+ *  @param[out] obsArrs count times 64 reals, one observation behind the other; zeros for an unknown key.
+ *  @return 0, or 2 when a key is unknown (logged once, with their number and the first). */
+OBS_API int32_t ObsDataToArrays(int32_t count, const int64_t *keys, double *obsArrs);
+
+/** @defgroup ObsArrToLines ObsArrToLines
+ *  Writes an array form as cards; nothing is stored. Right ascension and declination stay in the array's equinox.
+ *  @param[in]  format 0 B3 card, 1 TTY message, 2 CSV line.
+ *  @param[out] line1,line2 512 characters each; the second is blank except for TTY messages that need it.
+ *  @return 0, or 2 (and blank lines) for another format or an observation that CSV cannot carry (type 7). */
+OBS_API int32_t ObsArrToLines(const double obsArr[64], int32_t format, char line1[512], char line2[512]);
+
+/** @defgroup ObsGetElementInfo ObsGetElementInfo
+ *  Addition. Names an element of the array form.
+ *  @param[in]  element 0 to 63.
+ *  @param[out] name,unit 512 characters each, blank where there is none.
+ *  @return 0, or 2 for another element. */
+OBS_API int32_t ObsGetElementInfo(int32_t element, char name[512], char unit[512]);
+
+/* ---------------------------------------------------------------- fields ---- */
+
+/** @defgroup ObsGetField ObsGetField
+ *  One field of a stored observation as text. The fields by index:
+ *  1 secClass; 2 satNum; 3 senNum; 4 obsTime; 5 elevation or 6 declination, 7 azimuth or 8 right ascension (each pair one
+ *  storage, whatever the type); 9 range; 10 rangeRate; 11 elRate; 12 azRate; 13 rangeAccel; 14 type (its character);
+ *  15, 16 indicators; 17, 18 further satellite numbers; 19-21 sensor position; 22-24 satellite position; 25-33 csvReals
+ *  1-9; 34 csvReal10; 35 csvInt1; 36 csvInt2; 37 csvChar. ObsGetFieldInfo names each.
+ *  Reals have 15 decimals in up to 35 columns, more are asterisks. Indices 15, 16 and 36 have one column: above 9 or
+ *  below 0 an asterisk. 17, 18 and 35 have nine.
+ *  @param[out] value 512 characters, left-adjusted; blank for another index, and for 25-37 when the
+ *              observation has no CSV data.
+ *  @return 0, or 2 when no stored observation has this key (logged under the name ObsGetAllFields). */
+OBS_API int32_t ObsGetField(int64_t obsKey, int32_t fieldIndex, char value[512]);
+
+/** @defgroup ObsSetField ObsSetField
+ *  Sets one field of a stored observation from text. Neither ranges of values are checked nor types renumbered.
+ *  A text that is no number counts as 0. 25-37 change nothing where the observation has no CSV data; an index that
+ *  names no field changes nothing.
+ *  @param[in] fieldIndex as ObsGetField; 2, 3 and 4 are refused, since they make up the key.
+ *  @param[in] value 512 characters.
+ *  @return 0; 2 when no stored observation has this key, the field is refused or, for 14, the character names
+ *          no type. */
+OBS_API int32_t ObsSetField(int64_t obsKey, int32_t fieldIndex, const char *value);
+
+/** @defgroup ObsUpdateFrFields ObsUpdateFrFields
+ *  Replaces the fields of a stored observation, all but satellite, sensor and time, by the rules of ObsAddFrFields. Sigmas,
+ *  biases, CSV and RF data stay; vectors that the new type does not use become 0.
+ *  @return 0, or 2 when no stored observation has this key (logged under the name ObsGetAllFields) or for an equinox
+ *          indicator other than 0-3. */
+OBS_API int32_t ObsUpdateFrFields(int64_t obsKey, char secClass, double elOrDec, double azOrRa, double range,
+                                  double rangeRate, double elRate, double azRate, double rangeAccel, char obsType,
+                                  int32_t indicator1, int32_t indicator2, int32_t altSatNum1, int32_t altSatNum2,
+                                  const double pos[3], const double vel[3]);
+
+/** @defgroup ObsGetFieldReals ObsGetFieldReals
+ *  Addition. One field of many stored observations in one call, as reals: integers as they are, characters as their
+ *  code, 0 where the observation has no CSV data.
+ *  @param[in]  count      number of keys, 0 or more.
+ *  @param[in]  fieldIndex 1 to 37, as ObsGetField.
+ *  @param[out] values     count reals; "not a number" for an unknown key.
+ *  @return 0, or 2 for another index (nothing is written) or when a key is unknown (logged once, with their number and
+ *          the first). */
+OBS_API int32_t ObsGetFieldReals(int32_t count, const int64_t *keys, int32_t fieldIndex, double *values);
+
+/** @defgroup ObsGetFieldInfo ObsGetFieldInfo
+ *  Addition. Names a field.
+ *  @param[in]  fieldIndex 1 to 37.
+ *  @param[out] name,unit,form 512 characters each; `form` is how ObsGetField writes it: A1, I0, I1, I9 or F35.15.
+ *  @return 0, or 2 for another index. */
+OBS_API int32_t ObsGetFieldInfo(int32_t fieldIndex, char name[512], char unit[512], char form[512]);
+
 /* ----------------------------------------------------------- conversions ---- */
 
 /** @defgroup ObsB3ToCsv ObsB3ToCsv
@@ -321,6 +449,48 @@ OBS_API int32_t ObsRemove(int64_t obsKey);
  *  Empties the store.
  *  @return 0. */
 OBS_API int32_t ObsRemoveAll(void);
+
+/* ------------------------------------------------------------- selection ---- */
+
+/** @defgroup ObsGetSelected ObsGetSelected
+ *  Lists the keys of the stored observations that meet the criteria given and the global ones (ObsSetSelObs, SELOB
+ *  lines). An observation whose type does not carry a quantity does not meet a bound on it.
+ *  @param[in] criteria 32 reals, all 0 for the global criteria alone. Pairs low, high (both included; 0, 0 is open, an
+ *             infinity leaves one end open): 0-1 time, days since 1950 UTC; 2-3 satellite; 4-5 sensor; 6-7 elevation or
+ *             declination, degrees; 8-9 azimuth or right ascension, degrees (low above high goes through 0); 10-11 range,
+ *             km; 12-13 range rate, km/s. 14 types, the sum of 2^type (0 all; 8 and 9 include 18 and 19); 15
+ *             classification (0 all, 1 "U", 2 "C", 3 "S"); 16 nonzero to ask for the group in 17; 18 a number up to 10
+ *             of satellites listed in 19-28; 29-31 must be 0.
+ *  @param[in]  order as ObsGetLoaded.
+ *  @param[out] count number of keys; 0 after a refusal (logged) and for an empty store.
+ *  @param[out] keys  room for ObsGetCount keys. */
+OBS_API void ObsGetSelected(const double criteria[32], int32_t order, int32_t *count, int64_t *keys);
+
+/** @defgroup ObsResetSelObs ObsResetSelObs
+ *  Clears the global criteria: every observation meets them. */
+OBS_API void ObsResetSelObs(void);
+
+/** @defgroup ObsSetSelObs ObsSetSelObs
+ *  Addition. Replaces the global criteria, as a SELOB line does.
+ *  @param[in] criteria 512 characters: name=value or name=low:high, separated by blanks; a value may be a list with
+ *             commas, and either end of a range be left open. Names: sat, sen, type (number or character), time (days
+ *             since 1950 with a point, or a date YYDDD, YYDDDHH and so on to YYDDDHHMMSSsss, which stands for all of that
+ *             day, hour and so on), el (elevation or declination), az (azimuth or right ascension; 350:10 goes through
+ *             0), range, rate, gid, class. "sat=5,25544 sen=211:220 time=24001:24031 el=10:". Blank asks for nothing.
+ *  @return 0, or 2 for an unknown name or a bad value (logged, quoting it); the old criteria then stay. */
+OBS_API int32_t ObsSetSelObs(const char *criteria);
+
+/** Number of criteria that ObsGetSelectionCounts tells of. */
+#define OBS_CRITERIA 10
+
+/** @defgroup ObsGetSelectionCounts ObsGetSelectionCounts
+ *  Addition. A dry run: how many stored observations ObsGetSelected would list, and how many each criterion drops.
+ *  @param[in]  criteria 32 reals, as ObsGetSelected.
+ *  @param[out] selected number of observations that meet all.
+ *  @param[out] dropped  OBS_CRITERIA numbers: observations that do not meet the criterion, each counted by itself, for
+ *              time, satellite, sensor, elevation, azimuth, range, range rate, type, classification, group.
+ *  @return 0, or 2 for refused criteria (logged; the numbers are 0). */
+OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t *selected, int32_t dropped[OBS_CRITERIA]);
 
 /* ---------------------------------------------------------------- saving ---- */
 

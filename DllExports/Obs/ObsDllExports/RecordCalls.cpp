@@ -161,6 +161,21 @@ int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, double obs
                         pos, vel, {csvLine}, [&](const obs::ObsRecord& rec) { return writeCsv(rec, csvLine); });
 }
 
+int32_t ObsArrToLines(const double obsArr[64], int32_t format, char line1[512], char line2[512]) {
+    if (refuseTexts("ObsArrToLines", {line1, line2}) || obs::refuseNull("ObsArrToLines", {obsArr})) return kStatusRefused;
+    return obs::guarded("ObsArrToLines", kStatusRefused, [&] {
+        const obs::ObsRecord rec = obs::obsarr2obsrec(obsArr, 0);  // the lines show the array's own equinox
+        switch (format) {
+            case 0: obs::CreateB3Obs(rec, line1); return kStatusOk;
+            case 1: obs::CreateTTYObs(rec, line1, line2); return kStatusOk;
+            case 2: return writeCsv(rec, line1);
+            default: break;
+        }
+        obs::logFailure("ObsArrToLines", "Invalid or unsupported obs format.");
+        return kStatusRefused;
+    });
+}
+
 int32_t ObsGetAllFields(int64_t obsKey, char* secClass, int32_t* satNum, int32_t* senNum, double* obsTime,
                         double* elOrDec, double* azOrRa, double* range, double* rangeRate, double* elRate,
                         double* azRate, double* rangeAccel, char* obsType, int32_t* indicator1, int32_t* indicator2,

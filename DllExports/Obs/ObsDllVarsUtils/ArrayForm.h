@@ -1,14 +1,43 @@
 /// An observation as one array of 64 reals; elements are counted from 0, absent values are zeros.
 #pragma once
 
+#include <cstdint>
+#include <string_view>
+
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {
 
 inline constexpr std::size_t kArrayLength = 64;
 
-/// Fills the array, elements 0 to 63 cleared first. Where optional parts share elements the later one of biases
-/// (33-39), sigmas (40 on) and CSV data (23-35, and 7 in element 40) deliberately overwrites the earlier.
-void obsrec2arr(const ObsRecord& rec, double* obsArr);
+/// What an element holds, for the documents and Python.
+struct ElementDef {
+    std::string_view name;
+    std::string_view unit;
+};
+
+/// The element with a number from 0 to 63, or null.
+const ElementDef* elementDef(std::int32_t element);
+
+/// Fills the array, elements 0 to 63 cleared first; element k stands at k times `stride`. Where optional parts share
+/// elements the later one of biases (33-39), sigmas (40 on) and CSV data (23-35, and 7 in element 40) deliberately
+/// overwrites the earlier.
+void obsrec2arr(const ObsRecord& rec, double* obsArr, std::size_t stride = 1);
+
+/// Builds a record from an array. Integers are truncated toward zero; what is no number is 0, what is out of range
+/// the nearest limit. A nonzero `rotateFlag` rotates right ascension and declination to date and is kept in the record.
+/// A part that memory does not suffice for is left out.
+ObsRecord obsarr2obsrec(const double* obsArr, std::int32_t rotateFlag = 1);
+
+/// The sigma list that elements 40 on hold, put into the record: 6, 7 or 21 values of which one is not zero.
+/// Throws std::bad_alloc.
+void attachSigmas(const double* obsArr, ObsRecord& rec);
+
+/// Adds the observation of an array. Returns the key, 0 for a refused duplicate, -1 when nothing could be added.
+std::int64_t addfrarray(const double* obsArr);
+
+/// Adds the observations of `count` arrays standing behind one another, with the same result as one by one. Returns
+/// whether each got a key.
+bool addfrarrays(std::size_t count, const double* obsArrs, std::int64_t* keys);
 
 }  // namespace obs

@@ -2,11 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
+#include <string>
 #include <utility>
 
+#include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
+#include "Obs/ObsCardReading/AddObs.h"
 #include "Obs/ObsTree/Store.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Sensors.h"
+#include "siblings/include/Services.h"
 
 namespace obs {
 
@@ -49,6 +54,10 @@ VectorSlots vectorSlots(char type) {
 /// NOTE: types "O" (9 with a range) is not among them: it has a range-rate slot like any other.
 bool carriesEquinox(char type) {
     return type == '5' || type == '9';
+}
+
+bool namesSatellite(const Fields& fields) {
+    return fields.satNum != 0 || fields.altSatNum1 != 0 || fields.altSatNum2 != 0;
 }
 
 char canonicalType(char type) {
@@ -105,6 +114,42 @@ ObsRecord fields2record(const Fields& fields) {
     }
     rec.obsType = typeWithRange(rec.obsType, rec.range);
     return rec;
+}
+
+std::int64_t addfrfields(const Fields& fields, const double* obsArr) {
+    if (!namesSatellite(fields)) return kNoKey;
+    if (!hasValidEquinox(fields)) {
+        family::tracelogerror("AddFrFields: Invalid equinox indicator. Its valid range is from 0 to 3.");
+        return kNoKey;
+    }
+    ObsRecord rec = fields2record(fields);
+    try {
+        attachSigmas(obsArr, rec);
+    } catch (const std::bad_alloc&) {
+        family::tracelogerror("AddFrFields: Cannot allocate memory for a obs sigmas node.");
+        return kNoKey;
+    }
+    return AddObOnly(rec);
+}
+
+std::int32_t updatefrfields(std::int64_t obsKey, Fields fields) {
+    ObsRecord stored;
+    if (!obsfindrec(obsKey, stored)) {
+        // NOTE: the text names ObsGetAllFields, with which it is shared.
+        logUnknownKey("ObsGetAllFields", obsKey);
+        return kStatusRefused;
+    }
+    if (!hasValidEquinox(fields)) {
+        family::tracelogerror("ObsUpdateFrFields: Invalid equinox indicator. Its valid range is 0 to 3.");
+        return kStatusRefused;
+    }
+    fields.satNum = stored.satNum;
+    fields.senNum = stored.senNum;
+    fields.obsTime = stored.obsTime;
+    const std::int32_t rotateToDate = stored.rotateToDate;
+    static_cast<ObsFields&>(stored) = fields2record(fields);
+    stored.rotateToDate = rotateToDate;
+    return obsupdaterec(obsKey, stored);
 }
 
 Fields record2fields(const ObsRecord& rec) {

@@ -60,6 +60,14 @@ bool hasValidEquinox(const Fields& fields);
 /// types 8 and 9 with a range renumbered.
 ObsRecord fields2record(const Fields& fields);
 
+/// Adds the observation of loose fields with the sigma list of an array (elements 40 on). Returns its key; 0 for a
+/// refused duplicate; -1 when nothing could be added, silently for fields that name no satellite.
+std::int64_t addfrfields(const Fields& fields, const double* obsArr);
+
+/// Replaces the fields of a stored observation, except what its key is made of and its optional parts; vectors that the
+/// new type does not use are cleared. Status 0, or 2 after a message.
+std::int32_t updatefrfields(std::int64_t obsKey, Fields fields);
+
 /// A record's fields; an equinox indicator takes the range-rate slot of types 5 and 9.
 Fields record2fields(const ObsRecord& rec);
 

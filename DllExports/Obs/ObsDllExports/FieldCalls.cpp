@@ -1,0 +1,144 @@
+// Groups "fields" and, of "reading", the array form of the exported header.
+#include <algorithm>
+#include <limits>
+#include <string>
+
+#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
+#include "DllExports/Obs/ObsDllVarsUtils/FieldTable.h"
+#include "Obs/ObsTree/Store.h"
+
+namespace {
+
+using obs::kStatusOk;
+using obs::kStatusRefused;
+
+/// Counts the unknown among many keys, for one message about all of them.
+struct UnknownKeys {
+    std::size_t count = 0;
+    std::int64_t first = 0;
+
+    void note(std::int64_t key) {
+        if (count++ == 0) first = key;
+    }
+    std::int32_t status(std::string_view name, std::size_t asked) const {
+        if (count == 0) return kStatusOk;
+        obs::logFailure(name, "Unable to locate " + std::to_string(count) + " of " + std::to_string(asked) +
+                                  " obsKeys in the OBS binary tree, the first being " + obs::keyText(first) + ".");
+        return kStatusRefused;
+    }
+};
+
+/// Uses the record of each of many keys; status 2 and a message when one is unknown.
+template <class Use>
+std::int32_t readMany(std::string_view name, const int64_t* keys, std::size_t count, bool withParts, Use&& use) {
+    UnknownKeys unknown;
+    obs::obsfindrecs(keys, count, withParts, [&](std::size_t i, const obs::ObsRecord* rec) {
+        if (rec == nullptr) unknown.note(keys[i]);
+        else use(i, *rec);
+    });
+    return unknown.status(name, count);
+}
+
+}  // namespace
+
+int32_t ObsDataToArray(int64_t obsKey, double obsArr[64]) {
+    if (obs::refuseNull("ObsDataToArray", {obsArr})) return kStatusRefused;
+    std::fill_n(obsArr, obs::kArrayLength, 0.0);
+    return obs::guarded("ObsDataToArray", kStatusRefused, [&] {
+        obs::ObsRecord rec;
+        if (!obs::obsfindrec(obsKey, rec)) {
+            obs::logUnknownKey("ObsDataToArray", obsKey);
+            return kStatusRefused;
+        }
+        obs::obsrec2arr(rec, obsArr);
+        return kStatusOk;
+    });
+}
+
+int32_t ObsDataToArrays(int32_t count, const int64_t* keys, double* obsArrs) {
+    if (obs::refuseCount("ObsDataToArrays", count, {keys, obsArrs})) return kStatusRefused;
+    const auto size = static_cast<std::size_t>(count);
+    std::fill_n(obsArrs, size * obs::kArrayLength, 0.0);
+    return obs::guarded("ObsDataToArrays", kStatusRefused, [&] {
+        return readMany("ObsDataToArrays", keys, size, true, [&](std::size_t i, const obs::ObsRecord& rec) {
+            obs::obsrec2arr(rec, obsArrs + i * obs::kArrayLength);
+        });
+    });
+}
+
+int32_t ObsGetElementInfo(int32_t element, char name[512], char unit[512]) {
+    if (obs::refuseNull("ObsGetElementInfo", {name, unit})) return kStatusRefused;
+    const obs::ElementDef* def = obs::elementDef(element);
+    family::strtochararr(def == nullptr ? "" : def->name, name);
+    family::strtochararr(def == nullptr ? "" : def->unit, unit);
+    if (def != nullptr) return kStatusOk;
+    obs::logFailure("ObsGetElementInfo", "The elements are numbered 0 to 63.");
+    return kStatusRefused;
+}
+
+int32_t ObsGetField(int64_t obsKey, int32_t fieldIndex, char value[512]) {
+    if (obs::refuseNull("ObsGetField", {value})) return kStatusRefused;
+    family::strtochararr({}, value);
+    return obs::guarded("ObsGetField", kStatusRefused, [&] {
+        const obs::FieldDef* field = obs::fieldDef(fieldIndex);
+        obs::ObsRecord rec;
+        const bool withParts = field != nullptr && field->isCsv();
+        if (withParts ? !obs::obsfindrec(obsKey, rec) : !obs::obsfindfields(obsKey, rec)) {
+            // NOTE: the text names ObsGetAllFields, with which it is shared.
+            obs::logUnknownKey("ObsGetAllFields", obsKey);
+            return kStatusRefused;
+        }
+        char work[obs::kFieldTextLength];
+        if (field != nullptr) family::strtochararr(obs::fieldText(*field, rec, work), value);
+        return kStatusOk;
+    });
+}
+
+int32_t ObsSetField(int64_t obsKey, int32_t fieldIndex, const char* value) {
+    if (obs::refuseNull("ObsSetField", {value})) return kStatusRefused;
+    return obs::guarded("ObsSetField", kStatusRefused, [&] {
+        obs::ObsRecord rec;
+        if (!obs::obsfindrec(obsKey, rec)) {
+            obs::logUnknownKey("ObsSetField", obsKey);
+            return kStatusRefused;
+        }
+        const obs::FieldDef* field = obs::fieldDef(fieldIndex);
+        if (field != nullptr && !field->refusal.empty()) {
+            family::tracelogerror(field->refusal);
+            return kStatusRefused;
+        }
+        const std::string_view text = obs::trimmedText(value);
+        if (field != nullptr && !obs::setField(*field, text, rec)) {
+            obs::logFailure("ObsSetField", "Error! \"" + std::string(text) + "\" begins with no observation type's character");
+            return kStatusRefused;
+        }
+        return obs::obsupdaterec(obsKey, rec);
+    });
+}
+
+int32_t ObsGetFieldReals(int32_t count, const int64_t* keys, int32_t fieldIndex, double* values) {
+    if (obs::refuseCount("ObsGetFieldReals", count, {keys, values})) return kStatusRefused;
+    const obs::FieldDef* field = obs::fieldDef(fieldIndex);
+    if (field == nullptr) {
+        obs::logFailure("ObsGetFieldReals", "The field indices are 1 to 37.");
+        return kStatusRefused;
+    }
+    const auto size = static_cast<std::size_t>(count);
+    std::fill_n(values, size, std::numeric_limits<double>::quiet_NaN());
+    return obs::guarded("ObsGetFieldReals", kStatusRefused, [&] {
+        return readMany("ObsGetFieldReals", keys, size, field->isCsv(),
+                        [&](std::size_t i, const obs::ObsRecord& rec) { values[i] = obs::fieldValue(*field, rec); });
+    });
+}
+
+int32_t ObsGetFieldInfo(int32_t fieldIndex, char name[512], char unit[512], char form[512]) {
+    if (obs::refuseNull("ObsGetFieldInfo", {name, unit, form})) return kStatusRefused;
+    const obs::FieldDef* field = obs::fieldDef(fieldIndex);
+    family::strtochararr(field == nullptr ? "" : field->name, name);
+    family::strtochararr(field == nullptr ? "" : field->unit, unit);
+    family::strtochararr(field == nullptr ? "" : obs::formName(field->form), form);
+    if (field != nullptr) return kStatusOk;
+    obs::logFailure("ObsGetFieldInfo", "The field indices are 1 to 37.");
+    return kStatusRefused;
+}

@@ -1,0 +1,229 @@
+#include "Obs/ObsTree/Selection.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <mutex>
+#include <utility>
+
+#include "Obs/ObsTypes/TypeSets.h"
+
+namespace obs {
+
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr std::size_t kMostListed = 10;
+constexpr std::int32_t kMostType = 19;
+
+std::mutex selob;
+ObsSelection gselob;  ///< guarded by `selob`
+
+/// RF observations carry a range and a range rate too, as differences between two sites.
+bool carries(std::int32_t type, Criterion criterion) {
+    switch (criterion) {
+        case Criterion::elevation:
+        case Criterion::azimuth: return kAngleTypes.has(type);
+        case Criterion::range: return kRangeTypes.has(type) || type == kTypeRf;
+        case Criterion::rangeRate: return kRangeRateTypes.has(type) || type == kTypeRf;
+        default: return true;
+    }
+}
+
+double valueOf(SlotNumber slot, const StoredRecord& rec, Criterion criterion) {
+    switch (criterion) {
+        case Criterion::time: return rec.obsTime;
+        case Criterion::satellite: return rec.satNum;
+        case Criterion::sensor: return rec.senNum;
+        case Criterion::elevation: return rec.elOrDec;
+        case Criterion::azimuth: return rec.azOrRa;
+        case Criterion::range: return rec.range;
+        case Criterion::rangeRate: return rec.rangeRate;
+        case Criterion::type: return rec.obsType;
+        case Criterion::classification: return rec.secClass;
+        case Criterion::group: return gStore.pools.mark(slot).gid;
+    }
+    return 0;
+}
+
+/// A criterion's intervals, which are in order and apart.
+struct Bounds {
+    const double* pairs;
+    std::size_t count;
+
+    bool hold(double value) const {
+        std::size_t low = 0, high = count;  // the first interval that does not end before the value
+        while (low < high) {
+            const std::size_t middle = (low + high) / 2;
+            if (pairs[2 * middle + 1] < value) low = middle + 1;
+            else high = middle;
+        }
+        return low < count && pairs[2 * low] <= value && value <= pairs[2 * low + 1];
+    }
+};
+
+Bounds boundsOf(const ObsSelection& selection, Criterion criterion) {
+    const auto which = static_cast<std::size_t>(criterion);
+    const std::size_t count = selection.intervals[which];
+    if (count == 0) return {nullptr, 0};
+    std::size_t before = 0;
+    for (std::size_t i = 0; i < which; ++i) before += selection.intervals[i];
+    return {selection.bounds->values.data() + 2 * before, count};
+}
+
+constexpr Criterion criterionAt(std::size_t index) {
+    return static_cast<Criterion>(index);
+}
+
+bool isOpen(const double* pair) {
+    return pair[0] == 0 && pair[1] == 0;
+}
+
+struct PairElement {
+    SelectionElement element;
+    Criterion criterion;
+};
+constexpr std::array kPairs{
+    PairElement{kSelTime, Criterion::time},           PairElement{kSelSatellite, Criterion::satellite},
+    PairElement{kSelSensor, Criterion::sensor},       PairElement{kSelElevation, Criterion::elevation},
+    PairElement{kSelAzimuth, Criterion::azimuth},     PairElement{kSelRange, Criterion::range},
+    PairElement{kSelRangeRate, Criterion::rangeRate},
+};
+
+/// Both a pair and a list may ask for satellites: the list's within the pair are allowed.
+void takeSatelliteList(const double* criteria, SelectionDraft& draft) {
+    const double* pair = criteria + kSelSatellite;
+    bool any = false;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(criteria[kSelSatCount]); ++i) {
+        const double number = criteria[kSelSatellites + i];
+        if (!isOpen(pair) && (number < pair[0] || number > pair[1])) continue;
+        draft.allow(Criterion::satellite, number, number);
+        any = true;
+    }
+    if (!any) draft.allow(Criterion::satellite, kInfinity, kInfinity);  // none at all
+}
+
+void takePairs(const double* criteria, SelectionDraft& draft) {
+    for (const auto& [element, criterion] : kPairs) {
+        const double* pair = criteria + element;
+        const bool listed = criterion == Criterion::satellite && criteria[kSelSatCount] != 0;
+        if (!isOpen(pair) && !listed) draft.allow(criterion, pair[0], pair[1]);
+    }
+    if (criteria[kSelSatCount] != 0) takeSatelliteList(criteria, draft);
+}
+
+void takeFlags(const double* criteria, SelectionDraft& draft) {
+    const auto mask = static_cast<std::uint32_t>(criteria[kSelTypeMask]);
+    for (std::int32_t type = 0; type <= kMostType; ++type)
+        if ((mask >> type & 1u) != 0) draft.allowType(type);
+    constexpr char kClasses[] = {'U', 'C', 'S'};
+    if (criteria[kSelClass] != 0) {
+        const char secClass = kClasses[static_cast<std::size_t>(criteria[kSelClass]) - 1];
+        draft.allow(Criterion::classification, secClass, secClass);
+    }
+    if (criteria[kSelUseGroup] != 0) draft.allow(Criterion::group, criteria[kSelGroup], criteria[kSelGroup]);
+}
+
+bool isWholeUpTo(double value, double most) {
+    return value >= 0 && value <= most && value == std::floor(value);
+}
+
+std::string_view faultOf(const double* criteria) {
+    if (std::any_of(criteria, criteria + kSelectionLength, [](double value) { return std::isnan(value); }))
+        return "A criterion is not a number.";
+    for (const auto& [element, criterion] : kPairs)
+        if (criterion != Criterion::azimuth && criteria[element] > criteria[element + 1])
+            return "A low end is above its high end.";
+    if (!isWholeUpTo(criteria[kSelTypeMask], (1u << (kMostType + 1)) - 1)) return "The type mask has bits for types 0 to 19.";
+    if (!isWholeUpTo(criteria[kSelClass], 3)) return "The classification is 0 to 3.";
+    if (!isWholeUpTo(criteria[kSelSatCount], kMostListed)) return "The list holds 0 to 10 satellites.";
+    if (std::any_of(criteria + kSelReserved, criteria + kSelectionLength, [](double value) { return value != 0; }))
+        return "The reserved elements must be 0.";
+    return {};
+}
+
+}  // namespace
+
+void SelectionDraft::allow(Criterion criterion, double low, double high) {
+    if (criterion == Criterion::azimuth && low > high) {  // through north
+        intervals(criterion).push_back({-kInfinity, high});
+        intervals(criterion).push_back({low, kInfinity});
+        return;
+    }
+    intervals(criterion).push_back({low, high});
+}
+
+void SelectionDraft::allowType(std::int32_t type) {
+    allow(Criterion::type, type, type);
+    const std::int32_t withRange = typeWithRange(type, 1);
+    if (withRange != type) allow(Criterion::type, withRange, withRange);
+}
+
+ObsSelection SelectionDraft::made() const {
+    ObsSelection selection;
+    RealList& bounds = selection.bounds.create();
+    for (std::size_t i = 0; i < kCriterionCount; ++i) {
+        std::vector<Interval> sorted = intervals_[i];
+        std::sort(sorted.begin(), sorted.end(), [](const Interval& a, const Interval& b) { return a.low < b.low; });
+        const std::size_t first = bounds.values.size();
+        for (const Interval& next : sorted) {
+            if (bounds.values.size() > first && next.low <= bounds.values.back()) {
+                bounds.values.back() = std::max(bounds.values.back(), next.high);
+                continue;
+            }
+            bounds.values.insert(bounds.values.end(), {next.low, next.high});
+        }
+        selection.intervals[i] = static_cast<std::uint32_t>((bounds.values.size() - first) / 2);
+    }
+    return selection;
+}
+
+bool meets(SlotNumber slot, const ObsSelection& selection, Criterion criterion) {
+    const Bounds bounds = boundsOf(selection, criterion);
+    if (bounds.count == 0) return true;
+    const StoredRecord& rec = gStore.pools.record(slot);
+    return carries(rec.obsType, criterion) && bounds.hold(valueOf(slot, rec, criterion));
+}
+
+bool meets(SlotNumber slot, const ObsSelection& selection) {
+    for (std::size_t i = 0; i < kCriterionCount; ++i)
+        if (selection.intervals[i] != 0 && !meets(slot, selection, criterionAt(i))) return false;
+    return true;
+}
+
+SelectionCounts countSelected(const ObsSelection& one, const ObsSelection& other) {
+    SelectionCounts counts;
+    const ReadGuard guard;
+    gStore.pools.scan([&](SlotNumber slot) {
+        bool all = true;
+        for (std::size_t i = 0; i < kCriterionCount; ++i) {
+            if (meets(slot, one, criterionAt(i)) && meets(slot, other, criterionAt(i))) continue;
+            ++counts.dropped[i];
+            all = false;
+        }
+        counts.selected += all;
+    });
+    return counts;
+}
+
+void setSelection(ObsSelection&& selection) {
+    const std::lock_guard lock(selob);
+    std::swap(gselob, selection);
+}
+
+ObsSelection currentSelection() {
+    const std::lock_guard lock(selob);
+    return gselob;
+}
+
+std::string_view selectionFromArray(const double* criteria, ObsSelection& selection) {
+    const std::string_view fault = faultOf(criteria);
+    if (!fault.empty()) return fault;
+    SelectionDraft draft;
+    takePairs(criteria, draft);
+    takeFlags(criteria, draft);
+    selection = draft.made();
+    return {};
+}
+
+}  // namespace obs
