@@ -66,12 +66,15 @@ TEST(Threads, readersNeverSeeATornObservation) {
                 const double time = kFirstDay + number / 86400.0;
                 const std::int64_t key = ObsFieldsToObsKey(5, number % 1000, time);
                 seen += lookAt(key, torn);
+                double array[64];
+                if (ObsDataToArray(key, array) == 0 && array[14] != number) ++torn;
                 const std::int32_t sensor = SenNumFrObsKey(key);
                 if (sensor != -1 && sensor != number % 1000) ++torn;
             }
         });
     threads.emplace_back([&] {
         std::vector<std::int64_t> keys(2 * kObservations);
+        std::vector<double> elevations(keys.size());
         while (!stop) {
             std::fill(keys.begin(), keys.end(), -1);
             ObsGetLoaded(9, keys.data());
@@ -79,6 +82,12 @@ TEST(Threads, readersNeverSeeATornObservation) {
             if (!std::is_sorted(keys.begin(), end)) ++badLists;
             ObsGetLoaded(-6, keys.data());
             if (ObsGetCount() > kObservations) ++badLists;
+            const double open[32] = {};
+            std::int32_t count = -1;
+            ObsSetSelObs("el=0.1:");
+            ObsGetSelected(open, 9, &count, keys.data());
+            ObsGetFieldReals(count, keys.data(), 5, elevations.data());  // not a number for those gone since
+            for (std::int32_t i = 0; i < count; ++i) badLists += elevations[static_cast<std::size_t>(i)] < 0.1;
         }
     });
     threads.emplace_back([&] {
@@ -94,7 +103,9 @@ TEST(Threads, readersNeverSeeATornObservation) {
     threads.emplace_back([&] {
         for (int i = 0; !stop; i = (i + 11) % kObservations) {
             const std::int64_t key = ObsAddFrB3Card(cardOf(i).c_str());
+            ObsSetField(key, 16, "7");
             if (key > 0 && i % 3 == 0) ObsRemove(key);
+            ObsSetField(key, 15, "7");
         }
     });
     for (int round = 0; round < 25; ++round) {

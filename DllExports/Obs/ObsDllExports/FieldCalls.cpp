@@ -29,13 +29,13 @@ struct UnknownKeys {
     }
 };
 
-/// Uses the record of each of many keys; status 2 and a message when one is unknown.
+/// Uses the record of each of many keys, null for an unknown one; status 2 and a message when there is one.
 template <class Use>
 std::int32_t readMany(std::string_view name, const int64_t* keys, std::size_t count, bool withParts, Use&& use) {
     UnknownKeys unknown;
     obs::obsfindrecs(keys, count, withParts, [&](std::size_t i, const obs::ObsRecord* rec) {
         if (rec == nullptr) unknown.note(keys[i]);
-        else use(i, *rec);
+        use(i, rec);
     });
     return unknown.status(name, count);
 }
@@ -58,12 +58,13 @@ int32_t ObsDataToArray(int64_t obsKey, double obsArr[64]) {
 
 int32_t ObsDataToArrays(int32_t count, const int64_t* keys, double* obsArrs) {
     if (obs::refuseCount("ObsDataToArrays", count, {keys, obsArrs})) return kStatusRefused;
-    const auto size = static_cast<std::size_t>(count);
-    std::fill_n(obsArrs, size * obs::kArrayLength, 0.0);
     return obs::guarded("ObsDataToArrays", kStatusRefused, [&] {
-        return readMany("ObsDataToArrays", keys, size, true, [&](std::size_t i, const obs::ObsRecord& rec) {
-            obs::obsrec2arr(rec, obsArrs + i * obs::kArrayLength);
-        });
+        const auto fill = [&](std::size_t i, const obs::ObsRecord* rec) {
+            double* obsArr = obsArrs + i * obs::kArrayLength;
+            if (rec == nullptr) std::fill_n(obsArr, obs::kArrayLength, 0.0);
+            else obs::obsrec2arr(*rec, obsArr);
+        };
+        return readMany("ObsDataToArrays", keys, static_cast<std::size_t>(count), true, fill);
     });
 }
 
@@ -124,11 +125,11 @@ int32_t ObsGetFieldReals(int32_t count, const int64_t* keys, int32_t fieldIndex,
         obs::logFailure("ObsGetFieldReals", "The field indices are 1 to 37.");
         return kStatusRefused;
     }
-    const auto size = static_cast<std::size_t>(count);
-    std::fill_n(values, size, std::numeric_limits<double>::quiet_NaN());
     return obs::guarded("ObsGetFieldReals", kStatusRefused, [&] {
-        return readMany("ObsGetFieldReals", keys, size, field->isCsv(),
-                        [&](std::size_t i, const obs::ObsRecord& rec) { values[i] = obs::fieldValue(*field, rec); });
+        const auto fill = [&](std::size_t i, const obs::ObsRecord* rec) {
+            values[i] = rec == nullptr ? std::numeric_limits<double>::quiet_NaN() : obs::fieldValue(*field, *rec);
+        };
+        return readMany("ObsGetFieldReals", keys, static_cast<std::size_t>(count), field->isCsv(), fill);
     });
 }
 
