@@ -1,33 +1,163 @@
 #include "siblings/coords/EarthOrientation.h"
 
 #include <cmath>
+#include <memory>
 #include <mutex>
+#include <vector>
+
+#include <erfa.h>
+#include <erfam.h>
 
 #include "siblings/include/ObsFamily.h"
 #include "siblings/include/Services.h"
+#include "siblings/services/SettingsFile.h"
 
 namespace family {
 namespace {
 
-constinit std::mutex orientationMutex;
-constinit EarthOrientation orientation;  ///< guarded by `orientationMutex`
+constexpr double kMjdOfDs50 = 33281;
+constexpr std::string_view kHeader = "mjd,dut1_s,xp_arcsec,yp_arcsec,lod_s";
+/// UT1-UTC drifts by a few milliseconds a day; more is a step of UTC.
+constexpr double kLeastStepS = 0.02;
+
+/// Values at 0h UTC of consecutive days; a single day stands for all times.
+struct Table {
+    double firstMjd = 0;
+    std::vector<EarthOrientation> days{EarthOrientation{}};
+};
+
+struct Setting {
+    std::mutex mutex;
+    std::shared_ptr<const Table> table = std::make_shared<Table>();  ///< guarded by `mutex`; the table never changes
+};
+
+/// Never destroyed: other threads may convert while the process ends.
+Setting& setting() {
+    static Setting& current = *new Setting;
+    return current;
+}
+
+void replaceTable(std::shared_ptr<const Table> table) {
+    Setting& current = setting();
+    const std::lock_guard lock(current.mutex);
+    current.table.swap(table);
+}
+
+std::shared_ptr<const Table> currentTable() {
+    Setting& current = setting();
+    const std::lock_guard lock(current.mutex);
+    return current.table;
+}
+
+/// TAI-UTC, 0 when it is not known.
+double taiMinusUtcS(double mjd, double fraction) {
+    int year = 0, month = 0, day = 0;
+    double ofDay = 0, seconds = 0;
+    if (eraJd2cal(ERFA_DJM0, mjd, &year, &month, &day, &ofDay) != 0 ||
+        eraDat(year, month, day, fraction, &seconds) < 0) {
+        return 0;
+    }
+    return seconds;
+}
+
+/// The step of UT1-UTC at the end of a day over which it changes by `change`, so that what remains is the drift.
+double stepS(double mjd, double change) {
+    if (std::abs(change) < kLeastStepS) {
+        return 0;
+    }
+    // Before 1972 steps were of 0.05 and 0.1 s; a leap second may be later than the known ones.
+    const double known = taiMinusUtcS(mjd + 1, 0) - taiMinusUtcS(mjd, 1);
+    return known + std::round(change - known);
+}
+
+EarthOrientation between(const EarthOrientation& a, const EarthOrientation& b, double mjd, double fraction) {
+    const auto at = [fraction](double from, double to) { return from + fraction * (to - from); };
+    return {at(a.dut1S, b.dut1S - stepS(mjd, b.dut1S - a.dut1S)), at(a.xpArcsec, b.xpArcsec),
+            at(a.ypArcsec, b.ypArcsec), at(a.lodS, b.lodS)};
+}
+
+/// What is wrong with a line, or null.
+const char* addDay(std::span<const std::string_view> fields, Table& table) {
+    double mjd = 0;
+    EarthOrientation day;
+    if (!readsetting(fields[0], mjd) || !readsetting(fields[1], day.dut1S) || !readsetting(fields[2], day.xpArcsec) ||
+        !readsetting(fields[3], day.ypArcsec) || !readsetting(fields[4], day.lodS)) {
+        return "a number is missing or malformed";
+    }
+    if (mjd != std::floor(mjd) || std::abs(mjd) > 1e6) {
+        return "the modified Julian date must be a whole number of days";
+    }
+    if (!table.days.empty() && mjd != table.firstMjd + static_cast<double>(table.days.size())) {
+        return "the day must follow that of the line before";
+    }
+    if (table.days.empty()) {
+        table.firstMjd = mjd;
+    }
+    table.days.push_back(day);
+    return nullptr;
+}
+
+bool loadOrientation(std::string_view name) {
+    constexpr std::string_view operation = "FamilyLoadEarthOrientation";
+    const auto table = std::make_shared<Table>();
+    table->days.clear();
+    if (!readsettingsfile(operation, name, kHeader, BadLines::GiveUp,
+                          [&](std::span<const std::string_view> fields) { return addDay(fields, *table); })) {
+        return false;
+    }
+    if (table->days.empty()) {
+        tracelogerror(std::string(operation) + ": There is no day in file " + std::string(name));
+        return false;
+    }
+    replaceTable(table);
+    return true;
+}
 
 }  // namespace
 
-EarthOrientation earthorientation() {
-    const std::lock_guard lock(orientationMutex);
-    return orientation;
+EarthOrientation earthorientation(double ds50) {
+    const std::shared_ptr<const Table> table = currentTable();
+    const std::vector<EarthOrientation>& days = table->days;
+    const double whole = std::floor(ds50), sinceFirst = whole + kMjdOfDs50 - table->firstMjd;
+    if (!(sinceFirst >= 0)) {
+        return days.front();
+    }
+    if (sinceFirst >= static_cast<double>(days.size() - 1)) {
+        return days.back();
+    }
+    const auto day = static_cast<std::size_t>(sinceFirst);
+    return between(days[day], days[day + 1], whole + kMjdOfDs50, ds50 - whole);
 }
 
 }  // namespace family
 
+using namespace family;
+
 int32_t FamilySetEarthOrientation(double dut1_s, double xp_arcsec, double yp_arcsec, double lod_s) {
-    if (!std::isfinite(dut1_s) || !std::isfinite(xp_arcsec) || !std::isfinite(yp_arcsec) ||
-        !std::isfinite(lod_s)) {
-        family::tracelogerror("FamilySetEarthOrientation: a value is not finite");
+    if (!std::isfinite(dut1_s) || !std::isfinite(xp_arcsec) || !std::isfinite(yp_arcsec) || !std::isfinite(lod_s)) {
+        tracelogerror("FamilySetEarthOrientation: a value is not finite");
         return 2;
     }
-    const std::lock_guard lock(family::orientationMutex);
-    family::orientation = {dut1_s, xp_arcsec, yp_arcsec, lod_s};
-    return 0;
+    try {
+        const auto table = std::make_shared<Table>();
+        table->days.front() = {dut1_s, xp_arcsec, yp_arcsec, lod_s};
+        replaceTable(table);
+        return 0;
+    } catch (...) {
+        tracelogerror("FamilySetEarthOrientation: Out of memory");
+        return 2;
+    }
+}
+
+int32_t FamilyLoadEarthOrientation(const char* fileName) {
+    if (fileName == nullptr) {
+        tracelogerror("FamilyLoadEarthOrientation: no file name");
+        return 2;
+    }
+    try {
+        return loadOrientation(chararrtostr(fileName)) ? 0 : 2;
+    } catch (...) {
+        tracelogerror("FamilyLoadEarthOrientation: Out of memory");
+        return 2;
+    }
 }

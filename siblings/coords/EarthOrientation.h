@@ -12,7 +12,7 @@ struct EarthOrientation {
     double lodS = 0;  ///< excess length of day, seconds
 };
 
-/// The four values of one `FamilySetEarthOrientation` call, never a mixture of two.
-FAMILY_API EarthOrientation earthorientation();
+/// The values at a time, of one setting or one file, never a mixture of two.
+FAMILY_API EarthOrientation earthorientation(double ds50);
 
 }  // namespace family

@@ -76,10 +76,18 @@ OBS_FAMILY_API void FamilyRemoveSensors(void);
 
 /* --- Earth orientation (libObsCoords); zeros at start --- */
 
-/** One set of values for all times.
+/** One set of values for all times; takes the place of a file's.
  *  @param dut1_s UT1-UTC; @param xp_arcsec @param yp_arcsec polar motion;
  *  @param lod_s excess length of day. Finite values only. */
 OBS_FAMILY_API int32_t FamilySetEarthOrientation(double dut1_s, double xp_arcsec, double yp_arcsec, double lod_s);
+
+/** Daily values from a CSV file with the header `mjd,dut1_s,xp_arcsec,yp_arcsec,lod_s`, one line for each
+ *  day (modified Julian date of 0h UTC, a whole number), the days without gaps. Linear between days, a leap
+ *  second stays a step; before the first and after the last day the nearest day's values hold.
+ *  Takes the place of what was set before.
+ *  @return 0, or 2 when the file cannot be read, its header is wrong, it holds no day or a line is bad
+ *          (named by its number); the former values then stay. */
+OBS_FAMILY_API int32_t FamilyLoadEarthOrientation(const char *fileName);
 
 #ifdef __cplusplus
 }

@@ -63,10 +63,38 @@ TEST(RotradecEqnx2date, OtherYears) {
     }
 }
 
+constexpr StateKm kReferenceTeme{{5094.18016210, 6127.64465950, 6380.34453270}, {-4.746131487, 0.785818041, 5.531931288}};
+constexpr StateKm kReferenceItrs{{-1033.4793830, 7901.2952754, 6380.3565958}, {-3.225636520, -2.872451450, 5.531924446}};
+constexpr StateKm kReferenceJ2000{{5102.50960, 6123.01152, 6378.13630}, {-4.7432196, 0.7905366, 5.53375619}};
+
+void expectNear(const StateKm& got, const StateKm& wanted, double km, double kms) {
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_NEAR(got.posKm[i], wanted.posKm[i], km) << i;
+        EXPECT_NEAR(got.velKms[i], wanted.velKms[i], kms) << i;
+    }
+}
+
+TEST(Frames, PublishedState) {
+    // The published numbers were made with the Julian date of UT1 in one double, which moves ITRS by 14 mm.
+    const double day = 2453101.5, fraction = (7 * 3600 + 51 * 60 + 28.386) / 86400, dut1Days = -0.4399619 / 86400;
+    const double roundedAwayS = (day + fraction + dut1Days - day - (fraction + dut1Days)) * 86400;
+    FamilySetEarthOrientation(-0.4399619 + roundedAwayS, -0.140682, 0.333309, 0.0015563);
+    constexpr double kLastDigitKm = 0.1e-6, kLastDigitKms = 1e-9;
+    StateKm got;
+    temetoitrs(kReferenceTime, kReferenceTeme, got);
+    expectNear(got, kReferenceItrs, kLastDigitKm, kLastDigitKms);
+    itrstoteme(kReferenceTime, kReferenceItrs, got);
+    expectNear(got, kReferenceTeme, kLastDigitKm, kLastDigitKms);
+    // J2000 is published to the centimetre.
+    temetoj2000(kReferenceTime, kReferenceTeme, got);
+    expectNear(got, kReferenceJ2000, 6e-6, 60e-9);
+    FamilySetEarthOrientation(0, 0, 0, 0);
+}
+
 TEST(FamilySetEarthOrientation, KeepsFiniteValuesOnly) {
     EXPECT_EQ(FamilySetEarthOrientation(-0.44, -0.14, 0.33, 0.0015), 0);
     EXPECT_EQ(FamilySetEarthOrientation(0.1, HUGE_VAL, 0, 0), 2);
-    EXPECT_EQ(earthorientation().dut1S, -0.44);
+    EXPECT_EQ(earthorientation(0).dut1S, -0.44);
     FamilySetEarthOrientation(0, 0, 0, 0);
 }
 

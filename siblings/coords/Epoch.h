@@ -1,0 +1,29 @@
+/// The time of an observation as the conversions need it, and what they share.
+#pragma once
+
+#include "siblings/include/Coords.h"
+
+namespace family {
+
+/// Julian dates in two parts; a single double would lose 20 microseconds.
+struct Epoch {
+    double utcDay = 0;  ///< UTC, 86400 s in every day
+    double utcFraction = 0;
+    double ttDay = 0;  ///< TT
+    double ttFraction = 0;
+    double yearStart = 0;  ///< 1 January 0h of the observation's year
+};
+
+/// False for a time that is not finite or that the calendar routines refuse.
+bool epochOf(double ds50, Epoch& epoch);
+
+/// The angle in [0, 2 pi).
+double withinTurn(double angle);
+
+bool isFinite(const double vector[3]);
+bool isFinite(const StateKm& state);
+
+/// A state of no numbers: what conversions return that have no answer.
+StateKm noState();
+
+}  // namespace family
