@@ -10,6 +10,11 @@ namespace family {
 namespace {
 
 constexpr double kMostRevolutions = 1e9;
+/// Of a sum of the terms below, relative to the largest.
+constexpr double kRounding = 4e-15;
+/// A position that rounding may have moved by more than this part of its distance is no answer: from far out on a
+/// hyperbola the terms grow beyond all digits.
+constexpr double kMostLost = 1e-6;
 constexpr int kMostSteps = 200;
 /// Of sqrt(-z): cosh of more is beyond what any time needs (e^300 s), and products of it would overflow.
 constexpr double kLargestHyperbolicAngle = 300;
@@ -17,6 +22,8 @@ constexpr double kLargestHyperbolicAngle = 300;
 double dot(const double a[3], const double b[3]) {
     return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
 }
+
+double length(const double vector[3]) { return std::sqrt(dot(vector, vector)); }
 
 /// Stumpff functions c2 = (1 - cos sqrt z) / z and c3 = (sqrt z - sin sqrt z) / sqrt(z)^3.
 struct Stumpff {
@@ -58,7 +65,7 @@ struct KeplerEquation {
     double alpha = 0;   ///< 1 / semi-major axis: negative for a hyperbola
 
     explicit KeplerEquation(const StateKm& from) {
-        radius = std::sqrt(dot(from.posKm, from.posKm));
+        radius = length(from.posKm);
         sigma = dot(from.posKm, from.velKms) / sqrtMu;
         alpha = 2 / radius - dot(from.velKms, from.velKms) / earthmukm3s2();
     }
@@ -79,7 +86,7 @@ struct KeplerEquation {
                 u3,
                 radius * u1 + sigma * u2 + u3,
                 radius * (1 - z * stumpff.c2) + sigma * u1 + u2,
-                1e-15 * (std::abs(radius * u1) + std::abs(sigma * u2) + u3)};
+                kRounding * (std::abs(radius * u1) + std::abs(sigma * u2) + u3)};
     }
 
     bool bracket(double time, double& low, double& high) const;
@@ -111,7 +118,8 @@ bool KeplerEquation::solve(double time, double& x) const {
     double lastStep = high - low;
     for (int i = 0; i < kMostSteps; ++i) {
         const At here = at(x);
-        if (std::abs(here.time - time) <= here.rounding || high - low <= 2e-16 * high) {
+        const bool close = std::abs(here.time - time) <= here.rounding || high - low <= 2e-16 * high;
+        if (close && here.rounding <= kMostLost * time) {
             return true;
         }
         (here.time < time ? low : high) = x;
@@ -152,7 +160,9 @@ bool forward(const KeplerEquation& kepler, const StateKm& from, double seconds, 
         to.posKm[i] = f * from.posKm[i] + g * from.velKms[i];
         to.velKms[i] = fRate * from.posKm[i] + gRate * from.velKms[i];
     }
-    return isFinite(to);
+    const double lostKm = kRounding * (std::abs(f) * kepler.radius + std::abs(g) * length(from.velKms)) +
+                          end.rounding / kepler.sqrtMu * length(to.velKms);
+    return isFinite(to) && lostKm <= kMostLost * length(to.posKm);
 }
 
 /// Motion is the same backwards, with the velocity turned round.

@@ -65,7 +65,8 @@ FAMILY_API void itrstohorizon(double latitude, double longitude, double heightKm
 
 /// Two-body motion over `seconds` (of either sign) about the Earth of the constants library, in an
 /// inertial frame; any conic section. False, with `to` unchanged, for a state at the centre or not finite,
-/// for more than 1e9 revolutions (their phase is lost in the rounding of the period) and for what does not converge.
+/// for what does not converge, and where rounding would cost a millionth of the distance: beyond 1e9
+/// revolutions, or on a hyperbola from very far out.
 FAMILY_API bool twobodymotion(const StateKm& from, double seconds, StateKm& to);
 
 }  // namespace family
