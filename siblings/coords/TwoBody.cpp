@@ -23,7 +23,9 @@ double dot(const double a[3], const double b[3]) {
     return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
 }
 
-double length(const double vector[3]) { return std::sqrt(dot(vector, vector)); }
+double length(const double vector[3]) {
+    return std::sqrt(dot(vector, vector));
+}
 
 /// Stumpff functions c2 = (1 - cos sqrt z) / z and c3 = (sqrt z - sin sqrt z) / sqrt(z)^3.
 struct Stumpff {

@@ -89,7 +89,7 @@ bool readsettingsfile(std::string_view operation, std::string_view fileName, std
             continue;
         }
         split(line, fields);
-        const char* wrong = fields.size() == count ? take(fields) : "it must have as many fields as the header";
+        const char* wrong = fields.size() == count ? take(fields) : "there must be as many fields as in the header";
         if (wrong == nullptr) {
             continue;
         }
