@@ -1,13 +1,14 @@
 #!/bin/sh
 # Installs the Debian packages that this project needs, if any is missing.
 #
-# usage: tools/packages.sh SET...    sets: build, test, bench, lint
+# usage: tools/packages.sh SET...    sets: build, test, bench, lint, fixtures
 set -eu
 
 build="g++ cmake ninja-build liberfa-dev libspdlog-dev libfmt-dev libcli11-dev"
 test="libgtest-dev python3 pkg-config"
 bench="libbenchmark-dev libabsl-dev libboost-dev"
 lint="clang clang-format clang-tidy"
+fixtures="python3 python3-astropy python3-erfa python3-skyfield python3-mpmath"
 
 wanted=
 for set in "$@"; do
@@ -16,6 +17,7 @@ for set in "$@"; do
         test) wanted="$wanted $test" ;;
         bench) wanted="$wanted $bench" ;;
         lint) wanted="$wanted $lint" ;;
+        fixtures) wanted="$wanted $fixtures" ;;
         *) echo "tools/packages.sh: there is no set '$set'" >&2; exit 2 ;;
     esac
 done

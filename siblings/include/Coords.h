@@ -43,7 +43,7 @@ FAMILY_API void itrstoteme(double ds50, const StateKm& itrs, StateKm& teme);
 FAMILY_API void temetoitrs(double ds50, const StateKm& teme, StateKm& itrs);
 
 /// Precession, nutation and equation of the equinoxes as `rotradec_eqnx2date`. The frame's own turning,
-/// some 0.05 mm/s at 7000 km, is left out of the velocity, as TEME is meant.
+/// below 0.1 mm/s at 7000 km, is left out of the velocity, as TEME is meant.
 FAMILY_API void temetoj2000(double ds50, const StateKm& teme, StateKm& j2000);
 FAMILY_API void j2000toteme(double ds50, const StateKm& j2000, StateKm& teme);
 

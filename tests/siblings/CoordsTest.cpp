@@ -85,9 +85,8 @@ TEST(Frames, PublishedState) {
     expectNear(got, kReferenceItrs, kLastDigitKm, kLastDigitKms);
     itrstoteme(kReferenceTime, kReferenceItrs, got);
     expectNear(got, kReferenceTeme, kLastDigitKm, kLastDigitKms);
-    // J2000 is published to the centimetre.
     temetoj2000(kReferenceTime, kReferenceTeme, got);
-    expectNear(got, kReferenceJ2000, 6e-6, 60e-9);
+    expectNear(got, kReferenceJ2000, kLastDigitKm, kLastDigitKms);
     FamilySetEarthOrientation(0, 0, 0, 0);
 }
 
