@@ -103,7 +103,7 @@ TEST_F(Fixtures, Equinoxes) {
 }
 
 TEST_F(Fixtures, States) {
-    for (const Row& row : rowsOf("states.csv")) {
+    for (const Row& row : rowsOf("frames.csv")) {
         const auto& n = row.numbers;
         ASSERT_EQ(FamilySetEarthOrientation(n[1], n[2], n[3], n[4]), 0);
         const bool fixed = row.kind == "itrs";
