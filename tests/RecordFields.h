@@ -17,7 +17,8 @@ inline std::map<std::string, double> fieldsOf(const ObsRecord& rec) {
             {"rangeAccel", rec.rangeAccel}, {"senPosX", rec.senPos[0]},     {"senPosY", rec.senPos[1]},
             {"senPosZ", rec.senPos[2]},     {"senVelX", rec.senVel[0]},     {"senVelY", rec.senVel[1]},
             {"senVelZ", rec.senVel[2]},     {"satPosX", rec.satPos[0]},     {"satPosY", rec.satPos[1]},
-            {"satPosZ", rec.satPos[2]}};
+            {"satPosZ", rec.satPos[2]},     {"satVelX", rec.satVel[0]},     {"satVelY", rec.satVel[1]},
+            {"satVelZ", rec.satVel[2]}};
 }
 
 inline double fieldOf(const ObsRecord& rec, const std::string& name) {

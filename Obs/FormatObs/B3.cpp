@@ -52,8 +52,7 @@ void putMeasurements(const ObsRecord& rec, const CardWriter& card) {
 }
 
 void putComponents(const CardWriter& card, Columns first, int decimals, const double* values) {
-    for (unsigned i = 0; i < 3; ++i)
-        putFixed(card.at(first) + i * first.width(), first.width(), decimals, values[i]);
+    for (const Columns& field : eci::components(first)) putFixed(card.at(field), field.width(), decimals, *values++);
 }
 
 void putEciPositionVelocity(const ObsRecord& rec, const CardWriter& card) {

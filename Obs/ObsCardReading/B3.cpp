@@ -53,23 +53,6 @@ bool isValid(const CardText& card, char type) {
     return true;
 }
 
-// --- Fields that both card forms share ----------------------------------------------
-
-bool readSatNum(const CardText& card, Columns columns, std::int32_t& satNum) {
-    return family::readalpha5(card.at(columns), satNum);
-}
-
-bool readTail(const CardText& card, ObsRecord& rec) {
-    rec.obsType = family::obstypechartoint(card.at(b3::kObsType.first));
-    return readDigits(card.at(b3::kEquinoxInd), rec.equinoxInd) && readDigits(card.at(b3::kIndicator1), rec.indicator1) &&
-           readDigits(card.at(b3::kIndicator2), rec.indicator2);
-}
-
-bool readSatNums(const CardText& card, Columns satNum, ObsRecord& rec) {
-    return readSatNum(card, satNum, rec.satNum) && readSatNum(card, b3::kAltSatNum1, rec.altSatNum1) &&
-           readSatNum(card, b3::kAltSatNum2, rec.altSatNum2);
-}
-
 // --- Measurements of a B3 card --------------------------------------------------------
 
 bool readRange(const CardText& card, ObsRecord& rec) {
@@ -132,22 +115,38 @@ bool IsB3Format(const CardText& card) {
     return kAngleCardTypes.find(upperCase(card.at(b3::kObsType.first))) != std::string_view::npos;
 }
 
-MaybeRefusal readB3Carefully(const CardText& card, ObsRecord& rec) {
-    rec.secClass = card.at(b3::kSecClass.first);
-    if (!readDigits(card.at(b3::kSenNum), rec.senNum) || !readTail(card, rec)) return badCard(card);
-    if (!isValid(card, card.at(b3::kObsType.first))) return badCard(card);
-
-    char date[15];
+double readB3Date(const CardText& card, char (&date)[15]) {
     constexpr unsigned kBeforePoint = 11;
     for (unsigned i = 0, column = b3::kDateTime.first; i < sizeof date; ++i)
         date[i] = i == kBeforePoint ? '.' : card.at(column++);
-    rec.obsTime = family::dtgtods50({date, sizeof date});
+    return family::dtgtods50({date, sizeof date});
+}
+
+bool readB3Tail(const CardText& card, ObsRecord& rec) {
+    rec.obsType = family::obstypechartoint(card.at(b3::kObsType.first));
+    return readDigits(card.at(b3::kEquinoxInd), rec.equinoxInd) && readDigits(card.at(b3::kIndicator1), rec.indicator1) &&
+           readDigits(card.at(b3::kIndicator2), rec.indicator2);
+}
+
+bool readB3SatNums(const CardText& card, Columns satNum, ObsRecord& rec) {
+    return family::readalpha5(card.at(satNum), rec.satNum) &&
+           family::readalpha5(card.at(b3::kAltSatNum1), rec.altSatNum1) &&
+           family::readalpha5(card.at(b3::kAltSatNum2), rec.altSatNum2);
+}
+
+MaybeRefusal readB3Carefully(const CardText& card, ObsRecord& rec) {
+    rec.secClass = card.at(b3::kSecClass.first);
+    if (!readDigits(card.at(b3::kSenNum), rec.senNum) || !readB3Tail(card, rec)) return badCard(card);
+    if (!isValid(card, card.at(b3::kObsType.first))) return badCard(card);
+
+    char date[15];
+    rec.obsTime = readB3Date(card, date);
     if (family::eqr(rec.obsTime, 0.0)) {
         // The message shows the text with its point, which stands nowhere on the card.
         return Refusal{"ReadB3: Bad date time string in B3 card (", std::string(date, sizeof date), 0, ")."};
     }
     // Nothing may become 0 in silence: what the validation let pass and no rule decodes is a bad card.
-    if (!readSatNums(card, b3::kSatNum, rec) || !readMeasurements(card, rec)) return badCard(card);
+    if (!readB3SatNums(card, b3::kSatNum, rec) || !readMeasurements(card, rec)) return badCard(card);
     return std::nullopt;
 }
 
@@ -165,8 +164,8 @@ MaybeRefusal ReadB3Ext(const CardText& card, ObsRecord& rec) {
     double hours = 0, minutes = 0, seconds = 0;
     std::int32_t microseconds = 0;
     rec.secClass = 'U';
-    const bool read = readDigits(card.at(b3e::kSenNum), rec.senNum) && readTail(card, rec) &&
-                      readSatNums(card, b3e::kSatNum, rec) &&
+    const bool read = readDigits(card.at(b3e::kSenNum), rec.senNum) && readB3Tail(card, rec) &&
+                      readB3SatNums(card, b3e::kSatNum, rec) &&
                       readDigits(card.at(b3e::kDateMicroseconds), microseconds) &&
                       family::readreal(card.at(b3e::kDeclination), b3e::kDecimals, rec.elOrDec) &&
                       family::readreal(card.at(b3e::kRaHours), 0, hours) &&

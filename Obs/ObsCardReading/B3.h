@@ -25,6 +25,17 @@ MaybeRefusal readB3Carefully(const CardText& card, ObsRecord& rec);
 
 MaybeRefusal ReadB3Ext(const CardText& card, ObsRecord& rec);
 
+// --- Parts of a card that ECI cards have as well ---
+
+/// The time, 0 when it is no date. `date` gets its text with a point before the milliseconds, as messages show it.
+double readB3Date(const CardText& card, char (&date)[15]);
+
+/// Type, equinox and indicators; false where a field cannot be decoded.
+bool readB3Tail(const CardText& card, ObsRecord& rec);
+
+/// The satellite number in the columns given and both further ones; false where one cannot be decoded.
+bool readB3SatNums(const CardText& card, Columns satNum, ObsRecord& rec);
+
 // --- Single fields of the B3 layout and of formats that share them, in record units; 0 when malformed ---
 
 double ParseOverpunchNum(std::string_view field);      ///< unscaled; at most 7 columns

@@ -1,13 +1,60 @@
 #include "Obs/ObsCardReading/Eci.h"
 
+#include <cmath>
+
+#include "Obs/CardLayouts/B3.h"
+#include "Obs/CardLayouts/CardNumbers.h"
+#include "Obs/CardLayouts/Eci.h"
+#include "Obs/ObsCardReading/B3.h"
+#include "Obs/ObsTypes/TypeSets.h"
+#include "siblings/include/Coords.h"
+#include "siblings/include/Services.h"
+
 namespace obs {
 
-MaybeRefusal ReadECIXYZ(const CardText&, ObsRecord&) {
-    return Refusal{"ReadECIXYZ: This version does not read ECI position cards.", {}, 0, {}};
+namespace {
+
+/// Three components. NOTE: a blank one is none, where blank fields of other cards are 0: an observation that is
+/// nothing but a position has no component to spare.
+bool readComponents(const CardText& card, Columns first, int decimals, Vector3& values) {
+    double* value = values.data();
+    for (const Columns& field : eci::components(first))
+        if (card.isBlank(field) || !family::readreal(card.at(field), decimals, *value++)) return false;
+    return true;
 }
 
-MaybeRefusal convertType7(ObsRecord&) {
-    return Refusal{"ReadTTY2Lines: This version does not convert type 7 observations.", {}, 0, {}};
+bool readPositionVelocity(const CardText& card, ObsRecord& rec) {
+    rec.obsType = kTypeEciPositionVelocity;
+    return family::readalpha5(card.at(b3::kSatNum), rec.satNum) &&
+           readComponents(card, eci::kPosition, eci::kPositionDecimals, rec.satPos) &&
+           readComponents(card, eci::kVelocity, eci::kVelocityDecimals, rec.satVel);
+}
+
+bool readPosition(const CardText& card, ObsRecord& rec) {
+    Vector3 earthRadii;
+    if (!readB3Tail(card, rec) || !readB3SatNums(card, b3::kSatNum, rec) ||
+        !readComponents(card, eci::kCanonicalPosition, eci::kCanonicalPositionDecimals, earthRadii))
+        return false;
+    family::fromcanonicalpos(earthRadii.data(), rec.satPos.data());
+    return std::isfinite(rec.satPos[0] + rec.satPos[1] + rec.satPos[2]);
+}
+
+Refusal badCard(const CardText& card) {
+    return {"ReadECIXYZ: Bad ECI card/", std::string(card.text()), kCardLength, ""};
+}
+
+}  // namespace
+
+MaybeRefusal ReadECIXYZ(const CardText& card, ObsRecord& rec) {
+    rec.secClass = card.at(b3::kSecClass.first);
+    if (!readDigits(card.at(b3::kSenNum), rec.senNum)) return badCard(card);
+    char date[15];
+    rec.obsTime = readB3Date(card, date);
+    if (family::eqr(rec.obsTime, 0.0))
+        return Refusal{"ReadECIXYZ: Bad date time string in ECI card (", std::string(date, sizeof date), 0, ")."};
+    const bool withVelocity = upperCase(card.at(b3::kObsType.first)) == 'V';
+    if (!(withVelocity ? readPositionVelocity(card, rec) : readPosition(card, rec))) return badCard(card);
+    return std::nullopt;
 }
 
 }  // namespace obs

@@ -1,4 +1,4 @@
-/// Reader of ECI position cards (type characters "P" and "V") and conversion of type 7 observations.
+/// Reader of ECI position cards, type characters "P" and "V".
 #pragma once
 
 #include "Obs/CardLayouts/Columns.h"
@@ -7,9 +7,8 @@
 
 namespace obs {
 
+/// Reads a card that `IsB3Format_PV` recognised. As with the B3 readers, the record should be a default one, and after
+/// a refusal it may be partly filled.
 MaybeRefusal ReadECIXYZ(const CardText& card, ObsRecord& rec);
-
-/// Makes a type 7 observation, whose position (km) and velocity (km/s) stand in `senPos` and `senVel`, one of type 4.
-MaybeRefusal convertType7(ObsRecord& rec);
 
 }  // namespace obs

@@ -8,10 +8,10 @@
 
 #include "Obs/CardLayouts/CardNumbers.h"
 #include "Obs/CardLayouts/Tty.h"
-#include "Obs/ObsCardReading/Eci.h"
 #include "Obs/ObsCardReading/LineReader.h"
 #include "Obs/ObsCardReading/Rotate.h"
 #include "Obs/ObsCardReading/TtyYear.h"
+#include "Obs/ObsCardReading/Type7.h"
 #include "siblings/include/Sensors.h"
 #include "siblings/include/Services.h"
 #include "siblings/include/Time.h"

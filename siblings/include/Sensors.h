@@ -30,4 +30,7 @@ FAMILY_API std::int64_t desctokey(std::string_view description);
 /// 0, or 2 when the sensor is not known (then logged).
 FAMILY_API std::int32_t getsendata(std::int32_t number, SensorData& sensor);
 
+/// The same for callers who can do without the sensor: true when it is known, nothing logged.
+FAMILY_API bool findsendata(std::int32_t number, SensorData& sensor);
+
 }  // namespace family

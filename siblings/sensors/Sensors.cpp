@@ -154,6 +154,14 @@ std::int32_t getsendata(std::int32_t number, SensorData& sensor) {
     return 2;
 }
 
+bool findsendata(std::int32_t number, SensorData& sensor) {
+    try {
+        return findSensor(number, sensor);
+    } catch (...) {
+        return false;
+    }
+}
+
 }  // namespace family
 
 using namespace family;

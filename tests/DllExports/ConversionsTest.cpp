@@ -153,6 +153,8 @@ TEST_F(Conversions, everyPairOfFormats) {
     for (const std::int32_t type : {10, 11}) {
         EXPECT_FALSE(carry(Format::tty, fullRecord(type), back)) << "the reader looks for the time on card 2";
         EXPECT_TRUE(carry(Format::csv, fullRecord(type), back));
+        ASSERT_TRUE(carry(Format::b3, fullRecord(type), back));
+        EXPECT_EQ(back.satVel, fullRecord(type).satVel);
     }
     EXPECT_FALSE(carry(Format::csv, fullRecord(7), back));
     EXPECT_FALSE(carry(Format::b3, fullRecord(7), back));

@@ -17,8 +17,9 @@ namespace obs::test {
 namespace {
 
 std::string caseCard(const std::string& base) {
-    for (const Case& one : readCases(OBS_TEST_DATA "/b3/b3.cases"))
-        if (one.card[74] == base[0]) return one.card;
+    for (const char* file : {OBS_TEST_DATA "/b3/b3.cases", OBS_TEST_DATA "/eci/eci.cases"})
+        for (const Case& one : readCases(file))
+            if (one.card[74] == base[0]) return one.card;
     throw std::runtime_error("no card of type " + base);
 }
 
@@ -188,6 +189,7 @@ TEST_F(Exports, anyBytesAreACard) {
     std::vector<std::string> seeds;
     for (const Case& one : readCases(OBS_TEST_DATA "/b3/b3.cases")) seeds.push_back(one.card);
     for (const Case& one : readCases(OBS_TEST_DATA "/b3/b3e.cases")) seeds.push_back(one.card);
+    for (const Case& one : readCases(OBS_TEST_DATA "/eci/eci.cases")) seeds.push_back(one.card);
     std::int32_t added = 0;
     for (int round = 0; round < 20000; ++round) {
         std::string card = seeds[random() % seeds.size()];
@@ -223,9 +225,10 @@ protected:
         Exports::TearDown();
     }
     void fill() {
-        for (const char* type : {"5", "1", "4", "0", "6", "8"}) {
+        char hour = '0';
+        for (const char* type : {"5", "1", "V", "4", "0", "P", "6", "8"}) {
             std::string card = caseCard(type);
-            card.replace(14, 2, std::string("1") + type);  // another hour each
+            card[15] = hour++;  // another hour each, from 10 on
             ASSERT_GT(ObsAddFrB3Card(card.c_str()), 0);
         }
     }
@@ -242,7 +245,7 @@ TEST_F(Saving, writesByKeyAndLoadsAgain) {
     std::istringstream lines(saved);
     std::vector<std::string> cards;
     for (std::string line; std::getline(lines, line);) cards.push_back(line);
-    ASSERT_EQ(cards.size(), 7u);
+    ASSERT_EQ(cards.size(), 9u);
     EXPECT_TRUE(std::is_sorted(cards.begin(), cards.end() - 1, [](const auto& a, const auto& b) { return a.substr(9, 14) < b.substr(9, 14); }));
     for (const std::string& card : cards) EXPECT_NE(card.back(), ' ');
 
@@ -253,7 +256,7 @@ TEST_F(Saving, writesByKeyAndLoadsAgain) {
 
     ObsRemoveAll();
     EXPECT_EQ(ObsLoadFile(file_.c_str()), 0);
-    EXPECT_EQ(ObsGetCount(), 7);
+    EXPECT_EQ(ObsGetCount(), 9);
     const auto again = folder_ / "again.txt";
     EXPECT_EQ(ObsSaveFile(again.c_str(), 0, 0), 0);
     std::string a = contentOf(again), b = saved;
@@ -292,7 +295,7 @@ TEST_F(Saving, failuresLeaveTheOldFile) {
     EXPECT_EQ(ObsSaveFile(folder_.c_str(), 0, 0), EISDIR);
     EXPECT_EQ(ObsSaveFile("/dev/full", 0, 0), 0);
     EXPECT_NE(log_.errors.back().find("No space left on device"), std::string::npos) << log_.errors.back();
-    EXPECT_EQ(ObsGetCount(), 6);
+    EXPECT_EQ(ObsGetCount(), 8);
 }
 
 }  // namespace obs::test

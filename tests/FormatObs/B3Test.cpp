@@ -154,7 +154,7 @@ TEST(B3Writer, cardsComeBack) {
     constexpr double kHalfAngleDigit = 0.5e-4, kHalfRaDigit = 0.05 * 15 / 3600, kHalfRateDigit = 0.5e-5,
                      kHalfMillisecond = 0.5e-3 / 86400, kHalfMetre = 0.5e-3, kNoise = 1e-9;
     for (int round = 0; round < 4000; ++round) {
-        static constexpr std::int32_t kTypes[] = {0, 1, 2, 3, 4, 5, 6, 8, 9, 18, 19};
+        static constexpr std::int32_t kTypes[] = {0, 1, 2, 3, 4, 5, 6, 8, 9, 10, 11, 18, 19};
         ObsRecord rec = plainRecord(kTypes[random() % std::size(kTypes)]);
         const std::int32_t type = rec.obsType;
         rec.obsTime = uniform(2557, 39000);
@@ -165,7 +165,10 @@ TEST(B3Writer, cardsComeBack) {
         if (ObsHasRange(type)) rec.range = std::pow(10.0, uniform(-4, 6.9));
         if (ObsHasRangeRate(type)) rec.rangeRate = uniform(-99, 99);
         if (type == 4) rec.elRate = uniform(-9.9, 9.9);
-        if (kSensorPositionTypes.has(type)) rec.senPos = {uniform(-9e4, 9e4), 0, uniform(-1, 1)};
+        if (kSensorPositionTypes.has(type)) rec.senPos = {uniform(-9e4, 9e4), 0, uniform(-1, -0.001)};
+        if (type == 10) rec.satPos = {uniform(-6e5, 6e5), 0, uniform(-1e-4, 1e-4)};
+        if (type == 11) rec.satPos = {0, uniform(-9e5, 9e5), uniform(-1e-6, 1e-6)};
+        if (type == 11) rec.satVel = {uniform(-99, 99), 0, -1e-9};
         const std::string card = written(rec);
         ASSERT_EQ(ObsCardType(card), LineClass::b3) << card;
         ObsRecord back;
@@ -179,6 +182,11 @@ TEST(B3Writer, cardsComeBack) {
         EXPECT_NEAR(back.rangeRate, rec.rangeRate, kHalfRateDigit + kNoise) << card;
         EXPECT_NEAR(back.elRate, rec.elRate, kHalfAngleDigit + kNoise) << card;
         EXPECT_NEAR(back.senPos[0], rec.senPos[0], kHalfMetre + kNoise) << card;
+        const double halfEciDigit = type == 10 ? 0.5e-8 * 6378.135 : 0.5e-6;
+        for (std::size_t i = 0; i < 3; ++i) {
+            EXPECT_NEAR(back.satPos[i], rec.satPos[i], halfEciDigit + kNoise) << card;
+            EXPECT_NEAR(back.satVel[i], rec.satVel[i], kNoise) << card;
+        }
         EXPECT_EQ(written(back), card);
     }
 }

@@ -42,6 +42,7 @@ bool sameMeasurements(const ObsRecord& a, const ObsRecord& b) {
 TEST(B3Cases, cardsGiveTheirFieldsOrTheirMessage) {
     for (const Case& one : readCases(OBS_TEST_DATA "/b3/b3.cases")) runCase(one);
     for (const Case& one : readCases(OBS_TEST_DATA "/b3/b3e.cases")) runCase(one);
+    for (const Case& one : readCases(OBS_TEST_DATA "/eci/eci.cases")) runCase(one);
 }
 
 // The quick path decides nothing: what it takes, the careful reader reads to the same bits.

@@ -6,6 +6,7 @@
 #include "Obs/ObsCardReading/LineReader.h"
 #include "Obs/ObsCardReading/Tty.h"
 #include "Obs/ObsCardReading/TtyYear.h"
+#include "siblings/include/ObsFamily.h"
 #include "tests/CaseFile.h"
 #include "tests/RecordFields.h"
 
@@ -67,7 +68,7 @@ TEST_F(TtyCases, refusalsSayAndQuoteAll) {
     EXPECT_EQ(messageOf(ReadTTYFrLines(good.card, std::string("x"), rec)),
               "ReadTTY2Lines: Bad TTY card #2 " + inBrackets("x"));
     EXPECT_EQ(messageOf(ReadTTYFrLines(seven.card, seven.card2, rec)),
-              "ReadTTY2Lines: This version does not convert type 7 observations.");
+              "ReadTTY2Lines: A type 7 observation needs its sensor, and sensor 211 is not known.");
     SetTTYYear(0);
     EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, rec)),
               "ReadTTY1stLine: Must set the year for TTY input file.");
@@ -112,6 +113,19 @@ TEST_F(TtyCases, rotatesToDateUnlessTold) {
         EXPECT_NEAR(rotated.azOrRa, kept.azOrRa, 0.5);
         EXPECT_EQ(rotated.senPos, type == '5' ? Vector3{} : kept.senPos);
     }
+}
+
+// The pole stays where it is while the Earth turns, so that what is seen from there is plain geometry.
+TEST_F(TtyCases, type7BecomesType4UnlessTold) {
+    const Case seven = messageOfType('7');
+    FamilyAddSensor(211, "POLE", 90, 0, 0);
+    ObsRecord converted, kept;
+    kept.rotateToDate = 0;
+    EXPECT_EQ(messageOf(ReadTTYFrLines(seven.card, seven.card2, converted)), "");
+    EXPECT_EQ(messageOf(ReadTTYFrLines(seven.card, seven.card2, kept)), "");
+    FamilyRemoveSensors();
+    EXPECT_EQ(std::pair(converted.obsType, kept.obsType), std::pair(4, 7));
+    EXPECT_NEAR(converted.range, std::hypot(kept.senPos[0], kept.senPos[1], kept.senPos[2] - 6356.752314245), 1e-6);
 }
 
 // Digits are taken eight at a time; whatever else a field holds, its value is that of the general number reader.

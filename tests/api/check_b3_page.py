@@ -1,17 +1,18 @@
 #!/usr/bin/env python3
-"""Holds the column tables of docs/formats/b3.md against the constants of Obs/CardLayouts/B3.h and Eci.h.
+"""Holds the column tables of docs/formats/b3.md and eci.md against the constants of Obs/CardLayouts/B3.h and Eci.h.
 
 A row `| 24-29 | 6 | ... | decimals | `kName` |` must show the columns of its constant (or of the record field that a
 signed field fills) and, where one has them, its decimals; every constant with columns must have a row; and rows
 of one table must follow one another without a gap.
 
-usage: check_b3_page.py PAGE CARDLAYOUTS_FOLDER
+usage: check_b3_page.py FORMATS_FOLDER CARDLAYOUTS_FOLDER
 """
 import re
 import sys
 from pathlib import Path
 
-page, folder = Path(sys.argv[1]).read_text(), Path(sys.argv[2])
+pages, folder = Path(sys.argv[1]), Path(sys.argv[2])
+page = (pages / "b3.md").read_text() + (pages / "eci.md").read_text()
 code = (folder / "B3.h").read_text() + (folder / "Eci.h").read_text()
 
 IN_TEXT_ONLY = {"kDateMicroseconds"}
