@@ -378,6 +378,74 @@ OBS_API int32_t ObsGetFieldReals(int32_t count, const int64_t *keys, int32_t fie
  *  @param[out] name,unit,form 512 characters each; `form` is how ObsGetField writes it: A1, I0, I1, I9 or F35.15.
  *  @return 0, or 2 for another index. */
 OBS_API int32_t ObsGetFieldInfo(int32_t fieldIndex, char name[512], char unit[512], char form[512]);
+/* ---------------------------------------------------------------- states ---- */
+
+/** Elements of the states array. Those of one row are there together: the mask, an integer carried as a real, is the
+ *  sum of the 2^bit of the rows that the observation determines; all others are 0.
+ *
+ *  | elements | bit | holds                                  | unit                |
+ *  |----------|-----|----------------------------------------|---------------------|
+ *  | 0        |     | mask                                   |                     |
+ *  | 1        | 0   | time                                   | days since 1950 UTC |
+ *  | 2-4      | 1   | satellite position, of date            | km                  |
+ *  | 5-7      | 2   | satellite velocity, of date            | km/s                |
+ *  | 8-10     | 3   | satellite position, J2000              | km                  |
+ *  | 11-13    | 4   | satellite velocity, J2000              | km/s                |
+ *  | 14-16    | 5   | sensor position, of date               | km                  |
+ *  | 17-19    | 6   | sensor velocity, of date               | km/s                |
+ *  | 20-22    | 7   | satellite latitude, longitude, height  | degrees, km         |
+ *  | 23-25    | 8   | sensor latitude, longitude, height     | degrees, km         |
+ *  | 26-27    | 9   | azimuth, elevation                     | degrees             |
+ *  | 28       | 10  | range                                  | km                  |
+ *  | 29       | 11  | range rate                             | km/s                |
+ *  | 30-31    | 12  | right ascension, declination           | degrees             |
+ *  | 32-63    |     | 0                                      |                     |
+ *
+ *  "Of date" is the true equator and mean equinox of date (TEME), J2000 the mean ones of J2000 (FK5). Latitude is
+ *  geodetic on WGS84, longitude east from -180 to 180, height above the ellipsoid. Azimuth counts from north to east,
+ *  from 0 to below 360, and so does right ascension, which is of date and as the sensor sees it. Nothing is corrected
+ *  for refraction, aberration or light time. */
+enum ObsStatesElement {
+    OBS_STATES_MASK = 0,
+    OBS_STATES_TIME = 1,
+    OBS_STATES_SAT_POS = 2,
+    OBS_STATES_SAT_VEL = 5,
+    OBS_STATES_SAT_POS_J2000 = 8,
+    OBS_STATES_SAT_VEL_J2000 = 11,
+    OBS_STATES_SEN_POS = 14,
+    OBS_STATES_SEN_VEL = 17,
+    OBS_STATES_SAT_LAT_LON_HEIGHT = 20,
+    OBS_STATES_SEN_LAT_LON_HEIGHT = 23,
+    OBS_STATES_AZ_EL = 26,
+    OBS_STATES_RANGE = 28,
+    OBS_STATES_RANGE_RATE = 29,
+    OBS_STATES_RA_DEC = 30
+};
+
+/** @defgroup ObsDataToStates ObsDataToStates
+ *  What an observation in array form says about where satellite and sensor are, at its own time.
+ *
+ *  What a type measures is given as it is, and all that follows from it: a direction also in the other pair of
+ *  angles; with a range (types 2, 3, 4, 18, 19) the position; with the rates of type 4, in degrees per second, the
+ *  velocity. Types 7, 10 and 11 are positions of date, 7 and 11 with velocity. The sensor is that of the sensor library,
+ *  which turns with the Earth. Types 8, 9, 18 and 19 carry their own, a position (and velocity, unless that is 0) of
+ *  date; their azimuth and elevation are in its horizon on WGS84. A type 13 has its sensor alone: its differences of
+ *  two sites are no range. Vectors of zeros, ranges of 0 and below, and elevations and declinations beyond 90 degrees
+ *  are not there. Without its sensor an observation gives what needs none. Right ascension is rotated to date first.
+ *  @param[in]  obsArr 64 reals, as ObsDataToArray gives them.
+ *  @param[out] states 64 reals (OBS_STATES_...), cleared first.
+ *  @return 0, or 2 when nothing is determined or the time is not within the years 1 to 9999. */
+OBS_API int32_t ObsDataToStates(const double obsArr[64], double states[64]);
+
+/** @defgroup ObsGetStates ObsGetStates
+ *  As ObsDataToStates, for a stored observation and any time. At another time than its own a satellite with position
+ *  and velocity (types 4, 7, 11) has moved on its two-body orbit, the sensor with the Earth, and all angles and ranges
+ *  are what would be seen.
+ *  @param[out] states 64 reals (OBS_STATES_...), cleared first.
+ *  @param[in]  time   days since 1950 UTC; 0 is the observation's own.
+ *  @return 0, or 2 when no stored observation has this key, for another time than the own of an observation without
+ *          velocity, and as ObsDataToStates. */
+OBS_API int32_t ObsGetStates(int64_t obsKey, double states[64], double time);
 
 /* ----------------------------------------------------------- conversions ---- */
 
