@@ -8,6 +8,7 @@
 #include <sstream>
 #include <vector>
 
+#include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 #include "Obs/ObsCardReading/Type7.h"
 #include "ObsDllExports.h"
 #include "tests/TestLog.h"
@@ -28,6 +29,8 @@ Array checked(std::int32_t status, const Array& states, const std::string& where
             std::copy_n(&states[kStateBlocks[bit].first], kStateBlocks[bit].count, &valid[kStateBlocks[bit].first]);
     EXPECT_EQ(states, valid) << where;
     for (const double real : valid) EXPECT_TRUE(std::isfinite(real)) << where;
+    for (const int angle : {OBS_STATES_AZ_EL, OBS_STATES_RA_DEC})
+        EXPECT_TRUE(states[static_cast<std::size_t>(angle)] >= 0 && states[static_cast<std::size_t>(angle)] < 360) << where;
     EXPECT_EQ(status, valid[0] == 0 ? 2 : 0) << where;
     return states;
 }
@@ -116,7 +119,7 @@ TEST_F(StatesOf, whatATypeDetermines) {
         {8, {2}, kUnknownSensor, placed}, {11, {2}, kUnknownSensor, time | position | velocity},
         {13, {2}, kUnknownSensor, 0}, {-1, {}, 0, sensor},
         // what is as good as not there
-        {2, {6}, 0, sensor | angles}, {8, {6}, -1, sensor | angles}, {4, {4}, 90.001, sensor | range | rate},
+        {2, {6}, 0, sensor | angles}, {3, {6}, -1, sensor | angles | rate}, {4, {4}, 90.001, sensor | range | rate},
         {9, {19, 20, 21}, 0, placed & ~moving}, {9, {16, 17, 18}, 0, time | raDec | range},
         {11, {16, 17, 18}, 0, sensor | velocity}, {11, {19, 20, 21}, 0, placed},
     };
@@ -128,6 +131,14 @@ TEST_F(StatesOf, whatATypeDetermines) {
     }
     ASSERT_EQ(log_.errors.size(), 1u);
     EXPECT_EQ(log_.errors[0], "ObsDataToStates: The observation determines nothing (type 13, sensor 999).");
+}
+
+// A record that keeps another equinox is rotated as an array is.
+TEST_F(StatesOf, anotherEquinox) {
+    Array five = fullArray(5), states;
+    five[22] = 2;
+    EXPECT_EQ(obsrec2states(obsarr2obsrec(five.data(), 0), 0, states.data()), "");
+    EXPECT_EQ(states, statesOf(five));
 }
 
 // From a type 4 to its state, to the type 7 of that state, and back.
@@ -185,7 +196,7 @@ TEST_F(StatesOf, otherTimesNeedAVelocity) {
 TEST_F(StatesOf, anyNumbers) {
     for (int type = -1; type <= 20; ++type)
         for (std::size_t element = 0; element < 23; ++element)
-            for (const double value : {std::nan(""), HUGE_VAL, -HUGE_VAL, 1e300, -1.7e308, 5e-324, -1.0, 0.0, 1e9}) {
+            for (const double value : {std::nan(""), HUGE_VAL, -HUGE_VAL, 1e300, -1.7e308, -1e-20, -1.0, 0.0, 1e9}) {
                 Array obsArr = fullArray(type);
                 obsArr[element] = value;
                 const std::string where =
