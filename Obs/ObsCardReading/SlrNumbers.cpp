@@ -1,3 +1,5 @@
+#include "Obs/ObsCardReading/SlrNumbers.h"
+
 #include <algorithm>
 #include <array>
 
@@ -60,6 +62,20 @@ std::int32_t Nasa2SsnSen(std::int32_t stationNumber) {
     if (stationNumber == kExceptionalStation) return kExceptionalSensor;
     const auto found = std::find(kStations.begin(), kStations.end(), stationNumber);
     return found == kStations.end() ? 0 : kFirstSensor + static_cast<std::int32_t>(found - kStations.begin());
+}
+
+std::int32_t Ssn2NasaSat(std::int32_t satNum) {
+    const auto found = std::find_if(kSatellites.begin(), kSatellites.end(),
+                                    [=](const SatellitePair& pair) { return pair.satNum == satNum; });
+    return found == kSatellites.end() ? 0 : found->nasaNumber;
+}
+
+std::int32_t Ssn2NasaSen(std::int32_t senNum) {
+    if (senNum == kExceptionalSensor) return kExceptionalStation;
+    const std::int64_t row = static_cast<std::int64_t>(senNum) - kFirstSensor;
+    if (row < 0 || row >= static_cast<std::int64_t>(kStations.size())) return 0;
+    const std::int32_t station = kStations[static_cast<std::size_t>(row)];
+    return station == kExceptionalStation ? 0 : station;  // nobody has the number of that row
 }
 
 }  // namespace obs

@@ -213,6 +213,16 @@ OBS_API void ObsSetLoadCallback(void (*report)(int32_t kind, const char *fileNam
                                                const char *reason, void *user),
                                 void *user);
 
+/** @defgroup ObsSetSlrCorrections ObsSetSlrCorrections
+ *  Addition. What is applied to laser ranges read from now on; nothing at start. A correction that the file has
+ *  applied is not applied again; one that cannot be computed is left out: the models need the weather, the
+ *  wavelength, an elevation (above 3 and 10 degrees) and the station in the sensor library.
+ *  @param[in] troposphere 0 none, 1 Mendes-Pavlis, 2 Marini-Murray; a delay that the file gives goes before both.
+ *  @param[in] centreOfMass nonzero: to the satellite's centre of mass, by the file or for LAGEOS 1 and 2, LARES
+ *             and Ajisai.
+ *  @return 0, or 2 for another troposphere. */
+OBS_API int32_t ObsSetSlrCorrections(int32_t troposphere, int32_t centreOfMass);
+
 /* -------------------------------------------------------------- parsing ---- */
 
 /** @defgroup ObsB3Parse ObsB3Parse
@@ -575,6 +585,21 @@ OBS_API int32_t ObsSaveFile(const char *fileName, int32_t saveMode, int32_t save
 /** @defgroup ObsSaveFileGID ObsSaveFileGID
  *  As ObsSaveFile, for the observations of one group. An empty store touches no file. */
 OBS_API int32_t ObsSaveFileGID(const char *fileName, int32_t gid, int32_t saveMode, int32_t saveForm);
+
+/** @defgroup ObsSaveSlrFile ObsSaveSlrFile
+ *  Addition. Writes the ranges of laser stations (types 2 and 6) as a CRD file, version 2, by station, satellite and
+ *  time. Other observations, and what CRD cannot carry, are left out; an information line tells both counts.
+ *  The corrections set by ObsSetSlrCorrections are taken for those that the ranges have in them.
+ *  @param[in] saveMode 0 creates the file, or replaces it once completely written; any other value
+ *             appends, the end mark of what is there moving to the new end.
+ *  @param[in] dataType 0 full rate, 1 normal points.
+ *  @return 0, 2 for another data type, or the system's error number when a file cannot be opened. A failing write is
+ *          logged with its reason. */
+OBS_API int32_t ObsSaveSlrFile(const char *fileName, int32_t saveMode, int32_t dataType);
+
+/** @defgroup ObsSaveSlrFileGID ObsSaveSlrFileGID
+ *  As ObsSaveSlrFile, for the observations of one group. An empty store touches no file. */
+OBS_API int32_t ObsSaveSlrFileGID(const char *fileName, int32_t gid, int32_t saveMode, int32_t dataType);
 
 #ifdef __cplusplus
 }

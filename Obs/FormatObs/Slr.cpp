@@ -1,0 +1,335 @@
+#include "Obs/FormatObs/Slr.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "Obs/CardLayouts/Columns.h"
+#include "Obs/ObsCardReading/Slr.h"
+#include "Obs/ObsCardReading/SlrCorrections.h"
+#include "Obs/ObsCardReading/SlrNumbers.h"
+#include "Obs/ObsTree/Store.h"
+#include "siblings/include/Constants.h"
+#include "siblings/include/Sensors.h"
+#include "siblings/include/Services.h"
+#include "siblings/include/Time.h"
+
+namespace obs {
+
+namespace {
+
+constexpr double kSecondsPerDay = 86400;
+constexpr double kLongestGapDays = 1800 / kSecondsPerDay;
+constexpr double kLongestSessionDays = 8 * 3600 / kSecondsPerDay;
+constexpr std::size_t kBlockSize = 256 * 1024;
+constexpr std::string_view kEndMark = "H9\n";
+
+/// One range as CRD carries it.
+struct SlrRange {
+    double obsTime = 0;  ///< days since 1950 UTC, at the satellite
+    double rangeKm = 0;  ///< one-way
+    double elevationDeg = 0;
+    double azimuthDeg = 0;
+    std::int32_t senNum = 0;
+    std::int32_t satNum = 0;
+    std::int32_t padNumber = 0;
+    bool hasAngles = false;
+};
+
+// --- Text -----------------------------------------------------------------------------------
+
+void put(std::string& text, std::string_view word) {
+    if (!text.empty() && text.back() != '\n') text += ' ';
+    text += word;
+}
+
+void put(std::string& text, std::int64_t number) {
+    put(text, std::string_view(std::to_string(number)));
+}
+
+/// 0 is no number here.
+void putOrMissing(std::string& text, std::int64_t number) {
+    if (number != 0) put(text, number);
+    else put(text, "na");
+}
+
+void putFixed(std::string& text, double value, int decimals) {
+    char digits[32];
+    const char* const end =
+        std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, decimals).ptr;
+    put(text, {digits, static_cast<std::size_t>(end - digits)});
+}
+
+struct DayAndSecond {
+    double day;
+    double second;
+
+    /// The difference is exact, the product within a few units of 1e-11 s.
+    explicit DayAndSecond(double timeDs50)
+        : day(std::floor(timeDs50)), second((timeDs50 - day) * kSecondsPerDay) {}
+};
+
+/// The second of day in 0.1 us, or finer where the time resolves more: so that it reads back to the same time.
+void putSecondOfDay(std::string& text, double timeDs50) {
+    const DayAndSecond at(timeDs50);
+    char digits[32];
+    for (int decimals = 7;; ++decimals) {
+        char* const end =
+            std::to_chars(digits, digits + sizeof digits, at.second, std::chars_format::fixed, decimals).ptr;
+        double second = 0;
+        std::from_chars(digits, end, second);
+        if (decimals < 12 && at.day + second / kSecondsPerDay != timeDs50) continue;
+        return put(text, {digits, static_cast<std::size_t>(end - digits)});
+    }
+}
+
+struct Date {
+    std::int32_t year = 0, month = 0, day = 0;
+
+    explicit Date(double dayDs50) {
+        std::int32_t dayOfYear = 0, hour = 0, minute = 0;
+        double seconds = 0;
+        family::dyklok(dayDs50, 0, year, dayOfYear, hour, minute, seconds);
+        family::jul2mmdd(year, dayOfYear, month, day);
+    }
+};
+
+/// Year month day hour minute second, the latter without its fraction.
+void putTime(std::string& text, double timeDs50) {
+    const DayAndSecond at(timeDs50);
+    const Date date(at.day);
+    const auto second = static_cast<std::int32_t>(at.second);
+    for (const std::int32_t part : {date.year, date.month, date.day, second / 3600, second / 60 % 60, second % 60})
+        put(text, part);
+}
+
+// --- Session --------------------------------------------------------------------------------
+
+using RangeIterator = std::vector<SlrRange>::const_iterator;
+
+constexpr std::size_t kLongestName = 40;
+
+/// The sensor's description as one word.
+std::string stationName(std::int32_t senNum) {
+    family::SensorData sensor;
+    if (!family::findsendata(senNum, sensor)) return "na";
+    std::string_view description(sensor.description, sizeof sensor.description);
+    description = description.substr(0, description.find_last_not_of(' ') + 1);
+    std::string name(description.substr(0, kLongestName));
+    for (char& c : name)
+        if (c <= ' ' || c > '~') c = '_';
+    return name.empty() ? "na" : name;
+}
+
+/// The moment at which the file is made: year, month, day and hour.
+void putProduction(std::string& text) {
+    constexpr double kDs50Of1970 = 7306;
+    const std::chrono::duration<double, std::ratio<86400>> days = std::chrono::system_clock::now().time_since_epoch();
+    const DayAndSecond now(kDs50Of1970 + days.count());
+    const Date date(now.day);
+    put(text, "H1 CRD 2");
+    for (const std::int32_t part : {date.year, date.month, date.day, static_cast<std::int32_t>(now.second / 3600)})
+        put(text, part);
+    text += '\n';
+}
+
+void putTarget(std::string& text, std::int32_t satNum) {
+    put(text, "H3 na");
+    putOrMissing(text, Ssn2NasaSat(satNum));
+    put(text, "na");
+    put(text, satNum);
+    put(text, "0 1 1\n");  // no clock on board; a passive target, in orbit about the Earth
+}
+
+/// H4: no more is known of the flags than what the readers of this process apply, and nothing of the quality.
+void putSpan(std::string& text, SlrDataType type, double firstTime, double lastTime) {
+    const SlrCorrectionSettings applied = slrCorrections();
+    put(text, "H4");
+    put(text, static_cast<std::int32_t>(type));
+    putTime(text, firstTime);
+    putTime(text, lastTime);
+    put(text, applied.troposphere != SlrTroposphere::none ? "0 1" : "0 0");
+    put(text, applied.centreOfMass ? "1" : "0");
+    put(text, "0 1 0 2 2\n");
+}
+
+void putRange(std::string& text, const SlrRange& range, SlrDataType type) {
+    put(text, type == SlrDataType::normalPoints ? "11" : "10");
+    putSecondOfDay(text, range.obsTime);
+    putFixed(text, 2 * range.rangeKm / family::speedoflightkms(), 12);
+    // The configuration; epoch event 1, since the time is that at the satellite.
+    put(text, type == SlrDataType::normalPoints ? "std 1 na na na na na na na na na\n" : "std 1 2 na na na na\n");
+    if (!range.hasAngles) return;
+    put(text, "30");
+    putSecondOfDay(text, range.obsTime);
+    putFixed(text, range.azimuthDeg, 6);
+    putFixed(text, range.elevationDeg, 6);
+    put(text, "0 3 na na na\n");  // measured, as every angle of an observation
+}
+
+void putSession(std::string& text, RangeIterator first, RangeIterator end, SlrDataType type) {
+    putProduction(text);
+    put(text, "H2");
+    put(text, stationName(first->senNum));
+    put(text, first->padNumber);
+    put(text, "na na 7 na\n");  // system, occupancy; UTC; network
+    putTarget(text, first->satNum);
+    putSpan(text, type, first->obsTime, (end - 1)->obsTime);
+    put(text, "C0 0 na std\n");  // the wavelength is not kept
+    for (RangeIterator range = first; range != end; ++range) putRange(text, *range, type);
+    put(text, "H8\n");
+}
+
+RangeIterator endOfSession(RangeIterator first, RangeIterator end) {
+    RangeIterator next = first + 1;
+    while (next != end && next->padNumber == first->padNumber && next->satNum == first->satNum &&
+           next->obsTime - (next - 1)->obsTime <= kLongestGapDays &&
+           next->obsTime - first->obsTime < kLongestSessionDays)
+        ++next;
+    return next;
+}
+
+// --- Selection ------------------------------------------------------------------------------
+
+/// The range of a record, without its pad number; none when CRD cannot carry it.
+std::optional<SlrRange> rangeOf(const ObsRecord& rec) {
+    constexpr double kLongestTimeOfFlightS = 99'999;
+    constexpr std::int32_t kTypeAnglesAndRange = 2, kTypeRange = 6;
+    if ((rec.obsType != kTypeAnglesAndRange && rec.obsType != kTypeRange) || rec.satNum <= 0 ||
+        !(rec.range > 0 && 2 * rec.range / family::speedoflightkms() < kLongestTimeOfFlightS))
+        return std::nullopt;
+    const bool hasAngles = rec.obsType == kTypeAnglesAndRange;
+    if (hasAngles && !(std::fabs(rec.elOrDec) <= 90 && std::fabs(rec.azOrRa) <= 360)) return std::nullopt;
+    double dayOfYear = 0;
+    std::int32_t year = 0;
+    family::fyklok(rec.obsTime, dayOfYear, year);
+    if (year == 0) return std::nullopt;
+    return SlrRange{rec.obsTime, rec.range, rec.elOrDec, rec.azOrRa, rec.senNum, rec.satNum, 0, hasAngles};
+}
+
+std::int32_t padNumberOf(std::int32_t senNum) {
+    constexpr std::int32_t kLowestPad = 1000, kHighestPad = 9999;
+    if (const std::int32_t pad = Ssn2NasaSen(senNum)) return pad;
+    family::SensorData sensor;
+    const bool isPad = senNum >= kLowestPad && senNum <= kHighestPad && Nasa2SsnSen(senNum) == 0 &&
+                       family::findsendata(senNum, sensor);
+    return isPad ? senNum : 0;
+}
+
+void sortRanges(std::vector<SlrRange>& ranges) {
+    std::stable_sort(ranges.begin(), ranges.end(), [](const SlrRange& a, const SlrRange& b) {
+        return std::tie(a.padNumber, a.satNum, a.obsTime) < std::tie(b.padNumber, b.satNum, b.obsTime);
+    });
+}
+
+// --- File -----------------------------------------------------------------------------------
+
+struct Collected {
+    std::vector<SlrRange> ranges;
+    std::int64_t leftOut = 0;
+};
+
+Collected collect(std::optional<std::int32_t> gid) {
+    Collected found;
+    ObsRecord rec;
+    {
+        const ReadGuard guard;
+        walkNodes(gid, [&](SlotNumber slot) {
+            gStore.pools.read(slot, rec, false);
+            if (const std::optional<SlrRange> range = rangeOf(rec)) found.ranges.push_back(*range);
+            else ++found.leftOut;
+        });
+    }
+    for (SlrRange& range : found.ranges) range.padNumber = padNumberOf(range.senNum);
+    found.leftOut += static_cast<std::int64_t>(
+        std::erase_if(found.ranges, [](const SlrRange& range) { return range.padNumber == 0; }));
+    return found;
+}
+
+/// Where the end mark begins in the last bytes of a file, or their number when there is none.
+std::size_t endMarkIn(std::string_view tail) {
+    const std::size_t last = tail.find_last_not_of(" \t\r\n");
+    if (last == std::string_view::npos || last == 0 || tail[last] != '9' || upperCase(tail[last - 1]) != 'H')
+        return tail.size();
+    return last == 1 || tail[last - 2] == '\n' ? last - 1 : tail.size();
+}
+
+/// Copies a file without its end mark. Returns the error number of opening or reading it.
+std::int32_t copyWithoutEndMark(std::string_view fileName, family::Unit out) {
+    constexpr std::size_t kTail = 256;
+    family::Unit in = family::kNoUnit;
+    if (const std::int32_t failed = family::fileopen(fileName, family::kOpenRead, in); failed != kStatusOk)
+        return failed;
+    std::string held;  // not written yet: the mark may be in it
+    std::string block(kBlockSize, '\0');
+    std::int64_t got = 0;
+    while ((got = family::fileread(in, block.data(), block.size())) > 0) {
+        held.append(block.data(), static_cast<std::size_t>(got));
+        if (held.size() <= kTail) continue;
+        family::filewrite(out, held.data(), held.size() - kTail);
+        held.erase(0, held.size() - kTail);
+    }
+    family::fileclose(in);
+    if (got < 0) {
+        family::tracelogerror("ObsSaveSlrFile: Cannot read file " + std::string(fileName));
+        return EIO;
+    }
+    held.resize(endMarkIn(held));
+    if (!held.empty() && held.back() != '\n') held += '\n';
+    family::filewrite(out, held.data(), held.size());
+    return kStatusOk;
+}
+
+std::int32_t writeTo(family::Unit out, std::string_view appendedTo, const std::vector<SlrRange>& ranges,
+                     SlrDataType type) {
+    if (!appendedTo.empty())
+        if (const std::int32_t failed = copyWithoutEndMark(appendedTo, out); failed != kStatusOk) return failed;
+    std::string text;
+    for (RangeIterator first = ranges.begin(); first != ranges.end();) {
+        const RangeIterator end = endOfSession(first, ranges.end());
+        putSession(text, first, end, type);
+        first = end;
+        if (text.size() < kBlockSize) continue;
+        family::filewrite(out, text.data(), text.size());
+        text.clear();
+    }
+    text += kEndMark;
+    family::filewrite(out, text.data(), text.size());
+    return kStatusOk;
+}
+
+}  // namespace
+
+std::int32_t saveSlrFile(std::string_view fileName, std::int32_t saveMode, SlrDataType type,
+                         std::optional<std::int32_t> gid) {
+    if (gid && obstreeisempty()) return kStatusOk;
+    Collected found = collect(gid);
+    sortRanges(found.ranges);
+    const bool rewritten = saveMode == 0 || family::fileexists(fileName);
+    family::Unit out = family::kNoUnit;
+    const std::int32_t opened =
+        family::fileopen(fileName, rewritten ? family::kOpenReplace : family::kOpenAppend, out);
+    if (opened != kStatusOk) return opened;
+    std::int32_t status = kStatusOk;
+    try {
+        status = writeTo(out, saveMode != 0 && rewritten ? fileName : std::string_view(), found.ranges, type);
+    } catch (...) {
+        family::filediscard(out);
+        throw;
+    }
+    if (status != kStatusOk) {
+        family::filediscard(out);
+        return status;
+    }
+    family::fileclose(out);
+    family::traceloginfo("ObsSaveSlrFile: " + std::to_string(found.ranges.size()) + " observations written, " +
+                         std::to_string(found.leftOut) + " left out");
+    return kStatusOk;
+}
+
+}  // namespace obs

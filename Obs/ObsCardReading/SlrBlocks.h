@@ -1,0 +1,20 @@
+/// Reader of the older fixed-column laser-ranging formats: normal points (mark 99999) and sampled
+/// engineering data (mark 88888).
+#pragma once
+
+#include "Obs/ObsCardReading/LineReader.h"
+#include "Obs/ObsCardReading/SlrSink.h"
+
+namespace obs {
+
+/// Reads the block that the current line (the mark) of `lines` starts: up to the next mark, the first line that is no
+/// data line (either is given back, so that the next `next` gives it) or the end. Comments and blank lines between
+/// are passed over.
+///
+/// Ranges are one-way, of the moment at which the satellite reflected. Normal points have the station's delay
+/// taken off already; from engineering data it is taken off here, as the pass header gives it. A damaged line is
+/// refused; below a bad header every data line is, for the header's reason. Check sums that disagree are noted once a
+/// pass and change nothing: not even published examples keep to the rule.
+void readSlrBlock(LineReader& lines, SlrSink& sink);
+
+}  // namespace obs
