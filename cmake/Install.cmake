@@ -17,6 +17,7 @@ install(FILES
   ${PROJECT_SOURCE_DIR}/DllExports/Obs/ObsDllExports/ObsDllExports.h
   ${PROJECT_SOURCE_DIR}/siblings/include/ObsFamily.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/data/laser_stations.csv DESTINATION ${CMAKE_INSTALL_DATADIR}/obs)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # The major version is the SONAME's number: within it a newer library serves older callers.
