@@ -55,6 +55,12 @@ bool LineReader::refill() {
 }
 
 bool LineReader::goTo(const Place& place) {
+    // Back before the current line: it is still there. Only of a line longer than the block is a part gone.
+    if (current_.data() != nullptr && bytesRead_ - (limit_ - current_.data()) == place.position) {
+        at_ = current_.data();
+        lineNumber_ = place.linesBefore;
+        return true;
+    }
     at_ = limit_ = buffer_.get();
     bytesRead_ = place.position;
     lineNumber_ = place.linesBefore;

@@ -1,5 +1,6 @@
 #include "siblings/include/Sensors.h"
 
+#include <array>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -87,6 +88,46 @@ TEST_F(SensorsTest, LeavesBadLinesOut) {
         EXPECT_EQ(getsendata(7, sensor), 2) << line;
         FamilyRemoveSensors();
     }
+}
+
+/// Earth-fixed coordinates on WGS84, m.
+std::array<double, 3> earthFixed(const SensorData& sensor) {
+    constexpr double kRadiusM = 6378137, kFlattening = 1 / 298.257223563, kDegree = M_PI / 180;
+    constexpr double kE2 = kFlattening * (2 - kFlattening);
+    const double latitude = sensor.latitudeDeg * kDegree, longitude = sensor.longitudeDeg * kDegree;
+    const double n = kRadiusM / std::sqrt(1 - kE2 * std::sin(latitude) * std::sin(latitude));
+    const double equatorial = (n + sensor.heightM) * std::cos(latitude);
+    return {equatorial * std::cos(longitude), equatorial * std::sin(longitude),
+            (n * (1 - kE2) + sensor.heightM) * std::sin(latitude)};
+}
+
+// Positions and velocities (m, m/year) at 2015.0 as SLRF2020 gives them; the file is for 2020.0. Station 7110 has
+// four solutions, of which the last one counts.
+TEST_F(SensorsTest, ShippedLaserStations) {
+    constexpr double kYears = 1826 / 365.25, kOneMillimetre = 1e-3;
+    struct {
+        std::int32_t number;
+        std::string_view description;
+        std::array<double, 3> positionM, velocity;
+    } const stations[] = {
+        {18, "7090 Yarragadee MOBLAS-5", {-2389007.77005032, 5043329.48581405, -3078523.97088064},
+         {-.0468239683, .00797007646, .0509599890}},
+        {93, "7110 Monument P MOBLAS-4", {-2386278.76756282, -4802353.67239530, 3444881.84657152},
+         {-.0307701148, .0254090034, .0139238319}},
+        {7941, "7941 Matera MLRO", {4641978.52389715, 1393067.81970112, 4133249.69590866},
+         {-.0186283100, .0190569145, .0146220897}},
+    };
+    ASSERT_EQ(FamilyLoadSensors(OBS_SHIPPED_DATA "/laser_stations.csv"), 0);
+    for (const auto& station : stations) {
+        SensorData sensor;
+        ASSERT_TRUE(findsendata(station.number, sensor)) << station.number;
+        EXPECT_EQ(desctokey(station.description), station.number);
+        const std::array<double, 3> found = earthFixed(sensor);
+        for (std::size_t i = 0; i < 3; ++i)
+            EXPECT_NEAR(found[i], station.positionM[i] + station.velocity[i] * kYears, kOneMillimetre) << station.number;
+    }
+    SensorData sensor;
+    EXPECT_FALSE(findsendata(92345, sensor));
 }
 
 }  // namespace

@@ -1,0 +1,150 @@
+#include "Obs/FormatObs/Slr.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "Obs/ObsCardReading/AddObs.h"
+#include "Obs/ObsCardReading/Slr.h"
+#include "Obs/ObsCardReading/SlrNumbers.h"
+#include "Obs/ObsTree/Keys.h"
+#include "ObsDllExports.h"
+#include "siblings/include/ObsFamily.h"
+#include "tests/TestLog.h"
+
+namespace obs::test {
+
+namespace {
+
+constexpr std::int32_t kLageos = 8820;
+constexpr double kStart = 25567 + 86062.5 / 86400;  // 2019 December 31, 337.5 s before midnight, an exact number
+
+/// A range in seconds after the start.
+void add(double seconds, std::int32_t satNum = kLageos, std::int32_t senNum = 18, std::int32_t type = 6,
+         double rangeKm = 7800, std::int32_t gid = 0) {
+    ObsRecord rec;
+    rec.satNum = satNum;
+    rec.senNum = senNum;
+    rec.obsType = type;
+    rec.obsTime = kStart + seconds / 86400;
+    rec.range = rangeKm;
+    rec.azOrRa = 123.4567;
+    rec.elOrDec = 45.6789;
+    ASSERT_GT(AddObOnly(rec, gid), 0);
+}
+
+class SlrWriter : public testing::Test {
+protected:
+    void SetUp() override {
+        obskeymodeset(0);
+        obsemptytree();
+    }
+    void TearDown() override {
+        std::filesystem::remove(file_);
+        FamilyRemoveSensors();
+        obsemptytree();
+    }
+
+    /// Lines of the file after saving; the moment of production, which changes, is cut off.
+    std::vector<std::string> saved(std::int32_t saveMode = 0, std::int32_t dataType = 0) {
+        EXPECT_EQ(ObsSaveSlrFile(file_.c_str(), saveMode, dataType), 0);
+        std::vector<std::string> lines;
+        std::ifstream in(file_);
+        for (std::string line; std::getline(in, line);) lines.push_back(line.starts_with("H1") ? line.substr(0, 8) : line);
+        return lines;
+    }
+    static std::size_t count(const std::vector<std::string>& lines, const std::string& start) {
+        return static_cast<std::size_t>(
+            std::count_if(lines.begin(), lines.end(), [&](const std::string& line) { return line.starts_with(start); }));
+    }
+
+    std::string file_ = std::filesystem::temp_directory_path() / ("obs." + std::to_string(::getpid()) + ".crd");
+};
+
+}  // namespace
+
+TEST_F(SlrWriter, numbersBackwards) {
+    for (std::int32_t pad = 1; pad <= 9999; ++pad)
+        if (Nasa2SsnSen(pad) != 0) {
+            EXPECT_EQ(Ssn2NasaSen(Nasa2SsnSen(pad)), pad);
+        }
+    for (const std::int32_t none : {-1, 17, 49, 80, 198}) EXPECT_EQ(Ssn2NasaSen(none), 0) << none;
+    for (const std::int32_t satNum : {2674, kLageos, 39199}) EXPECT_EQ(Nasa2SsnSat(Ssn2NasaSat(satNum)), satNum);
+    EXPECT_EQ(Ssn2NasaSat(5), 0);
+}
+
+TEST_F(SlrWriter, wholeFile) {
+    ASSERT_EQ(FamilyAddSensor(18, "7090 Yarragadee MOBLAS-5", -29, 115, 241), 0);
+    add(0, kLageos, 18, 2);
+    add(675);
+    add(168.75, 38077, 60);
+    for (const char* record : {"10", "11"}) {
+        const bool fullRate = std::string(record) == "10";
+        const std::string tail = fullRate ? " std 1 2 na na na na" : " std 1 na na na na na na na na na";
+        const std::string tof = " 0.052035998851", type = fullRate ? "0" : "1";
+        EXPECT_EQ(saved(0, fullRate ? 0 : 1),
+                  (std::vector<std::string>{
+                      "H1 CRD 2", "H2 na 1884 na na 7 na", "H3 na na na 38077 0 1 1",
+                      "H4 " + type + " 2019 12 31 23 57 11 2019 12 31 23 57 11 0 0 0 0 1 0 2 2", "C0 0 na std",
+                      record + std::string(" 86231.2500000") + tof + tail, "H8",
+                      "H1 CRD 2", "H2 7090_Yarragadee_MOBLAS-5 7090 na na 7 na", "H3 na 7603901 na 8820 0 1 1",
+                      "H4 " + type + " 2019 12 31 23 54 22 2020 1 1 0 5 37 0 0 0 0 1 0 2 2", "C0 0 na std",
+                      record + std::string(" 86062.5000000") + tof + tail,
+                      "30 86062.5000000 123.456700 45.678900 0 3 na na na",
+                      record + std::string(" 337.5000000") + tof + tail, "H8", "H9"}));
+    }
+}
+
+// A gap of more than half an hour, eight hours, another satellite and another station each begin a session.
+TEST_F(SlrWriter, sessionsAndWhatIsLeftOut) {
+    for (const double seconds : {0.0, 1799.0, 3600.0}) add(seconds);
+    add(1, 22195);
+    add(2, kLageos, 60);
+    EXPECT_EQ(count(saved(), "H8"), 4u);
+    constexpr double kEightHoursOn = 3600 + 8 * 3600;
+    for (double seconds = 3600 + 1700; seconds < kEightHoursOn; seconds += 1700) add(seconds);
+    add(kEightHoursOn - 1);
+    EXPECT_EQ(count(saved(), "H8"), 4u);
+    add(kEightHoursOn + 1);
+    EXPECT_EQ(count(saved(), "H8"), 5u);
+
+    ASSERT_EQ(FamilyAddSensor(7999, "", 0, 0, 0), 0);
+    obsemptytree();
+    add(0, kLageos, 7999);
+    add(1, kLageos, 7998);     // no pad number
+    add(2, kLageos, 80);       // nor this
+    add(3, kLageos, 18, 3);    // a type that CRD has not
+    add(4, kLageos, 18, 6, 0);
+    add(5, kLageos, 18, 6, 1e300);
+    const TestLog log;
+    EXPECT_EQ(count(saved(), "H2 na 7999 "), 1u);
+    EXPECT_EQ(log.informations, std::vector<std::string>{"ObsSaveSlrFile: 1 observations written, 5 left out"});
+}
+
+TEST_F(SlrWriter, saveModesGroupsAndRefusals) {
+    add(0);
+    const std::size_t one = saved().size();
+    EXPECT_EQ(saved(1).size(), 2 * one - 1);  // one end mark for both
+    EXPECT_EQ(saved(1).back(), "H9");
+    EXPECT_EQ(count(saved(1), "H9"), 1u);
+    std::ofstream(file_) << "H1 CRD 2 2020 1 1 0\nh9  \r\n\n";
+    EXPECT_EQ(saved(1).size(), one + 1);
+    add(1, 22195, 18, 6, 7800, 5);
+    ASSERT_EQ(ObsSaveSlrFileGID(file_.c_str(), 5, 0, 0), 0);
+    std::stringstream text;
+    text << std::ifstream(file_).rdbuf();
+    EXPECT_EQ(text.str().find("8820"), std::string::npos);
+    EXPECT_NE(text.str().find("22195"), std::string::npos);
+    EXPECT_EQ(ObsSaveSlrFile(file_.c_str(), 0, 2), 2);
+    EXPECT_NE(ObsSaveSlrFile("/nowhere/at/all.crd", 0, 0), 0);
+    std::filesystem::remove(file_);
+    obsemptytree();
+    EXPECT_EQ(ObsSaveSlrFileGID(file_.c_str(), 5, 0, 0), 0);
+    EXPECT_FALSE(std::filesystem::exists(file_));
+    EXPECT_EQ(saved(), std::vector<std::string>{"H9"});
+}
+
+}  // namespace obs::test

@@ -1,0 +1,153 @@
+#include "Obs/ObsCardReading/SlrBlocks.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+
+#include "Obs/ObsCardReading/SlrCorrections.h"
+#include "siblings/include/ObsFamily.h"
+
+namespace obs::test {
+
+namespace {
+
+constexpr double kLightKms = 299792.458;
+constexpr double kDay = 14324;  // 1989 March 20
+
+// LAGEOS 1 from station 7105: a header whose check sum is wrong by one, as in the example known, and its data line.
+const std::string kHeader = "7603901" "89079" "7105" "0702" "5321" "00095942" "000033" "0040" "73001" "00650" "54" "1";
+const std::string kPoint = "214360786545" "052035998000" "0000066" "10135" "2905" "055" "0108" "00000" "49";
+const std::string kShot = "214360786545" "052035998000" "10135" "2905" "055" "00000000" "0000" "3" "1234567" "456789"
+                          "00000" "--";
+
+std::string edited(std::string line, std::size_t column, const std::string& text) {
+    return line.replace(column - 1, text.size(), text);
+}
+
+/// What one block gave, and the line that was given back.
+struct Read final : SlrSink {
+    std::vector<std::pair<std::int64_t, ObsRecord>> ranges;
+    std::vector<std::pair<std::int64_t, std::string>> refusals;
+    std::vector<std::string> notes;
+    std::string next;
+
+    explicit Read(const std::string& text) {
+        const std::string file = std::filesystem::temp_directory_path() / ("slr." + std::to_string(::getpid()));
+        std::ofstream(file) << text;
+        family::Unit unit = family::kNoUnit;
+        EXPECT_EQ(family::fileopen(file, family::kOpenRead, unit), 0);
+        LineReader lines(unit);
+        std::string_view line;
+        EXPECT_TRUE(lines.next(line));
+        readSlrBlock(lines, *this);
+        if (lines.next(line)) next = line;
+        family::fileclose(unit);
+        std::filesystem::remove(file);
+    }
+    void observation(ObsRecord& rec, std::int64_t lineNumber) override { ranges.emplace_back(lineNumber, rec); }
+    void refuse(const Refusal& why, std::string_view, std::int64_t lineNumber) override {
+        refusals.emplace_back(lineNumber, why.message());
+    }
+    void note(std::string text) override { notes.push_back(text); }
+};
+
+std::unique_ptr<Read> readBlock(const std::string& mark, const std::vector<std::string>& lines) {
+    std::string text = mark + "\n";
+    for (const std::string& line : lines) text += line + "\n";
+    return std::make_unique<Read>(text);
+}
+
+}  // namespace
+
+TEST(SlrBlocks, theExampleToItsExactNumbers) {
+    const auto read = readBlock("99999", {kHeader, kPoint});
+    ASSERT_EQ(read->ranges.size(), 1u);
+    const auto& [lineNumber, rec] = read->ranges[0];
+    EXPECT_EQ(lineNumber, 3);
+    EXPECT_EQ(std::tuple(rec.satNum, rec.senNum, rec.obsType, rec.secClass), std::tuple(8820, 90, 6, 'U'));
+    EXPECT_EQ(rec.obsTime, 14324.248103063339);
+    EXPECT_DOUBLE_EQ(rec.range, 7799.999872451542);
+    EXPECT_EQ(read->notes, std::vector<std::string>{"ReadSlrBlock: Check sums disagree on 1 lines of the pass that "
+                                                    "starts on line 1, first on line 2"});
+    EXPECT_TRUE(read->refusals.empty());
+}
+
+TEST(SlrBlocks, sampledEngineeringData) {
+    setSlrCorrections({SlrTroposphere::mendesPavlis, true});
+    const double rawKm = kLightKms * (0.052035998 - 95942e-12) / 2;
+    ASSERT_EQ(FamilyAddSensor(90, "7105", 39, 283, 19), 0);
+    const SlrModelInput air{39, 19, 1013.5, 290.5, vapourPressureHpa(290.5, 55), 0.5321};
+    const double correctedKm = rawKm + (0.251 - mendesPavlisM(air, 45.6789)) / 1000;
+    struct {
+        const char* what;
+        std::string line;
+        std::int32_t type;
+        double azimuthDeg, elevationDeg, rangeKm;
+    } const cases[] = {
+        {"measured angles", kShot, 2, 123.4567, 45.6789, correctedKm},
+        {"of unknown origin", edited(kShot, 49, "0"), 6, 0, 0, correctedKm},
+        {"no angles", edited(kShot, 50, "-------------"), 6, 0, 0, rawKm + 0.000251},
+        {"no weather", edited(kShot, 25, "-----"), 2, 123.4567, 45.6789, rawKm + 0.000251},
+    };
+    for (const auto& one : cases) {
+        const auto read = readBlock("88888", {kHeader, one.line});
+        ASSERT_EQ(read->ranges.size(), 1u) << one.what;
+        const ObsRecord& rec = read->ranges[0].second;
+        EXPECT_EQ(std::tuple(rec.obsType, rec.azOrRa, rec.elOrDec), std::tuple(one.type, one.azimuthDeg, one.elevationDeg))
+            << one.what;
+        EXPECT_NEAR(rec.range, one.rangeKm, 1e-11) << one.what;  // roundings of a sum of some thousand km
+    }
+    setSlrCorrections({});
+    FamilyRemoveSensors();
+}
+
+TEST(SlrBlocks, badDataLines) {
+    for (const auto& [column, text] : {std::pair{20, "X"}, {1, "864010000000"}, {13, "000000000000"},
+                                       {1, "------------"}, {57, "900001"}, {50, "3600001"}, {30, "."}}) {
+        const std::string bad = edited(kShot, static_cast<std::size_t>(column), text);
+        const auto read = readBlock("88888", {kHeader, kShot, bad, kShot});
+        EXPECT_EQ(read->ranges.size(), 2u) << bad;
+        EXPECT_EQ(read->refusals, (decltype(read->refusals){{4, "ReadSlrBlock: Bad data line/" + bad}}));
+    }
+}
+
+TEST(SlrBlocks, badHeaders) {
+    using Refusals = std::vector<std::pair<std::int64_t, std::string>>;
+    ASSERT_EQ(FamilyAddSensor(7999, "", 0, 0, 0), 0);
+    EXPECT_EQ(readBlock("99999", {edited(kHeader, 13, "7999"), kPoint})->ranges.at(0).second.senNum, 7999);
+    EXPECT_EQ(readBlock("99999", {edited(kHeader, 8, "56366"), kPoint})->ranges.at(0).second.obsTime, 39082.248103063339);
+    for (const auto& [column, text, message] :
+         {std::tuple{1, "7603902", "ReadSlr: Laser-ranging satellite 7603902 has no known satellite number."},
+          {13, "7998", "ReadSlr: Laser station 7998 has no known sensor number."},
+          {10, "000", "ReadSlrBlock: Bad pass header/"},
+          {10, "366", "ReadSlrBlock: Bad pass header/"},
+          {30, "x", "ReadSlrBlock: Bad pass header/"}}) {
+        std::string header = edited(kHeader, static_cast<std::size_t>(column), text);
+        std::string expected = message;
+        if (expected.back() == '/') expected += header;
+        EXPECT_EQ(readBlock("99999", {header, kPoint, kPoint})->refusals, (Refusals{{3, expected}, {4, expected}}));
+        EXPECT_EQ(readBlock("99999", {header})->refusals, (Refusals{{2, expected}}));
+    }
+    EXPECT_EQ(readBlock("99999", {"99999"})->refusals,
+              (Refusals{{1, "ReadSlrBlock: No pass header follows the mark"}}));
+    FamilyRemoveSensors();
+}
+
+TEST(SlrBlocks, midnightAndTheEndOfABlock) {
+    const std::string late = edited(kPoint, 1, "863999000000"), early = edited(kPoint, 1, "000001000000");
+    const std::string card = "U0000534524163123456789450000 1800000                                     1";
+    for (const std::string& end : {card, std::string("88888"), std::string("H1 CRD  2"), std::string("END")}) {
+        const auto read = readBlock("99999", {kHeader, "* comment", late, "", early, end, kPoint});
+        ASSERT_EQ(read->ranges.size(), 2u) << end;
+        EXPECT_EQ(read->next, end);
+        const double bounce = 0.052035998 / 2;
+        EXPECT_EQ(read->ranges[0].second.obsTime, kDay + (86399.9 + bounce) / 86400);
+        EXPECT_EQ(read->ranges[1].second.obsTime, kDay + 1 + (0.1 + bounce) / 86400);
+        EXPECT_EQ(read->ranges[1].first, 6);
+    }
+}
+
+}  // namespace obs::test
