@@ -29,27 +29,50 @@ private:
     family::Unit& unit_;
 };
 
-/// Include files are read by the second pass alone, so their own OBSFIL and SLROBS lines are ignored:
-/// includes are one level deep by design.
-void ReadExtObsFile(std::string_view line, LoadState& state) {
+using UnitReader = void (*)(family::Unit unit, LoadState& state);
+
+bool refuseDefaultFile(family::Unit unit, LoadState& state) {
+    if (!family::existfortdotfileunit(unit)) return false;
+    family::tracelogerror("ReadObsFrFileUnit: Using fort.n not allowed in Velmora due to security risk");
+    state.status = kStatusRefused;
+    return true;
+}
+
+/// Reads the file that a keyword line names, with the counts and the group of the file that holds the line.
+void readNamedFile(std::string_view line, LoadState& state, UnitReader read) {
     const std::string name = includedFileName(line, state.fileName);
     family::Unit unit = family::kNoUnit;
     state.status = family::fileopen(name, family::kOpenRead, unit);
     if (state.status != kStatusOk) return;
     const UnitCloser closer(unit);
     LoadState included{name, state.gid, state.reporter, state.counts};
-    LineReader lines(unit);
-    ObservationPass pass(included, family::filesize(unit));
-    pass.run(lines, ObservationPass::Mode::final);
+    read(unit, included);
     state.counts = included.counts;
     state.status = included.status;
 }
 
-void actInFirstPass(std::string_view line, LineClass lineClass, family::Unit unit, LoadState& state) {
-    switch (lineClass) {
+/// Include files are read by the second pass alone, so their own OBSFIL and SLROBS lines are ignored:
+/// includes are one level deep by design.
+void ReadExtObsFile(family::Unit unit, LoadState& state) {
+    LineReader lines(unit);
+    ObservationPass pass(state, family::filesize(unit));
+    pass.run(lines, ObservationPass::Mode::final);
+}
+
+void ReadExtSlrFile(family::Unit unit, LoadState& state) {
+    if (!refuseDefaultFile(unit, state)) readSlrFile(unit, state);
+}
+
+void actInFirstPass(std::string_view line, SlrSectionReader& section, LoadState& state) {
+    switch (ObsCardType(line)) {
         case LineClass::ttyYear: return SetTTYYear(family::inputstrtoint(line));
-        case LineClass::slrSection: return readSlrSection(line, unit, state);
-        case LineClass::includeFile: return ReadExtObsFile(line, state);
+        case LineClass::slrSection:
+            if (introducesSlrSection(line)) return section.open();
+            section.flush();
+            return readNamedFile(line, state, ReadExtSlrFile);
+        case LineClass::includeFile:
+            section.flush();
+            return readNamedFile(line, state, ReadExtObsFile);
         default: return;
     }
 }
@@ -62,13 +85,15 @@ bool hasFirstPassLine(LineReader& lines) {
     return false;
 }
 
-void firstPass(LineReader& lines, family::Unit unit, LoadState& state) {
+void firstPass(LineReader& lines, LoadState& state) {
+    SlrSectionReader section(state);
     std::string_view line;
     while (lines.next(line)) {
-        if (!isFirstPassLine(line)) continue;
+        if (section.take(line, lines.lineNumber()) || !isFirstPassLine(line)) continue;
         const std::string copy(line);  // the reader's text does not outlive an include file's reading
-        actInFirstPass(copy, ObsCardType(line), unit, state);
+        actInFirstPass(copy, section, state);
     }
+    section.finish();
 }
 
 /// Both passes as one where possible, see the head of LoadFile.h.
@@ -85,7 +110,8 @@ void readInTwoPasses(family::Unit unit, LoadState& state) {
     if (stop != Stop::firstPassLine) return;
     second.drop();
     if (!lines.goTo({})) return;
-    firstPass(lines, unit, state);
+    firstPass(lines, state);
+    second.skipSlrSections();
     if (lines.goTo({})) second.run(lines, ObservationPass::Mode::final);
 }
 
@@ -114,27 +140,31 @@ private:
     const LoadState& state_;
 };
 
-void ReadObsFrFileUnit(family::Unit unit, LoadState& state) {
-    if (family::existfortdotfileunit(unit)) {
-        family::tracelogerror("ReadObsFrFileUnit: Using fort.n not allowed in Velmora due to security risk");
-        state.status = kStatusRefused;
-        return;
-    }
+void ReadObsFrFileUnit(family::Unit unit, LoadState& state, UnitReader read) {
+    if (refuseDefaultFile(unit, state)) return;
     const Summary summary(state);
-    readInTwoPasses(unit, state);
+    read(unit, state);
 }
 
-}  // namespace
-
-std::int32_t ReadObsFrFile(std::string_view fileName, std::int32_t gid) {
+std::int32_t readFile(std::string_view fileName, std::int32_t gid, UnitReader read) {
     gLatestCounts = {};
     family::Unit unit = family::kNoUnit;
     const std::int32_t opened = family::fileopen(fileName, family::kOpenRead, unit);
     if (opened != kStatusOk) return opened;
     const UnitCloser closer(unit);
     LoadState state{std::string(fileName), gid, gReporter};
-    ReadObsFrFileUnit(unit, state);
+    ReadObsFrFileUnit(unit, state, read);
     return state.status;
+}
+
+}  // namespace
+
+std::int32_t ReadObsFrFile(std::string_view fileName, std::int32_t gid) {
+    return readFile(fileName, gid, readInTwoPasses);
+}
+
+std::int32_t ReadSlrFrFile(std::string_view fileName, std::int32_t gid) {
+    return readFile(fileName, gid, readSlrFile);
 }
 
 LoadCounts latestLoadCounts() {

@@ -5,6 +5,9 @@
 /// such lines is read only once: its observations are collected while the first pass still looks, and none
 /// is entered before it is known that the first pass has nothing to do.
 ///
+/// Laser-ranging records that an SLROBS line introduces belong to the first pass, the other lines among them to both
+/// passes as usual.
+///
 /// A bad line never stops a load. Not re-entrant: one file load at a time.
 #pragma once
 
@@ -19,6 +22,9 @@ namespace obs {
 /// observation line (0 good, 2 bad), or the error number of opening the file. NOTE: so a bad line followed by
 /// a good one gives 0; counts and messages tell what happened.
 std::int32_t ReadObsFrFile(std::string_view fileName, std::int32_t gid = 0);
+
+/// The same for a file of laser ranges, which has no keyword lines.
+std::int32_t ReadSlrFrFile(std::string_view fileName, std::int32_t gid = 0);
 
 /// The counts of the latest load of a file.
 LoadCounts latestLoadCounts();

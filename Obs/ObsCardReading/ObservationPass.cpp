@@ -1,6 +1,7 @@
 #include "Obs/ObsCardReading/ObservationPass.h"
 
 #include "Obs/ObsCardReading/KeywordLines.h"
+#include "Obs/ObsCardReading/SlrBlocks.h"
 #include "Obs/ObsCardReading/TtyYear.h"
 #include "siblings/include/Services.h"
 
@@ -21,7 +22,7 @@ ObservationPass::Stop ObservationPass::run(LineReader& lines, Mode mode) {
     resuming_ = false;
     std::string_view line;
     while (lines.next(line)) {
-        if (isCommentOrBlank(line)) continue;
+        if (isCommentOrBlank(line) || section_.takes(line)) continue;
         const Step step = takeLine(line, lines, mode);
         if (step == Step::firstPassLine) return Stop::firstPassLine;
         resuming_ = step == Step::mustBeFinal;
@@ -41,8 +42,11 @@ ObservationPass::Step ObservationPass::takeLine(std::string_view line, LineReade
     const bool tentative = mode == Mode::tentative;
     switch (lineClass) {
         case LineClass::notObservation: return Step::done;
-        case LineClass::includeFile:
-        case LineClass::slrSection: return tentative ? Step::firstPassLine : Step::done;
+        case LineClass::slrSection:
+            if (skipsSlrSections_ && introducesSlrSection(line)) section_.open();
+            [[fallthrough]];
+        case LineClass::includeFile: return tentative ? Step::firstPassLine : Step::done;
+        case LineClass::slrBlock: return takeSlrBlock(lines, mode);
         case LineClass::ttyYear:
             // Where no message stands before it, the first pass would change nothing: each message gets the
             // year of the latest such line in any case.
@@ -59,6 +63,14 @@ ObservationPass::Step ObservationPass::takeLine(std::string_view line, LineReade
             return Step::done;
         default: return takeObservation(card, lineClass, lines, mode);
     }
+}
+
+/// A block may hold more than the tentative pass can keep.
+ObservationPass::Step ObservationPass::takeSlrBlock(LineReader& lines, Mode mode) {
+    if (mode == Mode::tentative) return Step::mustBeFinal;
+    SlrBatchSink sink(batch_);
+    readSlrBlock(lines, sink);
+    return Step::done;
 }
 
 ObservationPass::Step ObservationPass::takeObservation(const CardText& line, LineClass lineClass, LineReader& lines,

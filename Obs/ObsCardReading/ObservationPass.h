@@ -6,6 +6,7 @@
 #include "Obs/ObsCardReading/LineReader.h"
 #include "Obs/ObsCardReading/LoadBatch.h"
 #include "Obs/ObsCardReading/ReadObs.h"
+#include "Obs/ObsCardReading/Slr.h"
 
 namespace obs {
 
@@ -22,16 +23,22 @@ public:
     enum class Stop { endOfFile, mustBeFinal, firstPassLine };
     Stop run(LineReader& lines, Mode mode);
 
+    /// Leaves the records of laser-ranging sections alone from now on: the first pass has read them.
+    void skipSlrSections() { skipsSlrSections_ = true; }
+
     /// Forgets what was collected.
     void drop();
 
 private:
     enum class Step { done, mustBeFinal, firstPassLine };
     Step takeLine(std::string_view line, LineReader& lines, Mode mode);
+    Step takeSlrBlock(LineReader& lines, Mode mode);
     Step takeObservation(const CardText& line, LineClass lineClass, LineReader& lines, Mode mode);
 
     LoadState& state_;
     LoadBatch batch_;
+    SlrSection section_;
+    bool skipsSlrSections_ = false;
     bool resuming_ = false;
     CsvNotes notes_;  ///< of the current line
     std::int32_t yearAtStart_;

@@ -31,7 +31,7 @@ MaybeRefusal readLine(const CardText& line, LineClass lineClass, ObsRecord& rec,
         case LineClass::tty: return ReadTTYFrFile(source.unit, line, rec);
         case LineClass::csv: return ReadCsv(line, rec, source.notes);
         case LineClass::rf: return ReadRFObs(line, rec);
-        case LineClass::slrBlock: return notRead("ReadSlr: This version does not read laser-ranging blocks.");
+        case LineClass::slrBlock: return notRead("ReadSlr: The mark of a block of laser ranges is no observation by itself.");
         default: return std::nullopt;
     }
 }

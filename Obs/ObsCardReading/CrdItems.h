@@ -1,0 +1,46 @@
+/// Items of laser-ranging lines: splitting, missing values, numbers with a reason when they are refused.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include "Obs/CardLayouts/Crd.h"
+#include "Obs/ObsCardReading/Refusal.h"
+
+namespace obs {
+
+/// The items of a line, the record id first. An item beyond the line is empty.
+class CrdItems {
+public:
+    CrdItems() = default;
+
+    /// Splits a line at its blanks and tabs and keeps the first `most` items.
+    CrdItems(std::string_view line, std::size_t most);
+
+    std::string_view operator[](std::size_t item) const { return item < count_ ? items_[item] : std::string_view(); }
+    std::size_t count() const { return count_; }
+    std::string_view id() const { return (*this)[0]; }
+    void add(std::string_view item) { items_[count_++] = item; }
+
+private:
+    std::array<std::string_view, crd::kMostItems> items_;
+    std::size_t count_ = 0;
+};
+
+/// The items of a header, whose columns count where splitting does not give what there should be: a name of
+/// version 1 may hold a blank, or touch the next item. How many items a line has goes before the version it claims.
+CrdItems headerItems(std::string_view line, const crd::Header& header, int version);
+
+/// Whether an item stands for no value: nothing, "na", "-na", any spelling of -1, or asterisks.
+bool isMissing(std::string_view item);
+
+/// A number in [low, high). Refused by record and name when it is missing, no number or outside.
+MaybeRefusal readItem(const CrdItems& items, std::size_t item, std::string_view name, double low, double high,
+                      double& value);
+
+/// A whole number from low to high, by the same rules.
+MaybeRefusal readItem(const CrdItems& items, std::size_t item, std::string_view name, std::int32_t low,
+                      std::int32_t high, std::int32_t& value);
+
+}  // namespace obs
