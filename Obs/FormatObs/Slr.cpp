@@ -39,7 +39,13 @@ struct SlrRange {
     std::int32_t satNum = 0;
     std::int32_t padNumber = 0;
     bool hasAngles = false;
+    bool isNoise = false;
 };
+
+/// There and back.
+double timeOfFlightS(double rangeKm) {
+    return 2 * rangeKm / family::speedoflightkms();
+}
 
 // --- Text -----------------------------------------------------------------------------------
 
@@ -161,9 +167,10 @@ void putSpan(std::string& text, SlrDataType type, double firstTime, double lastT
 void putRange(std::string& text, const SlrRange& range, SlrDataType type) {
     put(text, type == SlrDataType::normalPoints ? "11" : "10");
     putSecondOfDay(text, range.obsTime);
-    putFixed(text, 2 * range.rangeKm / family::speedoflightkms(), 12);
-    // The configuration; epoch event 1, since the time is that at the satellite.
-    put(text, type == SlrDataType::normalPoints ? "std 1 na na na na na na na na na\n" : "std 1 2 na na na na\n");
+    putFixed(text, timeOfFlightS(range.rangeKm), 12);
+    put(text, "std 1");  // the configuration; the epoch is that at the satellite
+    if (type == SlrDataType::normalPoints) put(text, "na na na na na na na na na\n");
+    else put(text, range.isNoise ? "1 na na na na\n" : "2 na na na na\n");
     if (!range.hasAngles) return;
     put(text, "30");
     putSecondOfDay(text, range.obsTime);
@@ -198,18 +205,28 @@ RangeIterator endOfSession(RangeIterator first, RangeIterator end) {
 
 /// The range of a record, without its pad number; none when CRD cannot carry it.
 std::optional<SlrRange> rangeOf(const ObsRecord& rec) {
-    constexpr double kLongestTimeOfFlightS = 99'999;
-    constexpr std::int32_t kTypeAnglesAndRange = 2, kTypeRange = 6;
+    constexpr double kShortestFlightS = 1e-12, kLongestFlightS = kSecondsPerDay / 2;  // what readers take for one
+    constexpr std::int32_t kFirstYear = 1957, kLastYear = 9998;                       // also theirs
+    constexpr std::int32_t kTypeAnglesAndRange = 2, kTypeRange = 6, kNoiseIndicator = 1;
+    const double flightS = timeOfFlightS(rec.range);
     if ((rec.obsType != kTypeAnglesAndRange && rec.obsType != kTypeRange) || rec.satNum <= 0 ||
-        !(rec.range > 0 && 2 * rec.range / family::speedoflightkms() < kLongestTimeOfFlightS))
+        !(flightS >= kShortestFlightS && flightS < kLongestFlightS))
         return std::nullopt;
     const bool hasAngles = rec.obsType == kTypeAnglesAndRange;
     if (hasAngles && !(std::fabs(rec.elOrDec) <= 90 && std::fabs(rec.azOrRa) <= 360)) return std::nullopt;
     double dayOfYear = 0;
     std::int32_t year = 0;
     family::fyklok(rec.obsTime, dayOfYear, year);
-    if (year == 0) return std::nullopt;
-    return SlrRange{rec.obsTime, rec.range, rec.elOrDec, rec.azOrRa, rec.senNum, rec.satNum, 0, hasAngles};
+    if (year < kFirstYear || year > kLastYear) return std::nullopt;
+    return SlrRange{rec.obsTime,
+                    rec.range,
+                    rec.elOrDec,
+                    rec.azOrRa < 0 ? rec.azOrRa + 360 : rec.azOrRa,
+                    rec.senNum,
+                    rec.satNum,
+                    0,
+                    hasAngles,
+                    rec.indicator1 == kNoiseIndicator};
 }
 
 std::int32_t padNumberOf(std::int32_t senNum) {
@@ -262,11 +279,12 @@ std::size_t endMarkIn(std::string_view tail) {
 /// Copies a file without its end mark. Returns the error number of opening or reading it.
 std::int32_t copyWithoutEndMark(std::string_view fileName, family::Unit out) {
     constexpr std::size_t kTail = 256;
+    std::string block(kBlockSize, '\0');
+    std::string held;  // not written yet: the mark may be in it
+    held.reserve(kBlockSize + kTail);
     family::Unit in = family::kNoUnit;
     if (const std::int32_t failed = family::fileopen(fileName, family::kOpenRead, in); failed != kStatusOk)
         return failed;
-    std::string held;  // not written yet: the mark may be in it
-    std::string block(kBlockSize, '\0');
     std::int64_t got = 0;
     while ((got = family::fileread(in, block.data(), block.size())) > 0) {
         held.append(block.data(), static_cast<std::size_t>(got));

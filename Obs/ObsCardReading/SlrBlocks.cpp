@@ -50,8 +50,10 @@ std::int32_t shortNumber(const CardText& line, Columns columns) {
     return static_cast<std::int32_t>(number(line, columns));
 }
 
-bool isData(const CardText& line) {
-    return isItemCharacter(line.at(1)) && ObsCardType(line) == LineClass::notObservation;
+bool isData(std::string_view line) {
+    const std::size_t first = line.find_first_not_of(' ');
+    return first != std::string_view::npos && isItemCharacter(line[first]) &&
+           ObsCardType(line) == LineClass::notObservation;
 }
 
 // --- Pass -----------------------------------------------------------------------------------
@@ -198,8 +200,8 @@ private:
 
     void noteCheckSums() {
         if (badSums_ == 0) return;
-        sink_.note("ReadSlrBlock: Check sums disagree on " + std::to_string(badSums_) +
-                   " lines of the pass that starts on line " + std::to_string(markLine_) + ", first on line " +
+        sink_.note("ReadSlrBlock: Lines with a wrong check sum in the pass that starts on line " +
+                   std::to_string(markLine_) + ": " + std::to_string(badSums_) + ", the first is line " +
                    std::to_string(firstBadSumLine_));
     }
 

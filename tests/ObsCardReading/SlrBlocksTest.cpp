@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <memory>
 
 #include "Obs/ObsCardReading/SlrCorrections.h"
 #include "siblings/include/ObsFamily.h"
@@ -18,25 +17,28 @@ constexpr double kLightKms = 299792.458;
 constexpr double kDay = 14324;  // 1989 March 20
 
 // LAGEOS 1 from station 7105: a header whose check sum is wrong by one, as in the example known, and its data line.
-const std::string kHeader = "7603901" "89079" "7105" "0702" "5321" "00095942" "000033" "0040" "73001" "00650" "54" "1";
-const std::string kPoint = "214360786545" "052035998000" "0000066" "10135" "2905" "055" "0108" "00000" "49";
-const std::string kShot = "214360786545" "052035998000" "10135" "2905" "055" "00000000" "0000" "3" "1234567" "456789"
+const std::string kHeader = "7603901" "89079" "7105" "0702" "5321" "00095942" "00003300407300100650" "54" "1";
+const std::string kPoint = "214360786545" "052035998000" "0000066" "10135" "2905" "055" "010800000" "49";
+const std::string kShot = "214360786545" "052035998000" "10135" "2905" "055" "000000000000" "3" "1234567" "456789"
                           "00000" "--";
 
 std::string edited(std::string line, std::size_t column, const std::string& text) {
     return line.replace(column - 1, text.size(), text);
 }
 
-/// What one block gave, and the line that was given back.
+/// What the block of a mark and lines gave, and the line that was given back.
 struct Read final : SlrSink {
     std::vector<std::pair<std::int64_t, ObsRecord>> ranges;
     std::vector<std::pair<std::int64_t, std::string>> refusals;
     std::vector<std::string> notes;
     std::string next;
 
-    explicit Read(const std::string& text) {
+    Read(const std::string& mark, const std::vector<std::string>& block) {
         const std::string file = std::filesystem::temp_directory_path() / ("slr." + std::to_string(::getpid()));
-        std::ofstream(file) << text;
+        std::ofstream out(file);
+        out << mark << '\n';
+        for (const std::string& line : block) out << line << '\n';
+        out.close();
         family::Unit unit = family::kNoUnit;
         EXPECT_EQ(family::fileopen(file, family::kOpenRead, unit), 0);
         LineReader lines(unit);
@@ -47,32 +49,25 @@ struct Read final : SlrSink {
         family::fileclose(unit);
         std::filesystem::remove(file);
     }
-    void observation(ObsRecord& rec, std::int64_t lineNumber) override { ranges.emplace_back(lineNumber, rec); }
-    void refuse(const Refusal& why, std::string_view, std::int64_t lineNumber) override {
-        refusals.emplace_back(lineNumber, why.message());
+    void observation(ObsRecord& rec, std::int64_t number) override { ranges.emplace_back(number, rec); }
+    void refuse(const Refusal& why, std::string_view, std::int64_t number) override {
+        refusals.emplace_back(number, why.message());
     }
     void note(std::string text) override { notes.push_back(text); }
 };
 
-std::unique_ptr<Read> readBlock(const std::string& mark, const std::vector<std::string>& lines) {
-    std::string text = mark + "\n";
-    for (const std::string& line : lines) text += line + "\n";
-    return std::make_unique<Read>(text);
-}
-
 }  // namespace
 
 TEST(SlrBlocks, theExampleToItsExactNumbers) {
-    const auto read = readBlock("99999", {kHeader, kPoint});
-    ASSERT_EQ(read->ranges.size(), 1u);
-    const auto& [lineNumber, rec] = read->ranges[0];
-    EXPECT_EQ(lineNumber, 3);
+    const Read read("99999", {kHeader, kPoint});
+    ASSERT_EQ(read.ranges.size(), 1u);
+    const ObsRecord& rec = read.ranges[0].second;
     EXPECT_EQ(std::tuple(rec.satNum, rec.senNum, rec.obsType, rec.secClass), std::tuple(8820, 90, 6, 'U'));
     EXPECT_EQ(rec.obsTime, 14324.248103063339);
     EXPECT_DOUBLE_EQ(rec.range, 7799.999872451542);
-    EXPECT_EQ(read->notes, std::vector<std::string>{"ReadSlrBlock: Check sums disagree on 1 lines of the pass that "
-                                                    "starts on line 1, first on line 2"});
-    EXPECT_TRUE(read->refusals.empty());
+    EXPECT_EQ(read.notes, std::vector<std::string>{"ReadSlrBlock: Lines with a wrong check sum in the pass that "
+                                                   "starts on line 1: 1, the first is line 2"});
+    EXPECT_TRUE(read.refusals.empty());
 }
 
 TEST(SlrBlocks, sampledEngineeringData) {
@@ -93,11 +88,11 @@ TEST(SlrBlocks, sampledEngineeringData) {
         {"no weather", edited(kShot, 25, "-----"), 2, 123.4567, 45.6789, rawKm + 0.000251},
     };
     for (const auto& one : cases) {
-        const auto read = readBlock("88888", {kHeader, one.line});
-        ASSERT_EQ(read->ranges.size(), 1u) << one.what;
-        const ObsRecord& rec = read->ranges[0].second;
-        EXPECT_EQ(std::tuple(rec.obsType, rec.azOrRa, rec.elOrDec), std::tuple(one.type, one.azimuthDeg, one.elevationDeg))
-            << one.what;
+        const Read read("88888", {kHeader, one.line});
+        ASSERT_EQ(read.ranges.size(), 1u) << one.what;
+        const ObsRecord& rec = read.ranges[0].second;
+        EXPECT_EQ(rec.obsType, one.type) << one.what;
+        EXPECT_EQ(std::pair(rec.azOrRa, rec.elOrDec), std::pair(one.azimuthDeg, one.elevationDeg)) << one.what;
         EXPECT_NEAR(rec.range, one.rangeKm, 1e-11) << one.what;  // roundings of a sum of some thousand km
     }
     setSlrCorrections({});
@@ -108,17 +103,18 @@ TEST(SlrBlocks, badDataLines) {
     for (const auto& [column, text] : {std::pair{20, "X"}, {1, "864010000000"}, {13, "000000000000"},
                                        {1, "------------"}, {57, "900001"}, {50, "3600001"}, {30, "."}}) {
         const std::string bad = edited(kShot, static_cast<std::size_t>(column), text);
-        const auto read = readBlock("88888", {kHeader, kShot, bad, kShot});
-        EXPECT_EQ(read->ranges.size(), 2u) << bad;
-        EXPECT_EQ(read->refusals, (decltype(read->refusals){{4, "ReadSlrBlock: Bad data line/" + bad}}));
+        const Read read("88888", {kHeader, kShot, bad, kShot});
+        EXPECT_EQ(read.ranges.size(), 2u) << bad;
+        EXPECT_EQ(read.refusals, (decltype(read.refusals){{4, "ReadSlrBlock: Bad data line/" + bad}}));
     }
 }
 
 TEST(SlrBlocks, badHeaders) {
     using Refusals = std::vector<std::pair<std::int64_t, std::string>>;
     ASSERT_EQ(FamilyAddSensor(7999, "", 0, 0, 0), 0);
-    EXPECT_EQ(readBlock("99999", {edited(kHeader, 13, "7999"), kPoint})->ranges.at(0).second.senNum, 7999);
-    EXPECT_EQ(readBlock("99999", {edited(kHeader, 8, "56366"), kPoint})->ranges.at(0).second.obsTime, 39082.248103063339);
+    EXPECT_EQ(Read("99999", {edited(kHeader, 13, "7999"), kPoint}).ranges.at(0).second.senNum, 7999);
+    const Read lastYear("99999", {edited(kHeader, 8, "56366"), kPoint});
+    EXPECT_EQ(lastYear.ranges.at(0).second.obsTime, 39082.248103063339);  // 2056 December 31
     for (const auto& [column, text, message] :
          {std::tuple{1, "7603902", "ReadSlr: Laser-ranging satellite 7603902 has no known satellite number."},
           {13, "7998", "ReadSlr: Laser station 7998 has no known sensor number."},
@@ -128,10 +124,10 @@ TEST(SlrBlocks, badHeaders) {
         std::string header = edited(kHeader, static_cast<std::size_t>(column), text);
         std::string expected = message;
         if (expected.back() == '/') expected += header;
-        EXPECT_EQ(readBlock("99999", {header, kPoint, kPoint})->refusals, (Refusals{{3, expected}, {4, expected}}));
-        EXPECT_EQ(readBlock("99999", {header})->refusals, (Refusals{{2, expected}}));
+        EXPECT_EQ(Read("99999", {header, kPoint, kPoint}).refusals, (Refusals{{3, expected}, {4, expected}}));
+        EXPECT_EQ(Read("99999", {header}).refusals, (Refusals{{2, expected}}));
     }
-    EXPECT_EQ(readBlock("99999", {"99999"})->refusals,
+    EXPECT_EQ(Read("99999", {"99999"}).refusals,
               (Refusals{{1, "ReadSlrBlock: No pass header follows the mark"}}));
     FamilyRemoveSensors();
 }
@@ -139,14 +135,14 @@ TEST(SlrBlocks, badHeaders) {
 TEST(SlrBlocks, midnightAndTheEndOfABlock) {
     const std::string late = edited(kPoint, 1, "863999000000"), early = edited(kPoint, 1, "000001000000");
     const std::string card = "U0000534524163123456789450000 1800000                                     1";
-    for (const std::string& end : {card, std::string("88888"), std::string("H1 CRD  2"), std::string("END")}) {
-        const auto read = readBlock("99999", {kHeader, "* comment", late, "", early, end, kPoint});
-        ASSERT_EQ(read->ranges.size(), 2u) << end;
-        EXPECT_EQ(read->next, end);
+    for (const std::string& end : {card, std::string("88888"), std::string("H1 CRD  2"), std::string(" END")}) {
+        const Read read("99999", {kHeader, "* comment", late, "", early, end, kPoint});
+        ASSERT_EQ(read.ranges.size(), 2u) << end;
+        EXPECT_EQ(read.next, end);
         const double bounce = 0.052035998 / 2;
-        EXPECT_EQ(read->ranges[0].second.obsTime, kDay + (86399.9 + bounce) / 86400);
-        EXPECT_EQ(read->ranges[1].second.obsTime, kDay + 1 + (0.1 + bounce) / 86400);
-        EXPECT_EQ(read->ranges[1].first, 6);
+        EXPECT_EQ(read.ranges[0].second.obsTime, kDay + (86399.9 + bounce) / 86400);
+        EXPECT_EQ(read.ranges[1].second.obsTime, kDay + 1 + (0.1 + bounce) / 86400);
+        EXPECT_EQ(read.ranges[1].first, 6);
     }
 }
 

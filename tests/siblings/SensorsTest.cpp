@@ -114,8 +114,6 @@ TEST_F(SensorsTest, ShippedLaserStations) {
          {-.0468239683, .00797007646, .0509599890}},
         {93, "7110 Monument P MOBLAS-4", {-2386278.76756282, -4802353.67239530, 3444881.84657152},
          {-.0307701148, .0254090034, .0139238319}},
-        {7941, "7941 Matera MLRO", {4641978.52389715, 1393067.81970112, 4133249.69590866},
-         {-.0186283100, .0190569145, .0146220897}},
     };
     ASSERT_EQ(FamilyLoadSensors(OBS_SHIPPED_DATA "/laser_stations.csv"), 0);
     for (const auto& station : stations) {
@@ -124,7 +122,7 @@ TEST_F(SensorsTest, ShippedLaserStations) {
         EXPECT_EQ(desctokey(station.description), station.number);
         const std::array<double, 3> found = earthFixed(sensor);
         for (std::size_t i = 0; i < 3; ++i)
-            EXPECT_NEAR(found[i], station.positionM[i] + station.velocity[i] * kYears, kOneMillimetre) << station.number;
+            EXPECT_NEAR(found[i], station.positionM[i] + station.velocity[i] * kYears, kOneMillimetre);
     }
     SensorData sensor;
     EXPECT_FALSE(findsendata(92345, sensor));
