@@ -6,6 +6,7 @@
 
 #include "Obs/CardLayouts/SlrBlocks.h"
 #include "Obs/ObsCardReading/Classify.h"
+#include "Obs/ObsCardReading/Crd.h"
 #include "Obs/ObsCardReading/SlrCorrections.h"
 #include "Obs/ObsCardReading/SlrRange.h"
 #include "siblings/include/Time.h"
@@ -53,7 +54,7 @@ std::int32_t shortNumber(const CardText& line, Columns columns) {
 bool isData(std::string_view line) {
     const std::size_t first = line.find_first_not_of(' ');
     return first != std::string_view::npos && isItemCharacter(line[first]) &&
-           ObsCardType(line) == LineClass::notObservation;
+           ObsCardType(line) == LineClass::notObservation && !isCrdRecord(line);
 }
 
 // --- Pass -----------------------------------------------------------------------------------

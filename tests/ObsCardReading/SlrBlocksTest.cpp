@@ -135,7 +135,7 @@ TEST(SlrBlocks, badHeaders) {
 TEST(SlrBlocks, midnightAndTheEndOfABlock) {
     const std::string late = edited(kPoint, 1, "863999000000"), early = edited(kPoint, 1, "000001000000");
     const std::string card = "U0000534524163123456789450000 1800000                                     1";
-    for (const std::string& end : {card, std::string("88888"), std::string("H1 CRD  2"), std::string(" END")}) {
+    for (const std::string& end : std::vector<std::string>{card, "88888", "H1 CRD  2", "00 x", " END"}) {
         const Read read("99999", {kHeader, "* comment", late, "", early, end, kPoint});
         ASSERT_EQ(read.ranges.size(), 2u) << end;
         EXPECT_EQ(read.next, end);
