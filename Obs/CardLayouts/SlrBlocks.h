@@ -13,10 +13,10 @@ inline constexpr std::string_view kNormalPointMark = "99999";
 inline constexpr std::string_view kEngineeringMark = "88888";
 
 namespace header {
-inline constexpr Columns kSatellite{1, 7};   ///< ILRS id
-inline constexpr Columns kYear{8, 9};        ///< of the century
+inline constexpr Columns kSatellite{1, 7};  ///< ILRS id
+inline constexpr Columns kYear{8, 9};       ///< of the century
 inline constexpr Columns kDayOfYear{10, 12};
-inline constexpr Columns kStation{13, 16};   ///< pad number
+inline constexpr Columns kStation{13, 16};  ///< pad number
 inline constexpr Columns kWavelength{21, 24};
 inline constexpr Columns kSystemDelayPs{25, 32};  ///< two-way
 inline constexpr Columns kSummed{1, 52};
@@ -28,8 +28,8 @@ inline constexpr std::int64_t kFirstNm = 1000;
 }  // namespace header
 
 // Both kinds of data line begin alike.
-inline constexpr Columns kFiringTime{1, 12};    ///< second of day, 0.1 us
-inline constexpr Columns kTimeOfFlight{13, 24}; ///< two-way, ps
+inline constexpr Columns kFiringTime{1, 12};     ///< second of day, 0.1 us
+inline constexpr Columns kTimeOfFlight{13, 24};  ///< two-way, ps
 
 /// Where a kind of data line has the rest.
 struct DataColumns {

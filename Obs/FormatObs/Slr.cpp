@@ -1,8 +1,8 @@
 #include "Obs/FormatObs/Slr.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cerrno>
+#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <string>
@@ -76,8 +76,7 @@ struct DayAndSecond {
     double second;
 
     /// The difference is exact, the product within a few units of 1e-11 s.
-    explicit DayAndSecond(double timeDs50)
-        : day(std::floor(timeDs50)), second((timeDs50 - day) * kSecondsPerDay) {}
+    explicit DayAndSecond(double timeDs50) : day(std::floor(timeDs50)), second((timeDs50 - day) * kSecondsPerDay) {}
 };
 
 /// The second of day in 0.1 us, or finer where the time resolves more: so that it reads back to the same time.
@@ -330,8 +329,7 @@ std::int32_t saveSlrFile(std::string_view fileName, std::int32_t saveMode, SlrDa
     sortRanges(found.ranges);
     const bool rewritten = saveMode == 0 || family::fileexists(fileName);
     family::Unit out = family::kNoUnit;
-    const std::int32_t opened =
-        family::fileopen(fileName, rewritten ? family::kOpenReplace : family::kOpenAppend, out);
+    const std::int32_t opened = family::fileopen(fileName, rewritten ? family::kOpenReplace : family::kOpenAppend, out);
     if (opened != kStatusOk) return opened;
     std::int32_t status = kStatusOk;
     try {

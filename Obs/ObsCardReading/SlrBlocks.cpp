@@ -145,8 +145,7 @@ private:
         if (headerRefusal_) return sink_.refuse(*headerRefusal_, text, lines_.lineNumber());
         ObsRecord rec;
         if (!readRange(line, rec))
-            return sink_.refuse({"ReadSlrBlock: Bad data line/", std::string(text), 0, {}}, text,
-                                lines_.lineNumber());
+            return sink_.refuse({"ReadSlrBlock: Bad data line/", std::string(text), 0, {}}, text, lines_.lineNumber());
         checkSum(line, columns_.summed, columns_.checkSum);
         sink_.observation(rec, lines_.lineNumber());
     }
@@ -185,8 +184,8 @@ private:
         const AtmCondRec conditions{rec.obsTime, static_cast<double>(number(line, columns_.pressure)) / kTenths,
                                     static_cast<double>(number(line, columns_.temperature)) / kTenths,
                                     static_cast<double>(number(line, columns_.humidity))};
-        const SlrRangeContext range{&conditions, pass_.wavelengthUm, elevationDeg_, pass_.senNum, pass_.satNum,
-                                    pass_.ilrsId, kNotGiven, kNotGiven, false, false};
+        const SlrRangeContext range{&conditions,  pass_.wavelengthUm, elevationDeg_, pass_.senNum, pass_.satNum,
+                                    pass_.ilrsId, kNotGiven,          kNotGiven,     false,        false};
         rec.range += slrCorrectionM(range, settings_) / kMetresPerKm;
     }
 

@@ -124,9 +124,9 @@ ZenithDelayM mendesPavlisZenithM(const SlrModelInput& input) {
     const double gravity = 1 - 0.00266 * std::cos(2 * radians(input.latitudeDeg)) - 0.00000028 * input.heightM;
     const double s2 = square(1 / input.wavelengthUm);  // squared wave number
     constexpr double kCarbonDioxide = 0.99995995;      // 375 ppm
-    const double hydrostatic = 0.01 * kCarbonDioxide *
-                               (19990.975 * (238.0185 + s2) / square(238.0185 - s2) +
-                                579.55174 * (57.362 + s2) / square(57.362 - s2));
+    const double hydrostatic =
+        0.01 * kCarbonDioxide *
+        (19990.975 * (238.0185 + s2) / square(238.0185 - s2) + 579.55174 * (57.362 + s2) / square(57.362 - s2));
     const double wet = 0.003101 * (295.235 + s2 * (7.9266 + s2 * (-0.1619 + s2 * 0.028196)));
     return {0.002416579 * hydrostatic * input.pressureHpa / gravity,
             1e-4 * (5.316 * wet - 3.759 * hydrostatic) * input.vapourPressureHpa / gravity};

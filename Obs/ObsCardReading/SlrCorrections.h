@@ -21,15 +21,15 @@ SlrCorrectionSettings slrCorrections();
 
 /// What is known about one range. The sensor library gives the station's latitude and height by `senNum`.
 struct SlrRangeContext {
-    const AtmCondRec* conditions;   ///< at the time of the range; null: none
-    double wavelengthUm;            ///< 0 unknown
-    double elevationDeg;            ///< NaN unknown
+    const AtmCondRec* conditions;  ///< at the time of the range; null: none
+    double wavelengthUm;           ///< 0 unknown
+    double elevationDeg;           ///< NaN unknown
     std::int32_t senNum;
     std::int32_t satNum;
     std::int32_t ilrsId;
-    double troposphericPs;          ///< delay that the file itself gives, one-way, ps; NaN none
-    double centreOfMassM;           ///< distance that the file itself gives, one-way, m; NaN none
-    bool troposphereApplied;        ///< already in the data
+    double troposphericPs;    ///< delay that the file itself gives, one-way, ps; NaN none
+    double centreOfMassM;     ///< distance that the file itself gives, one-way, m; NaN none
+    bool troposphereApplied;  ///< already in the data
     bool centreOfMassApplied;
 };
 
@@ -43,8 +43,8 @@ double slrCorrectionM(const SlrRangeContext& range, const SlrCorrectionSettings&
 
 /// Conditions at a station in the models' terms.
 struct SlrModelInput {
-    double latitudeDeg = 0;        ///< geodetic
-    double heightM = 0;            ///< above the ellipsoid
+    double latitudeDeg = 0;  ///< geodetic
+    double heightM = 0;      ///< above the ellipsoid
     double pressureHpa = 0;
     double temperatureK = 0;
     double vapourPressureHpa = 0;
