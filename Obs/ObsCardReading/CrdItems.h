@@ -18,13 +18,20 @@ public:
     /// Splits a line at its blanks and tabs and keeps the first `most` items.
     CrdItems(std::string_view line, std::size_t most);
 
-    std::string_view operator[](std::size_t item) const { return item < count_ ? items_[item] : std::string_view(); }
+    std::string_view operator[](std::size_t item) const {
+        return item < count_ ? std::string_view(items_[item].text, items_[item].length) : std::string_view();
+    }
     std::size_t count() const { return count_; }
     std::string_view id() const { return (*this)[0]; }
-    void add(std::string_view item) { items_[count_++] = item; }
+    void add(std::string_view item) { items_[count_++] = {item.data(), item.size()}; }
 
 private:
-    std::array<std::string_view, crd::kMostItems> items_;
+    /// A view without a value to begin with: most lines have few items, and there are millions of lines.
+    struct Item {
+        const char* text;
+        std::size_t length;
+    };
+    std::array<Item, crd::kMostItems> items_;
     std::size_t count_ = 0;
 };
 

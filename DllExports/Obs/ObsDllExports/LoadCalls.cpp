@@ -11,24 +11,36 @@ namespace {
 using obs::kNoKey;
 using obs::kStatusRefused;
 
-/// NOTE: the text names ObsLoadFile for both entry points.
-int32_t loadFile(std::string_view name, const char* fileName, int32_t gid) {
+using FileReader = int32_t (*)(std::string_view fileName, int32_t gid);
+
+/// NOTE: the information line names the same function for both entry points of a reader.
+int32_t loadFile(std::string_view name, std::string_view shownName, const char* fileName, int32_t gid, FileReader read) {
     if (obs::refuseNull(name, {fileName})) return kStatusRefused;
     return obs::guarded(name, kStatusRefused, [&] {
         const std::string_view file = obs::trimmedText(fileName);
-        family::traceloginfo("ObsLoadFile: Reading observation data from file \"" + std::string(file) + "\".");
-        return obs::ReadObsFrFile(file, gid);
+        std::string said(shownName);
+        said.append(": Reading observation data from file \"").append(file).append("\".");
+        family::traceloginfo(said);
+        return read(file, gid);
     });
 }
 
 }  // namespace
 
 int32_t ObsLoadFile(const char* fileName) {
-    return loadFile("ObsLoadFile", fileName, 0);
+    return loadFile("ObsLoadFile", "ObsLoadFile", fileName, 0, obs::ReadObsFrFile);
 }
 
 int32_t ObsLoadFileGID(const char* fileName, int32_t gid) {
-    return loadFile("ObsLoadFileGID", fileName, gid);
+    return loadFile("ObsLoadFileGID", "ObsLoadFile", fileName, gid, obs::ReadObsFrFile);
+}
+
+int32_t ObsLoadSlrFile(const char* fileName) {
+    return loadFile("ObsLoadSlrFile", "ObsLoadSlrFile", fileName, 0, obs::ReadSlrFrFile);
+}
+
+int32_t ObsLoadSlrFileGID(const char* fileName, int32_t gid) {
+    return loadFile("ObsLoadSlrFileGID", "ObsLoadSlrFile", fileName, gid, obs::ReadSlrFrFile);
 }
 
 int32_t ObsLoadCard(const char* card) {

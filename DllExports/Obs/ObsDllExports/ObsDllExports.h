@@ -100,7 +100,8 @@ OBS_API int32_t SenNumFrObsKey(int64_t obsKey);
 
 /** @defgroup ObsLoadFile ObsLoadFile
  *  Loads a file of observations and keyword lines (OBSFIL, TTY_YEAR, SELOB, SLROBS,
- *  VM_DMA_OBS_ON; "*" in column 1 is a comment). Bad lines are logged and left out; the
+ *  VM_DMA_OBS_ON; "*" in column 1 is a comment). An SLROBS line names a file of laser ranges, or introduces CRD
+ *  sessions that follow it in the file. Bad lines are logged and left out; the
  *  counts are logged at the end ("Total observations = ...") and kept for ObsGetLoadCounts.
  *  @param[in] fileName 512 characters.
  *  @return the outcome of the last observation line (0 good or duplicate, 2 bad), or the
@@ -110,6 +111,19 @@ OBS_API int32_t ObsLoadFile(const char *fileName);
 /** @defgroup ObsLoadFileGID ObsLoadFileGID
  *  As ObsLoadFile; every observation added belongs to group `gid`. */
 OBS_API int32_t ObsLoadFileGID(const char *fileName, int32_t gid);
+
+/** @defgroup ObsLoadSlrFile ObsLoadSlrFile
+ *  Addition. Loads a file of laser ranges: CRD sessions (version 1 or 2, full rate or normal points), blocks of the
+ *  older 99999 and 88888 formats, or both. Each range is an observation of type 6 (one-way range in km, at the moment
+ *  of reflection), or of type 2 with the pointing angles that the file gives for it. Nothing is corrected unless
+ *  ObsSetSlrCorrections asks for it. A station must be in the number table or be a known sensor under its
+ *  pad number. Counts, log lines and callback as for ObsLoadFile; see docs/formats/slr.md.
+ *  @return as ObsLoadFile. */
+OBS_API int32_t ObsLoadSlrFile(const char *fileName);
+
+/** @defgroup ObsLoadSlrFileGID ObsLoadSlrFileGID
+ *  As ObsLoadSlrFile; every observation added belongs to group `gid`. */
+OBS_API int32_t ObsLoadSlrFileGID(const char *fileName, int32_t gid);
 
 /** @defgroup ObsLoadCard ObsLoadCard
  *  Loads one line that is an observation by itself.
