@@ -1,15 +1,9 @@
-#include "Obs/ObsCardReading/LoadFile.h"
-
 #include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
 
 #include "Obs/ObsCardReading/TtyYear.h"
 #include "ObsDllExports.h"
 #include "tests/CaseFile.h"
-#include "tests/StoreCheck.h"
-#include "tests/TestLog.h"
+#include "tests/LoadFixture.h"
 
 namespace obs::test {
 
@@ -29,56 +23,9 @@ std::string badCard(int number) {
     return card;
 }
 
-struct Told {
-    std::int32_t kind;
-    std::string file;
-    std::int64_t line;
-    std::string reason;
-};
-
 }  // namespace
 
-class LoadFileTest : public testing::Test {
-protected:
-    void SetUp() override {
-        obsemptytree();
-        obskeymodeset(0);
-        SetTTYYear(0);
-        folder_ = std::filesystem::temp_directory_path() / ("obs_load_" + std::to_string(::getpid()));
-        std::filesystem::create_directory(folder_);
-        setLineReport(
-            [](std::int32_t kind, const char* file, std::int64_t line, const char* reason, void* user) {
-                static_cast<LoadFileTest*>(user)->told_.push_back({kind, std::filesystem::path(file).filename(), line, reason});
-            },
-            this);
-    }
-    void TearDown() override {
-        setLineReport(nullptr, nullptr);
-        std::filesystem::remove_all(folder_);
-        obskeymodeset(0);
-        obsemptytree();
-    }
-
-    std::string write(const std::string& name, const std::string& text) {
-        std::ofstream(folder_ / name, std::ios::binary) << text;
-        return folder_ / name;
-    }
-    std::int32_t load(const std::string& text) { return ReadObsFrFile(write("deck.txt", text)); }
-    void expectCounts(std::int64_t loaded, std::int64_t duplicate, std::int64_t bad) {
-        const LoadCounts counts = latestLoadCounts();
-        EXPECT_EQ(counts.loaded, loaded);
-        EXPECT_EQ(counts.duplicate, duplicate);
-        EXPECT_EQ(counts.bad, bad);
-        EXPECT_EQ(log_.informations.back(), "Total observations = " + std::to_string(loaded + duplicate + bad) + ", Loaded = " +
-                                                std::to_string(loaded) + ", Dup = " + std::to_string(duplicate) +
-                                                ", Bad = " + std::to_string(bad));
-        checkedKeys();
-    }
-
-    std::filesystem::path folder_;
-    TestLog log_;
-    std::vector<Told> told_;
-};
+using LoadFileTest = LoadFixture;
 
 TEST_F(LoadFileTest, countsAndNamesLinesInTheirOrder) {
     std::string noSatellite = azElCard(9);
