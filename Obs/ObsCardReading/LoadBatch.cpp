@@ -14,9 +14,6 @@ namespace {
 /// then costs a constant share per observation.
 constexpr std::size_t kLeastBatch = 1u << 20;
 
-/// Text about lines that may wait for their turn.
-constexpr std::size_t kMostRemarkBytes = 4u << 20;
-
 constexpr std::string_view kNoKeyReason = "No satellite number, or a number or time that makes no key.";
 
 std::size_t batchLimit() {
@@ -80,10 +77,6 @@ void LoadBatch::addAtOnce(const ObsRecord& rec, const MaybeRefusal& refusal, con
     settle(line, key, refusal, notes);
     flush();
     if (key != kNoKey) state_.counts.count(key);
-}
-
-bool LoadBatch::isFull() const {
-    return remarkBytes_ >= kMostRemarkBytes || batch_.size() >= batchLimit_;
 }
 
 void LoadBatch::drop() {

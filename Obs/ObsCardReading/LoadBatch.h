@@ -33,7 +33,7 @@ public:
     void note(std::string text);
 
     /// Whether it is time to flush.
-    bool isFull() const;
+    bool isFull() const { return remarkBytes_ >= kMostRemarkBytes || batch_.size() >= batchLimit_; }
 
     /// Enters the batch and says what is to be said about its lines, in their order.
     void flush();
@@ -42,6 +42,9 @@ public:
     void drop();
 
 private:
+    /// Text about lines that may wait for their turn.
+    static constexpr std::size_t kMostRemarkBytes = 4u << 20;
+
     /// What is to be said of a line once its turn comes.
     struct Remark {
         std::size_t position;    ///< observations collected before it

@@ -21,7 +21,7 @@ public:
     }
     void tell(SlrSink& sink) const {
         if (count_ == 0) return;
-        sink.note("ReadSlr: " + std::to_string(count_) + " lines are no laser-ranging records and were left out, the first in line " +
+        sink.note("ReadSlr: " + std::to_string(count_) + " line(s) are no laser-ranging records and were left out, the first is line " +
                   std::to_string(firstNumber_) + " (" + first_ + ").");
     }
 

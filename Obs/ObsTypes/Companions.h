@@ -77,7 +77,7 @@ struct AtmCondRec {
     double humidityPercent = 0;
 };
 
-/// The parts of laser-ranging records "11" (normal point) and "30" (pointing) that are kept.
+/// The parts of laser-ranging records "11" (normal point; "10" has the same) and "30" (pointing) that are kept.
 struct Line11Rec {
     double secondOfDay = 0;
     double timeOfFlightS = 0;

@@ -309,7 +309,7 @@ TEST_F(Crd, linesOfOtherKindsAndNoise) {
     EXPECT_EQ(log_.informations[0],
               "ReadCrd: 1 of 1 ranges from line 9 on are flagged as noise; they are taken, with first indicator 1.");
     EXPECT_EQ(log_.informations[log_.informations.size() - 2],
-              "ReadSlr: 2 lines are no laser-ranging records and were left out, the first in line 3 (nonsense).");
+              "ReadSlr: 2 line(s) are no laser-ranging records and were left out, the first is line 3 (nonsense).");
 }
 
 // Sessions and blocks inside an observation file, files named there, and what is left to the second pass.
@@ -319,6 +319,10 @@ TEST_F(Crd, sectionsOfObservationFiles) {
                               "2143607865450520359980000000066101352905055010800000049\n";
     const std::string rf = "2024:01:15::12:34:56.123456   1.0 1.0 1.0 1.0 CCH_ESP 0.1 CDE_ESP 0.1 25544 1000000 "
                            "2024:01:15::12:35:00 10.0 A B C\n";
+    EXPECT_EQ(load(block + block), 0) << "a block needs no section";
+    expectCounts(1, 1, 0);
+    obsemptytree();
+    told_.clear();
     write("named.crd", kHead + kStart + range(1) + "10 x\n" + kEnd);
     write("inner.txt", "SLROBS named.crd\nSLROBS\n" + kHead + kStart + range(2) + rf);
     const std::string deck = "H1 CRD 2\n" + block + "SLROBS\n" + kHead + "TTY_YEAR 2021\n" + kStart + range(3) + rf + range(1) +
