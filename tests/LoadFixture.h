@@ -33,7 +33,8 @@ protected:
         std::filesystem::create_directory(folder_);
         setLineReport(
             [](std::int32_t kind, const char* file, std::int64_t line, const char* reason, void* user) {
-                static_cast<LoadFixture*>(user)->told_.push_back({kind, std::filesystem::path(file).filename(), line, reason});
+                static_cast<LoadFixture*>(user)->told_.push_back(
+                    {kind, std::filesystem::path(file).filename(), line, reason});
             },
             this);
     }
@@ -54,9 +55,9 @@ protected:
         EXPECT_EQ(counts.loaded, loaded);
         EXPECT_EQ(counts.duplicate, duplicate);
         EXPECT_EQ(counts.bad, bad);
-        EXPECT_EQ(log_.informations.back(), "Total observations = " + std::to_string(loaded + duplicate + bad) + ", Loaded = " +
-                                                std::to_string(loaded) + ", Dup = " + std::to_string(duplicate) +
-                                                ", Bad = " + std::to_string(bad));
+        EXPECT_EQ(log_.informations.back(), "Total observations = " + std::to_string(loaded + duplicate + bad) +
+                                                ", Loaded = " + std::to_string(loaded) + ", Dup = " +
+                                                std::to_string(duplicate) + ", Bad = " + std::to_string(bad));
         checkedKeys();
     }
 

@@ -181,7 +181,8 @@ MaybeRefusal CrdReader::takeStart(const CrdItems& items) {
                                          {"start hour", 0, 23},      {"start minute", 0, 59}, {"start second", 0, 60}};
     std::int32_t start[6];
     for (std::size_t i = 0; i < 6; ++i)
-        if (MaybeRefusal why = readItem(items, crd::h4::kStart + i, kLimits[i].name, kLimits[i].low, kLimits[i].high, start[i]))
+        if (MaybeRefusal why =
+                readItem(items, crd::h4::kStart + i, kLimits[i].name, kLimits[i].low, kLimits[i].high, start[i]))
             return why;
     const std::int32_t dayOfYear = family::mmdd2jul(start[0], start[1], start[2]);
     if (dayOfYear == 0) return fixedReason("ReadCrd: Record H4, the start is no date of the calendar.");
@@ -238,7 +239,8 @@ void CrdReader::readRange(const Line& line, bool isFullRate) {
     CrdSession::Range range;
     std::int32_t epochEvent = 0, filterFlag = 0;
     constexpr double kLeastFlightS = std::numeric_limits<double>::min();
-    MaybeRefusal why = readItem(items, crd::range::kSecondOfDay, "second of day", 0.0, kEndOfDayS, range.record.secondOfDay);
+    MaybeRefusal why =
+        readItem(items, crd::range::kSecondOfDay, "second of day", 0.0, kEndOfDayS, range.record.secondOfDay);
     if (!why)
         why = readItem(items, crd::range::kTimeOfFlight, "time of flight", kLeastFlightS, kLongestFlightS,
                        range.record.timeOfFlightS);
@@ -266,7 +268,8 @@ void CrdReader::readSupplement(const Line& line) {
     const CrdItems items(line.text, crd::supplement::kCentreOfMassM + 1);
     if (anyMissing(items, crd::supplement::kSecondOfDay, crd::supplement::kSecondOfDay)) return;
     double secondOfDay = 0;
-    const MaybeRefusal why = readItem(items, crd::supplement::kSecondOfDay, "second of day", 0.0, kEndOfDayS, secondOfDay);
+    const MaybeRefusal why =
+        readItem(items, crd::supplement::kSecondOfDay, "second of day", 0.0, kEndOfDayS, secondOfDay);
     if (why) return leaveOut(why, line);
     session_.addSupplement(secondOfDay, {valueOr(items[crd::supplement::kTroposphericPs], kNotKnown),
                                          valueOr(items[crd::supplement::kCentreOfMassM], kNotKnown)});

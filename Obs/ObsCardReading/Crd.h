@@ -80,8 +80,8 @@ private:
     Known satellite_{0, Refusal{"ReadCrd: No header H3 stands before the session.", {}, 0, {}}};
     Known station_{0, Refusal{"ReadCrd: No header H2 stands before the session.", {}, 0, {}}};
     MaybeRefusal header_{Refusal{"ReadCrd: No header H4 stands before the record.", {}, 0, {}}};
-    MaybeRefusal sessionRefusal_;        ///< why no range of this session can be read, once `inData_`
-    bool inData_ = false;                ///< a data record of this session was met
+    MaybeRefusal sessionRefusal_;  ///< why no range of this session can be read, once `inData_`
+    bool inData_ = false;          ///< a data record of this session was met
     std::vector<Configuration> configurations_;
     bool configurationsAreOld_ = false;  ///< of an earlier session, good until the next one names its own
     bool recordMet_ = false;             ///< since the last end of a file

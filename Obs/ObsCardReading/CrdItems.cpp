@@ -58,7 +58,8 @@ bool standApart(std::string_view line, const crd::Header& header) {
     const CardText card(line);
     bool afterName = false;
     for (const crd::HeaderItem& item : header.items) {
-        const bool apart = isBlank(card.at(item.columns.last + 1)) && (afterName || isBlank(card.at(item.columns.first - 1)));
+        const bool apart =
+            isBlank(card.at(item.columns.last + 1)) && (afterName || isBlank(card.at(item.columns.first - 1)));
         if (item.isWholeNumber && !apart) return false;
         afterName = !item.isWholeNumber;
     }

@@ -51,11 +51,10 @@ typename CrdTimeLine<Value>::Around CrdTimeLine<Value>::around(double second) {
     for (int i = 0; i < kStepsBeforeSearch && at_ < size && items_[at_].second < second; ++i) ++at_;
     const bool found = (at_ == size || items_[at_].second >= second) && (at_ == 0 || items_[at_ - 1].second < second);
     if (!found)
-        at_ = static_cast<std::size_t>(std::lower_bound(items_.begin(), items_.end(), second,
-                                                        [](const CrdTimed<Value>& item, double sought) {
-                                                            return item.second < sought;
-                                                        }) -
-                                       items_.begin());
+        at_ = static_cast<std::size_t>(
+            std::lower_bound(items_.begin(), items_.end(), second,
+                             [](const CrdTimed<Value>& item, double sought) { return item.second < sought; }) -
+            items_.begin());
     return {at_ == 0 ? nullptr : &items_[at_ - 1], at_ == size ? nullptr : &items_[at_]};
 }
 
@@ -196,7 +195,8 @@ double CrdSession::correctionM(const Range& range, const Line30Rec* pointing) {
 double CrdSession::elevationDeg(double second, const Line30Rec* pointing) {
     if (pointing != nullptr) return pointing->elevationDeg;
     const auto [before, after] = pointings_.around(second);
-    if (before == nullptr || after == nullptr || after->second - before->second > kLongestElevationGapS) return kNotKnown;
+    if (before == nullptr || after == nullptr || after->second - before->second > kLongestElevationGapS)
+        return kNotKnown;
     const double share = (second - before->second) / (after->second - before->second);
     return before->value.elevationDeg + share * (after->value.elevationDeg - before->value.elevationDeg);
 }

@@ -16,7 +16,7 @@ namespace obs {
 
 /// What the headers say about all ranges of a session.
 struct CrdSessionFacts {
-    std::int32_t dayDs50 = 0;     ///< of the start, whole days since 1950
+    std::int32_t dayDs50 = 0;  ///< of the start, whole days since 1950
     double startSecondOfDay = 0;
     std::int32_t satNum = 0;
     std::int32_t ilrsId = 0;
@@ -71,9 +71,9 @@ public:
     struct Range {
         Line11Rec record;
         std::int64_t lineNumber = 0;
-        float wavelengthUm = 0;      ///< 0 unknown
-        std::int8_t dayShift = 0;    ///< days after that of the start
-        std::uint8_t epochEvent = 2; ///< at which the second of day was taken: 0 receive, 1 bounce, 2 transmit
+        float wavelengthUm = 0;       ///< 0 unknown
+        std::int8_t dayShift = 0;     ///< days after that of the start
+        std::uint8_t epochEvent = 2;  ///< at which the second of day was taken: 0 receive, 1 bounce, 2 transmit
         bool isNoise = false;
     };
 

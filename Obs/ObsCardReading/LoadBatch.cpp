@@ -47,7 +47,8 @@ void LoadBatch::settle(const Line& line, std::int64_t key, const MaybeRefusal& r
     const bool isBad = key == kNoKey;
     state_.status = isBad ? kStatusRefused : kStatusOk;
     if (isBad || !notes.empty())
-        keep({batch_.size(), line.number, isBad, refusal ? refusal->message() : std::string(), std::string(line.text), notes});
+        keep({batch_.size(), line.number, isBad, refusal ? refusal->message() : std::string(), std::string(line.text),
+              notes});
 }
 
 void LoadBatch::note(std::string text) {
@@ -63,9 +64,9 @@ void LoadBatch::keep(Remark remark) {
 void LoadBatch::collect(std::int64_t key, ObsRecord& rec, std::int64_t lineNumber) {
     const std::size_t position = batch_.size();
     batch_.add(key, rec);
-    const bool inStep = !offsets_.empty() && offsets_.back().lineNumber - lineNumber ==
-                                                 static_cast<std::int64_t>(offsets_.back().position) -
-                                                     static_cast<std::int64_t>(position);
+    const bool inStep = !offsets_.empty() &&
+                        offsets_.back().lineNumber - lineNumber ==
+                            static_cast<std::int64_t>(offsets_.back().position) - static_cast<std::int64_t>(position);
     if (!inStep) offsets_.push_back({position, lineNumber});
 }
 

@@ -27,7 +27,8 @@ public:
 
     /// Takes what a reader made of a line, and what it had to say besides. The record's optional parts become the
     /// batch's. Sets the load's status.
-    void take(ObsRecord& rec, const MaybeRefusal& refusal, const Line& line, const std::vector<std::string>& notes = {});
+    void take(ObsRecord& rec, const MaybeRefusal& refusal, const Line& line,
+              const std::vector<std::string>& notes = {});
 
     /// An information line that belongs to no observation, to be written when its turn comes.
     void note(std::string text);
@@ -47,10 +48,10 @@ private:
 
     /// What is to be said of a line once its turn comes.
     struct Remark {
-        std::size_t position;    ///< observations collected before it
+        std::size_t position;  ///< observations collected before it
         std::int64_t lineNumber;
         bool isBad;
-        std::string reason;      ///< why it is bad; empty when the reader had nothing to say
+        std::string reason;  ///< why it is bad; empty when the reader had nothing to say
         std::string line;
         std::vector<std::string> notes;
     };

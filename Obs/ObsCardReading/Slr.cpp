@@ -21,7 +21,8 @@ public:
     }
     void tell(SlrSink& sink) const {
         if (count_ == 0) return;
-        sink.note("ReadSlr: " + std::to_string(count_) + " line(s) are no laser-ranging records and were left out, the first is line " +
+        sink.note("ReadSlr: " + std::to_string(count_) +
+                  " line(s) are no laser-ranging records and were left out, the first is line " +
                   std::to_string(firstNumber_) + " (" + first_ + ").");
     }
 
@@ -84,7 +85,8 @@ bool introducesSlrSection(std::string_view line) {
     return family::getinputfilename(line).empty();
 }
 
-SlrSectionReader::SlrSectionReader(LoadState& state) : batch_(state, -1, kBytesPerRange), sink_(batch_), records_(sink_) {}
+SlrSectionReader::SlrSectionReader(LoadState& state)
+    : batch_(state, -1, kBytesPerRange), sink_(batch_), records_(sink_) {}
 
 bool SlrSectionReader::take(std::string_view line, std::int64_t lineNumber) {
     return section_.takes(line) && records_.take(line, lineNumber);

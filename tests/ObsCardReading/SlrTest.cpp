@@ -108,25 +108,40 @@ TEST_F(Crd, realFiles) {
     };
     const File files[] = {
         // 43410.8898329 0.044490825842; 1007.946763625370 0.045566238343 after the midnight to 2021 January 27
-        {"crd2_rollover.frd", 29, 0, 0,
+        {"crd2_rollover.frd",
+         29,
+         0,
+         0,
          {6, 8820, 160, 26455, 43410.912078312921, 6669.007018811550},
          {6, 8820, 161, 25960, 1007.9695467445415, 6830.207297330909}},
         // 83098.3290105 .048305496438; 68909.9924172 .051292849408
-        {"crd1_lageos1.npt", 14, 0, 0,
+        {"crd1_lageos1.npt",
+         14,
+         0,
+         0,
          {6, 8820, 62, 25952, 83098.353163248219, 7240.811756029132},
          {6, 8820, 62, 25994, 68910.018063624704, 7688.604700924082}},
         // 77387.019063653420 0.143461677858; 694.119563650340 0.137056288730 after the midnight to 2019 April 20
-        {"crd1_glonass125_midnight.frd", 150, 0, 0,
+        {"crd1_glonass125_midnight.frd",
+         150,
+         0,
+         0,
          {6, 37372, 161, 25311, 77387.090794492349, 21504.364516926997},
          {6, 37372, 161, 25312, 694.188091794705, 20544.220841362199}},
         // 55432.0414338 0.047960587856 with a record 30 of that time; 11532.317500081099 0.021670462296. Three normal
         // points of GIOVE-A stand there twice, and one of Jason 1 is in the full rate, too.
-        {"crd2_samples.crd", 82, 4, 0,
+        {"crd2_samples.crd",
+         82,
+         4,
+         0,
          {2, 22195, 75, 20771, 55432.065414093928, 7189.111260237595, 297.2990, 38.6340},
          {6, 16908, 150, 22661, 11532.328335312247, 3248.320578857082}},
         // 69442.61380994687 .010144434636; 36004.485268558983 0.009228275086. Stations 7941 and 7406 are not in the
         // table: 71 and 55 ranges.
-        {"crd1_blits_2012.frd", 331, 0, 126,
+        {"crd1_blits_2012.frd",
+         331,
+         0,
+         126,
          {6, 35871, 62, 22822, 69442.618882164188, 1520.612497273388},
          {6, 35871, 162, 22816, 36004.489882696526, 1383.283635566051}},
     };
@@ -201,7 +216,8 @@ TEST_F(Crd, records) {
         if (c.reason != nullptr) continue;
         const bool pointed = c.obsType == 2;
         const ObsRecord rec = stored(0);
-        expectRange(rec, {c.obsType, 8820, 161, 20000, c.bounceSecond, kLightKms / 8, pointed ? 10.5 : 0, pointed ? 20.25 : 0});
+        expectRange(
+            rec, {c.obsType, 8820, 161, 20000, c.bounceSecond, kLightKms / 8, pointed ? 10.5 : 0, pointed ? 20.25 : 0});
         EXPECT_EQ(rec.indicator1, c.indicator1);
     }
 }
@@ -222,7 +238,9 @@ TEST_F(Crd, headers) {
         {v1 + "H3 LAGEOS 1    7603901 1155     8820 0 1\n" + h4 + "2 0\n", nullptr},
         {v1 + "H3 lageos-no-107603901 1155     8820 0 1\n" + h4 + "2 0\n", nullptr},
         {v1 + "H3 a 105501 4378 26997 0 1 1\n" + kStart, nullptr, 26997},
-        {"H1 CRD  1 2021 01 27 09\nH2 GRAZ ZL    7839 34 02  4\nH3 jason1      105501 4378    26997 0 1\n" + h4 + "2 0\n", nullptr, 26997},
+        {"H1 CRD  1 2021 01 27 09\nH2 GRAZ ZL    7839 34 02  4\nH3 jason1      105501 4378    26997 0 1\n" + h4 +
+             "2 0\n",
+         nullptr, 26997},
         {v1 + "H3 lageos1     7603901 1155     8820 0 1\n" + h4 + "1 0\n", nullptr, 8820, kLightKms / 4},
         {kH12 + "H3 debris na 9001 12345 0 0 1\n" + kStart, nullptr, 12345},
         {kH12 + "H3 unknown 9912345 9001 na 0 0 1\n" + kStart,
@@ -255,7 +273,8 @@ TEST_F(Crd, midnightAndHeadersCarriedOver) {
     EXPECT_EQ(loadSlr(kHead + "H4 0 2004 10 03 23 50 00 2004 10 04 00 10 00 0 0 0 0 1 0 2 0\n" +
                       "30 0.25 11 21\n10 86399.9 0.4 std 2\n10 0.25 0.5 std 2\n10 86400.5 0.25 std 2\nH8\n" +
                       "H4 0 2004 10 04 00 05 00 2004 10 04 00 10 00 0 0 0 0 1 0 2 0\n" +
-                      "30 86399.75 12 22\n10 86399.75 0.5 std 1\n10 300 0.5 std 1\n" + kEnd), 0);
+                      "30 86399.75 12 22\n10 86399.75 0.5 std 1\n10 300 0.5 std 1\n" + kEnd),
+              0);
     expectCounts(5, 0, 0);
     expectRange(stored(0), {6, 8820, 161, 20001, 0.1, kLightKms * 0.2});
     expectRange(stored(1), {2, 8820, 161, 20001, 0.5, kLightKms * 0.25, 11, 21});
@@ -268,8 +287,9 @@ TEST_F(Crd, midnightAndHeadersCarriedOver) {
 // and what record 12 gives for a range of its time.
 TEST_F(Crd, whatCorrectionsAreGiven) {
     FamilyAddSensor(161, "Graz", 47.0, 15.5, 540);
-    const std::string session = kHead + kStart + "C0 0 1064.0 ir\n20 43300 910 290 30 0\n20 43200 900 280 40 0\n" +
-                                "30 43248 0 30\n30 43252 0 34\n10 43250 0.25 std 1\n10 43290 0.25 ir 1\n12 43290 ir 5000 1.5\n" + kEnd;
+    const std::string session =
+        kHead + kStart + "C0 0 1064.0 ir\n20 43300 910 290 30 0\n20 43200 900 280 40 0\n" +
+        "30 43248 0 30\n30 43252 0 34\n10 43250 0.25 std 1\n10 43290 0.25 ir 1\n12 43290 ir 5000 1.5\n" + kEnd;
     setSlrCorrections({SlrTroposphere::mendesPavlis, true});
     EXPECT_EQ(loadSlr(session), 0);
     setSlrCorrections({});
@@ -285,7 +305,8 @@ TEST_F(Crd, whatCorrectionsAreGiven) {
 // However a file is cut, each line of a range is accounted for and no range is a wrong one.
 TEST_F(Crd, cutAnywhere) {
     const std::string npt = contents(OBS_TEST_DATA "/slr/crd1_lageos1.npt");
-    const std::string whole = npt.substr(0, npt.find("11 83405")) + kHead + kStart + "30 43200.5 1 2\n10 43200.5 0.25 std 2 2 0 0";
+    const std::string whole =
+        npt.substr(0, npt.find("11 83405")) + kHead + kStart + "30 43200.5 1 2\n10 43200.5 0.25 std 2 2 0 0";
     const Found all(whole);
     ASSERT_EQ(all.ranges.size(), 3u);
     for (std::size_t length = 0; length < whole.size(); ++length) {
@@ -301,9 +322,11 @@ TEST_F(Crd, cutAnywhere) {
 }
 
 TEST_F(Crd, linesOfOtherKindsAndNoise) {
-    EXPECT_EQ(loadSlr("* remark\n\nnonsense\n" + kHead + kStart + "10 43201 0.25 std 2 1\n13 43202 0.25 std 2\n" +
-                      "99999\n7603901890797105070253210009594200003300407300100650541\n" +
-                      "2143607865450520359980000000066101352905055010800000049\n00 comment\n10 43203 0.25 std 2\n" + kEnd), 2);
+    EXPECT_EQ(
+        loadSlr("* remark\n\nnonsense\n" + kHead + kStart + "10 43201 0.25 std 2 1\n13 43202 0.25 std 2\n" +
+                "99999\n7603901890797105070253210009594200003300407300100650541\n" +
+                "2143607865450520359980000000066101352905055010800000049\n00 comment\n10 43203 0.25 std 2\n" + kEnd),
+        2);
     expectCounts(2, 0, 1);
     EXPECT_EQ(lastReason(), "ReadCrd: No header H4 stands before the record.");
     EXPECT_EQ(log_.informations[0],
@@ -315,20 +338,23 @@ TEST_F(Crd, linesOfOtherKindsAndNoise) {
 // Sessions and blocks inside an observation file, files named there, and what is left to the second pass.
 TEST_F(Crd, sectionsOfObservationFiles) {
     const auto range = [](int second) { return "10 " + std::to_string(43200 + second) + " 0.25 std 2 2 0 0\n"; };
-    const std::string block = "99999\n7603901890797105070253210009594200003300407300100650541\n"
-                              "2143607865450520359980000000066101352905055010800000049\n";
-    const std::string rf = "2024:01:15::12:34:56.123456   1.0 1.0 1.0 1.0 CCH_ESP 0.1 CDE_ESP 0.1 25544 1000000 "
-                           "2024:01:15::12:35:00 10.0 A B C\n";
+    const std::string block =
+        "99999\n7603901890797105070253210009594200003300407300100650541\n"
+        "2143607865450520359980000000066101352905055010800000049\n";
+    const std::string rf =
+        "2024:01:15::12:34:56.123456   1.0 1.0 1.0 1.0 CCH_ESP 0.1 CDE_ESP 0.1 25544 1000000 "
+        "2024:01:15::12:35:00 10.0 A B C\n";
     EXPECT_EQ(load(block + block), 0) << "a block needs no section";
     expectCounts(1, 1, 0);
     obsemptytree();
     told_.clear();
     write("named.crd", kHead + kStart + range(1) + "10 x\n" + kEnd);
     write("inner.txt", "SLROBS named.crd\nSLROBS\n" + kHead + kStart + range(2) + rf);
-    const std::string deck = "H1 CRD 2\n" + block + "SLROBS\n" + kHead + "TTY_YEAR 2021\n" + kStart + range(3) + rf + range(1) +
-                             "SLROBS = named.crd\n" + range(4) + block + kHead + kStart + range(5) + "H9\n" + kHead + kStart +
-                             range(6) + "OBSFIL inner.txt\nSLROBS missing.crd\n";
-    EXPECT_EQ(ReadObsFrFile(write("deck.txt", deck), 3), 2) << "the last observation line is an H1 that nothing introduces";
+    const std::string deck = "H1 CRD 2\n" + block + "SLROBS\n" + kHead + "TTY_YEAR 2021\n" + kStart + range(3) + rf +
+                             range(1) + "SLROBS = named.crd\n" + range(4) + block + kHead + kStart + range(5) + "H9\n" +
+                             kHead + kStart + range(6) + "OBSFIL inner.txt\nSLROBS missing.crd\n";
+    EXPECT_EQ(ReadObsFrFile(write("deck.txt", deck), 3), 2)
+        << "the last observation line is an H1 that nothing introduces";
     // First pass: range 1 and a bad one of the named file; of the section 3, 1 again, 4 and 5; a bad H1 and the RF line
     // of the include file. Second pass: a bad H1, the block, the RF line (such lines are never the same), the block
     // again, a bad H1.
@@ -345,7 +371,8 @@ TEST_F(Crd, kilohertzRangesAllStay) {
     std::string text = kHead + kStart;
     constexpr int kRanges = 20000;
     for (int i = 0; i < kRanges; ++i)
-        text += "10 43200." + std::to_string(1000000 + 50 * i).substr(1) + " 0.05" + std::to_string(1000000 + i).substr(1) + " std 2 2 0 0\n";
+        text += "10 43200." + std::to_string(1000000 + 50 * i).substr(1) + " 0.05" +
+                std::to_string(1000000 + i).substr(1) + " std 2 2 0 0\n";
     for (const std::int32_t addressKeys : {0, 1}) {
         obsemptytree();
         obskeymodeset(addressKeys);
