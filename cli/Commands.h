@@ -40,6 +40,6 @@ inline constexpr std::string_view kStrictExact = "exact";
 
 ExitStatus runInfo(const InfoOptions& options, Output& out);
 ExitStatus runList(const ListOptions& options, Output& out);
-ExitStatus runConvert(const ConvertOptions& options);
+ExitStatus runConvert(const ConvertOptions& options, Output& out);
 
 }  // namespace obstool

@@ -113,11 +113,6 @@ std::string shown(ValueIndex index, double value) {
     return fmt::format("{}", value);
 }
 
-std::string lastError() {
-    Text512 text;
-    return FamilyGetLastError(text.data()) == 0 ? std::string() : text.str();
-}
-
 class CsvLine {
 public:
     /// The fields are empty when there is no line.

@@ -27,11 +27,6 @@ std::string shown(const std::string& name, const char* stream) {
     return name == "-" ? stream : name.empty() ? "''" : name;
 }
 
-std::string lastError() {
-    Text512 text;
-    return FamilyGetLastError(text.data()) == 0 ? std::string() : text.str();
-}
-
 /// True when one text is the other, cut at some length.
 bool sameMessage(std::string_view a, std::string_view b) {
     a = withoutTrailingBlanks(a);
@@ -91,6 +86,10 @@ bool Session::start(const CommonOptions& options) {
         fail("--group", fmt::format("there is no file {} of {}", group, options.files.size()));
         return false;
     }
+    if (const std::string problem = options.select ? criteriaProblem(*options.select) : ""; !problem.empty()) {
+        fail("--select", problem);
+        return false;
+    }
     if (!openLog(options.log) || !loadSensors(options.sensors)) return false;
     if (options.ttyYear) ObsSetTTYYear(*options.ttyYear);
     return true;
@@ -143,7 +142,24 @@ std::vector<LoadResult> Session::load(const CommonOptions& options) {
     };
     for (; group > 0; --group)
         if (!wanted(group)) ObsRemoveGID(group);
+    if (options.select) select(options);
+    else noteSelectionOfFiles();
     return results;
+}
+
+void Session::select(const CommonOptions& options) {
+    selection_ = countSelected(*options.select);
+    if (options.dryRun) return;
+    removeUnselected(*selection_);
+    if (selection_->selected == 0 && selection_->observations > 0)
+        complain("--select", fmt::format("none of {} observations meets the criteria", selection_->observations));
+}
+
+void Session::noteSelectionOfFiles() {
+    const std::int64_t all = ObsGetCount(), selected = selectedByFiles();
+    if (selected == all) return;
+    complain("SELOB", fmt::format("the criteria that the files set, which {} of {} observations meet, are not applied: "
+                                  "give them to --select", selected, all));
 }
 
 LoadResult Session::loadOne(const std::string& name, std::int32_t group) {

@@ -10,12 +10,15 @@
 #include <vector>
 
 #include "Output.h"
+#include "Selection.h"
 
 namespace obstool {
 
 struct CommonOptions {
     std::vector<std::string> files;
     std::vector<std::size_t> groups;       ///< numbers of the files to keep, from 1; empty: all
+    std::optional<std::string> select;     ///< criteria of ObsSetSelObs
+    bool dryRun = false;                   ///< only with `select`
     std::optional<std::int32_t> ttyYear;   ///< of TTY cards, until a file sets another
     std::string sensors;                   ///< file of sensors; empty: none
     std::string log;                       ///< empty: none
@@ -54,10 +57,13 @@ public:
     /// Opens the log, loads the sensors and makes the settings for `load`.
     bool start(const CommonOptions& options);
 
-    /// Loads the files in their order, each under its number as group, and drops the groups that are
-    /// not wanted. A file that cannot be read does not keep the others from being loaded. "-" is
-    /// standard input.
+    /// Loads the files in their order, each under its number as group, and drops the groups and then the
+    /// observations that are not wanted; a dry run only counts the latter. A file that cannot be read does not
+    /// keep the others from being loaded. "-" is standard input.
     std::vector<LoadResult> load(const CommonOptions& options);
+
+    /// What load() selected; nothing when all are wanted.
+    const std::optional<SelectionReport>& selection() const { return selection_; }
 
     /// Saves all observations. "-" is standard output.
     /// @param form the save form of ObsSaveFile.
@@ -79,6 +85,8 @@ private:
     bool openLog(const std::string& name);
     bool loadSensors(const std::string& name);
     LoadResult loadOne(const std::string& name, std::int32_t group);
+    void select(const CommonOptions& options);
+    void noteSelectionOfFiles();
     void raise(ExitStatus status);
 
     ReportSink sink_;
@@ -86,6 +94,7 @@ private:
     std::string openedAs_, shownAs_;  ///< the file being loaded
     std::string logName_;
     bool saving_ = false;
+    std::optional<SelectionReport> selection_;
     std::vector<std::string> errors_; ///< messages that no line report has accounted for
 };
 

@@ -7,6 +7,8 @@
 
 #include <fmt/format.h>
 
+#include "siblings/include/ObsFamily.h"
+
 namespace obstool {
 
 Text512::Text512(std::string_view text) : characters_{} {
@@ -16,6 +18,11 @@ Text512::Text512(std::string_view text) : characters_{} {
 
 std::string Text512::str() const {
     return std::string(withoutTrailingBlanks({characters_.data(), characters_.size()}));
+}
+
+std::string lastError() {
+    Text512 text;
+    return FamilyGetLastError(text.data()) == 0 ? std::string() : text.str();
 }
 
 std::string_view withoutTrailingBlanks(std::string_view text) {

@@ -29,6 +29,9 @@ private:
     std::array<char, kTextLength> characters_;
 };
 
+/// The last message that the library logged as an error in this thread, or empty.
+std::string lastError();
+
 std::string_view withoutTrailingBlanks(std::string_view text);
 
 /// A time rounded to the millisecond, then split, so that no part is ever 60 or 24.

@@ -40,13 +40,17 @@ void writeReport(const ConvertOptions& options, const std::string& text, Session
 
 }  // namespace
 
-ExitStatus runConvert(const ConvertOptions& options) {
+ExitStatus runConvert(const ConvertOptions& options, Output& out) {
     const Format& format = formatCalled(options.format);
     Session session(complainOfBadLine);
     if (!session.start(options)) return session.status();
     session.load(options);
     // An incomplete result must not take the place of an earlier good one.
     if (session.status() == ExitStatus::failure) return session.status();
+    if (options.dryRun) {
+        printText(out, *session.selection());
+        return session.status();
+    }
 
     Losses losses;
     if (!options.noReport || !options.strict.empty()) {

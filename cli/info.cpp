@@ -26,6 +26,7 @@ struct Ranking {
 struct Report {
     std::vector<LoadResult> files;
     LoadResult all;  ///< sums
+    std::optional<SelectionReport> selection;
     std::map<char, std::int64_t> types;
     Ranking sensors, satellites;
     double firstTime = std::numeric_limits<double>::infinity();  ///< days since 1950 UTC
@@ -108,6 +109,10 @@ void printLines(Output& out, const char* title, const std::vector<LineReport>& l
 
 void printText(Output& out, const Report& report) {
     printFiles(out, report);
+    if (report.selection) {
+        out.print("\n");
+        printText(out, *report.selection);
+    }
     if (report.hasTimes()) {
         out.print("\nfirst  {}\nlast   {}\n", dateWithDay(report.firstTime), dateWithDay(report.lastTime));
         out.print("\n{:>9} {:>12}\n", "type", "observations");
@@ -166,6 +171,9 @@ void printJson(Output& out, const Report& report, bool duplicates) {
     });
     out.print(",\n  \"all\": {{");
     out.print(kCounts, report.all.loaded, report.all.duplicate, report.all.bad);
+    out.print(",\n  \"selection\": ");
+    if (report.selection) printJson(out, *report.selection);
+    else out.print("null");
     out.print(",\n  \"first\": {},\n  \"last\": {}", jsonTime(report.firstTime), jsonTime(report.lastTime));
     out.print(",\n  \"types\": ");
     auto type = report.types.begin();
@@ -193,7 +201,8 @@ ExitStatus runInfo(const InfoOptions& options, Output& out) {
     if (!session.start(options)) return session.status();
     report.files = session.load(options);
     countFiles(report);
-    countObservations(report, options.top);
+    report.selection = session.selection();
+    if (!options.dryRun) countObservations(report, options.top);
     if (options.json)
         printJson(out, report, options.duplicates);
     else

@@ -34,6 +34,10 @@ ExitStatus runList(const ListOptions& options, Output& out) {
     Session session(complainOfBadLine);
     if (!session.start(options)) return session.status();
     session.load(options);
+    if (options.dryRun) {
+        printText(out, *session.selection());
+        return session.status();
+    }
 
     std::vector<std::int64_t> keys = storedKeys(options.order);
     keys.resize(std::min(keys.size(), options.limit.value_or(keys.size())));

@@ -25,18 +25,35 @@ constexpr auto kFooter = R"(
 'obstool COMMAND --help' shows a command's options. A FILE holds one observation a line,
 keyword lines and comments ("*" in column 1); the name - stands for standard input.
 
+--select takes criteria as SELOB lines do: name=value or name=low:high, separated by blanks,
+all of which an observation must meet. A value may be a list with commas; either end of a
+range may be left open. An observation whose type does not carry a value does not meet a
+criterion of it. SELOB lines in files select nothing by themselves; when some observations
+do not meet them a note says so. The names are
+  sat    satellite number             el     elevation or declination, degrees
+  sen    sensor number                az     azimuth or right ascension; 350:10 goes through 0
+  type   type, as list shows it       range  km
+  class  U, C or S                    rate   range rate, km/s
+  gid    number of the FILE, from 1
+  time   date YYDDD, YYDDDHH, ... YYDDDHHMMSSsss, which stands for all of that day, hour ...,
+         or days since 1950 with a point
+--dry-run only tells how many observations do not meet each of the criteria, whatever the
+others say, and how many meet all.
+
 Exit status: 0 when all went well, 1 when some lines were bad, 2 when the command line
 was wrong or a file could not be read or written.
 
 Examples:
   obstool info today.obs
   obstool list --order -7 --limit 20 today.obs
+  obstool list --select "sat=5,25544 sen=211:220 time=24001:24031 el=10:" year.obs
   zcat *.obs.gz | obstool convert - -o all.b3 --to b3)";
 
 constexpr auto kInfoFooter = R"(
 Shows the lines loaded, duplicate and bad in each file; the time span and the numbers of
 observations by type, sensor and satellite in all; and each bad line as FILE:LINE: reason.
-With --group all but the first table and the lines tell of the wanted files only.)";
+With --group and --select all but the first table and the lines tell of the wanted
+observations only; with --select there is also how many each criterion drops.)";
 
 constexpr auto kListFooter = R"(
 Times are UTC. A value that the observation's type does not carry is shown as -. Bad
@@ -93,6 +110,11 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* description, c
     command->add_option("--group", options.groups,
                         "Only what was loaded from the Nth FILE (of duplicates, the first); may be repeated")
         ->type_name("N")->check(isCount())->allow_extra_args(false);
+    CLI::Option* select = command->add_option("--select", options.select,
+                                              "Only what meets the criteria, for example \"sat=5 el=10:\"")
+        ->type_name("CRITERIA");
+    command->add_flag("--dry-run", options.dryRun, "Only tell how many observations the criteria drop")
+        ->needs(select);
     command->add_option("--tty-year", options.ttyYear,
                         "Year of TTY messages in files without a TTY_YEAR line")
         ->type_name("YEAR")->check(CLI::Range(1000, 9999).description(""));
@@ -186,7 +208,7 @@ ExitStatus run(int argc, char** argv, Output& out) {
     }
     if (infoCommand->parsed()) return runInfo(info, out);
     if (listCommand->parsed()) return runList(list, out);
-    return runConvert(convert);
+    return runConvert(convert, out);
 }
 
 /// A closed standard stream would lend its number to the next file opened, and what is

@@ -1,0 +1,101 @@
+#include "Selection.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string_view>
+
+#include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "Observations.h"
+#include "Text.h"
+
+namespace obstool {
+
+namespace {
+
+constexpr double kNoMore[32] = {};  ///< asks for nothing beside the library's criteria
+
+/// The names of the criteria, in the order in which the library counts.
+constexpr std::string_view kNames[OBS_CRITERIA] = {"time", "sat",  "sen",  "el",    "az",
+                                                   "range", "rate", "type", "class", "gid"};
+
+struct Counts {
+    std::int32_t selected = 0;
+    std::int32_t dropped[OBS_CRITERIA] = {};
+};
+
+Counts counts() {
+    Counts counted;
+    if (ObsGetSelectionCounts(kNoMore, &counted.selected, counted.dropped) != 0)
+        throw std::runtime_error(lastError());
+    return counted;
+}
+
+/// NOTE: the text has no problem, so each word is a criterion.
+std::vector<SelectionReport::Criterion> askedIn(std::string_view criteria, const Counts& counted) {
+    constexpr std::string_view kBlanks = " \t";
+    std::vector<SelectionReport::Criterion> asked;
+    for (std::size_t at = 0; (at = criteria.find_first_not_of(kBlanks, at)) != std::string_view::npos;) {
+        std::string name(criteria.substr(at, criteria.find('=', at) - at));
+        std::transform(name.begin(), name.end(), name.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; });
+        const auto known = std::find(std::begin(kNames), std::end(kNames), name);
+        if (known != std::end(kNames)) asked.push_back({name, counted.dropped[known - std::begin(kNames)]});
+        at = std::min(criteria.find_first_of(kBlanks, at), criteria.size());
+    }
+    return asked;
+}
+
+void setCriteria(const std::string& criteria) {
+    if (ObsSetSelObs(Text512(criteria).data()) != 0) throw std::runtime_error(lastError());
+}
+
+}  // namespace
+
+std::string criteriaProblem(const std::string& criteria) {
+    if (criteria.size() > kTextLength)
+        return fmt::format("the criteria are longer than {} characters", kTextLength);
+    return ObsSetSelObs(Text512(criteria).data()) == 0 ? std::string() : lastError();
+}
+
+SelectionReport countSelected(const std::string& criteria) {
+    setCriteria(criteria);
+    const Counts counted = counts();
+    return {criteria, ObsGetCount(), counted.selected, askedIn(criteria, counted)};
+}
+
+void removeUnselected(const SelectionReport& report) {
+    constexpr std::int32_t kAscendingKeys = 9;
+    if (report.selected == report.observations) return;
+    setCriteria(report.criteria);
+    const std::vector<std::int64_t> all = storedKeys(kAscendingKeys);
+    std::vector<std::int64_t> selected(all.size());
+    std::int32_t count = 0;
+    ObsGetSelected(kNoMore, kAscendingKeys, &count, selected.data());
+    if (count != report.selected) throw std::runtime_error(lastError());
+    selected.resize(static_cast<std::size_t>(count));
+    auto next = selected.cbegin();
+    for (const std::int64_t key : all) {
+        if (next != selected.cend() && *next == key) ++next;
+        else ObsRemove(key);
+    }
+}
+
+std::int64_t selectedByFiles() { return counts().selected; }
+
+void printText(Output& out, const SelectionReport& report) {
+    if (!report.asked.empty()) out.print("{:<9} {:>12}\n", "criterion", "dropped");
+    for (const auto& criterion : report.asked) out.print("{:<9} {:>12}\n", criterion.name, criterion.dropped);
+    out.print("{:<9} {:>12}  of {} observations\n", "selected", report.selected, report.observations);
+}
+
+void printJson(Output& out, const SelectionReport& report) {
+    out.print(R"({{"criteria": {}, "observations": {}, "selected": {}, "dropped": {{)",
+              jsonString(report.criteria), report.observations, report.selected);
+    const char* separator = "";
+    for (const auto& criterion : report.asked) {
+        out.print("{}{}: {}", separator, jsonString(criterion.name), criterion.dropped);
+        separator = ", ";
+    }
+    out.print("}}}}");
+}
+
+}  // namespace obstool
