@@ -1,6 +1,7 @@
 #include "Selection.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 #include <string_view>
 
@@ -65,6 +66,10 @@ SelectionReport countSelected(const std::string& criteria) {
 void removeUnselected(const SelectionReport& report) {
     constexpr std::int32_t kAscendingKeys = 9;
     if (report.selected == report.observations) return;
+    if (report.selected == 0) {
+        ObsRemoveAll();
+        return;
+    }
     setCriteria(report.criteria);
     const std::vector<std::int64_t> all = storedKeys(kAscendingKeys);
     std::vector<std::int64_t> selected(all.size());
@@ -72,11 +77,11 @@ void removeUnselected(const SelectionReport& report) {
     ObsGetSelected(kNoMore, kAscendingKeys, &count, selected.data());
     if (count != report.selected) throw std::runtime_error(lastError());
     selected.resize(static_cast<std::size_t>(count));
-    auto next = selected.cbegin();
-    for (const std::int64_t key : all) {
-        if (next != selected.cend() && *next == key) ++next;
-        else ObsRemove(key);
-    }
+    std::vector<std::int64_t> others;
+    others.reserve(all.size() - selected.size());
+    std::set_difference(all.begin(), all.end(), selected.begin(), selected.end(), std::back_inserter(others));
+    if (ObsRemoveKeys(static_cast<std::int32_t>(others.size()), others.data()) != 0)
+        throw std::runtime_error(lastError());
 }
 
 std::int64_t selectedByFiles() { return counts().selected; }

@@ -193,10 +193,19 @@ bool meets(SlotNumber slot, const ObsSelection& selection) {
 
 SelectionCounts countSelected(const ObsSelection& one, const ObsSelection& other) {
     SelectionCounts counts;
+    std::array<std::size_t, kCriterionCount> asked{};
+    std::size_t askedCount = 0;
+    for (std::size_t i = 0; i < kCriterionCount; ++i)
+        if (one.intervals[i] != 0 || other.intervals[i] != 0) asked[askedCount++] = i;
     const ReadGuard guard;
+    if (askedCount == 0) {
+        counts.selected = static_cast<std::int32_t>(gStore.tree.size());
+        return counts;
+    }
     gStore.pools.scan([&](SlotNumber slot) {
         bool all = true;
-        for (std::size_t i = 0; i < kCriterionCount; ++i) {
+        for (std::size_t at = 0; at < askedCount; ++at) {
+            const std::size_t i = asked[at];
             if (meets(slot, one, criterionAt(i)) && meets(slot, other, criterionAt(i))) continue;
             ++counts.dropped[i];
             all = false;

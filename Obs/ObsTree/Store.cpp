@@ -70,10 +70,7 @@ bool removeNode(std::int64_t obsKey) {
     const SlotNumber slot = gStore.find(obsKey);
     if (slot == kNoSlot) return false;
     gStore.pools.prefetchRecord(slot);
-    if (isdmaobs(obsKey)) gStore.handles.find(obsKey)->rec = kNoSlot;
-    gStore.index.remove(obsKey);
-    gStore.tree.unlink(slot);
-    gStore.pools.release(slot);
+    gStore.remove(obsKey, slot);
     return true;
 }
 
@@ -111,6 +108,13 @@ bool Store::claimKey(SlotNumber slot, std::int64_t& key) {
     }
     pools.node(slot).key = Node::kDead;
     return false;
+}
+
+void Store::remove(std::int64_t key, SlotNumber slot) {
+    if (isdmaobs(key)) handles.find(key)->rec = kNoSlot;
+    index.remove(key);
+    tree.unlink(slot);
+    pools.release(slot);
 }
 
 std::int32_t Store::takeSeqNums(std::uint32_t count) {

@@ -144,6 +144,23 @@ TEST_F(Selection, arraysSelectWithTheGlobalCriteria) {
     EXPECT_EQ(selected(criteria, 9).size(), 0u) << "no listed satellite within the pair";
 }
 
+TEST_F(Selection, manyKeysAreRemovedAtOnce) {
+    SetObsKeyMode(1);
+    std::vector<std::int64_t> others = {ObsAddFrCsv("U,5,345,2024,1,0,0,1,1")}, kept;
+    SetObsKeyMode(0);
+    std::vector<std::int64_t> all(static_cast<std::size_t>(ObsGetCount()));
+    ObsGetLoaded(-8, all.data());
+    for (std::size_t i = 0; i + 1 < all.size(); ++i) (i % 5 == 0 ? kept : others).push_back(all[i]);
+    ASSERT_EQ(ObsRemoveKeys(static_cast<std::int32_t>(others.size()), others.data()), 0) << log_.errors.back();
+    EXPECT_EQ(selected(open_, -8), kept);
+    const std::int64_t some[] = {kept[1], others[7], kept[0], kept[1], others[0]};
+    EXPECT_EQ(ObsRemoveKeys(5, some), 2);
+    ASSERT_EQ(log_.errors.size(), 1u);
+    EXPECT_EQ(log_.errors[0].find("ObsRemoveKeys: Unable to locate 3 of 5 obsKeys"), 0u) << log_.errors[0];
+    kept.erase(kept.begin(), kept.begin() + 2);
+    EXPECT_EQ(selected(open_, -8), kept);
+}
+
 TEST_F(Selection, badCriteriaAreRefused) {
     ASSERT_EQ(ObsSetSelObs("sat=7"), 0);
     const auto before = selected(open_, 9);

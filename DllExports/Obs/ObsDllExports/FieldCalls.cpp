@@ -1,7 +1,6 @@
 // Groups "fields" and, of "reading", the array form of the exported header.
 #include <algorithm>
 #include <limits>
-#include <string>
 
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
@@ -12,22 +11,7 @@ namespace {
 
 using obs::kStatusOk;
 using obs::kStatusRefused;
-
-/// Counts the unknown among many keys, for one message about all of them.
-struct UnknownKeys {
-    std::size_t count = 0;
-    std::int64_t first = 0;
-
-    void note(std::int64_t key) {
-        if (count++ == 0) first = key;
-    }
-    std::int32_t status(std::string_view name, std::size_t asked) const {
-        if (count == 0) return kStatusOk;
-        obs::logFailure(name, "Unable to locate " + std::to_string(count) + " of " + std::to_string(asked) +
-                                  " obsKeys in the OBS binary tree, the first being " + obs::keyText(first) + ".");
-        return kStatusRefused;
-    }
-};
+using obs::UnknownKeys;
 
 /// Uses the record of each of many keys, null for an unknown one; status 2 and a message when there is one.
 template <class Use>

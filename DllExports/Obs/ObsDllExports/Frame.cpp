@@ -4,6 +4,8 @@
 #include <new>
 #include <string>
 
+#include "Obs/ObsTree/Store.h"
+
 namespace obs {
 
 void logFailure(std::string_view name, std::string_view reason) noexcept {
@@ -36,6 +38,13 @@ bool refuseCount(std::string_view name, std::int32_t count, std::initializer_lis
     if (count >= 0) return count > 0 && refuseNull(name, arrays);
     logFailure(name, "The count must not be negative.");
     return true;
+}
+
+std::int32_t UnknownKeys::status(std::string_view name, std::size_t asked) const {
+    if (count == 0) return kStatusOk;
+    logFailure(name, "Unable to locate " + std::to_string(count) + " of " + std::to_string(asked) +
+                         " obsKeys in the OBS binary tree, the first being " + keyText(first) + ".");
+    return kStatusRefused;
 }
 
 std::string_view trimmedText(const char* text) {

@@ -2,6 +2,7 @@
 /// exception past the boundary.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <initializer_list>
@@ -24,6 +25,18 @@ bool refuseNull(std::string_view name, std::initializer_list<const void*> pointe
 
 /// The same for a negative count, and for null pointers to arrays unless they hold nothing.
 bool refuseCount(std::string_view name, std::int32_t count, std::initializer_list<const void*> arrays) noexcept;
+
+/// Counts the unknown among many keys, for one message about all of them.
+struct UnknownKeys {
+    std::size_t count = 0;
+    std::int64_t first = 0;
+
+    void note(std::int64_t key) {
+        if (count++ == 0) first = key;
+    }
+    /// 0, or 2 after the message.
+    std::int32_t status(std::string_view name, std::size_t asked) const;
+};
 
 /// Runs the body of a call; an exception is logged and gives the failure value.
 template <class Result, class Body>

@@ -537,6 +537,13 @@ OBS_API int32_t ObsRemoveGID(int32_t gid);
  *  @return 0, or 2 when no stored observation has this key. */
 OBS_API int32_t ObsRemove(int64_t obsKey);
 
+/** @defgroup ObsRemoveKeys ObsRemoveKeys
+ *  Addition. Removes many observations in one call; others may read, and see a part of them gone, meanwhile.
+ *  @param[in] count number of keys, 0 or more.
+ *  @return 0, or 2 when a key is unknown or stands twice (logged once, with their number and the first); the others
+ *          are removed. */
+OBS_API int32_t ObsRemoveKeys(int32_t count, const int64_t *keys);
+
 /** @defgroup ObsRemoveAll ObsRemoveAll
  *  Empties the store.
  *  @return 0. */

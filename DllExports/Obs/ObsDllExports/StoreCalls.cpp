@@ -45,6 +45,16 @@ int32_t ObsRemove(int64_t obsKey) {
     return obs::guarded("ObsRemove", kStatusRefused, [&] { return obs::obsremovenode(obsKey); });
 }
 
+int32_t ObsRemoveKeys(int32_t count, const int64_t* keys) {
+    if (obs::refuseCount("ObsRemoveKeys", count, {keys})) return kStatusRefused;
+    return obs::guarded("ObsRemoveKeys", kStatusRefused, [&] {
+        obs::UnknownKeys unknown;
+        const auto size = static_cast<std::size_t>(count);
+        obs::obsremovenodes(keys, size, [&](std::int64_t key) { unknown.note(key); });
+        return unknown.status("ObsRemoveKeys", size);
+    });
+}
+
 int32_t ObsRemoveAll(void) {
     return obs::guarded("ObsRemoveAll", kStatusRefused, [] { return obs::obsemptytree(); });
 }
