@@ -28,6 +28,7 @@ struct ListOptions : CommonOptions {
 struct ConvertOptions : CommonOptions {
     std::string output;
     std::string format;       ///< a name of kFormats
+    std::string crdData = "npt";
     bool append = false;
     std::string strict;       ///< empty, or one of kStrict...
     std::string report;       ///< file for the report; empty: standard error

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "Trials.h"
 
 namespace obstool {
 
@@ -46,6 +47,24 @@ constexpr Precision kOfRf[] = {
     {kTime, 1, "", 1e-6 * kSecond, 0},
     {kRange, 2, "", 0, 11},
 };
+constexpr double kPicosecond = 299792.458e-12;      // in km
+constexpr Precision kOfCrd[] = {
+    {kElOrDec, 2, "2", 1e-6, 0},
+    {kRange, 1, "", kPicosecond / 2, 0},
+};
+constexpr std::string_view kCrdRemark =
+    "CRD files hold more than observations keep: no bins, rms, calibration, weather, wavelengths or names of\n"
+    "stations and satellites of the input are written.";
+
+// The save forms of ObsSaveFile and the data types of ObsSaveSlrFile.
+enum SaveForm : std::int32_t { kB3, kTty, kCsv, kRf };
+enum CrdData : std::int32_t { kFullRate, kNormalPoints };
+
+template <SaveForm form>
+std::int32_t saveAs(const char* fileName, std::int32_t saveMode) { return ObsSaveFile(fileName, saveMode, form); }
+
+template <CrdData data>
+std::int32_t saveCrd(const char* fileName, std::int32_t saveMode) { return ObsSaveSlrFile(fileName, saveMode, data); }
 
 bool writeB3(std::int64_t key, Cards& cards) {
     std::fill_n(cards.lines[1], Cards::kLength, ' ');
@@ -70,13 +89,17 @@ bool hasEquinoxForRangeRate(char type) { return type == '5' || type == '9'; }
 }  // namespace
 
 constinit const std::array<Format, kFormatCount> kFormats{{
-    {"b3", 0, "B3 cards", "", writeB3, 0, true, false, kOfB3},
-    {"tty", 1, "TTY messages", "", writeTty, 2, false, false, kOfTty},
-    {"csv", 2, "CSV lines", "", writeCsv, 0, true, true, kOfCsv},
-    {"rf", 3, "RF lines",
+    {"b3", "", "B3 cards", "", saveAs<kB3>, ObsLoadFileGID, tryCards, writeB3, 0, 0, true, false, true, kOfB3},
+    {"tty", "", "TTY messages", "", saveAs<kTty>, ObsLoadFileGID, tryCards, writeTty, 2, 0, false, false, true, kOfTty},
+    {"csv", "", "CSV lines", "", saveAs<kCsv>, ObsLoadFileGID, tryCards, writeCsv, 0, 0, true, true, true, kOfCsv},
+    {"rf", "", "RF lines",
      "Not compared: RF lines give delay 1 to one decimal, delay 2 as a whole number, the signal-to-noise\n"
      "ratio to two decimals, and the observation's own sensor for both sites.",
-     nullptr, 0, true, false, kOfRf},
+     saveAs<kRf>, ObsLoadFileGID, tryRfLines, nullptr, 0, 1, true, false, false, kOfRf},
+    {"crd", "npt", "CRD normal points", kCrdRemark, saveCrd<kNormalPoints>, ObsLoadSlrFileGID, tryCrdFile, nullptr, 0,
+     0, true, false, false, kOfCrd},
+    {"crd", "frd", "CRD full-rate data", kCrdRemark, saveCrd<kFullRate>, ObsLoadSlrFileGID, tryCrdFile, nullptr, 0, 0,
+     true, false, false, kOfCrd},
 }};
 
 int Cards::count() const {
@@ -84,9 +107,12 @@ int Cards::count() const {
     return std::all_of(lines[1], lines[1] + kLength, isBlank) ? 1 : 2;
 }
 
-const Format& formatCalled(std::string_view name) {
-    const auto isCalled = [name](const Format& format) { return format.name == name; };
-    return *std::find_if(kFormats.begin(), kFormats.end(), isCalled);
+const Format* findFormat(std::string_view name, std::string_view crdData) {
+    const auto isMeant = [&](const Format& format) {
+        return format.name == name && (format.crdData.empty() || format.crdData == crdData);
+    };
+    const auto found = std::find_if(kFormats.begin(), kFormats.end(), isMeant);
+    return found == kFormats.end() ? nullptr : &*found;
 }
 
 Values valuesOf(const Observation& o) {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string_view>
 
@@ -40,25 +41,32 @@ struct Cards {
     int count() const;  ///< 1, or 2 when the second is not blank
 };
 
+class Trial;
+
 struct Format {
     std::string_view name;
-    std::int32_t saveForm;  ///< of ObsSaveFile
+    std::string_view crdData;  ///< which of two rows of the same name, as --crd-data says; empty: there is one
     std::string_view description;
-    std::string_view remark;  ///< on every report; what a comparison cannot find out
-    /// Writes an observation, false when the format cannot carry it. Null for a format of which
-    /// only ObsSaveFile writes lines.
+    std::string_view remark;   ///< on every report; what a comparison cannot find out
+    std::int32_t (*save)(const char* fileName, std::int32_t saveMode);  ///< all observations
+    std::int32_t (*load)(const char* fileName, std::int32_t group);     ///< a file of nothing else
+    std::unique_ptr<Trial> (*tryOut)(const Format& format, std::int32_t freeGroup);
+    /// Writes an observation, false when the format cannot carry it. Null for a format whose lines the library
+    /// does not write singly.
     bool (*write)(std::int64_t key, Cards& cards);
-    std::size_t classColumn;  ///< of the classification, from 0
+    std::size_t classColumn;  ///< of the classification, from 0; in lines that `write` writes
+    std::int64_t headerLines; ///< before the first observation
     bool carriesYear;
     bool carriesCsvFields;    ///< what only CSV lines have
+    bool dropsRfFields;       ///< what only RF lines have; of observations that it carries
     std::span<const Precision> precision;
 };
 
-inline constexpr std::size_t kFormatCount = 4;
+inline constexpr std::size_t kFormatCount = 6;
 extern const std::array<Format, kFormatCount> kFormats;
 
-/// @param name of one of kFormats.
-const Format& formatCalled(std::string_view name);
+/// The row of a name, and of a value of --crd-data where that makes a difference; null when there is none.
+const Format* findFormat(std::string_view name, std::string_view crdData = {});
 
 /// What the lines say when they are read, false when they cannot be. The TTY year must be set.
 bool readBack(const Format& format, const Cards& cards, Values& values);

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string_view>
 #include <vector>
 
@@ -40,6 +41,14 @@ int makeTemporary() {
     return descriptor;
 }
 
+/// Whether a line begins with a word, in either case, and goes on with a blank if at all.
+bool beginsWith(std::string_view line, std::string_view upperCaseWord) {
+    const std::string_view start = line.substr(0, upperCaseWord.size());
+    return ::strncasecmp(start.data(), upperCaseWord.data(), upperCaseWord.size()) == 0 &&
+           start.size() == upperCaseWord.size() &&
+           (line.size() == start.size() || std::strchr(" \t\r", line[start.size()]) != nullptr);
+}
+
 }  // namespace
 
 TemporaryFile::TemporaryFile() : descriptor_(makeTemporary()) {}
@@ -64,6 +73,23 @@ Input::Input(const std::string& name) {
         openStandardInput();
     else
         openNamed(name);
+}
+
+bool Input::holdsLaserRanges() const {
+    constexpr std::size_t kLongestHead = 1 << 16;  // of a file; longer comments are not looked through
+    std::string head(kLongestHead, '\0');
+    std::ifstream file(path_, std::ios::binary);
+    file.read(head.data(), static_cast<std::streamsize>(head.size()));
+    std::string_view rest(head.data(), static_cast<std::size_t>(file.gcount()));
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find('\n'), rest.size());
+        const std::string_view line = rest.substr(0, end);
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+        const bool isBlank = line.find_first_not_of(" \t\r") == std::string_view::npos;
+        if (isBlank || line.front() == '*' || beginsWith(line, "00")) continue;
+        return beginsWith(line, "H1 CRD") || beginsWith(line, "99999") || beginsWith(line, "88888");
+    }
+    return false;
 }
 
 void Input::openStandardInput() {

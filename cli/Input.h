@@ -40,6 +40,9 @@ public:
     const std::string& problem() const { return problem_; }  ///< why it cannot be read, or empty
     const std::string& path() const { return path_; }        ///< what the library is to open
 
+    /// Whether the first line that is no comment is a header of a CRD file or the mark of an older laser-ranging block.
+    bool holdsLaserRanges() const;
+
 private:
     void openStandardInput();
     void openNamed(const std::string& name);

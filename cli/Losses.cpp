@@ -11,7 +11,7 @@
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "RfLines.h"
 #include "Text.h"
-#include "siblings/include/ObsFamily.h"
+#include "Trials.h"
 
 namespace obstool {
 
@@ -148,83 +148,67 @@ class LossFinder {
 public:
     LossFinder(const Format& format, std::int64_t firstLine, std::size_t examples, std::int32_t freeGroup)
         : format_(format),
-          firstLine_(firstLine),
           nextLine_(firstLine),
           examples_(examples),
-          freeGroup_(freeGroup) {}
+          freeGroup_(freeGroup),
+          trial_(format.tryOut(format, freeGroup)) {}
 
     void examine(std::int64_t key);
     Losses result();
 
 private:
-    struct ReadBack {
-        Values values;
-        std::optional<std::int64_t> csvKey;  ///< of an observation with the CSV fields that came back
-    };
-    bool writeAndReadBack(std::int64_t key, ReadBack& back);
-    bool readRfLine(ReadBack& back);
+    bool isBeyondCsv();
     void compareYear();
     void compareField(const Field& field, const Values& before, const Values& after);
     void compareCsvFields(std::int64_t key, std::optional<std::int64_t> csvKeyBack);
     void compareCsvField(const CsvField& field, const CsvLine& before, const CsvLine& after);
     LossOfField& lossOf(std::string_view field, std::string_view unit, Loss loss);
     void count(std::string_view field, const Outcome& outcome, std::string_view unit = "");
-    bool loseAll(Loss loss, const std::string& reason);
+    void loseAll(Loss loss, const std::string& reason);
 
     const Format& format_;
-    const std::int64_t firstLine_;
     std::int64_t nextLine_;
     const std::size_t examples_;
     const std::int32_t freeGroup_;
-    std::optional<RfLines> rfLines_;
+    std::unique_ptr<Trial> trial_;
+    std::optional<RfLines> rfLines_;  ///< made when needed
     std::optional<int> year_;  ///< of the first observation, for a format that carries none
     std::array<std::vector<LossOfField>, 256> byType_;
-    std::int64_t observations_ = 0;
-    Cards cards_;
+    std::int64_t observations_ = 0, written_ = 0;
 
     // the observation at hand
     Observation observation_{};
-    std::int64_t line_ = 0;  ///< its first; 0: none written
-    RfLines::Line rfLine_;
+    std::int64_t line_ = 0;  ///< its first; 0: none
 };
 
 void LossFinder::examine(std::int64_t key) {
-    constexpr char kRf = 'R', kUnknown = ' ';
+    constexpr char kUnknown = ' ';
     observation_ = observationOf(key);
-    line_ = 0;
-    rfLine_ = {};
     ++observations_;
-    // NOTE: an observation of another type may have RF values, too, and is then written as an RF line.
-    if (observation_.type == kRf || !format_.write) {
-        if (!rfLines_) rfLines_.emplace(freeGroup_);
-        rfLine_ = rfLines_->next(observation_);
-    }
-    ReadBack back;
-    if (!(format_.write ? writeAndReadBack(key, back) : readRfLine(back))) return;
-    const Values values = valuesOf(observation_);
-    // A type without a character has no number here, so there is nothing to compare.
-    if (observation_.type == kUnknown) back.values[kType] = values[kType];
-    for (const Field& field : kFields) compareField(field, values, back.values);
-    if (!format_.carriesCsvFields) compareCsvFields(key, back.csvKey);
-    if (format_.write && rfLine_.isBeyondCsv)
-        count("delays, site 1, rf, process time, snr, flags", {Loss::dropped, 0, "", ""});
-}
-
-bool LossFinder::writeAndReadBack(std::int64_t key, ReadBack& back) {
-    if (!format_.write(key, cards_)) return loseAll(Loss::refused, lastError());
-    line_ = nextLine_;
-    nextLine_ += cards_.count();
+    const bool beyondCsv = isBeyondCsv();
+    const Trial::Result tried = trial_->next(key, observation_);
+    line_ = tried.lines > 0 ? nextLine_ : 0;
+    nextLine_ += tried.lines;
+    if (!tried.written) return loseAll(Loss::refused, tried.reason);
+    ++written_;
     if (!format_.carriesYear) compareYear();
-    return readBack(format_, cards_, back.values) || loseAll(Loss::unreadable, lastError());
+    if (!tried.readBack) return loseAll(Loss::unreadable, tried.reason);
+    const Values values = valuesOf(observation_);
+    Values back = *tried.readBack;
+    // A type without a character has no number here, so there is nothing to compare.
+    if (observation_.type == kUnknown) back[kType] = values[kType];
+    for (const Field& field : kFields) compareField(field, values, back);
+    if (!format_.carriesCsvFields) compareCsvFields(key, tried.csvKey);
+    if (beyondCsv) count("delays, site 1, rf, process time, snr, flags", {Loss::dropped, 0, "", ""});
 }
 
-bool LossFinder::readRfLine(ReadBack& back) {
-    if (!rfLine_.written) return loseAll(Loss::refused, "");
-    line_ = nextLine_++;
-    if (rfLine_.readBack == -1) return loseAll(Loss::unreadable, "");
-    back.values = valuesOf(observationOf(rfLine_.readBack));
-    back.csvKey = rfLine_.readBack;
-    return true;
+/// Whether the observation has values that only RF lines have, and the format another has no place for.
+/// NOTE: not only those of type R may have them, but these alone are looked at.
+bool LossFinder::isBeyondCsv() {
+    constexpr char kRf = 'R';
+    if (!format_.dropsRfFields || observation_.type != kRf) return false;
+    if (!rfLines_) rfLines_.emplace(freeGroup_);
+    return rfLines_->next(observation_).isBeyondCsv;
 }
 
 /// A file can be read back when one year holds for all of it.
@@ -232,7 +216,6 @@ void LossFinder::compareYear() {
     const auto time = splitTime(observation_.time);
     const int year = time ? time->year : 0;
     if (!year_) year_ = year;
-    ObsSetTTYYear(year);
     if (year != *year_) count("year", {Loss::dropped, 0, std::to_string(year), std::to_string(*year_)});
 }
 
@@ -305,10 +288,8 @@ void LossFinder::count(std::string_view field, const Outcome& outcome, std::stri
     loss.examples.push_back(std::move(example));
 }
 
-/// @return false.
-bool LossFinder::loseAll(Loss loss, const std::string& reason) {
+void LossFinder::loseAll(Loss loss, const std::string& reason) {
     count("", {loss, 0, reason, ""});
-    return false;
 }
 
 Losses LossFinder::result() {
@@ -319,7 +300,7 @@ Losses LossFinder::result() {
                          [](const LossOfField& a, const LossOfField& b) { return a.loss < b.loss; });
         std::move(ofType.begin(), ofType.end(), std::back_inserter(losses.ofFields));
     }
-    if (!format_.remark.empty() && nextLine_ > firstLine_) losses.remarks.emplace_back(format_.remark);
+    if (!format_.remark.empty() && written_ > 0) losses.remarks.emplace_back(format_.remark);
     if (year_)
         losses.remarks.push_back(
             fmt::format("There is no year in these lines: read them with --tty-year {}.", *year_));

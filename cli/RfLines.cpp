@@ -1,23 +1,19 @@
 #include "RfLines.h"
 
-#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <limits>
-#include <stdexcept>
+#include <string>
+#include <string_view>
 
-#include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "Formats.h"
-#include "Text.h"
 
 namespace obstool {
 
 namespace {
 
-constexpr std::int32_t kAppend = 1, kAddressKeys = 1, kOrderOfLoading = -8;
 constexpr std::int64_t kFirstLine = 2;  // behind the header
 
 /// Whether a line has more than an observation that came from a CSV line: then the delays, the rf and
@@ -54,46 +50,26 @@ bool isSame(const Observation& a, const Observation& b) {
 
 }  // namespace
 
-RfLines::RfLines(std::int32_t freeGroup) : group_(freeGroup) {
-    if (!file_.isOpen())
-        throw std::runtime_error(std::string("cannot make a temporary file: ") + std::strerror(errno));
-    save();
-    load();
+RfLines::RfLines(std::int32_t freeGroup) : set_(*findFormat("rf"), freeGroup) {
+    readFile();
+    assignKeys();
 }
 
-RfLines::~RfLines() { ObsRemoveGID(group_); }
-
-void RfLines::save() {
-    const std::int32_t status =
-        ObsSaveFile(Text512(file_.path()).data(), kAppend, formatCalled("rf").saveForm);
-    if (status != 0)
-        throw std::runtime_error(std::string("cannot write a temporary file: ") + std::strerror(status));
-    std::ifstream file(file_.path());
+void RfLines::readFile() {
+    std::ifstream file(set_.path());
     std::string line;
     for (std::int64_t number = 1; std::getline(file, line); ++number)
         if (number >= kFirstLine) lines_.push_back({true, isBeyondCsv(line), 0, timeOf(line)});
 }
 
-void RfLines::load() {
-    // Keys of time, satellite and sensor would be those of the observations that are there.
-    const std::int32_t mode = GetObsKeyMode();
-    SetObsKeyMode(kAddressKeys);
-    ObsSetLoadCallback(onBadLine, this);
-    ObsLoadFileGID(Text512(file_.path()).data(), group_);
-    ObsSetLoadCallback(nullptr, nullptr);
-    SetObsKeyMode(mode);
-
-    std::vector<std::int64_t> keys(static_cast<std::size_t>(ObsGetCountGID(group_)));
-    if (!keys.empty()) ObsGetLoadedGID(group_, kOrderOfLoading, keys.data());
-    auto key = keys.begin();
+void RfLines::assignKeys() {
+    for (const std::int64_t number : set_.badLines()) {
+        const auto index = static_cast<std::size_t>(number - kFirstLine);
+        if (index < lines_.size()) lines_[index].readBack = -1;
+    }
+    auto key = set_.keys().begin();
     for (Line& line : lines_)
-        if (line.readBack != -1) line.readBack = key != keys.end() ? *key++ : -1;
-}
-
-void RfLines::onBadLine(std::int32_t kind, const char*, std::int64_t number, const char*, void* self) {
-    auto& lines = static_cast<RfLines*>(self)->lines_;
-    const auto index = static_cast<std::size_t>(number - kFirstLine);
-    if (kind == OBS_LINE_BAD && index < lines.size()) lines[index].readBack = -1;
+        if (line.readBack != -1) line.readBack = key != set_.keys().end() ? *key++ : -1;
 }
 
 RfLines::Line RfLines::next(const Observation& observation) {

@@ -3,23 +3,17 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
-#include "Input.h"
 #include "Observations.h"
+#include "SecondSet.h"
 
 namespace obstool {
 
-/// Saves all observations as an RF file and loads that again beside them, to see what comes back.
-/// While it lives the store holds the second set as well, in address-key mode, under a group of its
-/// own. Throws std::runtime_error when there is no place for the file.
+/// What a second set gives for each observation.
 class RfLines {
 public:
     explicit RfLines(std::int32_t freeGroup);
-    ~RfLines();
-    RfLines(const RfLines&) = delete;
-    RfLines& operator=(const RfLines&) = delete;
 
     struct Line {
         bool written = false;
@@ -31,13 +25,10 @@ public:
     Line next(const Observation& observation);
 
 private:
-    static void onBadLine(std::int32_t kind, const char* file, std::int64_t number, const char* reason,
-                          void* self);
-    void save();
-    void load();
+    void readFile();
+    void assignKeys();
 
-    TemporaryFile file_;
-    std::int32_t group_;
+    SecondSet set_;
     std::vector<Line> lines_;
     std::size_t next_ = 0;
 };

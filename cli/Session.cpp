@@ -37,7 +37,13 @@ bool sameMessage(std::string_view a, std::string_view b) {
 /// Of the messages that concern no observation line: whether an include file could not be
 /// opened or reading broke off. Others are about keyword lines.
 bool isFileFailure(std::string_view message) {
-    return message.starts_with("fileopen:") || message.starts_with("ReadOnlyObs: Cannot read");
+    return message.starts_with("fileopen:") || message.starts_with("ReadOnlyObs: Cannot read") ||
+           message.starts_with("ReadSlr: Cannot read");
+}
+
+/// Of the information while loading: that a file of laser ranges holds something else, which is not even looked at.
+bool isAboutStrangeLines(std::string_view message) {
+    return message.find(" lines are no laser-ranging records ") != std::string_view::npos;
 }
 
 /// Of the messages while saving: that an observation was left out, and why.
@@ -92,7 +98,14 @@ bool Session::start(const CommonOptions& options) {
     }
     if (!openLog(options.log) || !loadSensors(options.sensors)) return false;
     if (options.ttyYear) ObsSetTTYYear(*options.ttyYear);
+    setCorrections(options);
     return true;
+}
+
+void Session::setCorrections(const CommonOptions& options) {
+    ObsSetSlrCorrections(options.troposphere, options.centreOfMass ? 1 : 0);
+    if (options.troposphere != 0 && options.sensors.empty())
+        complain("--troposphere", "without --sensors no station has a place: only delays that the files give are applied");
 }
 
 bool Session::openLog(const std::string& name) {
@@ -128,6 +141,7 @@ void Session::onLine(std::int32_t kind, const char* file, std::int64_t line, con
 
 void Session::onMessage(std::int32_t severity, const char* text, void* self) {
     auto& session = *static_cast<Session*>(self);
+    if (severity == 0 && isAboutStrangeLines(text)) complain(session.shownAs_, withoutTrailingBlanks(text));
     // What a format cannot carry is reported elsewhere, and may be every observation.
     if (severity == 0 || (session.saving_ && isRefusal(text))) return;
     session.errors_.emplace_back(withoutTrailingBlanks(text));
@@ -173,7 +187,8 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
     }
     openedAs_ = input.path();
     errors_.clear();
-    const std::int32_t status = ObsLoadFileGID(Text512(openedAs_).data(), group);
+    const auto loadFile = input.holdsLaserRanges() ? ObsLoadSlrFileGID : ObsLoadFileGID;
+    const std::int32_t status = loadFile(Text512(openedAs_).data(), group);
     ObsGetLoadCounts(&result.loaded, &result.duplicate, &result.bad);
     // The status of a bad line and of a missing file are the same number.
     result.read = status == 0 || (status == kBadLine && result.bad > 0);
@@ -189,7 +204,7 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
     return result;
 }
 
-void Session::save(const std::string& name, bool append, std::int32_t form) {
+void Session::save(const std::string& name, bool append, const Format& format) {
     const bool toOutput = name == "-";
     const std::string subject = shown(name, "(standard output)");
     std::string problem = fileNameProblem(name);
@@ -200,17 +215,15 @@ void Session::save(const std::string& name, bool append, std::int32_t form) {
     const Listening listening(onMessage, this);
     errors_.clear();
     saving_ = true;
-    // Appending to standard output keeps what an earlier command wrote to the same file.
-    const std::int32_t status = ObsSaveFile(Text512(toOutput ? "/dev/stdout" : name).data(),
-                                            append || toOutput ? kAppend : kReplace, form);
+    // To replace standard output is to go on where it stands, also in the file that it may be.
+    const std::int32_t status = format.save(Text512(toOutput ? "/dev/stdout" : name).data(),
+                                            append && !toOutput ? kAppend : kReplace);
     // A failing write is only logged.
     if (status != 0) problem = std::strerror(status);
     else if (!errors_.empty()) problem = errors_.front();
     saving_ = false;
     if (toOutput && !problem.empty()) endIfReaderIsGone();
-    if (!problem.empty()) return fail(subject, problem);
-    // The library wrote through a descriptor of its own: a later command goes on behind it.
-    if (toOutput) ::lseek(STDOUT_FILENO, 0, SEEK_END);
+    if (!problem.empty()) fail(subject, problem);
 }
 
 void Session::fail(const std::string& subject, const std::string& reason) {

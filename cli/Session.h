@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "Formats.h"
 #include "Output.h"
 #include "Selection.h"
 
@@ -21,6 +22,8 @@ struct CommonOptions {
     bool dryRun = false;                   ///< only with `select`
     std::optional<std::int32_t> ttyYear;   ///< of TTY cards, until a file sets another
     std::string sensors;                   ///< file of sensors; empty: none
+    std::int32_t troposphere = 0;          ///< of ObsSetSlrCorrections
+    bool centreOfMass = false;
     std::string log;                       ///< empty: none
 };
 
@@ -66,8 +69,7 @@ public:
     const std::optional<SelectionReport>& selection() const { return selection_; }
 
     /// Saves all observations. "-" is standard output.
-    /// @param form the save form of ObsSaveFile.
-    void save(const std::string& name, bool append, std::int32_t form);
+    void save(const std::string& name, bool append, const Format& format);
 
     /// Does something that the log shall not tell of.
     void quietly(const std::function<void()>& work);
@@ -84,6 +86,7 @@ private:
 
     bool openLog(const std::string& name);
     bool loadSensors(const std::string& name);
+    void setCorrections(const CommonOptions& options);
     LoadResult loadOne(const std::string& name, std::int32_t group);
     void select(const CommonOptions& options);
     void noteSelectionOfFiles();

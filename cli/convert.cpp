@@ -16,14 +16,13 @@ namespace {
 
 /// Number of the first line that is written.
 std::int64_t firstLineOf(const ConvertOptions& options, const Format& format) {
-    const std::int64_t header = format.write ? 0 : 1;
     std::int64_t before = 0;
     std::error_code error;
     if (options.append && std::filesystem::is_regular_file(options.output, error)) {
         std::ifstream file(options.output);
         before = std::count(std::istreambuf_iterator<char>(file), {}, '\n');
     }
-    return before + header + 1;
+    return before + format.headerLines + 1;
 }
 
 void writeReport(const ConvertOptions& options, const std::string& text, Session& session) {
@@ -41,7 +40,7 @@ void writeReport(const ConvertOptions& options, const std::string& text, Session
 }  // namespace
 
 ExitStatus runConvert(const ConvertOptions& options, Output& out) {
-    const Format& format = formatCalled(options.format);
+    const Format& format = *findFormat(options.format, options.crdData);
     Session session(complainOfBadLine);
     if (!session.start(options)) return session.status();
     session.load(options);
@@ -63,7 +62,7 @@ ExitStatus runConvert(const ConvertOptions& options, Output& out) {
     if (!options.strict.empty() && losses.any(options.strict == kStrictExact))
         session.fail(output, "not written: the format cannot carry everything");
     else
-        session.save(options.output, options.append, format.saveForm);
+        session.save(options.output, options.append, format);
     writeReport(options, describe(losses, format, output), session);
     return session.status();
 }

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <exception>
+#include <map>
 #include <sstream>
 
 #include <CLI/CLI.hpp>
@@ -101,6 +102,12 @@ CLI::Validator isCount() {
     return CLI::Validator(check, "");
 }
 
+/// The models as ObsSetSlrCorrections numbers them.
+CLI::Validator isModel() {
+    const std::map<std::string, std::int32_t> models{{"none", 0}, {"mendes-pavlis", 1}, {"marini-murray", 2}};
+    return CLI::CheckedTransformer(models).description("");
+}
+
 CLI::App* addCommand(CLI::App& app, const char* name, const char* description, const char* footer,
                      CommonOptions& options) {
     CLI::App* command = app.add_subcommand(name, description);
@@ -120,6 +127,11 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* description, c
         ->type_name("YEAR")->check(CLI::Range(1000, 9999).description(""));
     command->add_option("--sensors", options.sensors, "File of sensors, for formats that name or need them")
         ->type_name("SENSORS");
+    command->add_option("--troposphere", options.troposphere,
+                        "Correct laser ranges by none, mendes-pavlis or marini-murray, where the file has not")
+        ->type_name("MODEL")->transform(isModel());
+    command->add_flag("--centre-of-mass", options.centreOfMass,
+                      "Refer laser ranges to the satellite's centre of mass, where the file has not");
     command->add_option("--log", options.log, "Append the library's messages to LOG")->type_name("LOG");
     return command;
 }
@@ -134,7 +146,8 @@ CLI::Validator isStrictness() {
 
 CLI::Validator oneOfTheFormats() {
     std::vector<std::string> names;
-    for (const Format& format : kFormats) names.emplace_back(format.name);
+    for (const Format& format : kFormats)
+        if (names.empty() || names.back() != format.name) names.emplace_back(format.name);
     return CLI::IsMember(names).description("");
 }
 
@@ -172,6 +185,8 @@ void addConvert(CLI::App& app, ConvertOptions& options) {
         ->type_name("OUT")->required();
     command->add_option("--to", options.format, formatsHelp())
         ->type_name("FORMAT")->required()->check(oneOfTheFormats());
+    command->add_option("--crd-data", options.crdData, "Data of --to crd: npt (normal points) or frd (full rate)")
+        ->type_name("DATA")->check(CLI::IsMember({"npt", "frd"}).description(""))->capture_default_str();
     command->add_flag("--append", options.append, "Add to the file instead of replacing it");
     command->add_flag("--strict", options.strict,
                       "Write nothing if more than digits would be lost; --strict=exact: or digits")

@@ -1,0 +1,35 @@
+/// @file
+/// What becomes of observations in a format, one by one.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Formats.h"
+
+namespace obstool {
+
+class Trial {
+public:
+    struct Result {
+        std::int64_t lines = 0;  ///< 0: the format cannot carry the observation, or does not go line by line
+        bool written = true;
+        std::optional<Values> readBack;      ///< nothing when what was written is bad
+        std::string reason;                  ///< why it is not written or bad, where the library tells
+        std::optional<std::int64_t> csvKey;  ///< of an observation with the CSV fields that came back
+    };
+    virtual ~Trial() = default;
+
+    /// What the next observation by ascending key gives. Changes the TTY year.
+    virtual Result next(std::int64_t key, const Observation& observation) = 0;
+};
+
+// For the formats whose lines the library writes singly, for RF lines and for CRD files. The latter two hold a
+// SecondSet under the free group.
+std::unique_ptr<Trial> tryCards(const Format& format, std::int32_t freeGroup);
+std::unique_ptr<Trial> tryRfLines(const Format& format, std::int32_t freeGroup);
+std::unique_ptr<Trial> tryCrdFile(const Format& format, std::int32_t freeGroup);
+
+}  // namespace obstool
