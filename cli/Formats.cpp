@@ -53,8 +53,7 @@ constexpr Precision kOfCrd[] = {
     {kRange, 1, "", kPicosecond / 2, 0},
 };
 constexpr std::string_view kCrdRemark =
-    "CRD files hold more than observations keep: no bins, rms, calibration, weather, wavelengths or names of\n"
-    "stations and satellites of the input are written.";
+    "Observations keep no bins, rms, calibration, weather or wavelengths: CRD files are written without them.";
 
 // The save forms of ObsSaveFile and the data types of ObsSaveSlrFile.
 enum SaveForm : std::int32_t { kB3, kTty, kCsv, kRf };

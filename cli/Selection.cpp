@@ -31,13 +31,16 @@ Counts counts() {
     return counted;
 }
 
+/// Whatever the locale.
+char lowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
 /// NOTE: the text has no problem, so each word is a criterion.
 std::vector<SelectionReport::Criterion> askedIn(std::string_view criteria, const Counts& counted) {
     constexpr std::string_view kBlanks = " \t";
     std::vector<SelectionReport::Criterion> asked;
     for (std::size_t at = 0; (at = criteria.find_first_not_of(kBlanks, at)) != std::string_view::npos;) {
         std::string name(criteria.substr(at, criteria.find('=', at) - at));
-        std::transform(name.begin(), name.end(), name.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; });
+        std::transform(name.begin(), name.end(), name.begin(), lowerCase);
         const auto known = std::find(std::begin(kNames), std::end(kNames), name);
         if (known != std::end(kNames)) asked.push_back({name, counted.dropped[known - std::begin(kNames)]});
         at = std::min(criteria.find_first_of(kBlanks, at), criteria.size());

@@ -103,9 +103,11 @@ bool Session::start(const CommonOptions& options) {
 }
 
 void Session::setCorrections(const CommonOptions& options) {
-    ObsSetSlrCorrections(options.troposphere, options.centreOfMass ? 1 : 0);
-    if (options.troposphere != 0 && options.sensors.empty())
-        complain("--troposphere", "without --sensors no station has a place: only delays that the files give are applied");
+    const auto named = std::find(kTroposphereModels.begin(), kTroposphereModels.end(), options.troposphere);
+    const auto model = named == kTroposphereModels.end() ? 0 : named - kTroposphereModels.begin();
+    ObsSetSlrCorrections(static_cast<std::int32_t>(model), options.centreOfMass ? 1 : 0);
+    if (model != 0 && options.sensors.empty())
+        complain("--troposphere", "stations have no place without --sensors, so only delays that the files give are applied");
 }
 
 bool Session::openLog(const std::string& name) {

@@ -3,10 +3,12 @@
 /// them comes out.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Formats.h"
@@ -15,6 +17,9 @@
 
 namespace obstool {
 
+/// As ObsSetSlrCorrections numbers them.
+inline constexpr std::array<std::string_view, 3> kTroposphereModels = {"none", "mendes-pavlis", "marini-murray"};
+
 struct CommonOptions {
     std::vector<std::string> files;
     std::vector<std::size_t> groups;       ///< numbers of the files to keep, from 1; empty: all
@@ -22,8 +27,8 @@ struct CommonOptions {
     bool dryRun = false;                   ///< only with `select`
     std::optional<std::int32_t> ttyYear;   ///< of TTY cards, until a file sets another
     std::string sensors;                   ///< file of sensors; empty: none
-    std::int32_t troposphere = 0;          ///< of ObsSetSlrCorrections
-    bool centreOfMass = false;
+    std::string troposphere;               ///< one of kTroposphereModels; empty: the first
+    bool centreOfMass = false;             ///< of laser ranges
     std::string log;                       ///< empty: none
 };
 

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <exception>
-#include <map>
 #include <sstream>
 
 #include <CLI/CLI.hpp>
@@ -24,7 +23,10 @@ constexpr auto kDescription = "Looks into files of satellite tracking observatio
 
 constexpr auto kFooter = R"(
 'obstool COMMAND --help' shows a command's options. A FILE holds one observation a line,
-keyword lines and comments ("*" in column 1); the name - stands for standard input.
+keyword lines and comments ("*" in column 1); the name - stands for standard input. A file
+that begins with a CRD header (H1 CRD), or the mark 99999 or 88888 of an older block, is
+read as laser ranges alone. Their corrections need the weather in the file; those for the
+troposphere also the stations' places (--sensors). What cannot be computed is left out.
 
 --select takes criteria as SELOB lines do: name=value or name=low:high, separated by blanks,
 all of which an observation must meet. A value may be a list with commas; either end of a
@@ -76,7 +78,10 @@ written), unreadable (a line is, but cannot be read again), dropped, changed, or
 within the last digit of the format; the first ones of each with the line of the output.
 With nothing to tell there is no report. Differences in the last bit of a number are not
 counted. Biases and what else only CSV lines carry are compared as CSV lines write them;
-sigma lists, which these do not show either, no file can hold.)";
+sigma lists, which these do not show either, no file can hold.
+
+CRD files take ranges (types 2 and 6) of laser stations alone, in the order of stations,
+satellites and times. The corrections that are asked for count as applied to all of them.)";
 
 std::string version() {
     Text512 info;
@@ -102,12 +107,6 @@ CLI::Validator isCount() {
     return CLI::Validator(check, "");
 }
 
-/// The models as ObsSetSlrCorrections numbers them.
-CLI::Validator isModel() {
-    const std::map<std::string, std::int32_t> models{{"none", 0}, {"mendes-pavlis", 1}, {"marini-murray", 2}};
-    return CLI::CheckedTransformer(models).description("");
-}
-
 CLI::App* addCommand(CLI::App& app, const char* name, const char* description, const char* footer,
                      CommonOptions& options) {
     CLI::App* command = app.add_subcommand(name, description);
@@ -129,7 +128,9 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* description, c
         ->type_name("SENSORS");
     command->add_option("--troposphere", options.troposphere,
                         "Correct laser ranges by none, mendes-pavlis or marini-murray, where the file has not")
-        ->type_name("MODEL")->transform(isModel());
+        ->type_name("MODEL")
+        ->check(CLI::IsMember(std::vector<std::string>(kTroposphereModels.begin(), kTroposphereModels.end()))
+                    .description(""));
     command->add_flag("--centre-of-mass", options.centreOfMass,
                       "Refer laser ranges to the satellite's centre of mass, where the file has not");
     command->add_option("--log", options.log, "Append the library's messages to LOG")->type_name("LOG");
@@ -153,8 +154,13 @@ CLI::Validator oneOfTheFormats() {
 
 std::string formatsHelp() {
     std::string help = "Format to write:";
-    for (const Format& format : kFormats)
-        help += fmt::format(" {} ({})", format.name, format.description);
+    std::string_view last;
+    for (const Format& format : kFormats) {
+        if (format.name == last) help.back() = ',';  // in the place of the bracket
+        else help += fmt::format(" {} (", format.name);
+        help += format.name == last ? fmt::format(" {})", format.description) : fmt::format("{})", format.description);
+        last = format.name;
+    }
     return help;
 }
 

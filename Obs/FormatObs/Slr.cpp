@@ -302,6 +302,15 @@ std::int32_t copyWithoutEndMark(std::string_view fileName, family::Unit out) {
     return kStatusOk;
 }
 
+/// An empty file is simply appended to, so that one without a name, known by its descriptor, can be written, too.
+bool holdsSomething(std::string_view fileName) {
+    family::Unit file = family::kNoUnit;
+    if (!family::fileexists(fileName) || family::fileopen(fileName, family::kOpenRead, file) != kStatusOk) return false;
+    const bool holds = family::filesize(file) > 0;
+    family::fileclose(file);
+    return holds;
+}
+
 std::int32_t writeTo(family::Unit out, std::string_view appendedTo, const std::vector<SlrRange>& ranges,
                      SlrDataType type) {
     if (!appendedTo.empty())
@@ -327,7 +336,7 @@ std::int32_t saveSlrFile(std::string_view fileName, std::int32_t saveMode, SlrDa
     if (gid && obstreeisempty()) return kStatusOk;
     Collected found = collect(gid);
     sortRanges(found.ranges);
-    const bool rewritten = saveMode == 0 || family::fileexists(fileName);
+    const bool rewritten = saveMode == 0 || holdsSomething(fileName);
     family::Unit out = family::kNoUnit;
     const std::int32_t opened = family::fileopen(fileName, rewritten ? family::kOpenReplace : family::kOpenAppend, out);
     if (opened != kStatusOk) return opened;
