@@ -93,7 +93,6 @@ inline constexpr Columns kEquinoxIndOnCard2{29, 29};  ///< types 9 and 19
 // NOTE: type 5 is always written as of date, which every stored one is, whatever its indicator says.
 inline constexpr char kEquinoxOfDate = '0';
 
-inline constexpr std::int32_t kTypePositionVelocity = 7;
 
 /// X, Y and Z: a sign column, mantissa digits, and an exponent of ten that turns 0.mantissa into m or m/s.
 struct Vector {

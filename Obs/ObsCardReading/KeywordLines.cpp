@@ -1,5 +1,7 @@
 #include "Obs/ObsCardReading/KeywordLines.h"
 
+#include <algorithm>
+
 #include "Obs/ObsCardReading/SelectionCard.h"
 #include "siblings/include/Services.h"
 
@@ -15,7 +17,10 @@ std::string includedFileName(std::string_view line, std::string_view namingFile)
 }
 
 void readSelectionCard(std::string_view line) {
-    setSelectionFromText("SELOB", family::getinputfilename(line));
+    constexpr std::size_t kKeywordLength = 5;
+    line.remove_prefix(std::min(line.find_first_not_of(" \t", kKeywordLength), line.size()));
+    if (line.starts_with('=')) line.remove_prefix(1);
+    setSelectionFromText("SELOB", line);
 }
 
 }  // namespace obs

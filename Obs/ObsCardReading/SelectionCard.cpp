@@ -32,7 +32,8 @@ bool readNumber(std::string_view text, Span& value) {
 }
 
 bool readWhole(std::string_view text, Span& value) {
-    return readNumber(text, value) && value.first == std::floor(value.first);
+    return readNumber(text, value) && value.first == std::floor(value.first) &&
+           std::abs(value.first) <= std::numeric_limits<std::int32_t>::max();
 }
 
 /// A number, or the five columns that cards have.
@@ -63,25 +64,36 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-/// The lengths of a date text, YYDDD to YYDDDHHMMSSsss, and how many days each names.
-struct DateLength {
-    std::size_t digits;
-    double days;
-};
-constexpr std::array kDateLengths{DateLength{5, 1}, DateLength{7, 1 / 24.}, DateLength{9, 1 / 1440.},
-                                  DateLength{11, 1 / 86400.}, DateLength{14, 1 / 86400e3}};
+constexpr std::size_t kMillisLength = 14, kSecondLength = 11, kMinuteLength = 9, kHourLength = 7, kDayLength = 5;
 
-/// Digits alone, of one of these lengths, are a date and stand for all of that day, hour and so on. Any other number
-/// is days since 1950: written with a point, lest it look like a date.
+bool isDateLength(std::size_t digits) {
+    return digits == kDayLength || digits == kHourLength || digits == kMinuteLength || digits == kSecondLength ||
+           digits == kMillisLength;
+}
+
+/// The start of the day, hour, minute, second or millisecond after that which so many digits of a date text name. By the
+/// arithmetic that dates are read by, so that an observation of that very time is no longer in.
+double startOfNext(const std::string& digits, std::size_t length) {
+    const auto part = [&](std::size_t at, std::size_t count) { return family::strtoint(digits.substr(at, count)); };
+    constexpr std::int32_t kFirstYearOfLastCentury = 57;
+    const std::int32_t year = part(0, 2) + (part(0, 2) < kFirstYearOfLastCentury ? 2000 : 1900);
+    const double seconds = (part(kMinuteLength, 5) + (length == kMillisLength ? 1 : 0)) / 1e3;
+    return family::tcomps2utc(year, part(2, 3) + (length == kDayLength), part(kDayLength, 2) + (length == kHourLength),
+                              part(kHourLength, 2) + (length == kMinuteLength), seconds + (length == kSecondLength));
+}
+
+/// Digits alone are a date, YYDDD to YYDDDHHMMSSsss, and stand for all of that day, hour and so on. Days since 1950 have
+/// a point, lest they look like a date.
 bool readTime(std::string_view text, Span& value) {
+    constexpr double kMostDays = 3e6;  // past the year 9999
     std::string digits(text);
-    if (digits.size() == 15 && digits[11] == '.') digits.erase(11, 1);
-    const auto length = std::find_if(kDateLengths.begin(), kDateLengths.end(),
-                                     [&](const DateLength& one) { return one.digits == digits.size(); });
-    if (length == kDateLengths.end() || !std::all_of(digits.begin(), digits.end(), isDigit)) return readNumber(text, value);
-    digits.resize(kDateLengths.back().digits, '0');
-    value.first = family::dtgtods50(digits.substr(0, 11) + '.' + digits.substr(11));
-    value.last = std::nextafter(value.first + length->days, 0);
+    if (digits.size() == kMillisLength + 1 && digits[kSecondLength] == '.') digits.erase(kSecondLength, 1);
+    if (digits.find('.') != std::string::npos) return readNumber(text, value) && std::abs(value.first) <= kMostDays;
+    const std::size_t length = digits.size();
+    if (!isDateLength(length) || !std::all_of(digits.begin(), digits.end(), isDigit)) return false;
+    digits.resize(kMillisLength, '0');
+    value.first = family::dtgtods50(digits.substr(0, kSecondLength) + '.' + digits.substr(kSecondLength));
+    value.last = std::nextafter(startOfNext(digits, length), 0);
     return value.first != 0;
 }
 
@@ -95,7 +107,8 @@ constexpr std::array kNames{
     CriterionName{"type", Criterion::type, readType},          CriterionName{"time", Criterion::time, readTime},
     CriterionName{"el", Criterion::elevation, readNumber},     CriterionName{"az", Criterion::azimuth, readNumber},
     CriterionName{"range", Criterion::range, readNumber},      CriterionName{"rate", Criterion::rangeRate, readNumber},
-    CriterionName{"gid", Criterion::group, readWhole},         CriterionName{"class", Criterion::classification, readClass},
+    CriterionName{"gid", Criterion::group, readWhole},
+    CriterionName{"class", Criterion::classification, readClass},
 };
 
 const CriterionName* findName(std::string_view name) {
@@ -127,7 +140,8 @@ bool allowPiece(const CriterionName& what, std::string_view piece, SelectionDraf
     }
     const std::string_view lowText = piece.substr(0, colon);
     const std::string_view highText = piece.substr(colon + 1);
-    if (lowText.empty() && highText.empty()) return false;
+    const bool isOrdered = what.criterion != Criterion::classification;
+    if (!isOrdered || (lowText.empty() && highText.empty())) return false;
     if (!lowText.empty() && !what.read(lowText, low)) return false;
     if (!highText.empty() && !what.read(highText, high)) return false;
     if (low.first > high.last && what.criterion != Criterion::azimuth) return false;
@@ -142,6 +156,20 @@ bool allowPiece(const CriterionName& what, std::string_view piece, SelectionDraf
 
 Refusal refusal(std::string_view operation, std::string_view text, std::string_view why) {
     return {"", std::string(operation) + ": \"" + std::string(text) + '"', 0, why};
+}
+
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view kBlanks = " \t\r\n";
+    text = text.substr(0, text.find_last_not_of(kBlanks) + 1);
+    return text.substr(std::min(text.find_first_not_of(kBlanks), text.size()));
+}
+
+/// Quotes may enclose all of the criteria; false for any others.
+bool takeQuotesOff(std::string_view& text) {
+    if (text.find('"') == std::string_view::npos) return true;
+    if (text.size() < 2 || text.front() != '"' || text.find('"', 1) != text.size() - 1) return false;
+    text = text.substr(1, text.size() - 2);
+    return true;
 }
 
 /// Reads one criterion; what is wrong with it, or an empty text.
@@ -161,11 +189,13 @@ std::string_view readCriterion(std::string_view text, SelectionDraft& draft) {
 }  // namespace
 
 MaybeRefusal parseSelection(std::string_view operation, std::string_view criteria, ObsSelection& selection) {
+    const std::string_view text = trimmed(criteria);
+    if (!takeQuotesOff(criteria = text)) return refusal(operation, text, " has quotes that do not enclose all of it.");
     SelectionDraft draft;
-    for (std::string_view text; takePiece(criteria, " \t", text);) {
-        if (text.empty()) continue;
-        const std::string_view fault = readCriterion(text, draft);
-        if (!fault.empty()) return refusal(operation, text, fault);
+    for (std::string_view piece; takePiece(criteria, " \t", piece);) {
+        if (piece.empty()) continue;
+        const std::string_view fault = readCriterion(piece, draft);
+        if (!fault.empty()) return refusal(operation, piece, fault);
     }
     selection = draft.made();
     return std::nullopt;

@@ -227,7 +227,7 @@ MaybeRefusal ReadTTY2Lines(const CardText& card1, const CardText& card2, ObsReco
         readCard2Values(card1, card2, rec);
     }
     rotateIfAsked(rec);
-    if (rec.obsType == tty::kTypePositionVelocity && rec.rotateToDate != 0) return convertType7(rec);
+    if (rec.obsType == kTypePositionVelocity && rec.rotateToDate != 0) return convertType7(rec);
     return std::nullopt;
 }
 

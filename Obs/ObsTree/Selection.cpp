@@ -16,8 +16,24 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr std::size_t kMostListed = 10;
 constexpr std::int32_t kMostType = 19;
 
-std::mutex selob;
-ObsSelection gselob;  ///< guarded by `selob`
+/// Never destroyed: other threads may select while the process ends.
+struct GlobalSelection {
+    std::mutex selob;
+    ObsSelection gselob;  ///< guarded by `selob`
+};
+GlobalSelection& global() {
+    static GlobalSelection& criteria = *new GlobalSelection;
+    return criteria;
+}
+
+constexpr double kTurnDeg = 360;
+
+/// An angle brought into a turn; one that is there already as it is, 360 included.
+double withinTurn(double degrees) {
+    if (!std::isfinite(degrees) || (degrees >= 0 && degrees <= kTurnDeg)) return degrees;
+    const double rest = std::fmod(degrees, kTurnDeg);
+    return rest < 0 ? rest + kTurnDeg : rest;
+}
 
 /// RF observations carry a range and a range rate too, as differences between two sites.
 bool carries(std::int32_t type, Criterion criterion) {
@@ -36,7 +52,7 @@ double valueOf(SlotNumber slot, const StoredRecord& rec, Criterion criterion) {
         case Criterion::satellite: return rec.satNum;
         case Criterion::sensor: return rec.senNum;
         case Criterion::elevation: return rec.elOrDec;
-        case Criterion::azimuth: return rec.azOrRa;
+        case Criterion::azimuth: return withinTurn(rec.azOrRa);
         case Criterion::range: return rec.range;
         case Criterion::rangeRate: return rec.rangeRate;
         case Criterion::type: return rec.obsType;
@@ -64,11 +80,9 @@ struct Bounds {
 
 Bounds boundsOf(const ObsSelection& selection, Criterion criterion) {
     const auto which = static_cast<std::size_t>(criterion);
-    const std::size_t count = selection.intervals[which];
-    if (count == 0) return {nullptr, 0};
-    std::size_t before = 0;
-    for (std::size_t i = 0; i < which; ++i) before += selection.intervals[i];
-    return {selection.bounds->values.data() + 2 * before, count};
+    if (!selection.asks(which)) return {nullptr, 0};
+    const std::size_t first = selection.first(which);
+    return {selection.bounds->values.data() + 2 * first, selection.ends[which] - first};
 }
 
 constexpr Criterion criterionAt(std::size_t index) {
@@ -134,7 +148,8 @@ std::string_view faultOf(const double* criteria) {
     for (const auto& [element, criterion] : kPairs)
         if (criterion != Criterion::azimuth && criteria[element] > criteria[element + 1])
             return "A low end is above its high end.";
-    if (!isWholeUpTo(criteria[kSelTypeMask], (1u << (kMostType + 1)) - 1)) return "The type mask has bits for types 0 to 19.";
+    if (!isWholeUpTo(criteria[kSelTypeMask], (1u << (kMostType + 1)) - 1))
+        return "The type mask has bits for types 0 to 19.";
     if (!isWholeUpTo(criteria[kSelClass], 3)) return "The classification is 0 to 3.";
     if (!isWholeUpTo(criteria[kSelSatCount], kMostListed)) return "The list holds 0 to 10 satellites.";
     if (std::any_of(criteria + kSelReserved, criteria + kSelectionLength, [](double value) { return value != 0; }))
@@ -145,6 +160,13 @@ std::string_view faultOf(const double* criteria) {
 }  // namespace
 
 void SelectionDraft::allow(Criterion criterion, double low, double high) {
+    if (criterion == Criterion::azimuth && high - low >= kTurnDeg) {
+        low = -kInfinity;
+        high = kInfinity;
+    } else if (criterion == Criterion::azimuth) {
+        low = withinTurn(low);
+        high = withinTurn(high);
+    }
     if (criterion == Criterion::azimuth && low > high) {  // through north
         intervals(criterion).push_back({-kInfinity, high});
         intervals(criterion).push_back({low, kInfinity});
@@ -173,7 +195,7 @@ ObsSelection SelectionDraft::made() const {
             }
             bounds.values.insert(bounds.values.end(), {next.low, next.high});
         }
-        selection.intervals[i] = static_cast<std::uint32_t>((bounds.values.size() - first) / 2);
+        selection.ends[i] = static_cast<std::uint32_t>(bounds.values.size() / 2);
     }
     return selection;
 }
@@ -187,7 +209,7 @@ bool meets(SlotNumber slot, const ObsSelection& selection, Criterion criterion) 
 
 bool meets(SlotNumber slot, const ObsSelection& selection) {
     for (std::size_t i = 0; i < kCriterionCount; ++i)
-        if (selection.intervals[i] != 0 && !meets(slot, selection, criterionAt(i))) return false;
+        if (selection.asks(i) && !meets(slot, selection, criterionAt(i))) return false;
     return true;
 }
 
@@ -196,7 +218,7 @@ SelectionCounts countSelected(const ObsSelection& one, const ObsSelection& other
     std::array<std::size_t, kCriterionCount> asked{};
     std::size_t askedCount = 0;
     for (std::size_t i = 0; i < kCriterionCount; ++i)
-        if (one.intervals[i] != 0 || other.intervals[i] != 0) asked[askedCount++] = i;
+        if (one.asks(i) || other.asks(i)) asked[askedCount++] = i;
     const ReadGuard guard;
     if (askedCount == 0) {
         counts.selected = static_cast<std::int32_t>(gStore.tree.size());
@@ -216,13 +238,13 @@ SelectionCounts countSelected(const ObsSelection& one, const ObsSelection& other
 }
 
 void setSelection(ObsSelection&& selection) {
-    const std::lock_guard lock(selob);
-    std::swap(gselob, selection);
+    const std::lock_guard lock(global().selob);
+    std::swap(global().gselob, selection);
 }
 
 ObsSelection currentSelection() {
-    const std::lock_guard lock(selob);
-    return gselob;
+    const std::lock_guard lock(global().selob);
+    return global().gselob;
 }
 
 std::string_view selectionFromArray(const double* criteria, ObsSelection& selection) {

@@ -271,6 +271,7 @@ std::uint64_t equalityFingerprint(const ObsRecord& rec) {
 }
 
 void rotobstodate(ObsRecord& rec) {
+    if (rec.equinoxInd < 1 || rec.equinoxInd > 3) return;  // not even the last bit may change then
     double declination = rec.elOrDec * kRadPerDeg;
     double rightAscension = rec.azOrRa * kRadPerDeg;
     family::rotradec_eqnx2date(rec.equinoxInd, rec.obsTime, declination, rightAscension);

@@ -50,11 +50,14 @@ enum class Criterion : std::uint8_t {
 };
 inline constexpr std::size_t kCriterionCount = 10;
 
-/// Selection criteria: how many intervals of values each criterion allows (0: any value), and the low and high ends of
-/// all intervals behind one another.
+/// Selection criteria: the low and high ends of the intervals of values that each criterion allows, behind one another,
+/// and where the intervals of each criterion end. A criterion without intervals allows any value.
 struct ObsSelection {
-    std::array<std::uint32_t, kCriterionCount> intervals{};
+    std::array<std::uint32_t, kCriterionCount> ends{};
     Owned<RealList> bounds;
+
+    bool asks(std::size_t criterion) const { return ends[criterion] != first(criterion); }
+    std::uint32_t first(std::size_t criterion) const { return criterion == 0 ? 0 : ends[criterion - 1]; }
 };
 
 /// Releases the list: everything is selected then.

@@ -16,7 +16,7 @@ void freeobsbintree(ObsBinTree& node) {
 }
 
 void freeselection(ObsSelection& selection) {
-    selection.intervals = {};
+    selection.ends = {};
     selection.bounds.release();
 }
 

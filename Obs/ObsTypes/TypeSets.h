@@ -6,6 +6,7 @@
 
 namespace obs {
 
+inline constexpr std::int32_t kTypePositionVelocity = 7;  ///< of the satellite, held in senPos and senVel
 inline constexpr std::int32_t kTypeEciPosition = 10;
 inline constexpr std::int32_t kTypeEciPositionVelocity = 11;
 inline constexpr std::int32_t kTypeRf = 13;

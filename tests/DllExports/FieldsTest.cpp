@@ -195,6 +195,9 @@ TEST_F(FieldCalls, updateKeepsKeyAndParts) {
     EXPECT_EQ(array[41], 0.5);
     EXPECT_EQ(update(key, '8', 0), 0);
     EXPECT_EQ(field(key, 14), "M");
+    const std::int64_t seven = ObsAddFrArray(arrayOf(7).data());
+    EXPECT_EQ(update(seven, '7', 0), 0);
+    EXPECT_EQ(field(seven, 19), "116.000000000000000") << "cannot be given, so it stays";
     EXPECT_EQ(update(key, '9', 7), 2);
     EXPECT_EQ(update(1, '9', 7), 2);
     EXPECT_EQ(log_.errors, (std::vector<std::string>{

@@ -1,5 +1,7 @@
 // Selection against a plain filter over the same observations, and the text that sets the global criteria.
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <limits>
 #include <random>
@@ -26,6 +28,11 @@ bool hasRate(char type) {
     return std::string("034R").find(type) != std::string::npos;
 }
 
+bool inHours(const AllFields& f, double from, double to) {
+    const double start = kJanuary2024 + from / 24;
+    return f.time >= start && f.time < kJanuary2024 + to / 24;
+}
+
 }  // namespace
 
 class Selection : public ExportTest {
@@ -41,7 +48,7 @@ protected:
             a[0] = 1 + below(3);
             a[1] = 5 + below(40);
             a[2] = 205 + below(20);
-            a[3] = kJanuary2024 - 5 + below(40000) / 1000.0;
+            a[3] = kJanuary2024 - 5 + (i % 2 == 0 ? below(40000) / 1000.0 : 5 + below(200) / 1440.0);
             a[4] = below(181) - 90;
             a[5] = below(360);
             a[6] = below(3) == 0 ? 0 : below(5000);
@@ -92,6 +99,10 @@ TEST_F(Selection, textsSelectLikeAFilter) {
         {"type=M,p", [](const AllFields& f) { return f.type == 'M' || f.type == 'P'; }},
         {"type=1:3", [](const AllFields& f) { return f.type >= '1' && f.type <= '3'; }},
         {"time=24001:24003", [](const AllFields& f) { return f.time >= kJanuary2024 && f.time < kJanuary2024 + 3; }},
+        {"time=2400101", [](const AllFields& f) { return inHours(f, 1, 2); }},  // 2 h is not in it
+        {" \"time=240010159\" ", [](const AllFields& f) { return inHours(f, 119 / 60., 2); }},
+        {"az=-10:10", [](const AllFields& f) { return hasAngles(f.type) && (f.az >= 350 || f.az <= 10); }},
+        {"az=300:700", [](const AllFields& f) { return hasAngles(f.type); }},
         {"time=24001", [](const AllFields& f) { return f.time >= kJanuary2024 && f.time < kJanuary2024 + 1; }},
         {"time=2400112:240011330", [](const AllFields& f) { return f.time >= kJanuary2024 + .5 && f.time < kJanuary2024 + 13.5 / 24 + 1 / 1440.; }},
         {"time=27030.25:", [](const AllFields& f) { return f.time >= 27030.25; }},
@@ -161,12 +172,31 @@ TEST_F(Selection, manyKeysAreRemovedAtOnce) {
     EXPECT_EQ(selected(open_, -8), kept);
 }
 
+TEST_F(Selection, linesOfFilesSetTheGlobalCriteria) {
+    const auto file = std::filesystem::temp_directory_path() / ("obs_selob_" + std::to_string(::getpid()));
+    struct {
+        const char* line;
+        std::int32_t sat;  ///< selected, or 0: refused
+    } const cases[] = {{"SELOB sat=7", 7}, {"selob = sat=8\r", 8}, {"SELOB\t=\"sat=9\"", 9}, {"SELOB \"sat=5\" sen=211", 0}};
+    for (const auto& one : cases) {
+        ASSERT_EQ(ObsSetSelObs("sat=6"), 0);
+        log_.errors.clear();
+        std::ofstream(file) << one.line << "\n";
+        EXPECT_EQ(ObsLoadFile(file.c_str()), 0);
+        EXPECT_EQ(log_.errors.empty(), one.sat != 0) << one.line;
+        const std::int32_t sat = one.sat == 0 ? 6 : one.sat;
+        EXPECT_EQ(selected(open_, 9), filtered(9, [&](const AllFields& f) { return f.sat == sat; })) << one.line;
+    }
+    std::filesystem::remove(file);
+}
+
 TEST_F(Selection, badCriteriaAreRefused) {
     ASSERT_EQ(ObsSetSelObs("sat=7"), 0);
     const auto before = selected(open_, 9);
     for (const char* bad : {"sat", "foo=1", "sat=", "sat=1,,2", "sat=abc", "sat=5:4", "sat=1.5", "sat=:", "sat=1:2:3", "time=24400",
                             "time=2024-01-01", "el=nan", "type=12,X", "type=20", "class=Q", "sat=1 sat=2",
-                            "sat=7, 8", "= =", "el=10 range"}) {
+                            "time=240011", "time=24001125959.9999", "time=5e4", "time=1e9.", "class=C:", "sat=1e300",
+                            "\"sat=5\" sen=211", "\"sat=5", "\"", "sat=7, 8", "= =", "el=10 range"}) {
         log_.errors.clear();
         EXPECT_EQ(ObsSetSelObs(bad), 2) << bad;
         ASSERT_EQ(log_.errors.size(), 1u);

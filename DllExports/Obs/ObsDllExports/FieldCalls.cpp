@@ -13,14 +13,22 @@ using obs::kStatusOk;
 using obs::kStatusRefused;
 using obs::UnknownKeys;
 
-/// Uses the record of each of many keys, null for an unknown one; status 2 and a message when there is one.
+/// Uses the record of each of many keys, null for an unknown one; status 2 and a message when there is one. When memory
+/// does not suffice the rest counts as unknown.
 template <class Use>
 std::int32_t readMany(std::string_view name, const int64_t* keys, std::size_t count, bool withParts, Use&& use) {
     UnknownKeys unknown;
-    obs::obsfindrecs(keys, count, withParts, [&](std::size_t i, const obs::ObsRecord* rec) {
-        if (rec == nullptr) unknown.note(keys[i]);
-        use(i, rec);
-    });
+    std::size_t done = 0;
+    try {
+        obs::obsfindrecs(keys, count, withParts, [&](std::size_t i, const obs::ObsRecord* rec) {
+            if (rec == nullptr) unknown.note(keys[i]);
+            use(i, rec);
+            ++done;
+        });
+    } catch (...) {
+        for (; done < count; ++done) use(done, nullptr);
+        throw;
+    }
     return unknown.status(name, count);
 }
 
@@ -95,7 +103,8 @@ int32_t ObsSetField(int64_t obsKey, int32_t fieldIndex, const char* value) {
         }
         const std::string_view text = obs::trimmedText(value);
         if (field != nullptr && !obs::setField(*field, text, rec)) {
-            obs::logFailure("ObsSetField", "Error! \"" + std::string(text) + "\" begins with no observation type's character");
+            obs::logFailure("ObsSetField", "Error! No observation type has the character \"" +
+                                               std::string(text.substr(0, 1)) + "\"");
             return kStatusRefused;
         }
         return obs::obsupdaterec(obsKey, rec);

@@ -21,7 +21,8 @@
  *  - Threads: any function may be called from any thread. Readers of the store run beside
  *    each other and wait only while it is being changed; changes follow one another.
  *    Loading and saving files, and the settings (key mode, TTY year, callback), must
- *    not be used from two threads at once.
+ *    not be used from two threads at once; the selection criteria may. Where an array has room for
+ *    the keys that ObsGetCount told of, nobody may add observations between the two calls.
  *
  *  F, the observation field list, in this order: secClass, satNum, senNum, obsTime,
  *  elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel, obsType, indicator1,
@@ -166,7 +167,7 @@ OBS_API void ObsAddFrCsvML(const char *csvLine, int64_t *obsKey);
 /** @defgroup ObsAddFrFields ObsAddFrFields
  *  Adds an observation given as loose fields F. An equinox indicator 1-3 rotates to date; types 8 and 9 with
  *  a range above 0 are stored as 18 and 19. Without a satellite number the further ones, in turn, stand in
- *  for it in the key.
+ *  for it in the key. A character that names no type is stored as type -1.
  *  @param[in] obsArr the array form, of which only the sigma list is read (elements 40-61: a count of 6, 7 or 21 and
  *             so many values, of which one is not 0).
  *  @return the key, 0 for a refused duplicate; -1 for an equinox indicator other than 0-3 (logged), when all
@@ -188,7 +189,8 @@ OBS_API void ObsAddFrFieldsML(char secClass, int32_t satNum, int32_t senNum, dou
 /** @defgroup ObsAddFrArray ObsAddFrArray
  *  Adds an observation given in the array form (see ObsDataToArray). Integers are truncated toward zero. Right
  *  ascension and declination with an equinox indicator (element 22) are rotated to date; types 8 and 9 with a
- *  range above 0 are stored as 18 and 19; elevation and azimuth rate are taken for type 4 alone.
+ *  range above 0 are stored as 18 and 19; elevation and azimuth rate are taken for type 4 alone. An equinox indicator
+ *  other than 0-3 counts as 0.
  *  Element 40 with elements 41 on is taken as a sigma list when it is 6, 7 or 21 and a value is not 0; when it is 7
  *  and one of elements 23-34 is not 0, these are CSV data; else elements 33-39, if one is not 0, are biases.
  *  @return the key, 0 for a refused duplicate, -1 when nothing could be added. */
@@ -355,10 +357,10 @@ OBS_API int32_t ObsGetElementInfo(int32_t element, char name[512], char unit[512
 
 /** @defgroup ObsGetField ObsGetField
  *  One field of a stored observation as text. The fields by index:
- *  1 secClass; 2 satNum; 3 senNum; 4 obsTime; 5 elevation or 6 declination, 7 azimuth or 8 right ascension (each pair one
- *  storage, whatever the type); 9 range; 10 rangeRate; 11 elRate; 12 azRate; 13 rangeAccel; 14 type (its character);
- *  15, 16 indicators; 17, 18 further satellite numbers; 19-21 sensor position; 22-24 satellite position; 25-33 csvReals
- *  1-9; 34 csvReal10; 35 csvInt1; 36 csvInt2; 37 csvChar. ObsGetFieldInfo names each.
+ *  1 secClass; 2 satNum; 3 senNum; 4 obsTime; 5 elevation or 6 declination, 7 azimuth or 8 right ascension (each pair
+ *  one storage, whatever the type); 9 range; 10 rangeRate; 11 elRate; 12 azRate; 13 rangeAccel; 14 type (its
+ *  character); 15, 16 indicators; 17, 18 further satellite numbers; 19-21 sensor position; 22-24 satellite position;
+ *  25-33 csvReals 1-9; 34 csvReal10; 35 csvInt1; 36 csvInt2; 37 csvChar. ObsGetFieldInfo names each.
  *  Reals have 15 decimals in up to 35 columns, more are asterisks. Indices 15, 16 and 36 have one column: above 9 or
  *  below 0 an asterisk. 17, 18 and 35 have nine.
  *  @param[out] value 512 characters, left-adjusted; blank for another index, and for 25-37 when the
@@ -367,9 +369,10 @@ OBS_API int32_t ObsGetElementInfo(int32_t element, char name[512], char unit[512
 OBS_API int32_t ObsGetField(int64_t obsKey, int32_t fieldIndex, char value[512]);
 
 /** @defgroup ObsSetField ObsSetField
- *  Sets one field of a stored observation from text. Neither ranges of values are checked nor types renumbered.
- *  A text that is no number counts as 0. 25-37 change nothing where the observation has no CSV data; an index that
- *  names no field changes nothing.
+ *  Sets one field of a stored observation from text. Neither ranges of values are checked nor types renumbered. (As
+ *  with any change of a stored observation, right ascension and declination that are not of date are then rotated to
+ *  date.) A text that is no number counts as 0. 25-37 change nothing where the observation has no CSV data; an index
+ *  that names no field changes nothing.
  *  @param[in] fieldIndex as ObsGetField; 2, 3 and 4 are refused, since they make up the key.
  *  @param[in] value 512 characters.
  *  @return 0; 2 when no stored observation has this key, the field is refused or, for 14, the character names
@@ -377,8 +380,9 @@ OBS_API int32_t ObsGetField(int64_t obsKey, int32_t fieldIndex, char value[512])
 OBS_API int32_t ObsSetField(int64_t obsKey, int32_t fieldIndex, const char *value);
 
 /** @defgroup ObsUpdateFrFields ObsUpdateFrFields
- *  Replaces the fields of a stored observation, all but satellite, sensor and time, by the rules of ObsAddFrFields. Sigmas,
- *  biases, CSV and RF data stay; vectors that the new type does not use become 0.
+ *  Replaces the fields of a stored observation, all but satellite, sensor and time, by the rules of ObsAddFrFields.
+ *  Sigmas, biases, CSV and RF data stay, and so do the vectors for type 7; vectors that the new type does not use
+ *  become 0.
  *  @return 0, or 2 when no stored observation has this key (logged under the name ObsGetAllFields) or for an equinox
  *          indicator other than 0-3. */
 OBS_API int32_t ObsUpdateFrFields(int64_t obsKey, char secClass, double elOrDec, double azOrRa, double range,
@@ -451,12 +455,12 @@ enum ObsStatesElement {
  *
  *  What a type measures is given as it is, and all that follows from it: a direction also in the other pair of
  *  angles; with a range (types 2, 3, 4, 18, 19) the position; with the rates of type 4, in degrees per second, the
- *  velocity. Types 7, 10 and 11 are positions of date, 7 and 11 with velocity. The sensor is that of the sensor library,
- *  which turns with the Earth. Types 8, 9, 18 and 19 carry their own, a position (and velocity, unless that is 0) of
- *  date; their azimuth and elevation are in its horizon on WGS84. A type 13 has its sensor alone: its differences of
- *  two sites are no range. Vectors of zeros, ranges of 0 and below, and elevations and declinations beyond 90 degrees
- *  are not there. Without its sensor an observation gives what needs none. Right ascension is rotated to date first.
- *  @param[in]  obsArr 64 reals, as ObsDataToArray gives them.
+ *  velocity. Types 7, 10 and 11 are positions of date, 7 and 11 with velocity. The sensor is that of the sensor
+ *  library, which turns with the Earth. Types 8, 9, 18 and 19 carry their own, a position (and velocity, unless that
+ *  is 0) of date; their azimuth and elevation are in its horizon on WGS84. A type 13 has its sensor alone: its
+ *  differences of two sites are no range. Vectors of zeros, ranges of 0 and below, and elevations and declinations
+ *  beyond 90 degrees are not there. Without its sensor an observation gives what needs none. Right ascension is
+ *  rotated to date first. @param[in]  obsArr 64 reals, as ObsDataToArray gives them.
  *  @param[out] states 64 reals (OBS_STATES_...), cleared first.
  *  @return 0, or 2 when nothing is determined or the time is not within the years 1 to 9999. */
 OBS_API int32_t ObsDataToStates(const double obsArr[64], double states[64]);
@@ -555,11 +559,12 @@ OBS_API int32_t ObsRemoveAll(void);
  *  Lists the keys of the stored observations that meet the criteria given and the global ones (ObsSetSelObs, SELOB
  *  lines). An observation whose type does not carry a quantity does not meet a bound on it.
  *  @param[in] criteria 32 reals, all 0 for the global criteria alone. Pairs low, high (both included; 0, 0 is open, an
- *             infinity leaves one end open): 0-1 time, days since 1950 UTC; 2-3 satellite; 4-5 sensor; 6-7 elevation or
- *             declination, degrees; 8-9 azimuth or right ascension, degrees (low above high goes through 0); 10-11 range,
- *             km; 12-13 range rate, km/s. 14 types, the sum of 2^type (0 all; 8 and 9 include 18 and 19); 15
- *             classification (0 all, 1 "U", 2 "C", 3 "S"); 16 nonzero to ask for the group in 17; 18 a number up to 10
- *             of satellites listed in 19-28; 29-31 must be 0.
+ *             infinity leaves one end open): 0-1 time, days since 1950 UTC; 2-3 satNum; 4-5 senNum; 6-7 elevation or
+ *             declination, degrees; 8-9 azimuth or right ascension, degrees (low above high goes through 0, and any
+ *             angle counts within a turn); 10-11 range, km; 12-13 range rate, km/s. 14 types, the sum of 2^type (0 all;
+ *             8 and 9 include 18 and 19); 15 classification (0 all, 1 "U", 2 "C", 3 "S"); 16 nonzero to ask for the
+ *             group in 17; 18 a number up to 10 of satellites listed in 19-28, of which those within the pair 2-3
+ *             count; 29-31 must be 0.
  *  @param[in]  order as ObsGetLoaded.
  *  @param[out] count number of keys; 0 after a refusal (logged) and for an empty store.
  *  @param[out] keys  room for ObsGetCount keys. */
@@ -570,13 +575,16 @@ OBS_API void ObsGetSelected(const double criteria[32], int32_t order, int32_t *c
 OBS_API void ObsResetSelObs(void);
 
 /** @defgroup ObsSetSelObs ObsSetSelObs
- *  Addition. Replaces the global criteria, as a SELOB line does.
- *  @param[in] criteria 512 characters: name=value or name=low:high, separated by blanks; a value may be a list with
- *             commas, and either end of a range be left open. Names: sat, sen, type (number or character), time (days
- *             since 1950 with a point, or a date YYDDD, YYDDDHH and so on to YYDDDHHMMSSsss, which stands for all of that
- *             day, hour and so on), el (elevation or declination), az (azimuth or right ascension; 350:10 goes through
- *             0), range, rate, gid, class. "sat=5,25544 sen=211:220 time=24001:24031 el=10:". Blank asks for nothing.
- *  @return 0, or 2 for an unknown name or a bad value (logged, quoting it); the old criteria then stay. */
+ *  Addition. Replaces the global criteria, as a SELOB line does with the text behind the keyword.
+ *  @param[in] criteria 512 characters: name=value or name=low:high, separated by blanks, each name once; a value may
+ *             be a list with commas, and either end of a range be left open. Double quotes may enclose all. Blank
+ *             asks for nothing. "sat=5,25544 sen=211:220 time=24001:24031 el=10:". The names: sat (satNum; also A0001
+ *             and so on); sen; type (number or character; 8 and 9 include those with a range, M and O); time (days
+ *             since 1950 with a point, or a date YYDDD, YYDDDHH, YYDDDHHMM, YYDDDHHMMSS or YYDDDHHMMSSsss, which
+ *             stands for all of that day, hour, minute, second or millisecond); el (elevation or declination,
+ *             degrees); az (azimuth or right ascension, degrees; 350:10 goes through 0); range (km); rate (range
+ *  rate, km/s); gid; class (U, C, S). @return 0, or 2 for an unknown name or a bad value (logged, quoting it); the
+ *  old criteria then stay. */
 OBS_API int32_t ObsSetSelObs(const char *criteria);
 
 /** Number of criteria that ObsGetSelectionCounts tells of. */

@@ -63,8 +63,9 @@ constexpr std::array<ElementDef, kArrayLength> kElements{{
 template <class T>
 using Plain = std::pair<std::size_t, T ObsFields::*>;
 constexpr std::array kReals{
-    Plain<double>{3, &ObsFields::obsTime}, Plain<double>{4, &ObsFields::elOrDec},   Plain<double>{5, &ObsFields::azOrRa},
-    Plain<double>{6, &ObsFields::range},   Plain<double>{7, &ObsFields::rangeRate}, Plain<double>{10, &ObsFields::rangeAccel},
+    Plain<double>{3, &ObsFields::obsTime},   Plain<double>{4, &ObsFields::elOrDec},
+    Plain<double>{5, &ObsFields::azOrRa},    Plain<double>{6, &ObsFields::range},
+    Plain<double>{7, &ObsFields::rangeRate}, Plain<double>{10, &ObsFields::rangeAccel},
 };
 constexpr std::array kIntegers{
     Plain<std::int32_t>{1, &ObsFields::satNum},      Plain<std::int32_t>{2, &ObsFields::senNum},
@@ -130,7 +131,7 @@ bool anyNonzero(const double* obsArr, std::size_t from, std::size_t end) {
     return std::any_of(obsArr + from, obsArr + end, [](double value) { return value != 0; });
 }
 
-/// Types 12 to 17 have characters too, or none: which vectors the elements mean is decided on the number here.
+/// NOTE: decided on the number of the type, where the way out goes by its character.
 void takeVectors(const double* obsArr, std::int32_t type, ObsRecord& rec) {
     const bool ofSensor = type == 7 || kSensorPositionTypes.has(type);
     const bool ofSatellite = type == kTypeEciPosition || type == kTypeEciPositionVelocity;
@@ -167,34 +168,67 @@ void orLeaveOut(Attach&& attach) {
     }
 }
 
-/// All as one batch. Throws std::bad_alloc, nothing being added.
-void addInBulk(std::size_t count, const double* obsArrs, std::int64_t* keys) {
-    BulkAdd batch(0);
-    std::vector<std::size_t> places;  // of the batch's observations among the arrays
-    batch.expect(count);
-    places.reserve(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        ObsRecord rec = obsarr2obsrec(obsArrs + i * kArrayLength);
-        keys[i] = getobskey(rec);
-        if (keys[i] == kNoKey) continue;
-        places.push_back(i);
-        batch.add(keys[i], rec);
-    }
-    std::vector<std::int64_t> given(places.size());
-    std::vector<BulkAdd::Refused> duplicates;
+/// Observations of a batch and where they stand among the arrays.
+struct Batch {
+    BulkAdd adder{0};
+    std::vector<std::size_t> places;
+};
+
+/// Enters all arrays that name a satellite at once. False when memory did not suffice and nothing was entered.
+bool enterAtOnce(std::size_t count, const double* obsArrs, std::int64_t* keys, std::vector<BulkAdd::Refused>& refused) {
+    Batch batch;
     try {
-        duplicates = batch.commit(given.data());
+        batch.adder.expect(count);
+        batch.places.reserve(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            ObsRecord rec = obsarr2obsrec(obsArrs + i * kArrayLength);
+            const std::int64_t key = getobskey(rec);
+            if (key == kNoKey) continue;
+            batch.places.push_back(i);
+            batch.adder.add(key, rec);
+        }
+        std::vector<std::int64_t> given(batch.places.size());
+        try {
+            refused = batch.adder.commit(given.data());
+        } catch (const std::bad_alloc&) {
+            if (batch.adder.size() != 0) throw;  // else all are entered, and duplicates go without a message
+        }
+        for (std::size_t i = 0; i < given.size(); ++i) keys[batch.places[i]] = given[i];
+        for (BulkAdd::Refused& one : refused) one.position = batch.places[one.position];
     } catch (const std::bad_alloc&) {
-        if (batch.size() != 0) throw;  // else all are entered, and duplicates go without a message
+        return false;
     }
-    for (std::size_t i = 0; i < places.size(); ++i) keys[places[i]] = given[i];
-    for (const BulkAdd::Refused& refused : duplicates) keys[places[refused.position]] = refuseDuplicate(refused.key);
+    return true;
+}
+
+/// Tells of the duplicates once everything is entered: a message that memory does not suffice for goes missing.
+void tellDuplicates(const std::vector<BulkAdd::Refused>& refused, std::int64_t* keys) {
+    for (const BulkAdd::Refused& one : refused) {
+        try {
+            keys[one.position] = refuseDuplicate(one.key);
+        } catch (const std::bad_alloc&) {
+        }
+    }
+}
+
+/// One by one; what memory does not suffice for stays without a key, and the others are added all the same.
+void addEach(std::size_t count, const double* obsArrs, std::int64_t* keys) {
+    bool outOfMemory = false;
+    for (std::size_t i = 0; i < count; ++i) {
+        try {
+            keys[i] = addfrarray(obsArrs + i * kArrayLength);
+        } catch (const std::bad_alloc&) {
+            outOfMemory = true;
+        }
+    }
+    if (outOfMemory) throw std::bad_alloc{};
 }
 
 }  // namespace
 
 const ElementDef* elementDef(std::int32_t element) {
-    return element >= 0 && element < std::int32_t{kArrayLength} ? &kElements[static_cast<std::size_t>(element)] : nullptr;
+    if (element < 0 || element >= std::int32_t{kArrayLength}) return nullptr;
+    return &kElements[static_cast<std::size_t>(element)];
 }
 
 void obsrec2arr(const ObsRecord& rec, double* obsArr, std::size_t stride) {
@@ -252,17 +286,11 @@ std::int64_t addfrarray(const double* obsArr) {
 }
 
 bool addfrarrays(std::size_t count, const double* obsArrs, std::int64_t* keys) {
-    bool added = false;
+    std::fill_n(keys, count, kNoKey);
+    std::vector<BulkAdd::Refused> duplicates;
     // Under address keys there is nothing to gain from a batch: keys are handles and never collide.
-    if (!addressKeysInForce()) {
-        try {
-            addInBulk(count, obsArrs, keys);
-            added = true;
-        } catch (const std::bad_alloc&) {  // single observations need less, and each that fails is named
-        }
-    }
-    if (!added)
-        for (std::size_t i = 0; i < count; ++i) keys[i] = addfrarray(obsArrs + i * kArrayLength);
+    if (!addressKeysInForce() && enterAtOnce(count, obsArrs, keys, duplicates)) tellDuplicates(duplicates, keys);
+    else addEach(count, obsArrs, keys);
     return std::all_of(keys, keys + count, [](std::int64_t key) { return key > 0; });
 }
 

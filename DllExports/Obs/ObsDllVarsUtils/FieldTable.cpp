@@ -176,8 +176,10 @@ std::string_view fieldText(const FieldDef& field, const ObsRecord& rec, char (&w
 double fieldValue(const FieldDef& field, const ObsRecord& rec) {
     double real = 0;
     useField(field, rec, [&](const auto& value) {
-        real = field.form == typeCharacter ? family::obstypeinttochar(static_cast<Int>(value))
-                                           : static_cast<double>(value);
+        using Value = std::decay_t<decltype(value)>;
+        if constexpr (std::is_same_v<Value, char>) real = static_cast<unsigned char>(value);
+        else if (field.form == typeCharacter) real = family::obstypeinttochar(static_cast<Int>(value));
+        else real = static_cast<double>(value);
     });
     return real;
 }

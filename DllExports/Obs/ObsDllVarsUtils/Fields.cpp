@@ -146,9 +146,13 @@ std::int32_t updatefrfields(std::int64_t obsKey, Fields fields) {
     fields.satNum = stored.satNum;
     fields.senNum = stored.senNum;
     fields.obsTime = stored.obsTime;
-    const std::int32_t rotateToDate = stored.rotateToDate;
-    static_cast<ObsFields&>(stored) = fields2record(fields);
-    stored.rotateToDate = rotateToDate;
+    ObsFields fresh = fields2record(fields);
+    fresh.rotateToDate = stored.rotateToDate;
+    if (fresh.obsType == kTypePositionVelocity) {  // the list F has no place for its vectors
+        fresh.senPos = stored.senPos;
+        fresh.senVel = stored.senVel;
+    }
+    static_cast<ObsFields&>(stored) = fresh;
     return obsupdaterec(obsKey, stored);
 }
 

@@ -12,7 +12,6 @@ namespace obs {
 
 namespace {
 
-constexpr std::int32_t kTypePositionVelocity = 7;
 constexpr double kSecondsInDay = 86400;
 
 /// So far away that adding a sensor's position leaves the direction as it is to the last bit or two.
