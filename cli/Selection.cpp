@@ -1,7 +1,6 @@
 #include "Selection.h"
 
 #include <algorithm>
-#include <iterator>
 #include <stdexcept>
 #include <string_view>
 
@@ -48,6 +47,20 @@ std::vector<SelectionReport::Criterion> askedIn(std::string_view criteria, const
     return asked;
 }
 
+/// The keys of `all` but for the first `count` of `some`, which are among them in the same order.
+std::vector<std::int64_t> without(const std::vector<std::int64_t>& some, std::int32_t count,
+                                  const std::vector<std::int64_t>& all) {
+    std::vector<std::int64_t> others;
+    others.reserve(all.size() - static_cast<std::size_t>(count));
+    auto next = some.cbegin();
+    const auto end = next + count;
+    for (const std::int64_t key : all) {
+        if (next != end && *next == key) ++next;
+        else others.push_back(key);
+    }
+    return others;
+}
+
 void setCriteria(const std::string& criteria) {
     if (ObsSetSelObs(Text512(criteria).data()) != 0) throw std::runtime_error(lastError());
 }
@@ -67,22 +80,20 @@ SelectionReport countSelected(const std::string& criteria) {
 }
 
 void removeUnselected(const SelectionReport& report) {
-    constexpr std::int32_t kAscendingKeys = 9;
+    constexpr std::int32_t kOrderOfLoading = -8;
     if (report.selected == report.observations) return;
     if (report.selected == 0) {
         ObsRemoveAll();
         return;
     }
     setCriteria(report.criteria);
-    const std::vector<std::int64_t> all = storedKeys(kAscendingKeys);
+    // The order of loading is that of the memory, so that listing and removing go fastest.
+    const std::vector<std::int64_t> all = storedKeys(kOrderOfLoading);
     std::vector<std::int64_t> selected(all.size());
     std::int32_t count = 0;
-    ObsGetSelected(kNoMore, kAscendingKeys, &count, selected.data());
+    ObsGetSelected(kNoMore, kOrderOfLoading, &count, selected.data());
     if (count != report.selected) throw std::runtime_error(lastError());
-    selected.resize(static_cast<std::size_t>(count));
-    std::vector<std::int64_t> others;
-    others.reserve(all.size() - selected.size());
-    std::set_difference(all.begin(), all.end(), selected.begin(), selected.end(), std::back_inserter(others));
+    const std::vector<std::int64_t> others = without(selected, count, all);
     if (ObsRemoveKeys(static_cast<std::int32_t>(others.size()), others.data()) != 0)
         throw std::runtime_error(lastError());
 }

@@ -75,7 +75,8 @@ are named on standard error and left out. When a file cannot be read nothing is 
 
 What the format could not carry is then told by type and field: refused (no line is
 written), unreadable (a line is, but cannot be read again), dropped, changed, or rounded
-within the last digit of the format; the first ones of each with the line of the output.
+within the last digit of the format; the first ones of each with the line of the output,
+where each has its own.
 With nothing to tell there is no report. Differences in the last bit of a number are not
 counted. Biases and what else only CSV lines carry are compared as CSV lines write them;
 sigma lists, which these do not show either, no file can hold.
