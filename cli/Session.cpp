@@ -43,7 +43,7 @@ bool isFileFailure(std::string_view message) {
 
 /// Of the information while loading: that a file of laser ranges holds something else, which is not even looked at.
 bool isAboutStrangeLines(std::string_view message) {
-    return message.find(" lines are no laser-ranging records ") != std::string_view::npos;
+    return message.find(" are no laser-ranging records ") != std::string_view::npos;
 }
 
 /// Of the messages while saving: that an observation was left out, and why.
