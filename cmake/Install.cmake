@@ -19,6 +19,9 @@ install(FILES
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/data/laser_stations.csv DESTINATION ${CMAKE_INSTALL_DATADIR}/obs)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# The programs and decks of the guide, and the interface module, which every Fortran caller compiles for himself.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  PATTERN CMakeLists.txt EXCLUDE)
 
 # The major version is the SONAME's number: within it a newer library serves older callers.
 install(EXPORT ObsTargets NAMESPACE Obs:: DESTINATION ${OBS_CMAKE_DIR})

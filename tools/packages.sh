@@ -5,7 +5,7 @@
 set -eu
 
 build="g++ cmake ninja-build liberfa-dev libspdlog-dev libfmt-dev libcli11-dev"
-test="libgtest-dev python3 pkg-config"
+test="libgtest-dev python3 pkg-config gfortran"
 bench="libbenchmark-dev libabsl-dev libboost-dev"
 lint="clang clang-format clang-tidy"
 fixtures="python3 python3-astropy python3-erfa python3-skyfield python3-mpmath"

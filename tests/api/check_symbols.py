@@ -4,22 +4,16 @@ the built library defines.
 
 usage: check_symbols.py HEADER LIST LIBRARY NM
 """
-import re
 import subprocess
 import sys
 from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tools"))
+import api_header  # noqa: E402  # found through the line above
+
 # What the headers of the standard library leave behind in any C++ library: weak and unique definitions. Those of
 # the library's own are strong.
 VAGUE = set("wWvVu")
-
-
-def declared(header):
-    text = re.sub(r"/\*.*?\*/", "", header.read_text(), flags=re.S)
-    names = re.findall(r"^OBS_API\s+[^;(]*?(\w+)\s*\(", text, flags=re.M)
-    if len(names) != len(re.findall(r"^OBS_API\b", text, flags=re.M)):
-        sys.exit(f"{header}: a declaration after OBS_API was not understood")
-    return names
 
 
 def defined(library, nm):
@@ -32,7 +26,7 @@ def defined(library, nm):
 def main():
     header, reviewed, library = map(Path, sys.argv[1:4])
     lists = {
-        str(header): declared(header),
+        str(header): [function.name for function in api_header.read(header).functions()],
         str(reviewed): reviewed.read_text().split(),
         str(library): defined(library, sys.argv[4]),
     }

@@ -60,6 +60,7 @@ OBS_API void ObsGetInfo(char info[512]);
 /** @defgroup ObsSetTTYYear ObsSetTTYYear
  *  Sets the year of TTY cards, which carry none. 0 (at start) means not set: every
  *  TTY card is then refused.
+ *  Threads: before others read TTY cards.
  *  @param[in] year calendar year, not checked. */
 OBS_API void ObsSetTTYYear(int32_t year);
 
@@ -70,6 +71,7 @@ OBS_API int32_t GetObsKeyMode(void);
 /** @defgroup SetObsKeyMode SetObsKeyMode
  *  Sets the key mode of observations added from now on; stored ones keep their keys.
  *  The family's mode (FamilySetAllKeyMode) rules instead while it is switched on.
+ *  Threads: before others add observations.
  *  @param[in] mode 0 field keys, 1 address keys.
  *  @return 0, or 2 for another mode. */
 OBS_API int32_t SetObsKeyMode(int32_t mode);
@@ -104,6 +106,7 @@ OBS_API int32_t SenNumFrObsKey(int64_t obsKey);
  *  VM_DMA_OBS_ON; "*" in column 1 is a comment). An SLROBS line names a file of laser ranges, or introduces CRD
  *  sessions that follow it in the file. Bad lines are logged and left out; the
  *  counts are logged at the end ("Total observations = ...") and kept for ObsGetLoadCounts.
+ *  Threads: not beside another load or save; other functions may run meanwhile.
  *  @param[in] fileName 512 characters.
  *  @return the outcome of the last observation line (0 good or duplicate, 2 bad), or the
  *          system's error number when the file cannot be opened. */
@@ -220,6 +223,7 @@ OBS_API int32_t ObsGetLoadCounts(int64_t *loaded, int64_t *duplicate, int64_t *b
 
 /** @defgroup ObsSetLoadCallback ObsSetLoadCallback
  *  Addition. Names each bad or duplicate line of a file load, in the order of the file.
+ *  Threads: not during a load.
  *  @param[in] report called on the loading thread with the kind (OBS_LINE_...), the name of
  *             the file as it was opened, the line's number from 1, and the reason; both
  *             texts end with a NUL and are valid during the call. It must not call the
@@ -603,6 +607,7 @@ OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t *select
 
 /** @defgroup ObsSaveFile ObsSaveFile
  *  Writes all observations in ascending key order.
+ *  Threads: as ObsLoadFile.
  *  @param[in] saveMode 0 creates the file, or replaces it once completely written;
  *             any other value appends.
  *  @param[in] saveForm 0 B3, 1 TTY, 2 CSV, 3 RF; any other writes no line. An

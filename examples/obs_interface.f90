@@ -1,0 +1,754 @@
+! Obs and its family from Fortran 2003 and later: one interface for each function of ObsDllExports.h and ObsFamily.h.
+! Made from these headers by tools/api_page.py; what the functions do stands there and in docs/api/functions.md.
+!
+! Texts are character(len=512), blank-padded; a shorter variable is refused by the compiler. A key is
+! integer(c_int64_t). Functions given as arguments are type(c_funptr), made by c_funloc of a bind(c) procedure.
+module obs_interface
+    use, intrinsic :: iso_c_binding, only: c_char, c_double, c_funptr, c_int32_t, c_int64_t, c_ptr
+    implicit none
+    private :: c_char, c_double, c_funptr, c_int32_t, c_int64_t, c_ptr
+
+    integer(c_int32_t), parameter :: OBS_LINE_BAD = 2
+    integer(c_int32_t), parameter :: OBS_LINE_DUPLICATE = 3
+    integer(c_int32_t), parameter :: OBS_CRITERIA = 10
+
+    interface
+        function ObsInit() bind(c, name="ObsInit") result(outcome)
+            import
+            integer(c_int32_t) :: outcome
+        end function ObsInit
+
+        subroutine ObsGetInfo(info) bind(c, name="ObsGetInfo")
+            import
+            character(kind=c_char), intent(out) :: info(512)
+        end subroutine ObsGetInfo
+
+        subroutine ObsSetTTYYear(year) bind(c, name="ObsSetTTYYear")
+            import
+            integer(c_int32_t), value :: year
+        end subroutine ObsSetTTYYear
+
+        function GetObsKeyMode() bind(c, name="GetObsKeyMode") result(outcome)
+            import
+            integer(c_int32_t) :: outcome
+        end function GetObsKeyMode
+
+        function SetObsKeyMode(mode) bind(c, name="SetObsKeyMode") result(outcome)
+            import
+            integer(c_int32_t), value :: mode
+            integer(c_int32_t) :: outcome
+        end function SetObsKeyMode
+
+        function ObsFieldsToObsKey(satNum, senNum, obsTime) bind(c, name="ObsFieldsToObsKey") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: satNum
+            integer(c_int32_t), value :: senNum
+            real(c_double), value :: obsTime
+            integer(c_int64_t) :: outcome
+        end function ObsFieldsToObsKey
+
+        function ObsFieldsToObsKeyML(satNum, senNum, obsTime, obsKey) bind(c, name="ObsFieldsToObsKeyML") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: satNum
+            integer(c_int32_t), value :: senNum
+            real(c_double), value :: obsTime
+            integer(c_int64_t), intent(out) :: obsKey
+            integer(c_int64_t) :: outcome
+        end function ObsFieldsToObsKeyML
+
+        function SatNumFrObsKey(obsKey) bind(c, name="SatNumFrObsKey") result(outcome)
+            import
+            integer(c_int64_t), value :: obsKey
+            integer(c_int32_t) :: outcome
+        end function SatNumFrObsKey
+
+        function SenNumFrObsKey(obsKey) bind(c, name="SenNumFrObsKey") result(outcome)
+            import
+            integer(c_int64_t), value :: obsKey
+            integer(c_int32_t) :: outcome
+        end function SenNumFrObsKey
+
+        function ObsLoadFile(fileName) bind(c, name="ObsLoadFile") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: fileName(512)
+            integer(c_int32_t) :: outcome
+        end function ObsLoadFile
+
+        function ObsLoadFileGID(fileName, gid) bind(c, name="ObsLoadFileGID") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: fileName(512)
+            integer(c_int32_t), value :: gid
+            integer(c_int32_t) :: outcome
+        end function ObsLoadFileGID
+
+        function ObsLoadSlrFile(fileName) bind(c, name="ObsLoadSlrFile") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: fileName(512)
+            integer(c_int32_t) :: outcome
+        end function ObsLoadSlrFile
+
+        function ObsLoadSlrFileGID(fileName, gid) bind(c, name="ObsLoadSlrFileGID") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: fileName(512)
+            integer(c_int32_t), value :: gid
+            integer(c_int32_t) :: outcome
+        end function ObsLoadSlrFileGID
+
+        function ObsLoadCard(card) bind(c, name="ObsLoadCard") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: card(512)
+            integer(c_int32_t) :: outcome
+        end function ObsLoadCard
+
+        function ObsLoadTwoCards(card1, card2) bind(c, name="ObsLoadTwoCards") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: card1(512)
+            character(kind=c_char), intent(in) :: card2(512)
+            integer(c_int32_t) :: outcome
+        end function ObsLoadTwoCards
+
+        function ObsAddFrB3Card(b3Card) bind(c, name="ObsAddFrB3Card") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: b3Card(512)
+            integer(c_int64_t) :: outcome
+        end function ObsAddFrB3Card
+
+        subroutine ObsAddFrB3CardML(b3Card, obsKey) bind(c, name="ObsAddFrB3CardML")
+            import
+            character(kind=c_char), intent(in) :: b3Card(512)
+            integer(c_int64_t), intent(out) :: obsKey
+        end subroutine ObsAddFrB3CardML
+
+        function ObsAddFrTTYCards(card1, card2) bind(c, name="ObsAddFrTTYCards") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: card1(512)
+            character(kind=c_char), intent(in) :: card2(512)
+            integer(c_int64_t) :: outcome
+        end function ObsAddFrTTYCards
+
+        subroutine ObsAddFrTTYCardsML(card1, card2, obsKey) bind(c, name="ObsAddFrTTYCardsML")
+            import
+            character(kind=c_char), intent(in) :: card1(512)
+            character(kind=c_char), intent(in) :: card2(512)
+            integer(c_int64_t), intent(out) :: obsKey
+        end subroutine ObsAddFrTTYCardsML
+
+        function ObsAddFrCsv(csvLine) bind(c, name="ObsAddFrCsv") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: csvLine(512)
+            integer(c_int64_t) :: outcome
+        end function ObsAddFrCsv
+
+        subroutine ObsAddFrCsvML(csvLine, obsKey) bind(c, name="ObsAddFrCsvML")
+            import
+            character(kind=c_char), intent(in) :: csvLine(512)
+            integer(c_int64_t), intent(out) :: obsKey
+        end subroutine ObsAddFrCsvML
+
+        function ObsAddFrFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, &
+            elRate, azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, vel, &
+            obsArr) bind(c, name="ObsAddFrFields") result(outcome)
+            import
+            character(kind=c_char), value :: secClass
+            integer(c_int32_t), value :: satNum
+            integer(c_int32_t), value :: senNum
+            real(c_double), value :: obsTime
+            real(c_double), value :: elOrDec
+            real(c_double), value :: azOrRa
+            real(c_double), value :: range
+            real(c_double), value :: rangeRate
+            real(c_double), value :: elRate
+            real(c_double), value :: azRate
+            real(c_double), value :: rangeAccel
+            character(kind=c_char), value :: obsType
+            integer(c_int32_t), value :: indicator1
+            integer(c_int32_t), value :: indicator2
+            integer(c_int32_t), value :: altSatNum1
+            integer(c_int32_t), value :: altSatNum2
+            real(c_double), intent(in) :: pos(3)
+            real(c_double), intent(in) :: vel(3)
+            real(c_double), intent(in) :: obsArr(64)
+            integer(c_int64_t) :: outcome
+        end function ObsAddFrFields
+
+        subroutine ObsAddFrFieldsML(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, &
+            elRate, azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, vel, &
+            obsArr, obsKey) bind(c, name="ObsAddFrFieldsML")
+            import
+            character(kind=c_char), value :: secClass
+            integer(c_int32_t), value :: satNum
+            integer(c_int32_t), value :: senNum
+            real(c_double), value :: obsTime
+            real(c_double), value :: elOrDec
+            real(c_double), value :: azOrRa
+            real(c_double), value :: range
+            real(c_double), value :: rangeRate
+            real(c_double), value :: elRate
+            real(c_double), value :: azRate
+            real(c_double), value :: rangeAccel
+            character(kind=c_char), value :: obsType
+            integer(c_int32_t), value :: indicator1
+            integer(c_int32_t), value :: indicator2
+            integer(c_int32_t), value :: altSatNum1
+            integer(c_int32_t), value :: altSatNum2
+            real(c_double), intent(in) :: pos(3)
+            real(c_double), intent(in) :: vel(3)
+            real(c_double), intent(in) :: obsArr(64)
+            integer(c_int64_t), intent(out) :: obsKey
+        end subroutine ObsAddFrFieldsML
+
+        function ObsAddFrArray(obsArr) bind(c, name="ObsAddFrArray") result(outcome)
+            import
+            real(c_double), intent(in) :: obsArr(64)
+            integer(c_int64_t) :: outcome
+        end function ObsAddFrArray
+
+        subroutine ObsAddFrArrayML(obsArr, obsKey) bind(c, name="ObsAddFrArrayML")
+            import
+            real(c_double), intent(in) :: obsArr(64)
+            integer(c_int64_t), intent(out) :: obsKey
+        end subroutine ObsAddFrArrayML
+
+        function ObsAddFrArrays(count, obsArrs, keys) bind(c, name="ObsAddFrArrays") result(outcome)
+            import
+            integer(c_int32_t), value :: count
+            real(c_double), intent(in) :: obsArrs(*)
+            integer(c_int64_t), intent(inout) :: keys(*)
+            integer(c_int32_t) :: outcome
+        end function ObsAddFrArrays
+
+        function ObsGetLoadCounts(loaded, duplicate, bad) bind(c, name="ObsGetLoadCounts") result(outcome)
+            import
+            integer(c_int64_t), intent(out) :: loaded
+            integer(c_int64_t), intent(out) :: duplicate
+            integer(c_int64_t), intent(out) :: bad
+            integer(c_int32_t) :: outcome
+        end function ObsGetLoadCounts
+
+        subroutine ObsSetLoadCallback(report, user) bind(c, name="ObsSetLoadCallback")
+            import
+            type(c_funptr), value :: report
+            type(c_ptr), value :: user
+        end subroutine ObsSetLoadCallback
+
+        function ObsSetSlrCorrections(troposphere, centreOfMass) bind(c, name="ObsSetSlrCorrections") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: troposphere
+            integer(c_int32_t), value :: centreOfMass
+            integer(c_int32_t) :: outcome
+        end function ObsSetSlrCorrections
+
+        function ObsB3Parse(b3Card, secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, &
+            elRate, azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos) bind(c, &
+            name="ObsB3Parse") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: b3Card(512)
+            character(kind=c_char), intent(out) :: secClass
+            integer(c_int32_t), intent(out) :: satNum
+            integer(c_int32_t), intent(out) :: senNum
+            real(c_double), intent(out) :: obsTime
+            real(c_double), intent(out) :: elOrDec
+            real(c_double), intent(out) :: azOrRa
+            real(c_double), intent(out) :: range
+            real(c_double), intent(out) :: rangeRate
+            real(c_double), intent(out) :: elRate
+            real(c_double), intent(out) :: azRate
+            real(c_double), intent(out) :: rangeAccel
+            character(kind=c_char), intent(out) :: obsType
+            integer(c_int32_t), intent(out) :: indicator1
+            integer(c_int32_t), intent(out) :: indicator2
+            integer(c_int32_t), intent(out) :: altSatNum1
+            integer(c_int32_t), intent(out) :: altSatNum2
+            real(c_double), intent(out) :: pos(3)
+            integer(c_int32_t) :: outcome
+        end function ObsB3Parse
+
+        function ObsParse(line1, line2, obsArr) bind(c, name="ObsParse") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: line1(512)
+            character(kind=c_char), intent(in) :: line2(512)
+            real(c_double), intent(out) :: obsArr(64)
+            integer(c_int32_t) :: outcome
+        end function ObsParse
+
+        function ObsGetB3Card(obsKey, b3Card) bind(c, name="ObsGetB3Card") result(outcome)
+            import
+            integer(c_int64_t), value :: obsKey
+            character(kind=c_char), intent(out) :: b3Card(512)
+            integer(c_int32_t) :: outcome
+        end function ObsGetB3Card
+
+        function ObsFieldsToB3Card(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, &
+            elRate, azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, vel, &
+            b3Card) bind(c, name="ObsFieldsToB3Card") result(outcome)
+            import
+            character(kind=c_char), value :: secClass
+            integer(c_int32_t), value :: satNum
+            integer(c_int32_t), value :: senNum
+            real(c_double), value :: obsTime
+            real(c_double), value :: elOrDec
+            real(c_double), value :: azOrRa
+            real(c_double), value :: range
+            real(c_double), value :: rangeRate
+            real(c_double), value :: elRate
+            real(c_double), value :: azRate
+            real(c_double), value :: rangeAccel
+            character(kind=c_char), value :: obsType
+            integer(c_int32_t), value :: indicator1
+            integer(c_int32_t), value :: indicator2
+            integer(c_int32_t), value :: altSatNum1
+            integer(c_int32_t), value :: altSatNum2
+            real(c_double), intent(in) :: pos(3)
+            real(c_double), intent(in) :: vel(3)
+            character(kind=c_char), intent(out) :: b3Card(512)
+            integer(c_int32_t) :: outcome
+        end function ObsFieldsToB3Card
+
+        function ObsGetTTYCard(obsKey, card1, card2) bind(c, name="ObsGetTTYCard") result(outcome)
+            import
+            integer(c_int64_t), value :: obsKey
+            character(kind=c_char), intent(out) :: card1(512)
+            character(kind=c_char), intent(out) :: card2(512)
+            integer(c_int32_t) :: outcome
+        end function ObsGetTTYCard
+
+        function ObsFieldsToTTYCard(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, &
+            elRate, azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, vel, &
+            card1, card2) bind(c, name="ObsFieldsToTTYCard") result(outcome)
+            import
+            character(kind=c_char), value :: secClass
+            integer(c_int32_t), value :: satNum
+            integer(c_int32_t), value :: senNum
+            real(c_double), value :: obsTime
+            real(c_double), value :: elOrDec
+            real(c_double), value :: azOrRa
+            real(c_double), value :: range
+            real(c_double), value :: rangeRate
+            real(c_double), value :: elRate
+            real(c_double), value :: azRate
+            real(c_double), value :: rangeAccel
+            character(kind=c_char), value :: obsType
+            integer(c_int32_t), value :: indicator1
+            integer(c_int32_t), value :: indicator2
+            integer(c_int32_t), value :: altSatNum1
+            integer(c_int32_t), value :: altSatNum2
+            real(c_double), intent(in) :: pos(3)
+            real(c_double), intent(in) :: vel(3)
+            character(kind=c_char), intent(out) :: card1(512)
+            character(kind=c_char), intent(out) :: card2(512)
+            integer(c_int32_t) :: outcome
+        end function ObsFieldsToTTYCard
+
+        function ObsGetCsv(obsKey, csvLine) bind(c, name="ObsGetCsv") result(outcome)
+            import
+            integer(c_int64_t), value :: obsKey
+            character(kind=c_char), intent(out) :: csvLine(512)
+            integer(c_int32_t) :: outcome
+        end function ObsGetCsv
+
+        function ObsFieldsToCsv(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, &
+            elRate, azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, vel, &
+            csvLine) bind(c, name="ObsFieldsToCsv") result(outcome)
+            import
+            character(kind=c_char), value :: secClass
+            integer(c_int32_t), value :: satNum
+            integer(c_int32_t), value :: senNum
+            real(c_double), value :: obsTime
+            real(c_double), value :: elOrDec
+            real(c_double), value :: azOrRa
+            real(c_double), value :: range
+            real(c_double), value :: rangeRate
+            real(c_double), value :: elRate
+            real(c_double), value :: azRate
+            real(c_double), value :: rangeAccel
+            character(kind=c_char), value :: obsType
+            integer(c_int32_t), value :: indicator1
+            integer(c_int32_t), value :: indicator2
+            integer(c_int32_t), value :: altSatNum1
+            integer(c_int32_t), value :: altSatNum2
+            real(c_double), intent(in) :: pos(3)
+            real(c_double), intent(in) :: vel(3)
+            character(kind=c_char), intent(out) :: csvLine(512)
+            integer(c_int32_t) :: outcome
+        end function ObsFieldsToCsv
+
+        function ObsGetAllFields(obsKey, secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, &
+            rangeRate, elRate, azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, &
+            vel, cleared) bind(c, name="ObsGetAllFields") result(outcome)
+            import
+            integer(c_int64_t), value :: obsKey
+            character(kind=c_char), intent(out) :: secClass
+            integer(c_int32_t), intent(out) :: satNum
+            integer(c_int32_t), intent(out) :: senNum
+            real(c_double), intent(out) :: obsTime
+            real(c_double), intent(out) :: elOrDec
+            real(c_double), intent(out) :: azOrRa
+            real(c_double), intent(out) :: range
+            real(c_double), intent(out) :: rangeRate
+            real(c_double), intent(out) :: elRate
+            real(c_double), intent(out) :: azRate
+            real(c_double), intent(out) :: rangeAccel
+            character(kind=c_char), intent(out) :: obsType
+            integer(c_int32_t), intent(out) :: indicator1
+            integer(c_int32_t), intent(out) :: indicator2
+            integer(c_int32_t), intent(out) :: altSatNum1
+            integer(c_int32_t), intent(out) :: altSatNum2
+            real(c_double), intent(out) :: pos(3)
+            real(c_double), intent(out) :: vel(3)
+            real(c_double), intent(out) :: cleared(128)
+            integer(c_int32_t) :: outcome
+        end function ObsGetAllFields
+
+        function ObsDataToArray(obsKey, obsArr) bind(c, name="ObsDataToArray") result(outcome)
+            import
+            integer(c_int64_t), value :: obsKey
+            real(c_double), intent(out) :: obsArr(64)
+            integer(c_int32_t) :: outcome
+        end function ObsDataToArray
+
+        function ObsDataToArrays(count, keys, obsArrs) bind(c, name="ObsDataToArrays") result(outcome)
+            import
+            integer(c_int32_t), value :: count
+            integer(c_int64_t), intent(in) :: keys(*)
+            real(c_double), intent(inout) :: obsArrs(*)
+            integer(c_int32_t) :: outcome
+        end function ObsDataToArrays
+
+        function ObsArrToLines(obsArr, format, line1, line2) bind(c, name="ObsArrToLines") result(outcome)
+            import
+            real(c_double), intent(in) :: obsArr(64)
+            integer(c_int32_t), value :: format
+            character(kind=c_char), intent(out) :: line1(512)
+            character(kind=c_char), intent(out) :: line2(512)
+            integer(c_int32_t) :: outcome
+        end function ObsArrToLines
+
+        function ObsGetElementInfo(element, name, unit) bind(c, name="ObsGetElementInfo") result(outcome)
+            import
+            integer(c_int32_t), value :: element
+            character(kind=c_char), intent(out) :: name(512)
+            character(kind=c_char), intent(out) :: unit(512)
+            integer(c_int32_t) :: outcome
+        end function ObsGetElementInfo
+
+        function ObsGetField(obsKey, fieldIndex, value) bind(c, name="ObsGetField") result(outcome)
+            import
+            integer(c_int64_t), value :: obsKey
+            integer(c_int32_t), value :: fieldIndex
+            character(kind=c_char), intent(out) :: value(512)
+            integer(c_int32_t) :: outcome
+        end function ObsGetField
+
+        function ObsSetField(obsKey, fieldIndex, value) bind(c, name="ObsSetField") result(outcome)
+            import
+            integer(c_int64_t), value :: obsKey
+            integer(c_int32_t), value :: fieldIndex
+            character(kind=c_char), intent(in) :: value(512)
+            integer(c_int32_t) :: outcome
+        end function ObsSetField
+
+        function ObsUpdateFrFields(obsKey, secClass, elOrDec, azOrRa, range, rangeRate, elRate, azRate, &
+            rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, vel) bind(c, &
+            name="ObsUpdateFrFields") result(outcome)
+            import
+            integer(c_int64_t), value :: obsKey
+            character(kind=c_char), value :: secClass
+            real(c_double), value :: elOrDec
+            real(c_double), value :: azOrRa
+            real(c_double), value :: range
+            real(c_double), value :: rangeRate
+            real(c_double), value :: elRate
+            real(c_double), value :: azRate
+            real(c_double), value :: rangeAccel
+            character(kind=c_char), value :: obsType
+            integer(c_int32_t), value :: indicator1
+            integer(c_int32_t), value :: indicator2
+            integer(c_int32_t), value :: altSatNum1
+            integer(c_int32_t), value :: altSatNum2
+            real(c_double), intent(in) :: pos(3)
+            real(c_double), intent(in) :: vel(3)
+            integer(c_int32_t) :: outcome
+        end function ObsUpdateFrFields
+
+        function ObsGetFieldReals(count, keys, fieldIndex, values) bind(c, name="ObsGetFieldReals") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: count
+            integer(c_int64_t), intent(in) :: keys(*)
+            integer(c_int32_t), value :: fieldIndex
+            real(c_double), intent(inout) :: values(*)
+            integer(c_int32_t) :: outcome
+        end function ObsGetFieldReals
+
+        function ObsGetFieldInfo(fieldIndex, name, unit, form) bind(c, name="ObsGetFieldInfo") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: fieldIndex
+            character(kind=c_char), intent(out) :: name(512)
+            character(kind=c_char), intent(out) :: unit(512)
+            character(kind=c_char), intent(out) :: form(512)
+            integer(c_int32_t) :: outcome
+        end function ObsGetFieldInfo
+
+        function ObsDataToStates(obsArr, states) bind(c, name="ObsDataToStates") result(outcome)
+            import
+            real(c_double), intent(in) :: obsArr(64)
+            real(c_double), intent(out) :: states(64)
+            integer(c_int32_t) :: outcome
+        end function ObsDataToStates
+
+        function ObsGetStates(obsKey, states, time) bind(c, name="ObsGetStates") result(outcome)
+            import
+            integer(c_int64_t), value :: obsKey
+            real(c_double), intent(out) :: states(64)
+            real(c_double), value :: time
+            integer(c_int32_t) :: outcome
+        end function ObsGetStates
+
+        function ObsB3ToCsv(b3Card, csvLine) bind(c, name="ObsB3ToCsv") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: b3Card(512)
+            character(kind=c_char), intent(out) :: csvLine(512)
+            integer(c_int32_t) :: outcome
+        end function ObsB3ToCsv
+
+        function ObsCsvToB3(csvLine, newSatNum, b3Card) bind(c, name="ObsCsvToB3") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: csvLine(512)
+            integer(c_int32_t), value :: newSatNum
+            character(kind=c_char), intent(out) :: b3Card(512)
+            integer(c_int32_t) :: outcome
+        end function ObsCsvToB3
+
+        function ObsCsvToTTY(csvLine, newSatNum, card1, card2) bind(c, name="ObsCsvToTTY") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: csvLine(512)
+            integer(c_int32_t), value :: newSatNum
+            character(kind=c_char), intent(out) :: card1(512)
+            character(kind=c_char), intent(out) :: card2(512)
+            integer(c_int32_t) :: outcome
+        end function ObsCsvToTTY
+
+        function ObsTTYToCsv(card1, card2, csvLine) bind(c, name="ObsTTYToCsv") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: card1(512)
+            character(kind=c_char), intent(in) :: card2(512)
+            character(kind=c_char), intent(out) :: csvLine(512)
+            integer(c_int32_t) :: outcome
+        end function ObsTTYToCsv
+
+        function ObsTypeCToI(obsTypeChar) bind(c, name="ObsTypeCToI") result(outcome)
+            import
+            character(kind=c_char), value :: obsTypeChar
+            integer(c_int32_t) :: outcome
+        end function ObsTypeCToI
+
+        function ObsTypeIToC(obsType) bind(c, name="ObsTypeIToC") result(outcome)
+            import
+            integer(c_int32_t), value :: obsType
+            character(kind=c_char) :: outcome
+        end function ObsTypeIToC
+
+        function ObsGetCount() bind(c, name="ObsGetCount") result(outcome)
+            import
+            integer(c_int32_t) :: outcome
+        end function ObsGetCount
+
+        subroutine ObsGetLoaded(order, keys) bind(c, name="ObsGetLoaded")
+            import
+            integer(c_int32_t), value :: order
+            integer(c_int64_t), intent(inout) :: keys(*)
+        end subroutine ObsGetLoaded
+
+        function ObsGetCountGID(gid) bind(c, name="ObsGetCountGID") result(outcome)
+            import
+            integer(c_int32_t), value :: gid
+            integer(c_int32_t) :: outcome
+        end function ObsGetCountGID
+
+        subroutine ObsGetLoadedGID(gid, order, keys) bind(c, name="ObsGetLoadedGID")
+            import
+            integer(c_int32_t), value :: gid
+            integer(c_int32_t), value :: order
+            integer(c_int64_t), intent(inout) :: keys(*)
+        end subroutine ObsGetLoadedGID
+
+        function ObsRemoveGID(gid) bind(c, name="ObsRemoveGID") result(outcome)
+            import
+            integer(c_int32_t), value :: gid
+            integer(c_int32_t) :: outcome
+        end function ObsRemoveGID
+
+        function ObsRemove(obsKey) bind(c, name="ObsRemove") result(outcome)
+            import
+            integer(c_int64_t), value :: obsKey
+            integer(c_int32_t) :: outcome
+        end function ObsRemove
+
+        function ObsRemoveKeys(count, keys) bind(c, name="ObsRemoveKeys") result(outcome)
+            import
+            integer(c_int32_t), value :: count
+            integer(c_int64_t), intent(in) :: keys(*)
+            integer(c_int32_t) :: outcome
+        end function ObsRemoveKeys
+
+        function ObsRemoveAll() bind(c, name="ObsRemoveAll") result(outcome)
+            import
+            integer(c_int32_t) :: outcome
+        end function ObsRemoveAll
+
+        subroutine ObsGetSelected(criteria, order, count, keys) bind(c, name="ObsGetSelected")
+            import
+            real(c_double), intent(in) :: criteria(32)
+            integer(c_int32_t), value :: order
+            integer(c_int32_t), intent(out) :: count
+            integer(c_int64_t), intent(inout) :: keys(*)
+        end subroutine ObsGetSelected
+
+        subroutine ObsResetSelObs() bind(c, name="ObsResetSelObs")
+            import
+        end subroutine ObsResetSelObs
+
+        function ObsSetSelObs(criteria) bind(c, name="ObsSetSelObs") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: criteria(512)
+            integer(c_int32_t) :: outcome
+        end function ObsSetSelObs
+
+        function ObsGetSelectionCounts(criteria, selected, dropped) bind(c, name="ObsGetSelectionCounts") &
+            result(outcome)
+            import
+            real(c_double), intent(in) :: criteria(32)
+            integer(c_int32_t), intent(out) :: selected
+            integer(c_int32_t), intent(out) :: dropped(OBS_CRITERIA)
+            integer(c_int32_t) :: outcome
+        end function ObsGetSelectionCounts
+
+        function ObsSaveFile(fileName, saveMode, saveForm) bind(c, name="ObsSaveFile") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: fileName(512)
+            integer(c_int32_t), value :: saveMode
+            integer(c_int32_t), value :: saveForm
+            integer(c_int32_t) :: outcome
+        end function ObsSaveFile
+
+        function ObsSaveFileGID(fileName, gid, saveMode, saveForm) bind(c, name="ObsSaveFileGID") &
+            result(outcome)
+            import
+            character(kind=c_char), intent(in) :: fileName(512)
+            integer(c_int32_t), value :: gid
+            integer(c_int32_t), value :: saveMode
+            integer(c_int32_t), value :: saveForm
+            integer(c_int32_t) :: outcome
+        end function ObsSaveFileGID
+
+        function ObsSaveSlrFile(fileName, saveMode, dataType) bind(c, name="ObsSaveSlrFile") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: fileName(512)
+            integer(c_int32_t), value :: saveMode
+            integer(c_int32_t), value :: dataType
+            integer(c_int32_t) :: outcome
+        end function ObsSaveSlrFile
+
+        function ObsSaveSlrFileGID(fileName, gid, saveMode, dataType) bind(c, name="ObsSaveSlrFileGID") &
+            result(outcome)
+            import
+            character(kind=c_char), intent(in) :: fileName(512)
+            integer(c_int32_t), value :: gid
+            integer(c_int32_t), value :: saveMode
+            integer(c_int32_t), value :: dataType
+            integer(c_int32_t) :: outcome
+        end function ObsSaveSlrFileGID
+
+        function FamilyGetLastError(text) bind(c, name="FamilyGetLastError") result(outcome)
+            import
+            character(kind=c_char), intent(out) :: text(512)
+            integer(c_int32_t) :: outcome
+        end function FamilyGetLastError
+
+        subroutine FamilyClearLastError() bind(c, name="FamilyClearLastError")
+            import
+        end subroutine FamilyClearLastError
+
+        function FamilyOpenLog(fileName) bind(c, name="FamilyOpenLog") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: fileName(512)
+            integer(c_int32_t) :: outcome
+        end function FamilyOpenLog
+
+        subroutine FamilyCloseLog() bind(c, name="FamilyCloseLog")
+            import
+        end subroutine FamilyCloseLog
+
+        subroutine FamilySetLogCallback(f, user) bind(c, name="FamilySetLogCallback")
+            import
+            type(c_funptr), value :: f
+            type(c_ptr), value :: user
+        end subroutine FamilySetLogCallback
+
+        function FamilySetAllKeyMode(useAll, mode) bind(c, name="FamilySetAllKeyMode") result(outcome)
+            import
+            integer(c_int32_t), value :: useAll
+            integer(c_int32_t), value :: mode
+            integer(c_int32_t) :: outcome
+        end function FamilySetAllKeyMode
+
+        function FamilySetDupKeyMode(mode) bind(c, name="FamilySetDupKeyMode") result(outcome)
+            import
+            integer(c_int32_t), value :: mode
+            integer(c_int32_t) :: outcome
+        end function FamilySetDupKeyMode
+
+        function FamilyLoadSensors(fileName) bind(c, name="FamilyLoadSensors") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: fileName(512)
+            integer(c_int32_t) :: outcome
+        end function FamilyLoadSensors
+
+        function FamilyAddSensor(number, description, latitudeDeg, longitudeDeg, heightM) bind(c, &
+            name="FamilyAddSensor") result(outcome)
+            import
+            integer(c_int32_t), value :: number
+            character(kind=c_char), intent(in) :: description(512)
+            real(c_double), value :: latitudeDeg
+            real(c_double), value :: longitudeDeg
+            real(c_double), value :: heightM
+            integer(c_int32_t) :: outcome
+        end function FamilyAddSensor
+
+        function FamilyGetSensor(number, description, latitudeDeg, longitudeDeg, heightM) bind(c, &
+            name="FamilyGetSensor") result(outcome)
+            import
+            integer(c_int32_t), value :: number
+            character(kind=c_char), intent(out) :: description(512)
+            real(c_double), intent(out) :: latitudeDeg
+            real(c_double), intent(out) :: longitudeDeg
+            real(c_double), intent(out) :: heightM
+            integer(c_int32_t) :: outcome
+        end function FamilyGetSensor
+
+        subroutine FamilyRemoveSensors() bind(c, name="FamilyRemoveSensors")
+            import
+        end subroutine FamilyRemoveSensors
+
+        function FamilySetEarthOrientation(dut1_s, xp_arcsec, yp_arcsec, lod_s) bind(c, &
+            name="FamilySetEarthOrientation") result(outcome)
+            import
+            real(c_double), value :: dut1_s
+            real(c_double), value :: xp_arcsec
+            real(c_double), value :: yp_arcsec
+            real(c_double), value :: lod_s
+            integer(c_int32_t) :: outcome
+        end function FamilySetEarthOrientation
+
+        function FamilyLoadEarthOrientation(fileName) bind(c, name="FamilyLoadEarthOrientation") &
+            result(outcome)
+            import
+            character(kind=c_char), intent(in) :: fileName(512)
+            integer(c_int32_t) :: outcome
+        end function FamilyLoadEarthOrientation
+    end interface
+end module obs_interface

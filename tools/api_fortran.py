@@ -1,0 +1,63 @@
+"""The public headers as a Fortran module of bind(c) interfaces."""
+import re
+import textwrap
+
+from api_header import FAMILY_HEADER, OBS_HEADER, read
+
+HEAD = """\
+! Obs and its family from Fortran 2003 and later: one interface for each function of ObsDllExports.h and ObsFamily.h.
+! Made from these headers by tools/api_page.py; what the functions do stands there and in docs/api/functions.md.
+!
+! Texts are character(len=512), blank-padded; a shorter variable is refused by the compiler. A key is
+! integer(c_int64_t). Functions given as arguments are type(c_funptr), made by c_funloc of a bind(c) procedure.
+module obs_interface
+    use, intrinsic :: iso_c_binding, only: c_char, c_double, c_funptr, c_int32_t, c_int64_t, c_ptr
+    implicit none
+    private :: c_char, c_double, c_funptr, c_int32_t, c_int64_t, c_ptr
+
+"""
+KINDS = {"int32_t": "integer(c_int32_t)", "int64_t": "integer(c_int64_t)", "double": "real(c_double)",
+         "char": "character(kind=c_char)"}
+# A pointer to numbers that are not constant is one of them, or an array when it has one of these names.
+ARRAYS = {"keys", "obsArrs", "values"}
+
+
+def declared(argument):
+    """The declaration of an argument, and the function's own where the type tells too little."""
+    if "(*)" in argument.type:
+        return f"type(c_funptr), value :: {argument.name}"
+    if argument.type == "void *":
+        return f"type(c_ptr), value :: {argument.name}"
+    constant, base, pointer, size = re.fullmatch(r"(const )?(\w+) ?(\*?)((?:\[\w*\])?)", argument.type).groups()
+    if not (pointer or size):
+        return f"{KINDS[base]}, value :: {argument.name}"
+    if base == "char" and pointer and constant:
+        shape = "(512)"
+    elif size:
+        shape = size.replace("[", "(").replace("]", ")").replace("()", "(*)")
+    else:
+        shape = "(*)" if constant or argument.name in ARRAYS else ""
+    intent = "in" if constant else "inout" if shape == "(*)" else "out"
+    return f"{KINDS[base]}, intent({intent}) :: {argument.name}{shape}"
+
+
+def interface(function):
+    kind = "subroutine" if function.result == "void" else "function"
+    names = ", ".join(argument.name for argument in function.arguments)
+    result = "" if kind == "subroutine" else " result(outcome)"
+    head = textwrap.wrap(f"{kind} {function.name}({names}) bind(c, name=\"{function.name}\"){result}", 100)
+    lines = [" &\n    ".join(head), "    import"]
+    lines += ["    " + declared(argument) for argument in function.arguments]
+    if result:
+        lines.append(f"    {KINDS[function.result]} :: outcome")
+    return "\n".join(lines + [f"end {kind} {function.name}"])
+
+
+def module():
+    headers = [read(path) for path in (OBS_HEADER, FAMILY_HEADER)]
+    constants = re.findall(r"#define (\w+) (\d+)", "\n".join(text for header in headers for text in header.constants()))
+    parameters = "".join(f"    integer(c_int32_t), parameter :: {name} = {value}\n" for name, value in constants)
+    interfaces = [interface(function) for header in headers for function in header.functions()]
+    return HEAD + parameters + "\n    interface\n" \
+        + "\n\n".join(textwrap.indent(text, " " * 8) for text in interfaces) \
+        + "\n    end interface\nend module obs_interface\n"
