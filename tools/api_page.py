@@ -106,10 +106,10 @@ def tables(library):
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--check", action="store_true", help="write nothing, fail when a file in the tree differs")
-    parser.add_argument("--library", help="libObs.so; without it the tables are left as they are")
+    parser.add_argument("--library", dest="built", help="libObs.so; without it the tables are left as they are")
     options = parser.parse_args()
     made = {TOP / "docs/api/functions.md": page(), TOP / "examples/obs_interface.f90": api_fortran.module()}
-    made.update(tables(options.library) if options.library else [])
+    made.update(tables(options.built) if options.built else [])
     stale = [path for path, text in made.items() if not path.exists() or path.read_text() != text]
     for path in stale:
         if options.check:

@@ -74,7 +74,7 @@ protected:
 
 // The file says where its numbers come from, and how near they are to come.
 TEST_F(StatesOf, observationsOfTheFixture) {
-    std::ifstream file(OBS_TEST_DATA "/fixtures/states.csv");
+    std::ifstream file(OBS_FIXTURES "/states.csv");
     Array states{};
     int expected = 0;
     for (std::string line, name; std::getline(file, line);) {

@@ -147,7 +147,7 @@ TEST_F(Crd, realFiles) {
     };
     for (const File& file : files) {
         SCOPED_TRACE(file.name);
-        const std::string path = std::string(OBS_TEST_DATA "/slr/") + file.name;
+        const std::string path = std::string(OBS_EXAMPLES "/laser_ranging/") + file.name;
         obsemptytree();
         EXPECT_EQ(ObsLoadSlrFile(path.c_str()), 0);
         expectCounts(file.loaded, file.duplicate, file.bad);
@@ -158,7 +158,7 @@ TEST_F(Crd, realFiles) {
 }
 
 TEST_F(Crd, stationsOfTheSensorLibrary) {
-    const char* path = OBS_TEST_DATA "/slr/crd2_all_fields.frd";
+    const char* path = OBS_EXAMPLES "/laser_ranging/crd2_all_fields.frd";
     EXPECT_EQ(ObsLoadSlrFileGID(path, 5), 2);
     expectCounts(0, 0, 4);
     EXPECT_EQ(told_[3].line, 23);
@@ -304,7 +304,7 @@ TEST_F(Crd, whatCorrectionsAreGiven) {
 
 // However a file is cut, each line of a range is accounted for and no range is a wrong one.
 TEST_F(Crd, cutAnywhere) {
-    const std::string npt = contents(OBS_TEST_DATA "/slr/crd1_lageos1.npt");
+    const std::string npt = contents(OBS_EXAMPLES "/laser_ranging/crd1_lageos1.npt");
     const std::string whole =
         npt.substr(0, npt.find("11 83405")) + kHead + kStart + "30 43200.5 1 2\n10 43200.5 0.25 std 2 2 0 0";
     const Found all(whole);

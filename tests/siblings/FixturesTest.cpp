@@ -43,7 +43,7 @@ struct Row {
 
 /// Source, kind of row and numbers.
 std::vector<Row> rowsOf(const std::string& name) {
-    std::ifstream file(OBS_TEST_DATA "/fixtures/" + name);
+    std::ifstream file(OBS_FIXTURES "/" + name);
     std::string line, field;
     std::getline(file, line);
     std::vector<Row> rows;
@@ -161,7 +161,7 @@ TEST_F(Fixtures, Horizon) {
 }
 
 TEST_F(Fixtures, DailyEarthOrientation) {
-    ASSERT_EQ(FamilyLoadEarthOrientation(OBS_TEST_DATA "/fixtures/orientation.csv"), 0);
+    ASSERT_EQ(FamilyLoadEarthOrientation(OBS_FIXTURES "/orientation.csv"), 0);
     constexpr double kLastDigit = 1e-9;  // s and arcsec: below any published value
     for (const Row& row : rowsOf("orientation_values.csv")) {
         const EarthOrientation got = earthorientation(std::stod(row.kind));
