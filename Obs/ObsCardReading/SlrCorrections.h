@@ -10,7 +10,8 @@ namespace obs {
 
 enum class SlrTroposphere : std::int32_t { none = 0, mendesPavlis = 1, mariniMurray = 2 };
 
-struct SlrCorrectionSettings {
+/// Aligned so that every compiler reads and writes both at once.
+struct alignas(8) SlrCorrectionSettings {
     SlrTroposphere troposphere = SlrTroposphere::none;
     bool centreOfMass = false;
 };
