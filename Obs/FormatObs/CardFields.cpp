@@ -141,6 +141,22 @@ char GetTypeChar(std::int32_t type) {
     return family::obstypeinttochar(type);
 }
 
+namespace {
+
+/// Whether a value lies exactly between two numbers of so many decimals: its own last decimal is then a 5 one place
+/// further. No such value has more digits than are looked at.
+bool isHalfway(double value, int decimals) {
+    constexpr int kDigitsOfHalves = 110;
+    char digits[512];
+    if (!std::isfinite(value)) return false;
+    const char* const end =
+        std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, kDigitsOfHalves).ptr;
+    const char* const half = end - kDigitsOfHalves + decimals;
+    return *half == '5' && std::all_of(half + 1, end, [](char digit) { return digit == '0'; });
+}
+
+}  // namespace
+
 void GetAzimuthStr(char out[7], double degrees) {
     constexpr unsigned kWidth = 7;
     const double azimuth = degrees < 0 ? degrees + 360.0 : degrees;
@@ -178,6 +194,8 @@ void GetPosStr(char out[9], double value) {
 
 void putFixed(char* out, unsigned width, int decimals, double value) {
     char text[352];  // the largest double has 309 integer digits
+    // NOTE: std::to_chars takes a value half-way between two texts to the even one.
+    if (isHalfway(value, decimals)) value = std::nextafter(value, value < 0 ? -HUGE_VAL : HUGE_VAL);
     const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, decimals).ptr;
     const auto length = static_cast<std::size_t>(end - text);
     if (length > width || !std::isfinite(value)) {

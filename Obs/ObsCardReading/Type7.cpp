@@ -10,8 +10,8 @@ MaybeRefusal convertType7(ObsRecord& rec) {
     constexpr std::int32_t kTypeAllRates = 4;
     const std::optional<SensorPlace> sensor = groundSensor(rec.senNum, rec.obsTime);
     if (!sensor)
-        return Refusal{"ReadTTY2Lines: A type 7 observation needs its sensor, and sensor ", std::to_string(rec.senNum),
-                       0, " is not known."};
+        return Refusal{"ReadTTY2Lines: A type 7 observation needs its sensor, and the place of sensor ",
+                       std::to_string(rec.senNum), 0, " is not known."};
     const family::Horizon seen = seenOfState(*sensor, rec.obsTime, temeState(rec.senPos, rec.senVel));
     if (!std::isfinite(seen.azimuthRate + seen.elevationRate + seen.rangeRateKms))
         return Refusal{"ReadTTY2Lines: A type 7 observation needs a position and a velocity.", {}, 0, {}};

@@ -26,10 +26,10 @@ family::StateKm temeState(const Vector3& posKm, const Vector3& velKms) {
 
 std::optional<SensorPlace> groundSensor(std::int32_t senNum, double timeDs50) {
     family::SensorData data;
-    if (!family::findsendata(senNum, data)) return std::nullopt;
-    SensorPlace sensor{data.latitudeDeg / kDegInRad, data.longitudeDeg / kDegInRad, data.heightM / kMetresInKm, {}};
+    if (!family::findsendata(senNum, data) || !data.hasPlace) return std::nullopt;
+    SensorPlace sensor{data.latitudeDeg, data.longitudeDeg, data.heightM / kMetresInKm, {}};
     family::StateKm itrs{};
-    family::geodetictoitrs(sensor.latitude, sensor.longitude, sensor.heightKm, itrs.posKm);
+    family::geodetictoitrs(sensor.latitude(), sensor.longitude(), sensor.heightKm, itrs.posKm);
     family::itrstoteme(timeDs50, itrs, sensor.teme);
     return sensor;
 }
@@ -39,14 +39,17 @@ std::optional<SensorPlace> spaceSensor(const family::StateKm& teme, double timeD
     sensor.teme = teme;
     family::StateKm itrs;
     family::temetoitrs(timeDs50, teme, itrs);
-    family::itrstogeodetic(itrs.posKm, sensor.latitude, sensor.longitude, sensor.heightKm);
-    if (!std::isfinite(sensor.latitude + sensor.longitude + sensor.heightKm)) return std::nullopt;
+    double latitude = 0, longitude = 0;
+    family::itrstogeodetic(itrs.posKm, latitude, longitude, sensor.heightKm);
+    if (!std::isfinite(latitude + longitude + sensor.heightKm)) return std::nullopt;
+    sensor.latitudeDeg = latitude * kDegInRad;
+    sensor.longitudeDeg = longitude * kDegInRad;
     return sensor;
 }
 
 family::StateKm stateOfSeen(const SensorPlace& sensor, double timeDs50, const family::Horizon& seen) {
     family::StateKm itrs, teme;
-    family::horizontoitrs(sensor.latitude, sensor.longitude, sensor.heightKm, seen, itrs);
+    family::horizontoitrs(sensor.latitude(), sensor.longitude(), sensor.heightKm, seen, itrs);
     family::itrstoteme(timeDs50, itrs, teme);
     return teme;
 }
@@ -55,7 +58,7 @@ family::Horizon seenOfState(const SensorPlace& sensor, double timeDs50, const fa
     family::StateKm itrs;
     family::Horizon seen;
     family::temetoitrs(timeDs50, teme, itrs);
-    family::itrstohorizon(sensor.latitude, sensor.longitude, sensor.heightKm, itrs, seen);
+    family::itrstohorizon(sensor.latitude(), sensor.longitude(), sensor.heightKm, itrs, seen);
     return seen;
 }
 

@@ -24,9 +24,12 @@ double withinTurnDeg(double radians);
 
 /// A sensor at one time.
 struct SensorPlace {
-    double latitude = 0;   ///< geodetic, WGS84
-    double longitude = 0;  ///< east
+    double latitudeDeg = 0;   ///< geodetic, WGS84
+    double longitudeDeg = 0;  ///< east
     double heightKm = 0;
+
+    double latitude() const { return latitudeDeg / kDegInRad; }
+    double longitude() const { return longitudeDeg / kDegInRad; }
     family::StateKm teme{};
 };
 

@@ -3,6 +3,9 @@
 #include <cmath>
 #include <memory>
 #include <mutex>
+#include <span>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include <erfa.h>
@@ -19,6 +22,14 @@ constexpr double kMjdOfDs50 = 33281;
 constexpr std::string_view kHeader = "mjd,dut1_s,xp_arcsec,yp_arcsec,lod_s";
 /// UT1-UTC drifts by a few milliseconds a day; more is a step of UTC.
 constexpr double kLeastStepS = 0.02;
+
+/// UT1-UTC is kept below a second and the pole within 0.6"; days are some milliseconds too long. More is another unit.
+bool isPlausible(const EarthOrientation& earth) {
+    return std::abs(earth.dut1S) <= 2 && std::abs(earth.xpArcsec) <= 2 && std::abs(earth.ypArcsec) <= 2 &&
+           std::abs(earth.lodS) <= 0.1;
+}
+constexpr const char* kImplausible =
+    "UT1-UTC is at most 2 s, the pole within 2 arcseconds, the excess of a day at most 0.1 s";
 
 /// Values at 0h UTC of consecutive days; a single day stands for all times.
 struct Table {
@@ -84,6 +95,9 @@ const char* addDay(std::span<const std::string_view> fields, Table& table) {
         !readsetting(fields[3], day.ypArcsec) || !readsetting(fields[4], day.lodS)) {
         return "a number is missing or malformed";
     }
+    if (!isPlausible(day)) {
+        return kImplausible;
+    }
     if (mjd != std::floor(mjd) || std::abs(mjd) > 1e6) {
         return "the modified Julian date must be a whole number of days";
     }
@@ -134,13 +148,14 @@ EarthOrientation earthorientation(double ds50) {
 using namespace family;
 
 int32_t FamilySetEarthOrientation(double dut1_s, double xp_arcsec, double yp_arcsec, double lod_s) {
-    if (!std::isfinite(dut1_s) || !std::isfinite(xp_arcsec) || !std::isfinite(yp_arcsec) || !std::isfinite(lod_s)) {
-        tracelogerror("FamilySetEarthOrientation: a value is not finite");
-        return 2;
-    }
     try {
+        const EarthOrientation earth{dut1_s, xp_arcsec, yp_arcsec, lod_s};
+        if (!isPlausible(earth)) {
+            tracelogerror(std::string("FamilySetEarthOrientation: ") + kImplausible);
+            return 2;
+        }
         const auto table = std::make_shared<Table>();
-        table->days.front() = {dut1_s, xp_arcsec, yp_arcsec, lod_s};
+        table->days.front() = earth;
         replaceTable(table);
         return 0;
     } catch (...) {

@@ -17,6 +17,14 @@ struct Epoch {
 /// False for a time that is not finite or that the calendar routines refuse.
 bool epochOf(double ds50, Epoch& epoch);
 
+/// Where nutation puts the true equator and equinox: what it takes from the mean ones of date to them (a rotation, IAU
+/// 1980), and the equation of the equinoxes (IAU 1994), in radians.
+struct Nutation {
+    double matrix[3][3];
+    double equationOfEquinoxes;
+};
+Nutation nutationOf(const Epoch& epoch);
+
 /// The angle in [0, 2 pi).
 double withinTurn(double angle);
 

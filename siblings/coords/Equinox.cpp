@@ -12,17 +12,14 @@ namespace {
 constexpr std::int32_t kYearStart = 1;
 constexpr std::int32_t kB1950 = 3;
 
-/// From the mean equator and equinox of the year's start to the true ones of date.
-void yearStartToTrue(const Epoch& time, double matrix[3][3]) {
+/// From the mean equator and equinox of the year's start to the mean ones of date.
+void yearStartToMean(const Epoch& time, double matrix[3][3]) {
     double zeta = 0, z = 0, theta = 0;
     eraPrec76(time.yearStart, 0, time.ttDay, time.ttFraction, &zeta, &z, &theta);
-    double precession[3][3], nutation[3][3];
-    eraIr(precession);
-    eraRz(-zeta, precession);
-    eraRy(theta, precession);
-    eraRz(-z, precession);
-    eraNutm80(time.ttDay, time.ttFraction, nutation);
-    eraRxr(nutation, precession, matrix);
+    eraIr(matrix);
+    eraRz(-zeta, matrix);
+    eraRy(theta, matrix);
+    eraRz(-z, matrix);
 }
 
 }  // namespace
@@ -37,21 +34,23 @@ void rotradec_eqnx2date(std::int32_t equinoxInd, double ds50, double& declinatio
         return;
     }
     double ra = rightAscension, dec = declination;
-    double toTrue[3][3];
+    double toMean[3][3];
     if (equinoxInd == kYearStart) {
-        yearStartToTrue(time, toTrue);
+        yearStartToMean(time, toMean);
     } else {
         if (equinoxInd == kB1950) {
             eraFk45z(rightAscension, declination, eraEpb(time.ttDay, time.ttFraction), &ra, &dec);
         }
-        eraPnm80(time.ttDay, time.ttFraction, toTrue);
+        eraPmat76(time.ttDay, time.ttFraction, toMean);
     }
-    double given[3], rotated[3];
+    Nutation nutation = nutationOf(time);
+    double toTrue[3][3], given[3], rotated[3];
+    eraRxr(nutation.matrix, toMean, toTrue);
     eraS2c(ra, dec, given);
     eraRxp(toTrue, given, rotated);
     eraC2s(rotated, &ra, &dec);
     declination = dec;
-    rightAscension = withinTurn(ra - eraEqeq94(time.ttDay, time.ttFraction));
+    rightAscension = withinTurn(ra - nutation.equationOfEquinoxes);
 }
 
 }  // namespace family

@@ -52,8 +52,11 @@ bool j2000ToTeme(double ds50, double matrix[3][3]) {
     if (!epochOf(ds50, epoch)) {
         return false;
     }
-    eraPnm80(epoch.ttDay, epoch.ttFraction, matrix);
-    eraRz(eraEqeq94(epoch.ttDay, epoch.ttFraction), matrix);
+    Nutation nutation = nutationOf(epoch);
+    double precession[3][3];
+    eraPmat76(epoch.ttDay, epoch.ttFraction, precession);
+    eraRxr(nutation.matrix, precession, matrix);
+    eraRz(nutation.equationOfEquinoxes, matrix);
     return true;
 }
 

@@ -67,7 +67,8 @@ OBS_FAMILY_API int32_t FamilyLoadSensors(const char *fileName);
 OBS_FAMILY_API int32_t FamilyAddSensor(int32_t number, const char *description, double latitudeDeg,
                                        double longitudeDeg, double heightM);
 
-/** @param[out] description 512 characters. */
+/** The three built-in RF sites give zeros until FamilyAddSensor or FamilyLoadSensors tells their places.
+ *  @param[out] description 512 characters. */
 OBS_FAMILY_API int32_t FamilyGetSensor(int32_t number, char description[512], double *latitudeDeg,
                                        double *longitudeDeg, double *heightM);
 
@@ -78,7 +79,7 @@ OBS_FAMILY_API void FamilyRemoveSensors(void);
 
 /** One set of values for all times; takes the place of a file's.
  *  @param dut1_s UT1-UTC; @param xp_arcsec @param yp_arcsec polar motion;
- *  @param lod_s excess length of day. Finite values only. */
+ *  @param lod_s excess length of day. At most 2 s, 2 arcseconds and 0.1 s. */
 OBS_FAMILY_API int32_t FamilySetEarthOrientation(double dut1_s, double xp_arcsec, double yp_arcsec, double lod_s);
 
 /** Daily values from a CSV file with the header `mjd,dut1_s,xp_arcsec,yp_arcsec,lod_s`, one line for each

@@ -22,6 +22,7 @@ struct SensorData {
     double latitudeDeg = 0;      ///< geodetic, WGS84
     double longitudeDeg = 0;     ///< east
     double heightM = 0;          ///< above the ellipsoid
+    bool hasPlace = false;       ///< false for a built-in site to which nobody gave its place
 };
 
 /// Sensor number of a description (compared blank-padded), or -1.

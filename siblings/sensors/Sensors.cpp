@@ -114,6 +114,7 @@ const char* makeSensor(double number, std::string_view description, double latit
     sensor.latitudeDeg = latitudeDeg;
     sensor.longitudeDeg = longitudeDeg;
     sensor.heightM = heightM;
+    sensor.hasPlace = true;
     return nullptr;
 }
 

@@ -75,6 +75,10 @@ bool readsettingsfile(std::string_view operation, std::string_view fileName, std
         return false;
     }
     std::string_view rest = content;
+    constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+    if (rest.starts_with(kByteOrderMark)) {
+        rest.remove_prefix(kByteOrderMark.size());
+    }
     if (!sameHeader(takeLine(rest), header)) {
         tracelogerror(std::string(operation) + ": The first line of file " + std::string(fileName) + " must be " +
                       std::string(header));

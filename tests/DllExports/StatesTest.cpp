@@ -98,6 +98,17 @@ TEST_F(StatesOf, observationsOfTheFixture) {
     EXPECT_GT(expected, 190);
 }
 
+TEST_F(StatesOf, theMeasuredStaysAsItIs) {
+    for (const double azimuth : {241.1029, 359.9999, 0.0}) {
+        Array obsArr = fullArray(2);
+        obsArr[5] = azimuth;
+        const Array states = statesOf(obsArr);
+        EXPECT_EQ(states[OBS_STATES_AZ_EL], azimuth);
+        obsArr[6] = 1e-9;  // at arm's length the direction is still that of the angles
+        EXPECT_NEAR(statesOf(obsArr)[OBS_STATES_RA_DEC + 1], states[OBS_STATES_RA_DEC + 1], 1e-9);
+    }
+}
+
 TEST_F(StatesOf, whatATypeDetermines) {
     const auto bit = [](StateBit block) { return 1u << block; };
     const unsigned time = bit(kTimeBlock), azEl = bit(kAzElBlock), raDec = bit(kRaDecBlock), range = bit(kRangeBlock),
@@ -117,7 +128,7 @@ TEST_F(StatesOf, whatATypeDetermines) {
         {8, {}, 0, placed}, {9, {}, 0, placed}, {10, {}, 0, placed}, {11, {}, 0, all}, {13, {}, 0, sensor},
         {3, {2}, kUnknownSensor, time | azEl | range | rate}, {5, {2}, kUnknownSensor, time | raDec},
         {8, {2}, kUnknownSensor, placed}, {11, {2}, kUnknownSensor, time | position | velocity},
-        {13, {2}, kUnknownSensor, 0}, {-1, {}, 0, sensor},
+        {13, {2}, kUnknownSensor, 0}, {-1, {}, 0, sensor}, {2, {2}, 1001, time | azEl | range},  // its place is not known
         // what is as good as not there
         {2, {6}, 0, sensor | angles}, {3, {6}, -1, sensor | angles | rate}, {4, {4}, 90.001, sensor | range | rate},
         {9, {19, 20, 21}, 0, placed & ~moving}, {9, {16, 17, 18}, 0, time | raDec | range},

@@ -140,7 +140,16 @@ TEST(B3Writer, eciCards) {
     rec.satVel = {7.5, -0.000000001, 0};
     EXPECT_EQ(written(rec).substr(23, 103),
               "      6378.135000        -1.000000*****************V      7.500000000     -0.000000001      0.000000000");
+    rec.satPos = {0.0078125, -0.0234375, 2.5};  // exact halves go away from zero
+    rec.satVel = {0.0009765625, 0.0029296875, 0};
+    const std::string halves = written(rec);
+    EXPECT_EQ(halves.substr(23, 51), "         0.007813        -0.023438         2.500000");
+    EXPECT_EQ(halves.substr(75, 34), "      0.000976563      0.002929688");
+    ObsRecord back;
+    EXPECT_FALSE(ReadB3(halves, back));
+    EXPECT_TRUE(ReadB3(std::string_view(halves).substr(0, 115), back)) << "cut before the last number";
     rec.obsType = 10;
+    rec.satPos = {6378.135, -1, 0};
     const std::string card = written(rec).substr(0, 90);
     EXPECT_EQ(card.substr(23, 24), "  1.00000000 -0.00015679");
     EXPECT_EQ(card[74], 'P');

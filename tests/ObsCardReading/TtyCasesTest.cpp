@@ -68,7 +68,7 @@ TEST_F(TtyCases, refusalsSayAndQuoteAll) {
     EXPECT_EQ(messageOf(ReadTTYFrLines(good.card, std::string("x"), rec)),
               "ReadTTY2Lines: Bad TTY card #2 " + inBrackets("x"));
     EXPECT_EQ(messageOf(ReadTTYFrLines(seven.card, seven.card2, rec)),
-              "ReadTTY2Lines: A type 7 observation needs its sensor, and sensor 211 is not known.");
+              "ReadTTY2Lines: A type 7 observation needs its sensor, and the place of sensor 211 is not known.");
     SetTTYYear(0);
     EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, rec)),
               "ReadTTY1stLine: Must set the year for TTY input file.");

@@ -148,6 +148,7 @@ TEST(FamilyLoadEarthOrientation, RefusesABadFileAndKeepsTheFormerValues) {
         {header + "57753,0.1,0,0,0\n57755,0.2,0,0,0\n", ": Bad line 3 of file "},
         {header + "57753.5,0.1,0,0,0\n", ": Bad line 2 of file "},
         {header + "57753,0.1,0,0\n", ": Bad line 2 of file "},
+        {header + "57753,-407.3,90.4,261.1,1.3\n", ": Bad line 2 of file "},  // milliseconds and milliarcseconds
     };
     FamilySetEarthOrientation(-0.25, 0, 0, 0);
     for (const auto& c : cases) {
@@ -167,9 +168,11 @@ TEST(FamilyLoadEarthOrientation, RefusesABadFileAndKeepsTheFormerValues) {
     FamilySetEarthOrientation(0, 0, 0, 0);
 }
 
-TEST(FamilySetEarthOrientation, KeepsFiniteValuesOnly) {
+TEST(FamilySetEarthOrientation, KeepsPlausibleValuesOnly) {
     EXPECT_EQ(FamilySetEarthOrientation(-0.44, -0.14, 0.33, 0.0015), 0);
     EXPECT_EQ(FamilySetEarthOrientation(0.1, HUGE_VAL, 0, 0), 2);
+    EXPECT_EQ(FamilySetEarthOrientation(NAN, 0, 0, 0), 2);
+    EXPECT_EQ(FamilySetEarthOrientation(1e308, 0, 0, 0), 2);
     EXPECT_EQ(earthorientation(0).dut1S, -0.44);
     FamilySetEarthOrientation(0, 0, 0, 0);
 }

@@ -410,6 +410,7 @@ OBS_API int32_t ObsGetFieldReals(int32_t count, const int64_t *keys, int32_t fie
  *  @param[out] name,unit,form 512 characters each; `form` is how ObsGetField writes it: A1, I0, I1, I9 or F35.15.
  *  @return 0, or 2 for another index. */
 OBS_API int32_t ObsGetFieldInfo(int32_t fieldIndex, char name[512], char unit[512], char form[512]);
+
 /* ---------------------------------------------------------------- states ---- */
 
 /** Elements of the states array. Those of one row are there together: the mask, an integer carried as a real, is the
@@ -459,24 +460,26 @@ enum ObsStatesElement {
  *
  *  What a type measures is given as it is, and all that follows from it: a direction also in the other pair of
  *  angles; with a range (types 2, 3, 4, 18, 19) the position; with the rates of type 4, in degrees per second, the
- *  velocity. Types 7, 10 and 11 are positions of date, 7 and 11 with velocity. The sensor is that of the sensor
- *  library, which turns with the Earth. Types 8, 9, 18 and 19 carry their own, a position (and velocity, unless that
- *  is 0) of date; their azimuth and elevation are in its horizon on WGS84. A type 13 has its sensor alone: its
- *  differences of two sites are no range. Vectors of zeros, ranges of 0 and below, and elevations and declinations
- *  beyond 90 degrees are not there. Without its sensor an observation gives what needs none. Right ascension is
- *  rotated to date first. @param[in]  obsArr 64 reals, as ObsDataToArray gives them.
+ *  velocity (also where they are 0). Types 6 and 16 give a range, 0 a range rate. Types 7, 10 and 11 are positions of
+ *  date, 7 and 11 with velocity. The sensor is that of the sensor library, which turns with the Earth; every other type
+ *  has it alone, 13 as well, whose differences of two sites are no range. Types 8, 9, 18 and 19 carry their own, a
+ *  position of date, and in a stored observation its velocity unless that is 0; their azimuth and elevation are in its
+ *  horizon on WGS84. Vectors of zeros, ranges of 0 and below, and elevations and declinations beyond 90 degrees are
+ *  not there. Without its sensor, or with one whose place is not known, an observation gives what needs none. Right
+ *  ascension with an equinox indicator 1-3 is rotated to date first.
+ *  @param[in]  obsArr 64 reals, as ObsDataToArray gives them.
  *  @param[out] states 64 reals (OBS_STATES_...), cleared first.
  *  @return 0, or 2 when nothing is determined or the time is not within the years 1 to 9999. */
 OBS_API int32_t ObsDataToStates(const double obsArr[64], double states[64]);
 
 /** @defgroup ObsGetStates ObsGetStates
  *  As ObsDataToStates, for a stored observation and any time. At another time than its own a satellite with position
- *  and velocity (types 4, 7, 11) has moved on its two-body orbit, the sensor with the Earth, and all angles and ranges
- *  are what would be seen.
+ *  and velocity (types 4, 7, 11) has moved on its two-body orbit, be it through the Earth, the sensor with the Earth, and
+ *  all angles and ranges are what would be seen.
  *  @param[out] states 64 reals (OBS_STATES_...), cleared first.
  *  @param[in]  time   days since 1950 UTC; 0 is the observation's own.
  *  @return 0, or 2 when no stored observation has this key, for another time than the own of an observation without
- *          velocity, and as ObsDataToStates. */
+ *          velocity or of one that two-body motion does not lead there, and as ObsDataToStates. */
 OBS_API int32_t ObsGetStates(int64_t obsKey, double states[64], double time);
 
 /* ----------------------------------------------------------- conversions ---- */
@@ -587,8 +590,8 @@ OBS_API void ObsResetSelObs(void);
  *             since 1950 with a point, or a date YYDDD, YYDDDHH, YYDDDHHMM, YYDDDHHMMSS or YYDDDHHMMSSsss, which
  *             stands for all of that day, hour, minute, second or millisecond); el (elevation or declination,
  *             degrees); az (azimuth or right ascension, degrees; 350:10 goes through 0); range (km); rate (range
- *  rate, km/s); gid; class (U, C, S). @return 0, or 2 for an unknown name or a bad value (logged, quoting it); the
- *  old criteria then stay. */
+ *             rate, km/s); gid; class (U, C, S).
+ *  @return 0, or 2 for an unknown name or a bad value (logged, quoting it); the old criteria then stay. */
 OBS_API int32_t ObsSetSelObs(const char *criteria);
 
 /** Number of criteria that ObsGetSelectionCounts tells of. */

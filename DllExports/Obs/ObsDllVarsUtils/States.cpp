@@ -42,8 +42,12 @@ bool isDate(double timeDs50) {
     return year != 0;
 }
 
+/// Degrees from 0 to below 360; what is within stays as it is, to the last bit.
 double withinTurn(double degrees) {
-    return withinTurnDeg(std::fmod(degrees, 360) / kDegInRad);
+    if (degrees >= 0 && degrees < 360) return degrees;
+    const double rest = std::fmod(degrees, 360);
+    const double within = rest < 0 ? rest + 360 : rest;
+    return within < 360 ? within + 0.0 : 0;  // no -0 either
 }
 
 // --- What was measured ---------------------------------------------------------------------
@@ -123,7 +127,9 @@ void fill(double& value, double from) {
 void completeSeen(const ObsRecord& rec, Known& known) {
     if (!known.sensor) return;
     const bool isPlaced = isFinite(known.satellite.posKm);
-    const family::StateKm target = isPlaced ? known.satellite : stateAlong(known, rec, kFarKm);
+    // A measured direction goes before one from a position, which near the sensor is nothing but rounding.
+    const bool isMeasured = std::isfinite(known.azimuth) || std::isfinite(known.rightAscension);
+    const family::StateKm target = isMeasured ? stateAlong(known, rec, kFarKm) : known.satellite;
     const RaDec direction = directionTo(*known.sensor, target);
     const family::Horizon seen = seenOfState(*known.sensor, known.timeDs50, target);
     if (!(seen.rangeKm > 0)) return;
@@ -131,7 +137,7 @@ void completeSeen(const ObsRecord& rec, Known& known) {
     fill(known.elevation, seen.elevation * kDegInRad);
     fill(known.rightAscension, withinTurnDeg(direction.rightAscension));
     fill(known.declination, direction.declination * kDegInRad);
-    if (!isPlaced) return;
+    if (!isPlaced || isMeasured) return;
     fill(known.range, seen.rangeKm);
     fill(known.rangeRate, seen.rangeRateKms);
 }
@@ -147,6 +153,7 @@ void put(Values& values, StateBit block, const double (&v)[3]) {
 }
 
 void putSatellite(const Known& known, Values& values) {
+    if (!isFinite(known.satellite.posKm) && !isFinite(known.satellite.velKms)) return;
     family::StateKm j2000, itrs;
     double latitude = 0, longitude = 0, heightKm = 0;
     family::temetoj2000(known.timeDs50, known.satellite, j2000);
@@ -160,10 +167,9 @@ void putSatellite(const Known& known, Values& values) {
 }
 
 void putSensor(const SensorPlace& sensor, Values& values) {
-    const double longitude = std::remainder(sensor.longitude * kDegInRad, 360);
     put(values, kSenPosBlock, sensor.teme.posKm);
     put(values, kSenVelBlock, sensor.teme.velKms);
-    put(values, kSenGeodeticBlock, {sensor.latitude * kDegInRad, longitude, sensor.heightKm});
+    put(values, kSenGeodeticBlock, {sensor.latitudeDeg, std::remainder(sensor.longitudeDeg, 360), sensor.heightKm});
 }
 
 /// Blocks of numbers alone go out and into the mask. False when there is none but the time.
@@ -191,7 +197,9 @@ std::string obsrec2states(ObsRecord rec, double timeDs50, double* states) {
     if (!isDate(rec.obsTime) || !isDate(time)) return "The time is not within the years 1 to 9999.";
     Known known = atItsTime(rec);
     if (time != rec.obsTime && !moveTo(time, rec, known))
-        return "The observation has no position and velocity to be moved to another time.";
+        return isFinite(known.satellite.velKms)
+                   ? "Two-body motion does not lead from the observation's state to that time."
+                   : "The observation has no position and velocity to be moved to another time.";
     completeSeen(rec, known);
 
     Values values{};
