@@ -4,6 +4,8 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <span>
 
 #include "Obs/CardLayouts/Columns.h"
@@ -43,30 +45,31 @@ namespace pointing {  // record 30
 inline constexpr std::size_t kSecondOfDay = 1, kAzimuth = 2, kElevation = 3;
 }
 
-/// An item of a header of version 1.
+/// Launch year, launch number, piece: 0000101 at least, of which files drop the leading zeros.
+inline constexpr std::int32_t kLeastIlrsId = 1000, kMostIlrsId = 9'999'999;
+
+/// An item of a header, with the columns that version 1 gives it.
 struct HeaderItem {
     Columns columns;
     bool isWholeNumber = true;
+    std::int32_t least = std::numeric_limits<std::int32_t>::min();  ///< of a whole number
 };
 
-/// A header: how many items its line has in either version, and where version 1 writes them (from item 1 on).
-struct Header {
-    std::size_t itemsV1;
-    std::size_t itemsV2;
-    std::span<const HeaderItem> items;
-};
+/// The items of a header, from item 1 on.
+using Header = std::span<const HeaderItem>;
 
 inline constexpr HeaderItem kH1Items[] = {{{4, 6}, false}, {{8, 9}}, {{11, 14}}, {{16, 17}}, {{19, 20}}, {{22, 23}}};
 inline constexpr HeaderItem kH2Items[] = {{{4, 13}, false}, {{15, 18}}, {{20, 21}}, {{23, 24}}, {{26, 27}}};
-inline constexpr HeaderItem kH3Items[] = {{{4, 13}, false}, {{15, 22}}, {{24, 27}}, {{29, 36}}, {{38, 38}}, {{40, 40}}};
+inline constexpr HeaderItem kH3Items[] = {
+    {{4, 13}, false}, {{15, 22}, true, kLeastIlrsId}, {{24, 27}}, {{29, 36}}, {{38, 38}}, {{40, 40}}};
 inline constexpr HeaderItem kH4Items[] = {{{4, 5}},   {{7, 10}},  {{12, 13}}, {{15, 16}}, {{18, 19}}, {{21, 22}},
                                           {{24, 25}}, {{27, 30}}, {{32, 33}}, {{35, 36}}, {{38, 39}}, {{41, 42}},
                                           {{44, 45}}, {{47, 48}}, {{50, 50}}, {{52, 52}}, {{54, 54}}, {{56, 56}},
                                           {{58, 58}}, {{60, 60}}, {{62, 62}}};
 
-inline constexpr Header kH1{7, 7, kH1Items};
-inline constexpr Header kH2{6, 7, kH2Items};
-inline constexpr Header kH3{7, 8, kH3Items};
-inline constexpr Header kH4{22, 22, kH4Items};
+inline constexpr Header kH1{kH1Items};
+inline constexpr Header kH2{kH2Items};
+inline constexpr Header kH3{kH3Items};
+inline constexpr Header kH4{kH4Items};
 
 }  // namespace obs::crd

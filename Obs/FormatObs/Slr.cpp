@@ -9,10 +9,12 @@
 #include <tuple>
 #include <vector>
 
-#include "Obs/CardLayouts/Columns.h"
+#include "Obs/ObsCardReading/Crd.h"
+#include "Obs/ObsCardReading/LineReader.h"
 #include "Obs/ObsCardReading/Slr.h"
 #include "Obs/ObsCardReading/SlrCorrections.h"
 #include "Obs/ObsCardReading/SlrNumbers.h"
+#include "Obs/ObsCardReading/SlrRange.h"
 #include "Obs/ObsTree/Store.h"
 #include "siblings/include/Constants.h"
 #include "siblings/include/Sensors.h"
@@ -38,9 +40,15 @@ struct SlrRange {
     std::int32_t senNum = 0;
     std::int32_t satNum = 0;
     std::int32_t padNumber = 0;
+    std::int32_t corrections = 0;  ///< the sum of kSlr...Applied and kSlrSystemDelayLeft
     bool hasAngles = false;
     bool isNoise = false;
 };
+
+/// What the ranges of a session share.
+auto headerOf(const SlrRange& range) {
+    return std::tie(range.padNumber, range.satNum, range.corrections);
+}
 
 /// There and back.
 double timeOfFlightS(double rangeKm) {
@@ -80,18 +88,24 @@ struct DayAndSecond {
 };
 
 /// The second of day in 0.1 us, or finer where the time resolves more: so that it reads back to the same time.
-void putSecondOfDay(std::string& text, double timeDs50) {
-    const DayAndSecond at(timeDs50);
-    char digits[32];
-    for (int decimals = 7;; ++decimals) {
-        char* const end =
-            std::to_chars(digits, digits + sizeof digits, at.second, std::chars_format::fixed, decimals).ptr;
-        double second = 0;
-        std::from_chars(digits, end, second);
-        if (decimals < 12 && at.day + second / kSecondsPerDay != timeDs50) continue;
-        return put(text, {digits, static_cast<std::size_t>(end - digits)});
+class WrittenSecond {
+public:
+    explicit WrittenSecond(double timeDs50) {
+        const DayAndSecond at(timeDs50);
+        for (int decimals = 7; decimals <= 12; ++decimals) {
+            end_ = std::to_chars(digits_, digits_ + sizeof digits_, at.second, std::chars_format::fixed, decimals).ptr;
+            std::from_chars(digits_, end_, value_);
+            if (at.day + value_ / kSecondsPerDay == timeDs50) break;
+        }
     }
-}
+    std::string_view text() const { return {digits_, static_cast<std::size_t>(end_ - digits_)}; }
+    double value() const { return value_; }
+
+private:
+    char digits_[32];
+    char* end_ = digits_;
+    double value_ = 0;
+};
 
 struct Date {
     std::int32_t year = 0, month = 0, day = 0;
@@ -104,18 +118,18 @@ struct Date {
     }
 };
 
-/// Year month day hour minute second, the latter without its fraction.
-void putTime(std::string& text, double timeDs50) {
-    const DayAndSecond at(timeDs50);
-    const Date date(at.day);
-    const auto second = static_cast<std::int32_t>(at.second);
+/// Year month day hour minute second. The whole second may be the first of the next day.
+void putTime(std::string& text, double dayDs50, double wholeSecond) {
+    const bool isNextDay = wholeSecond >= kSecondsPerDay;
+    const Date date(dayDs50 + (isNextDay ? 1 : 0));
+    const std::int32_t second = isNextDay ? 0 : static_cast<std::int32_t>(wholeSecond);
     for (const std::int32_t part : {date.year, date.month, date.day, second / 3600, second / 60 % 60, second % 60})
         put(text, part);
 }
 
 // --- Session --------------------------------------------------------------------------------
 
-using RangeIterator = std::vector<SlrRange>::const_iterator;
+using RangeIterator = std::vector<SlrRange>::iterator;
 
 constexpr std::size_t kLongestName = 40;
 
@@ -151,28 +165,31 @@ void putTarget(std::string& text, std::int32_t satNum) {
     put(text, "0 1 1\n");  // no clock on board; a passive target, in orbit about the Earth
 }
 
-/// H4: no more is known of the flags than what the readers of this process apply, and nothing of the quality.
-void putSpan(std::string& text, SlrDataType type, double firstTime, double lastTime) {
-    const SlrCorrectionSettings applied = slrCorrections();
+/// H4: the span in whole seconds around all ranges, and the flags; nothing is known of the quality.
+void putSpan(std::string& text, SlrDataType type, const SlrRange& first, const SlrRange& last) {
+    const auto flag = [&](std::int32_t bit) { return (first.corrections & bit) != 0 ? "1" : "0"; };
     put(text, "H4");
     put(text, static_cast<std::int32_t>(type));
-    putTime(text, firstTime);
-    putTime(text, lastTime);
-    put(text, applied.troposphere != SlrTroposphere::none ? "0 1" : "0 0");
-    put(text, applied.centreOfMass ? "1" : "0");
-    put(text, "0 1 0 2 2\n");
+    putTime(text, std::floor(first.obsTime), std::floor(WrittenSecond(first.obsTime).value()));
+    putTime(text, std::floor(last.obsTime), std::ceil(WrittenSecond(last.obsTime).value()));
+    put(text, "0");
+    put(text, flag(kSlrTroposphereApplied));
+    put(text, flag(kSlrCentreOfMassApplied));
+    put(text, (first.corrections & kSlrSystemDelayLeft) != 0 ? "0 0" : "0 1");
+    put(text, "0 2 2\n");
 }
 
 void putRange(std::string& text, const SlrRange& range, SlrDataType type) {
+    const WrittenSecond second(range.obsTime);
     put(text, type == SlrDataType::normalPoints ? "11" : "10");
-    putSecondOfDay(text, range.obsTime);
+    put(text, second.text());
     putFixed(text, timeOfFlightS(range.rangeKm), 12);
     put(text, "std 1");  // the configuration; the epoch is that at the satellite
     if (type == SlrDataType::normalPoints) put(text, "na na na na na na na na na\n");
     else put(text, range.isNoise ? "1 na na na na\n" : "2 na na na na\n");
     if (!range.hasAngles) return;
     put(text, "30");
-    putSecondOfDay(text, range.obsTime);
+    put(text, second.text());
     putFixed(text, range.azimuthDeg, 6);
     putFixed(text, range.elevationDeg, 6);
     put(text, "0 3 na na na\n");  // measured, as every angle of an observation
@@ -185,22 +202,59 @@ void putSession(std::string& text, RangeIterator first, RangeIterator end, SlrDa
     put(text, first->padNumber);
     put(text, "na na 7 na\n");  // system, occupancy; UTC; network
     putTarget(text, first->satNum);
-    putSpan(text, type, first->obsTime, (end - 1)->obsTime);
+    putSpan(text, type, *first, *(end - 1));
     put(text, "C0 0 na std\n");  // the wavelength is not kept
     for (RangeIterator range = first; range != end; ++range) putRange(text, *range, type);
     put(text, "H8\n");
 }
 
+/// Two ranges of one moment with different angles: a reader would give both the same.
+bool pointElsewhere(const SlrRange& a, const SlrRange& b) {
+    return a.obsTime == b.obsTime && a.hasAngles &&
+           (a.azimuthDeg != b.azimuthDeg || a.elevationDeg != b.elevationDeg);
+}
+
 RangeIterator endOfSession(RangeIterator first, RangeIterator end) {
     RangeIterator next = first + 1;
-    while (next != end && next->padNumber == first->padNumber && next->satNum == first->satNum &&
-           next->obsTime - (next - 1)->obsTime <= kLongestGapDays &&
-           next->obsTime - first->obsTime < kLongestSessionDays)
+    while (next != end && headerOf(*next) == headerOf(*first) && next->obsTime - (next - 1)->obsTime <= kLongestGapDays &&
+           next->obsTime - first->obsTime < kLongestSessionDays && !pointElsewhere(*(next - 1), *next))
         ++next;
     return next;
 }
 
+/// Whether a range without angles is so near to one with that a reader would give it these. Readers allow what
+/// stations round a pointing record's time by, the millisecond.
+bool anglesWouldSpread(RangeIterator first, RangeIterator end) {
+    constexpr double kNearDays = 2e-3 / kSecondsPerDay;
+    return std::adjacent_find(first, end, [](const SlrRange& a, const SlrRange& b) {
+               return a.hasAngles != b.hasAngles && b.obsTime - a.obsTime < kNearDays;
+           }) != end;
+}
+
+void putSessions(std::string& text, RangeIterator first, RangeIterator end, SlrDataType type) {
+    if (anglesWouldSpread(first, end)) {
+        const RangeIterator withAngles =
+            std::stable_partition(first, end, [](const SlrRange& range) { return !range.hasAngles; });
+        putSession(text, first, withAngles, type);
+        first = withAngles;
+    }
+    putSession(text, first, end, type);
+}
+
 // --- Selection ------------------------------------------------------------------------------
+
+/// Whether readers take a pointing record of these angles, in its six decimals: they take -1 for a missing value, and
+/// both 0 for angles that were not recorded.
+bool readAsAngles(double azimuthDeg, double elevationDeg) {
+    constexpr double kUnitsPerDeg = 1e6;
+    const double azimuth = std::round(azimuthDeg * kUnitsPerDeg), elevation = std::round(elevationDeg * kUnitsPerDeg);
+    return elevation != -kUnitsPerDeg && (azimuth != 0 || elevation != 0);
+}
+
+std::int32_t correctionsOf(std::int32_t indicator2) {
+    constexpr std::int32_t kAll = kSlrTroposphereApplied | kSlrCentreOfMassApplied | kSlrSystemDelayLeft;
+    return indicator2 >= 0 && indicator2 <= kAll ? indicator2 : 0;  // 9 is "not given" on TTY cards
+}
 
 /// The range of a record, without its pad number; none when CRD cannot carry it.
 std::optional<SlrRange> rangeOf(const ObsRecord& rec) {
@@ -212,7 +266,9 @@ std::optional<SlrRange> rangeOf(const ObsRecord& rec) {
         !(flightS >= kShortestFlightS && flightS < kLongestFlightS))
         return std::nullopt;
     const bool hasAngles = rec.obsType == kTypeAnglesAndRange;
-    if (hasAngles && !(std::fabs(rec.elOrDec) <= 90 && std::fabs(rec.azOrRa) <= 360)) return std::nullopt;
+    if (hasAngles && !(std::fabs(rec.elOrDec) <= kMostElevationDeg && std::fabs(rec.azOrRa) <= kMostAzimuthDeg))
+        return std::nullopt;
+    const double azimuthDeg = rec.azOrRa < 0 ? rec.azOrRa + 360 : rec.azOrRa;
     double dayOfYear = 0;
     std::int32_t year = 0;
     family::fyklok(rec.obsTime, dayOfYear, year);
@@ -220,26 +276,27 @@ std::optional<SlrRange> rangeOf(const ObsRecord& rec) {
     return SlrRange{rec.obsTime,
                     rec.range,
                     rec.elOrDec,
-                    rec.azOrRa < 0 ? rec.azOrRa + 360 : rec.azOrRa,
+                    azimuthDeg,
                     rec.senNum,
                     rec.satNum,
                     0,
-                    hasAngles,
+                    correctionsOf(rec.indicator2),
+                    hasAngles && readAsAngles(azimuthDeg, rec.elOrDec),
                     rec.indicator1 == kNoiseIndicator};
 }
 
 std::int32_t padNumberOf(std::int32_t senNum) {
-    constexpr std::int32_t kLowestPad = 1000, kHighestPad = 9999;
     if (const std::int32_t pad = Ssn2NasaSen(senNum)) return pad;
     family::SensorData sensor;
-    const bool isPad = senNum >= kLowestPad && senNum <= kHighestPad && Nasa2SsnSen(senNum) == 0 &&
-                       family::findsendata(senNum, sensor);
+    const bool isPad = senNum >= kLowestPadSensor && senNum <= kHighestPadSensor &&
+                       Nasa2SsnSen(senNum) == 0 && family::findsendata(senNum, sensor);
     return isPad ? senNum : 0;
 }
 
 void sortRanges(std::vector<SlrRange>& ranges) {
     std::stable_sort(ranges.begin(), ranges.end(), [](const SlrRange& a, const SlrRange& b) {
-        return std::tie(a.padNumber, a.satNum, a.obsTime) < std::tie(b.padNumber, b.satNum, b.obsTime);
+        return std::tuple_cat(headerOf(a), std::tie(a.obsTime, a.hasAngles)) <
+               std::tuple_cat(headerOf(b), std::tie(b.obsTime, b.hasAngles));
     });
 }
 
@@ -267,39 +324,45 @@ Collected collect(std::optional<std::int32_t> gid) {
     return found;
 }
 
-/// Where the end mark begins in the last bytes of a file, or their number when there is none.
-std::size_t endMarkIn(std::string_view tail) {
-    const std::size_t last = tail.find_last_not_of(" \t\r\n");
-    if (last == std::string_view::npos || last == 0 || tail[last] != '9' || upperCase(tail[last - 1]) != 'H')
-        return tail.size();
-    return last == 1 || tail[last - 2] == '\n' ? last - 1 : tail.size();
+/// Where the last line that is not blank begins, if it is an end mark; else the file's size. -1 when reading fails.
+std::int64_t sizeWithoutEndMark(family::Unit in) {
+    LineReader lines(in);
+    std::int64_t mark = -1;
+    for (std::string_view line; lines.next(line);)
+        if (line.find_first_not_of(" \t\r") != std::string_view::npos)
+            mark = isCrdEnd(line) ? lines.beforeCurrentLine().position : -1;
+    if (lines.failed()) return -1;
+    return mark >= 0 ? mark : family::filesize(in);
+}
+
+/// Copies the beginning of a file as whole lines. False when it cannot be read.
+bool copyBytes(family::Unit in, std::int64_t size, family::Unit out) {
+    if (size < 0 || !family::fileseek(in, 0)) return false;
+    std::string block(kBlockSize, '\0');
+    char last = '\n';
+    while (size > 0) {
+        const std::int64_t got =
+            family::fileread(in, block.data(), std::min(block.size(), static_cast<std::size_t>(size)));
+        if (got <= 0) return false;
+        family::filewrite(out, block.data(), static_cast<std::size_t>(got));
+        last = block[static_cast<std::size_t>(got) - 1];
+        size -= got;
+    }
+    if (last != '\n') family::filewrite(out, "\n", 1);
+    return true;
 }
 
 /// Copies a file without its end mark. Returns the error number of opening or reading it.
 std::int32_t copyWithoutEndMark(std::string_view fileName, family::Unit out) {
-    constexpr std::size_t kTail = 256;
-    std::string block(kBlockSize, '\0');
-    std::string held;  // not written yet: the mark may be in it
-    held.reserve(kBlockSize + kTail);
-    family::Unit in = family::kNoUnit;
-    if (const std::int32_t failed = family::fileopen(fileName, family::kOpenRead, in); failed != kStatusOk)
+    struct Opened {
+        family::Unit unit = family::kNoUnit;
+        ~Opened() { family::fileclose(unit); }
+    } in;
+    if (const std::int32_t failed = family::fileopen(fileName, family::kOpenRead, in.unit); failed != kStatusOk)
         return failed;
-    std::int64_t got = 0;
-    while ((got = family::fileread(in, block.data(), block.size())) > 0) {
-        held.append(block.data(), static_cast<std::size_t>(got));
-        if (held.size() <= kTail) continue;
-        family::filewrite(out, held.data(), held.size() - kTail);
-        held.erase(0, held.size() - kTail);
-    }
-    family::fileclose(in);
-    if (got < 0) {
-        family::tracelogerror("ObsSaveSlrFile: Cannot read file " + std::string(fileName));
-        return EIO;
-    }
-    held.resize(endMarkIn(held));
-    if (!held.empty() && held.back() != '\n') held += '\n';
-    family::filewrite(out, held.data(), held.size());
-    return kStatusOk;
+    if (copyBytes(in.unit, sizeWithoutEndMark(in.unit), out)) return kStatusOk;
+    family::tracelogerror("ObsSaveSlrFile: Cannot read file " + std::string(fileName));
+    return EIO;
 }
 
 /// An empty file is simply appended to, so that one without a name, known by its descriptor, can be written, too.
@@ -311,14 +374,14 @@ bool holdsSomething(std::string_view fileName) {
     return holds;
 }
 
-std::int32_t writeTo(family::Unit out, std::string_view appendedTo, const std::vector<SlrRange>& ranges,
+std::int32_t writeTo(family::Unit out, std::string_view appendedTo, std::vector<SlrRange>& ranges,
                      SlrDataType type) {
     if (!appendedTo.empty())
         if (const std::int32_t failed = copyWithoutEndMark(appendedTo, out); failed != kStatusOk) return failed;
     std::string text;
     for (RangeIterator first = ranges.begin(); first != ranges.end();) {
         const RangeIterator end = endOfSession(first, ranges.end());
-        putSession(text, first, end, type);
+        putSessions(text, first, end, type);
         first = end;
         if (text.size() < kBlockSize) continue;
         family::filewrite(out, text.data(), text.size());
@@ -351,7 +414,8 @@ std::int32_t saveSlrFile(std::string_view fileName, std::int32_t saveMode, SlrDa
         family::filediscard(out);
         return status;
     }
-    family::fileclose(out);
+    // NOTE: a failing write does not change the result; the file service has named it.
+    if (family::fileclose(out) != 0) return kStatusOk;
     family::traceloginfo("ObsSaveSlrFile: " + std::to_string(found.ranges.size()) + " observations written, " +
                          std::to_string(found.leftOut) + " left out");
     return kStatusOk;

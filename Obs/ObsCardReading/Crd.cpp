@@ -20,7 +20,6 @@ constexpr double kEndOfDayS = 86401;
 constexpr double kLongestFlightS = 43200;
 
 constexpr std::int32_t kLargestNumber = 999'999'999;
-constexpr std::int32_t kLargestIlrsId = 9'999'999;
 constexpr std::int32_t kLargestPad = 99'999;
 
 Refusal fixedReason(std::string_view text) {
@@ -79,8 +78,17 @@ constexpr CrdReader::Kind CrdReader::kKinds[] = {
     {"H9", &CrdReader::readH9},
 };
 
+/// What may stand behind a record id. NOTE: not a digit or hyphen behind a comment's, as blocks have data lines that
+/// begin with zeros.
+bool endsId(std::string_view line) {
+    if (line.size() == 2) return true;
+    const char next = line[2];
+    if (next == ' ' || next == '\t' || next == '\r') return true;
+    return line.starts_with("00") && !isDigit(next) && next != '-' && next != '.';
+}
+
 const CrdReader::Kind* CrdReader::kindOf(std::string_view line) {
-    if (line.size() < 2 || (line.size() > 2 && line[2] != ' ' && line[2] != '\t')) return nullptr;
+    if (line.size() < 2 || !endsId(line)) return nullptr;
     const char first = upperCase(line[0]);
     const auto* found = std::find_if(std::begin(kKinds), std::end(kKinds), [&](const Kind& kind) {
         return kind.id[0] == first && (kind.id[1] == line[1] || kind.id[1] == '?');
@@ -92,15 +100,19 @@ bool isCrdRecord(std::string_view line) {
     return CrdReader::kindOf(line) != nullptr;
 }
 
+bool isCrdComment(std::string_view line) {
+    return line.starts_with("00") && isCrdRecord(line);
+}
+
 bool isCrdEnd(std::string_view line) {
     return isCrdRecord(line) && upperCase(line[0]) == 'H' && line[1] == '9';
 }
 
-bool CrdReader::take(std::string_view line, std::int64_t lineNumber) {
+bool CrdReader::take(std::string_view line, std::int64_t lineNumber, bool hasEnd) {
     const Kind* kind = kindOf(line);
     if (kind == nullptr) return false;
     if (kind->id != "00") recordMet_ = true;
-    (this->*kind->read)({line, lineNumber});
+    (this->*kind->read)({line, lineNumber, hasEnd});
     if (session_.isFull()) session_.handOver(sink_);
     return true;
 }
@@ -109,8 +121,7 @@ bool CrdReader::take(std::string_view line, std::int64_t lineNumber) {
 
 void CrdReader::endSession() {
     session_.handOver(sink_);
-    inData_ = false;
-    configurationsAreOld_ = true;
+    inData_ = h1Met_ = h2Met_ = h3Met_ = false;
     header_ = fixedReason("ReadCrd: No header H4 stands before the record.");
 }
 
@@ -130,6 +141,7 @@ void CrdReader::readH9(const Line&) {
     station_.refusal = fixedReason("ReadCrd: No header H2 stands before the session.");
     satellite_.refusal = fixedReason("ReadCrd: No header H3 stands before the session.");
     configurations_.clear();
+    oldestConfiguration_ = lastConfiguration_ = 0;
     version_ = 1;
     recordMet_ = false;
 }
@@ -137,12 +149,14 @@ void CrdReader::readH9(const Line&) {
 /// The trial version, 0, reads as 1.
 void CrdReader::readH1(const Line& line) {
     endSession();
+    h1Met_ = true;
     const CrdItems items = headerItems(line.text, crd::kH1, 1);
     version_ = valueOr(items[crd::h1::kVersion], 1) >= 2 ? 2 : 1;
 }
 
 void CrdReader::readH2(const Line& line) {
     headerMet();
+    h2Met_ = true;
     const CrdItems items = headerItems(line.text, crd::kH2, version_);
     std::int32_t pad = 0;
     station_.refusal = readItem(items, crd::h2::kPadNumber, "station number", 1, kLargestPad, pad);
@@ -152,9 +166,11 @@ void CrdReader::readH2(const Line& line) {
 /// Debris has no laser-ranging id, so either number will do.
 void CrdReader::readH3(const Line& line) {
     headerMet();
+    h3Met_ = true;
     const CrdItems items = headerItems(line.text, crd::kH3, version_);
     std::int32_t ilrsId = 0, catalogue = 0;
-    const MaybeRefusal noId = readItem(items, crd::h3::kIlrsId, "satellite id", 1, kLargestIlrsId, ilrsId);
+    const MaybeRefusal noId =
+        readItem(items, crd::h3::kIlrsId, "satellite id", crd::kLeastIlrsId, crd::kMostIlrsId, ilrsId);
     const MaybeRefusal noCatalogue =
         readItem(items, crd::h3::kCatalogueNumber, "catalogue number", 1, kLargestNumber, catalogue);
     facts_.ilrsId = noId ? 0 : ilrsId;
@@ -167,9 +183,10 @@ void CrdReader::readH4(const Line& line) {
     const CrdItems items = headerItems(line.text, crd::kH4, version_);
     header_ = takeStart(items);
     if (!header_) header_ = takeRangeType(items);
-    facts_.troposphereApplied = items[crd::h4::kTroposphereApplied] == "1";
-    facts_.centreOfMassApplied = items[crd::h4::kCentreOfMassApplied] == "1";
-    facts_.systemDelayMissing = items[crd::h4::kSystemDelayApplied] == "0";
+    // Written "1" and "01"; what is missing or no number says nothing.
+    facts_.applied = (valueOr(items[crd::h4::kTroposphereApplied], 0) != 0 ? kSlrTroposphereApplied : 0) |
+                     (valueOr(items[crd::h4::kCentreOfMassApplied], 0) != 0 ? kSlrCentreOfMassApplied : 0) |
+                     (valueOr(items[crd::h4::kSystemDelayApplied], 1) == 0 ? kSlrSystemDelayLeft : 0);
 }
 
 MaybeRefusal CrdReader::takeStart(const CrdItems& items) {
@@ -204,25 +221,42 @@ MaybeRefusal CrdReader::takeRangeType(const CrdItems& items) {
 }
 
 void CrdReader::readC0(const Line& line) {
-    const CrdItems items(line.text, crd::c0::kId + 1);
-    if (configurationsAreOld_) configurations_.clear();
-    configurationsAreOld_ = false;
+    constexpr std::size_t kMostConfigurations = 1000;
     constexpr double kUmPerNm = 1e-3;
+    const CrdItems items(line.text, crd::c0::kId + 1);
     const double wavelengthNm = valueOr(items[crd::c0::kWavelengthNm], 0);
-    if (wavelengthNm > 0 && wavelengthNm < 1e5)
-        configurations_.push_back({std::string(items[crd::c0::kId]), static_cast<float>(wavelengthNm * kUmPerNm)});
+    const bool isKnown = wavelengthNm > 0 && wavelengthNm < 1e5;
+    const std::string_view id = items[crd::c0::kId];
+    Configuration* place = configuration(id);
+    if (place == nullptr && configurations_.size() == kMostConfigurations) {
+        place = &configurations_[oldestConfiguration_];
+        oldestConfiguration_ = (oldestConfiguration_ + 1) % kMostConfigurations;
+    }
+    if (place == nullptr) place = &configurations_.emplace_back();
+    place->id = id;
+    place->wavelengthUm = isKnown ? static_cast<float>(wavelengthNm * kUmPerNm) : 0;
 }
 
-float CrdReader::wavelengthOf(std::string_view configuration) const {
-    const auto found = std::find_if(configurations_.rbegin(), configurations_.rend(),
-                                    [=](const Configuration& known) { return known.id == configuration; });
-    return found == configurations_.rend() ? 0 : found->wavelengthUm;
+/// Null when there is none. The ranges of a session mostly name the same.
+CrdReader::Configuration* CrdReader::configuration(std::string_view id) {
+    if (lastConfiguration_ < configurations_.size() && configurations_[lastConfiguration_].id == id)
+        return &configurations_[lastConfiguration_];
+    const auto found = std::find_if(configurations_.begin(), configurations_.end(),
+                                    [=](const Configuration& known) { return known.id == id; });
+    if (found == configurations_.end()) return nullptr;
+    lastConfiguration_ = static_cast<std::size_t>(found - configurations_.begin());
+    return &*found;
+}
+
+float CrdReader::wavelengthOf(std::string_view configurationId) {
+    const Configuration* const found = configuration(configurationId);
+    return found == nullptr ? 0 : found->wavelengthUm;
 }
 
 // --- Data -------------------------------------------------------------------------------------
 
 /// Settles at a session's first data record whether its ranges can be read.
-bool CrdReader::beginData() {
+bool CrdReader::beginData(const Line& line) {
     if (inData_) return !sessionRefusal_;
     sessionRefusal_ = header_ ? header_ : station_.refusal ? station_.refusal : satellite_.refusal;
     inData_ = true;
@@ -230,11 +264,21 @@ bool CrdReader::beginData() {
     facts_.senNum = station_.number;
     facts_.satNum = satellite_.number;
     session_.begin(facts_);
+    tellKeptHeaders(line);
     return true;
 }
 
+/// A session may leave out H2 and H3, but one that has its own H1 and one of the two will have lost the other.
+void CrdReader::tellKeptHeaders(const Line& line) {
+    if (!h1Met_ || h2Met_ == h3Met_) return;
+    session_.note({"ReadCrd: The session with data from line ", std::to_string(line.number), 0,
+                   h2Met_ ? " on has no header H3; the satellite of the session before is kept."
+                          : " on has no header H2; the station of the session before is kept."},
+                  line.number);
+}
+
 void CrdReader::readRange(const Line& line, bool isFullRate) {
-    if (!beginData()) return sink_.refuse(*sessionRefusal_, line.text, line.number);
+    if (!beginData(line)) return sink_.refuse(*sessionRefusal_, line.text, line.number);
     const CrdItems items(line.text, crd::range::kFilterFlag + 1);
     CrdSession::Range range;
     std::int32_t epochEvent = 0, filterFlag = 0;
@@ -263,9 +307,17 @@ void CrdReader::leaveOut(const MaybeRefusal& why, const Line& line) {
     session_.note(said, line.number);
 }
 
+bool CrdReader::mayBeCut(const Line& line, const CrdItems& items, std::size_t lastRead) {
+    if (line.hasEnd || items.count() > lastRead + 1) return false;
+    session_.note({"ReadCrd: Line ", std::to_string(line.number), 0, " is left out: It has no end, and may be cut."},
+                  line.number);
+    return true;
+}
+
 void CrdReader::readSupplement(const Line& line) {
-    if (!beginData()) return;
-    const CrdItems items(line.text, crd::supplement::kCentreOfMassM + 1);
+    if (!beginData(line)) return;
+    const CrdItems items(line.text, crd::supplement::kCentreOfMassM + 2);
+    if (mayBeCut(line, items, crd::supplement::kCentreOfMassM)) return;
     if (anyMissing(items, crd::supplement::kSecondOfDay, crd::supplement::kSecondOfDay)) return;
     double secondOfDay = 0;
     const MaybeRefusal why =
@@ -276,29 +328,40 @@ void CrdReader::readSupplement(const Line& line) {
 }
 
 void CrdReader::readConditions(const Line& line) {
-    if (!beginData()) return;
-    const CrdItems items(line.text, crd::conditions::kHumidity + 1);
+    if (!beginData(line)) return;
+    const CrdItems items(line.text, crd::conditions::kHumidity + 2);
+    if (mayBeCut(line, items, crd::conditions::kHumidity)) return;
     if (anyMissing(items, crd::conditions::kSecondOfDay, crd::conditions::kTemperature)) return;
-    constexpr double kMostHpa = 1500, kMostK = 400;
     double secondOfDay = 0;
     AtmCondRec air;
     MaybeRefusal why = readItem(items, crd::conditions::kSecondOfDay, "second of day", 0.0, kEndOfDayS, secondOfDay);
-    if (!why) why = readItem(items, crd::conditions::kPressure, "pressure", 0.0, kMostHpa, air.pressureHpa);
-    if (!why) why = readItem(items, crd::conditions::kTemperature, "temperature", 0.0, kMostK, air.temperatureK);
+    if (!why)
+        why = readItem(items, crd::conditions::kPressure, "pressure", kLeastPressureHpa, kMostPressureHpa,
+                       air.pressureHpa);
+    if (!why)
+        why = readItem(items, crd::conditions::kTemperature, "temperature", kLeastTemperatureK, kMostTemperatureK,
+                       air.temperatureK);
     if (why) return leaveOut(why, line);
     air.humidityPercent = valueOr(items[crd::conditions::kHumidity], kNotKnown);
+    if (!(air.humidityPercent >= 0 && air.humidityPercent <= 100)) air.humidityPercent = kNotKnown;
     session_.addConditions(secondOfDay, air);
 }
 
 void CrdReader::readPointing(const Line& line) {
-    if (!beginData()) return;
-    const CrdItems items(line.text, crd::pointing::kElevation + 1);
+    if (!beginData(line)) return;
+    const CrdItems items(line.text, crd::pointing::kElevation + 2);
+    if (mayBeCut(line, items, crd::pointing::kElevation)) return;
     if (anyMissing(items, crd::pointing::kSecondOfDay, crd::pointing::kElevation)) return;
+    constexpr double kAbove = 1 + std::numeric_limits<double>::epsilon();  // the limits are angles, too
     double secondOfDay = 0;
     Line30Rec pointing;
     MaybeRefusal why = readItem(items, crd::pointing::kSecondOfDay, "second of day", 0.0, kEndOfDayS, secondOfDay);
-    if (!why) why = readItem(items, crd::pointing::kAzimuth, "azimuth", -180.0, 360.5, pointing.azimuthDeg);
-    if (!why) why = readItem(items, crd::pointing::kElevation, "elevation", -90.0, 90.5, pointing.elevationDeg);
+    if (!why)
+        why = readItem(items, crd::pointing::kAzimuth, "azimuth", -kMostAzimuthDeg, kAbove * kMostAzimuthDeg,
+                       pointing.azimuthDeg);
+    if (!why)
+        why = readItem(items, crd::pointing::kElevation, "elevation", -kMostElevationDeg, kAbove * kMostElevationDeg,
+                       pointing.elevationDeg);
     if (why) return leaveOut(why, line);
     // NOTE: stations that do not record their pointing write zeros.
     if (pointing.azimuthDeg == 0 && pointing.elevationDeg == 0) return;

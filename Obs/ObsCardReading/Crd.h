@@ -12,8 +12,12 @@
 
 namespace obs {
 
-/// Whether a line is a laser-ranging record: one of the record ids, and a blank or nothing behind it.
+/// Whether a line is a laser-ranging record: one of the record ids, and a blank or nothing behind it. A comment needs
+/// no blank.
 bool isCrdRecord(std::string_view line);
+
+/// Whether it is a comment among such records.
+bool isCrdComment(std::string_view line);
 
 /// Whether it is the record that ends a file.
 bool isCrdEnd(std::string_view line);
@@ -23,7 +27,11 @@ public:
     explicit CrdReader(SlrSink& sink) : sink_(sink) {}
 
     /// Takes a line; false when it is no laser-ranging record. Observations reach the sink when their session ends.
-    bool take(std::string_view line, std::int64_t lineNumber);
+    /// A line without its end may be cut in a number: records beside the ranges then need an item behind what is read.
+    bool take(std::string_view line, std::int64_t lineNumber, bool hasEnd = true);
+
+    /// Hands over what was read so far of a session that goes on.
+    void handOver() { session_.handOver(sink_); }
 
     /// Ends the session at hand, when something else than its records follows.
     void endSession();
@@ -40,6 +48,7 @@ private:
     struct Line {
         std::string_view text;
         std::int64_t number;
+        bool hasEnd;
     };
     /// A satellite or station with its number here, or why it has none.
     struct Known {
@@ -68,10 +77,13 @@ private:
     void readRange(const Line& line, bool isFullRate);
     MaybeRefusal takeStart(const CrdItems& items);
     MaybeRefusal takeRangeType(const CrdItems& items);
-    bool beginData();
+    bool beginData(const Line& line);
     void leaveOut(const MaybeRefusal& why, const Line& line);
-    float wavelengthOf(std::string_view configuration) const;
+    bool mayBeCut(const Line& line, const CrdItems& items, std::size_t lastRead);
+    Configuration* configuration(std::string_view id);
+    float wavelengthOf(std::string_view configuration);
     void headerMet();
+    void tellKeptHeaders(const Line& line);
 
     SlrSink& sink_;
     CrdSession session_;
@@ -80,11 +92,13 @@ private:
     Known satellite_{0, Refusal{"ReadCrd: No header H3 stands before the session.", {}, 0, {}}};
     Known station_{0, Refusal{"ReadCrd: No header H2 stands before the session.", {}, 0, {}}};
     MaybeRefusal header_{Refusal{"ReadCrd: No header H4 stands before the record.", {}, 0, {}}};
-    MaybeRefusal sessionRefusal_;  ///< why no range of this session can be read, once `inData_`
-    bool inData_ = false;          ///< a data record of this session was met
-    std::vector<Configuration> configurations_;
-    bool configurationsAreOld_ = false;  ///< of an earlier session, good until the next one names its own
-    bool recordMet_ = false;             ///< since the last end of a file
+    MaybeRefusal sessionRefusal_;                         ///< why no range of this session can be read, once `inData_`
+    bool inData_ = false;                                 ///< a data record of this session was met
+    bool h1Met_ = false, h2Met_ = false, h3Met_ = false;  ///< of this session
+    std::vector<Configuration> configurations_;           ///< since the last end of a file
+    std::size_t oldestConfiguration_ = 0;                 ///< once there are as many as are kept
+    std::size_t lastConfiguration_ = 0;                   ///< the one found last
+    bool recordMet_ = false;                              ///< since the last end of a file
 };
 
 }  // namespace obs

@@ -10,7 +10,7 @@ namespace obs {
 namespace {
 
 constexpr bool isBlank(char c) {
-    return c == ' ' || c == '\t';
+    return c == ' ' || c == '\t' || c == '\r';
 }
 
 constexpr std::string_view withoutPlus(std::string_view item) {
@@ -42,22 +42,25 @@ bool isNotAvailable(std::string_view item) {
     return item.size() == 2 && upperCase(item[0]) == 'N' && upperCase(item[1]) == 'A';
 }
 
-/// Whether all whole numbers of a header are such, or missing.
-bool holds(const CrdItems& items, const crd::Header& header) {
-    std::int32_t value = 0;
-    for (std::size_t i = 0; i < header.items.size(); ++i) {
+/// Whether all whole numbers of a header are such and none is too small, or missing; but not all of them missing.
+bool holds(const CrdItems& items, crd::Header header) {
+    bool any = false;
+    for (std::size_t i = 0; i < header.size(); ++i) {
         const std::string_view item = items[i + 1];
-        if (header.items[i].isWholeNumber && !isMissing(item) && !readWhole(item, value)) return false;
+        if (!header[i].isWholeNumber || item.empty()) continue;
+        any = true;
+        std::int32_t value = 0;
+        if (!isMissing(item) && !(readWhole(item, value) && value >= header[i].least)) return false;
     }
-    return true;
+    return any;
 }
 
 /// Whether the numbers of a header stand by themselves in their columns: in a free-form line that happens by
 /// chance to have digits there, they do not. What follows a name may touch it.
-bool standApart(std::string_view line, const crd::Header& header) {
+bool standApart(std::string_view line, crd::Header header) {
     const CardText card(line);
     bool afterName = false;
-    for (const crd::HeaderItem& item : header.items) {
+    for (const crd::HeaderItem& item : header) {
         const bool apart =
             isBlank(card.at(item.columns.last + 1)) && (afterName || isBlank(card.at(item.columns.first - 1)));
         if (item.isWholeNumber && !apart) return false;
@@ -66,11 +69,11 @@ bool standApart(std::string_view line, const crd::Header& header) {
     return true;
 }
 
-CrdItems itemsInColumns(std::string_view line, const crd::Header& header) {
+CrdItems itemsInColumns(std::string_view line, crd::Header header) {
     const CardText card(line);
     CrdItems items;
     items.add(line.substr(0, 2));
-    for (const crd::HeaderItem& item : header.items) {
+    for (const crd::HeaderItem& item : header) {
         std::string_view text = card.at(item.columns);
         while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
         while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
@@ -104,12 +107,11 @@ CrdItems::CrdItems(std::string_view line, std::size_t most) {
     }
 }
 
-CrdItems headerItems(std::string_view line, const crd::Header& header, int version) {
+CrdItems headerItems(std::string_view line, crd::Header header, int version) {
     const CrdItems split(line, crd::kMostItems);
     const CrdItems columns = itemsInColumns(line, header);
     const bool columnsHold = standApart(line, header) && holds(columns, header);
-    const bool columnsFirst = version == 1 && split.count() != header.itemsV1;
-    return columnsHold && (columnsFirst || !holds(split, header)) ? columns : split;
+    return columnsHold && (version == 1 || !holds(split, header)) ? columns : split;
 }
 
 bool isMissing(std::string_view item) {

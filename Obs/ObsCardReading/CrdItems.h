@@ -15,7 +15,7 @@ class CrdItems {
 public:
     CrdItems() = default;
 
-    /// Splits a line at its blanks and tabs and keeps the first `most` items.
+    /// Splits a line at its blanks, tabs and stray carriage returns and keeps the first `most` items.
     CrdItems(std::string_view line, std::size_t most);
 
     std::string_view operator[](std::size_t item) const {
@@ -35,9 +35,10 @@ private:
     std::size_t count_ = 0;
 };
 
-/// The items of a header, whose columns count where splitting does not give what there should be: a name of
-/// version 1 may hold a blank, or touch the next item. How many items a line has goes before the version it claims.
-CrdItems headerItems(std::string_view line, const crd::Header& header, int version);
+/// The items of a header: those in the columns of version 1, if that is the version or splitting makes no sense, and
+/// the numbers stand by themselves in those columns (a name may hold a blank, or touch the next item); else the split
+/// ones, as files claim version 1 that have the layout of version 2.
+CrdItems headerItems(std::string_view line, crd::Header header, int version);
 
 /// Whether an item stands for no value: nothing, "na", "-na", any spelling of -1, or asterisks.
 bool isMissing(std::string_view item);

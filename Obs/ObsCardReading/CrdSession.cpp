@@ -27,7 +27,7 @@ constexpr std::size_t kMostRemarkBytes = 4u << 20;
 
 AtmCondRec between(const CrdTimed<AtmCondRec>& before, const CrdTimed<AtmCondRec>& after, double second) {
     const double share = (second - before.second) / (after.second - before.second);
-    const auto mix = [=](double a, double b) { return a + share * (b - a); };
+    const auto mix = [=](double a, double b) { return std::isnan(a) ? b : std::isnan(b) ? a : a + share * (b - a); };
     const AtmCondRec &a = before.value, &b = after.value;
     return {mix(a.timeDs50, b.timeDs50), mix(a.pressureHpa, b.pressureHpa), mix(a.temperatureK, b.temperatureK),
             mix(a.humidityPercent, b.humidityPercent)};
@@ -116,6 +116,7 @@ void CrdSession::handOver(SlrSink& sink) {
     pointings_.sort();
     supplements_.sort();
     settings_ = slrCorrections();
+    lacking_ = {};
     auto remark = remarks_.cbegin();
     ObsRecord rec;
     for (const Range& range : ranges_) {
@@ -124,7 +125,7 @@ void CrdSession::handOver(SlrSink& sink) {
         sink.observation(rec, range.lineNumber);
     }
     for (; remark != remarks_.cend(); ++remark) tell(*remark, sink);
-    noteNoiseAndDelay(sink);
+    noteWhatRangesAre(sink);
     ranges_.clear();
     remarks_.clear();
     conditions_.clear();
@@ -138,14 +139,15 @@ void CrdSession::tell(const Remark& remark, SlrSink& sink) const {
     else sink.note(remark.why.message());
 }
 
-void CrdSession::noteNoiseAndDelay(SlrSink& sink) const {
+void CrdSession::noteWhatRangesAre(SlrSink& sink) const {
     if (ranges_.empty()) return;
     const std::string from = "from line " + std::to_string(ranges_.front().lineNumber) + " on";
     if (noise_ > 0)
         sink.note("ReadCrd: " + std::to_string(noise_) + " of " + std::to_string(ranges_.size()) + " ranges " + from +
                   " are flagged as noise; they are taken, with first indicator 1.");
-    if (facts_.systemDelayMissing)
+    if ((facts_.applied & kSlrSystemDelayLeft) != 0)
         sink.note("ReadCrd: Ranges " + from + " still contain the station's system delay, as their header says.");
+    if (std::string text = lacking_.text(ranges_.front().lineNumber); !text.empty()) sink.note(std::move(text));
 }
 
 double CrdSession::secondOf(const Range& range) const {
@@ -159,6 +161,7 @@ void CrdSession::form(const Range& range, ObsRecord& rec) {
     rec = slrRangeRecord(facts_.satNum, facts_.senNum, facts_.dayDs50 + range.dayShift, bounceSecondOfDay,
                          slrRangeKm(range.record.timeOfFlightS, facts_.twoWay));
     if (range.isNoise) rec.indicator1 = kNoiseIndicator;
+    rec.indicator2 = facts_.applied;
     const Line30Rec* pointing = pointings_.size() == 0 ? nullptr : pointings_.nearest(secondOf(range), kSameTimeS);
     if (pointing != nullptr) {
         rec.obsType = kTypeAzElRange;
@@ -166,11 +169,14 @@ void CrdSession::form(const Range& range, ObsRecord& rec) {
         rec.elOrDec = pointing->elevationDeg;
     }
     constexpr double kMetresPerKm = 1e3;
-    if (settings_.troposphere != SlrTroposphere::none || settings_.centreOfMass)
-        rec.range += correctionM(range, pointing) / kMetresPerKm;
+    if (settings_.troposphere == SlrTroposphere::none && !settings_.centreOfMass) return;
+    const SlrCorrection correct = correction(range, pointing);
+    rec.range += correct.metres / kMetresPerKm;
+    rec.indicator2 = correct.applied;
+    lacking_.count(correct);
 }
 
-double CrdSession::correctionM(const Range& range, const Line30Rec* pointing) {
+SlrCorrection CrdSession::correction(const Range& range, const Line30Rec* pointing) {
     const double second = secondOf(range);
     const auto [before, after] = conditions_.around(second);
     AtmCondRec conditions;
@@ -186,9 +192,8 @@ double CrdSession::correctionM(const Range& range, const Line30Rec* pointing) {
     context.ilrsId = facts_.ilrsId;
     context.troposphericPs = given != nullptr ? given->troposphericPs : kNotKnown;
     context.centreOfMassM = given != nullptr ? given->centreOfMassM : kNotKnown;
-    context.troposphereApplied = facts_.troposphereApplied;
-    context.centreOfMassApplied = facts_.centreOfMassApplied;
-    return slrCorrectionM(context, settings_);
+    context.applied = facts_.applied;
+    return slrCorrection(context, settings_);
 }
 
 /// NaN when no pointing is near.

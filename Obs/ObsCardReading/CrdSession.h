@@ -22,9 +22,7 @@ struct CrdSessionFacts {
     std::int32_t ilrsId = 0;
     std::int32_t senNum = 0;
     bool twoWay = true;
-    bool troposphereApplied = false;
-    bool centreOfMassApplied = false;
-    bool systemDelayMissing = false;  ///< the header says that it is not applied
+    std::int32_t applied = 0;  ///< second indicator of its ranges as they stand
 };
 
 /// Record 12: what the file itself gives for corrections, NaN where it does not.
@@ -103,10 +101,10 @@ private:
     double secondOf(const Range& range) const;
     double place(double secondOfDay) const;
     void form(const Range& range, ObsRecord& rec);
-    double correctionM(const Range& range, const Line30Rec* pointing);
+    SlrCorrection correction(const Range& range, const Line30Rec* pointing);
     double elevationDeg(double second, const Line30Rec* pointing);
     void tell(const Remark& remark, SlrSink& sink) const;
-    void noteNoiseAndDelay(SlrSink& sink) const;
+    void noteWhatRangesAre(SlrSink& sink) const;
 
     CrdSessionFacts facts_;
     std::vector<Range> ranges_;
@@ -117,6 +115,7 @@ private:
     CrdTimeLine<Line30Rec> pointings_;
     CrdTimeLine<CrdSupplement> supplements_;
     SlrCorrectionSettings settings_;
+    SlrLackingCorrections lacking_;
 };
 
 }  // namespace obs

@@ -31,6 +31,7 @@ bool LineReader::next(std::string_view& line) {
         end = limit_;
         break;
     }
+    hasEnd_ = end != limit_;
     auto length = static_cast<std::size_t>(end - at_);
     if (length > 0 && length <= kKeptOfLongLine && at_[length - 1] == '\r') --length;
     line = current_ = {at_, std::min(length, kCardLength)};

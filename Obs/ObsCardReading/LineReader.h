@@ -26,6 +26,9 @@ public:
     /// The line that the last `next` gave; good until the next call.
     std::string_view currentLine() const { return current_; }
 
+    /// Whether the current line has its end: the last line of a file that was cut has none.
+    bool currentHasEnd() const { return hasEnd_; }
+
     /// The number of the current line, from 1.
     std::int64_t lineNumber() const { return lineNumber_; }
 
@@ -52,6 +55,7 @@ private:
     std::int64_t lineNumber_ = 0;
     bool atEnd_ = false;
     bool failed_ = false;
+    bool hasEnd_ = true;
 };
 
 }  // namespace obs

@@ -89,7 +89,7 @@ void firstPass(LineReader& lines, LoadState& state) {
     SlrSectionReader section(state);
     std::string_view line;
     while (lines.next(line)) {
-        if (section.take(line, lines.lineNumber()) || !isFirstPassLine(line)) continue;
+        if (section.take(lines) || !isFirstPassLine(line)) continue;
         const std::string copy(line);  // the reader's text does not outlive an include file's reading
         actInFirstPass(copy, section, state);
     }

@@ -69,7 +69,7 @@ ObservationPass::Step ObservationPass::takeLine(std::string_view line, LineReade
 ObservationPass::Step ObservationPass::takeSlrBlock(LineReader& lines, Mode mode) {
     if (mode == Mode::tentative) return Step::mustBeFinal;
     SlrBatchSink sink(batch_);
-    readSlrBlock(lines, sink);
+    readSlrBlock(lines, sink, section_.isOpen() ? CrdInBlocks::allEnd : CrdInBlocks::headersEnd);
     return Step::done;
 }
 

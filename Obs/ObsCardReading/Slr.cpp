@@ -63,7 +63,7 @@ void readSlrFile(family::Unit unit, LoadState& state) {
     LineReader lines(unit);
     std::string_view line;
     while (lines.next(line)) {
-        if (isCommentOrBlank(line) || records.take(line, lines.lineNumber())) continue;
+        if (isCommentOrBlank(line) || records.take(line, lines.lineNumber(), lines.currentHasEnd())) continue;
         if (ObsCardType(line) == LineClass::slrBlock) {
             records.endSession();
             readSlrBlock(lines, sink);
@@ -88,8 +88,9 @@ bool introducesSlrSection(std::string_view line) {
 SlrSectionReader::SlrSectionReader(LoadState& state)
     : batch_(state, -1, kBytesPerRange), sink_(batch_), records_(sink_) {}
 
-bool SlrSectionReader::take(std::string_view line, std::int64_t lineNumber) {
-    return section_.takes(line) && records_.take(line, lineNumber);
+bool SlrSectionReader::take(const LineReader& lines) {
+    const std::string_view line = lines.currentLine();
+    return section_.takes(line) && records_.take(line, lines.lineNumber(), lines.currentHasEnd());
 }
 
 void SlrSectionReader::finish() {

@@ -36,6 +36,7 @@ bool introducesSlrSection(std::string_view line);
 class SlrSection {
 public:
     void open() { open_ = true; }
+    bool isOpen() const { return open_; }
 
     /// Whether the line is a laser-ranging record of an open section. The end record closes it.
     bool takes(std::string_view line) {
@@ -56,10 +57,13 @@ public:
     void open() { section_.open(); }
 
     /// Takes a record of an open section; false for any other line.
-    bool take(std::string_view line, std::int64_t lineNumber);
+    bool take(const LineReader& lines);
 
-    /// Enters what was read so far, so that what is loaded next comes after it.
-    void flush() { batch_.flush(); }
+    /// Enters what was read so far, be it of an unfinished session, so that what is loaded next comes after it.
+    void flush() {
+        records_.handOver();
+        batch_.flush();
+    }
 
     void finish();
 

@@ -37,6 +37,14 @@ bool hasDigit(const CardText& line, Columns columns) {
     return std::any_of(text.begin(), text.end(), isDigit);
 }
 
+/// Whether an item is there as a whole: its last columns may be hyphens, but not blank or beyond the line.
+bool isWhole(const CardText& line, Columns columns) {
+    const std::string_view text = line.at(columns);
+    const std::size_t first = text.find_first_not_of(' ');
+    return text.size() == columns.width() && first != std::string_view::npos &&
+           text.find(' ', first) == std::string_view::npos && hasDigit(line, columns);
+}
+
 /// The number in some columns (up to 12); a hyphen, a blank and a column beyond the line read as the digit 0.
 std::int64_t number(const CardText& line, Columns columns) {
     std::int64_t sum = 0;
@@ -51,10 +59,16 @@ std::int32_t shortNumber(const CardText& line, Columns columns) {
     return static_cast<std::int32_t>(number(line, columns));
 }
 
-bool isData(std::string_view line) {
-    const std::size_t first = line.find_first_not_of(' ');
-    return first != std::string_view::npos && isItemCharacter(line[first]) &&
-           ObsCardType(line) == LineClass::notObservation && !isCrdRecord(line);
+/// An item in units of which `perUnit` make one of the result; not a number when it is missing or cut.
+double valueOf(const CardText& line, Columns columns, double perUnit) {
+    return isWhole(line, columns) ? static_cast<double>(number(line, columns)) / perUnit : kNotGiven;
+}
+
+/// NOTE: one damaged character must not end a block, or all that follows would go unread without a word.
+bool endsBlock(std::string_view line, CrdInBlocks records) {
+    constexpr Columns kRange{layout::kFiringTime.first, layout::kTimeOfFlight.last};
+    if (ObsCardType(line) != LineClass::notObservation || !hasDigit(line, kRange)) return true;
+    return isCrdRecord(line) && (records == CrdInBlocks::allEnd || upperCase(line.front()) == 'H');
 }
 
 // --- Pass -----------------------------------------------------------------------------------
@@ -101,9 +115,10 @@ MaybeRefusal readHeader(const CardText& line, Pass& pass) {
 
 class BlockReader {
 public:
-    BlockReader(LineReader& lines, SlrSink& sink)
+    BlockReader(LineReader& lines, SlrSink& sink, CrdInBlocks records)
         : lines_(lines),
           sink_(sink),
+          records_(records),
           markLine_(lines.lineNumber()),
           engineering_(lines.currentLine().substr(0, layout::kEngineeringMark.size()) == layout::kEngineeringMark),
           columns_(engineering_ ? layout::kEngineering : layout::kNormalPoint),
@@ -126,6 +141,7 @@ public:
         }
         if (headerRefusal_ && !anyData) sink_.refuse(*headerRefusal_, headerText, headerLine);
         noteCheckSums();
+        if (std::string text = lacking_.text(markLine_); !text.empty()) sink_.note(std::move(text));
     }
 
 private:
@@ -133,9 +149,11 @@ private:
     bool nextData(std::string_view& line) {
         while (lines_.next(line)) {
             if (isCommentOrBlank(line)) continue;
-            if (isData(line)) return true;
-            lines_.goTo(lines_.beforeCurrentLine());
-            return false;
+            if (endsBlock(line, records_)) {
+                lines_.goTo(lines_.beforeCurrentLine());
+                return false;
+            }
+            if (!isCrdComment(line)) return true;
         }
         return false;
     }
@@ -152,41 +170,44 @@ private:
 
     bool readRange(const CardText& line, ObsRecord& rec) {
         constexpr double kUnitsPerS = 1e7, kPsPerS = 1e12, kLongestDayS = 86401;  // with a leap second
-        const double firing = static_cast<double>(number(line, layout::kFiringTime)) / kUnitsPerS;
-        double timeOfFlight = static_cast<double>(number(line, layout::kTimeOfFlight)) / kPsPerS;
-        if (engineering_) timeOfFlight -= pass_.systemDelayS;
-        if (!holdsItems(line, columns_.summed) || !hasDigit(line, layout::kFiringTime) || firing >= kLongestDayS ||
-            timeOfFlight <= 0)
-            return false;
-        const double startOfPass = firstFiring_ < 0 ? firing : firstFiring_;
-        rec = slrRangeRecord(pass_.satNum, pass_.senNum, pass_.dayDs50 + slrDayShift(firing, startOfPass),
+        if (!holdsItems(line, layout::kFiringTime)) return false;
+        const double firing = valueOf(line, layout::kFiringTime, kUnitsPerS);
+        if (!(firing < kLongestDayS)) return false;
+        if (firstFiring_ < 0) firstFiring_ = firing;
+        const double timeOfFlight =
+            valueOf(line, layout::kTimeOfFlight, kPsPerS) - (engineering_ ? pass_.systemDelayS : 0);
+        if (!holdsItems(line, columns_.summed) || !(timeOfFlight > 0)) return false;
+        rec = slrRangeRecord(pass_.satNum, pass_.senNum, pass_.dayDs50 + slrDayShift(firing, firstFiring_),
                              firing + timeOfFlight / 2, slrRangeKm(timeOfFlight));
-        if (engineering_ && !readAngles(line, rec)) return false;
-        firstFiring_ = startOfPass;
-        correct(line, rec);
+        correct(line, rec, engineering_ ? readAngles(line, rec) : kNotGiven);
         return true;
     }
 
-    /// Angles of unknown origin are not kept, but may serve the corrections.
-    bool readAngles(const CardText& line, ObsRecord& rec) {
+    /// Gives the elevation: angles of unknown origin are not kept, but may serve the corrections.
+    double readAngles(const CardText& line, ObsRecord& rec) const {
         constexpr double kUnitsPerDegree = 1e4;
-        elevationDeg_ = static_cast<double>(number(line, layout::kElevation)) / kUnitsPerDegree;
+        const double azimuthDeg = valueOf(line, layout::kAzimuth, kUnitsPerDegree);
+        const double elevationDeg = valueOf(line, layout::kElevation, kUnitsPerDegree);
+        if (!(azimuthDeg <= kMostAzimuthDeg && elevationDeg <= kMostElevationDeg)) return kNotGiven;
         const std::int32_t origin = shortNumber(line, layout::kAngleOrigin);
-        if (origin < 1 || origin > 3 || !hasDigit(line, layout::kElevation)) return true;
+        if (origin < 1 || origin > 3) return elevationDeg;
         rec.obsType = kTypeAnglesAndRange;
-        rec.elOrDec = elevationDeg_;
-        rec.azOrRa = static_cast<double>(number(line, layout::kAzimuth)) / kUnitsPerDegree;
-        return rec.elOrDec <= 90 && rec.azOrRa <= 360;
+        rec.azOrRa = azimuthDeg;
+        return rec.elOrDec = elevationDeg;
     }
 
-    void correct(const CardText& line, ObsRecord& rec) const {
+    void correct(const CardText& line, ObsRecord& rec, double elevationDeg) {
+        if (settings_.troposphere == SlrTroposphere::none && !settings_.centreOfMass) return;
         constexpr double kTenths = 10, kMetresPerKm = 1e3;
-        const AtmCondRec conditions{rec.obsTime, static_cast<double>(number(line, columns_.pressure)) / kTenths,
-                                    static_cast<double>(number(line, columns_.temperature)) / kTenths,
-                                    static_cast<double>(number(line, columns_.humidity))};
-        const SlrRangeContext range{&conditions,  pass_.wavelengthUm, elevationDeg_, pass_.senNum, pass_.satNum,
-                                    pass_.ilrsId, kNotGiven,          kNotGiven,     false,        false};
-        rec.range += slrCorrectionM(range, settings_) / kMetresPerKm;
+        const AtmCondRec conditions{rec.obsTime, valueOf(line, columns_.pressure, kTenths),
+                                    valueOf(line, columns_.temperature, kTenths), valueOf(line, columns_.humidity, 1)};
+        const SlrRangeContext range{&conditions,  pass_.wavelengthUm, elevationDeg,
+                                    pass_.senNum, pass_.satNum,       pass_.ilrsId,
+                                    kNotGiven,    kNotGiven,          0};
+        const SlrCorrection correction = slrCorrection(range, settings_);
+        rec.range += correction.metres / kMetresPerKm;
+        rec.indicator2 = correction.applied;
+        lacking_.count(correction);
     }
 
     /// The digits of all summed columns added, modulo 100. A line without a sum is not looked at.
@@ -207,22 +228,23 @@ private:
 
     LineReader& lines_;
     SlrSink& sink_;
+    CrdInBlocks records_;
     std::int64_t markLine_;
     bool engineering_;
     const layout::DataColumns& columns_;
     SlrCorrectionSettings settings_;
     Pass pass_;
     MaybeRefusal headerRefusal_;
-    double firstFiring_ = -1;  ///< second of day of the first range, which stands for the start of the pass
-    double elevationDeg_ = kNotGiven;
+    double firstFiring_ = -1;  ///< second of day on the first line that has one: the start of the pass
+    SlrLackingCorrections lacking_;
     std::int64_t badSums_ = 0;
     std::int64_t firstBadSumLine_ = 0;
 };
 
 }  // namespace
 
-void readSlrBlock(LineReader& lines, SlrSink& sink) {
-    BlockReader(lines, sink).run();
+void readSlrBlock(LineReader& lines, SlrSink& sink, CrdInBlocks records) {
+    BlockReader(lines, sink, records).run();
 }
 
 }  // namespace obs

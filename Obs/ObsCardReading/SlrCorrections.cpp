@@ -28,9 +28,14 @@ double square(double x) {
 // --- Validity -------------------------------------------------------------------------------
 
 /// Beyond these a reading is missing or wrong: some writers put 0 for what they have not measured.
-bool plausible(const AtmCondRec& conditions) {
-    return conditions.pressureHpa >= 300 && conditions.pressureHpa <= 1100 && conditions.temperatureK >= 200 &&
-           conditions.temperatureK <= 340 && conditions.humidityPercent >= 0 && conditions.humidityPercent <= 100;
+bool plausible(const AtmCondRec& air) {
+    return air.pressureHpa >= kLeastPressureHpa && air.pressureHpa <= kMostPressureHpa &&
+           air.temperatureK >= kLeastTemperatureK && air.temperatureK <= kMostTemperatureK;
+}
+
+/// The wet part of the delay is millimetres: not to know the humidity is no reason to leave out the metres.
+double humidityPercent(const AtmCondRec& air) {
+    return air.humidityPercent >= 0 && air.humidityPercent <= 100 ? air.humidityPercent : kUsualHumidityPercent;
 }
 
 /// Wavelengths are given in whole nanometres or finer; 354.7 is the 355 of the model's limit.
@@ -58,7 +63,7 @@ double modelledDelayM(const SlrRangeContext& range, SlrTroposphere model) {
                               station.heightM,
                               air.pressureHpa,
                               air.temperatureK,
-                              vapourPressureHpa(air.temperatureK, air.humidityPercent),
+                              vapourPressureHpa(air.temperatureK, humidityPercent(air)),
                               range.wavelengthUm};
     return mendesPavlis ? mendesPavlisM(input, range.elevationDeg) : mariniMurrayM(input, range.elevationDeg);
 }
@@ -66,8 +71,8 @@ double modelledDelayM(const SlrRangeContext& range, SlrTroposphere model) {
 double troposphereDelayM(const SlrRangeContext& range, SlrTroposphere model) {
     constexpr double kMetresPerKm = 1e3;
     constexpr double kSecondsPerPs = 1e-12;
-    if (model == SlrTroposphere::none || range.troposphereApplied) return 0;
-    if (range.troposphericPs > 0 && std::isfinite(range.troposphericPs))
+    constexpr double kLeastPs = 3000, kMostPs = 150'000;  // files hold 0, metres and other units
+    if (range.troposphericPs >= kLeastPs && range.troposphericPs <= kMostPs)
         return range.troposphericPs * kSecondsPerPs * family::speedoflightkms() * kMetresPerKm;
     return modelledDelayM(range, model);
 }
@@ -93,7 +98,6 @@ bool plausibleCentreOfMass(double distanceM) {
 }
 
 double centreOfMassM(const SlrRangeContext& range) {
-    if (range.centreOfMassApplied) return 0;
     if (plausibleCentreOfMass(range.centreOfMassM)) return range.centreOfMassM;
     const auto found = std::find_if(kCentresOfMass.begin(), kCentresOfMass.end(), [&](const CentreOfMass& one) {
         return one.satNum == range.satNum || one.ilrsId == range.ilrsId;
@@ -111,8 +115,30 @@ SlrCorrectionSettings slrCorrections() {
     return gSettings.load(std::memory_order_relaxed);
 }
 
-double slrCorrectionM(const SlrRangeContext& range, const SlrCorrectionSettings& settings) {
-    return (settings.centreOfMass ? centreOfMassM(range) : 0) - troposphereDelayM(range, settings.troposphere);
+SlrCorrection slrCorrection(const SlrRangeContext& range, const SlrCorrectionSettings& settings) {
+    SlrCorrection correction{0, range.applied, 0};
+    const auto take = [&correction](double metres, std::int32_t which) {
+        correction.metres += metres;
+        (metres != 0 ? correction.applied : correction.lacking) |= which;
+    };
+    if (settings.troposphere != SlrTroposphere::none && (range.applied & kSlrTroposphereApplied) == 0)
+        take(-troposphereDelayM(range, settings.troposphere), kSlrTroposphereApplied);
+    if (settings.centreOfMass && (range.applied & kSlrCentreOfMassApplied) == 0)
+        take(centreOfMassM(range), kSlrCentreOfMassApplied);
+    return correction;
+}
+
+std::string SlrLackingCorrections::text(std::int64_t firstLine) const {
+    if (troposphere_ + centreOfMass_ == 0) return {};
+    std::string text = "ReadSlr: Not corrected of " + std::to_string(ranges_) + " ranges from line " +
+                       std::to_string(firstLine) + " on:";
+    const auto add = [&text](std::int64_t count, const char* what) {
+        if (count > 0) text.append(" ").append(std::to_string(count)).append(what);
+    };
+    add(troposphere_,
+        " for the troposphere (no elevation, weather, wavelength or station position, or beyond the model).");
+    add(centreOfMass_, " for the centre of mass (no distance known).");
+    return text;
 }
 
 double vapourPressureHpa(double temperatureK, double humidityPercent) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "Obs/ObsTypes/Companions.h"
 
@@ -20,6 +21,11 @@ struct alignas(8) SlrCorrectionSettings {
 void setSlrCorrections(const SlrCorrectionSettings& settings);
 SlrCorrectionSettings slrCorrections();
 
+/// What the second indicator of a laser range tells about it: a sum of these.
+inline constexpr std::int32_t kSlrTroposphereApplied = 1;   ///< by the file or when it was read
+inline constexpr std::int32_t kSlrCentreOfMassApplied = 2;  ///< likewise
+inline constexpr std::int32_t kSlrSystemDelayLeft = 4;      ///< the range still contains the station's system delay
+
 /// What is known about one range. The sensor library gives the station's latitude and height by `senNum`.
 struct SlrRangeContext {
     const AtmCondRec* conditions;  ///< at the time of the range; null: none
@@ -28,17 +34,45 @@ struct SlrRangeContext {
     std::int32_t senNum;
     std::int32_t satNum;
     std::int32_t ilrsId;
-    double troposphericPs;    ///< delay that the file itself gives, one-way, ps; NaN none
-    double centreOfMassM;     ///< distance that the file itself gives, one-way, m; NaN none
-    bool troposphereApplied;  ///< already in the data
-    bool centreOfMassApplied;
+    double troposphericPs;  ///< delay that the file itself gives, one-way, ps; NaN none
+    double centreOfMassM;   ///< distance that the file itself gives, one-way, m; NaN none
+    std::int32_t applied;   ///< already in the data: second indicator
 };
 
-/// Metres to add to a one-way range: negative for the troposphere, positive for the centre of mass.
-/// What the file gives goes before model and table (0 and less is no value, nor is a distance of 20 m and more).
+/// A correction of one range.
+struct SlrCorrection {
+    double metres = 0;         ///< to add to the one-way range
+    std::int32_t applied = 0;  ///< second indicator of the corrected range
+    std::int32_t lacking = 0;  ///< of its first two terms those that were asked for and could not be computed
+};
+
+/// The correction of a range: negative for the troposphere, positive for the centre of mass.
+/// What the file gives goes before model and table, a delay from 3000 to 150000 ps (one way: from less than half of
+/// the zenith delay of a high site to that far below 3 degrees) and a distance below 20 m; others are no values.
 /// What cannot be computed is not applied: no conditions, wavelength, elevation or station, or one outside the
 /// model's validity; a satellite that the table lacks.
-double slrCorrectionM(const SlrRangeContext& range, const SlrCorrectionSettings& settings);
+SlrCorrection slrCorrection(const SlrRangeContext& range, const SlrCorrectionSettings& settings);
+
+/// Pressures and temperatures of air where there are stations, and the humidity in place of one that is not known.
+inline constexpr double kLeastPressureHpa = 300, kMostPressureHpa = 1100;
+inline constexpr double kLeastTemperatureK = 200, kMostTemperatureK = 340;
+inline constexpr double kUsualHumidityPercent = 50;
+
+/// The ranges of a session or block that lack a correction asked for.
+class SlrLackingCorrections {
+public:
+    void count(const SlrCorrection& correction) {
+        ++ranges_;
+        troposphere_ += (correction.lacking & kSlrTroposphereApplied) != 0 ? 1 : 0;
+        centreOfMass_ += (correction.lacking & kSlrCentreOfMassApplied) != 0 ? 1 : 0;
+    }
+
+    /// What there is to say; empty when none lacks any.
+    std::string text(std::int64_t firstLine) const;
+
+private:
+    std::int64_t ranges_ = 0, troposphere_ = 0, centreOfMass_ = 0;
+};
 
 // --- Models of the troposphere, one-way delays in metres -----------------------------------
 

@@ -23,7 +23,8 @@ MaybeRefusal slrSatellite(std::int32_t ilrsId, std::int32_t catalogueNumber, std
 MaybeRefusal slrSensor(std::int32_t padNumber, std::int32_t& senNum) {
     senNum = Nasa2SsnSen(padNumber);
     family::SensorData sensor;
-    if (senNum == 0 && padNumber > 0 && family::findsendata(padNumber, sensor)) senNum = padNumber;
+    const bool mayBeSensor = padNumber >= kLowestPadSensor && padNumber <= kHighestPadSensor;
+    if (senNum == 0 && mayBeSensor && family::findsendata(padNumber, sensor)) senNum = padNumber;
     if (senNum != 0) return std::nullopt;
     return Refusal{"ReadSlr: Laser station ", std::to_string(padNumber), 0, " has no known sensor number."};
 }

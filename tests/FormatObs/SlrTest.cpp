@@ -24,7 +24,7 @@ constexpr double kStart = 25567 + 86062.5 / 86400;  // 2019 December 31, 337.5 s
 
 /// A range in seconds after the start.
 void add(double seconds, std::int32_t satNum = kLageos, std::int32_t senNum = 18, std::int32_t type = 6,
-         double rangeKm = 7800, std::int32_t gid = 0) {
+         double rangeKm = 7800, std::int32_t gid = 0, std::int32_t indicator2 = 0) {
     ObsRecord rec;
     rec.satNum = satNum;
     rec.senNum = senNum;
@@ -33,6 +33,7 @@ void add(double seconds, std::int32_t satNum = kLageos, std::int32_t senNum = 18
     rec.range = rangeKm;
     rec.azOrRa = 123.4567;
     rec.elOrDec = 45.6789;
+    rec.indicator2 = indicator2;
     ASSERT_GT(AddObOnly(rec, gid), 0);
 }
 
@@ -73,26 +74,24 @@ TEST_F(SlrWriter, wholeFile) {
     ASSERT_EQ(FamilyAddSensor(18, "7090 Yarragadee MOBLAS-5", -29, 115, 241), 0);
     add(0, kLageos, 18, 2);
     add(675);
-    add(168.75, 38077, 60);
+    add(168.75, 38077, 60, 6, 7800, 0, 5);
     const std::string fullRate = " 0.052035998851 std 1 2 na na na na";
     EXPECT_EQ(saved(),
               (std::vector<std::string>{
                   "H1 CRD 2", "H2 na 1884 na na 7 na", "H3 na na na 38077 0 1 1",
-                  "H4 0 2019 12 31 23 57 11 2019 12 31 23 57 11 0 0 0 0 1 0 2 2", "C0 0 na std",
+                  "H4 0 2019 12 31 23 57 11 2019 12 31 23 57 12 0 1 0 0 0 0 2 2", "C0 0 na std",
                   "10 86231.2500000" + fullRate, "H8",
                   "H1 CRD 2", "H2 7090_Yarragadee_MOBLAS-5 7090 na na 7 na", "H3 na 7603901 na 8820 0 1 1",
-                  "H4 0 2019 12 31 23 54 22 2020 1 1 0 5 37 0 0 0 0 1 0 2 2", "C0 0 na std",
+                  "H4 0 2019 12 31 23 54 22 2020 1 1 0 5 38 0 0 0 0 1 0 2 2", "C0 0 na std",
                   "10 86062.5000000" + fullRate, "30 86062.5000000 123.456700 45.678900 0 3 na na na",
                   "10 337.5000000" + fullRate, "H8", "H9"}));
     EXPECT_EQ(count(saved(0, 1), "11 337.5000000 0.052035998851 std 1 na na na na na na na na na"), 1);
     EXPECT_EQ(count(linesOfFile(), "H4 1 "), 2);
-    ObsSetSlrCorrections(1, 1);
-    EXPECT_EQ(saved()[3], "H4 0 2019 12 31 23 57 11 2019 12 31 23 57 11 0 1 1 0 1 0 2 2");
-    ObsSetSlrCorrections(0, 0);
     EXPECT_EQ(ObsSetSlrCorrections(3, 0), 2);
 }
 
-// A gap of more than half an hour, eight hours, another satellite and another station each begin a session.
+// A gap of more than half an hour, eight hours, another satellite and another station each begin a session, and so do
+// other corrections and ranges with angles that are near to ranges without.
 TEST_F(SlrWriter, sessionsAndWhatIsLeftOut) {
     for (const double seconds : {0.0, 1799.0, 3600.0}) add(seconds);
     add(1, 22195);
@@ -104,6 +103,14 @@ TEST_F(SlrWriter, sessionsAndWhatIsLeftOut) {
     EXPECT_EQ(count(saved(), "H8"), 4);
     add(kEightHoursOn + 1);
     EXPECT_EQ(count(saved(), "H8"), 5);
+
+    add(4, kLageos, 18, 2);
+    EXPECT_EQ(count(saved(), "H8"), 5);
+    add(4.001);
+    add(5, kLageos, 18, 6, 7800, 0, 2);
+    add(6, kLageos, 18, 6, 7800, 0, 9);  // not given
+    EXPECT_EQ(count(saved(), "H8"), 7);
+    EXPECT_EQ(count(linesOfFile(), "H2 na 7090 na na 7 na"), 6);
 
     ASSERT_EQ(FamilyAddSensor(7999, "", 0, 0, 0), 0);
     obsemptytree();
@@ -119,7 +126,7 @@ TEST_F(SlrWriter, sessionsAndWhatIsLeftOut) {
 }
 
 // Times of the last sixty years come back bit for bit, ranges within half a picosecond of flight there and back,
-// angles within half a unit of the sixth decimal.
+// angles within half a unit of the sixth decimal; ranges half a millisecond apart take no angles from each other.
 TEST_F(SlrWriter, readsBackWithinItsLimits) {
     struct Checker final : SlrSink {
         std::map<double, ObsRecord> written;
@@ -127,8 +134,8 @@ TEST_F(SlrWriter, readsBackWithinItsLimits) {
             constexpr double kHalfPicosecondKm = 299792.458e-12 / 4, kHalfAngleUnit = 0.5e-6, kRounding = 1.01;
             const ObsRecord out = written.at(back.obsTime);
             written.erase(back.obsTime);
-            EXPECT_EQ(std::tuple(back.satNum, back.senNum, back.obsType, back.indicator1),
-                      std::tuple(out.satNum, out.senNum, out.obsType, out.indicator1));
+            EXPECT_EQ(std::tuple(back.satNum, back.senNum, back.obsType, back.indicator1, back.indicator2),
+                      std::tuple(out.satNum, out.senNum, out.obsType, out.indicator1, out.indicator2));
             EXPECT_NEAR(back.range, out.range, kRounding * kHalfPicosecondKm);
             EXPECT_NEAR(back.azOrRa, out.azOrRa, kRounding * kHalfAngleUnit);
             EXPECT_NEAR(back.elOrDec, out.elOrDec, kRounding * kHalfAngleUnit);
@@ -141,13 +148,16 @@ TEST_F(SlrWriter, readsBackWithinItsLimits) {
     ObsRecord rec;
     rec.senNum = 50;
     for (int i = 0; i < 500; ++i) {
-        rec.obsTime = i % 10 != 0 ? rec.obsTime + share(random) / 200 : anyTime(random);
+        rec.obsTime = i % 10 == 0  ? anyTime(random)
+                      : i % 2 == 0 ? rec.obsTime + share(random) / 200
+                                   : rec.obsTime + 0.5e-3 / 86400;
         rec.satNum = 1 + i / 10;
         rec.obsType = i % 3 == 0 ? 2 : 6;
         rec.indicator1 = i % 7 == 0;
+        rec.indicator2 = i / 10 % 8;
         rec.range = anyRange(random);
         rec.azOrRa = rec.obsType == 2 ? 359 * share(random) : 0;
-        rec.elOrDec = rec.obsType == 2 ? 90 * share(random) : 0;
+        rec.elOrDec = rec.obsType == 2 ? 180 * share(random) - 90 : 0;
         checker.written[rec.obsTime] = rec;
         ASSERT_GT(AddObOnly(rec), 0);
     }
@@ -162,7 +172,7 @@ TEST_F(SlrWriter, saveModesGroupsAndRefusals) {
     EXPECT_EQ(saved(1).size(), 2 * one - 1);  // one end mark for both
     EXPECT_EQ(saved(1).back(), "H9");
     EXPECT_EQ(count(saved(1), "H9"), 1);
-    std::ofstream(file_) << "H1 CRD 2 2020 1 1 0\nh9  \r\n\n";
+    std::ofstream(file_) << "H1 CRD 2 2020 1 1 0\nh9 end\r\n" << std::string(300000, '\n');
     EXPECT_EQ(saved(1).size(), one + 1);
     add(1, 22195, 18, 6, 7800, 5);
     ASSERT_EQ(ObsSaveSlrFileGID(file_.c_str(), 5, 0, 0), 0);
@@ -170,6 +180,11 @@ TEST_F(SlrWriter, saveModesGroupsAndRefusals) {
     EXPECT_EQ(count(linesOfFile(), "H3"), 1);
     EXPECT_EQ(ObsSaveSlrFile(file_.c_str(), 0, 2), 2);
     EXPECT_NE(ObsSaveSlrFile("/nowhere/at/all.crd", 0, 0), 0);
+    {
+        const TestLog log;
+        EXPECT_EQ(ObsSaveSlrFile("/dev/full", 1, 0), 0);
+        EXPECT_EQ(std::pair(log.errors.size(), log.informations.size()), std::pair(std::size_t{1}, std::size_t{0}));
+    }
     std::filesystem::remove(file_);
     obsemptytree();
     EXPECT_EQ(ObsSaveSlrFileGID(file_.c_str(), 5, 0, 0), 0);

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "Obs/ObsCardReading/Slr.h"
 #include "Obs/ObsCardReading/SlrCorrections.h"
 #include "siblings/include/ObsFamily.h"
 
@@ -32,6 +33,7 @@ struct Read final : SlrSink {
     std::vector<std::pair<std::int64_t, std::string>> refusals;
     std::vector<std::string> notes;
     std::string next;
+    bool markBehind = false;
 
     Read(const std::string& mark, const std::vector<std::string>& block) {
         const std::string file = std::filesystem::temp_directory_path() / ("slr." + std::to_string(::getpid()));
@@ -46,6 +48,7 @@ struct Read final : SlrSink {
         EXPECT_TRUE(lines.next(line));
         readSlrBlock(lines, *this);
         if (lines.next(line)) next = line;
+        markBehind = GoPassHeaderRecord(lines);
         family::fileclose(unit);
         std::filesystem::remove(file);
     }
@@ -84,8 +87,12 @@ TEST(SlrBlocks, sampledEngineeringData) {
     } const cases[] = {
         {"measured angles", kShot, 2, 123.4567, 45.6789, correctedKm},
         {"of unknown origin", edited(kShot, 49, "0"), 6, 0, 0, correctedKm},
-        {"no angles", edited(kShot, 50, "-------------"), 6, 0, 0, rawKm + 0.000251},
+        {"no azimuth", edited(kShot, 50, "-------"), 6, 0, 0, rawKm + 0.000251},
+        {"too high", edited(kShot, 57, "900001"), 6, 0, 0, rawKm + 0.000251},
+        {"too far round", edited(kShot, 50, "3600001"), 6, 0, 0, rawKm + 0.000251},
         {"no weather", edited(kShot, 25, "-----"), 2, 123.4567, 45.6789, rawKm + 0.000251},
+        {"cut in the elevation", kShot.substr(0, 61), 6, 0, 0, rawKm + 0.000251},
+        {"the range alone", kShot.substr(0, 24), 6, 0, 0, rawKm + 0.000251},
     };
     for (const auto& one : cases) {
         const Read read("88888", {kHeader, one.line});
@@ -94,15 +101,19 @@ TEST(SlrBlocks, sampledEngineeringData) {
         EXPECT_EQ(rec.obsType, one.type) << one.what;
         EXPECT_EQ(std::pair(rec.azOrRa, rec.elOrDec), std::pair(one.azimuthDeg, one.elevationDeg)) << one.what;
         EXPECT_NEAR(rec.range, one.rangeKm, 1e-11) << one.what;  // roundings of a sum of some thousand km
+        EXPECT_EQ(rec.indicator2, one.rangeKm == correctedKm ? 3 : 2) << one.what;
+        EXPECT_EQ(read.notes.size(), one.rangeKm == correctedKm ? 1u : 2u) << one.what;
     }
     setSlrCorrections({});
     FamilyRemoveSensors();
 }
 
 TEST(SlrBlocks, badDataLines) {
+    std::vector<std::string> lines{kShot.substr(0, 23), edited(kShot, 24, " ").substr(0, 24), "10 43200.5 0.25 std 2"};
     for (const auto& [column, text] : {std::pair{20, "X"}, {1, "864010000000"}, {13, "000000000000"},
-                                       {1, "------------"}, {57, "900001"}, {50, "3600001"}, {30, "."}}) {
-        const std::string bad = edited(kShot, static_cast<std::size_t>(column), text);
+                                       {1, "------------"}, {1, "."}, {1, "x"}, {30, "."}})
+        lines.push_back(edited(kShot, static_cast<std::size_t>(column), text));
+    for (const std::string& bad : lines) {
         const Read read("88888", {kHeader, kShot, bad, kShot});
         EXPECT_EQ(read.ranges.size(), 2u) << bad;
         EXPECT_EQ(read.refusals, (decltype(read.refusals){{4, "ReadSlrBlock: Bad data line/" + bad}}));
@@ -111,13 +122,14 @@ TEST(SlrBlocks, badDataLines) {
 
 TEST(SlrBlocks, badHeaders) {
     using Refusals = std::vector<std::pair<std::int64_t, std::string>>;
-    ASSERT_EQ(FamilyAddSensor(7999, "", 0, 0, 0), 0);
+    for (const std::int32_t pad : {7999, 1003}) ASSERT_EQ(FamilyAddSensor(pad, "", 0, 0, 0), 0);
     EXPECT_EQ(Read("99999", {edited(kHeader, 13, "7999"), kPoint}).ranges.at(0).second.senNum, 7999);
     const Read lastYear("99999", {edited(kHeader, 8, "56366"), kPoint});
     EXPECT_EQ(lastYear.ranges.at(0).second.obsTime, 39082.248103063339);  // 2056 December 31
     for (const auto& [column, text, message] :
          {std::tuple{1, "7603902", "ReadSlr: Laser-ranging satellite 7603902 has no known satellite number."},
           {13, "7998", "ReadSlr: Laser station 7998 has no known sensor number."},
+          {13, "1003", "ReadSlr: Laser station 1003 has no known sensor number."},
           {10, "000", "ReadSlrBlock: Bad pass header/"},
           {10, "366", "ReadSlrBlock: Bad pass header/"},
           {30, "x", "ReadSlrBlock: Bad pass header/"}}) {
@@ -135,14 +147,16 @@ TEST(SlrBlocks, badHeaders) {
 TEST(SlrBlocks, midnightAndTheEndOfABlock) {
     const std::string late = edited(kPoint, 1, "863999000000"), early = edited(kPoint, 1, "000001000000");
     const std::string card = "U0000534524163123456789450000 1800000                                     1";
-    for (const std::string& end : std::vector<std::string>{card, "88888", "H1 CRD  2", "00 x", " END"}) {
-        const Read read("99999", {kHeader, "* comment", late, "", early, end, kPoint});
+    for (const std::string& end : std::vector<std::string>{card, "88888", "h4  1", "H9", " END"}) {
+        const Read read("99999", {kHeader, "* comment", edited(late, 13, "x"), early, "", late, end, kPoint, "99999"});
         ASSERT_EQ(read.ranges.size(), 2u) << end;
         EXPECT_EQ(read.next, end);
         const double bounce = 0.052035998 / 2;
-        EXPECT_EQ(read.ranges[0].second.obsTime, kDay + (86399.9 + bounce) / 86400);
-        EXPECT_EQ(read.ranges[1].second.obsTime, kDay + 1 + (0.1 + bounce) / 86400);
-        EXPECT_EQ(read.ranges[1].first, 6);
+        EXPECT_EQ(read.ranges[0].second.obsTime, kDay + 1 + (0.1 + bounce) / 86400);
+        EXPECT_EQ(read.ranges[1].second.obsTime, kDay + (86399.9 + bounce) / 86400);
+        EXPECT_EQ(read.ranges[1].first, 7);
+        EXPECT_EQ(read.refusals.size(), 1u);
+        EXPECT_TRUE(read.markBehind);
     }
 }
 

@@ -38,12 +38,12 @@ TEST(SlrCorrections, publishedNumbers) {
 TEST(SlrCorrections, whatIsAppliedWhen) {
     constexpr std::int32_t kSensor = 7777;
     ASSERT_EQ(FamilyAddSensor(kSensor, "STATION", kInput.latitudeDeg, 0, kInput.heightM), 0);
-    const AtmCondRec air{0, kInput.pressureHpa, kInput.temperatureK, 40};
+    const AtmCondRec air{0, kInput.pressureHpa, kInput.temperatureK, kNone};  // as if it were 50 %
     const AtmCondRec unmeasured{0, 0, kInput.temperatureK, 40};
     SlrModelInput input = kInput;
-    input.vapourPressureHpa = vapourPressureHpa(air.temperatureK, air.humidityPercent);
-    const SlrRangeContext lageos{&air, 0.532, 30, kSensor, 8820, 7603901, kNone, kNone, false, false};
-    const double mp = -mendesPavlisM(input, 30), mm = -mariniMurrayM(input, 30), file = -0.299792458;
+    input.vapourPressureHpa = vapourPressureHpa(air.temperatureK, 50);
+    const SlrRangeContext lageos{&air, 0.532, 30, kSensor, 8820, 7603901, kNone, kNone, 0};
+    const double mp = -mendesPavlisM(input, 30), mm = -mariniMurrayM(input, 30), file = -2.99792458;
     using Change = void (*)(SlrRangeContext&, const AtmCondRec&);
     const struct {
         const char* what;
@@ -51,9 +51,9 @@ TEST(SlrCorrections, whatIsAppliedWhen) {
         double mendesPavlis, mariniMurray, centreOfMass;
     } cases[] = {
         {"all known", [](auto&, auto&) {}, mp, mm, 0.251},
-        {"from the file", [](auto& r, auto&) { r.troposphericPs = 1000, r.centreOfMassM = 0.2; }, file, file, 0.2},
-        {"no values there", [](auto& r, auto&) { r.troposphericPs = 0, r.centreOfMassM = 1601; }, mp, mm, 0.251},
-        {"applied", [](auto& r, auto&) { r.troposphereApplied = r.centreOfMassApplied = true; }, 0, 0, 0},
+        {"from the file", [](auto& r, auto&) { r.troposphericPs = 10000, r.centreOfMassM = 0.2; }, file, file, 0.2},
+        {"no values there", [](auto& r, auto&) { r.troposphericPs = 2999, r.centreOfMassM = 1601; }, mp, mm, 0.251},
+        {"applied", [](auto& r, auto&) { r.applied = 3; }, 0, 0, 0},
         {"no weather", [](auto& r, auto&) { r.conditions = nullptr; }, 0, 0, 0.251},
         {"weather not measured", [](auto& r, auto& bad) { r.conditions = &bad; }, 0, 0, 0.251},
         {"no wavelength", [](auto& r, auto&) { r.wavelengthUm = 0; }, 0, 0, 0.251},
@@ -66,9 +66,13 @@ TEST(SlrCorrections, whatIsAppliedWhen) {
         SlrRangeContext range = lageos;
         one.change(range, unmeasured);
         SCOPED_TRACE(one.what);
-        EXPECT_DOUBLE_EQ(slrCorrectionM(range, {SlrTroposphere::mendesPavlis, false}), one.mendesPavlis);
-        EXPECT_DOUBLE_EQ(slrCorrectionM(range, {SlrTroposphere::mariniMurray, false}), one.mariniMurray);
-        EXPECT_EQ(slrCorrectionM(range, {SlrTroposphere::none, true}), one.centreOfMass);
+        EXPECT_DOUBLE_EQ(slrCorrection(range, {SlrTroposphere::mendesPavlis, false}).metres, one.mendesPavlis);
+        EXPECT_DOUBLE_EQ(slrCorrection(range, {SlrTroposphere::mariniMurray, false}).metres, one.mariniMurray);
+        EXPECT_EQ(slrCorrection(range, {SlrTroposphere::none, true}).metres, one.centreOfMass);
+        const SlrCorrection both = slrCorrection(range, {SlrTroposphere::mendesPavlis, true});
+        const std::int32_t done = (one.mendesPavlis != 0 ? kSlrTroposphereApplied : 0) |
+                                  (one.centreOfMass != 0 ? kSlrCentreOfMassApplied : 0);
+        EXPECT_EQ(std::pair(both.applied, both.lacking), std::pair(done | range.applied, 3 - (done | range.applied)));
     }
     FamilyRemoveSensors();
 }

@@ -70,10 +70,13 @@ struct Found final : SlrSink {
         CrdReader reader(*this);
         std::istringstream lines(text);
         std::int64_t number = 0;
-        for (std::string line; std::getline(lines, line);) reader.take(line, ++number);
+        for (std::string line; std::getline(lines, line);) reader.take(line, ++number, !lines.eof());
         reader.endFile();
     }
-    void observation(ObsRecord& rec, std::int64_t) override { ranges.push_back(rec.range); }
+    void observation(ObsRecord& rec, std::int64_t) override {
+        ranges.push_back(rec.range);
+        EXPECT_TRUE(rec.elOrDec == 0 || rec.elOrDec == 22);
+    }
     void refuse(const Refusal&, std::string_view, std::int64_t) override { ++refused; }
     void note(std::string) override {}
 };
@@ -183,7 +186,7 @@ TEST_F(Crd, records) {
     const Case cases[] = {
         {"10 43200.5 0.25 std 2 2 0 0 na na", nullptr, 6, 43200.625},
         {"10\t43200.5  .25  std 1 0", nullptr, 6, 43200.5},
-        {"10 43200.5 250.e-3 std 0", nullptr, 6, 43200.375},
+        {"10 43200.5 250.e-3 std 0\r\r", nullptr, 6, 43200.375},
         {"10 43200.5 +0.25 std 2 1 0 0", nullptr, 6, 43200.625, 1},
         {"11 43200.5 2.5D-1 other 2 -1", nullptr, 6, 43200.625},
         {"10 43200.5 0.25 std 2 -na **** na", nullptr, 6, 43200.625},
@@ -229,23 +232,28 @@ TEST_F(Crd, headers) {
         const char* reason;  ///< null: taken
         std::int32_t satNum = 8820;
         double rangeKm = kLightKms / 8;
+        std::int32_t indicator2 = 0;
     };
     const std::string v1 = "h1 crd 01 2021 01 27 09\nh2 GRZL       7839 34 02  4\n";
     const std::string h4 = "H4  1 2004 10  3 12  0  0 2004 10  3 13  0  0  0 0 0 0 1 0 ";
     const std::string noH4 = "ReadCrd: No header H4 stands before the record.";
     const Case cases[] = {
         {v1 + "H3 lageos1    07603901 1155     8820 0 1\n" + h4 + "2 0\n", nullptr},
-        {v1 + "H3 LAGEOS 1    7603901 1155     8820 0 1\n" + h4 + "2 0\n", nullptr},
+        {v1 + "H3 LAGEOS 1    7603901 1155     8820 0\n" + h4 + "2 0\n", nullptr},
+        {kH12 + "H3 LAGEOS 1    7603901 1155     8820 0\n" + h4 + "2 0\n", nullptr},
         {v1 + "H3 lageos-no-107603901 1155     8820 0 1\n" + h4 + "2 0\n", nullptr},
         {v1 + "H3 a 105501 4378 26997 0 1 1\n" + kStart, nullptr, 26997},
-        {"H1 CRD  1 2021 01 27 09\nH2 GRAZ ZL    7839 34 02  4\nH3 jason1      105501 4378    26997 0 1\n" + h4 +
+        {"H1 CRD  1 2021 01 27 09\nH2 GRAZ 1893  7839 34 02\nH3 jason1      105501 4378    26997 0 1\n" + h4 +
              "2 0\n",
          nullptr, 26997},
         {v1 + "H3 lageos1     7603901 1155     8820 0 1\n" + h4 + "1 0\n", nullptr, 8820, kLightKms / 4},
+        {kHead + "H4 0 2004 10 03 12 00 00 na na na na na na 0 01 0 0 00 0 2 0\n", nullptr, 8820, kLightKms / 8, 5},
+        {kHead + "H4 0 2004 10 03 12 00 00 na na na na na na 0 na 1 0\n", nullptr, 8820, kLightKms / 8, 2},
         {kH12 + "H3 debris na 9001 12345 0 0 1\n" + kStart, nullptr, 12345},
         {kH12 + "H3 unknown 9912345 9001 na 0 0 1\n" + kStart,
          "ReadSlr: Laser-ranging satellite 9912345 has no known satellite number."},
         {kH12 + "H3 unknown abc 9001 -1 0 0 1\n" + kStart, "ReadCrd: Record H3, satellite id 'abc' is no number."},
+        {kH12 + "H3 unknown 999 9001 -1 0 0 1\n" + kStart, "ReadCrd: Record H3, satellite id '999' is out of range."},
         {kH12 + kStart, "ReadCrd: No header H3 stands before the session."},
         {"H1 CRD 2 2021\nH2 GRZL na 34\n" + kStart, "ReadCrd: Record H2, station number 'na' is missing."},
         {kHead + h4 + "3 0\n", "ReadCrd: Record H4, the range type says that the session holds no ranges."},
@@ -260,10 +268,12 @@ TEST_F(Crd, headers) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.head);
         obsemptytree();
-        loadSlr("00 comment\n" + c.head + "10 43200.5 0.25 std 1 2 0 0\n" + kEnd);
+        loadSlr("00comment\n" + c.head + "10 43200.5 0.25 std 1 2 0 0\n" + kEnd);
         EXPECT_EQ(lastReason(), c.reason == nullptr ? "" : c.reason);
         ASSERT_EQ(ObsGetCount(), c.reason == nullptr ? 1 : 0);
-        if (c.reason == nullptr) expectRange(stored(0), {6, c.satNum, 161, 20000, 43200.5, c.rangeKm});
+        if (c.reason != nullptr) continue;
+        expectRange(stored(0), {6, c.satNum, 161, 20000, 43200.5, c.rangeKm});
+        EXPECT_EQ(stored(0).indicator2, c.indicator2);
     }
 }
 
@@ -271,7 +281,7 @@ TEST_F(Crd, headers) {
 // of an earlier session hold until they are written anew.
 TEST_F(Crd, midnightAndHeadersCarriedOver) {
     EXPECT_EQ(loadSlr(kHead + "H4 0 2004 10 03 23 50 00 2004 10 04 00 10 00 0 0 0 0 1 0 2 0\n" +
-                      "30 0.25 11 21\n10 86399.9 0.4 std 2\n10 0.25 0.5 std 2\n10 86400.5 0.25 std 2\nH8\n" +
+                      "30 0.25 11 21\n10 86399.9 0.4 std 2\n10 0.25 0.5 std 2\n10 86400.5 0.25 std 2\nH8\n" + kH12 +
                       "H4 0 2004 10 04 00 05 00 2004 10 04 00 10 00 0 0 0 0 1 0 2 0\n" +
                       "30 86399.75 12 22\n10 86399.75 0.5 std 1\n10 300 0.5 std 1\n" + kEnd),
               0);
@@ -281,6 +291,8 @@ TEST_F(Crd, midnightAndHeadersCarriedOver) {
     expectRange(stored(2), {6, 8820, 161, 20001, 0.625, kLightKms * 0.125});
     expectRange(stored(3), {2, 8820, 161, 20000, 86399.75, kLightKms * 0.25, 12, 22});
     expectRange(stored(4), {6, 8820, 161, 20001, 300, kLightKms * 0.25});
+    EXPECT_EQ(log_.informations[0], "ReadCrd: The session with data from line 13 on has no header H3; the satellite of "
+                                    "the session before is kept.");
 }
 
 // Conditions between two records 20, the elevation between two records 30, the wavelength by the configuration's id,
@@ -288,25 +300,35 @@ TEST_F(Crd, midnightAndHeadersCarriedOver) {
 TEST_F(Crd, whatCorrectionsAreGiven) {
     FamilyAddSensor(161, "Graz", 47.0, 15.5, 540);
     const std::string session =
-        kHead + kStart + "C0 0 1064.0 ir\n20 43300 910 290 30 0\n20 43200 900 280 40 0\n" +
-        "30 43248 0 30\n30 43252 0 34\n10 43250 0.25 std 1\n10 43290 0.25 ir 1\n12 43290 ir 5000 1.5\n" + kEnd;
+        kHead + kStart + "C0 0 1064.0 ir\n20 43300 910 290 30 0\n20 43200 900 280 na 0\n" +
+        "20 43240 0 280 40\n20 43245 900 12 40\n30 43248 0 30\n30 43252 0 34\n10 43250 0.25 std 1\n" +
+        "10 43290 0.25 ir 1\n12 43290 ir 5000 1.5\n10 43295 0.25 ir 1\nH8\n" +
+        kStart.substr(0, kStart.find('\n') + 1) + "C0 0 na ir\n20 43250 905 285 30 0\n30 43250 0 32\n" +
+        "10 43250.0005 0.25 std 1\n10 43250.0007 0.25 ir 1\n" + kEnd;
     setSlrCorrections({SlrTroposphere::mendesPavlis, true});
     EXPECT_EQ(loadSlr(session), 0);
     setSlrCorrections({});
-    const AtmCondRec halfway{0, 905, 285, 35};
+    const AtmCondRec halfway{0, 905, 285, 30};
     const double none = std::nan("");
-    const SlrRangeContext context{&halfway, 0.532, 32, 161, 8820, 7603901, none, none, false, false};
-    const double expectedM = slrCorrectionM(context, {SlrTroposphere::mendesPavlis, true});
+    const SlrRangeContext context{&halfway, 0.532, 32, 161, 8820, 7603901, none, none, 0};
+    const double expectedM = slrCorrection(context, {SlrTroposphere::mendesPavlis, true}).metres;
     EXPECT_LT(expectedM, -3);
     EXPECT_NEAR(stored(0).range - kLightKms / 8, expectedM / 1000, 2e-9);
     EXPECT_NEAR(stored(1).range - kLightKms / 8, -5000e-12 * kLightKms + 1.5e-3, kMicrometreKm);
+    EXPECT_EQ(std::pair(stored(1).indicator2, stored(2).indicator2), std::pair(3, 2));
+    EXPECT_NEAR(stored(3).range, stored(0).range, 2e-9) << "a configuration of the session before";
+    EXPECT_EQ(stored(4).indicator2, 2) << "a configuration written anew";
+    EXPECT_EQ(log_.informations[0], "ReadCrd: Line 9 is left out: Record 20, pressure '0' is out of range.");
+    EXPECT_EQ(log_.informations[2],
+              "ReadSlr: Not corrected of 3 ranges from line 13 on: 1 for the troposphere (no elevation, weather, "
+              "wavelength or station position, or beyond the model).");
 }
 
 // However a file is cut, each line of a range is accounted for and no range is a wrong one.
 TEST_F(Crd, cutAnywhere) {
     const std::string npt = contents(OBS_EXAMPLES "/laser_ranging/crd1_lageos1.npt");
     const std::string whole =
-        npt.substr(0, npt.find("11 83405")) + kHead + kStart + "30 43200.5 1 2\n10 43200.5 0.25 std 2 2 0 0";
+        npt.substr(0, npt.find("11 83405")) + kHead + kStart + "10 43200.5 0.25 std 2 2 0 0\n30 43200.5 1 22";
     const Found all(whole);
     ASSERT_EQ(all.ranges.size(), 3u);
     for (std::size_t length = 0; length < whole.size(); ++length) {
@@ -318,7 +340,8 @@ TEST_F(Crd, cutAnywhere) {
     }
     loadSlr(whole);
     expectCounts(3, 0, 0);
-    EXPECT_EQ(log_.informations[0], "ReadCrd: The laser-ranging data end without a record H9; they may be cut short.");
+    EXPECT_EQ(log_.informations[0], "ReadCrd: Line 24 is left out: It has no end, and may be cut.");
+    EXPECT_EQ(log_.informations[1], "ReadCrd: The laser-ranging data end without a record H9; they may be cut short.");
 }
 
 TEST_F(Crd, linesOfOtherKindsAndNoise) {
@@ -328,7 +351,7 @@ TEST_F(Crd, linesOfOtherKindsAndNoise) {
                 "2143607865450520359980000000066101352905055010800000049\n00 comment\n10 43203 0.25 std 2\n" + kEnd),
         2);
     expectCounts(2, 0, 1);
-    EXPECT_EQ(lastReason(), "ReadCrd: No header H4 stands before the record.");
+    EXPECT_EQ(lastReason(), "ReadSlrBlock: Bad data line/10 43203 0.25 std 2");
     EXPECT_EQ(log_.informations[0],
               "ReadCrd: 1 of 1 ranges from line 9 on are flagged as noise; they are taken, with first indicator 1.");
     EXPECT_EQ(log_.informations[log_.informations.size() - 2],
@@ -351,11 +374,11 @@ TEST_F(Crd, sectionsOfObservationFiles) {
     write("named.crd", kHead + kStart + range(1) + "10 x\n" + kEnd);
     write("inner.txt", "SLROBS named.crd\nSLROBS\n" + kHead + kStart + range(2) + rf);
     const std::string deck = "H1 CRD 2\n" + block + "SLROBS\n" + kHead + "TTY_YEAR 2021\n" + kStart + range(3) + rf +
-                             range(1) + "SLROBS = named.crd\n" + range(4) + block + kHead + kStart + range(5) + "H9\n" +
-                             kHead + kStart + range(6) + "OBSFIL inner.txt\nSLROBS missing.crd\n";
+                             range(1) + "SLROBS = named.crd\n" + range(4) + block + "30 1 1 1\n" + kHead + kStart +
+                             range(5) + "H9\n" + kHead + kStart + range(6) + "OBSFIL inner.txt\nSLROBS missing.crd\n";
     EXPECT_EQ(ReadObsFrFile(write("deck.txt", deck), 3), 2)
         << "the last observation line is an H1 that nothing introduces";
-    // First pass: range 1 and a bad one of the named file; of the section 3, 1 again, 4 and 5; a bad H1 and the RF line
+    // First pass: of the section 3 and 1; 1 again and a bad one of the named file; 4 and 5; a bad H1 and the RF line
     // of the include file. Second pass: a bad H1, the block, the RF line (such lines are never the same), the block
     // again, a bad H1.
     expectCounts(7, 2, 4);
@@ -363,7 +386,7 @@ TEST_F(Crd, sectionsOfObservationFiles) {
     EXPECT_EQ(ttyYear(), 2021);
     std::string files;
     for (const Told& told : told_) files += told.file.substr(0, 1) + std::to_string(told.line) + " ";
-    EXPECT_EQ(files, "n7 d14 i3 d1 d19 d27 ");
+    EXPECT_EQ(files, "n6 n7 i3 d1 d19 d28 ");
 }
 
 // Ranges that share their tenth of a second with thousands of others.

@@ -104,7 +104,7 @@ OBS_API int32_t SenNumFrObsKey(int64_t obsKey);
 /** @defgroup ObsLoadFile ObsLoadFile
  *  Loads a file of observations and keyword lines (OBSFIL, TTY_YEAR, SELOB, SLROBS,
  *  VM_DMA_OBS_ON; "*" in column 1 is a comment). An SLROBS line names a file of laser ranges, or introduces CRD
- *  sessions that follow it in the file. Bad lines are logged and left out; the
+ *  sessions that follow it in the file; what it brings in shows in the counts only. Bad lines are logged and left out; the
  *  counts are logged at the end ("Total observations = ...") and kept for ObsGetLoadCounts.
  *  Threads: not beside another load or save; other functions may run meanwhile.
  *  @param[in] fileName 512 characters.
@@ -236,7 +236,9 @@ OBS_API void ObsSetLoadCallback(void (*report)(int32_t kind, const char *fileNam
 /** @defgroup ObsSetSlrCorrections ObsSetSlrCorrections
  *  Addition. What is applied to laser ranges read from now on; nothing at start. A correction that the file has
  *  applied is not applied again; one that cannot be computed is left out: the models need the weather, the
- *  wavelength, an elevation (above 3 and 10 degrees) and the station in the sensor library.
+ *  wavelength, an elevation (above 3 and 10 degrees) and the station in the sensor library. The second indicator of
+ *  a range tells what has been applied: a sum of 1 troposphere, 2 centre of mass (by the file or when it was read);
+ *  4 the system delay is still in it.
  *  @param[in] troposphere 0 none, 1 Mendes-Pavlis, 2 Marini-Murray; a delay that the file gives goes before both.
  *  @param[in] centreOfMass nonzero: to the satellite's centre of mass, by the file or for LAGEOS 1 and 2, LARES
  *             and Ajisai.
@@ -624,18 +626,19 @@ OBS_API int32_t ObsSaveFile(const char *fileName, int32_t saveMode, int32_t save
 OBS_API int32_t ObsSaveFileGID(const char *fileName, int32_t gid, int32_t saveMode, int32_t saveForm);
 
 /** @defgroup ObsSaveSlrFile ObsSaveSlrFile
- *  Addition. Writes the ranges of laser stations (types 2 and 6) as a CRD file, version 2, by station, satellite and
- *  time. Other observations, and what CRD cannot carry, are left out; an information line tells both counts.
- *  The corrections set by ObsSetSlrCorrections are taken for those that the ranges have in them.
+ *  Addition. Writes the ranges of laser stations (types 2 and 6) as a CRD file, version 2, in sessions of one station
+ *  and satellite each. Other observations, and what CRD cannot carry, are left out; an information line tells both
+ *  counts when all was written. The header of a session says what its ranges' second indicators say, as a sum: 1 the
+ *  troposphere has been applied, 2 the centre of mass, 4 the ranges contain the station's system delay.
  *  @param[in] saveMode 0 creates the file, or replaces it once completely written; any other value
  *             appends, the end mark of what is there moving to the new end.
  *  @param[in] dataType 0 full rate, 1 normal points.
- *  @return 0, 2 for another data type, or the system's error number when a file cannot be opened. A failing write is
- *          logged with its reason. */
+ *  @return 0, 2 for another data type, or the system's error number when a file cannot be opened, or that which is
+ *          appended to cannot be read. A failing write is logged with its reason. */
 OBS_API int32_t ObsSaveSlrFile(const char *fileName, int32_t saveMode, int32_t dataType);
 
 /** @defgroup ObsSaveSlrFileGID ObsSaveSlrFileGID
- *  As ObsSaveSlrFile, for the observations of one group. An empty store touches no file. */
+ *  Addition. As ObsSaveSlrFile, for the observations of one group. An empty store touches no file. */
 OBS_API int32_t ObsSaveSlrFileGID(const char *fileName, int32_t gid, int32_t saveMode, int32_t dataType);
 
 #ifdef __cplusplus
