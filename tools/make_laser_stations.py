@@ -22,7 +22,7 @@ EPOCH = datetime.date(2020, 1, 1)
 DAYS_PER_YEAR = 365.25
 LARGEST_SIGMA_M = 100.0
 DESCRIPTION_LENGTH = 24
-NUMBERS = Path(__file__).resolve().parent.parent / "Obs/ObsCardReading/SlrNumbers.cpp"
+NUMBERS = Path(__file__).resolve().parent.parent / "Obs/CardLayouts/SlrNumbers.cpp"
 
 
 def sensor_numbers():

@@ -9,12 +9,9 @@
 #include <tuple>
 #include <vector>
 
+#include "Obs/CardLayouts/SlrNumbers.h"
 #include "Obs/ObsCardReading/Crd.h"
 #include "Obs/ObsCardReading/LineReader.h"
-#include "Obs/ObsCardReading/Slr.h"
-#include "Obs/ObsCardReading/SlrCorrections.h"
-#include "Obs/ObsCardReading/SlrNumbers.h"
-#include "Obs/ObsCardReading/SlrRange.h"
 #include "Obs/ObsTree/Store.h"
 #include "siblings/include/Constants.h"
 #include "siblings/include/Sensors.h"

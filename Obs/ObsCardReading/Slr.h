@@ -77,8 +77,4 @@ private:
 /// Skips the lines of a file up to and including the next mark of a laser-ranging block. False at the end.
 bool GoPassHeaderRecord(LineReader& lines);
 
-/// Catalogue number of a laser-ranging satellite, sensor number of a laser station; 0 when not listed.
-std::int32_t Nasa2SsnSat(std::int32_t nasaNumber);
-std::int32_t Nasa2SsnSen(std::int32_t stationNumber);
-
 }  // namespace obs

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "Obs/CardLayouts/SlrNumbers.h"
 #include "Obs/ObsTypes/Companions.h"
 
 namespace obs {
@@ -20,11 +21,6 @@ struct alignas(8) SlrCorrectionSettings {
 /// The settings of the process, for ranges read from now on. Any thread.
 void setSlrCorrections(const SlrCorrectionSettings& settings);
 SlrCorrectionSettings slrCorrections();
-
-/// What the second indicator of a laser range tells about it: a sum of these.
-inline constexpr std::int32_t kSlrTroposphereApplied = 1;   ///< by the file or when it was read
-inline constexpr std::int32_t kSlrCentreOfMassApplied = 2;  ///< likewise
-inline constexpr std::int32_t kSlrSystemDelayLeft = 4;      ///< the range still contains the station's system delay
 
 /// What is known about one range. The sensor library gives the station's latitude and height by `senNum`.
 struct SlrRangeContext {

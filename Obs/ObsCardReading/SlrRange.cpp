@@ -1,6 +1,6 @@
 #include "Obs/ObsCardReading/SlrRange.h"
 
-#include "Obs/ObsCardReading/Slr.h"
+#include "Obs/CardLayouts/SlrNumbers.h"
 #include "siblings/include/Constants.h"
 #include "siblings/include/Sensors.h"
 

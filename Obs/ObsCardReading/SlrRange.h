@@ -8,12 +8,6 @@
 
 namespace obs {
 
-/// Angles beyond these, or below their negatives, are none.
-inline constexpr double kMostAzimuthDeg = 360, kMostElevationDeg = 90;
-
-/// Pad numbers that may be sensor numbers: smaller ones are sensors of other kinds.
-inline constexpr std::int32_t kLowestPadSensor = 1004, kHighestPadSensor = 9999;
-
 /// Satellite number of an ILRS id, by the satellite table; else the catalogue number that the file gives itself
 /// (0 or less: none). Refused when there is neither.
 MaybeRefusal slrSatellite(std::int32_t ilrsId, std::int32_t catalogueNumber, std::int32_t& satNum);

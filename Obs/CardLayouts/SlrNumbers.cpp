@@ -1,9 +1,7 @@
-#include "Obs/ObsCardReading/SlrNumbers.h"
+#include "Obs/CardLayouts/SlrNumbers.h"
 
 #include <algorithm>
 #include <array>
-
-#include "Obs/ObsCardReading/Slr.h"
 
 namespace obs {
 
