@@ -48,12 +48,17 @@ constexpr std::int32_t kFirstSensor = 50;
 constexpr std::int32_t kExceptionalStation = 7090;
 constexpr std::int32_t kExceptionalSensor = 18;
 
+/// What stands beside a number in the first row that has it; 0 when none has.
+std::int32_t satelliteBeside(std::int32_t SatellitePair::*known, std::int32_t number, std::int32_t SatellitePair::*other) {
+    const auto found = std::find_if(kSatellites.begin(), kSatellites.end(),
+                                    [=](const SatellitePair& pair) { return pair.*known == number; });
+    return found == kSatellites.end() ? 0 : (*found).*other;
+}
+
 }  // namespace
 
 std::int32_t Nasa2SsnSat(std::int32_t nasaNumber) {
-    const auto found = std::find_if(kSatellites.begin(), kSatellites.end(),
-                                    [=](const SatellitePair& pair) { return pair.nasaNumber == nasaNumber; });
-    return found == kSatellites.end() ? 0 : found->satNum;
+    return satelliteBeside(&SatellitePair::nasaNumber, nasaNumber, &SatellitePair::satNum);
 }
 
 std::int32_t Nasa2SsnSen(std::int32_t stationNumber) {
@@ -63,9 +68,7 @@ std::int32_t Nasa2SsnSen(std::int32_t stationNumber) {
 }
 
 std::int32_t Ssn2NasaSat(std::int32_t satNum) {
-    const auto found = std::find_if(kSatellites.begin(), kSatellites.end(),
-                                    [=](const SatellitePair& pair) { return pair.satNum == satNum; });
-    return found == kSatellites.end() ? 0 : found->nasaNumber;
+    return satelliteBeside(&SatellitePair::satNum, satNum, &SatellitePair::nasaNumber);
 }
 
 std::int32_t Ssn2NasaSen(std::int32_t senNum) {

@@ -71,8 +71,8 @@ bool isDateLength(std::size_t digits) {
            digits == kMillisLength;
 }
 
-/// The start of the day, hour, minute, second or millisecond after that which so many digits of a date text name. By the
-/// arithmetic that dates are read by, so that an observation of that very time is no longer in.
+/// The start of the day, hour, minute, second or millisecond after that which so many digits of a date text name. By
+/// the arithmetic that dates are read by, so that an observation of that very time is no longer in.
 double startOfNext(const std::string& digits, std::size_t length) {
     const auto part = [&](std::size_t at, std::size_t count) { return family::strtoint(digits.substr(at, count)); };
     constexpr std::int32_t kFirstYearOfLastCentury = 57;
@@ -82,8 +82,8 @@ double startOfNext(const std::string& digits, std::size_t length) {
                               part(kHourLength, 2) + (length == kMinuteLength), seconds + (length == kSecondLength));
 }
 
-/// Digits alone are a date, YYDDD to YYDDDHHMMSSsss, and stand for all of that day, hour and so on. Days since 1950 have
-/// a point, lest they look like a date.
+/// Digits alone are a date, YYDDD to YYDDDHHMMSSsss, and stand for all of that day, hour and so on. Days since 1950
+/// have a point, lest they look like a date.
 bool readTime(std::string_view text, Span& value) {
     constexpr double kMostDays = 3e6;  // past the year 9999
     std::string digits(text);

@@ -104,8 +104,8 @@ OBS_API int32_t SenNumFrObsKey(int64_t obsKey);
 /** @defgroup ObsLoadFile ObsLoadFile
  *  Loads a file of observations and keyword lines (OBSFIL, TTY_YEAR, SELOB, SLROBS,
  *  VM_DMA_OBS_ON; "*" in column 1 is a comment). An SLROBS line names a file of laser ranges, or introduces CRD
- *  sessions that follow it in the file; what it brings in shows in the counts only. Bad lines are logged and left out; the
- *  counts are logged at the end ("Total observations = ...") and kept for ObsGetLoadCounts.
+ *  sessions that follow it in the file; what it brings in shows in the counts only. Bad lines are logged and left
+ *  out; the counts are logged at the end ("Total observations = ...") and kept for ObsGetLoadCounts.
  *  Threads: not beside another load or save; other functions may run meanwhile.
  *  @param[in] fileName 512 characters.
  *  @return the outcome of the last observation line (0 good or duplicate, 2 bad), or the
@@ -476,8 +476,8 @@ OBS_API int32_t ObsDataToStates(const double obsArr[64], double states[64]);
 
 /** @defgroup ObsGetStates ObsGetStates
  *  As ObsDataToStates, for a stored observation and any time. At another time than its own a satellite with position
- *  and velocity (types 4, 7, 11) has moved on its two-body orbit, be it through the Earth, the sensor with the Earth, and
- *  all angles and ranges are what would be seen.
+ *  and velocity (types 4, 7, 11) has moved on its two-body orbit, be it through the Earth, the sensor with the Earth,
+ *  and all angles and ranges are what would be seen.
  *  @param[out] states 64 reals (OBS_STATES_...), cleared first.
  *  @param[in]  time   days since 1950 UTC; 0 is the observation's own.
  *  @return 0, or 2 when no stored observation has this key, for another time than the own of an observation without
