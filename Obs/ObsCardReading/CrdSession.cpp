@@ -134,7 +134,7 @@ void CrdSession::handOver(SlrSink& sink) {
     remarkBytes_ = noise_ = 0;
 }
 
-void CrdSession::tell(const Remark& remark, SlrSink& sink) const {
+void CrdSession::tell(const Remark& remark, SlrSink& sink) {
     if (remark.isBad) sink.refuse(remark.why, remark.line, remark.lineNumber);
     else sink.note(remark.why.message());
 }
@@ -150,7 +150,7 @@ void CrdSession::noteWhatRangesAre(SlrSink& sink) const {
     if (std::string text = lacking_.text(ranges_.front().lineNumber); !text.empty()) sink.note(std::move(text));
 }
 
-double CrdSession::secondOf(const Range& range) const {
+double CrdSession::secondOf(const Range& range) {
     return range.record.secondOfDay + kSecondsPerDay * range.dayShift;
 }
 

@@ -98,12 +98,12 @@ private:
         std::string line;
     };
 
-    double secondOf(const Range& range) const;
+    static double secondOf(const Range& range);
     double place(double secondOfDay) const;
     void form(const Range& range, ObsRecord& rec);
     SlrCorrection correction(const Range& range, const Line30Rec* pointing);
     double elevationDeg(double second, const Line30Rec* pointing);
-    void tell(const Remark& remark, SlrSink& sink) const;
+    static void tell(const Remark& remark, SlrSink& sink);
     void noteWhatRangesAre(SlrSink& sink) const;
 
     CrdSessionFacts facts_;

@@ -184,7 +184,7 @@ private:
     }
 
     /// Gives the elevation: angles of unknown origin are not kept, but may serve the corrections.
-    double readAngles(const CardText& line, ObsRecord& rec) const {
+    static double readAngles(const CardText& line, ObsRecord& rec) {
         constexpr double kUnitsPerDegree = 1e4;
         const double azimuthDeg = valueOf(line, layout::kAzimuth, kUnitsPerDegree);
         const double elevationDeg = valueOf(line, layout::kElevation, kUnitsPerDegree);
