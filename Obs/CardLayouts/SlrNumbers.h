@@ -18,6 +18,9 @@ inline constexpr std::int32_t kSlrTroposphereApplied = 1;   ///< by the file or 
 inline constexpr std::int32_t kSlrCentreOfMassApplied = 2;  ///< likewise
 inline constexpr std::int32_t kSlrSystemDelayLeft = 4;      ///< the range still contains the station's system delay
 
+/// Greater numbers of satellites are none.
+inline constexpr std::int32_t kLargestCatalogueNumber = 999'999'999;
+
 /// Angles beyond these, or below their negatives, are none.
 inline constexpr double kMostAzimuthDeg = 360, kMostElevationDeg = 90;
 

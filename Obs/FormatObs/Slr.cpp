@@ -260,7 +260,7 @@ std::optional<SlrRange> rangeOf(const ObsRecord& rec) {
     constexpr std::int32_t kTypeAnglesAndRange = 2, kTypeRange = 6, kNoiseIndicator = 1;
     const double flightS = timeOfFlightS(rec.range);
     if ((rec.obsType != kTypeAnglesAndRange && rec.obsType != kTypeRange) || rec.satNum <= 0 ||
-        !(flightS >= kShortestFlightS && flightS < kLongestFlightS))
+        rec.satNum > kLargestCatalogueNumber || !(flightS >= kShortestFlightS && flightS < kLongestFlightS))
         return std::nullopt;
     const bool hasAngles = rec.obsType == kTypeAnglesAndRange;
     if (hasAngles && !(std::fabs(rec.elOrDec) <= kMostElevationDeg && std::fabs(rec.azOrRa) <= kMostAzimuthDeg))

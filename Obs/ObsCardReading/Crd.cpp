@@ -19,7 +19,6 @@ constexpr double kEndOfDayS = 86401;
 /// Half a day, light from beyond Neptune: it only keeps out what is no time of flight.
 constexpr double kLongestFlightS = 43200;
 
-constexpr std::int32_t kLargestNumber = 999'999'999;
 constexpr std::int32_t kLargestPad = 99'999;
 
 Refusal fixedReason(std::string_view text) {
@@ -172,7 +171,7 @@ void CrdReader::readH3(const Line& line) {
     const MaybeRefusal noId =
         readItem(items, crd::h3::kIlrsId, "satellite id", crd::kLeastIlrsId, crd::kMostIlrsId, ilrsId);
     const MaybeRefusal noCatalogue =
-        readItem(items, crd::h3::kCatalogueNumber, "catalogue number", 1, kLargestNumber, catalogue);
+        readItem(items, crd::h3::kCatalogueNumber, "catalogue number", 1, kLargestCatalogueNumber, catalogue);
     facts_.ilrsId = noId ? 0 : ilrsId;
     satellite_.refusal = slrSatellite(facts_.ilrsId, noCatalogue ? 0 : catalogue, satellite_.number);
     if (satellite_.refusal && noId) satellite_.refusal = noId;

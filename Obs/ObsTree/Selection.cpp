@@ -160,7 +160,7 @@ std::string_view faultOf(const double* criteria) {
 }  // namespace
 
 void SelectionDraft::allow(Criterion criterion, double low, double high) {
-    if (criterion == Criterion::azimuth && high - low >= kTurnDeg) {
+    if (criterion == Criterion::azimuth && std::isfinite(high - low) && high - low >= kTurnDeg) {
         low = -kInfinity;
         high = kInfinity;
     } else if (criterion == Criterion::azimuth) {

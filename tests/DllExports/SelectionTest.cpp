@@ -102,6 +102,8 @@ TEST_F(Selection, textsSelectLikeAFilter) {
         {"time=2400101", [](const AllFields& f) { return inHours(f, 1, 2); }},  // 2 h is not in it
         {" \"time=240010159\" ", [](const AllFields& f) { return inHours(f, 119 / 60., 2); }},
         {"az=-10:10", [](const AllFields& f) { return hasAngles(f.type) && (f.az >= 350 || f.az <= 10); }},
+        {"az=:90", [](const AllFields& f) { return hasAngles(f.type) && f.az <= 90; }},
+        {"az=350:", [](const AllFields& f) { return hasAngles(f.type) && f.az >= 350; }},
         {"az=300:700", [](const AllFields& f) { return hasAngles(f.type); }},
         {"time=24001", [](const AllFields& f) { return f.time >= kJanuary2024 && f.time < kJanuary2024 + 1; }},
         {"time=2400112:240011330", [](const AllFields& f) { return f.time >= kJanuary2024 + .5 && f.time < kJanuary2024 + 13.5 / 24 + 1 / 1440.; }},

@@ -387,8 +387,8 @@ OBS_API int32_t ObsSetField(int64_t obsKey, int32_t fieldIndex, const char *valu
 
 /** @defgroup ObsUpdateFrFields ObsUpdateFrFields
  *  Replaces the fields of a stored observation, all but satellite, sensor and time, by the rules of ObsAddFrFields.
- *  Sigmas, biases, CSV and RF data stay, and so do the vectors for type 7; vectors that the new type does not use
- *  become 0.
+ *  Sigmas, biases, CSV and RF data stay, and so do the vectors of a type 7 that stays one; vectors that the new type
+ *  does not use become 0.
  *  @return 0, or 2 when no stored observation has this key (logged under the name ObsGetAllFields) or for an equinox
  *          indicator other than 0-3. */
 OBS_API int32_t ObsUpdateFrFields(int64_t obsKey, char secClass, double elOrDec, double azOrRa, double range,

@@ -148,7 +148,8 @@ std::int32_t updatefrfields(std::int64_t obsKey, Fields fields) {
     fields.obsTime = stored.obsTime;
     ObsFields fresh = fields2record(fields);
     fresh.rotateToDate = stored.rotateToDate;
-    if (fresh.obsType == kTypePositionVelocity) {  // the list F has no place for its vectors
+    if (fresh.obsType == kTypePositionVelocity && stored.obsType == kTypePositionVelocity) {
+        // The list F has no place for the vectors of this type.
         fresh.senPos = stored.senPos;
         fresh.senVel = stored.senVel;
     }
