@@ -13,6 +13,9 @@ std::int32_t Nasa2SsnSen(std::int32_t stationNumber);
 std::int32_t Ssn2NasaSat(std::int32_t satNum);
 std::int32_t Ssn2NasaSen(std::int32_t senNum);
 
+/// The first indicator of a full-rate range that its file flags as noise.
+inline constexpr std::int32_t kNoiseIndicator = 1;
+
 /// What the second indicator of a laser range tells about it: a sum of these.
 inline constexpr std::int32_t kSlrTroposphereApplied = 1;   ///< by the file or when it was read
 inline constexpr std::int32_t kSlrCentreOfMassApplied = 2;  ///< likewise

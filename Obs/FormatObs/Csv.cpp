@@ -308,9 +308,8 @@ constexpr RfObsData kNoRfData{};
 }  // namespace
 
 MaybeRefusal CreateCsvObs(const ObsRecord& rec, char* line, std::size_t& length) {
-    constexpr std::int32_t kTypeWithoutCsv = 7;
     length = 0;
-    if (rec.obsType == kTypeWithoutCsv)
+    if (rec.obsType == kTypePositionVelocity)
         return Refusal{"CreateCsvObs: Error - CSV format doesn't support type 7 obs.", {}, 0, {}};
     const Refusal notConstructed{"CreateCsvObs: Error - Unable to construct CSV card.", {}, 0, {}};
     csv::LineValues values;

@@ -13,6 +13,7 @@
 #include "Obs/ObsCardReading/Crd.h"
 #include "Obs/ObsCardReading/LineReader.h"
 #include "Obs/ObsTree/Store.h"
+#include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Constants.h"
 #include "siblings/include/Sensors.h"
 #include "siblings/include/Services.h"
@@ -257,12 +258,11 @@ std::int32_t correctionsOf(std::int32_t indicator2) {
 std::optional<SlrRange> rangeOf(const ObsRecord& rec) {
     constexpr double kShortestFlightS = 1e-12, kLongestFlightS = kSecondsPerDay / 2;  // what readers take for one
     constexpr std::int32_t kFirstYear = 1957, kLastYear = 9998;                       // also theirs
-    constexpr std::int32_t kTypeAnglesAndRange = 2, kTypeRange = 6, kNoiseIndicator = 1;
     const double flightS = timeOfFlightS(rec.range);
-    if ((rec.obsType != kTypeAnglesAndRange && rec.obsType != kTypeRange) || rec.satNum <= 0 ||
+    if ((rec.obsType != kTypeAzElRange && rec.obsType != kTypeRange) || rec.satNum <= 0 ||
         rec.satNum > kLargestCatalogueNumber || !(flightS >= kShortestFlightS && flightS < kLongestFlightS))
         return std::nullopt;
-    const bool hasAngles = rec.obsType == kTypeAnglesAndRange;
+    const bool hasAngles = rec.obsType == kTypeAzElRange;
     if (hasAngles && !(std::fabs(rec.elOrDec) <= kMostElevationDeg && std::fabs(rec.azOrRa) <= kMostAzimuthDeg))
         return std::nullopt;
     const double azimuthDeg = rec.azOrRa < 0 ? rec.azOrRa + 360 : rec.azOrRa;

@@ -4,7 +4,9 @@
 #include <cmath>
 #include <limits>
 
+#include "Obs/CardLayouts/SlrNumbers.h"
 #include "Obs/ObsCardReading/SlrRange.h"
+#include "Obs/ObsTypes/TypeSets.h"
 
 namespace obs {
 
@@ -12,8 +14,6 @@ namespace {
 
 constexpr double kSecondsPerDay = 86400;
 constexpr double kNotKnown = std::numeric_limits<double>::quiet_NaN();
-constexpr std::int32_t kTypeAzElRange = 2;
-constexpr std::int32_t kNoiseIndicator = 1;
 
 /// Times of records 12 and 30 are those of their range, but many writers cut or round them to the millisecond.
 constexpr double kSameTimeS = 1.0e-3 + 1e-9;

@@ -9,6 +9,7 @@
 #include "Obs/ObsCardReading/Crd.h"
 #include "Obs/ObsCardReading/SlrCorrections.h"
 #include "Obs/ObsCardReading/SlrRange.h"
+#include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Time.h"
 
 namespace obs {
@@ -18,7 +19,6 @@ namespace {
 namespace layout = slr_blocks;
 
 constexpr double kNotGiven = std::numeric_limits<double>::quiet_NaN();
-constexpr std::int32_t kTypeAnglesAndRange = 2;
 
 // --- Columns --------------------------------------------------------------------------------
 
@@ -191,7 +191,7 @@ private:
         if (!(azimuthDeg <= kMostAzimuthDeg && elevationDeg <= kMostElevationDeg)) return kNotGiven;
         const std::int32_t origin = shortNumber(line, layout::kAngleOrigin);
         if (origin < 1 || origin > 3) return elevationDeg;
-        rec.obsType = kTypeAnglesAndRange;
+        rec.obsType = kTypeAzElRange;
         rec.azOrRa = azimuthDeg;
         return rec.elOrDec = elevationDeg;
     }

@@ -1,6 +1,7 @@
 #include "Obs/ObsCardReading/SlrRange.h"
 
 #include "Obs/CardLayouts/SlrNumbers.h"
+#include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Constants.h"
 #include "siblings/include/Sensors.h"
 
@@ -9,7 +10,6 @@ namespace obs {
 namespace {
 
 constexpr double kSecondsPerDay = 86400;
-constexpr std::int32_t kTypeRange = 6;
 
 }  // namespace
 

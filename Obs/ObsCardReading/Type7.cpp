@@ -3,11 +3,11 @@
 #include <cmath>
 
 #include "Obs/ObsStates/Topocentric.h"
+#include "Obs/ObsTypes/TypeSets.h"
 
 namespace obs {
 
 MaybeRefusal convertType7(ObsRecord& rec) {
-    constexpr std::int32_t kTypeAllRates = 4;
     const std::optional<SensorPlace> sensor = groundSensor(rec.senNum, rec.obsTime);
     if (!sensor)
         return Refusal{"ReadTTY2Lines: A type 7 observation needs its sensor, and the place of sensor ",

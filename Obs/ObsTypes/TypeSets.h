@@ -6,6 +6,9 @@
 
 namespace obs {
 
+inline constexpr std::int32_t kTypeAzElRange = 2;
+inline constexpr std::int32_t kTypeAllRates = 4;
+inline constexpr std::int32_t kTypeRange = 6;
 inline constexpr std::int32_t kTypePositionVelocity = 7;  ///< of the satellite, held in senPos and senVel
 inline constexpr std::int32_t kTypeEciPosition = 10;
 inline constexpr std::int32_t kTypeEciPositionVelocity = 11;

@@ -133,7 +133,7 @@ bool anyNonzero(const double* obsArr, std::size_t from, std::size_t end) {
 
 /// NOTE: decided on the number of the type, where the way out goes by its character.
 void takeVectors(const double* obsArr, std::int32_t type, ObsRecord& rec) {
-    const bool ofSensor = type == 7 || kSensorPositionTypes.has(type);
+    const bool ofSensor = type == kTypePositionVelocity || kSensorPositionTypes.has(type);
     const bool ofSatellite = type == kTypeEciPosition || type == kTypeEciPositionVelocity;
     if (!ofSensor && !ofSatellite) return;
     std::copy_n(obsArr + kPosition, kVectorLength, (ofSensor ? rec.senPos : rec.satPos).begin());
