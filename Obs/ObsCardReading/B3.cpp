@@ -32,24 +32,28 @@ bool separatorsAreBlank(const CardText& card) {
 
 // --- Validation ------------------------------------------------------------------
 
-/// Column groups that must hold integers, as the validation of a card type reads them.
-using IntegerFields = std::initializer_list<Columns>;
-
-bool areIntegers(const CardText& card, IntegerFields fields) {
+bool isInteger(const CardText& card, Columns field) {
     std::int64_t ignored = 0;
-    return std::all_of(fields.begin(), fields.end(),
-                       [&](const Columns& field) { return readInteger(card.at(field), ignored); });
+    return readInteger(card.at(field), ignored);
+}
+
+/// Whether the columns that cards of such types have for numbers hold integers, with or without their sign columns.
+bool areIntegers(const CardText& card, ObsTypeSet types, bool withSigns) {
+    if (!isInteger(card, b3::kAzimuth) || !isInteger(card, b3::kRange)) return false;
+    for (const b3::SignedField& field : b3::kSignedFields)
+        if (field.carriedBy.meets(types) && !isInteger(card, withSigns ? field.columns : b3::withoutSign(field.columns)))
+            return false;
+    return !kSensorPositionTypes.meets(types) ||
+           std::all_of(b3::kSensorPosition.begin(), b3::kSensorPosition.end(),
+                       [&](const Columns& field) { return isInteger(card, field); });
 }
 
 // NOTE: a card may fail with its sign columns and pass without them: overpunched letters stand there. That
 // types "M" and "O" are not validated is deliberate; what they cannot decode is refused later.
 bool isValid(const CardText& card, char type) {
-    if (type >= '0' && type <= '6')
-        return areIntegers(card, {{24, 29}, {31, 37}, {39, 46}, {48, 54}, {56, 60}, {62, 66}, {68, 72}}) ||
-               areIntegers(card, {{25, 29}, {31, 37}, {39, 46}, {49, 54}, {57, 60}, {63, 66}, {69, 72}});
-    if (type == '8' || type == '9')
-        return areIntegers(card, {{24, 29}, {31, 37}, {39, 46}, {47, 55}, {56, 64}, {65, 73}}) ||
-               areIntegers(card, {{25, 29}, {31, 37}, {39, 46}, {47, 55}, {56, 64}, {65, 73}});
+    for (const ObsTypeSet types : {b3::kPlainCardTypes, b3::kSensorCardTypes})
+        if (isDigit(type) && types.has(type - '0'))
+            return areIntegers(card, types, true) || areIntegers(card, types, false);
     return true;
 }
 

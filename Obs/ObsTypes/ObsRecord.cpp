@@ -5,10 +5,7 @@
 namespace obs {
 
 void freeobsrecord(ObsRecord& rec) {
-    rec.extraValues.release();
-    rec.biases.release();
-    rec.csvData.release();
-    rec.rfData.release();
+    static_cast<OptionalParts&>(rec) = OptionalParts{};
 }
 
 void freeobsbintree(ObsBinTree& node) {

@@ -22,6 +22,11 @@ public:
     constexpr ObsTypeSet(std::initializer_list<std::int32_t> types) {
         for (const std::int32_t type : types) bits_ |= 1u << type;
     }
+    constexpr ObsTypeSet operator|(ObsTypeSet other) const {
+        other.bits_ |= bits_;
+        return other;
+    }
+    constexpr bool meets(ObsTypeSet other) const { return (bits_ & other.bits_) != 0; }
     constexpr bool has(std::int32_t type) const { return type >= 0 && type <= 19 && ((bits_ >> type) & 1u) != 0; }
 
 private:

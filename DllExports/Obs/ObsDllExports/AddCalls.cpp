@@ -20,9 +20,9 @@ int64_t ObsAddFrFields(char secClass, int32_t satNum, int32_t senNum, double obs
                        const double pos[3], const double vel[3], const double obsArr[64]) {
     if (obs::refuseNull("ObsAddFrFields", {pos, vel, obsArr})) return kNoKey;
     return obs::guarded("ObsAddFrFields", kNoKey, [&] {
-        return obs::addfrfields({secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate,
-                                 rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
-                                 {pos[0], pos[1], pos[2]}, {vel[0], vel[1], vel[2]}},
+        return obs::addfrfields(obs::looseFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate,
+                                                 elRate, azRate, rangeAccel, obsType, indicator1, indicator2,
+                                                 altSatNum1, altSatNum2, pos, vel),
                                 obsArr);
     });
 }
@@ -60,8 +60,10 @@ int32_t ObsUpdateFrFields(int64_t obsKey, char secClass, double elOrDec, double 
                           const double vel[3]) {
     if (obs::refuseNull("ObsUpdateFrFields", {pos, vel})) return kStatusRefused;
     return obs::guarded("ObsUpdateFrFields", kStatusRefused, [&] {
-        return obs::updatefrfields(obsKey, {secClass, 0, 0, 0, elOrDec, azOrRa, range, rangeRate, elRate, azRate,
-                                            rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
-                                            {pos[0], pos[1], pos[2]}, {vel[0], vel[1], vel[2]}});
+        constexpr std::int32_t kKept = 0;
+        constexpr double kKeptTime = 0;
+        return obs::updatefrfields(
+            obsKey, obs::looseFields(secClass, kKept, kKept, kKeptTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate,
+                                     rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, vel));
     });
 }
