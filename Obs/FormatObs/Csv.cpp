@@ -255,6 +255,12 @@ private:
     }
 
     void putRounded(double value) {
+        // Most fields of most lines; looked for here, where it costs no call.
+        if (value == 0) *out_++ = '0';
+        else putRoundedNotZero(value);
+    }
+
+    void putRoundedNotZero(double value) {
         good_ = good_ && std::isfinite(value);
         if (good_) out_ = putReal(out_, digits_ == kAllDigits ? value : roundedTo(digits_, value));
     }

@@ -1,7 +1,6 @@
 #include "Obs/ObsTree/Pools.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cstring>
 #include <memory>
@@ -16,20 +15,23 @@ namespace {
 constexpr std::uint32_t kSlotLimit = kNoSlot - Pools::kMostReserved;
 constexpr std::uint32_t kTripleLimit = 0xffff0000u;
 
-/// Bits, not values: a negative zero is kept.
 std::uint64_t bitsOf(double value) {
     return std::bit_cast<std::uint64_t>(value);
 }
 
-/// The rare fields as triples, in the order of the mask's bits.
-using Triples = std::array<Triple, kTripleKinds>;
-static_assert(sizeof(Triples) == sizeof(RareFields) && std::is_trivially_copyable_v<RareFields>);
+/// A triple of the rare fields; their structure has nothing between them.
+static_assert(std::is_standard_layout_v<RareFields> && sizeof(RareFields) == kTripleKinds * sizeof(Triple));
+const char* tripleOf(const RareFields& rare, unsigned kind) {
+    return reinterpret_cast<const char*>(&rare) + kind * sizeof(Triple);
+}
 
-std::uint8_t maskOf(const Triples& all) {
+/// Which triples are not all zero.
+std::uint8_t maskOf(const RareFields& rare) {
     unsigned mask = 0;
     for (unsigned kind = 0; kind < kTripleKinds; ++kind) {
-        const double* v = all[kind].v;
-        mask |= static_cast<unsigned>((bitsOf(v[0]) | bitsOf(v[1]) | bitsOf(v[2])) != 0) << kind;
+        std::uint64_t bits[3];
+        std::memcpy(bits, tripleOf(rare, kind), sizeof bits);  // a negative zero is kept
+        mask |= static_cast<unsigned>((bits[0] | bits[1] | bits[2]) != 0) << kind;
     }
     return static_cast<std::uint8_t>(mask);
 }
@@ -41,6 +43,7 @@ bool hasDefaultCsvOnly(const ObsRecord& rec) {
     bool isDefault = true;
     forEachFieldOf<CsvObsData>([&](auto field) {
         const auto& value = field.in(*rec.csvData);
+        // Bits, not values: a negative zero is kept.
         if constexpr (field.isReal) isDefault = isDefault && bitsOf(value) == bitsOf(field.in(kDefault));
         else isDefault = isDefault && value == field.in(kDefault);
     });
@@ -155,13 +158,12 @@ void Pools::writeFields(SlotNumber slot, const ObsFields& rec, std::unique_ptr<O
                         Reservation* reserved) {
     StoredRecord& stored = records_[slot];
     if (parts) anyParts_.store(true, std::memory_order_relaxed);
-    const auto all = std::bit_cast<Triples>(static_cast<const RareFields&>(rec));
-    const std::uint8_t mask = maskOf(all);
+    const std::uint8_t mask = maskOf(rec);
     if (mask != 0) {
         stored.triples = acquireTriples(static_cast<unsigned>(std::popcount(mask)), reserved);
         std::uint32_t at = stored.triples;
         for (unsigned kind = 0; kind < kTripleKinds; ++kind)
-            if ((mask >> kind & 1u) != 0) triples_[at++] = all[kind];
+            if ((mask >> kind & 1u) != 0) std::memcpy(&triples_[at++], tripleOf(rec, kind), sizeof(Triple));
     }
     static_cast<CommonFields&>(stored) = rec;
     stored.parts = parts.release();
@@ -183,10 +185,10 @@ void Pools::rewrite(SlotNumber slot, const ObsRecord& rec) {
 
 /// The triples that a record has; the others stay as they are.
 void Pools::readRareFields(const StoredRecord& stored, RareFields& rare) const {
-    auto* const all = reinterpret_cast<char*>(&rare);
     std::uint32_t at = stored.triples;
     for (unsigned kind = 0; kind < kTripleKinds; ++kind)
-        if ((stored.tripleMask >> kind & 1u) != 0) std::memcpy(all + kind * sizeof(Triple), &triples_[at++], sizeof(Triple));
+        if ((stored.tripleMask >> kind & 1u) != 0)
+            std::memcpy(const_cast<char*>(tripleOf(rare, kind)), &triples_[at++], sizeof(Triple));
 }
 
 void Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
@@ -194,7 +196,7 @@ void Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
     static_cast<CommonFields&>(rec) = stored;
     rec.secClass = stored.secClass;
     rec.rotateToDate = stored.rotateToDate;
-    static_cast<RareFields&>(rec) = {};
+    static_cast<RareFields&>(rec) = kDefaultFields;
     if (stored.tripleMask != 0) readRareFields(stored, rec);
     if (!withParts) return;
     if (stored.defaultCsv != 0) return setDefaultCsv(rec);

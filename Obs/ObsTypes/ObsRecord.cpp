@@ -4,6 +4,8 @@
 
 namespace obs {
 
+const ObsFields kDefaultFields{};
+
 void freeobsrecord(ObsRecord& rec) {
     static_cast<OptionalParts&>(rec) = OptionalParts{};
 }

@@ -103,11 +103,13 @@ struct ObsRecord : ObsFields, OptionalParts {};
 /// Releases each optional part that is present; the record itself stays usable.
 void freeobsrecord(ObsRecord& rec);
 
-inline constexpr ObsFields kDefaultFields{};
+/// NOTE: where compilers see that these are zeros they write them by an instruction that is slow to start; copied from
+/// elsewhere they go in wide pieces.
+extern const ObsFields kDefaultFields;
 
 /// Makes a record the default one again.
 inline void resetobsrecord(ObsRecord& rec) {
-    static_cast<ObsFields&>(rec) = kDefaultFields;  // a copy in wide pieces
+    static_cast<ObsFields&>(rec) = kDefaultFields;
     if (rec.hasParts()) freeobsrecord(rec);
 }
 
