@@ -202,7 +202,7 @@ MaybeRefusal CrdReader::takeStart(const CrdItems& items) {
             return why;
     const std::int32_t dayOfYear = family::mmdd2jul(start[0], start[1], start[2]);
     if (dayOfYear == 0) return fixedReason("ReadCrd: Record H4, the start is no date of the calendar.");
-    facts_.dayDs50 = static_cast<std::int32_t>(family::tcomps2utc(start[0], dayOfYear, 0, 0, 0));
+    facts_.dayDs50 = static_cast<std::int32_t>(family::parts2utc(start[0], dayOfYear, 0, 0, 0));
     facts_.startSecondOfDay = 3600.0 * start[3] + 60.0 * start[4] + start[5];
     return std::nullopt;
 }

@@ -95,7 +95,7 @@ bool readDay(const CardText& line, std::int32_t& dayDs50) {
     const std::int32_t year = yearOfCentury + (yearOfCentury < kFirstYearOfLastCentury ? 2000 : 1900);
     const std::int32_t day = shortNumber(line, layout::header::kDayOfYear);
     if (day < 1 || day > family::mmdd2jul(year, 12, 31)) return false;
-    dayDs50 = static_cast<std::int32_t>(std::lround(family::tcomps2utc(year, day, 0, 0, 0)));
+    dayDs50 = static_cast<std::int32_t>(std::lround(family::parts2utc(year, day, 0, 0, 0)));
     return true;
 }
 

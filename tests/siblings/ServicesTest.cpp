@@ -212,7 +212,7 @@ TEST(Chararrtostr, EndsAtNulOrBlanks) {
         EXPECT_EQ(chararrtostr(array), text);
         EXPECT_EQ(chararrtostr(text.c_str()), text);  // a sanitizer sees a read past the NUL
     }
-    EXPECT_EQ(compresscsvline(" ,1, 2 .5,  ,3, "), " ,1,2.5,,3, ");
+    EXPECT_EQ(compresscsvline(" ,1, 2 .5,  ,3, "), ",1,2.5,,3,");
 }
 
 TEST(Readreal, WrittenForms) {
