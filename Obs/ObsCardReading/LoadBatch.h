@@ -64,6 +64,7 @@ private:
     void collect(std::int64_t key, ObsRecord& rec, std::int64_t lineNumber);
     void addAtOnce(const ObsRecord& rec, const MaybeRefusal& refusal, const Line& line,
                    const std::vector<std::string>& notes);
+    void countCommitted(std::size_t collected);
     void addOneByOne();
     void settle(const Line& line, std::int64_t key, const MaybeRefusal& refusal, const std::vector<std::string>& notes);
     void keep(Remark remark);
