@@ -10,7 +10,7 @@
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "Obs/CardLayouts/Columns.h"
-#include "Obs/ObsCardReading/AddObs.h"
+#include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "siblings/include/Services.h"
 
 namespace obs {
