@@ -616,14 +616,16 @@ OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t *select
 /* ---------------------------------------------------------------- saving ---- */
 
 /** @defgroup ObsSaveFile ObsSaveFile
- *  Writes all observations in ascending key order.
+ *  Writes all observations in ascending key order. The data are flushed to the disk before the file takes the place of
+ *  an old one, the folder after it. A file that is appended to gets its last line ended first, and is cut back to its
+ *  former length when the save fails.
  *  Threads: as ObsLoadFile.
  *  @param[in] saveMode 0 creates the file, or replaces it once completely written;
  *             any other value appends.
  *  @param[in] saveForm 0 B3, 1 TTY, 2 CSV, 3 RF; any other writes no line. An
  *             observation that the form cannot carry is left out.
  *  @return 0, or the system's error number when the file cannot be opened. A failing write
- *          is logged with its reason. */
+ *          is logged with its reason; ObsGetSaveCounts tells of it. */
 OBS_API int32_t ObsSaveFile(const char *fileName, int32_t saveMode, int32_t saveForm);
 
 /** @defgroup ObsSaveFileGID ObsSaveFileGID
@@ -645,6 +647,46 @@ OBS_API int32_t ObsSaveSlrFile(const char *fileName, int32_t saveMode, int32_t d
 /** @defgroup ObsSaveSlrFileGID ObsSaveSlrFileGID
  *  Addition. As ObsSaveSlrFile, for the observations of one group. An empty store touches no file. */
 OBS_API int32_t ObsSaveSlrFileGID(const char *fileName, int32_t gid, int32_t saveMode, int32_t dataType);
+
+/** @defgroup ObsGetSaveCounts ObsGetSaveCounts
+ *  Addition. What became of the observations of the latest save, a file of laser ranges included: of all, or of its
+ *  group's.
+ *  @param[out] written     observations that the file holds, altered ones included.
+ *  @param[out] leftOut     observations without a line.
+ *  @param[out] altered     observations with a line that does not bring them back: of one of the kinds OBS_SAVE_...
+ *              but the first. Rounding to the columns of a form, and fields that the form does not have, are none.
+ *  @param[out] systemError 0 when the file is complete and on the disk; else the system's error number of opening,
+ *              writing or flushing it, and the numbers before tell what was tried. A file that was to be replaced or
+ *              appended to is then as it was, unless its folder alone could not be flushed (the log tells).
+ *  @return 0, or 2 for a null pointer. */
+OBS_API int32_t ObsGetSaveCounts(int64_t *written, int64_t *leftOut, int64_t *altered, int32_t *systemError);
+
+/** What a save did to an observation: no line was written; a line that loading refuses (or, of a TTY message, a value
+ *  that it takes as 0); under another sensor's number; as another type or without the values of its type; without a
+ *  position or velocity; with another site 1, or without; with a vector component of another exponent. */
+#define OBS_SAVE_LEFT_OUT 1
+#define OBS_SAVE_UNREADABLE 2
+#define OBS_SAVE_SENSOR 3
+#define OBS_SAVE_TYPE 4
+#define OBS_SAVE_POSITION 5
+#define OBS_SAVE_SITE 6
+#define OBS_SAVE_EXPONENT 7
+
+/** @defgroup ObsGetSaveCountOf ObsGetSaveCountOf
+ *  Addition. How many observations of the latest save are of a kind; one may be of several.
+ *  @param[in] kind OBS_SAVE_...
+ *  @return the number, or -1 for another kind. */
+OBS_API int64_t ObsGetSaveCountOf(int32_t kind);
+
+/** @defgroup ObsSetSaveCallback ObsSetSaveCallback
+ *  Addition. Names each observation that a save leaves out or alters, by ascending key, once for each reason.
+ *  Threads: not during a save.
+ *  @param[in] report called on the saving thread, when the file is closed, with the key, the kind (OBS_SAVE_...) and the
+ *             reason, a text that ends with a NUL and stays. It may call the library, but not load or save. Null ends
+ *             the reports.
+ *  @param[in] user handed to `report` unchanged. */
+OBS_API void ObsSetSaveCallback(void (*report)(int64_t obsKey, int32_t kind, const char *reason, void *user),
+                                void *user);
 
 #ifdef __cplusplus
 }
