@@ -148,8 +148,10 @@ public:
             takeData(line);
         }
         if (headerRefusal_ && !anyData) sink_.refuse(*headerRefusal_, headerText, headerLine);
+        if (headerRefusal_) refused_.end(*headerRefusal_, sink_);
         noteCheckSums();
-        if (std::string text = lacking_.text(markLine_); !text.empty()) sink_.note(std::move(text));
+        if (std::string text = corrections_.text(markLine_); !text.empty()) sink_.note(std::move(text));
+        sink_.corrected(corrections_);
     }
 
 private:
@@ -168,7 +170,7 @@ private:
 
     void takeData(std::string_view text) {
         const CardText line(text);
-        if (headerRefusal_) return sink_.refuse(*headerRefusal_, text, lines_.lineNumber());
+        if (headerRefusal_) return refused_.refuse(*headerRefusal_, text, lines_.lineNumber(), sink_);
         ObsRecord rec;
         if (!readRange(line, rec))
             return sink_.refuse({"ReadSlrBlock: Bad data line/", std::string(text), 0, {}}, text, lines_.lineNumber());
@@ -215,7 +217,7 @@ private:
         const SlrCorrection correction = slrCorrection(range, settings_);
         rec.range += correction.metres / kMetresPerKm;
         rec.indicator2 = correction.applied;
-        lacking_.count(correction);
+        corrections_.count(correction);
     }
 
     /// The digits of all summed columns added, modulo 100. A line without a sum is not looked at.
@@ -244,7 +246,8 @@ private:
     Pass pass_;
     MaybeRefusal headerRefusal_;
     double firstFiring_ = -1;  ///< second of day on the first line that has one: the start of the pass
-    SlrLackingCorrections lacking_;
+    SlrSessionRefusal refused_;
+    SlrCorrectionCounts corrections_;
     std::int64_t badSums_ = 0;
     std::int64_t firstBadSumLine_ = 0;
 };

@@ -160,7 +160,9 @@ TEST(SlrBlocks, badHeaders) {
     EXPECT_EQ(lastYear.ranges.at(0).second.obsTime, 39082.248103063339);  // 2056 December 31
     for (const auto& [column, text, message] :
          {std::tuple{1, "7603902", "ReadSlr: Laser-ranging satellite 7603902 has no known satellite number."},
-          {13, "7998", "ReadSlr: Laser station 7998 has no known sensor number."},
+          {1, "0000103", "ReadSlr: Ranges to the Moon are no satellite observations: target 103 is Apollo 15."},
+          {13, "7998",
+           "ReadSlr: Laser station 7998 has no known sensor number; a sensor of the station's own number would do."},
           {13, "1003", "ReadSlr: Laser station 1003 has no known sensor number."},
           {10, "000", "ReadSlrBlock: Bad pass header/"},
           {10, "366", "ReadSlrBlock: Bad pass header/"},
@@ -170,7 +172,9 @@ TEST(SlrBlocks, badHeaders) {
         std::string header = edited(kHeader, static_cast<std::size_t>(column), text);
         std::string expected = message;
         if (expected.back() == '/') expected += header;
-        EXPECT_EQ(Read("99999", {header, kPoint, kPoint}).refusals, (Refusals{{3, expected}, {4, expected}}));
+        const Read read("99999", {header, kPoint, kPoint});
+        EXPECT_EQ(read.refusals, (Refusals{{3, expected}, {4, expected}}));
+        EXPECT_EQ(read.notes.front(), "ReadSlr: 2 ranges from line 3 on are refused for one reason: " + expected);
         EXPECT_EQ(Read("99999", {header}).refusals, (Refusals{{2, expected}}));
     }
     EXPECT_EQ(Read("99999", {"99999"}).refusals,
