@@ -20,7 +20,8 @@ MaybeRefusal slrSatellite(std::int32_t ilrsId, std::int32_t catalogueNumber, std
     if (const std::string_view name = lunarTarget(ilrsId); !name.empty())
         return Refusal{"ReadSlr: Ranges to the Moon are no satellite observations: target ",
                        std::to_string(ilrsId).append(" is ").append(name), 0, "."};
-    return Refusal{"ReadSlr: Laser-ranging satellite ", std::to_string(ilrsId), 0, " has no known satellite number."};
+    return Refusal{"ReadSlr: Laser-ranging satellite ", std::to_string(ilrsId), 0,
+                   " has no known satellite number, and no header H3 gives its catalogue number."};
 }
 
 MaybeRefusal slrSensor(std::int32_t padNumber, std::int32_t& senNum) {

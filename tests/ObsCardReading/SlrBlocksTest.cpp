@@ -159,7 +159,8 @@ TEST(SlrBlocks, badHeaders) {
     const Read lastYear("99999", {edited(kHeader, 8, "56366"), kPoint});
     EXPECT_EQ(lastYear.ranges.at(0).second.obsTime, 39082.248103063339);  // 2056 December 31
     for (const auto& [column, text, message] :
-         {std::tuple{1, "7603902", "ReadSlr: Laser-ranging satellite 7603902 has no known satellite number."},
+         {std::tuple{1, "7603902", "ReadSlr: Laser-ranging satellite 7603902 has no known satellite number, and no "
+                                   "header H3 gives its catalogue number."},
           {1, "0000103", "ReadSlr: Ranges to the Moon are no satellite observations: target 103 is Apollo 15."},
           {13, "7998",
            "ReadSlr: Laser station 7998 has no known sensor number; a sensor of the station's own number would do."},

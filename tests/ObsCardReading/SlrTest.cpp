@@ -256,7 +256,8 @@ TEST_F(Crd, headers) {
         {kHead + "H4 0 2004 10 03 12 00 00 na na na na na na 0 na 1 0\n", nullptr, 8820, kLightKms / 8, 2},
         {kH12 + "H3 debris na 9001 12345 0 0 1\n" + kStart, nullptr, 12345},
         {kH12 + "H3 unknown 9912345 9001 na 0 0 1\n" + kStart,
-         "ReadSlr: Laser-ranging satellite 9912345 has no known satellite number."},
+         "ReadSlr: Laser-ranging satellite 9912345 has no known satellite number, and no header H3 gives its catalogue "
+         "number."},
         {kH12 + "H3 luna17 101 na na 0 1 3\n" + kStart,
          "ReadSlr: Ranges to the Moon are no satellite observations: target 101 is Luna 17."},
         {v1 + "H3 Apollo 15       103 0101       -1 0 2\n" + kStart,
