@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "Obs/CardLayouts/SlrNumbers.h"
-#include "Obs/ObsCardReading/Crd.h"
-#include "Obs/ObsCardReading/LineReader.h"
+#include "Obs/ObsCardReading/LaserRanging/Crd.h"
+#include "Obs/ObsCardReading/Loading/LineReader.h"
 #include "Obs/ObsTree/Store.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Constants.h"

@@ -9,8 +9,8 @@
 #include <sstream>
 
 #include "Obs/CardLayouts/Csv.h"
-#include "Obs/ObsCardReading/Classify.h"
-#include "Obs/ObsCardReading/Csv.h"
+#include "Obs/ObsCardReading/Loading/Classify.h"
+#include "Obs/ObsCardReading/Cards/Csv.h"
 #include "siblings/include/Time.h"
 
 namespace obs::test {

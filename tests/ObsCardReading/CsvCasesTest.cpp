@@ -1,4 +1,4 @@
-#include "Obs/ObsCardReading/Csv.h"
+#include "Obs/ObsCardReading/Cards/Csv.h"
 
 #include <gtest/gtest.h>
 

@@ -3,9 +3,9 @@
 #include <random>
 
 #include "Obs/CardLayouts/Tty.h"
-#include "Obs/ObsCardReading/LineReader.h"
-#include "Obs/ObsCardReading/Tty.h"
-#include "Obs/ObsCardReading/TtyYear.h"
+#include "Obs/ObsCardReading/Loading/LineReader.h"
+#include "Obs/ObsCardReading/Cards/Tty.h"
+#include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "siblings/include/ObsFamily.h"
 #include "tests/CaseFile.h"
 #include "tests/RecordFields.h"

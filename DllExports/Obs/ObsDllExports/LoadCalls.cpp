@@ -3,8 +3,8 @@
 
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "DllExports/Obs/ObsDllVarsUtils/Conversions.h"
-#include "Obs/ObsCardReading/LoadFile.h"
-#include "Obs/ObsCardReading/ReadObs.h"
+#include "Obs/ObsCardReading/Loading/LoadFile.h"
+#include "Obs/ObsCardReading/Loading/ReadObs.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include "Obs/FormatObs/B3.h"
 #include "Obs/FormatObs/Csv.h"
 #include "Obs/FormatObs/Tty.h"
-#include "Obs/ObsCardReading/ReadObs.h"
+#include "Obs/ObsCardReading/Loading/ReadObs.h"
 
 namespace {
 

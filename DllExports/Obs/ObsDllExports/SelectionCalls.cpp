@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "DllExports/Obs/ObsDllExports/Frame.h"
-#include "Obs/ObsCardReading/SelectionCard.h"
+#include "Obs/ObsCardReading/Loading/SelectionText.h"
 #include "Obs/ObsTree/Ordering.h"
 #include "Obs/ObsTree/Selection.h"
 

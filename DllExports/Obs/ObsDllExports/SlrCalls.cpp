@@ -3,8 +3,8 @@
 
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "Obs/FormatObs/Slr.h"
-#include "Obs/ObsCardReading/LoadFile.h"
-#include "Obs/ObsCardReading/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
+#include "Obs/ObsCardReading/Loading/LoadFile.h"
 #include "Obs/ObsTree/Store.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "DllExports/Obs/ObsDllVarsUtils/SecClass.h"
-#include "Obs/ObsCardReading/AddObs.h"
+#include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsTree/BulkAdd.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Sensors.h"

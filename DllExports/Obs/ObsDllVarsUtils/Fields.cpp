@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
-#include "Obs/ObsCardReading/AddObs.h"
+#include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsTree/Store.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Sensors.h"
