@@ -374,8 +374,12 @@ TEST_F(Crd, predictions) {
     EXPECT_EQ(loadSlr(prediction), 2);
     expectCounts(0, 0, 1);
     EXPECT_EQ(log_.errors, std::vector<std::string>{"ReadSlr: A prediction file (H1 CPF) holds no laser ranges."});
-    EXPECT_EQ(loadSlr(prediction + kHead + kStart + "10 43200.5 0.25 std 2\n" + kEnd), 0);
+    const std::string headers = kHead.substr(kHead.find('\n') + 1), range = "10 43200.5 0.25 std 2\n";
+    EXPECT_EQ(loadSlr(prediction + kHead + kStart + range + kEnd), 0);
     expectCounts(1, 0, 1);
+    obsemptytree();
+    EXPECT_EQ(load("SLROBS\n" + prediction + "SLROBS\n" + headers + kStart + range), 0);
+    EXPECT_EQ(ObsGetCount(), 1);
 }
 
 TEST_F(Crd, linesOfOtherKindsAndNoise) {

@@ -33,6 +33,9 @@ public:
     /// Hands over what was read so far of a session that goes on.
     void handOver() { session_.handOver(sink_); }
 
+    /// Takes records again after those of a prediction file, as an H1 does.
+    void leavePrediction() { inPrediction_ = false; }
+
     /// Ends the session at hand, when something else than its records follows.
     void endSession();
 

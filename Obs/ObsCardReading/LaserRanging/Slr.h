@@ -55,7 +55,10 @@ class SlrSectionReader {
 public:
     explicit SlrSectionReader(LoadState& state);
 
-    void open() { section_.open(); }
+    void open() {
+        section_.open();
+        records_.leavePrediction();
+    }
 
     /// Takes a record of an open section; false for any other line.
     bool take(const LineReader& lines);
