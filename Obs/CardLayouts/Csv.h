@@ -18,7 +18,10 @@ inline constexpr char kSeparator = ',';
 inline constexpr char kPairSeparator = ':';
 inline constexpr std::size_t kFieldCount = 56;
 
-/// The time in parts, fields 4 to 8.
+/// The fields of the time, counted from 1.
+inline constexpr std::size_t kFirstDateField = 4, kLastDateField = 8;
+
+/// The time in parts, one a field.
 struct TimeParts {
     std::int32_t year = 0;
     std::int32_t dayOfYear = 0;
@@ -105,7 +108,7 @@ template <std::size_t kNumber, auto kMember, Kind kKind = Kind::integer>
 struct TimeField {
     static constexpr std::size_t number = kNumber;
     static constexpr std::array<std::string_view, 5> kNames{"year", "day of year", "hour", "minute", "seconds"};
-    static constexpr std::string_view name = kNames[kNumber - 4];
+    static constexpr std::string_view name = kNames[kNumber - kFirstDateField];
     static constexpr Kind kind = kKind;
 
     template <class Some>

@@ -99,14 +99,15 @@ public:
         text_[line.size()] = csv::kSeparator;  // so that every field ends in one
     }
 
-    /// Fills the owners' values from the line.
-    void readAll(const csv::Owners<true>& owners) {
+    /// Fills the owners' values from the line. False when a field of the date holds something else than what it counts.
+    bool readAll(const csv::Owners<true>& owners) {
         csv::forEachField([&](auto field) {
             if (at_ <= end_) at_ = read(field, owners) + 1;
             else setMissing(field, owners);
         });
         const auto surplus = std::count(at_, std::max(at_, end_ + 1), csv::kSeparator);
         noteFieldCount(number_ + static_cast<std::size_t>(surplus));
+        return dateIsSound_;
     }
 
 private:
@@ -199,8 +200,11 @@ private:
 
     const char* fieldEnd() const { return std::find(at_, end_, csv::kSeparator); }
 
+    /// In the date nothing is taken for something else: it is a bad one then.
     void noteTaken(std::string_view what, std::string_view as) {
-        if (!notes_) return;
+        const bool ofDate = number_ >= csv::kFirstDateField && number_ <= csv::kLastDateField;
+        dateIsSound_ = dateIsSound_ && !ofDate;
+        if (!notes_ || ofDate) return;
         std::string text = "ReadCsv: Field " + std::to_string(number_) + " (";
         text.append(csv::kFields[number_ - 1].name).append(") ").append(what).append(" and is taken as ").append(as);
         notes_->push_back(text += '.');
@@ -218,6 +222,7 @@ private:
     const char* const end_;  ///< the separator that was put behind the line
     const char* at_ = text_;
     std::size_t number_ = 0;  ///< of the field at hand, or read last; from 1
+    bool dateIsSound_ = true;
     CsvNotes* notes_;
 };
 
@@ -253,12 +258,11 @@ MaybeRefusal readFields(std::string_view line, ObsRecord& rec, CsvNotes* notes) 
     ObsFields ofRaDec(rec);  // any values will do, and a copy in wide pieces takes less time than zeros
     ObsBiases biases;
     RfObsData rfData;
-    FieldWalk(line, notes).readAll({time, rec, rec, ofRaDec, *rec.csvData, biases, rfData});
+    const bool dateIsSound =
+        FieldWalk(line, notes).readAll({time, rec, rec, ofRaDec, *rec.csvData, biases, rfData});
     rec.obsTime = family::tcomps2utc(time.year, time.dayOfYear, time.hour, time.minute, time.seconds);
-    // NOTE: 0 stands for a failed composition, so the midnight that has this time cannot be read. A day or hour that
-    // no calendar has counts on, as it is composed.
-    if (rec.obsTime == 0 || !std::isfinite(rec.obsTime))
-        return Refusal{"ReadCsv: Bad date time in CSV string", {}, 0, {}};
+    // NOTE: 0 stands for a failed composition, so the midnight that has this time cannot be read.
+    if (!dateIsSound || rec.obsTime == 0) return Refusal{"ReadCsv: Bad date time in CSV string", {}, 0, {}};
     setPart(rec.biases, anyNonZero(biases), biases);
     setPart(rec.rfData, anyNonZero(rfData), rfData);
     if (ObsHasRaDec(rec.obsType)) takeRaDec(ofRaDec, rec);

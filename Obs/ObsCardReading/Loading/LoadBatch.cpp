@@ -14,8 +14,6 @@ namespace {
 /// then costs a constant share per observation.
 constexpr std::size_t kLeastBatch = 1u << 20;
 
-constexpr std::string_view kNoKeyReason = "No satellite number, or a number or time that makes no key.";
-
 std::size_t batchLimit() {
     return std::max(kLeastBatch, static_cast<std::size_t>(obsgetnumoftreenodes()));
 }
@@ -47,12 +45,12 @@ void LoadBatch::settle(const Line& line, std::int64_t key, const MaybeRefusal& r
     const bool isBad = key == kNoKey;
     state_.status = isBad ? kStatusRefused : kStatusOk;
     if (isBad || !notes.empty())
-        keep({batch_.size(), line.number, isBad, refusal ? refusal->message() : std::string(), std::string(line.text),
-              notes});
+        keep({batch_.size(), line.number, isBad, !refusal || refusal->isLogged,
+              refusal ? refusal->message() : std::string(), std::string(line.text), notes});
 }
 
 void LoadBatch::note(std::string text) {
-    keep({batch_.size(), 0, false, {}, {}, {std::move(text)}});
+    keep({batch_.size(), 0, false, true, {}, {}, {std::move(text)}});
 }
 
 void LoadBatch::keep(Remark remark) {
@@ -87,15 +85,21 @@ void LoadBatch::drop() {
     remarkBytes_ = 0;
 }
 
+/// Everything is counted before anything is told: memory may run out on the way.
 void LoadBatch::flush() {
     const std::size_t collected = batch_.size();
+    state_.counts.bad += std::count_if(remarks_.begin(), remarks_.end(), [](const Remark& one) { return one.isBad; });
     std::vector<BulkAdd::Refused> duplicates;
     try {
         duplicates = batch_.commit();
-        state_.counts.loaded += static_cast<std::int64_t>(collected - duplicates.size());
+        countCommitted(collected);
     } catch (const std::bad_alloc&) {
-        if (batch_.size() != collected) throw;
-        addOneByOne();
+        if (batch_.size() == collected) {
+            addOneByOne();
+        } else {  // entered, but not every duplicate could be named
+            countCommitted(collected);
+            throw;
+        }
     }
     auto duplicate = duplicates.begin();
     auto offset = offsets_.cbegin();
@@ -111,6 +115,13 @@ void LoadBatch::flush() {
     batchLimit_ = batchLimit();
 }
 
+void LoadBatch::countCommitted(std::size_t collected) {
+    const auto accepted = static_cast<std::int64_t>(batch_.accepted());
+    const auto refused = static_cast<std::int64_t>(collected) - accepted;
+    state_.counts.loaded += accepted;
+    (family::dupkeymodeget() != 0 ? state_.counts.loaded : state_.counts.duplicate) += refused;
+}
+
 /// When there is no memory for a batch as a whole: single observations need less, and each that fails is named.
 void LoadBatch::addOneByOne() {
     for (std::size_t position = 0; position < batch_.size(); ++position)
@@ -121,8 +132,7 @@ void LoadBatch::addOneByOne() {
 void LoadBatch::tell(const Remark& remark) {
     for (const std::string& note : remark.notes) family::traceloginfo(note);
     if (!remark.isBad) return;
-    ++state_.counts.bad;
-    if (!remark.reason.empty()) family::tracelogerror(remark.reason);
+    if (remark.isLogged && !remark.reason.empty()) family::tracelogerror(remark.reason);
     if (family::traceloginfowanted())
         family::traceloginfo(Refusal{"ReadOnlyObs: Bad obs string '", remark.line, kCardLength, "'."}.message());
     state_.report(kLineBad, remark.lineNumber,
@@ -131,9 +141,7 @@ void LoadBatch::tell(const Remark& remark) {
 
 /// `offset` moves on to the entry that covers the refused observation.
 void LoadBatch::tellDuplicate(const BulkAdd::Refused& refused, std::vector<LineOffset>::const_iterator& offset) {
-    const std::int64_t key = refuseDuplicate(refused.key);
-    state_.counts.count(key);
-    if (key != kDuplicateKey) return;
+    if (refuseDuplicate(refused.key) != kDuplicateKey) return;
     while (offset + 1 != offsets_.cend() && (offset + 1)->position <= refused.position) ++offset;
     state_.report(kLineDuplicate, offset->lineNumber + static_cast<std::int64_t>(refused.position - offset->position),
                   duplicateMessage(refused.key));

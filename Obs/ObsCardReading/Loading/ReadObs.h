@@ -18,6 +18,9 @@ struct LineSource {
 /// Fills a record from a line of a class that has a reader; a line of any other class leaves it as it is.
 MaybeRefusal readLine(const CardText& line, LineClass lineClass, ObsRecord& rec, const LineSource& source = {});
 
+/// Whether `readLine` has a reader for a class, if only one that says why it cannot read.
+bool hasReader(LineClass lineClass);
+
 /// Reads one observation line and adds it. Returns the status: 0 good or duplicate, 2 bad. A line of a class
 /// without a reader adds the default record, which names no satellite: bad under field keys, an empty
 /// observation under address keys.
