@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Obs/ObsTree/Store.h"
+#include "siblings/include/Services.h"
 
 namespace obs {
 
@@ -23,6 +24,7 @@ std::int32_t removegidobs(std::int32_t gid) {
     try {
         keys = keysOfGroup(gid);
     } catch (const std::bad_alloc&) {
+        family::tracelogerror("ObsRemoveGID: Out of memory. No observation was removed.");
         return kStatusOk;
     }
     for (const std::int64_t key : keys)
