@@ -308,7 +308,7 @@ Collected collect(std::optional<std::int32_t> gid) {
     Collected found;
     ObsRecord rec;
     {
-        const ReadGuard guard;
+        const StandstillGuard guard;
         walkNodes(gid, [&](SlotNumber slot) {
             gStore.pools.read(slot, rec, false);
             if (const std::optional<SlrRange> range = rangeOf(rec)) found.ranges.push_back(*range);

@@ -19,7 +19,7 @@ public:
     BulkAdd(const BulkAdd&) = delete;
     BulkAdd& operator=(const BulkAdd&) = delete;
 
-    /// Expects about so many observations.
+    /// Expects about this many observations.
     void expect(std::size_t count) { pending_.reserve(count); }
 
     /// Takes a record with its field key (not -1), its optional parts becoming the store's. Nobody sees it

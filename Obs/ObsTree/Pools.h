@@ -9,7 +9,7 @@
 /// 3. A reserved slot is touched by its owner alone, except that its node's key stays -1 until
 ///    it is linked.
 ///
-/// Threads: `reserve` and `giveBack` need the update mutex; writing a reserved slot needs nothing;
+/// Threads: `reserve`, `close` and `abandon` need updaters kept out; writing a reserved slot needs nothing;
 /// everything else needs the updater side, reading needs the reader side.
 #pragma once
 

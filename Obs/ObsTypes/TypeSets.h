@@ -6,6 +6,7 @@
 
 namespace obs {
 
+inline constexpr std::int32_t kTypeRangeRate = 0;
 inline constexpr std::int32_t kTypeAzElRange = 2;
 inline constexpr std::int32_t kTypeAllRates = 4;
 inline constexpr std::int32_t kTypeRange = 6;
