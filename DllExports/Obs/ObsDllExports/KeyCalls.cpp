@@ -5,10 +5,12 @@
 namespace {
 
 /// An int32 field of a stored record, -1 when there is none.
-int32_t numberOf(int64_t obsKey, std::int32_t obs::StoredRecord::*field) {
-    const obs::ReadGuard guard;
-    const obs::ObsRecordPtr rec = obs::obsfindrecptr(obsKey, nullptr, true);
-    return rec == nullptr ? -1 : rec->*field;
+int32_t numberOf(std::string_view name, int64_t obsKey, std::int32_t obs::StoredRecord::*field) {
+    return obs::guarded(name, -1, [&] {
+        const obs::ReadGuard guard;
+        const obs::ObsRecordPtr rec = obs::obsfindrecptr(obsKey, nullptr, true);
+        return rec == nullptr ? -1 : rec->*field;
+    });
 }
 
 }  // namespace
@@ -23,9 +25,9 @@ int64_t ObsFieldsToObsKeyML(int32_t satNum, int32_t senNum, double obsTime, int6
 }
 
 int32_t SatNumFrObsKey(int64_t obsKey) {
-    return numberOf(obsKey, &obs::StoredRecord::satNum);
+    return numberOf("SatNumFrObsKey", obsKey, &obs::StoredRecord::satNum);
 }
 
 int32_t SenNumFrObsKey(int64_t obsKey) {
-    return numberOf(obsKey, &obs::StoredRecord::senNum);
+    return numberOf("SenNumFrObsKey", obsKey, &obs::StoredRecord::senNum);
 }

@@ -22,7 +22,11 @@
  *    each other and wait only while it is being changed; changes follow one another.
  *    Loading and saving files, and the settings (key mode, TTY year, callback), must
  *    not be used from two threads at once; the selection criteria may. Where an array has room for
- *    the keys that ObsGetCount told of, nobody may add observations between the two calls.
+ *    the keys that ObsGetCount told of, nobody may add observations between the two calls
+ *    (ObsListKeys does not ask for that).
+ *  - fork: the child may go on with a copy of the store. If another thread was changing the
+ *    store at that moment, the child's is refused: every call that needs it fails with a
+ *    message. A fork waits for no load or save.
  *
  *  F, the observation field list, in this order: secClass, satNum, senNum, obsTime,
  *  elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel, obsType, indicator1,
@@ -541,9 +545,21 @@ OBS_API int32_t ObsGetCountGID(int32_t gid);
  *  @param[out] keys room for ObsGetCountGID keys. */
 OBS_API void ObsGetLoadedGID(int32_t gid, int32_t order, int64_t *keys);
 
+/** @defgroup ObsListKeys ObsListKeys
+ *  Addition. Lists keys as ObsGetLoaded does, with the room that there is: others may add observations meanwhile.
+ *  @param[in]  order as ObsGetLoaded.
+ *  @param[in]  useGid nonzero to list the observations of group `gid` alone.
+ *  @param[in]  room number of keys that `keys` has room for, 0 or more. With 0 `keys` may be null.
+ *  @param[out] keys the first `room` keys of the order, or all if there are fewer.
+ *  @param[out] count how many there are, whether or not they fit; 0 after a refusal.
+ *  @return 0, or 2 when there are more keys than room, for a negative room and when memory does not suffice (each
+ *          logged). */
+OBS_API int32_t ObsListKeys(int32_t order, int32_t useGid, int32_t gid, int32_t room, int64_t *keys, int32_t *count);
+
 /** @defgroup ObsRemoveGID ObsRemoveGID
  *  Removes the observations of a group, one by one: others may read, and see a part of it, meanwhile.
- *  @return 0 (also for an empty group), or 2 when a removal failed; the rest then stays. */
+ *  @return 0 (also for an empty group, and when memory did not suffice and nothing was removed, which is logged), or 2
+ *          when a removal failed; the rest then stays. */
 OBS_API int32_t ObsRemoveGID(int32_t gid);
 
 /** @defgroup ObsRemove ObsRemove
@@ -553,12 +569,13 @@ OBS_API int32_t ObsRemove(int64_t obsKey);
 /** @defgroup ObsRemoveKeys ObsRemoveKeys
  *  Addition. Removes many observations in one call; others may read, and see a part of them gone, meanwhile.
  *  @param[in] count number of keys, 0 or more.
- *  @return 0, or 2 when a key is unknown or stands twice (logged once, with their number and the first); the others
+ *  @return 0, or 2 when a key is unknown or occurs twice (logged once, with their number and the first); the others
  *          are removed. */
 OBS_API int32_t ObsRemoveKeys(int32_t count, const int64_t *keys);
 
 /** @defgroup ObsRemoveAll ObsRemoveAll
- *  Empties the store.
+ *  Empties the store and gives its memory back to the system, that behind address keys included; their addresses are
+ *  never given out again.
  *  @return 0. */
 OBS_API int32_t ObsRemoveAll(void);
 
@@ -611,8 +628,10 @@ OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t *select
 /* ---------------------------------------------------------------- saving ---- */
 
 /** @defgroup ObsSaveFile ObsSaveFile
- *  Writes all observations in ascending key order.
- *  Threads: as ObsLoadFile.
+ *  Writes all observations in ascending key order, as they were at one moment.
+ *  Threads: not beside another load or save. Readers go on meanwhile; who adds, changes or removes observations waits
+ *  until all is written, however long the file takes (some 0.5 microseconds an observation, and into a pipe as long as
+ *  its reader takes).
  *  @param[in] saveMode 0 creates the file, or replaces it once completely written;
  *             any other value appends.
  *  @param[in] saveForm 0 B3, 1 TTY, 2 CSV, 3 RF; any other writes no line. An
