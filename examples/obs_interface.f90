@@ -576,6 +576,18 @@ module obs_interface
             integer(c_int64_t), intent(inout) :: keys(*)
         end subroutine ObsGetLoadedGID
 
+        function ObsListKeys(order, useGid, gid, room, keys, count) bind(c, name="ObsListKeys") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: order
+            integer(c_int32_t), value :: useGid
+            integer(c_int32_t), value :: gid
+            integer(c_int32_t), value :: room
+            integer(c_int64_t), intent(inout) :: keys(*)
+            integer(c_int32_t), intent(out) :: count
+            integer(c_int32_t) :: outcome
+        end function ObsListKeys
+
         function ObsRemoveGID(gid) bind(c, name="ObsRemoveGID") result(outcome)
             import
             integer(c_int32_t), value :: gid
