@@ -109,6 +109,7 @@ bool BulkAdd::claimKeys(std::vector<Refused>& refused, std::int64_t* keys) {
         }
     }
     pending_.resize(accepted);
+    accepted_ = accepted;
     std::int32_t seqNum = gStore.takeSeqNums(static_cast<std::uint32_t>(accepted));
     for (const Pending& pending : pending_) {
         gStore.pools.mark(pending.slot) = {++seqNum, gid_};
