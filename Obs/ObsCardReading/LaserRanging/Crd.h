@@ -8,7 +8,6 @@
 
 #include "Obs/ObsCardReading/LaserRanging/CrdItems.h"
 #include "Obs/ObsCardReading/LaserRanging/CrdSession.h"
-#include "Obs/ObsCardReading/LaserRanging/SlrSink.h"
 
 namespace obs {
 
@@ -22,16 +21,24 @@ bool isCrdComment(std::string_view line);
 /// Whether it is the record that ends a file.
 bool isCrdEnd(std::string_view line);
 
+/// Whether it is the record of a range.
+bool isCrdRange(std::string_view line);
+
+/// What was read of a file so far. A copy goes on by itself from there.
 class CrdReader {
 public:
-    explicit CrdReader(SlrSink& sink) : sink_(sink) {}
+    /// What the next lines are read with, and where their ranges go; both must live until then.
+    void attach(const ReadSettings& settings, RecordSink& sink) {
+        settings_ = &settings;
+        sink_ = &sink;
+    }
 
     /// Takes a line; false when it is no laser-ranging record. Observations reach the sink when their session ends.
     /// A line without its end may be cut in a number: records beside the ranges then need an item behind what is read.
-    bool take(std::string_view line, std::int64_t lineNumber, bool hasEnd = true);
+    bool take(std::string_view line, LinePlace place, bool hasEnd = true);
 
     /// Hands over what was read so far of a session that goes on.
-    void handOver() { session_.handOver(sink_); }
+    void handOver() { session_.handOver(*settings_, *sink_); }
 
     /// Ends the session at hand, when something else than its records follows.
     void endSession();
@@ -47,7 +54,7 @@ private:
 
     struct Line {
         std::string_view text;
-        std::int64_t number;
+        LinePlace place;
         bool hasEnd;
     };
     /// A satellite or station with its number here, or why it has none.
@@ -85,7 +92,8 @@ private:
     void headerMet();
     void tellKeptHeaders(const Line& line);
 
-    SlrSink& sink_;
+    const ReadSettings* settings_ = nullptr;
+    RecordSink* sink_ = nullptr;
     CrdSession session_;
     CrdSessionFacts facts_;
     int version_ = 1;

@@ -7,7 +7,6 @@
 #include <numbers>
 
 #include "siblings/include/Constants.h"
-#include "siblings/include/Sensors.h"
 
 namespace obs {
 
@@ -56,7 +55,7 @@ double modelledDelayM(const SlrRangeContext& range, SlrTroposphere model) {
                                     : mariniMurrayHolds(range.wavelengthUm, range.elevationDeg);
     family::SensorData station;
     if (!holds || range.conditions == nullptr || !plausible(*range.conditions) ||
-        !family::findsendata(range.senNum, station))
+        !range.sensors->find(range.senNum, station))
         return 0;
     const AtmCondRec& air = *range.conditions;
     const SlrModelInput input{station.latitudeDeg,

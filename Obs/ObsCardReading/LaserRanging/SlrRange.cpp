@@ -3,7 +3,6 @@
 #include "Obs/CardLayouts/SlrNumbers.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Constants.h"
-#include "siblings/include/Sensors.h"
 
 namespace obs {
 
@@ -20,11 +19,11 @@ MaybeRefusal slrSatellite(std::int32_t ilrsId, std::int32_t catalogueNumber, std
     return Refusal{"ReadSlr: Laser-ranging satellite ", std::to_string(ilrsId), 0, " has no known satellite number."};
 }
 
-MaybeRefusal slrSensor(std::int32_t padNumber, std::int32_t& senNum) {
+MaybeRefusal slrSensor(std::int32_t padNumber, const SensorSource& sensors, std::int32_t& senNum) {
     senNum = Nasa2SsnSen(padNumber);
     family::SensorData sensor;
     const bool mayBeSensor = padNumber >= kLowestPadSensor && padNumber <= kHighestPadSensor;
-    if (senNum == 0 && mayBeSensor && family::findsendata(padNumber, sensor)) senNum = padNumber;
+    if (senNum == 0 && mayBeSensor && sensors.find(padNumber, sensor)) senNum = padNumber;
     if (senNum != 0) return std::nullopt;
     return Refusal{"ReadSlr: Laser station ", std::to_string(padNumber), 0, " has no known sensor number."};
 }
