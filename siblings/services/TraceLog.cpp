@@ -29,6 +29,7 @@ struct LastError {
     char text[kTextLength];
 };
 constinit thread_local LastError lastError{};
+constinit thread_local std::uint64_t errorCount = 0;
 constinit thread_local bool insideCallback = false;
 
 struct Message {
@@ -37,6 +38,12 @@ struct Message {
 };
 constinit thread_local int holds = 0;
 thread_local std::vector<Message> held;
+
+/// Line ends and escape sequences in what a message quotes would make other lines, or colours, of it.
+void replaceControls(char* text, std::size_t length) {
+    std::replace_if(
+        text, text + length, [](char c) { return (c >= '\0' && c < ' ') || c == '\x7f'; }, '?');
+}
 
 /// Appends each line with one write, so that nothing is lost when the process dies and
 /// several processes can share a file. Access is guarded by `TraceLog::mutex`.
@@ -51,6 +58,7 @@ protected:
     void sink_it_(const spdlog::details::log_msg& message) override {
         spdlog::memory_buf_t line;
         formatter_->format(message, line);
+        replaceControls(line.data(), line.size() - 1);  // all but its own end
         writeAll(descriptor_, line.data(), line.size(), regular_);
     }
     void flush_() override {}
@@ -147,6 +155,7 @@ bool openLog(const char* fileName) {
 }  // namespace
 
 void tracelogerror(std::string_view message) {
+    ++errorCount;
     lastError.length = std::min(message.size(), kTextLength);
     if (lastError.length > 0) {
         std::memcpy(lastError.text, message.data(), lastError.length);
@@ -156,6 +165,8 @@ void tracelogerror(std::string_view message) {
     }
     emit(1, message);
 }
+
+std::uint64_t tracelogerrorcount() { return errorCount; }
 
 void traceloginfo(std::string_view message) { emit(0, message); }
 
@@ -193,7 +204,12 @@ int32_t FamilyOpenLog(const char* fileName) {
         tracelogerror("FamilyOpenLog: no file name");
         return 2;
     }
-    return guarded(false, [&] { return openLog(fileName); }) ? 0 : 2;
+    try {
+        return openLog(fileName) ? 0 : 2;
+    } catch (...) {
+        tracelogerror("FamilyOpenLog: Out of memory");
+        return 2;
+    }
 }
 
 void FamilyCloseLog(void) {

@@ -75,6 +75,12 @@ TEST_F(TtyCases, refusalsSayAndQuoteAll) {
     settings_.ttyYear = 1999;
     EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, settings_, rec)), "");
     EXPECT_EQ(rec.obsTime, 17898.5);
+    for (const std::int32_t year : {24, 1899, 3000, -1}) {  // no year of a card
+        settings_.ttyYear = year;
+        EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, settings_, rec)),
+                  "ReadTTY2Lines: Bad TTY card #1 " + inBrackets(one.card));
+    }
+    settings_.ttyYear = 1999;
     EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, good.card, settings_, rec)),
               "ReadTTYFrFile: This TTY obs needs the 2nd card");
 }

@@ -66,6 +66,11 @@ char canonicalType(char type) {
 
 }  // namespace
 
+void setVectors(Fields& fields, const double* pos, const double* vel) {
+    std::copy_n(pos, fields.pos.size(), fields.pos.begin());
+    std::copy_n(vel, fields.vel.size(), fields.vel.begin());
+}
+
 void FieldOutputs::set(const Fields& fields) const {
     *secClass = fields.secClass;
     *satNum = fields.satNum;

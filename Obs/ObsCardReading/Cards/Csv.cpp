@@ -99,13 +99,14 @@ public:
         text_[line.size()] = csv::kSeparator;  // so that every field ends in one
     }
 
-    /// Fills the owners' values from the line.
-    void readAll(const csv::Owners<char>& owners) {
+    /// Fills the owners' values from the line. False when a field of the date holds something else than what it counts.
+    bool readAll(const csv::Owners<char>& owners) {
         for (; number_ <= csv::kFields.size() && at_ <= end_; ++number_)
             at_ = read(csv::kFields[number_ - 1], owners) + 1;
         const auto surplus = std::count(at_, end_ + 1, csv::kSeparator);
         noteFieldCount(number_ - 1 + static_cast<std::size_t>(surplus));
         for (; number_ <= csv::kFields.size(); ++number_) setMissing(csv::kFields[number_ - 1], owners);
+        return dateIsSound_;
     }
 
 private:
@@ -192,8 +193,11 @@ private:
 
     const char* fieldEnd() const { return std::find(at_, end_, csv::kSeparator); }
 
+    /// In the date nothing is taken for something else: it is a bad one then.
     void noteTaken(std::string_view what, std::string_view as) {
-        if (!notes_) return;
+        const bool ofDate = number_ >= csv::kFirstDateField && number_ <= csv::kLastDateField;
+        dateIsSound_ = dateIsSound_ && !ofDate;
+        if (!notes_ || ofDate) return;
         const std::string_view name = csv::kFields[number_ - 1].name;
         std::string text = "ReadCsv: Field " + std::to_string(number_) + " (";
         text.append(name).append(") ").append(what).append(" and is taken as ").append(as).append(".");
@@ -214,6 +218,7 @@ private:
     const char* const end_;  ///< the separator that was put behind the line
     const char* at_ = text_;
     std::size_t number_ = 1;  ///< of the field, from 1
+    bool dateIsSound_ = true;
     FieldNotes* notes_;
 };
 
@@ -254,14 +259,12 @@ MaybeRefusal readFields(std::string_view line, ObsRecord& rec, FieldNotes* notes
     csv::LineValues values;
     ObsBiases biases;
     RfObsData rfData;
-    FieldWalk(line, notes)
-        .readAll({bytesOf(values), bytesOf(static_cast<ObsFields&>(rec)), bytesOf(*rec.csvData), bytesOf(biases),
-                  bytesOf(rfData)});
+    const bool dateIsSound = FieldWalk(line, notes)
+                                 .readAll({bytesOf(values), bytesOf(static_cast<ObsFields&>(rec)),
+                                           bytesOf(*rec.csvData), bytesOf(biases), bytesOf(rfData)});
     rec.obsTime = family::tcomps2utc(values.year, values.dayOfYear, values.hour, values.minute, values.seconds);
-    // NOTE: 0 stands for a failed composition, so the midnight that has this time cannot be read. A day or hour that
-    // no calendar has counts on, as it is composed.
-    if (rec.obsTime == 0 || !std::isfinite(rec.obsTime))
-        return Refusal{"ReadCsv: Bad date time in CSV string", {}, 0, {}};
+    // NOTE: 0 stands for a failed composition, so the midnight that has this time cannot be read.
+    if (!dateIsSound || rec.obsTime == 0) return Refusal{"ReadCsv: Bad date time in CSV string", {}, 0, {}};
     setPart(rec.biases, anyNonZero(biases), biases);
     setPart(rec.rfData, anyNonZero(rfData), rfData);
     setAngles(values, rec);

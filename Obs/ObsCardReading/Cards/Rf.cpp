@@ -155,6 +155,22 @@ Refusal refused(std::string_view message) {
     return {message, {}, 0, {}};
 }
 
+constexpr std::string_view kNotAllocated = "ReadRFObs: Memory allocation failed";
+
+/// Sites and the RF part. Throws std::bad_alloc.
+MaybeRefusal completeRecord(const Items& items, const SensorSource& sensors, RfObsData& data, ObsRecord& rec) {
+    if (!findSite(items[Item::site1], sensors, data.site1SenNum))
+        return refused("ReadRFObs: No record matches site1 description. Make sure sensor data was entered before "
+                       "trying to load RF obs.");
+    if (!findSite(items[Item::site2], sensors, rec.senNum))
+        return refused("ReadRFObs: No record matches site2 description. Make sure sensor data was entered before "
+                       "trying to load RF obs.");
+    // NOTE: a record that has an RF part already is no default record; it gets the same message on purpose.
+    if (rec.rfData) return refused(kNotAllocated);
+    rec.rfData.create() = data;
+    return std::nullopt;
+}
+
 }  // namespace
 
 bool readRfTime(std::string_view text, double& timeDs50) {
@@ -171,7 +187,8 @@ bool readRfTime(std::string_view text, double& timeDs50) {
         !addFraction(text.substr(rf::kFraction.offset()), seconds))
         return false;
     timeDs50 = family::tcomps2utc(year, dayOfYear, hour, minute, seconds);
-    return true;
+    constexpr std::int32_t kYearOfZero = 1949;  // whose last midnight has the number that else stands for no date
+    return timeDs50 != 0 || year == kYearOfZero;
 }
 
 double parserftime(std::string_view text28) {
@@ -186,21 +203,11 @@ MaybeRefusal ReadRFObs(const CardText& line, ObsRecord& rec, const SensorSource&
     if (!(splitFree(line.text(), items) && readItems(items, rec, data)) &&
         !(splitColumns(line, items) && readItems(items, rec, data)))
         return refused("ReadRFObs: Can't read obs data.");
-    if (!findSite(items[Item::site1], sensors, data.site1SenNum))
-        return refused("ReadRFObs: No record matches site1 description. Make sure sensor data was entered before "
-                       "trying to load RF obs.");
-    if (!findSite(items[Item::site2], sensors, rec.senNum))
-        return refused("ReadRFObs: No record matches site2 description. Make sure sensor data was entered before "
-                       "trying to load RF obs.");
-    // NOTE: a record that has an RF part already is no default record; it gets the same message on purpose.
-    constexpr std::string_view kNotAllocated = "ReadRFObs: Memory allocation failed";
-    if (rec.rfData) return refused(kNotAllocated);
     try {
-        rec.rfData.create() = data;
+        return completeRecord(items, sensors, data, rec);
     } catch (const std::bad_alloc&) {
         return refused(kNotAllocated);
     }
-    return std::nullopt;
 }
 
 }  // namespace obs

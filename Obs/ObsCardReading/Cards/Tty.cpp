@@ -246,7 +246,8 @@ void readCard2Values(const Card& card1, const Card& card2, ObsRecord& rec) {
     rec.obsType = typeWithRange(rec.obsType, rec.range);
 }
 
-/// False for a blank field and for one that holds anything but digits and, in the seconds, a number.
+/// False for a blank field, one that holds anything but digits and, in the seconds, a number, and for a time that no
+/// day of the year has.
 bool readTime(const CardText& card, Columns field, std::int32_t year, double& timeDs50) {
     const auto part = [&](unsigned first, unsigned last) -> Columns {
         return {field.first + first - 1, field.first + last - 1};
@@ -264,8 +265,9 @@ bool readTime(const CardText& card, Columns field, std::int32_t year, double& ti
                !family::readreal(card.at(part(8, 12)), tty::kSecondsDecimals, seconds)) {
         return false;
     }
+    if (!(seconds >= 0 && seconds < 60)) return false;
     timeDs50 = family::tcomps2utc(year, dayOfYear, hour, minute, seconds);
-    return true;
+    return timeDs50 != 0;
 }
 
 }  // namespace

@@ -31,6 +31,11 @@ double valueOr(std::string_view item, double otherwise) {
     return !isMissing(item) && family::readreal(item, 0, value) ? value : otherwise;
 }
 
+bool isPrediction(std::string_view format) {
+    return format.size() == 3 && upperCase(format[0]) == 'C' && upperCase(format[1]) == 'P' &&
+           upperCase(format[2]) == 'F';
+}
+
 bool anyMissing(const CrdItems& items, std::size_t first, std::size_t last) {
     while (first <= last && !isMissing(items[first])) ++first;
     return first <= last;
@@ -107,23 +112,22 @@ bool isCrdEnd(std::string_view line) {
     return isCrdRecord(line) && upperCase(line[0]) == 'H' && line[1] == '9';
 }
 
-bool isCrdRange(std::string_view line) {
-    return line.size() > 1 && line[0] == '1' && (line[1] == '0' || line[1] == '1') && isCrdRecord(line);
-}
-
-bool CrdReader::take(std::string_view line, LinePlace place, bool hasEnd) {
+CrdReader::Took CrdReader::take(std::string_view line, LinePlace place, bool hasEnd) {
     const Kind* kind = kindOf(line);
-    if (kind == nullptr) return false;
+    if (kind == nullptr) return Took::no;
+    if (inPrediction_ && kind->id != "H1") return Took::record;
+    counted_ = Took::record;
     if (kind->id != "00") recordMet_ = true;
     (this->*kind->read)({line, place, hasEnd});
     if (session_.isFull()) handOver();
-    return true;
+    return counted_;
 }
 
 // --- Headers ----------------------------------------------------------------------------------
 
 void CrdReader::endSession() {
     handOver();
+    if (inData_ && sessionRefusal_) refused_.end(*sessionRefusal_, *sink_);
     inData_ = h1Met_ = h2Met_ = h3Met_ = false;
     header_ = fixedReason("ReadCrd: No header H4 stands before the record.");
 }
@@ -149,11 +153,18 @@ void CrdReader::readH9(const Line&) {
     recordMet_ = false;
 }
 
-/// The trial version, 0, reads as 1.
+/// The trial version, 0, reads as 1. NOTE: prediction files have headers and records of the same ids.
 void CrdReader::readH1(const Line& line) {
     endSession();
-    h1Met_ = true;
     const CrdItems items = headerItems(line.text, crd::kH1, 1);
+    inPrediction_ = isPrediction(items[crd::h1::kFormat]);
+    if (inPrediction_) {
+        recordMet_ = false;
+        counted_ = Took::range;
+        return sink_->refuse(fixedReason("ReadSlr: A prediction file (H1 CPF) holds no laser ranges."), line.text,
+                             line.place);
+    }
+    h1Met_ = true;
     version_ = valueOr(items[crd::h1::kVersion], 1) >= 2 ? 2 : 1;
 }
 
@@ -172,8 +183,9 @@ void CrdReader::readH3(const Line& line) {
     h3Met_ = true;
     const CrdItems items = headerItems(line.text, crd::kH3, version_);
     std::int32_t ilrsId = 0, catalogue = 0;
-    const MaybeRefusal noId =
-        readItem(items, crd::h3::kIlrsId, "satellite id", crd::kLeastIlrsId, crd::kMostIlrsId, ilrsId);
+    MaybeRefusal noId = readItem(items, crd::h3::kIlrsId, "satellite id", 0, crd::kMostIlrsId, ilrsId);
+    if (!noId && ilrsId < crd::kLeastIlrsId && lunarTarget(ilrsId).empty())
+        noId = readItem(items, crd::h3::kIlrsId, "satellite id", crd::kLeastIlrsId, crd::kMostIlrsId, ilrsId);
     const MaybeRefusal noCatalogue =
         readItem(items, crd::h3::kCatalogueNumber, "catalogue number", 1, kLargestCatalogueNumber, catalogue);
     facts_.ilrsId = noId ? 0 : ilrsId;
@@ -206,7 +218,7 @@ MaybeRefusal CrdReader::takeStart(const CrdItems& items) {
             return why;
     const std::int32_t dayOfYear = family::mmdd2jul(start[0], start[1], start[2]);
     if (dayOfYear == 0) return fixedReason("ReadCrd: Record H4, the start is no date of the calendar.");
-    facts_.dayDs50 = static_cast<std::int32_t>(family::tcomps2utc(start[0], dayOfYear, 0, 0, 0));
+    facts_.dayDs50 = static_cast<std::int32_t>(family::parts2utc(start[0], dayOfYear, 0, 0, 0));
     facts_.startSecondOfDay = 3600.0 * start[3] + 60.0 * start[4] + start[5];
     return std::nullopt;
 }
@@ -281,7 +293,8 @@ void CrdReader::tellKeptHeaders(const Line& line) {
 }
 
 void CrdReader::readRange(const Line& line, bool isFullRate) {
-    if (!beginData(line)) return sink_->refuse(*sessionRefusal_, line.text, line.place);
+    counted_ = Took::range;
+    if (!beginData(line)) return refused_.refuse(*sessionRefusal_, line.text, line.place, *sink_);
     const CrdItems items(line.text, crd::range::kFilterFlag + 1);
     CrdSession::Range range;
     std::int32_t epochEvent = 0, filterFlag = 0;

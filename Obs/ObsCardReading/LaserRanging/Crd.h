@@ -8,6 +8,7 @@
 
 #include "Obs/ObsCardReading/LaserRanging/CrdItems.h"
 #include "Obs/ObsCardReading/LaserRanging/CrdSession.h"
+#include "Obs/ObsCardReading/LaserRanging/SlrSessionRefusal.h"
 
 namespace obs {
 
@@ -21,9 +22,6 @@ bool isCrdComment(std::string_view line);
 /// Whether it is the record that ends a file.
 bool isCrdEnd(std::string_view line);
 
-/// Whether it is the record of a range.
-bool isCrdRange(std::string_view line);
-
 /// What was read of a file so far. A copy goes on by itself from there.
 class CrdReader {
 public:
@@ -33,12 +31,16 @@ public:
         sink_ = &sink;
     }
 
-    /// Takes a line; false when it is no laser-ranging record. Observations reach the sink when their session ends.
+    /// Takes a line; `no` when it is no laser-ranging record, `range` when it gives or owes an observation. Observations reach the sink when their session ends.
     /// A line without its end may be cut in a number: records beside the ranges then need an item behind what is read.
-    bool take(std::string_view line, LinePlace place, bool hasEnd = true);
+    enum class Took { no, record, range };
+    Took take(std::string_view line, LinePlace place, bool hasEnd = true);
 
     /// Hands over what was read so far of a session that goes on.
     void handOver() { session_.handOver(*settings_, *sink_); }
+
+    /// Takes records again after those of a prediction file, as an H1 does.
+    void leavePrediction() { inPrediction_ = false; }
 
     /// Ends the session at hand, when something else than its records follows.
     void endSession();
@@ -101,6 +103,9 @@ private:
     Known station_{0, Refusal{"ReadCrd: No header H2 stands before the session.", {}, 0, {}}};
     MaybeRefusal header_{Refusal{"ReadCrd: No header H4 stands before the record.", {}, 0, {}}};
     MaybeRefusal sessionRefusal_;                         ///< why no range of this session can be read, once `inData_`
+    SlrSessionRefusal refused_;
+    Took counted_ = Took::record;                         ///< what the current line is
+    bool inPrediction_ = false;                           ///< between an H1 of predictions and the next one
     bool inData_ = false;                                 ///< a data record of this session was met
     bool h1Met_ = false, h2Met_ = false, h3Met_ = false;  ///< of this session
     std::vector<Configuration> configurations_;           ///< since the last end of a file

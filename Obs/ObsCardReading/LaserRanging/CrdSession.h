@@ -117,7 +117,7 @@ private:
     CrdTimeLine<CrdSupplement> supplements_;
     SlrCorrectionSettings settings_;
     const SensorSource* sensors_ = nullptr;
-    SlrLackingCorrections lacking_;
+    SlrCorrectionCounts corrections_;
 };
 
 }  // namespace obs

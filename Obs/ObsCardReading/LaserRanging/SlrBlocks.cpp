@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 #include "Obs/CardLayouts/SlrBlocks.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
@@ -18,11 +19,11 @@ namespace layout = slr_blocks;
 
 namespace {
 
+constexpr double kPsPerS = 1e12;
 constexpr double kNotGiven = std::numeric_limits<double>::quiet_NaN();
 
 // --- Columns --------------------------------------------------------------------------------
 
-/// A hyphen stands for a missing digit.
 constexpr bool isItemCharacter(char c) {
     return isDigit(c) || c == '-' || c == ' ';
 }
@@ -37,31 +38,29 @@ bool hasDigit(const CardText& line, Columns columns) {
     return std::any_of(text.begin(), text.end(), isDigit);
 }
 
-/// Whether an item is there as a whole: its last columns may be hyphens, but not blank or beyond the line.
-bool isWhole(const CardText& line, Columns columns) {
-    const std::string_view text = line.at(columns);
-    const std::size_t first = text.find_first_not_of(' ');
-    return text.size() == columns.width() && first != std::string_view::npos &&
-           text.find(' ', first) == std::string_view::npos && hasDigit(line, columns);
-}
-
-/// The number in some columns (up to 12); a hyphen, a blank and a column beyond the line read as the digit 0.
-std::int64_t number(const CardText& line, Columns columns) {
+/// The item in some columns (up to 12): blanks, a hyphen if it is negative, digits up to the last column. None when it
+/// is missing, which hyphens and blanks alone mean, and when it is cut or damaged.
+std::optional<std::int64_t> item(const CardText& line, Columns columns) {
+    std::string_view text = line.at(columns);
+    if (text.size() < columns.width()) return std::nullopt;
+    text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+    const bool isNegative = text.starts_with('-');
+    if (isNegative) text.remove_prefix(1);
+    if (text.empty() || !std::all_of(text.begin(), text.end(), isDigit)) return std::nullopt;
     std::int64_t sum = 0;
-    for (unsigned column = columns.first; column <= columns.last; ++column) {
-        const char c = line.at(column);
-        sum = 10 * sum + (isDigit(c) ? c - '0' : 0);
-    }
-    return sum;
+    for (const char c : text) sum = 10 * sum + (c - '0');
+    return isNegative ? -sum : sum;
 }
 
-std::int32_t shortNumber(const CardText& line, Columns columns) {
-    return static_cast<std::int32_t>(number(line, columns));
+/// An item that is never negative; -1 when it is none.
+std::int32_t count(const CardText& line, Columns columns) {
+    return std::max(-1, static_cast<std::int32_t>(item(line, columns).value_or(-1)));
 }
 
-/// An item in units of which `perUnit` make one of the result; not a number when it is missing or cut.
+/// An item in units of which `perUnit` make one of the result; not a number when there is none.
 double valueOf(const CardText& line, Columns columns, double perUnit) {
-    return isWhole(line, columns) ? static_cast<double>(number(line, columns)) / perUnit : kNotGiven;
+    const std::optional<std::int64_t> units = item(line, columns);
+    return units ? static_cast<double>(*units) / perUnit : kNotGiven;
 }
 
 /// NOTE: one damaged character must not end a block, or all that follows would go unread without a word.
@@ -82,25 +81,34 @@ double wavelengthUm(std::int64_t written) {
 /// False when the year has no such day.
 bool readDay(const CardText& line, std::int32_t& dayDs50) {
     constexpr std::int32_t kFirstYearOfLastCentury = 57;
-    const std::int32_t yearOfCentury = shortNumber(line, layout::header::kYear);
+    const std::int32_t yearOfCentury = count(line, layout::header::kYear);
     const std::int32_t year = yearOfCentury + (yearOfCentury < kFirstYearOfLastCentury ? 2000 : 1900);
-    const std::int32_t day = shortNumber(line, layout::header::kDayOfYear);
-    if (day < 1 || day > family::mmdd2jul(year, 12, 31)) return false;
-    dayDs50 = static_cast<std::int32_t>(std::lround(family::tcomps2utc(year, day, 0, 0, 0)));
+    const std::int32_t day = count(line, layout::header::kDayOfYear);
+    if (yearOfCentury < 0 || day < 1 || day > family::mmdd2jul(year, 12, 31)) return false;
+    dayDs50 = static_cast<std::int32_t>(std::lround(family::parts2utc(year, day, 0, 0, 0)));
     return true;
+}
+
+/// NOTE: a hyphen before the digits is their sign; a delay below 0 makes the ranges longer. A missing one is 0. False
+/// when it is cut or damaged.
+bool readSystemDelay(const CardText& line, double& delayS) {
+    if (!hasDigit(line, layout::header::kSystemDelayPs)) return true;
+    delayS = valueOf(line, layout::header::kSystemDelayPs, kPsPerS);
+    return !std::isnan(delayS);
 }
 
 }  // namespace
 
+/// Normal points have the delay taken off already.
 MaybeRefusal SlrBlock::readHeader(const CardText& line) {
-    constexpr double kPsPerS = 1e12;
-    if (!holdsItems(line, layout::header::kSummed) || !readDay(line, pass_.dayDs50))
+    pass_.ilrsId = count(line, layout::header::kSatellite);
+    const std::int32_t padNumber = count(line, layout::header::kStation);
+    if (!holdsItems(line, layout::header::kSummed) || pass_.ilrsId < 0 || padNumber < 0 ||
+        !readDay(line, pass_.dayDs50) || (engineering_ && !readSystemDelay(line, pass_.systemDelayS)))
         return Refusal{"ReadSlrBlock: Bad pass header/", std::string(line.text()), 0, {}};
-    pass_.ilrsId = shortNumber(line, layout::header::kSatellite);
-    pass_.wavelengthUm = wavelengthUm(number(line, layout::header::kWavelength));
-    pass_.systemDelayS = static_cast<double>(number(line, layout::header::kSystemDelayPs)) / kPsPerS;
+    pass_.wavelengthUm = wavelengthUm(count(line, layout::header::kWavelength));
     MaybeRefusal refusal = slrSatellite(pass_.ilrsId, 0, pass_.satNum);
-    if (!refusal) refusal = slrSensor(shortNumber(line, layout::header::kStation), *sensors_, pass_.senNum);
+    if (!refusal) refusal = slrSensor(padNumber, *sensors_, pass_.senNum);
     return refusal;
 }
 
@@ -141,8 +149,10 @@ bool SlrBlock::close(RecordSink& sink) {
     }
     const bool headerAlone = headerRefusal_ && !anyData_;
     if (headerAlone) sink.refuse(*headerRefusal_, headerText_, header_);
+    if (headerRefusal_) refused_.end(*headerRefusal_, sink);
     noteCheckSums(sink);
-    if (std::string text = lacking_.text(mark_.number); !text.empty()) sink.note(std::move(text));
+    if (std::string text = corrections_.text(mark_.number); !text.empty()) sink.note(std::move(text));
+    sink.corrected(corrections_);
     return headerAlone;
 }
 
@@ -156,7 +166,7 @@ void SlrBlock::takeHeader(std::string_view line, LinePlace place) {
 void SlrBlock::takeData(std::string_view text, LinePlace place, RecordSink& sink) {
     anyData_ = true;
     const CardText line(text);
-    if (headerRefusal_) return sink.refuse(*headerRefusal_, text, place);
+    if (headerRefusal_) return refused_.refuse(*headerRefusal_, text, place, sink);
     if (const MaybeRefusal nul = refuseNul(text)) return sink.refuse(*nul, text, place);
     ObsRecord rec;
     if (!readRange(line, rec))
@@ -166,14 +176,13 @@ void SlrBlock::takeData(std::string_view text, LinePlace place, RecordSink& sink
 }
 
 bool SlrBlock::readRange(const CardText& line, ObsRecord& rec) {
-    constexpr double kUnitsPerS = 1e7, kPsPerS = 1e12, kLongestDayS = 86401;  // with a leap second
-    if (!holdsItems(line, layout::kFiringTime)) return false;
+    constexpr double kUnitsPerS = 1e7, kLongestDayS = 86401;  // with a leap second
     const double firing = valueOf(line, layout::kFiringTime, kUnitsPerS);
-    if (!(firing < kLongestDayS)) return false;
+    if (!(firing >= 0 && firing < kLongestDayS)) return false;
     if (firstFiring_ < 0) firstFiring_ = firing;
-    const double timeOfFlight =
-        valueOf(line, layout::kTimeOfFlight, kPsPerS) - (engineering_ ? pass_.systemDelayS : 0);
-    if (!holdsItems(line, columns().summed) || !(timeOfFlight > 0)) return false;
+    const double measured = valueOf(line, layout::kTimeOfFlight, kPsPerS);
+    const double timeOfFlight = measured - pass_.systemDelayS;
+    if (!holdsItems(line, columns().summed) || !(measured > 0 && timeOfFlight > 0)) return false;
     rec = slrRangeRecord(pass_.satNum, pass_.senNum, pass_.dayDs50 + slrDayShift(firing, firstFiring_),
                          firing + timeOfFlight / 2, slrRangeKm(timeOfFlight));
     correct(line, rec, engineering_ ? readAngles(line, rec) : kNotGiven);
@@ -185,11 +194,11 @@ double SlrBlock::readAngles(const CardText& line, ObsRecord& rec) {
     constexpr double kUnitsPerDegree = 1e4;
     const double azimuthDeg = valueOf(line, layout::kAzimuth, kUnitsPerDegree);
     const double elevationDeg = valueOf(line, layout::kElevation, kUnitsPerDegree);
-    if (!(azimuthDeg <= kMostAzimuthDeg && elevationDeg <= kMostElevationDeg)) return kNotGiven;
-    const std::int32_t origin = shortNumber(line, layout::kAngleOrigin);
+    if (!(std::fabs(azimuthDeg) <= kMostAzimuthDeg && std::fabs(elevationDeg) <= kMostElevationDeg)) return kNotGiven;
+    const std::int32_t origin = count(line, layout::kAngleOrigin);
     if (origin < 1 || origin > 3) return elevationDeg;
     rec.obsType = kTypeAzElRange;
-    rec.azOrRa = azimuthDeg;
+    rec.azOrRa = azimuthDeg < 0 ? azimuthDeg + 360 : azimuthDeg;
     return rec.elOrDec = elevationDeg;
 }
 
@@ -203,7 +212,7 @@ void SlrBlock::correct(const CardText& line, ObsRecord& rec, double elevationDeg
     const SlrCorrection correction = slrCorrection(range, settings_);
     rec.range += correction.metres / kMetresPerKm;
     rec.indicator2 = correction.applied;
-    lacking_.count(correction);
+    corrections_.count(correction);
 }
 
 /// The digits of all summed columns added, modulo 100. A line without a sum is not looked at.
@@ -211,7 +220,7 @@ void SlrBlock::checkSum(const CardText& line, Columns summed, Columns sumColumns
     if (!hasDigit(line, sumColumns)) return;
     std::int64_t sum = 0;
     for (const char c : line.at(summed)) sum += isDigit(c) ? c - '0' : 0;
-    if (sum % 100 == number(line, sumColumns)) return;
+    if (sum % 100 == item(line, sumColumns)) return;
     if (badSums_++ == 0) firstBadSumLine_ = lineNumber;
 }
 

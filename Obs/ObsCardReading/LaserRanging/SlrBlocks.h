@@ -8,6 +8,7 @@
 
 #include "Obs/CardLayouts/LineReader.h"
 #include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/SlrSessionRefusal.h"
 #include "Obs/ObsCardReading/Loading/RecordSink.h"
 #include "Obs/ObsCardReading/ReadSettings.h"
 
@@ -28,7 +29,7 @@ struct SlrPass {
     std::int32_t senNum = 0;
     std::int32_t dayDs50 = 0;
     double wavelengthUm = 0;
-    double systemDelayS = 0;  ///< two-way
+    double systemDelayS = 0;  ///< two-way, to be taken off
 };
 
 /// What was read of a block so far. A copy goes on by itself from there.
@@ -77,7 +78,8 @@ private:
     MaybeRefusal headerRefusal_;
     bool anyData_ = false;
     double firstFiring_ = -1;  ///< second of day on the first line that has one: the start of the pass
-    SlrLackingCorrections lacking_;
+    SlrSessionRefusal refused_;
+    SlrCorrectionCounts corrections_;
     std::int64_t badSums_ = 0;
     std::int64_t firstBadSumLine_ = 0;
 };

@@ -8,12 +8,23 @@ namespace obs {
 
 namespace {
 
+/// Logs a text that has to be built, or else another that says nearly as much.
+template <class Build>
+void logBuilt(Build build, std::string_view withoutMemory) {
+    try {
+        family::tracelogerror(build());
+    } catch (const std::bad_alloc&) {
+        family::tracelogerror(withoutMemory);
+    }
+}
+
 void reportNoMemory(AddStage stage, std::int64_t key) {
     switch (stage) {
         case AddStage::handle: return family::tracelogerror("AddObOnly : Cannot allocate memory for a new dmaObs.");
         case AddStage::node:
             if (key == kNewAddressKey) break;
-            return family::tracelogerror("AddObOnly: Unable to allocate memory for obsKey " + keyText(key) + ".");
+            return logBuilt([&] { return "AddObOnly: Unable to allocate memory for obsKey " + keyText(key) + "."; },
+                            "AddObOnly: Unable to allocate memory for an obsKey.");
         case AddStage::record: break;
     }
     family::tracelogerror(key == kNewAddressKey ? "AddObOnly: Cannot allocate memory for a new obs."
@@ -34,7 +45,7 @@ std::string duplicateMessage(std::int64_t key) {
 
 std::int64_t refuseDuplicate(std::int64_t key) {
     if (family::dupkeymodeget() != 0) return key;
-    family::tracelogerror(duplicateMessage(key));
+    logBuilt([&] { return duplicateMessage(key); }, "AddObOnly: Duplicated record found.");
     return kDuplicateKey;
 }
 

@@ -24,7 +24,7 @@ bool FilePieces::goTo(std::int64_t offset) {
     begin_ = end_ = buffer_.get();
     given_ = pieceSize_ = 0;
     offset_ = read_ = offset;
-    cutOff_ = 0;
+    leftOut_.clear();
     atEnd_ = failed_ = false;
     return family::fileseek(unit_, offset);
 }
@@ -46,7 +46,7 @@ bool FilePieces::next(std::string_view& piece, bool& isLast) {
     if (isLast && size() == 0) return false;
     pieceSize_ = size();
     if (!isLast)
-        pieceSize_ = cutOff_ == 0 ? std::string_view(begin_, size()).rfind('\n') + 1
+        pieceSize_ = leftOut_.empty() ? std::string_view(begin_, size()).rfind('\n') + 1
                                   : static_cast<std::size_t>(newLine + 1 - begin_);
     piece = {begin_, pieceSize_};
     return true;
@@ -56,9 +56,14 @@ void FilePieces::took(std::size_t bytes) {
     begin_ += bytes;
     offset_ += static_cast<std::int64_t>(bytes);
     given_ = pieceSize_ - bytes;
-    if (given_ != 0) return;
-    offset_ += cutOff_;
-    cutOff_ = 0;
+    std::erase_if(leftOut_, [&](LeftOut& one) {
+        if (one.before > bytes) {
+            one.before -= bytes;
+            return false;
+        }
+        offset_ += one.bytes;
+        return true;
+    });
 }
 
 /// Reads on, up to the end of the block, or of the reserve behind it when that is full.
@@ -80,8 +85,9 @@ void FilePieces::fill() {
 /// Keeps of an unfinished line its text and one character that may be a CR.
 void FilePieces::cutLongLine() {
     if (size() - given_ <= kKeptOfLongLine) return;
-    cutOff_ += static_cast<std::int64_t>(size() - given_ - kKeptOfLongLine);
-    end_ = begin_ + given_ + kKeptOfLongLine;
+    const std::size_t kept = given_ + kKeptOfLongLine;
+    leftOut_.push_back({kept, static_cast<std::int64_t>(size() - kept)});
+    end_ = begin_ + kept;
 }
 
 bool FilePieces::anyLineFrom(std::int64_t offset, bool (*test)(std::string_view line)) {

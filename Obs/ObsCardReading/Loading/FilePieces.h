@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <vector>
 
 #include "siblings/include/Services.h"
 
@@ -49,7 +50,12 @@ private:
     std::size_t pieceSize_ = 0;  ///< of the latest piece
     std::int64_t offset_;        ///< of `begin_`
     std::int64_t read_;          ///< bytes of the file up to `end_`
-    std::int64_t cutOff_ = 0;    ///< bytes left out of the lines from `begin_` on
+    /// Bytes left out of long lines, before a place counted from `begin_`.
+    struct LeftOut {
+        std::size_t before;
+        std::int64_t bytes;
+    };
+    std::vector<LeftOut> leftOut_;
     bool atEnd_ = false;
     bool failed_ = false;
 };

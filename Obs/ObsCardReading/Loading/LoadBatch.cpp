@@ -14,8 +14,6 @@ namespace {
 /// then costs a constant share per observation.
 constexpr std::size_t kLeastBatch = 1u << 20;
 
-constexpr std::string_view kNoKeyReason = "No satellite number, or a number or time that makes no key.";
-
 std::size_t batchLimit() {
     return std::max(kLeastBatch, static_cast<std::size_t>(obsgetnumoftreenodes()));
 }
@@ -106,6 +104,7 @@ void LoadBatch::forget() {
     remarks_.clear();
     offsets_.clear();
     remarkBytes_ = 0;
+    corrections_ = {};
 }
 
 void LoadBatch::flush() {
@@ -136,6 +135,7 @@ void LoadBatch::tellAll(const std::vector<BulkAdd::Refused>& duplicates) {
 std::vector<BulkAdd::Refused> LoadBatch::enter() {
     LoadCounts& counts = state_.run.result.counts;
     for (const Remark& remark : remarks_) counts.bad += remark.kind == Kind::bad ? 1 : 0;
+    counts.slr.add(corrections_);
     const std::size_t collected = batch_.size();
     std::vector<BulkAdd::Refused> duplicates;
     try {
@@ -177,7 +177,7 @@ void LoadBatch::tellBad(const Remark& remark) {
     if (run.options.mostBadTold > 0 && run.badTold >= run.options.mostBadTold) return;
     ++run.badTold;
     const std::string reason = remark.what.message();
-    if (!reason.empty()) family::tracelogerror(reason);
+    if (remark.what.isLogged && !reason.empty()) family::tracelogerror(reason);
     if (family::traceloginfowanted())
         family::traceloginfo(Refusal{"ReadOnlyObs: Bad obs string '", remark.line, kCardLength, "'."}.message());
     state_.report(kLineBad, remark.lineNumber, reason.empty() ? std::string(kNoKeyReason) : trimmed(reason));

@@ -26,6 +26,7 @@ public:
     void passedOver(std::string_view line, LinePlace place) override;
     void note(std::string text) override;
     void refuseKeyword(const Refusal& why, LinePlace place) override;
+    void corrected(const SlrCorrectionCounts& counts) override { corrections_.add(counts); }
 
     /// Whether it is time to flush.
     bool isFull() const { return remarkBytes_ >= kMostRemarkBytes || batch_.size() >= batchLimit_; }
@@ -79,6 +80,7 @@ private:
     std::vector<Remark> remarks_;
     std::size_t remarkBytes_ = 0;
     std::vector<LineOffset> offsets_;
+    SlrCorrectionCounts corrections_;
 };
 
 }  // namespace obs

@@ -114,7 +114,8 @@ private:
 
     void finish() {
         LoadRun& run = state_.run;
-        if (context_.pass != Pass::first) run.result.lines += context_.counts;
+        run.result.lines += context_.counts;
+        if (context_.pass != Pass::first) run.linesRead += context_.before.number;
         run.ttyYear = context_.ttyYear;
         run.yearLineMet = run.yearLineMet || context_.yearLineMet;
         if (!pieces_.failed()) return;
@@ -128,7 +129,7 @@ private:
         LoadRun& run = state_.run;
         if (run.options.mostLines == 0) return false;
         LineReader lines(piece, true);
-        const std::int64_t left = run.options.mostLines - run.result.lines.lines - context_.before.number;
+        const std::int64_t left = run.options.mostLines - run.linesRead - context_.before.number;
         std::string_view line;
         while (lines.linesTaken() < left && lines.next(line)) {
         }

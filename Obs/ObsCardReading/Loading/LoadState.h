@@ -51,6 +51,7 @@ struct LoadRun {
     LoadResult result{};
     std::int64_t includesRead = 0;
     std::int64_t badTold = 0;
+    std::int64_t linesRead = 0;  ///< of the files that are done
     std::int32_t ttyYear = 0;    ///< in force at the place that was reached
     bool yearLineMet = false;    ///< and by a line of this load
     bool linesExceeded = false;  ///< there were more lines than the options allow

@@ -47,33 +47,25 @@ private:
     template <TakeLine takeLine>
     void each() {
         std::string_view line;
-        while (lines_.next(line)) {
-            if ((this->*takeLine)(line)) {
-                ++context_.counts.lines;
-            } else {
-                lines_.giveBack();
-                return;
-            }
-        }
+        while (lines_.next(line))
+            if (!(this->*takeLine)(line)) return lines_.giveBack();
     }
 
     bool count(std::int64_t LineCounts::*kind) {
+        ++context_.counts.lines;
         ++(context_.counts.*kind);
         return true;
     }
 
     bool takeInFirstPass(std::string_view line) {
-        if (context_.section.takes(line)) {
-            context_.sessions.take(line, lines_.place(), lines_.hasEnd());
-            return true;
-        }
+        if (context_.section.takes(line)) return takeOfSession(line);
         return !isFirstPassLine(line) || takeKeyword(line, ObsCardType(line));
     }
 
     bool takeOfLaserRanges(std::string_view line) {
         if (context_.block.isOpen() && takeOfBlock(line)) return true;
         if (isCommentOrBlank(line)) return count(&LineCounts::comments);
-        if (context_.sessions.take(line, lines_.place(), lines_.hasEnd())) return countCrd(line);
+        if (takeOfSession(line)) return true;
         if (ObsCardType(line) == LineClass::slrBlock) {
             context_.sessions.endSession();
             return openBlock(line);
@@ -90,10 +82,8 @@ private:
     bool take(std::string_view line) {
         if (context_.block.isOpen() && takeOfBlock(line)) return true;
         if (isCommentOrBlank(line)) return count(&LineCounts::comments);
-        if (context_.section.takes(line)) {
-            if (context_.pass == Pass::whole) context_.sessions.take(line, lines_.place(), lines_.hasEnd());
-            return countCrd(line);
-        }
+        // Where the first pass has read a record it has also counted it.
+        if (context_.section.takes(line)) return context_.pass == Pass::second || takeOfSession(line);
         const CardText card(line);
         const LineClass lineClass = ObsCardType(card);
         switch (lineClass) {
@@ -119,7 +109,7 @@ private:
         MaybeRefusal refusal = readLine(line, lineClass, record_, context_, &notes_, &lines_);
         if (mayHoldNul_ && !refusal) refusal = refuseNul(line.text());
         if (mayHoldNul_ && !refusal) refusal = refuseNul(lines_.current());
-        ++context_.counts.observations;
+        count(&LineCounts::observations);
         if (!notes_.empty()) tellNotes(place, refusal.has_value());
         if (refusal) sink_.refuse(*refusal, line.text(), place);
         else sink_.observation(record_, line.text(), place);
@@ -132,7 +122,6 @@ private:
         const std::int64_t before = lines_.linesTaken();
         takeObservation(card1, LineClass::tty);
         if (lines_.linesTaken() == before) return true;
-        ++context_.counts.lines;
         context_.firstPassLineTaken = context_.firstPassLineTaken || isFirstPassLine(lines_.current());
         return count(&LineCounts::observations);
     }
@@ -151,12 +140,11 @@ private:
     }
 
     bool takeStrayHeader(std::string_view line) {
-        ++context_.counts.observations;
         resetobsrecord(record_);
         if (context_.keepsStrayHeaders) sink_.observation(record_, line, lines_.place());
         else sink_.refuse({"ReadObsRec: No SLROBS line introduces this header of laser ranges.", {}, 0, {}}, line,
                           lines_.place());
-        return true;
+        return count(&LineCounts::observations);
     }
 
     bool passOver(std::string_view line) {
@@ -166,8 +154,11 @@ private:
 
     // --- Laser ranges ------------------------------------------------------------------------
 
-    bool countCrd(std::string_view line) {
-        return count(isCrdRange(line) ? &LineCounts::observations : &LineCounts::laser);
+    /// False when the line is no laser-ranging record.
+    bool takeOfSession(std::string_view line) {
+        const CrdReader::Took took = context_.sessions.take(line, lines_.place(), lines_.hasEnd());
+        if (took == CrdReader::Took::no) return false;
+        return count(took == CrdReader::Took::range ? &LineCounts::observations : &LineCounts::laser);
     }
 
     bool openBlock(std::string_view mark) {
@@ -197,8 +188,13 @@ private:
         if (namesFile && context_.pass == Pass::first) context_.sessions.handOver();
         if (!sink_.keyword(lineClass, line, lines_.place())) return false;
         if (lineClass == LineClass::ttyYear) setYear(line);
-        if (lineClass == LineClass::slrSection && !namesFile && context_.pass != Pass::included) context_.section.open();
-        return count(&LineCounts::keywords);
+        if (lineClass == LineClass::slrSection && !namesFile && context_.pass != Pass::included) openSection();
+        return context_.pass == Pass::first || count(&LineCounts::keywords);
+    }
+
+    void openSection() {
+        context_.section.open();
+        context_.sessions.leavePrediction();
     }
 
     void setYear(std::string_view line) {

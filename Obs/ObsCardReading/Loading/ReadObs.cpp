@@ -1,5 +1,8 @@
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "Obs/ObsCardReading/Cards/B3.h"
 #include "Obs/ObsCardReading/Cards/Rf.h"
 #include "Obs/ObsCardReading/Cards/Tty.h"
@@ -43,6 +46,12 @@ MaybeRefusal readLine(const CardText& line, LineClass lineClass, ObsRecord& rec,
         case LineClass::slrBlock: return notRead("ReadSlr: The mark of a block of laser ranges is no observation by itself.");
         default: return std::nullopt;
     }
+}
+
+bool hasReader(LineClass lineClass) {
+    using enum LineClass;
+    constexpr LineClass kRead[] = {b3, b3Extended, tty, csv, rf, slrBlock};
+    return std::find(std::begin(kRead), std::end(kRead), lineClass) != std::end(kRead);
 }
 
 std::int32_t ReadObsRec(const CardText& line, LineClass lineClass, LoadCounts& counts, std::int32_t gid) {

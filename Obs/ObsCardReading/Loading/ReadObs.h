@@ -19,6 +19,9 @@ ReadSettings processSettings();
 MaybeRefusal readLine(const CardText& line, LineClass lineClass, ObsRecord& rec, const ReadSettings& settings = {},
                       FieldNotes* notes = nullptr, LineReader* unit = nullptr);
 
+/// Whether `readLine` has a reader for a class, if only one that says why it cannot read.
+bool hasReader(LineClass lineClass);
+
 /// Reads one observation line and adds it. Returns the status: 0 good or duplicate, 2 bad. A line of a class
 /// without a reader adds the default record, which names no satellite: bad under field keys, an empty
 /// observation under address keys.

@@ -6,6 +6,7 @@
 
 #include "Obs/CardLayouts/LineReader.h"
 #include "Obs/ObsCardReading/FieldNote.h"
+#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
 #include "Obs/ObsCardReading/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
@@ -28,6 +29,9 @@ public:
 
     /// An information line.
     virtual void note(std::string text) = 0;
+
+    /// What became of corrections of laser ranges since the last call.
+    virtual void corrected(const SlrCorrectionCounts& /*counts*/) {}
 
     /// A keyword line; nothing has been done about it. False: reading stops before it.
     virtual bool keyword(LineClass lineClass, std::string_view line, LinePlace place) = 0;

@@ -78,8 +78,8 @@ double startOfNext(const std::string& digits, std::size_t length) {
     constexpr std::int32_t kFirstYearOfLastCentury = 57;
     const std::int32_t year = part(0, 2) + (part(0, 2) < kFirstYearOfLastCentury ? 2000 : 1900);
     const double seconds = (part(kMinuteLength, 5) + (length == kMillisLength ? 1 : 0)) / 1e3;
-    return family::tcomps2utc(year, part(2, 3) + (length == kDayLength), part(kDayLength, 2) + (length == kHourLength),
-                              part(kHourLength, 2) + (length == kMinuteLength), seconds + (length == kSecondLength));
+    return family::parts2utc(year, part(2, 3) + (length == kDayLength), part(kDayLength, 2) + (length == kHourLength),
+                             part(kHourLength, 2) + (length == kMinuteLength), seconds + (length == kSecondLength));
 }
 
 /// Digits alone are a date, YYDDD to YYDDDHHMMSSsss, and stand for all of that day, hour and so on. Days since 1950
