@@ -27,4 +27,10 @@ struct Refusal {
 /// A refusal, or nothing when the card was read.
 using MaybeRefusal = std::optional<Refusal>;
 
+/// Of a line that holds a NUL: no format has one, and it would end the line for whoever takes it as a text.
+inline MaybeRefusal refuseNul(std::string_view line) {
+    if (line.find('\0') == std::string_view::npos) return std::nullopt;
+    return Refusal{"ReadObsRec: The line holds a NUL character.", {}, 0, {}};
+}
+
 }  // namespace obs

@@ -9,8 +9,10 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <pthread.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include "siblings/include/ObsFamily.h"
@@ -356,6 +358,25 @@ int writeAll(int descriptor, const char* bytes, std::size_t size, bool regular) 
     return writeBlocks(descriptor, bytes, size);
 }
 
+/// Files that the kernel makes up while they are read: some have no end, others wait for something to happen.
+bool isMadeUp(int descriptor) {
+    struct statfs system {};
+    if (::fstatfs(descriptor, &system) != 0) {
+        return false;
+    }
+    switch (system.f_type) {
+    case PROC_SUPER_MAGIC:
+    case SYSFS_MAGIC:
+    case DEBUGFS_MAGIC:
+    case TRACEFS_MAGIC:
+    case SECURITYFS_MAGIC:
+    case PSTOREFS_MAGIC:
+    case CGROUP_SUPER_MAGIC:
+    case CGROUP2_SUPER_MAGIC: return true;
+    default: return false;
+    }
+}
+
 class OpenFile {
 public:
     explicit OpenFile(std::string_view name) : name_(name) {}
@@ -372,7 +393,7 @@ public:
         }
         const int error = openIn(mode);
         regular_ = error == 0 && isRegularFile(file_.get());
-        if (error == 0 && mode == kOpenRead && !regular_) {
+        if (error == 0 && mode == kOpenRead && (!regular_ || isMadeUp(file_.get()))) {
             return EINVAL;
         }
         isWritten_ = mode != kOpenRead;

@@ -64,6 +64,12 @@ public:
     std::unique_ptr<spdlog::formatter> clone() const override { return std::make_unique<LineFormatter>(); }
 };
 
+/// Line ends and escape sequences in what a message quotes would make other lines, or colours, of it.
+void replaceControls(char* text, std::size_t length) {
+    std::replace_if(
+        text, text + length, [](char c) { return (c >= '\0' && c < ' ') || c == '\x7f'; }, '?');
+}
+
 /// Appends each line with one write, so that nothing is lost when the process dies and
 /// several processes can share a file. Used by one thread at a time (`Turn`).
 class FileSink final : public spdlog::sinks::base_sink<spdlog::details::null_mutex> {
@@ -78,6 +84,7 @@ protected:
     void sink_it_(const spdlog::details::log_msg& message) override {
         spdlog::memory_buf_t line;
         formatter_->format(message, line);
+        replaceControls(line.data(), line.size() - 1);  // all but its own end
         writeAll(descriptor_, line.data(), line.size(), regular_);
     }
     void flush_() override {}

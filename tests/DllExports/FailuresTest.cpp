@@ -58,6 +58,9 @@ protected:
     double vector_[3] = {};
     std::int64_t key_ = 0, number_ = 0;
     std::int32_t count_ = 0, dropped_[OBS_CRITERIA];
+    ObsLoadLines wrongSize_{};
+    ObsLoadOptions noOptions_{};
+    ObsReadState noState_{};
 };
 
 #define FIELDS(sat, time, rate, type) 'U', sat, 211, time, 1., 2., 3., rate, 0., 0., 0., type, 0, 0, 0, 0, vector_, vector_
@@ -110,6 +113,12 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, makesNoKey, ObsAddFrArrays, 1, array_, &key_),
         FAILS(2, "~The count must not", ObsAddFrArrays, -1, array_, &key_),
         FAILS(2, "~A null pointer", ObsGetLoadCounts, nullptr, nullptr, nullptr),
+        FAILS(2, "~The structure has another size", ObsGetLoadLines, &wrongSize_),
+        FAILS(2, "~The options have another size", ObsLoadFileWith, noKey.c_str(), 0, &noOptions_),
+        FAILS(2, "~The last observation line is bad", ObsLoadFileWith, noKey.c_str(), 0, nullptr),
+        FAILS(2, "~The state has another size", ObsReadLines, "", 0, &noState_,
+              [](const double*, std::int64_t, std::int64_t, void*) {}, nullptr, nullptr),
+        FAILS(-1, "~The place is not in the text", ObsNextCut, "", 0, 1),
         FAILS(2, "~the troposphere", ObsSetSlrCorrections, 3, 0),
         {"ObsB3Parse", "~Invalid or unsupported obs format.", 2, [&] { return f_.parse("SELOB"); }},
         FAILS(2, "~Invalid or unsupported obs format.", ObsParse, "SELOB", "", array_),

@@ -6,7 +6,6 @@
 #include "Obs/ObsCardReading/Cards/B3Quick.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
-#include "Obs/ObsCardReading/LaserRanging/Slr.h"
 #include "tests/CaseFile.h"
 #include "tests/RecordFields.h"
 

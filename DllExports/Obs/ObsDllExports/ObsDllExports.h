@@ -121,6 +121,30 @@ OBS_API int32_t ObsLoadFile(const char *fileName);
  *  As ObsLoadFile; every observation added belongs to group `gid`. */
 OBS_API int32_t ObsLoadFileGID(const char *fileName, int32_t gid);
 
+/** What a load with options may do. All zeros but for the size is what ObsLoadFileGID does, other than that a
+ *  laser-ranging header which no SLROBS line introduces is a bad line in either key mode. */
+typedef struct ObsLoadOptions {
+    int32_t size;          /* sizeof(ObsLoadOptions) */
+    int32_t ttyYear;       /* year of TTY cards at the start: 0 that of ObsSetTTYYear, -1 none, else the year */
+    int32_t settingsLines; /* TTY_YEAR, SELOB and VM_DMA_OBS_ON lines: 0 act and stay in force, 1 act in this load */
+                           /* alone, 2 do nothing */
+    int32_t includes;      /* files that OBSFIL and SLROBS lines name are read: 0 all, 1 those below the folder of the */
+                           /* deck, links followed, 2 none */
+    int64_t mostLines;     /* lines read, include files counted in; 0 any number, as with the limits below */
+    int64_t mostBadTold;   /* bad lines that are told one by one, in the log and by the callback */
+    int64_t mostIncludes;  /* include files read */
+} ObsLoadOptions;
+
+/** @defgroup ObsLoadFileWith ObsLoadFileWith
+ *  Addition. As ObsLoadFileGID, within limits and without effects on later loads as the options say. What the options
+ *  keep out is told by a message.
+ *  Threads: as ObsLoadFile.
+ *  @param[in] fileName 512 characters.
+ *  @param[in] gid group of the observations; 0 none.
+ *  @param[in] options null for the default.
+ *  @return as ObsLoadFile; 2 also for options that are none, and when there are more lines than allowed. */
+OBS_API int32_t ObsLoadFileWith(const char *fileName, int32_t gid, const ObsLoadOptions *options);
+
 /** @defgroup ObsLoadSlrFile ObsLoadSlrFile
  *  Addition. Loads a file of laser ranges: CRD sessions (version 1 or 2, full rate or normal points), blocks of the
  *  older 99999 and 88888 formats, or both. Each range is an observation of type 6 (one-way range in km, at the moment
@@ -226,12 +250,38 @@ OBS_API int32_t ObsAddFrArrays(int32_t count, const double *obsArrs, int64_t *ke
  *  @return 0, or 2 for a null pointer. */
 OBS_API int32_t ObsGetLoadCounts(int64_t *loaded, int64_t *duplicate, int64_t *bad);
 
-/** Kinds of line that ObsSetLoadCallback reports. */
+/** What the lines of a load were, include files counted in. Each line of a file is one of the six kinds from
+ *  `observations` to `passedOver`, so that their sum is `lines`. */
+typedef struct ObsLoadLines {
+    int32_t size;            /* sizeof(ObsLoadLines) */
+    int64_t lines;           /* in all */
+    int64_t observations;    /* loaded, duplicate or bad; both cards of a TTY message */
+    int64_t comments;        /* "*" in column 1, other lines with "#" there, and blank lines */
+    int64_t keywords;
+    int64_t laser;           /* of laser-ranging sessions and blocks, other than ranges */
+    int64_t passedOver;      /* nothing of these: not read at all */
+    int64_t zeroed;          /* values, not lines, that were taken as 0 because they could not be read */
+    int64_t includesLeftOut; /* files named by OBSFIL and SLROBS lines that could not or may not be read */
+} ObsLoadLines;
+
+/** @defgroup ObsGetLoadLines ObsGetLoadLines
+ *  Addition. The account of every line of the latest file load.
+ *  @param[in,out] lines its `size` is set by the caller.
+ *  @return 0, or 2 for a null pointer or another size. */
+OBS_API int32_t ObsGetLoadLines(ObsLoadLines *lines);
+
+/** Kinds of line that ObsSetLoadCallback reports. Zeroed: a value that could not be read and was taken as 0, or that
+ *  the card ends inside of or before. Passed over: neither observation, comment nor keyword line. */
 #define OBS_LINE_BAD 2
 #define OBS_LINE_DUPLICATE 3
+#define OBS_LINE_ZEROED 4
+#define OBS_LINE_PASSED_OVER 5
+/** Kinds that ObsReadLines reports besides: a keyword line; what there is to say of a line that is taken all the same. */
+#define OBS_LINE_KEYWORD 6
+#define OBS_LINE_NOTE 7
 
 /** @defgroup ObsSetLoadCallback ObsSetLoadCallback
- *  Addition. Names each bad or duplicate line of a file load, in the order of the file.
+ *  Addition. Names each line of a file load that there is something to tell of, in the order of the file.
  *  Threads: not during a load.
  *  @param[in] report called on the loading thread with the kind (OBS_LINE_...), the name of
  *             the file as it was opened, the line's number from 1, and the reason; both
@@ -287,6 +337,52 @@ OBS_API int32_t ObsB3Parse(const char *b3Card, char *secClass, int32_t *satNum, 
  *  @param[out] obsArr 64 reals, cleared first.
  *  @return 0, or 2 for a line of another kind or a bad one. */
 OBS_API int32_t ObsParse(const char *line1, const char *line2, double obsArr[64]);
+
+/** Where a reading of lines stands; what the lines before mean for those that follow. Zeros but for the size at the
+ *  start of a text, and `rotateToDate` 1 for records as loads make them. It may be copied and kept. */
+typedef struct ObsReadState {
+    int32_t size;         /* sizeof(ObsReadState) */
+    int32_t ttyYear;      /* of TTY cards, 0 none; TTY_YEAR lines change it */
+    int32_t rotateToDate; /* nonzero: right ascension and declination are rotated to date */
+    int32_t troposphere;  /* corrections of laser ranges, as for ObsSetSlrCorrections */
+    int32_t centreOfMass;
+    int32_t addressKeys;  /* a VM_DMA_OBS_ON line was read */
+    int32_t laserSection; /* an SLROBS line without a name was read, and no record H9 since */
+    int32_t isLast;       /* nonzero: the text ends with these bytes */
+    int64_t lines;        /* lines before */
+    int64_t offset;       /* bytes before */
+} ObsReadState;
+
+/** @defgroup ObsReadLines ObsReadLines
+ *  Addition. Reads lines of text as a load would, without the store, the log and the settings of the process. Settings
+ *  lines act on the state, in their order; SELOB, OBSFIL and SLROBS lines are reported, and files that they name are
+ *  not read. Lines of class 14 (H1 CRD) are bad outside of a laser-ranging section. An unfinished last line, and a
+ *  first TTY card without its second, are left for the next call unless `isLast` is set: the state's `offset` tells
+ *  where that begins. A laser-ranging session or block must be given whole: it ends where the bytes end.
+ *  Threads: any number of calls at once, each on a state of its own.
+ *  @param[in] bytes,length the text; need not end with a NUL.
+ *  @param[in,out] state as it is behind the lines read; unchanged on failure.
+ *  @param[in] observation called for each observation, in the order of the lines but for laser ranges, which come when
+ *             their session ends: the array form (see ObsDataToArray), valid during the call, number of the line from 1
+ *             and bytes before it.
+ *  @param[in] report unless null called for each other thing to tell: kind (OBS_LINE_..., no duplicates), place (0, 0 for
+ *             what belongs to no line), and the reason or, of a keyword line, the line.
+ *  @param[in] user handed to both unchanged.
+ *  @return 0, or 2 for a null pointer, a negative length, a state of another size, or memory running out. */
+OBS_API int32_t ObsReadLines(const char *bytes, int64_t length, ObsReadState *state,
+                             void (*observation)(const double obsArr[64], int64_t lineNumber, int64_t offset, void *user),
+                             void (*report)(int32_t kind, int64_t lineNumber, int64_t offset, const char *text, void *user),
+                             void *user);
+
+/** @defgroup ObsNextCut ObsNextCut
+ *  Addition. Where a text may be cut into pieces that are read by themselves: not between the cards of a TTY message,
+ *  nor inside a block of laser ranges. Read from states that differ in `lines` and `offset` alone, the pieces give what
+ *  the whole gives, if no TTY_YEAR and SLROBS line is in it.
+ *  Threads: any.
+ *  @param[in] bytes,length a text, or what is left of it from a cut on.
+ *  @param[in] from a place in it.
+ *  @return the first cut at or after `from`; `length` when there is none; -1 for a null pointer or a place outside. */
+OBS_API int64_t ObsNextCut(const char *bytes, int64_t length, int64_t from);
 
 /* --------------------------------------------------------------- reading ---- */
 
