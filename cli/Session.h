@@ -91,6 +91,7 @@ private:
 
     bool openLog(const std::string& name);
     bool loadSensors(const std::string& name);
+    bool checkCriteria(const CommonOptions& options);
     void setCorrections(const CommonOptions& options);
     LoadResult loadOne(const std::string& name, std::int32_t group);
     void select(const CommonOptions& options);

@@ -18,9 +18,10 @@ std::string includedFileName(std::string_view line, std::string_view namingFile)
 
 void readSelectionCard(std::string_view line) {
     constexpr std::size_t kKeywordLength = 5;
-    line.remove_prefix(std::min(line.find_first_not_of(" \t", kKeywordLength), line.size()));
-    if (line.starts_with('=')) line.remove_prefix(1);
-    setSelectionFromText("SELOB", line);
+    std::size_t from = std::min(line.find_first_not_of(" \t", kKeywordLength), line.size());
+    if (from < line.size() && line[from] == '=') ++from;
+    // Decks that mean hours by seven digits go on meaning them.
+    setSelectionFromText("SELOB", line.substr(from), DoubtfulDates::asHours, static_cast<unsigned>(from + 1));
 }
 
 }  // namespace obs

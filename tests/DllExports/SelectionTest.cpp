@@ -196,9 +196,9 @@ TEST_F(Selection, badCriteriaAreRefused) {
     ASSERT_EQ(ObsSetSelObs("sat=7"), 0);
     const auto before = selected(open_, 9);
     for (const char* bad : {"sat", "foo=1", "sat=", "sat=1,,2", "sat=abc", "sat=5:4", "sat=1.5", "sat=:", "sat=1:2:3", "time=24400",
-                            "time=2024-01-01", "el=nan", "type=12,X", "type=20", "class=Q", "sat=1 sat=2",
+                            "el=nan", "type=12,X", "type=20", "class=Q", "sat=1 sat=2",
                             "time=240011", "time=24001125959.9999", "time=5e4", "time=1e9.", "class=C:", "sat=1e300",
-                            "\"sat=5\" sen=211", "\"sat=5", "\"", "sat=7, 8", "= =", "el=10 range"}) {
+                            "\"sat=5\" sen=211", "\"sat=5", "\"", "= =", "el=10 range"}) {
         log_.errors.clear();
         EXPECT_EQ(ObsSetSelObs(bad), 2) << bad;
         ASSERT_EQ(log_.errors.size(), 1u);
