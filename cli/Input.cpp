@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -37,8 +38,15 @@ int makeTemporary() {
     const char* folder = std::getenv("TMPDIR");
     if (folder == nullptr || *folder == '\0') folder = P_tmpdir;
     std::string name = std::string(folder) + "/obstoolXXXXXX";
+    // A signal that ends the command must not come between the two.
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before);
     const int descriptor = ::mkstemp(name.data());
+    const int error = errno;
     if (descriptor >= 0) ::unlink(name.c_str());
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    errno = error;
     return descriptor;
 }
 

@@ -229,11 +229,13 @@ void Session::save(const std::string& name, bool append, const Format& format) {
     const std::int32_t status = format.save(Text512(toOutput ? "/dev/stdout" : name).data(),
                                             append && !toOutput ? kAppend : kReplace);
     // A failing write is only logged.
-    if (status != 0) problem = std::strerror(status);
-    else if (!errors_.empty()) problem = errors_.front();
+    if (!errors_.empty()) problem = errors_.front();
+    else if (status != 0) problem = std::strerror(status);
     saving_ = false;
     if (toOutput && !problem.empty()) endIfReaderIsGone();
     if (!problem.empty()) fail(subject, problem);
+    for (const std::int32_t kind : {OBS_SAVE_LEFT_OUT, OBS_SAVE_UNREADABLE, OBS_SAVE_SENSOR})
+        if (ObsGetSaveCountOf(kind) > 0) raise(ExitStatus::badLines);
 }
 
 void Session::fail(const std::string& subject, const std::string& reason) {

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <exception>
 #include <sstream>
 
@@ -14,6 +15,7 @@
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "Formats.h"
 #include "Text.h"
+#include "siblings/include/ObsFamily.h"
 
 namespace {
 
@@ -48,8 +50,8 @@ so. The names are
 --dry-run only tells how many observations do not meet each of the criteria or parentheses,
 whatever the others say, and how many meet all.
 
-Exit status: 0 when all went well, 1 when some lines were bad, 2 when the command line
-was wrong or a file could not be read or written.
+Exit status: 0 when all went well, 1 when some lines were bad or convert lost observations,
+2 when the command line was wrong or a file could not be read or written.
 
 Examples:
   obstool info today.obs
@@ -78,10 +80,11 @@ constexpr auto kConvertFooter = R"(
 The observations of all files go to one file, in ascending order of their keys. Bad lines
 are named on standard error and left out. When a file cannot be read nothing is written.
 
-What the format could not carry is then told by type and field: refused (no line is
-written), unreadable (a line is, but cannot be read again), dropped, changed, or rounded
+What the format could not carry is then told by type and field or reason: refused (no line
+is written), unreadable (a line is, but cannot be read again), dropped, changed, or rounded
 within the last digit of the format; the first ones of each with the line of the output,
-where each has its own.
+where each has its own. The exit status is 1, whatever is reported, when observations were
+refused, unreadable or written under another sensor's number.
 With nothing to tell there is no report. Differences in the last bit of a number are not
 counted. Biases and what else only CSV lines carry are compared as CSV lines write them;
 sigma lists, which these do not show either, no file can hold.
@@ -246,10 +249,25 @@ void occupyStandardStreams() {
             ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
 }
 
+/// The signals that end the command leave no half-written file; then they end it.
+void cleanUpOnSignals() {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction action {};
+        if (::sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) continue;
+        action.sa_handler = [](int caught) {
+            FamilyGiveUpFiles();
+            std::raise(caught);  // the default action is back; it comes when this returns
+        };
+        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        ::sigaction(signal, &action, nullptr);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     occupyStandardStreams();
+    cleanUpOnSignals();
     Output out;
     ExitStatus status = ExitStatus::failure;
     try {

@@ -11,6 +11,13 @@ module obs_interface
     integer(c_int32_t), parameter :: OBS_LINE_BAD = 2
     integer(c_int32_t), parameter :: OBS_LINE_DUPLICATE = 3
     integer(c_int32_t), parameter :: OBS_CRITERIA = 10
+    integer(c_int32_t), parameter :: OBS_SAVE_LEFT_OUT = 1
+    integer(c_int32_t), parameter :: OBS_SAVE_UNREADABLE = 2
+    integer(c_int32_t), parameter :: OBS_SAVE_SENSOR = 3
+    integer(c_int32_t), parameter :: OBS_SAVE_TYPE = 4
+    integer(c_int32_t), parameter :: OBS_SAVE_POSITION = 5
+    integer(c_int32_t), parameter :: OBS_SAVE_SITE = 6
+    integer(c_int32_t), parameter :: OBS_SAVE_EXPONENT = 7
 
     interface
         function ObsInit() bind(c, name="ObsInit") result(outcome)
@@ -663,6 +670,28 @@ module obs_interface
             integer(c_int32_t) :: outcome
         end function ObsSaveSlrFileGID
 
+        function ObsGetSaveCounts(written, leftOut, altered, systemError) bind(c, name="ObsGetSaveCounts") &
+            result(outcome)
+            import
+            integer(c_int64_t), intent(out) :: written
+            integer(c_int64_t), intent(out) :: leftOut
+            integer(c_int64_t), intent(out) :: altered
+            integer(c_int32_t), intent(out) :: systemError
+            integer(c_int32_t) :: outcome
+        end function ObsGetSaveCounts
+
+        function ObsGetSaveCountOf(kind) bind(c, name="ObsGetSaveCountOf") result(outcome)
+            import
+            integer(c_int32_t), value :: kind
+            integer(c_int64_t) :: outcome
+        end function ObsGetSaveCountOf
+
+        subroutine ObsSetSaveCallback(report, user) bind(c, name="ObsSetSaveCallback")
+            import
+            type(c_funptr), value :: report
+            type(c_ptr), value :: user
+        end subroutine ObsSetSaveCallback
+
         function FamilyGetLastError(text) bind(c, name="FamilyGetLastError") result(outcome)
             import
             character(kind=c_char), intent(out) :: text(512)
@@ -688,6 +717,10 @@ module obs_interface
             type(c_funptr), value :: f
             type(c_ptr), value :: user
         end subroutine FamilySetLogCallback
+
+        subroutine FamilyGiveUpFiles() bind(c, name="FamilyGiveUpFiles")
+            import
+        end subroutine FamilyGiveUpFiles
 
         function FamilySetAllKeyMode(useAll, mode) bind(c, name="FamilySetAllKeyMode") result(outcome)
             import

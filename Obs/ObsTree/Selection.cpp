@@ -6,6 +6,7 @@
 #include <mutex>
 #include <utility>
 
+#include "Obs/CardLayouts/Columns.h"
 #include "Obs/ObsTypes/TypeSets.h"
 
 namespace obs {
@@ -104,7 +105,8 @@ SlotBlock::Set meeting(const SlotBlock& block, const SelectionTest& test, const 
         case Criterion::rangeRate:
             return within([](const Rec& rec) { return hasRangeRate(rec.obsType) ? rec.rangeRate : kNoValue; });
         case Criterion::type: return within([](const Rec& rec) { return rec.obsType; });
-        case Criterion::classification: return within([](const Rec& rec) { return rec.secClass; });
+        case Criterion::classification:  // a record has the letter in the case of its card
+            return within([](const Rec& rec) { return upperCase(rec.secClass); });
         case Criterion::indicator1: return within([](const Rec& rec) { return rec.indicator1; });
         case Criterion::indicator2: return within([](const Rec& rec) { return rec.indicator2; });
         case Criterion::group:

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
-#include "Obs/ObsCardReading/Type7.h"
+#include "Obs/ObsCardReading/Cards/Type7.h"
 #include "ObsDllExports.h"
 #include "tests/TestLog.h"
 

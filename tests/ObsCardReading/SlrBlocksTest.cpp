@@ -1,4 +1,4 @@
-#include "Obs/ObsCardReading/SlrBlocks.h"
+#include "Obs/ObsCardReading/LaserRanging/SlrBlocks.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "Obs/ObsCardReading/Slr.h"
-#include "Obs/ObsCardReading/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/Slr.h"
+#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
 #include "siblings/include/ObsFamily.h"
 
 namespace obs::test {

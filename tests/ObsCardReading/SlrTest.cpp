@@ -6,8 +6,8 @@
 #include <iterator>
 #include <sstream>
 
-#include "Obs/ObsCardReading/Crd.h"
-#include "Obs/ObsCardReading/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/Crd.h"
+#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
 #include "ObsDllExports.h"
 #include "tests/LoadFixture.h"
 

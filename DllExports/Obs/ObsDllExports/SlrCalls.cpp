@@ -3,7 +3,7 @@
 
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "Obs/FormatObs/Slr.h"
-#include "Obs/ObsCardReading/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
 #include "Obs/ObsTree/Store.h"
 
 namespace {
