@@ -27,8 +27,9 @@ constexpr auto kFooter = R"~(
 'obstool COMMAND --help' shows a command's options. A FILE holds one observation a line,
 keyword lines and comments ("*" in column 1); the name - stands for standard input. A file
 that begins with a CRD header (H1 CRD), or the mark 99999 or 88888 of an older block, is
-read as laser ranges alone. Their corrections need the weather in the file; those for the
-troposphere also the stations' places (--sensors). What cannot be computed is left out.
+read as laser ranges alone. The public laser stations are known (the folder OBS_DATA of the
+environment may hold another laser_stations.csv); --sensors adds to them. A correction that
+is asked for and cannot be computed is left out and told with the number of ranges.
 
 --select takes criteria as SELOB lines do: name=value, name!=value, or < <= > >= and a number.
 After = and != a value may be a list with commas and each member a range low:high or low..high,
@@ -89,6 +90,8 @@ With nothing to tell there is no report. Differences in the last bit of a number
 counted. Biases and what else only CSV lines carry are compared as CSV lines write them;
 sigma lists, which these do not show either, no file can hold.
 
+With --strict nothing is written either when laser ranges lack a correction that was asked for.
+
 CRD files take ranges (types 2 and 6) of laser stations alone, in the order of stations,
 satellites and times. The corrections that are asked for count as applied to all of them.)";
 
@@ -133,7 +136,8 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* description, c
     command->add_option("--tty-year", options.ttyYear,
                         "Year of TTY messages in files without a TTY_YEAR line")
         ->type_name("YEAR")->check(CLI::Range(1000, 9999).description(""));
-    command->add_option("--sensors", options.sensors, "File of sensors, for formats that name or need them")
+    command->add_option("--sensors", options.sensors,
+                        "File of sensors beside the laser stations, for what names or needs them")
         ->type_name("SENSORS");
     command->add_option("--troposphere", options.troposphere,
                         "Correct laser ranges by none, mendes-pavlis or marini-murray, where the file has not")

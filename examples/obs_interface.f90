@@ -10,6 +10,8 @@ module obs_interface
 
     integer(c_int32_t), parameter :: OBS_LINE_BAD = 2
     integer(c_int32_t), parameter :: OBS_LINE_DUPLICATE = 3
+    integer(c_int32_t), parameter :: OBS_SLR_TROPOSPHERE = 1
+    integer(c_int32_t), parameter :: OBS_SLR_CENTRE_OF_MASS = 2
     integer(c_int32_t), parameter :: OBS_CRITERIA = 10
     integer(c_int32_t), parameter :: OBS_SAVE_LEFT_OUT = 1
     integer(c_int32_t), parameter :: OBS_SAVE_UNREADABLE = 2
@@ -247,6 +249,16 @@ module obs_interface
             integer(c_int32_t), value :: centreOfMass
             integer(c_int32_t) :: outcome
         end function ObsSetSlrCorrections
+
+        function ObsGetSlrCorrectionCounts(correction, applied, byFile, notApplied) bind(c, &
+            name="ObsGetSlrCorrectionCounts") result(outcome)
+            import
+            integer(c_int32_t), value :: correction
+            integer(c_int64_t), intent(out) :: applied
+            integer(c_int64_t), intent(out) :: byFile
+            integer(c_int64_t), intent(out) :: notApplied
+            integer(c_int32_t) :: outcome
+        end function ObsGetSlrCorrectionCounts
 
         function ObsB3Parse(b3Card, secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, &
             elRate, azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos) bind(c, &

@@ -6,7 +6,6 @@
 #include <mutex>
 #include <utility>
 
-#include "Obs/CardLayouts/Columns.h"
 #include "Obs/ObsTypes/TypeSets.h"
 
 namespace obs {
@@ -42,6 +41,12 @@ bool hasRange(std::int32_t type) {
 }
 bool hasRangeRate(std::int32_t type) {
     return kRangeRateTypes.has(type) || type == kTypeRf;
+}
+
+/// A record has its class letter in the case of its card.
+char upperClass(char secClass) {
+    constexpr char kCaseBit = 0x20;
+    return static_cast<char>(secClass & ~kCaseBit);
 }
 
 /// What no interval holds and what is not outside any either.
@@ -105,8 +110,7 @@ SlotBlock::Set meeting(const SlotBlock& block, const SelectionTest& test, const 
         case Criterion::rangeRate:
             return within([](const Rec& rec) { return hasRangeRate(rec.obsType) ? rec.rangeRate : kNoValue; });
         case Criterion::type: return within([](const Rec& rec) { return rec.obsType; });
-        case Criterion::classification:  // a record has the letter in the case of its card
-            return within([](const Rec& rec) { return upperCase(rec.secClass); });
+        case Criterion::classification: return within([](const Rec& rec) { return upperClass(rec.secClass); });
         case Criterion::indicator1: return within([](const Rec& rec) { return rec.indicator1; });
         case Criterion::indicator2: return within([](const Rec& rec) { return rec.indicator2; });
         case Criterion::group:

@@ -71,7 +71,9 @@ def main():
         check("CMake", build_with_cmake(options, options.readme, prefix, folder), deck)
         check("pkg-config", build_with_pkg_config(options, prefix, folder), deck)
         if (prefix / "bin" / "obstool").exists():
-            run([prefix / "bin" / "obstool", "--version"])
+            # Stations that the number table lacks: the shipped list is found in the moved tree.
+            ranges = next(prefix.glob("share/doc/*/examples/laser_ranging/crd2_all_fields.frd"))
+            run([prefix / "bin" / "obstool", "list", ranges])
 
 
 if __name__ == "__main__":

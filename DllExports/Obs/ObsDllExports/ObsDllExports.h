@@ -250,6 +250,21 @@ OBS_API void ObsSetLoadCallback(void (*report)(int32_t kind, const char *fileNam
  *  @return 0, or 2 for another troposphere. */
 OBS_API int32_t ObsSetSlrCorrections(int32_t troposphere, int32_t centreOfMass);
 
+/** The corrections of ObsGetSlrCorrectionCounts, numbered as the second indicator sums them. */
+#define OBS_SLR_TROPOSPHERE 1
+#define OBS_SLR_CENTRE_OF_MASS 2
+
+/** @defgroup ObsGetSlrCorrectionCounts ObsGetSlrCorrectionCounts
+ *  Addition. What became of a correction that ObsSetSlrCorrections asked for, in the latest file load: of the ranges
+ *  that were read, duplicates and include files counted in. All three are 0 when it was not asked for.
+ *  Threads: as ObsGetLoadCounts.
+ *  @param[in]  correction OBS_SLR_TROPOSPHERE or OBS_SLR_CENTRE_OF_MASS.
+ *  @param[out] applied    number of ranges to which it was applied.
+ *  @param[out] byFile     to which the file had applied it already.
+ *  @param[out] notApplied to which it could not be applied; the log tells why.
+ *  @return 0, or 2 for a null pointer or another correction. */
+OBS_API int32_t ObsGetSlrCorrectionCounts(int32_t correction, int64_t *applied, int64_t *byFile, int64_t *notApplied);
+
 /* -------------------------------------------------------------- parsing ---- */
 
 /** @defgroup ObsB3Parse ObsB3Parse

@@ -31,6 +31,11 @@ double valueOr(std::string_view item, double otherwise) {
     return !isMissing(item) && family::readreal(item, 0, value) ? value : otherwise;
 }
 
+bool isPrediction(std::string_view format) {
+    return format.size() == 3 && upperCase(format[0]) == 'C' && upperCase(format[1]) == 'P' &&
+           upperCase(format[2]) == 'F';
+}
+
 bool anyMissing(const CrdItems& items, std::size_t first, std::size_t last) {
     while (first <= last && !isMissing(items[first])) ++first;
     return first <= last;
@@ -110,6 +115,7 @@ bool isCrdEnd(std::string_view line) {
 bool CrdReader::take(std::string_view line, std::int64_t lineNumber, bool hasEnd) {
     const Kind* kind = kindOf(line);
     if (kind == nullptr) return false;
+    if (inPrediction_ && kind->id != "H1") return true;
     if (kind->id != "00") recordMet_ = true;
     (this->*kind->read)({line, lineNumber, hasEnd});
     if (session_.isFull()) session_.handOver(sink_);
@@ -120,6 +126,7 @@ bool CrdReader::take(std::string_view line, std::int64_t lineNumber, bool hasEnd
 
 void CrdReader::endSession() {
     session_.handOver(sink_);
+    if (inData_ && sessionRefusal_) refused_.end(*sessionRefusal_, sink_);
     inData_ = h1Met_ = h2Met_ = h3Met_ = false;
     header_ = fixedReason("ReadCrd: No header H4 stands before the record.");
 }
@@ -145,11 +152,17 @@ void CrdReader::readH9(const Line&) {
     recordMet_ = false;
 }
 
-/// The trial version, 0, reads as 1.
+/// The trial version, 0, reads as 1. NOTE: prediction files have headers and records of the same ids.
 void CrdReader::readH1(const Line& line) {
     endSession();
-    h1Met_ = true;
     const CrdItems items = headerItems(line.text, crd::kH1, 1);
+    inPrediction_ = isPrediction(items[crd::h1::kFormat]);
+    if (inPrediction_) {
+        recordMet_ = false;
+        return sink_.refuse(fixedReason("ReadSlr: A prediction file (H1 CPF) holds no laser ranges."), line.text,
+                            line.number);
+    }
+    h1Met_ = true;
     version_ = valueOr(items[crd::h1::kVersion], 1) >= 2 ? 2 : 1;
 }
 
@@ -168,8 +181,9 @@ void CrdReader::readH3(const Line& line) {
     h3Met_ = true;
     const CrdItems items = headerItems(line.text, crd::kH3, version_);
     std::int32_t ilrsId = 0, catalogue = 0;
-    const MaybeRefusal noId =
-        readItem(items, crd::h3::kIlrsId, "satellite id", crd::kLeastIlrsId, crd::kMostIlrsId, ilrsId);
+    MaybeRefusal noId = readItem(items, crd::h3::kIlrsId, "satellite id", 0, crd::kMostIlrsId, ilrsId);
+    if (!noId && ilrsId < crd::kLeastIlrsId && lunarTarget(ilrsId).empty())
+        noId = readItem(items, crd::h3::kIlrsId, "satellite id", crd::kLeastIlrsId, crd::kMostIlrsId, ilrsId);
     const MaybeRefusal noCatalogue =
         readItem(items, crd::h3::kCatalogueNumber, "catalogue number", 1, kLargestCatalogueNumber, catalogue);
     facts_.ilrsId = noId ? 0 : ilrsId;
@@ -277,7 +291,7 @@ void CrdReader::tellKeptHeaders(const Line& line) {
 }
 
 void CrdReader::readRange(const Line& line, bool isFullRate) {
-    if (!beginData(line)) return sink_.refuse(*sessionRefusal_, line.text, line.number);
+    if (!beginData(line)) return refused_.refuse(*sessionRefusal_, line.text, line.number, sink_);
     const CrdItems items(line.text, crd::range::kFilterFlag + 1);
     CrdSession::Range range;
     std::int32_t epochEvent = 0, filterFlag = 0;

@@ -33,6 +33,9 @@ public:
     /// Hands over what was read so far of a session that goes on.
     void handOver() { session_.handOver(sink_); }
 
+    /// Takes records again after those of a prediction file, as an H1 does.
+    void leavePrediction() { inPrediction_ = false; }
+
     /// Ends the session at hand, when something else than its records follows.
     void endSession();
 
@@ -93,6 +96,8 @@ private:
     Known station_{0, Refusal{"ReadCrd: No header H2 stands before the session.", {}, 0, {}}};
     MaybeRefusal header_{Refusal{"ReadCrd: No header H4 stands before the record.", {}, 0, {}}};
     MaybeRefusal sessionRefusal_;                         ///< why no range of this session can be read, once `inData_`
+    SlrSessionRefusal refused_;
+    bool inPrediction_ = false;                           ///< between an H1 of predictions and the next one
     bool inData_ = false;                                 ///< a data record of this session was met
     bool h1Met_ = false, h2Met_ = false, h3Met_ = false;  ///< of this session
     std::vector<Configuration> configurations_;           ///< since the last end of a file

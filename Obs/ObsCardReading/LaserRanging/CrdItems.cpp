@@ -3,6 +3,7 @@
 #include <charconv>
 #include <string>
 
+#include "Obs/CardLayouts/SlrNumbers.h"
 #include "siblings/include/Services.h"
 
 namespace obs {
@@ -43,14 +44,17 @@ bool isNotAvailable(std::string_view item) {
 }
 
 /// Whether all whole numbers of a header are such and none is too small, or missing; but not all of them missing.
-bool holds(const CrdItems& items, crd::Header header) {
+/// NOTE: between blanks a small number is mostly part of a name; in columns it may be the id of a target on the Moon.
+bool holds(const CrdItems& items, crd::Header header, bool mayBeLunar) {
     bool any = false;
     for (std::size_t i = 0; i < header.size(); ++i) {
         const std::string_view item = items[i + 1];
         if (!header[i].isWholeNumber || item.empty()) continue;
         any = true;
         std::int32_t value = 0;
-        if (!isMissing(item) && !(readWhole(item, value) && value >= header[i].least)) return false;
+        if (isMissing(item)) continue;
+        if (!readWhole(item, value)) return false;
+        if (value < header[i].least && !(mayBeLunar && !lunarTarget(value).empty())) return false;
     }
     return any;
 }
@@ -110,8 +114,8 @@ CrdItems::CrdItems(std::string_view line, std::size_t most) {
 CrdItems headerItems(std::string_view line, crd::Header header, int version) {
     const CrdItems split(line, crd::kMostItems);
     const CrdItems columns = itemsInColumns(line, header);
-    const bool columnsHold = standApart(line, header) && holds(columns, header);
-    return columnsHold && (version == 1 || !holds(split, header)) ? columns : split;
+    const bool columnsHold = standApart(line, header) && holds(columns, header, true);
+    return columnsHold && (version == 1 || !holds(split, header, false)) ? columns : split;
 }
 
 bool isMissing(std::string_view item) {

@@ -116,7 +116,7 @@ void CrdSession::handOver(SlrSink& sink) {
     pointings_.sort();
     supplements_.sort();
     settings_ = slrCorrections();
-    lacking_ = {};
+    corrections_ = {};
     auto remark = remarks_.cbegin();
     ObsRecord rec;
     for (const Range& range : ranges_) {
@@ -126,6 +126,7 @@ void CrdSession::handOver(SlrSink& sink) {
     }
     for (; remark != remarks_.cend(); ++remark) tell(*remark, sink);
     noteWhatRangesAre(sink);
+    sink.corrected(corrections_);
     ranges_.clear();
     remarks_.clear();
     conditions_.clear();
@@ -147,7 +148,7 @@ void CrdSession::noteWhatRangesAre(SlrSink& sink) const {
                   " are flagged as noise; they are taken, with first indicator 1.");
     if ((facts_.applied & kSlrSystemDelayLeft) != 0)
         sink.note("ReadCrd: Ranges " + from + " still contain the station's system delay, as their header says.");
-    if (std::string text = lacking_.text(ranges_.front().lineNumber); !text.empty()) sink.note(std::move(text));
+    if (std::string text = corrections_.text(ranges_.front().lineNumber); !text.empty()) sink.note(std::move(text));
 }
 
 double CrdSession::secondOf(const Range& range) {
@@ -173,7 +174,7 @@ void CrdSession::form(const Range& range, ObsRecord& rec) {
     const SlrCorrection correct = correction(range, pointing);
     rec.range += correct.metres / kMetresPerKm;
     rec.indicator2 = correct.applied;
-    lacking_.count(correct);
+    corrections_.count(correct);
 }
 
 SlrCorrection CrdSession::correction(const Range& range, const Line30Rec* pointing) {

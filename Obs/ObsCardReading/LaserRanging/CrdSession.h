@@ -115,7 +115,7 @@ private:
     CrdTimeLine<Line30Rec> pointings_;
     CrdTimeLine<CrdSupplement> supplements_;
     SlrCorrectionSettings settings_;
-    SlrLackingCorrections lacking_;
+    SlrCorrectionCounts corrections_;
 };
 
 }  // namespace obs

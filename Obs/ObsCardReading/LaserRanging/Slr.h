@@ -18,6 +18,7 @@ public:
     void observation(ObsRecord& rec, std::int64_t lineNumber) override { take(rec, std::nullopt, {{}, lineNumber}); }
     void refuse(const Refusal& why, std::string_view line, std::int64_t lineNumber) override;
     void note(std::string text) override;
+    void corrected(const SlrCorrectionCounts& counts) override { batch_.count(counts); }
 
 private:
     void take(ObsRecord& rec, const MaybeRefusal& why, const LoadBatch::Line& line);
@@ -54,7 +55,10 @@ class SlrSectionReader {
 public:
     explicit SlrSectionReader(LoadState& state);
 
-    void open() { section_.open(); }
+    void open() {
+        section_.open();
+        records_.leavePrediction();
+    }
 
     /// Takes a record of an open section; false for any other line.
     bool take(const LineReader& lines);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 #include "Obs/CardLayouts/SlrBlocks.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
@@ -18,11 +19,11 @@ namespace {
 
 namespace layout = slr_blocks;
 
+constexpr double kPsPerS = 1e12;
 constexpr double kNotGiven = std::numeric_limits<double>::quiet_NaN();
 
 // --- Columns --------------------------------------------------------------------------------
 
-/// A hyphen stands for a missing digit.
 constexpr bool isItemCharacter(char c) {
     return isDigit(c) || c == '-' || c == ' ';
 }
@@ -37,31 +38,29 @@ bool hasDigit(const CardText& line, Columns columns) {
     return std::any_of(text.begin(), text.end(), isDigit);
 }
 
-/// Whether an item is there as a whole: its last columns may be hyphens, but not blank or beyond the line.
-bool isWhole(const CardText& line, Columns columns) {
-    const std::string_view text = line.at(columns);
-    const std::size_t first = text.find_first_not_of(' ');
-    return text.size() == columns.width() && first != std::string_view::npos &&
-           text.find(' ', first) == std::string_view::npos && hasDigit(line, columns);
-}
-
-/// The number in some columns (up to 12); a hyphen, a blank and a column beyond the line read as the digit 0.
-std::int64_t number(const CardText& line, Columns columns) {
+/// The item in some columns (up to 12): blanks, a hyphen if it is negative, digits up to the last column. None when it
+/// is missing, which hyphens and blanks alone mean, and when it is cut or damaged.
+std::optional<std::int64_t> item(const CardText& line, Columns columns) {
+    std::string_view text = line.at(columns);
+    if (text.size() < columns.width()) return std::nullopt;
+    text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+    const bool isNegative = text.starts_with('-');
+    if (isNegative) text.remove_prefix(1);
+    if (text.empty() || !std::all_of(text.begin(), text.end(), isDigit)) return std::nullopt;
     std::int64_t sum = 0;
-    for (unsigned column = columns.first; column <= columns.last; ++column) {
-        const char c = line.at(column);
-        sum = 10 * sum + (isDigit(c) ? c - '0' : 0);
-    }
-    return sum;
+    for (const char c : text) sum = 10 * sum + (c - '0');
+    return isNegative ? -sum : sum;
 }
 
-std::int32_t shortNumber(const CardText& line, Columns columns) {
-    return static_cast<std::int32_t>(number(line, columns));
+/// An item that is never negative; -1 when it is none.
+std::int32_t count(const CardText& line, Columns columns) {
+    return std::max(-1, static_cast<std::int32_t>(item(line, columns).value_or(-1)));
 }
 
-/// An item in units of which `perUnit` make one of the result; not a number when it is missing or cut.
+/// An item in units of which `perUnit` make one of the result; not a number when there is none.
 double valueOf(const CardText& line, Columns columns, double perUnit) {
-    return isWhole(line, columns) ? static_cast<double>(number(line, columns)) / perUnit : kNotGiven;
+    const std::optional<std::int64_t> units = item(line, columns);
+    return units ? static_cast<double>(*units) / perUnit : kNotGiven;
 }
 
 /// NOTE: one damaged character must not end a block, or all that follows would go unread without a word.
@@ -79,7 +78,7 @@ struct Pass {
     std::int32_t senNum = 0;
     std::int32_t dayDs50 = 0;
     double wavelengthUm = 0;
-    double systemDelayS = 0;  ///< two-way
+    double systemDelayS = 0;  ///< two-way, to be taken off
 };
 
 double wavelengthUm(std::int64_t written) {
@@ -91,23 +90,32 @@ double wavelengthUm(std::int64_t written) {
 /// False when the year has no such day.
 bool readDay(const CardText& line, std::int32_t& dayDs50) {
     constexpr std::int32_t kFirstYearOfLastCentury = 57;
-    const std::int32_t yearOfCentury = shortNumber(line, layout::header::kYear);
+    const std::int32_t yearOfCentury = count(line, layout::header::kYear);
     const std::int32_t year = yearOfCentury + (yearOfCentury < kFirstYearOfLastCentury ? 2000 : 1900);
-    const std::int32_t day = shortNumber(line, layout::header::kDayOfYear);
-    if (day < 1 || day > family::mmdd2jul(year, 12, 31)) return false;
+    const std::int32_t day = count(line, layout::header::kDayOfYear);
+    if (yearOfCentury < 0 || day < 1 || day > family::mmdd2jul(year, 12, 31)) return false;
     dayDs50 = static_cast<std::int32_t>(std::lround(family::parts2utc(year, day, 0, 0, 0)));
     return true;
 }
 
-MaybeRefusal readHeader(const CardText& line, Pass& pass) {
-    constexpr double kPsPerS = 1e12;
-    if (!holdsItems(line, layout::header::kSummed) || !readDay(line, pass.dayDs50))
+/// NOTE: a hyphen before the digits is their sign; a delay below 0 makes the ranges longer. A missing one is 0. False
+/// when it is cut or damaged.
+bool readSystemDelay(const CardText& line, double& delayS) {
+    if (!hasDigit(line, layout::header::kSystemDelayPs)) return true;
+    delayS = valueOf(line, layout::header::kSystemDelayPs, kPsPerS);
+    return !std::isnan(delayS);
+}
+
+/// Normal points have the delay taken off already.
+MaybeRefusal readHeader(const CardText& line, bool engineering, Pass& pass) {
+    pass.ilrsId = count(line, layout::header::kSatellite);
+    const std::int32_t padNumber = count(line, layout::header::kStation);
+    if (!holdsItems(line, layout::header::kSummed) || pass.ilrsId < 0 || padNumber < 0 ||
+        !readDay(line, pass.dayDs50) || (engineering && !readSystemDelay(line, pass.systemDelayS)))
         return Refusal{"ReadSlrBlock: Bad pass header/", std::string(line.text()), 0, {}};
-    pass.ilrsId = shortNumber(line, layout::header::kSatellite);
-    pass.wavelengthUm = wavelengthUm(number(line, layout::header::kWavelength));
-    pass.systemDelayS = static_cast<double>(number(line, layout::header::kSystemDelayPs)) / kPsPerS;
+    pass.wavelengthUm = wavelengthUm(count(line, layout::header::kWavelength));
     MaybeRefusal refusal = slrSatellite(pass.ilrsId, 0, pass.satNum);
-    if (!refusal) refusal = slrSensor(shortNumber(line, layout::header::kStation), pass.senNum);
+    if (!refusal) refusal = slrSensor(padNumber, pass.senNum);
     return refusal;
 }
 
@@ -131,7 +139,7 @@ public:
             return sink_.refuse({"ReadSlrBlock: No pass header follows the mark", {}, 0, {}}, mark, markLine_);
         }
         const std::string headerText(line);
-        headerRefusal_ = readHeader(headerText, pass_);
+        headerRefusal_ = readHeader(headerText, engineering_, pass_);
         checkSum(headerText, layout::header::kSummed, layout::header::kCheckSum);
         const std::int64_t headerLine = lines_.lineNumber();
         bool anyData = false;
@@ -140,8 +148,10 @@ public:
             takeData(line);
         }
         if (headerRefusal_ && !anyData) sink_.refuse(*headerRefusal_, headerText, headerLine);
+        if (headerRefusal_) refused_.end(*headerRefusal_, sink_);
         noteCheckSums();
-        if (std::string text = lacking_.text(markLine_); !text.empty()) sink_.note(std::move(text));
+        if (std::string text = corrections_.text(markLine_); !text.empty()) sink_.note(std::move(text));
+        sink_.corrected(corrections_);
     }
 
 private:
@@ -160,7 +170,7 @@ private:
 
     void takeData(std::string_view text) {
         const CardText line(text);
-        if (headerRefusal_) return sink_.refuse(*headerRefusal_, text, lines_.lineNumber());
+        if (headerRefusal_) return refused_.refuse(*headerRefusal_, text, lines_.lineNumber(), sink_);
         ObsRecord rec;
         if (!readRange(line, rec))
             return sink_.refuse({"ReadSlrBlock: Bad data line/", std::string(text), 0, {}}, text, lines_.lineNumber());
@@ -169,14 +179,13 @@ private:
     }
 
     bool readRange(const CardText& line, ObsRecord& rec) {
-        constexpr double kUnitsPerS = 1e7, kPsPerS = 1e12, kLongestDayS = 86401;  // with a leap second
-        if (!holdsItems(line, layout::kFiringTime)) return false;
+        constexpr double kUnitsPerS = 1e7, kLongestDayS = 86401;  // with a leap second
         const double firing = valueOf(line, layout::kFiringTime, kUnitsPerS);
-        if (!(firing < kLongestDayS)) return false;
+        if (!(firing >= 0 && firing < kLongestDayS)) return false;
         if (firstFiring_ < 0) firstFiring_ = firing;
-        const double timeOfFlight =
-            valueOf(line, layout::kTimeOfFlight, kPsPerS) - (engineering_ ? pass_.systemDelayS : 0);
-        if (!holdsItems(line, columns_.summed) || !(timeOfFlight > 0)) return false;
+        const double measured = valueOf(line, layout::kTimeOfFlight, kPsPerS);
+        const double timeOfFlight = measured - pass_.systemDelayS;
+        if (!holdsItems(line, columns_.summed) || !(measured > 0 && timeOfFlight > 0)) return false;
         rec = slrRangeRecord(pass_.satNum, pass_.senNum, pass_.dayDs50 + slrDayShift(firing, firstFiring_),
                              firing + timeOfFlight / 2, slrRangeKm(timeOfFlight));
         correct(line, rec, engineering_ ? readAngles(line, rec) : kNotGiven);
@@ -188,11 +197,12 @@ private:
         constexpr double kUnitsPerDegree = 1e4;
         const double azimuthDeg = valueOf(line, layout::kAzimuth, kUnitsPerDegree);
         const double elevationDeg = valueOf(line, layout::kElevation, kUnitsPerDegree);
-        if (!(azimuthDeg <= kMostAzimuthDeg && elevationDeg <= kMostElevationDeg)) return kNotGiven;
-        const std::int32_t origin = shortNumber(line, layout::kAngleOrigin);
+        if (!(std::fabs(azimuthDeg) <= kMostAzimuthDeg && std::fabs(elevationDeg) <= kMostElevationDeg))
+            return kNotGiven;
+        const std::int32_t origin = count(line, layout::kAngleOrigin);
         if (origin < 1 || origin > 3) return elevationDeg;
         rec.obsType = kTypeAzElRange;
-        rec.azOrRa = azimuthDeg;
+        rec.azOrRa = azimuthDeg < 0 ? azimuthDeg + 360 : azimuthDeg;
         return rec.elOrDec = elevationDeg;
     }
 
@@ -207,7 +217,7 @@ private:
         const SlrCorrection correction = slrCorrection(range, settings_);
         rec.range += correction.metres / kMetresPerKm;
         rec.indicator2 = correction.applied;
-        lacking_.count(correction);
+        corrections_.count(correction);
     }
 
     /// The digits of all summed columns added, modulo 100. A line without a sum is not looked at.
@@ -215,7 +225,7 @@ private:
         if (!hasDigit(line, sumColumns)) return;
         std::int64_t sum = 0;
         for (const char c : line.at(summed)) sum += isDigit(c) ? c - '0' : 0;
-        if (sum % 100 == number(line, sumColumns)) return;
+        if (sum % 100 == item(line, sumColumns)) return;
         if (badSums_++ == 0) firstBadSumLine_ = lines_.lineNumber();
     }
 
@@ -236,7 +246,8 @@ private:
     Pass pass_;
     MaybeRefusal headerRefusal_;
     double firstFiring_ = -1;  ///< second of day on the first line that has one: the start of the pass
-    SlrLackingCorrections lacking_;
+    SlrSessionRefusal refused_;
+    SlrCorrectionCounts corrections_;
     std::int64_t badSums_ = 0;
     std::int64_t firstBadSumLine_ = 0;
 };

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 #include "siblings/include/Constants.h"
 #include "siblings/include/Sensors.h"
@@ -116,28 +117,50 @@ SlrCorrectionSettings slrCorrections() {
 }
 
 SlrCorrection slrCorrection(const SlrRangeContext& range, const SlrCorrectionSettings& settings) {
-    SlrCorrection correction{0, range.applied, 0};
+    const std::int32_t asked = (settings.troposphere != SlrTroposphere::none ? kSlrTroposphereApplied : 0) |
+                               (settings.centreOfMass ? kSlrCentreOfMassApplied : 0);
+    SlrCorrection correction;
+    correction.byFile = asked & range.applied;
     const auto take = [&correction](double metres, std::int32_t which) {
         correction.metres += metres;
-        (metres != 0 ? correction.applied : correction.lacking) |= which;
+        (metres != 0 ? correction.added : correction.lacking) |= which;
     };
-    if (settings.troposphere != SlrTroposphere::none && (range.applied & kSlrTroposphereApplied) == 0)
+    const std::int32_t due = asked & ~range.applied;
+    if ((due & kSlrTroposphereApplied) != 0)
         take(-troposphereDelayM(range, settings.troposphere), kSlrTroposphereApplied);
-    if (settings.centreOfMass && (range.applied & kSlrCentreOfMassApplied) == 0)
-        take(centreOfMassM(range), kSlrCentreOfMassApplied);
+    if ((due & kSlrCentreOfMassApplied) != 0) take(centreOfMassM(range), kSlrCentreOfMassApplied);
+    correction.applied = range.applied | correction.added;
     return correction;
 }
 
-std::string SlrLackingCorrections::text(std::int64_t firstLine) const {
-    if (troposphere_ + centreOfMass_ == 0) return {};
-    std::string text = "ReadSlr: Not corrected of " + std::to_string(ranges_) + " ranges from line " +
+void SlrCorrectionCounts::count(const SlrCorrection& correction) {
+    for (const auto& [which, of] : {std::pair{kSlrTroposphereApplied, &troposphere},
+                                    std::pair{kSlrCentreOfMassApplied, &centreOfMass}}) {
+        of->added += (correction.added & which) != 0 ? 1 : 0;
+        of->byFile += (correction.byFile & which) != 0 ? 1 : 0;
+        of->lacking += (correction.lacking & which) != 0 ? 1 : 0;
+    }
+}
+
+void SlrCorrectionCounts::add(const SlrCorrectionCounts& others) {
+    for (const auto of : {&SlrCorrectionCounts::troposphere, &SlrCorrectionCounts::centreOfMass}) {
+        (this->*of).added += (others.*of).added;
+        (this->*of).byFile += (others.*of).byFile;
+        (this->*of).lacking += (others.*of).lacking;
+    }
+}
+
+std::string SlrCorrectionCounts::text(std::int64_t firstLine) const {
+    if (troposphere.lacking + centreOfMass.lacking == 0) return {};
+    std::string text = "ReadSlr: Not corrected of " +
+                       std::to_string(std::max(troposphere.ranges(), centreOfMass.ranges())) + " ranges from line " +
                        std::to_string(firstLine) + " on:";
     const auto add = [&text](std::int64_t count, const char* what) {
         if (count > 0) text.append(" ").append(std::to_string(count)).append(what);
     };
-    add(troposphere_,
+    add(troposphere.lacking,
         " for the troposphere (no elevation, weather, wavelength or station position, or beyond the model).");
-    add(centreOfMass_, " for the centre of mass (no distance known).");
+    add(centreOfMass.lacking, " for the centre of mass (no distance known).");
     return text;
 }
 

@@ -39,7 +39,10 @@ struct SlrRangeContext {
 struct SlrCorrection {
     double metres = 0;         ///< to add to the one-way range
     std::int32_t applied = 0;  ///< second indicator of the corrected range
-    std::int32_t lacking = 0;  ///< of its first two terms those that were asked for and could not be computed
+    // Of its first two terms those that were asked for and
+    std::int32_t added = 0;    ///< are in `metres`
+    std::int32_t byFile = 0;   ///< were in the range already
+    std::int32_t lacking = 0;  ///< could not be computed
 };
 
 /// The correction of a range: negative for the troposphere, positive for the centre of mass.
@@ -54,20 +57,19 @@ inline constexpr double kLeastPressureHpa = 300, kMostPressureHpa = 1100;
 inline constexpr double kLeastTemperatureK = 200, kMostTemperatureK = 340;
 inline constexpr double kUsualHumidityPercent = 50;
 
-/// The ranges of a session or block that lack a correction asked for.
-class SlrLackingCorrections {
-public:
-    void count(const SlrCorrection& correction) {
-        ++ranges_;
-        troposphere_ += (correction.lacking & kSlrTroposphereApplied) != 0 ? 1 : 0;
-        centreOfMass_ += (correction.lacking & kSlrCentreOfMassApplied) != 0 ? 1 : 0;
-    }
+/// What became of the corrections that were asked for, in numbers of ranges.
+struct SlrCorrectionCounts {
+    struct Of {
+        std::int64_t added = 0, byFile = 0, lacking = 0;
+        std::int64_t ranges() const { return added + byFile + lacking; }
+    };
+    Of troposphere, centreOfMass;
 
-    /// What there is to say; empty when none lacks any.
+    void count(const SlrCorrection& correction);
+    void add(const SlrCorrectionCounts& others);
+
+    /// What there is to say of a session's or block's; empty when no range lacks any.
     std::string text(std::int64_t firstLine) const;
-
-private:
-    std::int64_t ranges_ = 0, troposphere_ = 0, centreOfMass_ = 0;
 };
 
 // --- Models of the troposphere, one-way delays in metres -----------------------------------

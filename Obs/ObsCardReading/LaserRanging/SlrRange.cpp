@@ -17,7 +17,11 @@ MaybeRefusal slrSatellite(std::int32_t ilrsId, std::int32_t catalogueNumber, std
     satNum = Nasa2SsnSat(ilrsId);
     if (satNum == 0 && catalogueNumber > 0) satNum = catalogueNumber;
     if (satNum != 0) return std::nullopt;
-    return Refusal{"ReadSlr: Laser-ranging satellite ", std::to_string(ilrsId), 0, " has no known satellite number."};
+    if (const std::string_view name = lunarTarget(ilrsId); !name.empty())
+        return Refusal{"ReadSlr: Ranges to the Moon are no satellite observations: target ",
+                       std::to_string(ilrsId).append(" is ").append(name), 0, "."};
+    return Refusal{"ReadSlr: Laser-ranging satellite ", std::to_string(ilrsId), 0,
+                   " has no known satellite number, and no header H3 gives its catalogue number."};
 }
 
 MaybeRefusal slrSensor(std::int32_t padNumber, std::int32_t& senNum) {
@@ -26,7 +30,9 @@ MaybeRefusal slrSensor(std::int32_t padNumber, std::int32_t& senNum) {
     const bool mayBeSensor = padNumber >= kLowestPadSensor && padNumber <= kHighestPadSensor;
     if (senNum == 0 && mayBeSensor && family::findsendata(padNumber, sensor)) senNum = padNumber;
     if (senNum != 0) return std::nullopt;
-    return Refusal{"ReadSlr: Laser station ", std::to_string(padNumber), 0, " has no known sensor number."};
+    return Refusal{"ReadSlr: Laser station ", std::to_string(padNumber), 0,
+                   mayBeSensor ? " has no known sensor number; a sensor of the station's own number would do."
+                               : " has no known sensor number."};
 }
 
 double slrRangeKm(double timeOfFlightS, bool twoWay) {

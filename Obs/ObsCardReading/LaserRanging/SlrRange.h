@@ -9,7 +9,7 @@
 namespace obs {
 
 /// Satellite number of an ILRS id, by the satellite table; else the catalogue number that the file gives itself
-/// (0 or less: none). Refused when there is neither.
+/// (0 or less: none). Refused when there is neither; a target on the Moon as one.
 MaybeRefusal slrSatellite(std::int32_t ilrsId, std::int32_t catalogueNumber, std::int32_t& satNum);
 
 /// Sensor number of a station's pad number: by the station table; else the sensor that bears the pad number itself,

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
 #include "Obs/ObsTree/Store.h"
 
 namespace obs {
@@ -12,6 +13,7 @@ struct LoadCounts {
     std::int64_t loaded = 0;
     std::int64_t duplicate = 0;
     std::int64_t bad = 0;
+    SlrCorrectionCounts slr;
 
     /// Counts an observation by the key that adding it gave.
     void count(std::int64_t key);

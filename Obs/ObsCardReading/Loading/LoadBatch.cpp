@@ -45,12 +45,12 @@ void LoadBatch::settle(const Line& line, std::int64_t key, const MaybeRefusal& r
     const bool isBad = key == kNoKey;
     state_.status = isBad ? kStatusRefused : kStatusOk;
     if (isBad || !notes.empty())
-        keep({batch_.size(), line.number, isBad, refusal ? refusal->message() : std::string(), std::string(line.text),
-              notes});
+        keep({batch_.size(), line.number, isBad, !refusal || refusal->isLogged,
+              refusal ? refusal->message() : std::string(), std::string(line.text), notes});
 }
 
 void LoadBatch::note(std::string text) {
-    keep({batch_.size(), 0, false, {}, {}, {std::move(text)}});
+    keep({batch_.size(), 0, false, true, {}, {}, {std::move(text)}});
 }
 
 void LoadBatch::keep(Remark remark) {
@@ -132,7 +132,7 @@ void LoadBatch::addOneByOne() {
 void LoadBatch::tell(const Remark& remark) {
     for (const std::string& note : remark.notes) family::traceloginfo(note);
     if (!remark.isBad) return;
-    if (!remark.reason.empty()) family::tracelogerror(remark.reason);
+    if (remark.isLogged && !remark.reason.empty()) family::tracelogerror(remark.reason);
     if (family::traceloginfowanted())
         family::traceloginfo(Refusal{"ReadOnlyObs: Bad obs string '", remark.line, kCardLength, "'."}.message());
     state_.report(kLineBad, remark.lineNumber,

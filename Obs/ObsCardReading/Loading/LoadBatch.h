@@ -33,6 +33,8 @@ public:
     /// An information line that belongs to no observation, to be written when its turn comes.
     void note(std::string text);
 
+    void count(const SlrCorrectionCounts& corrections) { state_.counts.slr.add(corrections); }
+
     /// Whether it is time to flush.
     bool isFull() const { return remarkBytes_ >= kMostRemarkBytes || batch_.size() >= batchLimit_; }
 
@@ -51,6 +53,7 @@ private:
         std::size_t position;  ///< observations collected before it
         std::int64_t lineNumber;
         bool isBad;
+        bool isLogged;
         std::string reason;  ///< why it is bad; empty when the reader had nothing to say
         std::string line;
         std::vector<std::string> notes;
