@@ -13,6 +13,12 @@ void complain(std::string_view subject, std::string_view reason) {
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
+void pointOut(std::string_view text, std::size_t first, std::size_t last) {
+    const std::string marks = std::string(first - 1, ' ') + std::string(last + 1 - first, '^');
+    const std::string lines = fmt::format("  {}\n  {}\n", printable(text), marks);
+    std::fwrite(lines.data(), 1, lines.size(), stderr);
+}
+
 void Output::flush() {
     errno = 0;
     const bool written = std::fwrite(buffer_.data(), 1, buffer_.size(), stdout) == buffer_.size();

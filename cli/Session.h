@@ -95,6 +95,7 @@ private:
     bool openLog(const std::string& name);
     bool loadStations(const std::string& sensors);
     bool loadSensors(const std::string& name);
+    bool checkCriteria(const CommonOptions& options);
     void setCorrections(const CommonOptions& options);
     void countCorrections(const std::string& file);
     void reportHeld();

@@ -47,6 +47,10 @@ constexpr char upperCase(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
+constexpr char lowerCase(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
 constexpr bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }

@@ -195,6 +195,14 @@ void sortUnordered(const Packing& order, std::vector<Item>& items, std::vector<I
     }
 }
 
+void sortItems(const Packing& order, std::vector<Item>& items) {
+    const auto before = [&](const Item& a, const Item& b) { return order.before(a, b); };
+    if (std::is_sorted(items.begin(), items.end(), before)) return;
+    std::vector<Item> work((items.size() + 1) / 2);
+    if (isNearlySorted(items)) mergehelper(order, items.data(), items.size(), work.data());
+    else sortUnordered(order, items, work);
+}
+
 /// The nodes for which `takes(slot)`, in ascending order of `fields`.
 template <class Takes>
 std::vector<Item> sortedItems(const FieldList& fields, const Takes& takes) {
@@ -211,10 +219,38 @@ std::vector<Item> sortedItems(const FieldList& fields, const Takes& takes) {
     gStore.pools.scan([&](SlotNumber slot) {
         if (takes(slot)) items.push_back(order.itemOf(slot));
     });
-    std::vector<Item> work((items.size() + 1) / 2);
-    if (isNearlySorted(items)) mergehelper(order, items.data(), items.size(), work.data());
-    else sortUnordered(order, items, work);
+    sortItems(order, items);
     return items;
+}
+
+/// The nodes that meet both selections, in ascending order of `fields`.
+std::vector<Item> selectedItems(const ObsSelection& one, const ObsSelection& other, const FieldList& fields) {
+    std::vector<Item> items;
+    items.reserve(gStore.tree.size());
+    bool allSmall = true;
+    const auto gather = [&](const Packing& order) {
+        items.clear();
+        scanSelected(one, other, [&](SlotNumber slot) {
+            allSmall = allSmall && isSmallType(gStore.pools.record(slot).obsType);
+            items.push_back(order.itemOf(slot));
+        });
+    };
+    gather(Packing(fields, true));
+    if (!allSmall) gather(Packing(fields, false));  // a type that no format has
+    sortItems(Packing(fields, allSmall), items);
+    return items;
+}
+
+/// The keys of the nodes that meet both selections, ascending; their end. Keys are positive.
+std::int64_t* putSelectedInTreeOrder(const ObsSelection& one, const ObsSelection& other, std::int64_t* keys) {
+    std::int64_t* end = keys;
+    scanSelected(one, other, [&](SlotNumber slot) { *end++ = gStore.pools.node(slot).key; });
+    if (!std::is_sorted(keys, end)) {
+        std::vector<std::int64_t> sorted(keys, end);
+        radixSort(sorted, [](std::int64_t key) { return static_cast<std::uint64_t>(key); });
+        std::copy(sorted.begin(), sorted.end(), keys);
+    }
+    return end;
 }
 
 void timesOf(const std::vector<Item>& items, double* earliest, double* latest) {
@@ -282,9 +318,15 @@ std::int32_t obslistkeys(std::int32_t code, std::optional<std::int32_t> gid, std
 
 std::int32_t obsgetselected(const ObsSelection& one, const ObsSelection& other, std::int32_t code, std::int64_t* keys) {
     const ReadGuard guard;
-    const std::vector<Item> items =
-        sortedItems(orderOf(code), [&](SlotNumber slot) { return meets(slot, one) && meets(slot, other); });
-    putKeys(items, code > 0 && code != kTreeOrder, keys);
+    const bool descending = code > 0 && code != kTreeOrder;
+    const FieldList& fields = orderOf(code);
+    if (fields.front() == Field::none) {
+        std::int64_t* const end = putSelectedInTreeOrder(one, other, keys);
+        if (descending) std::reverse(keys, end);
+        return static_cast<std::int32_t>(end - keys);
+    }
+    const std::vector<Item> items = selectedItems(one, other, fields);
+    putKeys(items, descending, keys);
     return static_cast<std::int32_t>(items.size());
 }
 

@@ -16,7 +16,7 @@ void freeobsbintree(ObsBinTree& node) {
 }
 
 void freeselection(ObsSelection& selection) {
-    selection.ends = {};
+    selection.testCount = selection.termCount = 0;
     selection.bounds.release();
 }
 

@@ -16,7 +16,7 @@ import sys
 import tempfile
 from pathlib import Path
 
-page, prefix, write = Path(sys.argv[1]), sys.argv[2], "--write" in sys.argv
+page, prefix, write = Path(sys.argv[1]), str(Path(sys.argv[2]).resolve()), "--write" in sys.argv
 environment = dict(os.environ, PATH=f"{prefix}/bin:{os.environ['PATH']}", LD_LIBRARY_PATH=f"{prefix}/lib",
                    PKG_CONFIG_PATH=f"{prefix}/lib/pkgconfig", TZ="UTC")
 text = page.read_text()

@@ -717,17 +717,56 @@ OBS_API void ObsGetSelected(const double criteria[32], int32_t order, int32_t *c
 OBS_API void ObsResetSelObs(void);
 
 /** @defgroup ObsSetSelObs ObsSetSelObs
- *  Addition. Replaces the global criteria, as a SELOB line does with the text behind the keyword.
- *  @param[in] criteria 512 characters: name=value or name=low:high, separated by blanks, each name once; a value may
- *             be a list with commas, and either end of a range be left open. Double quotes may enclose all. Blank
- *             asks for nothing. "sat=5,25544 sen=211:220 time=24001:24031 el=10:". The names: sat (satNum; also A0001
- *             and so on); sen; type (number or character; 8 and 9 include those with a range, M and O); time (days
- *             since 1950 with a point, or a date YYDDD, YYDDDHH, YYDDDHHMM, YYDDDHHMMSS or YYDDDHHMMSSsss, which
- *             stands for all of that day, hour, minute, second or millisecond); el (elevation or declination,
- *             degrees); az (azimuth or right ascension, degrees; 350:10 goes through 0); range (km); rate (range
- *             rate, km/s); gid; class (U, C, S in either case).
- *  @return 0, or 2 for an unknown name or a bad value (logged, quoting it); the old criteria then stay. */
+ *  Addition. Replaces the global criteria, as a SELOB line does with the text after the keyword.
+ *
+ *  A criterion is name=value, name!=value, or name<value with one of < <= > >=. After = and != a value may be a list
+ *  with commas, which means any of its members (with !=: none), and each member a range low:high or low..high, both
+ *  ends included, either of which may be left out. Criteria are joined by "and" or a blank and by "or", turned round
+ *  by "not" (which goes before "and", and that before "or") and grouped by parentheses. One list of criteria joined by
+ *  "and" has each name with = once. Double quotes may enclose all. Blank asks for nothing.
+ *  "sat=5,25544 sen=211:220 (time=2024-01-01:2024-01-31 or year<2020) not el<10".
+ *
+ *  The names: sat (satNum; also A0001 and so on, or the name of a laser target in quotes, "lageos1"); sen (senNum, or
+ *  in quotes the description of a sensor of the sensor library, which must be loaded by then); type (number or
+ *  character; 8 and 9 include those with a range, M and O); class (U, C, S in either case); time (days since 1950 with a point, or a
+ *  date: 2024-01-31, 2024-031 or 24031, with a time of day 2024-01-31T12:30:00.5 or 24031123000500 or less of either);
+ *  year (four digits); el (elevation or declination, degrees); az (azimuth or right ascension, degrees; 350:10 goes
+ *  through 0); range (km); rate (range rate, km/s); gid; ind1, ind2 (the indicators). Quotes are double or single. A
+ *  number may carry a unit: km, m; km/s, m/s; deg, rad, arcmin, arcsec. A date stands for all of its day, hour, minute
+ *  or second. A colon separates times where neither end has a "T"; ".." always does. Seven digits that are a date both
+ *  as YYDDDHH and as YYYYDDD are refused; a SELOB line takes them for YYDDDHH and logs that as information.
+ *
+ *  An observation whose type does not carry a quantity meets no criterion about it, != included, and so meets each
+ *  such criterion after "not".
+ *  @param[in] criteria 512 characters.
+ *  @return 0, or 2 for a text that is refused (logged with the column at fault and what is allowed there); the old
+ *          criteria then stay. */
 OBS_API int32_t ObsSetSelObs(const char *criteria);
+
+/** @defgroup ObsGetSelectedByText ObsGetSelectedByText
+ *  Addition. Lists the keys of the stored observations that meet a text of criteria; the global criteria are neither
+ *  asked nor changed.
+ *  @param[in]  criteria 512 characters, as ObsSetSelObs.
+ *  @param[in]  order    as ObsGetLoaded.
+ *  @param[out] count    number of keys, or -1 for a text that is refused (logged).
+ *  @param[out] keys     room for ObsGetCount keys. */
+OBS_API void ObsGetSelectedByText(const char *criteria, int32_t order, int32_t *count, int64_t *keys);
+
+/** @defgroup ObsGetTermCounts ObsGetTermCounts
+ *  Addition. A dry run of ObsGetSelectedByText: how many observations it would list, and how many each term drops. Terms
+ *  are the criteria and parentheses that "and" or a blank joins, or the whole text where it has an "or" outside of
+ *  parentheses.
+ *  @param[in]  criteria 512 characters, as ObsSetSelObs.
+ *  @param[in]  room     elements of each array.
+ *  @param[out] selected number of observations that meet all terms.
+ *  @param[out] terms    number of terms, which may be above room.
+ *  @param[out] firstColumns columns where the terms begin in the text, from 1; after a refusal the first element is
+ *              where the fault begins.
+ *  @param[out] lastColumns  columns where they end.
+ *  @param[out] dropped  numbers of observations that do not meet the term, each counted by itself.
+ *  @return 0, or 2 for a text that is refused (logged; selected and terms are then 0). */
+OBS_API int32_t ObsGetTermCounts(const char *criteria, int32_t room, int32_t *selected, int32_t *terms,
+                                 int32_t *firstColumns, int32_t *lastColumns, int32_t *dropped);
 
 /** Number of criteria that ObsGetSelectionCounts tells of. */
 #define OBS_CRITERIA 10
@@ -737,7 +776,9 @@ OBS_API int32_t ObsSetSelObs(const char *criteria);
  *  @param[in]  criteria 32 reals, as ObsGetSelected.
  *  @param[out] selected number of observations that meet all.
  *  @param[out] dropped  OBS_CRITERIA numbers: observations that do not meet the criterion, each counted by itself, for
- *              time, satellite, sensor, elevation, azimuth, range, range rate, type, classification, group.
+ *              time, satellite, sensor, elevation, azimuth, range, range rate, type, classification, group. Terms of the
+ *              global criteria that are more than one criterion, or about indicators, are in none of them
+ *              (ObsGetTermCounts).
  *  @return 0, or 2 for refused criteria (logged; the numbers are 0). */
 OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t *selected, int32_t dropped[OBS_CRITERIA]);
 
