@@ -8,6 +8,9 @@ module obs_interface
     implicit none
     private :: c_char, c_double, c_funptr, c_int32_t, c_int64_t, c_ptr
 
+    integer(c_int32_t), parameter :: OBS_VERSION_MAJOR = 0
+    integer(c_int32_t), parameter :: OBS_VERSION_MINOR = 1
+    integer(c_int32_t), parameter :: OBS_VERSION_PATCH = 0
     integer(c_int32_t), parameter :: OBS_LINE_BAD = 2
     integer(c_int32_t), parameter :: OBS_LINE_DUPLICATE = 3
     integer(c_int32_t), parameter :: OBS_CRITERIA = 10

@@ -18,7 +18,7 @@ namespace obs {
 #if !defined(__SSE2__)
 
 bool readB3Quick(const CardText&, ObsRecord&) {
-    return false;  // without wide loads the careful reader is as good
+    return kHasQuickB3;
 }
 
 #else

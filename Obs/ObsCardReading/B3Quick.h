@@ -8,6 +8,12 @@
 
 namespace obs {
 
+#if defined(__SSE2__)
+inline constexpr bool kHasQuickB3 = true;
+#else
+inline constexpr bool kHasQuickB3 = false;  // without wide loads the careful reader is as good: none is taken
+#endif
+
 /// Fills the record (without rotating) and returns true, or returns false for a card that needs the careful
 /// reader; the record may then be partly filled.
 bool readB3Quick(const CardText& card, ObsRecord& rec);

@@ -47,6 +47,12 @@ extern "C" {
 
 /* ---------------------------------------------------------------- frame ---- */
 
+/** Addition. The version of this header; ObsGetInfo tells that of the library in use. */
+#define OBS_VERSION_MAJOR 0
+#define OBS_VERSION_MINOR 1
+#define OBS_VERSION_PATCH 0
+#define OBS_VERSION_STRING "0.1.0"
+
 /** @defgroup ObsInit ObsInit
  *  Does nothing: the library is ready when it is loaded.
  *  @return 0. */
