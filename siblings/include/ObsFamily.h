@@ -52,7 +52,8 @@ OBS_FAMILY_API void FamilySetLogCallback(void (*f)(int32_t severity, const char 
  *  @param mode 0 field keys, 1 address keys. */
 OBS_FAMILY_API int32_t FamilySetAllKeyMode(int32_t useAll, int32_t mode);
 
-/** @param mode 0 duplicates are refused with a message, 1 accepted silently. */
+/** @param mode 0 duplicates are refused with a message; 1 they are accepted silently: they count as loaded, the store
+ *         keeps the earlier observation, and the function that adds returns the key made of time, satellite and sensor. */
 OBS_FAMILY_API int32_t FamilySetDupKeyMode(int32_t mode);
 
 /* --- sensors (libObsSensors); degrees, longitude east, metres above WGS84 --- */

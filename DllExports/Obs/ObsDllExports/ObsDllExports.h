@@ -14,7 +14,9 @@
  *  - Units: days since 1950 UTC (1.0 is 1950 January 1, 00:00), degrees, km, km/s.
  *  - Results: 0 success; 2 unknown key or refused input. Functions that add return
  *    the key under which the observation is stored, 0 for a refused duplicate, -1 when
- *    nothing was added.
+ *    nothing was added. While duplicates are accepted silently (FamilySetDupKeyMode) the
+ *    result for one is the key made of its time, satellite and sensor; where that key was
+ *    taken when the equal observation came, it is another observation's.
  *  - A failure is written to the trace log as "Function: reason" and kept as the calling
  *    thread's last error (FamilyGetLastError in ObsFamily.h). It leaves what was there.
  *  - A null pointer where a text, an array or a result is due is refused with a message.
