@@ -92,8 +92,8 @@ constinit const std::array<Format, kFormatCount> kFormats{{
     {"tty", "", "TTY messages", "", saveAs<kTty>, ObsLoadFileGID, tryCards, writeTty, 2, 0, false, false, true, kOfTty},
     {"csv", "", "CSV lines", "", saveAs<kCsv>, ObsLoadFileGID, tryCards, writeCsv, 0, 0, true, true, true, kOfCsv},
     {"rf", "", "RF lines",
-     "Not compared: RF lines give delay 1 to one decimal, delay 2 as a whole number, the signal-to-noise\n"
-     "ratio to two decimals, and the observation's own sensor for both sites.",
+     "Not compared: RF lines give delay 1 to one decimal, delay 2 as a whole number, and the signal-to-noise\n"
+     "ratio to two decimals.",
      saveAs<kRf>, ObsLoadFileGID, tryRfLines, nullptr, 0, 1, true, false, false, kOfRf},
     {"crd", "npt", "CRD normal points", kCrdRemark, saveCrd<kNormalPoints>, ObsLoadSlrFileGID, tryCrdFile, nullptr, 0,
      0, true, false, false, kOfCrd},

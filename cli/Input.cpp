@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -37,8 +38,15 @@ int makeTemporary() {
     const char* folder = std::getenv("TMPDIR");
     if (folder == nullptr || *folder == '\0') folder = P_tmpdir;
     std::string name = std::string(folder) + "/obstoolXXXXXX";
+    // A signal that ends the command must not come between the two.
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before);
     const int descriptor = ::mkstemp(name.data());
+    const int error = errno;
     if (descriptor >= 0) ::unlink(name.c_str());
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    errno = error;
     return descriptor;
 }
 
@@ -76,7 +84,7 @@ Input::Input(const std::string& name) {
         openNamed(name);
 }
 
-bool Input::holdsLaserRanges() const {
+Input::Content Input::content() const {
     constexpr std::size_t kLongestHead = 1 << 16;  // of a file; longer comments are not looked through
     std::string head(kLongestHead, '\0');
     std::ifstream file(path_, std::ios::binary);
@@ -88,9 +96,11 @@ bool Input::holdsLaserRanges() const {
         rest.remove_prefix(std::min(end + 1, rest.size()));
         const bool isBlank = line.find_first_not_of(" \t\r") == std::string_view::npos;
         if (isBlank || line.front() == '*' || beginsWith(line, "00")) continue;
-        return beginsWith(line, "H1 CRD") || beginsWith(line, "99999") || beginsWith(line, "88888");
+        if (beginsWith(line, "H1 CPF")) return Content::predictions;
+        const bool isLaser = beginsWith(line, "H1 CRD") || beginsWith(line, "99999") || beginsWith(line, "88888");
+        return isLaser ? Content::laserRanges : Content::observations;
     }
-    return false;
+    return Content::observations;
 }
 
 void Input::openStandardInput() {

@@ -17,19 +17,22 @@ namespace obstool {
 
 namespace {
 
+constexpr std::int32_t kUntold = 0;  ///< none of the kinds of loss that a save tells of
+
 /// A value or a vector, as it is called in the report.
 struct Field {
     ValueIndex first;
     std::size_t count;
     std::string_view name, nameOfRaDec;
     std::string_view unit;
-    double perUnit;  ///< units of the report in one of the value
+    double perUnit;                ///< units of the report in one of the value
+    std::int32_t told = kUntold;  ///< the kind of loss (OBS_SAVE_...) whose reason a save gives for a change
 };
 constexpr Field kFields[] = {
     {kSecClass, 1, "classification", "", "", 1},
-    {kType, 1, "type", "", "", 1},
+    {kType, 1, "type", "", "", 1, OBS_SAVE_TYPE},
     {kSatellite, 1, "satellite number", "", "", 1},
-    {kSensor, 1, "sensor number", "", "", 1},
+    {kSensor, 1, "sensor number", "", "", 1, OBS_SAVE_SENSOR},
     {kTime, 1, "time", "", "s", 86400},
     {kElOrDec, 1, "elevation", "declination", "deg", 1},
     {kAzOrRa, 1, "azimuth", "right ascension", "deg", 1},
@@ -43,9 +46,30 @@ constexpr Field kFields[] = {
     {kIndicator2, 1, "second indicator", "", "", 1},
     {kAltSatNum1, 1, "first further satellite", "", "", 1},
     {kAltSatNum2, 1, "second further satellite", "", "", 1},
-    {kPosition, 3, "position", "", "km", 1},
-    {kVelocity, 3, "velocity", "", "km/s", 1},
+    {kPosition, 3, "position", "", "km", 1, OBS_SAVE_EXPONENT},
+    {kVelocity, 3, "velocity", "", "km/s", 1, OBS_SAVE_EXPONENT},
 };
+
+/// What a save tells of an observation.
+struct Told {
+    std::int64_t key;
+    std::int32_t kind;  ///< OBS_SAVE_...
+    std::string_view reason;
+};
+
+/// All that a save to a format tells, by ascending key; nothing is kept of what it writes.
+std::vector<Told> toldBySaving(const Format& format) {
+    constexpr std::int32_t kReplace = 0;
+    std::vector<Told> told;
+    ObsSetSaveCallback(
+        [](std::int64_t key, std::int32_t kind, const char* reason, void* list) {
+            static_cast<std::vector<Told>*>(list)->push_back({key, kind, reason});
+        },
+        &told);
+    format.save(Text512("/dev/null").data(), kReplace);
+    ObsSetSaveCallback(nullptr, nullptr);
+    return told;
+}
 
 /// Fields of a CSV line that ObsGetAllFields does not give, not for all types at least.
 struct CsvField {
@@ -55,7 +79,6 @@ struct CsvField {
 };
 constexpr CsvField kCsvFields[] = {
     {18, 18, "range rate", "01234678MOPVR"},
-    {21, 23, "sensor position", "89MO"},
     {28, 28, "CSV character", ""},
     {29, 29, "CSV reals 1 and 2", ""},
     {30, 34, "CSV reals 5 to 9", ""},
@@ -147,7 +170,9 @@ double toReal(std::string_view text) {
 class LossFinder {
 public:
     LossFinder(const Format& format, std::int64_t firstLine, std::size_t examples, std::int32_t freeGroup)
-        : format_(format),
+        : told_(toldBySaving(format)),
+          nextTold_(told_.begin()),
+          format_(format),
           nextLine_(firstLine),
           examples_(examples),
           freeGroup_(freeGroup),
@@ -158,14 +183,20 @@ public:
 
 private:
     bool isBeyondCsv();
+    void takeTold(std::int64_t key);
+    std::optional<std::string_view> toldReason(std::int32_t kind);
+    void countRestOfTold();
     void compareYear();
     void compareField(const Field& field, const Values& before, const Values& after);
     void compareCsvFields(std::int64_t key, std::optional<std::int64_t> csvKeyBack);
     void compareCsvField(const CsvField& field, const CsvLine& before, const CsvLine& after);
-    LossOfField& lossOf(std::string_view field, std::string_view unit, Loss loss);
+    LossOfField& lossOf(std::vector<LossOfField>& losses, std::string_view field, std::string_view unit, Loss loss) const;
     void count(std::string_view field, const Outcome& outcome, std::string_view unit = "");
-    void loseAll(Loss loss, const std::string& reason);
+    void countReason(std::string_view reason, const Outcome& outcome, std::string_view unit = "");
+    void countIn(LossOfField& loss, const Outcome& outcome) const;
 
+    const std::vector<Told> told_;
+    std::vector<Told>::const_iterator nextTold_;
     const Format& format_;
     std::int64_t nextLine_;
     const std::size_t examples_;
@@ -173,12 +204,14 @@ private:
     std::unique_ptr<Trial> trial_;
     std::optional<RfLines> rfLines_;  ///< made when needed
     std::optional<int> year_;  ///< of the first observation, for a format that carries none
+    std::vector<LossOfField> byReason_;  ///< of what a save tells; all types together
     std::array<std::vector<LossOfField>, 256> byType_;
     std::int64_t observations_ = 0, written_ = 0;
 
     // the observation at hand
     Observation observation_{};
-    std::int64_t line_ = 0;  ///< its first; 0: none
+    std::int64_t line_ = 0;          ///< its first; 0: none
+    std::vector<Told> toldOfThis_;  ///< what is not in the report yet
 };
 
 void LossFinder::examine(std::int64_t key) {
@@ -189,17 +222,41 @@ void LossFinder::examine(std::int64_t key) {
     const Trial::Result tried = trial_->next(key, observation_);
     line_ = tried.lines > 0 ? nextLine_ : 0;
     nextLine_ += tried.lines;
-    if (!tried.written) return loseAll(Loss::refused, tried.reason);
+    takeTold(key);
+    if (const auto reason = toldReason(OBS_SAVE_LEFT_OUT)) return countReason(*reason, {Loss::refused, 0, "", ""});
+    if (!tried.written) return count("", {Loss::refused, 0, "", ""});
     ++written_;
     if (!format_.carriesYear) compareYear();
-    if (!tried.readBack) return loseAll(Loss::unreadable, tried.reason);
+    if (const auto reason = toldReason(OBS_SAVE_UNREADABLE)) return countReason(*reason, {Loss::unreadable, 0, "", ""});
+    if (!tried.readBack) return count("", {Loss::unreadable, 0, "", ""});
     const Values values = valuesOf(observation_);
     Values back = *tried.readBack;
     // A type without a character has no number here, so there is nothing to compare.
     if (observation_.type == kUnknown) back[kType] = values[kType];
     for (const Field& field : kFields) compareField(field, values, back);
     if (!format_.carriesCsvFields) compareCsvFields(key, tried.csvKey);
-    if (beyondCsv) count("delays, site 1, rf, process time, snr, flags", {Loss::dropped, 0, "", ""});
+    if (beyondCsv) count("delays, rf, process time, snr, flags", {Loss::dropped, 0, "", ""});
+    countRestOfTold();
+}
+
+void LossFinder::takeTold(std::int64_t key) {
+    toldOfThis_.clear();
+    for (; nextTold_ != told_.end() && nextTold_->key == key; ++nextTold_) toldOfThis_.push_back(*nextTold_);
+}
+
+/// Why a save says that there is a loss of some kind; it then counts as reported.
+std::optional<std::string_view> LossFinder::toldReason(std::int32_t kind) {
+    const auto told = std::find_if(toldOfThis_.begin(), toldOfThis_.end(), [kind](const Told& t) { return t.kind == kind; });
+    if (told == toldOfThis_.end()) return std::nullopt;
+    const std::string_view reason = told->reason;
+    toldOfThis_.erase(told);
+    return reason;
+}
+
+/// What a comparison of values does not show.
+void LossFinder::countRestOfTold() {
+    for (const Told& told : toldOfThis_)
+        countReason(told.reason, {told.kind == OBS_SAVE_POSITION ? Loss::dropped : Loss::changed, 0, "", ""});
 }
 
 /// Whether the observation has values that only RF lines have, and the format another has no place for.
@@ -237,8 +294,11 @@ void LossFinder::compareField(const Field& field, const Values& before, const Va
         outcome.before = shown(index, before[i]);
         outcome.after = isAbsent(index, after) ? kNothing : shown(index, after[i]);
     }
+    if (!outcome.loss) return;
+    if (*outcome.loss != Loss::rounded)
+        if (const auto reason = toldReason(field.told)) return countReason(*reason, outcome, field.unit);
     const bool raDec = hasRaDec(observation_.type) && !field.nameOfRaDec.empty();
-    if (outcome.loss) count(raDec ? field.nameOfRaDec : field.name, outcome, field.unit);
+    count(raDec ? field.nameOfRaDec : field.name, outcome, field.unit);
 }
 
 void LossFinder::compareCsvFields(std::int64_t key, std::optional<std::int64_t> csvKeyBack) {
@@ -266,8 +326,8 @@ void LossFinder::compareCsvField(const CsvField& field, const CsvLine& before, c
     if (outcome.loss) count(field.name, outcome);
 }
 
-LossOfField& LossFinder::lossOf(std::string_view field, std::string_view unit, Loss loss) {
-    auto& losses = byType_[static_cast<unsigned char>(observation_.type)];
+LossOfField& LossFinder::lossOf(std::vector<LossOfField>& losses, std::string_view field, std::string_view unit,
+                                Loss loss) const {
     const auto known = std::find_if(losses.begin(), losses.end(), [&](const LossOfField& l) {
         return l.field == field && l.loss == loss;
     });
@@ -276,7 +336,16 @@ LossOfField& LossFinder::lossOf(std::string_view field, std::string_view unit, L
 }
 
 void LossFinder::count(std::string_view field, const Outcome& outcome, std::string_view unit) {
-    LossOfField& loss = lossOf(field, unit, *outcome.loss);
+    countIn(lossOf(byType_[static_cast<unsigned char>(observation_.type)], field, unit, *outcome.loss), outcome);
+}
+
+void LossFinder::countReason(std::string_view reason, const Outcome& outcome, std::string_view unit) {
+    LossOfField& loss = lossOf(byReason_, reason, unit, *outcome.loss);
+    if (loss.type != observation_.type) loss.type = LossOfField::kSeveralTypes;
+    countIn(loss, outcome);
+}
+
+void LossFinder::countIn(LossOfField& loss, const Outcome& outcome) const {
     ++loss.observations;
     loss.largest = std::max(loss.largest, outcome.difference);
     if (loss.loss == Loss::rounded || loss.examples.size() >= examples_) return;
@@ -284,22 +353,19 @@ void LossFinder::count(std::string_view field, const Outcome& outcome, std::stri
     example += fmt::format("satellite {}, sensor {}, {}", observation_.satellite, observation_.sensor,
                            isoTime(observation_.time));
     if (!outcome.after.empty()) example += fmt::format(": {} became {}", outcome.before, outcome.after);
-    else if (!outcome.before.empty()) example += ": " + outcome.before;
     loss.examples.push_back(std::move(example));
-}
-
-void LossFinder::loseAll(Loss loss, const std::string& reason) {
-    count("", {loss, 0, reason, ""});
 }
 
 Losses LossFinder::result() {
     Losses losses;
     losses.observations = observations_;
-    for (auto& ofType : byType_) {
-        std::stable_sort(ofType.begin(), ofType.end(),
+    const auto append = [&](std::vector<LossOfField>& some) {
+        std::stable_sort(some.begin(), some.end(),
                          [](const LossOfField& a, const LossOfField& b) { return a.loss < b.loss; });
-        std::move(ofType.begin(), ofType.end(), std::back_inserter(losses.ofFields));
-    }
+        std::move(some.begin(), some.end(), std::back_inserter(losses.ofFields));
+    };
+    append(byReason_);
+    for (auto& ofType : byType_) append(ofType);
     if (!format_.remark.empty() && written_ > 0) losses.remarks.emplace_back(format_.remark);
     if (year_)
         losses.remarks.push_back(

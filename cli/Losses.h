@@ -16,10 +16,11 @@ namespace obstool {
 /// The worst first.
 enum class Loss { refused, unreadable, dropped, changed, rounded };
 
-/// A loss of one kind, of all observations of a type.
+/// A loss of one kind, of all observations of a type or for one reason.
 struct LossOfField {
+    static constexpr char kSeveralTypes = '-';
     char type;
-    std::string_view field;  ///< empty: the observation as a whole
+    std::string_view field;  ///< or the reason that a save gives; empty: the observation as a whole
     std::string_view unit;
     Loss loss;
     std::int64_t observations = 0;
@@ -29,7 +30,7 @@ struct LossOfField {
 
 struct Losses {
     std::int64_t observations = 0;      ///< examined
-    std::vector<LossOfField> ofFields;  ///< by type, the worst first
+    std::vector<LossOfField> ofFields;  ///< by reason, then by type; the worst first
     std::vector<std::string> remarks;
 
     /// @param exact whether rounding counts.

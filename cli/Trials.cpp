@@ -14,10 +14,9 @@ namespace obstool {
 
 namespace {
 
-Trial::Result refused(std::string reason) {
+Trial::Result refused() {
     Trial::Result result;
     result.written = false;
-    result.reason = std::move(reason);
     return result;
 }
 
@@ -32,7 +31,7 @@ public:
     explicit CardTrial(const Format& format) : format_(format) {}
 
     Result next(std::int64_t key, const Observation& observation) override {
-        if (!format_.write(key, cards_)) return refused(lastError());
+        if (!format_.write(key, cards_)) return refused();
         Result result;
         result.lines = cards_.count();
         if (!format_.carriesYear) {
@@ -41,7 +40,6 @@ public:
         }
         Values values;
         if (obstool::readBack(format_, cards_, values)) result.readBack = values;
-        else result.reason = lastError();
         return result;
     }
 
@@ -56,7 +54,7 @@ public:
 
     Result next(std::int64_t, const Observation& observation) override {
         const RfLines::Line line = lines_.next(observation);
-        if (!line.written) return refused("");
+        if (!line.written) return refused();
         Result result;
         result.lines = 1;
         if (line.readBack != -1) takeBack(line.readBack, result);
@@ -81,7 +79,7 @@ public:
 
     Result next(std::int64_t, const Observation& observation) override {
         Range* const range = find(observation);
-        if (range == nullptr) return refused("no laser range that CRD can carry");
+        if (range == nullptr) return refused();
         range->isTaken = true;
         Result result;
         takeBack(range->key, result);

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <string>
 
 #include "Formats.h"
 
@@ -17,7 +16,6 @@ public:
         std::int64_t lines = 0;  ///< 0: the format cannot carry the observation, or does not go line by line
         bool written = true;
         std::optional<Values> readBack;      ///< nothing when what was written is bad
-        std::string reason;                  ///< why it is not written or bad, where the library tells
         std::optional<std::int64_t> csvKey;  ///< of an observation with the CSV fields that came back
     };
     virtual ~Trial() = default;

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <exception>
 #include <sstream>
 
@@ -14,6 +15,7 @@
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "Formats.h"
 #include "Text.h"
+#include "siblings/include/ObsFamily.h"
 
 namespace {
 
@@ -25,8 +27,9 @@ constexpr auto kFooter = R"(
 'obstool COMMAND --help' shows a command's options. A FILE holds one observation a line,
 keyword lines and comments ("*" in column 1); the name - stands for standard input. A file
 that begins with a CRD header (H1 CRD), or the mark 99999 or 88888 of an older block, is
-read as laser ranges alone. Their corrections need the weather in the file; those for the
-troposphere also the stations' places (--sensors). What cannot be computed is left out.
+read as laser ranges alone. The public laser stations are known (the folder OBS_DATA of the
+environment may hold another laser_stations.csv); --sensors adds to them. A correction that
+is asked for and cannot be computed is left out and told with the number of ranges.
 
 --select takes criteria as SELOB lines do: name=value or name=low:high, separated by blanks,
 all of which an observation must meet. A value may be a list with commas; either end of a
@@ -43,8 +46,8 @@ do not meet them a note says so. The names are
 --dry-run only tells how many observations do not meet each of the criteria, whatever the
 others say, and how many meet all.
 
-Exit status: 0 when all went well, 1 when some lines were bad, 2 when the command line
-was wrong or a file could not be read or written.
+Exit status: 0 when all went well, 1 when some lines were bad or convert lost observations,
+2 when the command line was wrong or a file could not be read or written.
 
 Examples:
   obstool info today.obs
@@ -73,13 +76,16 @@ constexpr auto kConvertFooter = R"(
 The observations of all files go to one file, in ascending order of their keys. Bad lines
 are named on standard error and left out. When a file cannot be read nothing is written.
 
-What the format could not carry is then told by type and field: refused (no line is
-written), unreadable (a line is, but cannot be read again), dropped, changed, or rounded
+What the format could not carry is then told by type and field or reason: refused (no line
+is written), unreadable (a line is, but cannot be read again), dropped, changed, or rounded
 within the last digit of the format; the first ones of each with the line of the output,
-where each has its own.
+where each has its own. The exit status is 1, whatever is reported, when observations were
+refused, unreadable or written under another sensor's number.
 With nothing to tell there is no report. Differences in the last bit of a number are not
 counted. Biases and what else only CSV lines carry are compared as CSV lines write them;
 sigma lists, which these do not show either, no file can hold.
+
+With --strict nothing is written either when laser ranges lack a correction that was asked for.
 
 CRD files take ranges (types 2 and 6) of laser stations alone, in the order of stations,
 satellites and times. The corrections that are asked for count as applied to all of them.)";
@@ -125,7 +131,8 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* description, c
     command->add_option("--tty-year", options.ttyYear,
                         "Year of TTY messages in files without a TTY_YEAR line")
         ->type_name("YEAR")->check(CLI::Range(1000, 9999).description(""));
-    command->add_option("--sensors", options.sensors, "File of sensors, for formats that name or need them")
+    command->add_option("--sensors", options.sensors,
+                        "File of sensors beside the laser stations, for what names or needs them")
         ->type_name("SENSORS");
     command->add_option("--troposphere", options.troposphere,
                         "Correct laser ranges by none, mendes-pavlis or marini-murray, where the file has not")
@@ -241,10 +248,25 @@ void occupyStandardStreams() {
             ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
 }
 
+/// The signals that end the command leave no half-written file; then they end it.
+void cleanUpOnSignals() {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction action {};
+        if (::sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) continue;
+        action.sa_handler = [](int caught) {
+            FamilyGiveUpFiles();
+            std::raise(caught);  // the default action is back; it comes when this returns
+        };
+        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        ::sigaction(signal, &action, nullptr);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     occupyStandardStreams();
+    cleanUpOnSignals();
     Output out;
     ExitStatus status = ExitStatus::failure;
     try {

@@ -13,7 +13,16 @@ module obs_interface
     integer(c_int32_t), parameter :: OBS_VERSION_PATCH = 0
     integer(c_int32_t), parameter :: OBS_LINE_BAD = 2
     integer(c_int32_t), parameter :: OBS_LINE_DUPLICATE = 3
+    integer(c_int32_t), parameter :: OBS_SLR_TROPOSPHERE = 1
+    integer(c_int32_t), parameter :: OBS_SLR_CENTRE_OF_MASS = 2
     integer(c_int32_t), parameter :: OBS_CRITERIA = 10
+    integer(c_int32_t), parameter :: OBS_SAVE_LEFT_OUT = 1
+    integer(c_int32_t), parameter :: OBS_SAVE_UNREADABLE = 2
+    integer(c_int32_t), parameter :: OBS_SAVE_SENSOR = 3
+    integer(c_int32_t), parameter :: OBS_SAVE_TYPE = 4
+    integer(c_int32_t), parameter :: OBS_SAVE_POSITION = 5
+    integer(c_int32_t), parameter :: OBS_SAVE_SITE = 6
+    integer(c_int32_t), parameter :: OBS_SAVE_EXPONENT = 7
 
     interface
         function ObsInit() bind(c, name="ObsInit") result(outcome)
@@ -243,6 +252,16 @@ module obs_interface
             integer(c_int32_t), value :: centreOfMass
             integer(c_int32_t) :: outcome
         end function ObsSetSlrCorrections
+
+        function ObsGetSlrCorrectionCounts(correction, applied, byFile, notApplied) bind(c, &
+            name="ObsGetSlrCorrectionCounts") result(outcome)
+            import
+            integer(c_int32_t), value :: correction
+            integer(c_int64_t), intent(out) :: applied
+            integer(c_int64_t), intent(out) :: byFile
+            integer(c_int64_t), intent(out) :: notApplied
+            integer(c_int32_t) :: outcome
+        end function ObsGetSlrCorrectionCounts
 
         function ObsB3Parse(b3Card, secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, &
             elRate, azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos) bind(c, &
@@ -666,6 +685,28 @@ module obs_interface
             integer(c_int32_t) :: outcome
         end function ObsSaveSlrFileGID
 
+        function ObsGetSaveCounts(written, leftOut, altered, systemError) bind(c, name="ObsGetSaveCounts") &
+            result(outcome)
+            import
+            integer(c_int64_t), intent(out) :: written
+            integer(c_int64_t), intent(out) :: leftOut
+            integer(c_int64_t), intent(out) :: altered
+            integer(c_int32_t), intent(out) :: systemError
+            integer(c_int32_t) :: outcome
+        end function ObsGetSaveCounts
+
+        function ObsGetSaveCountOf(kind) bind(c, name="ObsGetSaveCountOf") result(outcome)
+            import
+            integer(c_int32_t), value :: kind
+            integer(c_int64_t) :: outcome
+        end function ObsGetSaveCountOf
+
+        subroutine ObsSetSaveCallback(report, user) bind(c, name="ObsSetSaveCallback")
+            import
+            type(c_funptr), value :: report
+            type(c_ptr), value :: user
+        end subroutine ObsSetSaveCallback
+
         function FamilyGetLastError(text) bind(c, name="FamilyGetLastError") result(outcome)
             import
             character(kind=c_char), intent(out) :: text(512)
@@ -691,6 +732,10 @@ module obs_interface
             type(c_funptr), value :: f
             type(c_ptr), value :: user
         end subroutine FamilySetLogCallback
+
+        subroutine FamilyGiveUpFiles() bind(c, name="FamilyGiveUpFiles")
+            import
+        end subroutine FamilyGiveUpFiles
 
         function FamilySetAllKeyMode(useAll, mode) bind(c, name="FamilySetAllKeyMode") result(outcome)
             import

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "Obs/ObsCardReading/LoadFile.h"
-#include "Obs/ObsCardReading/TtyYear.h"
+#include "Obs/ObsCardReading/Loading/LoadFile.h"
+#include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "tests/StoreCheck.h"
 #include "tests/TestLog.h"
 

@@ -17,7 +17,7 @@ inline constexpr std::size_t kMostItems = 24;
 
 /// Items of a record, numbered from 0, the record id. The ones that are read have names.
 namespace h1 {
-inline constexpr std::size_t kVersion = 2;
+inline constexpr std::size_t kFormat = 1, kVersion = 2;
 }
 namespace h2 {
 inline constexpr std::size_t kPadNumber = 2;

@@ -118,6 +118,10 @@ inline constexpr std::array<Field, 56> kFields{{
     // clang-format on
 }};
 
+/// The fields of the time, counted from 1.
+inline constexpr std::size_t kFirstDateField = 4, kLastDateField = 8;
+static_assert(kFields[kFirstDateField - 1].name == "year" && kFields[kLastDateField - 1].name == "seconds");
+
 /// The owners of a line's values, in the order of `Part`; the reader's are written through, the writer's only read.
 template <class Byte>
 using Owners = std::array<Byte*, kPartCount>;

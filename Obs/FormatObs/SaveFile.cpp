@@ -9,6 +9,7 @@
 #include "Obs/FormatObs/B3.h"
 #include "Obs/FormatObs/Csv.h"
 #include "Obs/FormatObs/Rf.h"
+#include "Obs/FormatObs/SaveReport.h"
 #include "Obs/FormatObs/Tty.h"
 #include "Obs/ObsTree/Store.h"
 
@@ -75,92 +76,121 @@ private:
     std::size_t next_ = 0;
 };
 
-/// Has `writeOne(record)` called for all observations, or a group's, by ascending key.
+/// Has `writeOne(record, vectors)`, which gives the losses, called for all observations, or a group's, by ascending key.
 template <class WriteOne>
-void forEachRecord(std::optional<std::int32_t> gid, bool withParts, WriteOne writeOne) {
+void forEachRecord(std::optional<std::int32_t> gid, bool withParts, SaveTally& tally, WriteOne writeOne) {
     ObsRecord rec;
     Ahead ahead([&](SlotNumber slot) {
         gStore.pools.read(slot, rec, withParts);
-        writeOne(rec);
+        tally.take(writeOne(rec, gStore.pools.nonzeroVectors(slot)), gStore.pools.node(slot).key);
     });
     walkNodes(gid, [&](SlotNumber slot) { ahead(slot); });
     ahead.finish();
 }
 
-void writeB3Lines(LineWriter& out, std::optional<std::int32_t> gid) {
-    // NOTE: a position-and-velocity card is longer than the others and written whole, so that it loads again.
-    forEachRecord(gid, false, [&](const ObsRecord& rec) { out.take(CreateB3Obs(rec, out.room(CardWriter::kCapacity))); });
+void writeB3Lines(LineWriter& out, std::optional<std::int32_t> gid, SaveTally& tally) {
+    forEachRecord(gid, false, tally, [&](const ObsRecord& rec, VectorSet vectors) {
+        // NOTE: a position-and-velocity card is longer than the others and written whole, so that it loads again.
+        char* const card = out.room(CardWriter::kCapacity);
+        const std::size_t length = CreateB3Obs(rec, card);
+        const LossSet losses = lossesOfB3(rec, vectors, {card, length});
+        out.take(length);
+        return losses;
+    });
 }
 
-void writeTtyLines(LineWriter& out, std::optional<std::int32_t> gid) {
+void writeTtyLines(LineWriter& out, std::optional<std::int32_t> gid, SaveTally& tally) {
     char card2[CardWriter::kCapacity];
-    forEachRecord(gid, false, [&](const ObsRecord& rec) {
-        CreateTTYObs(rec, out.room(CardWriter::kCapacity), card2);
+    forEachRecord(gid, false, tally, [&](const ObsRecord& rec, VectorSet vectors) {
+        char* const card1 = out.room(CardWriter::kCapacity);
+        CreateTTYObs(rec, card1, card2);
+        const LossSet losses = lossesOfTty(rec, vectors, {card1, tty::kCardColumns}, {card2, tty::kCardColumns});
         out.take(tty::kCardColumns);
         if (!tty::kTimeOnCard1WrittenTypes.has(rec.obsType)) out.put({card2, tty::kCardColumns});
+        return losses;
     });
 }
 
 /// An observation that a writer refuses is left out; the writer's reason is logged.
-void writeCsvLines(LineWriter& out, std::optional<std::int32_t> gid) {
-    forEachRecord(gid, true, [&](const ObsRecord& rec) {
+void writeCsvLines(LineWriter& out, std::optional<std::int32_t> gid, SaveTally& tally) {
+    forEachRecord(gid, true, tally, [&](const ObsRecord& rec, VectorSet vectors) {
+        char* const line = out.room(kCardLength);
         std::size_t length = 0;
-        if (const MaybeRefusal refusal = CreateCsvObs(rec, out.room(kCardLength), length))
+        if (const MaybeRefusal refusal = CreateCsvObs(rec, line, length)) {
             family::tracelogerror(refusal->message());
-        else out.take(length);
+            return lossIf(true, rec.obsType == kTypePositionVelocity ? SaveLoss::csvType7 : SaveLoss::csvValue);
+        }
+        const LossSet losses = lossesOfCsv(rec, vectors, {line, length});
+        out.take(length);
+        return losses;
     });
 }
 
-void writeRfLines(LineWriter& out, std::optional<std::int32_t> gid) {
+void writeRfLines(LineWriter& out, std::optional<std::int32_t> gid, SaveTally& tally) {
     out.put(rf::kHeaderLine);
-    forEachRecord(gid, true, [&](const ObsRecord& rec) {
-        std::size_t length = 0;
+    SitesReadBack sites;
+    forEachRecord(gid, true, tally, [&](const ObsRecord& rec, VectorSet vectors) {
         // All but RF observations are left out without a word; an unknown sensor is named by the sensor library.
-        if (rec.rfData && CreateRFObs(rec, out.room(rf::kLineColumns), length) == kStatusOk) out.take(length);
+        if (!rec.rfData) return lossIf(true, SaveLoss::rfNoRfPart);
+        char* const line = out.room(rf::kLineColumns);
+        std::size_t length = 0;
+        if (CreateRFObs(rec, line, length) != kStatusOk) return lossIf(true, SaveLoss::rfSensor);
+        const LossSet losses = lossesOfRf(rec, vectors, {line, length}, sites);
+        out.take(length);
+        return losses;
     });
 }
 
+/// Returns what ObsSaveFile returns; the error of writing goes to `systemError`.
 std::int32_t writeFile(std::string_view fileName, std::int32_t saveMode, std::int32_t saveForm,
-                       std::optional<std::int32_t> gid) {
+                       std::optional<std::int32_t> gid, SaveTally& tally, std::int32_t& systemError) {
     family::Unit unit = family::kNoUnit;
-    const std::int32_t opened =
-        family::fileopen(fileName, saveMode != 0 ? family::kOpenAppend : family::kOpenReplace, unit);
-    if (opened != kStatusOk) return opened;
+    systemError = family::fileopen(fileName, saveMode != 0 ? family::kOpenAppend : family::kOpenReplace, unit);
+    if (systemError != 0) return systemError;
     try {
-        if (gid || !obstreeisempty()) obswritelines(unit, saveForm, gid);
+        if (gid || !obstreeisempty()) obswritelines(unit, saveForm, gid, tally);
     } catch (...) {
         family::filediscard(unit);
         throw;
     }
     // NOTE: a failing write does not change the result; the file service has named it.
-    family::fileclose(unit);
+    systemError = family::fileclose(unit);
     return kStatusOk;
+}
+
+std::int32_t saveFile(std::string_view fileName, std::int32_t saveMode, std::int32_t saveForm,
+                      std::optional<std::int32_t> gid) {
+    SaveTally tally;
+    std::int32_t result = kStatusOk, systemError = 0;
+    if (!gid || !obstreeisempty()) result = writeFile(fileName, saveMode, saveForm, gid, tally, systemError);
+    tally.finish(systemError);
+    return result;
 }
 
 }  // namespace
 
-void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::int32_t> gid) {
+void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::int32_t> gid, SaveTally& tally) {
     LineWriter out(unit);
     // Messages wait until the store is free: whoever receives them may be waiting for it.
     const family::MessageHold hold;
     const ReadGuard guard;
     switch (static_cast<SaveForm>(saveForm)) {
-        case SaveForm::b3: writeB3Lines(out, gid); break;
-        case SaveForm::tty: writeTtyLines(out, gid); break;
-        case SaveForm::csv: writeCsvLines(out, gid); break;
-        case SaveForm::rf: writeRfLines(out, gid); break;
+        case SaveForm::b3: writeB3Lines(out, gid, tally); break;
+        case SaveForm::tty: writeTtyLines(out, gid, tally); break;
+        case SaveForm::csv: writeCsvLines(out, gid, tally); break;
+        case SaveForm::rf: writeRfLines(out, gid, tally); break;
         default: break;
     }
     out.flush();
 }
 
 std::int32_t saveObsFile(std::string_view fileName, std::int32_t saveMode, std::int32_t saveForm) {
-    return writeFile(fileName, saveMode, saveForm, std::nullopt);
+    return saveFile(fileName, saveMode, saveForm, std::nullopt);
 }
 
 std::int32_t saveObsFileOfGroup(std::string_view fileName, std::int32_t gid, std::int32_t saveMode,
                                 std::int32_t saveForm) {
-    return obstreeisempty() ? kStatusOk : writeFile(fileName, saveMode, saveForm, gid);
+    return saveFile(fileName, saveMode, saveForm, gid);
 }
 
 }  // namespace obs

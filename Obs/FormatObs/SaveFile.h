@@ -5,6 +5,7 @@
 #include <optional>
 #include <string_view>
 
+#include "Obs/FormatObs/SaveReport.h"
 #include "siblings/include/Services.h"
 
 namespace obs {
@@ -13,10 +14,11 @@ enum class SaveForm : std::int32_t { b3 = 0, tty = 1, csv = 2, rf = 3 };
 
 /// Writes all observations, or those of a group, to an open file, on the reader side of the store. An
 /// observation that the writer refuses is left out. A form that is none of the four writes nothing.
-void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::int32_t> gid);
+void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::int32_t> gid, SaveTally& tally);
 
-/// Opens, writes and closes a file. Returns 0, or the error number of opening it; a write that fails is reported
-/// by the file service alone. Save mode 0 replaces the file, any other appends. An empty store leaves an empty file.
+/// Opens, writes and closes a file. Returns 0, or the error number of opening it; a write that fails is told by
+/// the file service and in `latestSaveCounts`. Save mode 0 replaces the file, any other appends. An empty store leaves an
+/// empty file.
 std::int32_t saveObsFile(std::string_view fileName, std::int32_t saveMode, std::int32_t saveForm);
 
 /// The same for a group. NOTE: unlike the above, an empty store touches no file.

@@ -10,8 +10,9 @@
 #include <vector>
 
 #include "Obs/CardLayouts/SlrNumbers.h"
-#include "Obs/ObsCardReading/Crd.h"
-#include "Obs/ObsCardReading/LineReader.h"
+#include "Obs/FormatObs/SaveReport.h"
+#include "Obs/ObsCardReading/LaserRanging/Crd.h"
+#include "Obs/ObsCardReading/Loading/LineReader.h"
 #include "Obs/ObsTree/Store.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Constants.h"
@@ -41,6 +42,8 @@ struct SlrRange {
     std::int32_t corrections = 0;  ///< the sum of kSlr...Applied and kSlrSystemDelayLeft
     bool hasAngles = false;
     bool isNoise = false;
+    std::int64_t key = 0;
+    LossSet losses = 0;
 };
 
 /// What the ranges of a session share.
@@ -254,32 +257,45 @@ std::int32_t correctionsOf(std::int32_t indicator2) {
     return indicator2 >= 0 && indicator2 <= kAll ? indicator2 : 0;  // 9 is "not given" on TTY cards
 }
 
-/// The range of a record, without its pad number; none when CRD cannot carry it.
-std::optional<SlrRange> rangeOf(const ObsRecord& rec) {
-    constexpr double kShortestFlightS = 1e-12, kLongestFlightS = kSecondsPerDay / 2;  // what readers take for one
-    constexpr std::int32_t kFirstYear = 1957, kLastYear = 9998;                       // also theirs
-    const double flightS = timeOfFlightS(rec.range);
-    if ((rec.obsType != kTypeAzElRange && rec.obsType != kTypeRange) || rec.satNum <= 0 ||
-        rec.satNum > kLargestCatalogueNumber || !(flightS >= kShortestFlightS && flightS < kLongestFlightS))
-        return std::nullopt;
-    const bool hasAngles = rec.obsType == kTypeAzElRange;
-    if (hasAngles && !(std::fabs(rec.elOrDec) <= kMostElevationDeg && std::fabs(rec.azOrRa) <= kMostAzimuthDeg))
-        return std::nullopt;
-    const double azimuthDeg = rec.azOrRa < 0 ? rec.azOrRa + 360 : rec.azOrRa;
+bool isCrdYear(double timeDs50) {
+    constexpr std::int32_t kFirstYear = 1957, kLastYear = 9998;  // what readers take for one
     double dayOfYear = 0;
     std::int32_t year = 0;
-    family::fyklok(rec.obsTime, dayOfYear, year);
-    if (year < kFirstYear || year > kLastYear) return std::nullopt;
-    return SlrRange{rec.obsTime,
-                    rec.range,
-                    rec.elOrDec,
-                    azimuthDeg,
-                    rec.senNum,
-                    rec.satNum,
-                    0,
-                    correctionsOf(rec.indicator2),
-                    hasAngles && readAsAngles(azimuthDeg, rec.elOrDec),
-                    rec.indicator1 == kNoiseIndicator};
+    family::fyklok(timeDs50, dayOfYear, year);
+    return year >= kFirstYear && year <= kLastYear;
+}
+
+/// Why CRD cannot carry a record; nothing when it can.
+std::optional<SaveLoss> obstacleTo(const ObsRecord& rec) {
+    constexpr double kShortestFlightS = 1e-12, kLongestFlightS = kSecondsPerDay / 2;  // also theirs
+    const double flightS = timeOfFlightS(rec.range);
+    if (rec.obsType != kTypeAzElRange && rec.obsType != kTypeRange) return SaveLoss::crdType;
+    if (rec.satNum <= 0 || rec.satNum > kLargestCatalogueNumber) return SaveLoss::crdSatellite;
+    if (!(flightS >= kShortestFlightS && flightS < kLongestFlightS)) return SaveLoss::crdRange;
+    if (rec.obsType == kTypeAzElRange &&
+        !(std::fabs(rec.elOrDec) <= kMostElevationDeg && std::fabs(rec.azOrRa) <= kMostAzimuthDeg))
+        return SaveLoss::crdAngles;
+    if (!isCrdYear(rec.obsTime)) return SaveLoss::crdTime;
+    return std::nullopt;
+}
+
+/// The range of a record that CRD can carry, without its pad number.
+SlrRange rangeOf(const ObsRecord& rec, VectorSet vectors, std::int64_t key) {
+    const double azimuthDeg = rec.azOrRa < 0 ? rec.azOrRa + 360 : rec.azOrRa;
+    const bool isTypeWithAngles = rec.obsType == kTypeAzElRange;
+    const bool hasAngles = isTypeWithAngles && readAsAngles(azimuthDeg, rec.elOrDec);
+    return {rec.obsTime,
+            rec.range,
+            rec.elOrDec,
+            azimuthDeg,
+            rec.senNum,
+            rec.satNum,
+            0,
+            correctionsOf(rec.indicator2),
+            hasAngles,
+            rec.indicator1 == kNoiseIndicator,
+            key,
+            lossesOfCrd(vectors, isTypeWithAngles && !hasAngles)};
 }
 
 std::int32_t padNumberOf(std::int32_t senNum) {
@@ -299,26 +315,25 @@ void sortRanges(std::vector<SlrRange>& ranges) {
 
 // --- File -----------------------------------------------------------------------------------
 
-struct Collected {
+std::vector<SlrRange> collect(std::optional<std::int32_t> gid, SaveTally& tally) {
     std::vector<SlrRange> ranges;
-    std::int64_t leftOut = 0;
-};
-
-Collected collect(std::optional<std::int32_t> gid) {
-    Collected found;
     ObsRecord rec;
     {
         const ReadGuard guard;
         walkNodes(gid, [&](SlotNumber slot) {
             gStore.pools.read(slot, rec, false);
-            if (const std::optional<SlrRange> range = rangeOf(rec)) found.ranges.push_back(*range);
-            else ++found.leftOut;
+            const std::int64_t key = gStore.pools.node(slot).key;
+            if (const auto obstacle = obstacleTo(rec)) tally.take(lossIf(true, *obstacle), key);
+            else ranges.push_back(rangeOf(rec, gStore.pools.nonzeroVectors(slot), key));
         });
     }
-    for (SlrRange& range : found.ranges) range.padNumber = padNumberOf(range.senNum);
-    found.leftOut += static_cast<std::int64_t>(
-        std::erase_if(found.ranges, [](const SlrRange& range) { return range.padNumber == 0; }));
-    return found;
+    std::erase_if(ranges, [&](SlrRange& range) {
+        range.padNumber = padNumberOf(range.senNum);
+        const bool hasStation = range.padNumber != 0;
+        tally.take(hasStation ? range.losses : lossIf(true, SaveLoss::crdStation), range.key);
+        return !hasStation;
+    });
+    return ranges;
 }
 
 /// Where the last line that is not blank begins, if it is an end mark; else the file's size. -1 when reading fails.
@@ -389,33 +404,44 @@ std::int32_t writeTo(family::Unit out, std::string_view appendedTo, std::vector<
     return kStatusOk;
 }
 
-}  // namespace
-
-std::int32_t saveSlrFile(std::string_view fileName, std::int32_t saveMode, SlrDataType type,
-                         std::optional<std::int32_t> gid) {
-    if (gid && obstreeisempty()) return kStatusOk;
-    Collected found = collect(gid);
-    sortRanges(found.ranges);
+/// Returns what ObsSaveSlrFile returns; the error of writing goes to `systemError`.
+std::int32_t writeFile(std::string_view fileName, std::int32_t saveMode, SlrDataType type,
+                       std::vector<SlrRange>& ranges, std::int32_t& systemError) {
     const bool rewritten = saveMode == 0 || holdsSomething(fileName);
     family::Unit out = family::kNoUnit;
-    const std::int32_t opened = family::fileopen(fileName, rewritten ? family::kOpenReplace : family::kOpenAppend, out);
-    if (opened != kStatusOk) return opened;
-    std::int32_t status = kStatusOk;
+    systemError = family::fileopen(fileName, rewritten ? family::kOpenReplace : family::kOpenAppend, out);
+    if (systemError != 0) return systemError;
     try {
-        status = writeTo(out, saveMode != 0 && rewritten ? fileName : std::string_view(), found.ranges, type);
+        systemError = writeTo(out, saveMode != 0 && rewritten ? fileName : std::string_view(), ranges, type);
     } catch (...) {
         family::filediscard(out);
         throw;
     }
-    if (status != kStatusOk) {
+    if (systemError != 0) {
         family::filediscard(out);
-        return status;
+        return systemError;
     }
     // NOTE: a failing write does not change the result; the file service has named it.
-    if (family::fileclose(out) != 0) return kStatusOk;
-    family::traceloginfo("ObsSaveSlrFile: " + std::to_string(found.ranges.size()) + " observations written, " +
-                         std::to_string(found.leftOut) + " left out");
+    systemError = family::fileclose(out);
     return kStatusOk;
+}
+
+}  // namespace
+
+std::int32_t saveSlrFile(std::string_view fileName, std::int32_t saveMode, SlrDataType type,
+                         std::optional<std::int32_t> gid) {
+    SaveTally tally;
+    std::int32_t result = kStatusOk, systemError = 0;
+    if (!gid || !obstreeisempty()) {
+        std::vector<SlrRange> ranges = collect(gid, tally);
+        sortRanges(ranges);
+        result = writeFile(fileName, saveMode, type, ranges, systemError);
+        if (systemError == 0)
+            family::traceloginfo("ObsSaveSlrFile: " + std::to_string(tally.counts().written) +
+                                 " observations written, " + std::to_string(tally.counts().leftOut) + " left out");
+    }
+    tally.finish(systemError);
+    return result;
 }
 
 }  // namespace obs

@@ -14,6 +14,7 @@ struct Refusal {
     std::string quoted;
     std::size_t quotedWidth = 0;
     std::string_view after;
+    bool isLogged = true;  ///< else the log has the message already; whoever asks for lines is told all the same
 
     std::string message() const {
         std::string text(before);

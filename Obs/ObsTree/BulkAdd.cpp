@@ -109,6 +109,7 @@ bool BulkAdd::claimKeys(std::vector<Refused>& refused, std::int64_t* keys) {
         }
     }
     pending_.resize(accepted);
+    accepted_ = accepted;
     auto seqNum = static_cast<std::uint32_t>(Store::takeSeqNums(static_cast<std::uint32_t>(accepted)));
     for (const Pending& pending : pending_) {
         gStore.pools.mark(pending.slot) = {static_cast<std::int32_t>(seqNum++), gid_};

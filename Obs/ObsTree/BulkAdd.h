@@ -39,6 +39,9 @@ public:
     };
     std::vector<Refused> commit(std::int64_t* keys = nullptr);
 
+    /// How many the latest commit entered, also one that could not name all it refused.
+    std::size_t accepted() const { return accepted_; }
+
     /// Forgets what was added since the last commit.
     void drop();
 
@@ -59,6 +62,7 @@ private:
 
     std::int32_t gid_;
     std::vector<Pending> pending_;
+    std::size_t accepted_ = 0;
     Reservation reserved_;
     bool open_ = false;
 };

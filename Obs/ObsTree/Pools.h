@@ -111,6 +111,9 @@ public:
     StoredRecord& record(SlotNumber slot) { return records_[slot]; }
     const StoredRecord& record(SlotNumber slot) const { return records_[slot]; }
 
+    /// Which of a record's senPos, senVel, satPos and satVel are not all zero: a bit for each, the lowest first.
+    unsigned nonzeroVectors(SlotNumber slot) const { return records_[slot].vectorMask >> 1u; }
+
     /// Asks for a record's memory ahead of its use.
     void prefetchRecord(SlotNumber slot) const {
         const char* record = reinterpret_cast<const char*>(&records_[slot]);

@@ -172,6 +172,8 @@ void SelectionDraft::allow(Criterion criterion, double low, double high) {
         intervals(criterion).push_back({low, kInfinity});
         return;
     }
+    if (criterion == Criterion::classification)  // a record has the letter in the case of its card
+        intervals(criterion).push_back({low + ('a' - 'A'), high + ('a' - 'A')});
     intervals(criterion).push_back({low, high});
 }
 

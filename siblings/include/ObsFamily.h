@@ -46,6 +46,14 @@ OBS_FAMILY_API void FamilyCloseLog(void);
  *           a message that the function causes itself reaches the log file only. */
 OBS_FAMILY_API void FamilySetLogCallback(void (*f)(int32_t severity, const char *text, void *user), void *user);
 
+/* --- files being written (libObsServices) --- */
+
+/** Addition. Gives up the files that are being written: temporary files are removed, and files that are appended to
+ *  cut back to their former length. For a handler of signals that end the program: it may be called there, at any
+ *  moment, and a save that went on after it would fail or add to the file that was cut back. Of more than 16 files
+ *  at a time some are left. */
+OBS_FAMILY_API void FamilyGiveUpFiles(void);
+
 /* --- key modes (libObsServices); 0 at start --- */
 
 /** @param useAll nonzero: `mode` rules every library of the family.

@@ -25,7 +25,7 @@ struct SensorData {
     bool hasPlace = false;       ///< false for a built-in site to which nobody gave its place
 };
 
-/// Sensor number of a description (compared blank-padded), or -1.
+/// Sensor number of a description (compared blank-padded), or -1. Throws std::bad_alloc.
 FAMILY_API std::int64_t desctokey(std::string_view description);
 
 /// 0, or 2 when the sensor is not known (then logged).

@@ -21,6 +21,9 @@ namespace family {
 /// A NUL inside the message is shown as a blank.
 FAMILY_API void tracelogerror(std::string_view message);
 
+/// How many failures the calling thread has written to the trace log: whether a call that failed has said why.
+FAMILY_API std::uint64_t tracelogerrorcount();
+
 /// Writes an information line to the trace log.
 FAMILY_API void traceloginfo(std::string_view message);
 
@@ -46,19 +49,21 @@ inline constexpr Unit kNoUnit = nullptr;
 
 inline constexpr std::int32_t kOpenReplace = 0;  ///< create, or replace once completely written
 inline constexpr std::int32_t kOpenRead = 1;
-inline constexpr std::int32_t kOpenAppend = 2;   ///< append, or create
+inline constexpr std::int32_t kOpenAppend = 2;   ///< append, or create; an unfinished last line is ended first
 
 /// Opens a file. Returns 0, or the system's error number after logging the
-/// file's name and the reason; `unit` is then `kNoUnit`. Only regular files can be
+/// reason and the name of the file, or of the folder that it lies in; `unit` is then `kNoUnit`. Only regular files can be
 /// read (a loader reads a file twice); a terminal, pipe or device can be written.
 FAMILY_API std::int32_t fileopen(std::string_view name, std::int32_t mode, Unit& unit);
 
-/// Closes a file and forgets the unit. A file opened with `kOpenReplace` takes the
-/// place of the old one now, unless a write failed: the old one then stays.
-/// Returns 0, or the error number of the first failure (which was logged).
+/// Closes a file and forgets the unit. What was written is on the disk when this returns 0. A file opened with
+/// `kOpenReplace` takes the place of the old one now, unless a write failed: the old one then stays. After a failed
+/// write a file opened with `kOpenAppend` is cut back to its former length.
+/// Returns 0, or the error number of the first failure (which was logged); the file is in its place and complete
+/// when its folder alone could not be flushed.
 FAMILY_API std::int32_t fileclose(Unit& unit);
 
-/// Closes a file opened for writing and forgets what was written: with `kOpenReplace` the old file stays.
+/// Closes a file opened for writing and forgets what was written, as after a failed write.
 FAMILY_API void filediscard(Unit& unit);
 
 /// Reads up to `size` bytes. Returns their number, 0 at the end, -1 on a failure
@@ -114,7 +119,7 @@ FAMILY_API std::int32_t strtoint(std::string_view text);
 /// ASCII upper case, in place.
 FAMILY_API void touppercase(char* text, std::size_t length);
 
-/// Removes the blanks of a CSV line, except a blank that is a whole field.
+/// Removes the blanks of a CSV line; a field of blanks becomes an empty one. Throws std::bad_alloc.
 FAMILY_API std::string compresscsvline(std::string_view line);
 
 /// Five-column satellite number: digits, or a letter worth 10-33 (no I, O; either

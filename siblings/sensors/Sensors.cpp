@@ -136,11 +136,7 @@ std::int64_t desctokey(std::string_view description) {
             return site.number;
         }
     }
-    try {
-        return findDescription(description);
-    } catch (...) {
-        return -1;
-    }
+    return findDescription(description);
 }
 
 std::int32_t getsendata(std::int32_t number, SensorData& sensor) {

@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "siblings/include/ObsFamily.h"
 #include "siblings/include/Services.h"
 #include "siblings/services/Descriptors.h"
 #include "siblings/services/Guard.h"
@@ -52,31 +53,113 @@ private:
     int number_;
 };
 
-/// Holds back the signal of a broken pipe in this thread and takes away one that came meanwhile.
-class PipeSignalHeld {
+/// Holds back a signal that a failing write sends this thread, and takes away one that came meanwhile: SIGPIPE of a
+/// pipe whose reader has gone, SIGXFSZ of a file that may not grow.
+class SignalHeld {
 public:
-    PipeSignalHeld() {
-        sigemptyset(&pipe_);
-        sigaddset(&pipe_, SIGPIPE);
+    explicit SignalHeld(int signal) {
+        sigemptyset(&held_);
+        sigaddset(&held_, signal);
         sigset_t pending;
         sigpending(&pending);
-        wasPending_ = sigismember(&pending, SIGPIPE) == 1;
-        pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+        wasPending_ = sigismember(&pending, signal) == 1;
+        pthread_sigmask(SIG_BLOCK, &held_, &before_);
     }
-    PipeSignalHeld(const PipeSignalHeld&) = delete;
-    PipeSignalHeld& operator=(const PipeSignalHeld&) = delete;
-    ~PipeSignalHeld() {
+    SignalHeld(const SignalHeld&) = delete;
+    SignalHeld& operator=(const SignalHeld&) = delete;
+    ~SignalHeld() {
         const timespec noWait{};
         if (!wasPending_) {
-            retried([&] { return sigtimedwait(&pipe_, nullptr, &noWait); });
+            retried([&] { return sigtimedwait(&held_, nullptr, &noWait); });
         }
         pthread_sigmask(SIG_SETMASK, &before_, nullptr);
     }
 
 private:
-    sigset_t pipe_, before_;
+    sigset_t held_, before_;
     bool wasPending_ = false;
 };
+
+/// Holds back every signal in this thread.
+class AllSignalsHeld {
+public:
+    AllSignalsHeld() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, &before_);
+    }
+    AllSignalsHeld(const AllSignalsHeld&) = delete;
+    AllSignalsHeld& operator=(const AllSignalsHeld&) = delete;
+    ~AllSignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+private:
+    sigset_t before_;
+};
+
+/// How a file that is being written is given up, also by a signal handler: the temporary file is removed, a file
+/// that is appended to is cut back.
+class Undo {
+public:
+    Undo() = default;
+    Undo(const Undo&) = delete;
+    Undo& operator=(const Undo&) = delete;
+    ~Undo() { disarm(); }
+
+    /// The name must stay where it is while armed.
+    void removing(int folder, const char* temporary) { arm(folder, temporary, 0); }
+    void cuttingBack(int file, off_t length) { arm(file, nullptr, length); }
+    bool armed() const { return armed_; }
+
+    void disarm() {
+        if (!armed_) {
+            return;
+        }
+        armed_ = false;
+        for (auto& place : places) {
+            const Undo* self = this;
+            place.compare_exchange_strong(self, nullptr);
+        }
+    }
+
+    /// Returns an error number. Safe in a signal handler.
+    int run() const {
+        const int result = temporary_ != nullptr ? ::unlinkat(descriptor_, temporary_, 0)
+                                                 : retried([&] { return ::ftruncate(descriptor_, length_); });
+        return result == 0 ? 0 : errno;
+    }
+
+    static void runAll() {
+        for (auto& place : places) {
+            if (const Undo* const undo = place.exchange(nullptr)) {
+                undo->run();
+            }
+        }
+    }
+
+private:
+    static constexpr std::size_t kMostAtOnce = 16;  // more files at a time are not given up by a signal
+    static std::atomic<const Undo*> places[kMostAtOnce];
+    static_assert(std::atomic<const Undo*>::is_always_lock_free);
+
+    void arm(int descriptor, const char* temporary, off_t length) {
+        descriptor_ = descriptor;
+        temporary_ = temporary;
+        length_ = length;
+        armed_ = true;
+        for (auto& place : places) {
+            const Undo* nobody = nullptr;
+            if (place.compare_exchange_strong(nobody, this)) {
+                break;
+            }
+        }
+    }
+
+    int descriptor_ = -1;
+    const char* temporary_ = nullptr;
+    off_t length_ = 0;
+    bool armed_ = false;
+};
+constinit std::atomic<const Undo*> Undo::places[Undo::kMostAtOnce]{};
 
 int writeBlocks(int descriptor, const char* bytes, std::size_t size) {
     while (size > 0) {
@@ -99,6 +182,11 @@ int openNow(int directory, const char* name, int flags, mode_t permissions, Desc
     }
     const int status = ::fcntl(opened.get(), F_GETFL);
     return status >= 0 && ::fcntl(opened.get(), F_SETFL, status & ~O_NONBLOCK) == 0 ? 0 : errno;
+}
+
+/// Until all is on the disk. Returns an error number.
+int flushToDisk(int descriptor) {
+    return retried([&] { return ::fsync(descriptor); }) == 0 ? 0 : errno;
 }
 
 struct PathParts {
@@ -145,42 +233,61 @@ int ownOutput(const struct stat& file) {
     return -1;
 }
 
-/// A file being written beside the one whose place it takes. The directory is held open, so
-/// that the application may change its working directory meanwhile.
+/// The folder that holds a file, kept open, so that the application may change its working directory meanwhile.
+class Folder {
+public:
+    int open(const std::string& path) {
+        const std::string directory = splitPath(path).directory;
+        const std::size_t end = directory.find_last_not_of('/');  // npos, or the root: one character is left
+        name_ = directory.empty() ? "." : directory.substr(0, end == std::string::npos ? 1 : end + 1);
+        descriptor_ = Descriptor(::open(name_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+        return descriptor_.open() ? 0 : errno;
+    }
+
+    /// New names in it stay after a loss of power.
+    int flush() const {
+        const Descriptor readable(::openat(descriptor_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        return readable.open() ? flushToDisk(readable.get()) : errno;
+    }
+
+    int get() const { return descriptor_.get(); }
+    const std::string& name() const { return name_; }
+
+private:
+    Descriptor descriptor_;
+    std::string name_;
+};
+
+/// A file being written beside the one whose place it takes.
 class Replacement {
 public:
     ~Replacement() {
-        if (!temporary_.empty()) {
-            ::unlinkat(directory_.get(), temporary_.c_str(), 0);
+        if (undo_.armed()) {
+            undo_.run();
         }
     }
 
-    int create(const std::string& path, Descriptor& file) {
-        const PathParts parts = splitPath(path);
-        if (parts.base.empty()) {
-            return path.empty() ? ENOENT : EISDIR;
-        }
-        const char* const directory = parts.directory.empty() ? "." : parts.directory.c_str();
-        directory_ = Descriptor(::open(directory, O_PATH | O_DIRECTORY | O_CLOEXEC));
-        if (!directory_.open()) {
-            return errno;
-        }
-        target_ = parts.base;
+    /// @param path with its links followed, in the folder.
+    /// @param folderFailed set when the error is the folder's.
+    int create(const std::string& path, const Folder& folder, Descriptor& file, bool& folderFailed) {
+        folder_ = folder.get();
+        target_ = splitPath(path).base;
         struct stat old {};
-        const bool replaces = ::fstatat(directory_.get(), target_.c_str(), &old, 0) == 0;
+        const bool replaces = ::fstatat(folder_, target_.c_str(), &old, 0) == 0;
         // NOTE: renaming over a write-protected file would work, and would not be what its owner wants
-        if (replaces && ::faccessat(directory_.get(), target_.c_str(), W_OK, AT_EACCESS) != 0) {
+        if (replaces && ::faccessat(folder_, target_.c_str(), W_OK, AT_EACCESS) != 0) {
             return errno;
         }
         const int error = createTemporary(replaces ? S_IRUSR | S_IWUSR : mode_t{0666}, file);
+        folderFailed = error != 0 && error != ENAMETOOLONG;
         return error != 0 || !replaces ? error : takeOver(old, file.get());
     }
 
     int finish() {
-        if (::renameat(directory_.get(), temporary_.c_str(), directory_.get(), target_.c_str()) != 0) {
+        if (::renameat(folder_, temporary_.c_str(), folder_, target_.c_str()) != 0) {
             return errno;
         }
-        temporary_.clear();
+        undo_.disarm();
         return 0;
     }
 
@@ -192,10 +299,11 @@ private:
         stem.append(target_, 0, kBaseKept).append(".").append(std::to_string(::getpid())).append("-");
         int error = EEXIST;
         for (int tries = 0; error == EEXIST && tries < 100; ++tries) {
-            std::string name = stem + std::to_string(counter.fetch_add(1)) + ".tmp";
-            error = openNow(directory_.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL, permissions, file);
+            temporary_ = stem + std::to_string(counter.fetch_add(1)) + ".tmp";
+            const AllSignalsHeld held;  // a handler must not come between the file and its undoing
+            error = openNow(folder_, temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL, permissions, file);
             if (error == 0) {
-                temporary_ = std::move(name);
+                undo_.removing(folder_, temporary_.c_str());
             }
         }
         return error;
@@ -210,9 +318,10 @@ private:
         return ::fchmod(file, old.st_mode & 0777) == 0 ? 0 : errno;
     }
 
-    Descriptor directory_;
+    int folder_ = -1;  ///< the opener's
     std::string target_;
-    std::string temporary_;  ///< empty when there is nothing to remove
+    std::string temporary_;
+    Undo undo_;
 };
 
 }  // namespace
@@ -233,13 +342,19 @@ int writeAll(int descriptor, const char* bytes, std::size_t size, bool regular) 
     if (regular) {
         return writeBlocks(descriptor, bytes, size);
     }
-    const PipeSignalHeld held;
+    const SignalHeld held(SIGPIPE);
     return writeBlocks(descriptor, bytes, size);
 }
 
 class OpenFile {
 public:
     explicit OpenFile(std::string_view name) : name_(name) {}
+
+    ~OpenFile() {
+        if (undo_.armed()) {
+            undo_.run();
+        }
+    }
 
     int open(std::int32_t mode) {
         if (name_.find('\0') != std::string::npos) {
@@ -250,7 +365,20 @@ public:
         if (error == 0 && mode == kOpenRead && !regular_) {
             return EINVAL;
         }
+        isWritten_ = mode != kOpenRead;
+        if (error == 0 && mode == kOpenAppend && regular_) {
+            prepareAppending();
+        }
         return error;
+    }
+
+    /// Why it could not be opened.
+    std::string openingFailure(int error) const {
+        const std::string reason = error == EINVAL ? "Not a regular file" : std::strerror(error);
+        if (folderFailed_) {
+            return "Cannot make a file in folder " + folder_->name() + " (for " + name_ + "): " + reason;
+        }
+        return "Cannot open file " + name_ + ": " + reason;
     }
 
     std::int64_t read(char* buffer, std::size_t size) const {
@@ -269,8 +397,12 @@ public:
     }
 
     bool write(const char* bytes, std::size_t size) {
+        if (std::exchange(lineIsUnfinished_, false)) {
+            write("\n", 1);
+        }
         if (error_ == 0) {
-            fail("filewrite", writeAll(file_.get(), bytes, size, regular_));
+            const SignalHeld held(regular_ ? SIGXFSZ : SIGPIPE);
+            fail(writeBlocks(file_.get(), bytes, size), "filewrite: Cannot write file ", name_);
         }
         return error_ == 0;
     }
@@ -284,10 +416,21 @@ public:
         return regular_ && ::fstat(file_.get(), &status) == 0 ? status.st_size : -1;
     }
 
+    /// The data are on the disk before a new name takes the old one's place, and the name after it.
     int close() {
-        fail("fileclose", file_.close());
+        if (isWritten_ && regular_ && error_ == 0) {
+            fail(flushToDisk(file_.get()), kCannotWrite, name_);
+        }
+        if (undo_.armed() && error_ != 0) {
+            tell(undo_.run(), "fileclose: Cannot cut back file ", name_);
+        }
+        undo_.disarm();
+        fail(file_.close(), kCannotWrite, name_);
         if (replacement_ && error_ == 0) {
-            fail("fileclose", replacement_->finish());
+            fail(replacement_->finish(), kCannotWrite, name_);
+        }
+        if (folder_ && error_ == 0) {
+            fail(folder_->flush(), "fileclose: Cannot flush the folder of a file that is written, ", folder_->name());
         }
         return error_;
     }
@@ -316,10 +459,43 @@ private:
     }
 
     int openAppend() {
+        struct stat status {};
+        if (::stat(name_.c_str(), &status) != 0 && errno == ENOENT) {
+            std::string path = name_;
+            if (const int error = openFolder(path); error != 0) {
+                return error;
+            }
+        }
         int descriptor = -1;
         const int error = openForAppend(name_, descriptor);
+        folderFailed_ = error != 0 && folder_;
         file_ = Descriptor(descriptor);
         return error;
+    }
+
+    /// The folder in which the file's name will be new.
+    /// @param path gets its links followed.
+    int openFolder(std::string& path) {
+        if (const int error = followLinks(path); error != 0) {
+            return error;
+        }
+        if (splitPath(path).base.empty()) {
+            return path.empty() ? ENOENT : EISDIR;
+        }
+        folder_ = std::make_unique<Folder>();
+        const int error = folder_->open(path);
+        folderFailed_ = error != 0;
+        return error;
+    }
+
+    /// A file that cannot be read is taken to end within a line: a blank line does no harm.
+    void prepareAppending() {
+        const std::int64_t length = size();
+        undo_.cuttingBack(file_.get(), length);
+        Descriptor readable;
+        char last = 0;
+        lineIsUnfinished_ = length > 0 && (openNow(AT_FDCWD, name_.c_str(), O_RDONLY, 0, readable) != 0 ||
+                                           ::pread(readable.get(), &last, 1, length - 1) != 1 || last != '\n');
     }
 
     int openReplace() {
@@ -338,29 +514,37 @@ private:
             return openNow(AT_FDCWD, name_.c_str(), O_WRONLY | O_APPEND, 0, file_);
         }
         std::string path = name_;
-        if (const int error = followLinks(path); error != 0) {
+        if (const int error = openFolder(path); error != 0) {
             return error;
         }
         replacement_ = std::make_unique<Replacement>();
-        return replacement_->create(path, file_);
+        return replacement_->create(path, *folder_, file_, folderFailed_);
     }
 
-    void fail(const char* operation, int error) {
-        if (error == 0 || error_ != 0) {
-            return;
+    static void tell(int error, const char* what, const std::string& name) {
+        if (error != 0) {
+            guarded([&] { tracelogerror(what + name + ": " + std::strerror(error)); });
         }
-        error_ = error;
-        guarded([&] {
-            tracelogerror(std::string(operation) + ": Cannot write file " + name_ + ": " +
-                          std::strerror(error));
-        });
     }
+
+    void fail(int error, const char* what, const std::string& name) {
+        if (error_ == 0) {
+            tell(error_ = error, what, name);
+        }
+    }
+
+    static constexpr const char* kCannotWrite = "fileclose: Cannot write file ";
 
     std::string name_;
     Descriptor file_;
-    std::unique_ptr<Replacement> replacement_;  ///< absent when written in place
+    std::unique_ptr<Folder> folder_;            ///< where the name of the file is new; absent when it is not
+    std::unique_ptr<Replacement> replacement_;  ///< absent when written in place; goes before its folder
+    Undo undo_;                                 ///< of appending; goes before its file
     bool regular_ = false;
-    int error_ = 0;  ///< first failure of a write
+    bool isWritten_ = false;
+    bool lineIsUnfinished_ = false;  ///< the last one of a file that is appended to
+    bool folderFailed_ = false;      ///< when it could not be opened
+    int error_ = 0;                  ///< first failure of a write
 };
 
 std::int32_t fileopen(std::string_view name, std::int32_t mode, Unit& unit) {
@@ -371,8 +555,7 @@ std::int32_t fileopen(std::string_view name, std::int32_t mode, Unit& unit) {
         if (error == 0) {
             unit = file.release();
         } else {
-            const char* const reason = error == EINVAL ? "Not a regular file" : std::strerror(error);
-            tracelogerror("fileopen: Cannot open file " + file->name() + ": " + reason);
+            tracelogerror("fileopen: " + file->openingFailure(error));
         }
         return error;
     } catch (...) {
@@ -387,7 +570,7 @@ std::int32_t fileclose(Unit& unit) {
 }
 
 void filediscard(Unit& unit) {
-    const std::unique_ptr<OpenFile> file(std::exchange(unit, kNoUnit));  // leaving unclosed drops a replacement
+    const std::unique_ptr<OpenFile> file(std::exchange(unit, kNoUnit));  // what is not closed is given up
 }
 
 std::int64_t fileread(Unit unit, char* buffer, std::size_t size) {
@@ -421,3 +604,5 @@ bool fileexists(std::string_view name) {
 }
 
 }  // namespace family
+
+void FamilyGiveUpFiles(void) { family::Undo::runAll(); }

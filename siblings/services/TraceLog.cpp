@@ -29,6 +29,7 @@ struct LastError {
     char text[kTextLength];
 };
 constinit thread_local LastError lastError{};
+constinit thread_local std::uint64_t errorCount = 0;
 constinit thread_local bool insideCallback = false;
 
 struct Message {
@@ -147,6 +148,7 @@ bool openLog(const char* fileName) {
 }  // namespace
 
 void tracelogerror(std::string_view message) {
+    ++errorCount;
     lastError.length = std::min(message.size(), kTextLength);
     if (lastError.length > 0) {
         std::memcpy(lastError.text, message.data(), lastError.length);
@@ -156,6 +158,8 @@ void tracelogerror(std::string_view message) {
     }
     emit(1, message);
 }
+
+std::uint64_t tracelogerrorcount() { return errorCount; }
 
 void traceloginfo(std::string_view message) { emit(0, message); }
 
@@ -193,7 +197,12 @@ int32_t FamilyOpenLog(const char* fileName) {
         tracelogerror("FamilyOpenLog: no file name");
         return 2;
     }
-    return guarded(false, [&] { return openLog(fileName); }) ? 0 : 2;
+    try {
+        return openLog(fileName) ? 0 : 2;
+    } catch (...) {
+        tracelogerror("FamilyOpenLog: Out of memory");
+        return 2;
+    }
 }
 
 void FamilyCloseLog(void) {

@@ -7,6 +7,7 @@
 #include <random>
 #include <set>
 
+#include "Obs/CardLayouts/Columns.h"
 #include "tests/ExportTest.h"
 
 namespace obs::test {
@@ -58,6 +59,12 @@ protected:
         }
         std::vector<std::int64_t> keys(kCount);
         ObsAddFrArrays(kCount, arrays.data(), keys.data());
+        for (std::size_t i = 0; i < kCount; i += 3) {  // some have their class letter in lower case
+            Text letter;
+            ASSERT_EQ(ObsGetField(keys[i], 1, letter), 0);
+            const char lower[] = {static_cast<char>(letter.chars[0] - 'A' + 'a'), '\0'};
+            ASSERT_EQ(ObsSetField(keys[i], 1, lower), 0);
+        }
         log_.errors.clear();
     }
 
@@ -113,7 +120,7 @@ TEST_F(Selection, textsSelectLikeAFilter) {
         {"az=350:10 el=-20.5:20.5", [](const AllFields& f) { return hasAngles(f.type) && (f.az >= 350 || f.az <= 10) && std::abs(f.el) <= 20.5; }},
         {"range=:1000", [](const AllFields& f) { return hasRange(f.type) && f.range <= 1000; }},
         {"rate=-1.5:1.5,4", [](const AllFields& f) { return hasRate(f.type) && (std::abs(f.rate) <= 1.5 || f.rate == 4); }},
-        {"class=u,S", [](const AllFields& f) { return f.secClass != 'C'; }},
+        {"class=u,S", [](const AllFields& f) { return upperCase(f.secClass) != 'C'; }},
         {"gid=0", [](const AllFields&) { return true; }},
         {"gid=3", [](const AllFields&) { return false; }},
     };
@@ -139,7 +146,7 @@ TEST_F(Selection, arraysSelectWithTheGlobalCriteria) {
     criteria[3] = 40;
     const Filter keep = [](const AllFields& f) {
         return f.time >= kJanuary2024 && (f.az >= 300 || f.az <= 60) && std::string("49O").find(f.type) != std::string::npos &&
-               f.secClass == 'S' && (f.sat == 7 || f.sat == 30);
+               upperCase(f.secClass) == 'S' && (f.sat == 7 || f.sat == 30);
     };
     EXPECT_EQ(selected(criteria, -2), filtered(-2, keep));
     ASSERT_EQ(ObsSetSelObs("el=0:"), 0);

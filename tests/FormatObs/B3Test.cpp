@@ -8,8 +8,8 @@
 
 #include "Obs/CardLayouts/B3.h"
 #include "Obs/FormatObs/CardFields.h"
-#include "Obs/ObsCardReading/B3.h"
-#include "Obs/ObsCardReading/Classify.h"
+#include "Obs/ObsCardReading/Cards/B3.h"
+#include "Obs/ObsCardReading/Loading/Classify.h"
 #include "tests/CaseFile.h"
 
 namespace obs::test {

@@ -9,7 +9,7 @@
 #include <random>
 #include <sstream>
 
-#include "Obs/ObsCardReading/Rf.h"
+#include "Obs/ObsCardReading/Cards/Rf.h"
 #include "siblings/include/ObsFamily.h"
 
 namespace obs::test {

@@ -8,8 +8,8 @@
 #include <map>
 #include <random>
 
-#include "Obs/ObsCardReading/AddObs.h"
-#include "Obs/ObsCardReading/Crd.h"
+#include "Obs/ObsCardReading/Loading/AddObs.h"
+#include "Obs/ObsCardReading/LaserRanging/Crd.h"
 #include "Obs/ObsTree/Keys.h"
 #include "ObsDllExports.h"
 #include "siblings/include/ObsFamily.h"

@@ -7,9 +7,9 @@
 #include <random>
 
 #include "Obs/CardLayouts/Tty.h"
-#include "Obs/ObsCardReading/Classify.h"
-#include "Obs/ObsCardReading/Tty.h"
-#include "Obs/ObsCardReading/TtyYear.h"
+#include "Obs/ObsCardReading/Loading/Classify.h"
+#include "Obs/ObsCardReading/Cards/Tty.h"
+#include "Obs/ObsCardReading/Loading/TtyYear.h"
 
 namespace obs::test {
 

@@ -2,11 +2,11 @@
 
 #include <random>
 
-#include "Obs/ObsCardReading/B3.h"
-#include "Obs/ObsCardReading/B3Quick.h"
-#include "Obs/ObsCardReading/Classify.h"
-#include "Obs/ObsCardReading/ReadObs.h"
-#include "Obs/ObsCardReading/Slr.h"
+#include "Obs/ObsCardReading/Cards/B3.h"
+#include "Obs/ObsCardReading/Cards/B3Quick.h"
+#include "Obs/ObsCardReading/Loading/Classify.h"
+#include "Obs/ObsCardReading/Loading/ReadObs.h"
+#include "Obs/ObsCardReading/LaserRanging/Slr.h"
 #include "tests/CaseFile.h"
 #include "tests/RecordFields.h"
 

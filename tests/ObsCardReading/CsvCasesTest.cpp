@@ -1,4 +1,4 @@
-#include "Obs/ObsCardReading/Csv.h"
+#include "Obs/ObsCardReading/Cards/Csv.h"
 
 #include <gtest/gtest.h>
 
@@ -149,21 +149,31 @@ TEST(CsvCases, linesOfOtherLengths) {
     for (std::size_t length = 1; length < whole.size(); ++length) {
         const std::vector<char> exact(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
         ObsRecord cut;
-        ASSERT_FALSE(ReadCsv(std::string_view(exact.data(), length), cut)) << length;
+        const std::size_t withDay = whole.find(",6,7,");
+        ASSERT_EQ(ReadCsv(std::string_view(exact.data(), length), cut).has_value(), length < withDay) << length;
         EXPECT_EQ(cut.satNum, length > 2 ? 2 : 0);
     }
 }
 
 TEST(CsvCases, refusals) {
-    for (const std::string line : {"", "   ", "U,1,2,1949,365,0,0,0", "U,1,2,1950,0,0,0,0"}) {
+    const auto refusalOf = [](const std::string& line) {
         ObsRecord rec;
-        const MaybeRefusal refusal = ReadCsv(line, rec);
-        ASSERT_TRUE(refusal) << line;
-        EXPECT_EQ(refusal->message(), line.size() < 4 ? "ReadCsv: CSV string is blank"
-                                                      : "ReadCsv: Bad date time in CSV string");
-    }
-    // A day and hour that no calendar has count on.
-    EXPECT_EQ(readGood("U,1,2,2024,0,24,0,0").obsTime, family::tcomps2utc(2024, 1, 0, 0, 0));
+        CsvNotes notes;
+        const MaybeRefusal refusal = ReadCsv(line, rec, &notes);
+        EXPECT_TRUE(line.size() < 8 || notes.size() < 2) << line;  // at most that fields are missing
+        return refusal ? refusal->message() : "";
+    };
+    for (const char* line : {"", "   "}) EXPECT_EQ(refusalOf(line), "ReadCsv: CSV string is blank");
+    for (const char* date :
+         {"hello", "1949,365,0,0,0", "1950,0,0,0,0", "2024,0,24,0,0", "2024,400,0,0,0", "2023,366,0,0,0",
+          "2024,1,24,0,0", "2024,1,99,0,0", "2024,1,0,60,0", "2024,1,0,-1,0", "2024,1,0,0,86401", "2024,1,0,0,-86401",
+          "2024,1,0,0,1e999", "24,1,0,0,0", "99999,1,0,0,0", "1899,365,0,0,0", "3000,1,0,0,0", "x,1,0,0,0",
+          "2024,x,0,0,0", "2024,1,x,0,0", "2024,1,0,x,0", "2024,1,0,0,x", "2024,1.5,0,0,0", ",,,,", "2024,,0,0,0"})
+        EXPECT_EQ(refusalOf(std::string("U,1,2,") + date), "ReadCsv: Bad date time in CSV string") << date;
+    for (const auto& [date, time] : {std::pair{"2024,366,23,59,60", family::parts2utc(2025, 1, 0, 0, 0)},
+                                     {"2024, 3.66e2,,,", family::parts2utc(2024, 366, 0, 0, 0)},
+                                     {"1950,1,0,0,-43200", 0.5}})
+        EXPECT_EQ(readGood(std::string("U,1,2,") + date).obsTime, time) << date;
 }
 
 }  // namespace obs::test

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "Obs/ObsCardReading/TtyYear.h"
+#include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "ObsDllExports.h"
 #include "tests/CaseFile.h"
 #include "tests/LoadFixture.h"

@@ -1,4 +1,4 @@
-#include "Obs/ObsCardReading/Rf.h"
+#include "Obs/ObsCardReading/Cards/Rf.h"
 
 #include <gtest/gtest.h>
 

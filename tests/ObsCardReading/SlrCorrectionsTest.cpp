@@ -1,4 +1,4 @@
-#include "Obs/ObsCardReading/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
 
 #include <gtest/gtest.h>
 

@@ -3,9 +3,9 @@
 #include <random>
 
 #include "Obs/CardLayouts/Tty.h"
-#include "Obs/ObsCardReading/LineReader.h"
-#include "Obs/ObsCardReading/Tty.h"
-#include "Obs/ObsCardReading/TtyYear.h"
+#include "Obs/ObsCardReading/Loading/LineReader.h"
+#include "Obs/ObsCardReading/Cards/Tty.h"
+#include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "siblings/include/ObsFamily.h"
 #include "tests/CaseFile.h"
 #include "tests/RecordFields.h"
@@ -75,6 +75,11 @@ TEST_F(TtyCases, refusalsSayAndQuoteAll) {
     SetTTYYear(1999);
     EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, rec)), "");
     EXPECT_EQ(rec.obsTime, 17898.5);
+    for (const std::int32_t year : {24, 1899, 3000, -1}) {  // no year of a card
+        SetTTYYear(year);
+        EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, rec)), "ReadTTY2Lines: Bad TTY card #1 " + inBrackets(one.card));
+    }
+    SetTTYYear(1999);
     EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, good.card, rec)),
               "ReadTTYFrFile: This TTY obs needs the 2nd card");
 }

@@ -24,6 +24,18 @@
 
 #include "siblings/include/ObsFamily.h"
 
+/// Takes the place of the system's, for the library as well.
+std::vector<std::string> flushed;  ///< what, for each call
+int flushOfFolderFails = 0;
+extern "C" __attribute__((visibility("default"))) int fsync(int descriptor) {
+    const auto link = std::filesystem::path("/proc/self/fd") / std::to_string(descriptor);
+    const auto path = std::filesystem::read_symlink(link);
+    const bool isFolder = std::filesystem::is_directory(path);
+    flushed.emplace_back(isFolder ? "folder" : path.extension() == ".tmp" ? "temporary" : "file");
+    errno = isFolder ? flushOfFolderFails : 0;
+    return errno == 0 ? 0 : -1;
+}
+
 namespace family {
 namespace {
 
@@ -150,37 +162,81 @@ TEST_F(ServicesTest, ReplaceAppendRead) {
 
 TEST_F(ServicesTest, RefusedFiles) {
     ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
-    const std::tuple<std::string, std::int32_t, int> cases[] = {
-        {path("pipe"), kOpenRead, EINVAL},  {path("no/deck"), kOpenReplace, ENOENT},
-        {directory_, kOpenRead, EISDIR},    {directory_, kOpenReplace, EISDIR}};
-    for (const auto& [name, mode, error] : cases) {
+    const std::string missing = "make a file in folder " + path("no") + " (for " + path("no/deck") + "): No such file",
+                      folder = "open file " + directory_.native() + ": Is a directory";
+    const std::tuple<std::string, std::int32_t, int, std::string> cases[] = {
+        {path("pipe"), kOpenRead, EINVAL, "open file " + path("pipe") + ": Not a regular file"},
+        {path("no/deck"), kOpenReplace, ENOENT, missing},
+        {path("no/deck"), kOpenAppend, ENOENT, missing},
+        {directory_, kOpenRead, EISDIR, folder},
+        {directory_, kOpenReplace, EISDIR, folder}};
+    for (const auto& [name, mode, error, message] : cases) {
         Unit unit = kNoUnit;
         EXPECT_EQ(fileopen(name, mode, unit), error) << name;
         EXPECT_EQ(unit, kNoUnit);
+        EXPECT_TRUE(lastError().starts_with("fileopen: Cannot " + message)) << lastError();
     }
-    EXPECT_EQ(lastError(), "fileopen: Cannot open file " + directory_.native() + ": Is a directory");
 }
 
-TEST_F(ServicesTest, FailedOrGivenUpReplacementLeavesTheOldFile) {
-    std::ofstream(path("old")) << "old";
-    Unit unit = kNoUnit;
-    ASSERT_EQ(fileopen(path("old"), kOpenReplace, unit), 0);
-    // A limit on the size of files stands for a full disk.
-    struct rlimit before {};
-    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
-    const struct rlimit small { 10, before.rlim_max };
-    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
-    EXPECT_FALSE(filewrite(unit, "more than ten bytes", 19));
-    ::setrlimit(RLIMIT_FSIZE, &before);
-    std::signal(SIGXFSZ, handler);
-    EXPECT_EQ(fileclose(unit), EFBIG);
+TEST_F(ServicesTest, FailedOrGivenUpFilesStayAsTheyWere) {
+    const auto giveUp = [](Unit& unit) {
+        FamilyGiveUpFiles();
+        EXPECT_TRUE(filewrite(unit, "lost", 4)) << "as a signal may come at any time";
+        filediscard(unit);
+    };
+    const auto fail = [](Unit& unit) {
+        // A limit on the size of files stands for a full disk; its signal would end the process.
+        struct rlimit before {};
+        ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+        const struct rlimit small { 10, before.rlim_max };
+        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+        EXPECT_FALSE(filewrite(unit, "more than ten bytes", 19));
+        ::setrlimit(RLIMIT_FSIZE, &before);
+        EXPECT_EQ(fileclose(unit), EFBIG);
+    };
+    for (const std::int32_t mode : {kOpenReplace, kOpenAppend}) {
+        for (void (*const end)(Unit&) : {+giveUp, +fail, +filediscard}) {
+            std::ofstream(path("old")) << "old";
+            Unit unit = kNoUnit;
+            ASSERT_EQ(fileopen(path("old"), mode, unit), 0);
+            EXPECT_TRUE(filewrite(unit, "new", 3));
+            end(unit);
+            EXPECT_EQ(contentOf(path("old")), "old") << mode;
+            EXPECT_EQ(std::distance(fs::directory_iterator(directory_), {}), 1);
+        }
+    }
+}
 
-    ASSERT_EQ(fileopen(path("old"), kOpenReplace, unit), 0);
-    EXPECT_TRUE(filewrite(unit, "new", 3));
-    filediscard(unit);
-    EXPECT_EQ(contentOf(path("old")), "old");
-    EXPECT_EQ(std::distance(fs::directory_iterator(directory_), {}), 1);
+TEST_F(ServicesTest, FlushedBeforeAndAfterTheNameIsNew) {
+    const struct {
+        const char *old, *after;
+        std::int32_t mode;
+        std::vector<std::string> flushed;
+    } cases[] = {{nullptr, "new\n", kOpenReplace, {"temporary", "folder"}},
+                 {"old\n", "new\n", kOpenReplace, {"temporary", "folder"}},
+                 {nullptr, "new\n", kOpenAppend, {"file", "folder"}},
+                 {"old\n", "old\nnew\n", kOpenAppend, {"file"}},
+                 {"old", "old\nnew\n", kOpenAppend, {"file"}},
+                 {"", "new\n", kOpenAppend, {"file"}}};
+    for (const auto& test : cases) {
+        for (const int failing : {0, EIO}) {
+            fs::remove(path("a"));
+            if (test.old != nullptr) std::ofstream(path("a")) << test.old;
+            flushed.clear();
+            flushOfFolderFails = failing;
+            FamilyClearLastError();
+            Unit unit = kNoUnit;
+            ASSERT_EQ(fileopen(path("a"), test.mode, unit), 0);
+            EXPECT_TRUE(filewrite(unit, "new\n", 4));
+            const bool told = failing != 0 && test.flushed.back() == "folder";
+            EXPECT_EQ(fileclose(unit), told ? EIO : 0);
+            EXPECT_EQ(flushed, test.flushed) << test.after;
+            EXPECT_EQ(contentOf(path("a")), test.after);
+            EXPECT_EQ(lastError(), told ? "fileclose: Cannot flush the folder of a file that is written, " +
+                                              directory_.native() + ": Input/output error" : "");
+        }
+    }
+    flushOfFolderFails = 0;
 }
 
 TEST_F(ServicesTest, LostReaderDoesNotEndTheProcess) {
@@ -212,7 +268,7 @@ TEST(Chararrtostr, EndsAtNulOrBlanks) {
         EXPECT_EQ(chararrtostr(array), text);
         EXPECT_EQ(chararrtostr(text.c_str()), text);  // a sanitizer sees a read past the NUL
     }
-    EXPECT_EQ(compresscsvline(" ,1, 2 .5,  ,3, "), " ,1,2.5,,3, ");
+    EXPECT_EQ(compresscsvline(" ,1, 2 .5,  ,3, "), ",1,2.5,,3,");
 }
 
 TEST(Readreal, WrittenForms) {

@@ -1,6 +1,6 @@
 // Group "frame" of the exported header.
 #include "DllExports/Obs/ObsDllExports/Frame.h"
-#include "Obs/ObsCardReading/TtyYear.h"
+#include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "Obs/ObsTree/Keys.h"
 
 namespace {

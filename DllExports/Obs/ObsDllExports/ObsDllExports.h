@@ -17,8 +17,9 @@
  *    nothing was added. While duplicates are accepted silently (FamilySetDupKeyMode) the
  *    result for one is the key made of its time, satellite and sensor; where that key was
  *    taken when the equal observation came, it is another observation's.
- *  - A failure is written to the trace log as "Function: reason" and kept as the calling
- *    thread's last error (FamilyGetLastError in ObsFamily.h). It leaves what was there.
+ *  - Every failure is written to the trace log as "Operation: reason", the operation being the function or what it
+ *    called, and kept as the calling thread's last error (FamilyGetLastError in ObsFamily.h). It leaves what was there.
+ *    SatNumFrObsKey and SenNumFrObsKey alone stay silent.
  *  - A null pointer where a text, an array or a result is due is refused with a message.
  *  - Threads: any function may be called from any thread. Readers of the store run beside
  *    each other and wait only while it is being changed; changes follow one another.
@@ -69,7 +70,7 @@ OBS_API void ObsGetInfo(char info[512]);
  *  Sets the year of TTY cards, which carry none. 0 (at start) means not set: every
  *  TTY card is then refused.
  *  Threads: before others read TTY cards.
- *  @param[in] year calendar year, not checked. */
+ *  @param[in] year calendar year, not checked here; with one outside 1900-2999 every card is refused as well. */
 OBS_API void ObsSetTTYYear(int32_t year);
 
 /** @defgroup GetObsKeyMode GetObsKeyMode
@@ -90,7 +91,7 @@ OBS_API int32_t SetObsKeyMode(int32_t mode);
  *  The key of a satellite, sensor and time: T * 10^10 + (satNum mod 10^7) * 10^3 +
  *  (senNum mod 10^3), T being tenths of a second since the start of the year's day count.
  *  The year is not part of the key.
- *  @return the key, or -1 for a negative number or an impossible time. */
+ *  @return the key, or -1 for a negative number or a time that is not within the years 1 to 9999. */
 OBS_API int64_t ObsFieldsToObsKey(int32_t satNum, int32_t senNum, double obsTime);
 
 /** @defgroup ObsFieldsToObsKeyML ObsFieldsToObsKeyML
@@ -139,7 +140,8 @@ OBS_API int32_t ObsLoadSlrFileGID(const char *fileName, int32_t gid);
 
 /** @defgroup ObsLoadCard ObsLoadCard
  *  Loads one line that is an observation by itself.
- *  @return 0 (also for a duplicate), or 2 for a bad or unrecognised line. */
+ *  @return 0 (also for a duplicate), or 2 for a bad line, a keyword line or an unrecognised one: nothing is stored,
+ *          under field keys as under address keys. */
 OBS_API int32_t ObsLoadCard(const char *card);
 
 /** @defgroup ObsLoadTwoCards ObsLoadTwoCards
@@ -180,9 +182,9 @@ OBS_API void ObsAddFrCsvML(const char *csvLine, int64_t *obsKey);
  *  a range above 0 are stored as 18 and 19. Without a satellite number the further ones, in turn, stand in
  *  for it in the key. A character that names no type is stored as type -1.
  *  @param[in] obsArr the array form, of which only the sigma list is read (elements 40-61: a count of 6, 7 or 21 and
- *             so many values, of which one is not 0).
- *  @return the key, 0 for a refused duplicate; -1 for an equinox indicator other than 0-3 (logged), when all
- *          three satellite numbers are 0 or the key cannot be made (not logged). */
+ *             that many values, of which one is not 0).
+ *  @return the key, 0 for a refused duplicate; -1 for an equinox indicator other than 0-3, when all three satellite
+ *          numbers are 0 or the key cannot be made. */
 OBS_API int64_t ObsAddFrFields(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec,
                                double azOrRa, double range, double rangeRate, double elRate, double azRate,
                                double rangeAccel, char obsType, int32_t indicator1, int32_t indicator2,
@@ -203,7 +205,9 @@ OBS_API void ObsAddFrFieldsML(char secClass, int32_t satNum, int32_t senNum, dou
  *  range above 0 are stored as 18 and 19; elevation and azimuth rate are taken for type 4 alone. An equinox indicator
  *  other than 0-3 counts as 0.
  *  Element 40 with elements 41 on is taken as a sigma list when it is 6, 7 or 21 and a value is not 0; when it is 7
- *  and one of elements 23-34 is not 0, these are CSV data; else elements 33-39, if one is not 0, are biases.
+ *  and one of elements 23-34 is not 0, these are CSV data; else elements 33-39, if one is not 0, are biases. Sigmas,
+ *  CSV data and biases that memory does not suffice for are left out without a message; ObsAddFrArrays refuses the
+ *  observation then.
  *  @return the key, 0 for a refused duplicate, -1 when nothing could be added. */
 OBS_API int64_t ObsAddFrArray(const double obsArr[64]);
 
@@ -212,10 +216,11 @@ OBS_API int64_t ObsAddFrArray(const double obsArr[64]);
 OBS_API void ObsAddFrArrayML(const double obsArr[64], int64_t *obsKey);
 
 /** @defgroup ObsAddFrArrays ObsAddFrArrays
- *  Addition. Adds many observations in one call, with the same result as so many calls of ObsAddFrArray.
+ *  Addition. Adds many observations in one call, with the same result as that many calls of ObsAddFrArray, except that
+ *  none is stored without its sigmas, CSV data or biases: one for which memory does not suffice is refused.
  *  @param[in]  count   number of observations, 0 or more.
  *  @param[in]  obsArrs count times 64 reals, one observation behind the other.
- *  @param[out] keys    what ObsAddFrArray would have returned for each.
+ *  @param[out] keys    what ObsAddFrArray would have returned for each; -1 where memory did not suffice.
  *  @return 0 when each was stored under a key of its own or accepted as a duplicate; 2 otherwise. */
 OBS_API int32_t ObsAddFrArrays(int32_t count, const double *obsArrs, int64_t *keys);
 
@@ -252,6 +257,21 @@ OBS_API void ObsSetLoadCallback(void (*report)(int32_t kind, const char *fileNam
  *             and Ajisai.
  *  @return 0, or 2 for another troposphere. */
 OBS_API int32_t ObsSetSlrCorrections(int32_t troposphere, int32_t centreOfMass);
+
+/** The corrections of ObsGetSlrCorrectionCounts, numbered as the second indicator sums them. */
+#define OBS_SLR_TROPOSPHERE 1
+#define OBS_SLR_CENTRE_OF_MASS 2
+
+/** @defgroup ObsGetSlrCorrectionCounts ObsGetSlrCorrectionCounts
+ *  Addition. What became of a correction that ObsSetSlrCorrections asked for, in the latest file load: of the ranges
+ *  that were read, duplicates and include files counted in. All three are 0 when it was not asked for.
+ *  Threads: as ObsGetLoadCounts.
+ *  @param[in]  correction OBS_SLR_TROPOSPHERE or OBS_SLR_CENTRE_OF_MASS.
+ *  @param[out] applied    number of ranges to which it was applied.
+ *  @param[out] byFile     to which the file had applied it already.
+ *  @param[out] notApplied to which it could not be applied; the log tells why.
+ *  @return 0, or 2 for a null pointer or another correction. */
+OBS_API int32_t ObsGetSlrCorrectionCounts(int32_t correction, int64_t *applied, int64_t *byFile, int64_t *notApplied);
 
 /* -------------------------------------------------------------- parsing ---- */
 
@@ -515,12 +535,12 @@ OBS_API int32_t ObsCsvToTTY(const char *csvLine, int32_t newSatNum, char card1[5
 OBS_API int32_t ObsTTYToCsv(const char *card1, const char *card2, char csvLine[512]);
 
 /** @defgroup ObsTypeCToI ObsTypeCToI
- *  @return the observation type of a character: 0-9, 10 "P", 11 "V", 13 "R", 18 "M", 19 "O" (either case); -1 for
- *          any other. */
+ *  @return the observation type of a character: 0-9, 10 "P", 11 "V", 13 "R", 18 "M", 19 "O" (either case); -1 and a
+ *          message for any other. */
 OBS_API int32_t ObsTypeCToI(char obsTypeChar);
 
 /** @defgroup ObsTypeIToC ObsTypeIToC
- *  @return the character of an observation type; a blank for one that has none. */
+ *  @return the character of an observation type; a blank and a message for one that has none. */
 OBS_API char ObsTypeIToC(int32_t obsType);
 
 /* ----------------------------------------------------------------- store ---- */
@@ -579,9 +599,9 @@ OBS_API int32_t ObsRemoveAll(void);
  *             infinity leaves one end open): 0-1 time, days since 1950 UTC; 2-3 satNum; 4-5 senNum; 6-7 elevation or
  *             declination, degrees; 8-9 azimuth or right ascension, degrees (low above high goes through 0, and any
  *             angle counts within a turn); 10-11 range, km; 12-13 range rate, km/s. 14 types, the sum of 2^type (0 all;
- *             8 and 9 include 18 and 19); 15 classification (0 all, 1 "U", 2 "C", 3 "S"); 16 nonzero to ask for the
- *             group in 17; 18 a number up to 10 of satellites listed in 19-28, of which those within the pair 2-3
- *             count; 29-31 must be 0.
+ *             8 and 9 include 18 and 19); 15 classification (0 all, 1 "U", 2 "C", 3 "S", in either case);
+ *             16 nonzero to ask for the group in 17; 18 a number up to 10 of satellites listed in 19-28, of which those
+ *             within the pair 2-3 count; 29-31 must be 0.
  *  @param[in]  order as ObsGetLoaded.
  *  @param[out] count number of keys; 0 after a refusal (logged) and for an empty store.
  *  @param[out] keys  room for ObsGetCount keys. */
@@ -600,7 +620,7 @@ OBS_API void ObsResetSelObs(void);
  *             since 1950 with a point, or a date YYDDD, YYDDDHH, YYDDDHHMM, YYDDDHHMMSS or YYDDDHHMMSSsss, which
  *             stands for all of that day, hour, minute, second or millisecond); el (elevation or declination,
  *             degrees); az (azimuth or right ascension, degrees; 350:10 goes through 0); range (km); rate (range
- *             rate, km/s); gid; class (U, C, S).
+ *             rate, km/s); gid; class (U, C, S in either case).
  *  @return 0, or 2 for an unknown name or a bad value (logged, quoting it); the old criteria then stay. */
 OBS_API int32_t ObsSetSelObs(const char *criteria);
 
@@ -619,14 +639,16 @@ OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t *select
 /* ---------------------------------------------------------------- saving ---- */
 
 /** @defgroup ObsSaveFile ObsSaveFile
- *  Writes all observations in ascending key order.
+ *  Writes all observations in ascending key order. The data are flushed to the disk before the file takes the place of
+ *  an old one, the folder after it. A file that is appended to gets its last line ended first, and is cut back to its
+ *  former length when the save fails.
  *  Threads: as ObsLoadFile.
  *  @param[in] saveMode 0 creates the file, or replaces it once completely written;
  *             any other value appends.
  *  @param[in] saveForm 0 B3, 1 TTY, 2 CSV, 3 RF; any other writes no line. An
  *             observation that the form cannot carry is left out.
  *  @return 0, or the system's error number when the file cannot be opened. A failing write
- *          is logged with its reason. */
+ *          is logged with its reason; ObsGetSaveCounts tells of it. */
 OBS_API int32_t ObsSaveFile(const char *fileName, int32_t saveMode, int32_t saveForm);
 
 /** @defgroup ObsSaveFileGID ObsSaveFileGID
@@ -648,6 +670,46 @@ OBS_API int32_t ObsSaveSlrFile(const char *fileName, int32_t saveMode, int32_t d
 /** @defgroup ObsSaveSlrFileGID ObsSaveSlrFileGID
  *  Addition. As ObsSaveSlrFile, for the observations of one group. An empty store touches no file. */
 OBS_API int32_t ObsSaveSlrFileGID(const char *fileName, int32_t gid, int32_t saveMode, int32_t dataType);
+
+/** @defgroup ObsGetSaveCounts ObsGetSaveCounts
+ *  Addition. What became of the observations of the latest save, a file of laser ranges included: of all, or of its
+ *  group's.
+ *  @param[out] written     observations that the file holds, altered ones included.
+ *  @param[out] leftOut     observations without a line.
+ *  @param[out] altered     observations with a line that does not bring them back: of one of the kinds OBS_SAVE_...
+ *              but the first. Rounding to the columns of a form, and fields that the form does not have, are none.
+ *  @param[out] systemError 0 when the file is complete and on the disk; else the system's error number of opening,
+ *              writing or flushing it, and the numbers before tell what was tried. A file that was to be replaced or
+ *              appended to is then as it was, unless its folder alone could not be flushed (the log tells).
+ *  @return 0, or 2 for a null pointer. */
+OBS_API int32_t ObsGetSaveCounts(int64_t *written, int64_t *leftOut, int64_t *altered, int32_t *systemError);
+
+/** What a save did to an observation: no line was written; a line that loading refuses (or, of a TTY message, a value
+ *  that it takes as 0); under another sensor's number; as another type or without the values of its type; without a
+ *  position or velocity; with another site 1, or without; with a vector component of another exponent. */
+#define OBS_SAVE_LEFT_OUT 1
+#define OBS_SAVE_UNREADABLE 2
+#define OBS_SAVE_SENSOR 3
+#define OBS_SAVE_TYPE 4
+#define OBS_SAVE_POSITION 5
+#define OBS_SAVE_SITE 6
+#define OBS_SAVE_EXPONENT 7
+
+/** @defgroup ObsGetSaveCountOf ObsGetSaveCountOf
+ *  Addition. How many observations of the latest save are of a kind; one may be of several.
+ *  @param[in] kind OBS_SAVE_...
+ *  @return the number, or -1 for another kind. */
+OBS_API int64_t ObsGetSaveCountOf(int32_t kind);
+
+/** @defgroup ObsSetSaveCallback ObsSetSaveCallback
+ *  Addition. Names each observation that a save leaves out or alters, by ascending key, once for each reason.
+ *  Threads: not during a save.
+ *  @param[in] report called on the saving thread, when the file is closed, with the key, the kind (OBS_SAVE_...) and the
+ *             reason, a text that ends with a NUL and stays. It may call the library, but not load or save. Null ends
+ *             the reports.
+ *  @param[in] user handed to `report` unchanged. */
+OBS_API void ObsSetSaveCallback(void (*report)(int64_t obsKey, int32_t kind, const char *reason, void *user),
+                                void *user);
 
 #ifdef __cplusplus
 }

@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "DllExports/Obs/ObsDllExports/Frame.h"
-#include "Obs/ObsCardReading/SelectionCard.h"
+#include "Obs/ObsCardReading/Loading/SelectionText.h"
 #include "Obs/ObsTree/Ordering.h"
 #include "Obs/ObsTree/Selection.h"
 
@@ -26,10 +26,11 @@ void ObsGetSelected(const double criteria[32], int32_t order, int32_t* count, in
     if (obs::refuseNull("ObsGetSelected", {count})) return;
     *count = 0;
     if (obs::refuseNull("ObsGetSelected", {criteria, keys})) return;
-    *count = obs::guarded("ObsGetSelected", 0, [&] {
+    obs::guarded("ObsGetSelected", kStatusRefused, [&] {
         obs::ObsSelection own;
-        if (!takeCriteria("ObsGetSelected", criteria, own) || obs::obstreeisempty()) return 0;
-        return obs::obsgetselected(own, obs::currentSelection(), order, keys);
+        if (!takeCriteria("ObsGetSelected", criteria, own)) return kStatusRefused;
+        if (!obs::obstreeisempty()) *count = obs::obsgetselected(own, obs::currentSelection(), order, keys);
+        return kStatusOk;
     });
 }
 

@@ -71,3 +71,32 @@ int32_t ObsSaveFileGID(const char* fileName, int32_t gid, int32_t saveMode, int3
         return obs::saveObsFileOfGroup(obs::trimmedText(fileName), gid, saveMode, saveForm);
     });
 }
+
+int32_t ObsGetSaveCounts(int64_t* written, int64_t* leftOut, int64_t* altered, int32_t* systemError) {
+    if (obs::refuseNull("ObsGetSaveCounts", {written, leftOut, altered, systemError})) return kStatusRefused;
+    const obs::SaveCounts counts = obs::latestSaveCounts();
+    *written = counts.written;
+    *leftOut = counts.leftOut;
+    *altered = counts.altered;
+    *systemError = counts.systemError;
+    return obs::kStatusOk;
+}
+
+using Kind = obs::SaveLossKind;
+static_assert(OBS_SAVE_LEFT_OUT == static_cast<int>(Kind::leftOut) &&
+              OBS_SAVE_UNREADABLE == static_cast<int>(Kind::unreadable) &&
+              OBS_SAVE_SENSOR == static_cast<int>(Kind::sensor) && OBS_SAVE_TYPE == static_cast<int>(Kind::type) &&
+              OBS_SAVE_POSITION == static_cast<int>(Kind::position) && OBS_SAVE_SITE == static_cast<int>(Kind::site) &&
+              OBS_SAVE_EXPONENT == static_cast<int>(Kind::exponent));
+
+int64_t ObsGetSaveCountOf(int32_t kind) {
+    if (kind < 1 || kind > obs::kSaveLossKinds) {
+        obs::logFailure("ObsGetSaveCountOf", "there is no such kind");
+        return -1;
+    }
+    return obs::latestSaveCounts().ofKind[static_cast<std::size_t>(kind) - 1];
+}
+
+void ObsSetSaveCallback(void (*report)(int64_t obsKey, int32_t kind, const char* reason, void* user), void* user) {
+    obs::setSaveLossReport(report, user);
+}

@@ -3,8 +3,8 @@
 #include "Obs/FormatObs/B3.h"
 #include "Obs/FormatObs/Csv.h"
 #include "Obs/FormatObs/Tty.h"
-#include "Obs/ObsCardReading/ReadObs.h"
-#include "Obs/ObsCardReading/Tty.h"
+#include "Obs/ObsCardReading/Loading/ReadObs.h"
+#include "Obs/ObsCardReading/Cards/Tty.h"
 #include "siblings/include/Services.h"
 
 namespace obs {

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <optional>
 
-#include "Obs/ObsCardReading/Rotate.h"
+#include "Obs/ObsCardReading/Cards/Rotate.h"
 #include "Obs/ObsStates/Topocentric.h"
 #include "siblings/include/Time.h"
 

@@ -1,0 +1,57 @@
+#include "Obs/FormatObs/SaveReport.h"
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+
+namespace obs {
+
+namespace {
+
+SaveCounts gLatestCounts;
+SaveReporter gReporter;
+
+template <class Visit>
+void forEachLoss(LossSet losses, Visit visit) {
+    for (; losses != 0; losses &= losses - 1) visit(static_cast<SaveLoss>(std::countr_zero(losses)));
+}
+
+}  // namespace
+
+SaveTally::SaveTally() : reporter_(gReporter) {
+    gLatestCounts = {};
+    gLatestCounts.systemError = ENOMEM;  // stays when nothing but an exception ends the save
+}
+
+void SaveTally::takeLosses(LossSet losses, std::int64_t key) {
+    std::array<bool, kSaveLossKinds> hasKind{};
+    forEachLoss(losses, [&](SaveLoss loss) { hasKind[static_cast<std::size_t>(kindOf(loss)) - 1] = true; });
+    for (std::size_t i = 0; i < hasKind.size(); ++i) counts_.ofKind[i] += hasKind[i];
+    if (hasKind[static_cast<std::size_t>(SaveLossKind::leftOut) - 1]) {
+        ++counts_.leftOut;
+    } else {
+        ++counts_.written;
+        ++counts_.altered;
+    }
+    if (reporter_.report != nullptr) told_.push_back({key, losses});
+}
+
+void SaveTally::finish(std::int32_t systemError) {
+    counts_.systemError = systemError;
+    gLatestCounts = counts_;
+    std::stable_sort(told_.begin(), told_.end(), [](const Told& a, const Told& b) { return a.key < b.key; });
+    for (const Told& told : told_)
+        forEachLoss(told.losses, [&](SaveLoss loss) {
+            reporter_.report(told.key, static_cast<std::int32_t>(kindOf(loss)), reasonOf(loss), reporter_.user);
+        });
+}
+
+SaveCounts latestSaveCounts() {
+    return gLatestCounts;
+}
+
+void setSaveLossReport(SaveLossReport report, void* user) {
+    gReporter = {report, user};
+}
+
+}  // namespace obs
