@@ -56,7 +56,7 @@ protected:
     double array_[64] = {}, noTime_[64] = {0, 0, 0, std::nan("")}, states_[64];
     double nanCriteria_[32] = {std::nan("")};
     double vector_[3] = {};
-    std::int64_t key_ = 0;
+    std::int64_t key_ = 0, number_ = 0;
     std::int32_t count_ = 0, dropped_[OBS_CRITERIA];
 };
 
@@ -149,6 +149,9 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "~A criterion is not a number", ObsGetSelectionCounts, nanCriteria_, &count_, dropped_),
         FAILS(ENOENT, "fileopen: ", ObsSaveFile, (missing + "/x").c_str(), 0, 0),
         FAILS(ENOENT, "fileopen: ", ObsSaveFileGID, (missing + "/x").c_str(), 0, 0, 0),
+        FAILS(2, "~A null pointer", ObsGetSaveCounts, nullptr, nullptr, nullptr, nullptr),
+        FAILS(-1, "~", ObsGetSaveCountOf, 0),
+        FAILS(2, "~", ObsGetSlrCorrectionCounts, 0, &number_, &number_, &number_),
         FAILS(2, "~the data type must be", ObsSaveSlrFile, missing.c_str(), 0, 2),
         FAILS(2, "~the data type must be", ObsSaveSlrFileGID, missing.c_str(), 0, 0, 2),
         FAILS(2, "~no place", FamilyGetLastError, nullptr),
@@ -163,7 +166,7 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "fileopen: ", FamilyLoadEarthOrientation, missing.c_str()),
     };
     std::set<std::string> tried{"ObsInit", "ObsSetTTYYear", "GetObsKeyMode", "ObsGetCount", "ObsGetCountGID", "ObsRemoveGID",
-                                "ObsRemoveAll", "ObsResetSelObs", "ObsSetLoadCallback"};  // these have no way to fail
+                                "ObsRemoveAll", "ObsResetSelObs", "ObsSetLoadCallback", "ObsSetSaveCallback"};  // these have no way to fail
     for (const Failing& one : calls) {
         tried.insert(one.function);
         log_.errors.clear();
