@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What `cmake --install` lays down: the libraries, the two public headers, and the descriptions by which
 # CMake (find_package(Obs)) and pkg-config (obs) find them. Paths in both are relative to the description
 # itself, so that an installed tree can be moved. The command obstool installs itself, see cli/.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What every target of this project shares: language, warnings, visibility, sanitizers.
 
 set(CMAKE_CXX_STANDARD 20)

@@ -1,3 +1,4 @@
+! SPDX-License-Identifier: Apache-2.0
 ! Obs and its family from Fortran 2003 and later: one interface for each function of ObsDllExports.h and ObsFamily.h.
 ! Made from these headers by tools/api_page.py; what the functions do stands there and in docs/api/functions.md.
 !

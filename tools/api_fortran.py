@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The public headers as a Fortran module of bind(c) interfaces."""
 import re
 import textwrap

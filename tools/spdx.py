@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Every source begins with the line that names its licence, after "#!" where it has that.
 
 usage: spdx.py [--check]    adds the missing lines; --check: names the files and fails

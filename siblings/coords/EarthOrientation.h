@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Earth orientation as the application set it, for conversions within the coordinate library.
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /** @file
  *  What applications call of the libraries beside Obs: the trace log, key modes,
  *  sensors and Earth orientation. Plain C.

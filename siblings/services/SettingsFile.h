@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Comma-separated files of settings, as the siblings load them: a header line with the names of the
 /// fields, then lines of as many fields. Part of each library that loads them.
 #pragma once

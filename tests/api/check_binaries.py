@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """What the built files show: the sibling libraries export what their headers declare, each function once, and nothing
 else; unless they were built otherwise, all files are hardened as Debian hardens its packages.
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Holds three lists of the exported functions together: the header's declarations, the reviewed list, and what
 the built library defines.
 

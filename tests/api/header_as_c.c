@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Both public headers in a strict C program, in either order, and one call. */
 #include "ObsDllExports.h"
 #include <ObsFamily.h>

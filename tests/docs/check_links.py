@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Every relative link of the tree's pages leads to a file, and to a heading of it where one is named; every function
 that the guide names is there.
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Does what a page of the guide says, block after block, in a copy of the installed documents, among the examples.
 
 A program is saved under the name in its first line, a sh block is run, and a text block must be the output of the sh

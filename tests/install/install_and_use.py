@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Installs the build, moves the installed tree, and there builds and runs the README's example: found by CMake and by
 pkg-config. So the headers, the two descriptions, the libraries' search paths and the README hold together. With --source
 the example also takes Obs into its own build."""

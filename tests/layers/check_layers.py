@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Which folder may include from which. With a compiler, also that every header compiles alone.
 
 usage: check_layers.py [COMPILER]

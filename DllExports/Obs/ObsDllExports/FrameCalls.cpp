@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Group "frame" of the exported header.
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /** @file
  *  Obs: satellite tracking observations in memory. This header is the contract of
  *  the library libObs; everything else may change freely. Plain C.

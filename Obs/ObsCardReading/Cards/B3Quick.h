@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The path of the well-formed B3 card, which is nearly every card of a deck: all columns are checked
 /// sixteen at a time and digits are taken eight at a time. Whatever is not plain goes to the careful
 /// reader, so this one decides nothing: a card that it takes means the same there, bit for bit.

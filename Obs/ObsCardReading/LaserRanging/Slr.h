@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Laser-ranging data: files of their own, sections of observation files, blocks. docs/formats/slr.md has the rules.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Where the readers of laser-ranging data hand over what they find.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Lines of an open file, read in large blocks.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What one load of a file carries from line to line.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The pass over a file that reads its observation lines.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Selection criteria as text, the way SELOB lines and callers give them: `name=value`, `name=low:high`, separated by
 /// blanks. A value may be a list with commas; either end of a range may be left open.
 #pragma once
