@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Writing the store to files, one observation after another by ascending key.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Adds many observations at once, with the same result as one by one: duplicates, re-keying and
 /// order of insertion follow the order of adding. Records are written to their final place at once;
 /// keys are settled and the tree is linked at `commit`, in one update.

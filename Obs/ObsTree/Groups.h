@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Groups: the observations that were loaded under one group id. The id belongs to the node, not to the record:
 /// copying, updating or converting an observation never carries or changes it.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// A hash table from key to slot beside the tree: one cache line for a look-up where a descent
 /// touches some ten. It decides which keys are taken; the tree keeps their order.
 ///

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The ten orders in which keys are listed.
 ///
 /// |code| selects the fields that are compared in turn (table in Ordering.cpp); ties keep tree order, that

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The store's memory. One slot number stands for one observation in four arrays, kept apart
 /// because different work touches them: nodes (a descent), parents (a change of the tree), marks (listing by
 /// insertion, groups) and records. Fresh memory is the largest part of a load, so a record keeps its common

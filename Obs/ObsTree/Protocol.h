@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Who may be inside the store when.
 ///
 /// Any number of readers, or one updater. Readers take no mutex: a reader counts itself in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The process-wide store: observations by key. Every operation here runs the protocol of
 /// Protocol.h itself, unless its comment says otherwise.
 ///

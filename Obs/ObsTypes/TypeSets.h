@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Which observation types carry what. A type above 19 carries nothing.
 #pragma once
 

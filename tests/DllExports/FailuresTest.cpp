@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every exported function in the ways in which it fails: each leaves its message, and none leaves two.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Readers beside updaters, through the exported functions. Every observation is made so that its fields agree
 // with each other; a reader that meets a torn one sees them disagree. The thread sanitizer watches the rest.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Group "keys" of the exported header.
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "Obs/ObsTree/Store.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /** @file
  *  Obs: satellite tracking observations in memory. This header is the contract of
  *  the library libObs; everything else may change freely. Plain C.
@@ -14,7 +15,9 @@
  *  - Units: days since 1950 UTC (1.0 is 1950 January 1, 00:00), degrees, km, km/s.
  *  - Results: 0 success; 2 unknown key or refused input. Functions that add return
  *    the key under which the observation is stored, 0 for a refused duplicate, -1 when
- *    nothing was added.
+ *    nothing was added. While duplicates are accepted silently (FamilySetDupKeyMode) the
+ *    result for one is the key made of its time, satellite and sensor; where that key was
+ *    taken when the equal observation came, it is another observation's.
  *  - Every failure is written to the trace log as "Operation: reason", the operation being the function or what it
  *    called, and kept as the calling thread's last error (FamilyGetLastError in ObsFamily.h). It leaves what was there.
  *    SatNumFrObsKey and SenNumFrObsKey alone stay silent.
@@ -51,6 +54,12 @@ extern "C" {
 #endif
 
 /* ---------------------------------------------------------------- frame ---- */
+
+/** Addition. The version of this header; ObsGetInfo tells that of the library in use. */
+#define OBS_VERSION_MAJOR 0
+#define OBS_VERSION_MINOR 1
+#define OBS_VERSION_PATCH 0
+#define OBS_VERSION_STRING "0.1.0"
 
 /** @defgroup ObsInit ObsInit
  *  Does nothing: the library is ready when it is loaded.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Groups "store" and "saving" of the exported header.
 #include <optional>
 #include <string>
