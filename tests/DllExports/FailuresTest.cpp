@@ -111,6 +111,9 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "~The count must not", ObsAddFrArrays, -1, array_, &key_),
         FAILS(2, "~A null pointer", ObsGetLoadCounts, nullptr, nullptr, nullptr),
         FAILS(2, "~the troposphere", ObsSetSlrCorrections, 3, 0),
+        FAILS(2, "~the correction must be", ObsGetSlrCorrectionCounts, 3, &key_, &key_, &key_),
+        FAILS(2, "~A null pointer", ObsGetSaveCounts, nullptr, &key_, &key_, &count_),
+        FAILS(-1, "~there is no such kind", ObsGetSaveCountOf, 0),
         {"ObsB3Parse", "~Invalid or unsupported obs format.", 2, [&] { return f_.parse("SELOB"); }},
         FAILS(2, "~Invalid or unsupported obs format.", ObsParse, "SELOB", "", array_),
         FAILS(2, "~Unable to locate obsKey", ObsGetB3Card, kUnknownKey, a_),
@@ -163,7 +166,8 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "fileopen: ", FamilyLoadEarthOrientation, missing.c_str()),
     };
     std::set<std::string> tried{"ObsInit", "ObsSetTTYYear", "GetObsKeyMode", "ObsGetCount", "ObsGetCountGID", "ObsRemoveGID",
-                                "ObsRemoveAll", "ObsResetSelObs", "ObsSetLoadCallback"};  // these have no way to fail
+                                "ObsRemoveAll", "ObsResetSelObs", "ObsSetLoadCallback",
+                                "ObsSetSaveCallback"};  // these have no way to fail
     for (const Failing& one : calls) {
         tried.insert(one.function);
         log_.errors.clear();
