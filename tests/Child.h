@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Work in a child process.
 #pragma once
 

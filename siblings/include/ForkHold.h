@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Mutexes that are held for a moment only, and a fork of the process.
 #pragma once
 
