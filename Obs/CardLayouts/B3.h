@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Columns of the B3 card (90 columns) and of its extended form B3E, shared by readers and writer.
 /// docs/formats/b3.md prints the same tables; a test holds the two together.
 #pragma once
@@ -17,6 +18,7 @@ inline constexpr Columns kSecClass{1, 1};
 inline constexpr Columns kSatNum{2, 6};         ///< alpha-5
 inline constexpr Columns kSenNum{7, 9};
 inline constexpr Columns kDateTime{10, 23};     ///< YYDDDHHMMSSsss
+inline constexpr int kSecondsDecimals = 3;
 inline constexpr Columns kElOrDec{24, 29};
 inline constexpr Columns kSeparator1{30, 30};   ///< blank on every angle card
 inline constexpr Columns kAzimuth{31, 37};      ///< or right ascension
@@ -53,6 +55,7 @@ inline constexpr std::array<SignedField, 5> kSignedFields{{
     {{68, 72}, 4, kRateTypes, &ObsRecord::rangeAccel},
 }};
 inline constexpr int kAzimuthDecimals = 4;
+inline constexpr int kRightAscensionDecimals = 1;  ///< of the second, HHMMSSs
 
 /// A signed field but for the column that may hold a sign.
 constexpr Columns withoutSign(Columns field) {

@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Columns of a fixed-column card, and a card as text.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -16,6 +18,14 @@ struct Columns {
     constexpr unsigned width() const { return last - first + 1; }
     constexpr unsigned offset() const { return first - 1; }
 };
+
+/// The largest satellite number that five alpha-5 columns hold.
+inline constexpr std::int32_t kMostAlpha5 = 339999;
+
+/// The largest number of so many digits.
+constexpr std::int32_t mostOf(unsigned digits) {
+    return digits == 0 ? 0 : 10 * mostOf(digits - 1) + 9;
+}
 
 /// Characters of every text that is exchanged, and of a line of a file (a longer one is cut).
 inline constexpr std::size_t kCardLength = 512;
@@ -45,6 +55,10 @@ private:
 
 constexpr char upperCase(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+constexpr char lowerCase(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
 constexpr bool isDigit(char c) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The 56 fields of a CSV line in their order, walked by reader and writer. The list of fields tells which value stands
 /// where; here is what a line gives in another form than the record. docs/formats/csv.md prints the table; a test holds
 /// the two together.
@@ -29,6 +30,9 @@ struct TimeParts {
     std::int32_t minute = 0;
     double seconds = 0;
 };
+
+/// A line that is too long has its reals rounded, to this many significant digits at least.
+inline constexpr int kFewestDigits = 9;
 
 enum class Kind : std::uint8_t {
     character,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/FormatObs/CardFields.h"
 
 #include <charconv>
@@ -7,6 +8,7 @@
 
 #include "Obs/CardLayouts/CardNumbers.h"
 #include "Obs/ObsTypes/TypeSets.h"
+#include "Obs/FormatObs/Named.h"
 #include "siblings/include/Sensors.h"
 
 namespace obs {

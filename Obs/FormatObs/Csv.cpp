@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/FormatObs/Csv.h"
 
 #include <algorithm>
@@ -215,7 +216,6 @@ double roundedTo(int digits, double value) {
 // --- The line --------------------------------------------------------------------------------------------
 
 constexpr int kAllDigits = 17;
-constexpr int kFewestDigits = 9;
 
 /// Text of all fields in memory that holds the longest.
 class LineText {
@@ -316,7 +316,7 @@ MaybeRefusal CreateCsvObs(const ObsRecord& rec, char* line, std::size_t& length)
                                     partOr(rec.biases, kNoBiases),
                                     partOr(rec.rfData, kNoRfData)};
     LineText text;
-    for (int digits = kAllDigits; digits >= kFewestDigits; --digits) {
+    for (int digits = kAllDigits; digits >= csv::kFewestDigits; --digits) {
         if (!text.write(owners, digits)) break;
         if (text.length() > kCardLength) continue;
         length = text.length();

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// How an observation gets its 64-bit key, and how the two kinds of key are told apart.
 ///
 /// A field key is, in decimal digits, TTTTTTTTTSSSSSSSNNN: tenths of a second since the start of
@@ -39,10 +40,6 @@ inline bool isdmaobs(std::int64_t obsKey) {
 /// before the store has recognised it.
 std::int64_t cptrtoobskey(const ObsDma* handle);
 std::uintptr_t obskeytoaddr(std::int64_t obsKey);
-
-/// Another key near `obsKey`, some 10^9 steps of a random draw further. Seeded anew at every
-/// call, so that consecutive results do not depend on each other.
-std::int64_t nextobskey(std::int64_t obsKey);
 
 /// This library's key mode: 0 field keys, 1 address keys. Set before observations are
 /// added from several threads.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTree/Pools.h"
 
 #include <algorithm>
@@ -251,7 +252,7 @@ void Pools::abandon(const std::vector<SlotNumber>& slots) {
 
 void Pools::clear() {
     // NOTE: an open reservation belongs to a load in another thread that writes into these
-    // arrays without the update mutex, so they must stay where they are.
+    // arrays without keeping anyone out, so they must stay where they are.
     const bool keepArrays = openReservations_ > 0;
     if (keepArrays || anyParts_.load(std::memory_order_relaxed))
         for (SlotNumber slot = 0; slot < scanLimit_; ++slot)

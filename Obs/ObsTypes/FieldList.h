@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The list of fields: one row for each value that a record holds, with all that is said of it anywhere. Whatever goes
 /// through the fields of a record walks this list: access by index, array form, loose fields, CSV lines, the duplicate
 /// test, the pages and the tests. A new field is a member in ObsRecord.h and a row here.
@@ -159,11 +160,11 @@ inline constexpr std::tuple kRows{
     Field<&F::obsTime>          {"obsTime", "ds50", "days since 1950 UTC", real, kAll, kNone, 4, 3, 4, 0},
     Field<&F::elOrDec>          {"elevation", "elevation", "degrees", real, kAzElTypes, kSameAngles, 5, 4, 5, 9,
                                  "", ofOthers, "elOrDec"},
-    Field<&F::elOrDec>          {"declination", "declination", "degrees", real, kRaDecTypes, kNone, 6, -1, 0, 11,
+    Field<&F::elOrDec>          {"declination", "declination", "degrees", real, kRaDecTypes, kNone, 6, 4, 0, 11,
                                  "", ofRaDec, "elOrDec"},
     Field<&F::azOrRa>           {"azimuth", "azimuth", "degrees", real, kAzElTypes, kSameAngles, 7, 5, 6, 13,
                                  "", ofOthers, "azOrRa"},
-    Field<&F::azOrRa>           {"rightAscension", "right_ascension", "degrees", real, kRaDecTypes, kNone, 8, -1, 0, 15,
+    Field<&F::azOrRa>           {"rightAscension", "right_ascension", "degrees", real, kRaDecTypes, kNone, 8, 5, 0, 15,
                                  "right ascension", ofRaDec, "azOrRa"},
     Field<&F::range>            {"range", "range_km", "km", real, kRange, kSameRange, 9, 6, 7, 17},
     Field<&F::rangeRate>        {"rangeRate", "range_rate_km_s", "km/s", real, kRangeRate, kSameRangeRate,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// One observation, as every reader fills it and every writer takes it, with the
 /// optional parts it may own. Plain values; a default record is what each reader starts from.
 ///
@@ -37,8 +38,6 @@ struct CsvObsData {
     double unindexedReal = 0;  ///< reached by no field index
     double csvReal10 = 0;
     std::array<double, 3> lastReals{};
-
-    bool operator==(const CsvObsData&) const = default;
 };
 
 /// What only a differential-range (RF) observation carries.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /** @file
  *  Obs: satellite tracking observations in memory. This header is the contract of
  *  the library libObs; everything else may change freely. Plain C.
@@ -14,7 +15,9 @@
  *  - Units: days since 1950 UTC (1.0 is 1950 January 1, 00:00), degrees, km, km/s.
  *  - Results: 0 success; 2 unknown key or refused input. Functions that add return
  *    the key under which the observation is stored, 0 for a refused duplicate, -1 when
- *    nothing was added.
+ *    nothing was added. While duplicates are accepted silently (FamilySetDupKeyMode) the
+ *    result for one is the key made of its time, satellite and sensor; where that key was
+ *    taken when the equal observation came, it is another observation's.
  *  - Every failure is written to the trace log as "Operation: reason", the operation being the function or what it
  *    called, and kept as the calling thread's last error (FamilyGetLastError in ObsFamily.h). It leaves what was there.
  *    SatNumFrObsKey and SenNumFrObsKey alone stay silent.
@@ -23,7 +26,11 @@
  *    each other and wait only while it is being changed; changes follow one another.
  *    Loading and saving files, and the settings (key mode, TTY year, callback), must
  *    not be used from two threads at once; the selection criteria may. Where an array has room for
- *    the keys that ObsGetCount told of, nobody may add observations between the two calls.
+ *    the keys that ObsGetCount told of, nobody may add observations between the two calls
+ *    (ObsListKeys does not ask for that).
+ *  - fork: the child may go on with a copy of the store. If another thread was changing the
+ *    store at that moment, the child's is refused: every call that needs it fails with a
+ *    message. A fork waits for no load or save.
  *
  *  F, the observation field list, in this order: secClass, satNum, senNum, obsTime,
  *  elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel, obsType, indicator1,
@@ -47,6 +54,12 @@ extern "C" {
 #endif
 
 /* ---------------------------------------------------------------- frame ---- */
+
+/** Addition. The version of this header; ObsGetInfo tells that of the library in use. */
+#define OBS_VERSION_MAJOR 0
+#define OBS_VERSION_MINOR 1
+#define OBS_VERSION_PATCH 0
+#define OBS_VERSION_STRING "0.1.0"
 
 /** @defgroup ObsInit ObsInit
  *  Does nothing: the library is ready when it is loaded.
@@ -116,6 +129,30 @@ OBS_API int32_t ObsLoadFile(const char *fileName);
 /** @defgroup ObsLoadFileGID ObsLoadFileGID
  *  As ObsLoadFile; every observation added belongs to group `gid`. */
 OBS_API int32_t ObsLoadFileGID(const char *fileName, int32_t gid);
+
+/** What a load with options may do. All zeros but for the size is what ObsLoadFileGID does, other than that a
+ *  laser-ranging header which no SLROBS line introduces is a bad line in either key mode. */
+typedef struct ObsLoadOptions {
+    int32_t size;          /* sizeof(ObsLoadOptions) */
+    int32_t ttyYear;       /* year of TTY cards at the start: 0 that of ObsSetTTYYear, -1 none, else the year */
+    int32_t settingsLines; /* TTY_YEAR, SELOB and VM_DMA_OBS_ON lines: 0 act and stay in force, 1 act in this load */
+                           /* alone, 2 do nothing */
+    int32_t includes;      /* files that OBSFIL and SLROBS lines name are read: 0 all, 1 those below the folder of the */
+                           /* deck, links followed, 2 none */
+    int64_t mostLines;     /* lines read, include files counted in; 0 any number, as with the limits below */
+    int64_t mostBadTold;   /* bad lines that are told one by one, in the log and by the callback */
+    int64_t mostIncludes;  /* include files read */
+} ObsLoadOptions;
+
+/** @defgroup ObsLoadFileWith ObsLoadFileWith
+ *  Addition. As ObsLoadFileGID, within limits and without effects on later loads as the options say. What the options
+ *  keep out is told by a message.
+ *  Threads: as ObsLoadFile.
+ *  @param[in] fileName 512 characters.
+ *  @param[in] gid group of the observations; 0 none.
+ *  @param[in] options null for the default.
+ *  @return as ObsLoadFile; 2 also for options that are none, and when there are more lines than allowed. */
+OBS_API int32_t ObsLoadFileWith(const char *fileName, int32_t gid, const ObsLoadOptions *options);
 
 /** @defgroup ObsLoadSlrFile ObsLoadSlrFile
  *  Addition. Loads a file of laser ranges: CRD sessions (version 1 or 2, full rate or normal points), blocks of the
@@ -222,12 +259,38 @@ OBS_API int32_t ObsAddFrArrays(int32_t count, const double *obsArrs, int64_t *ke
  *  @return 0, or 2 for a null pointer. */
 OBS_API int32_t ObsGetLoadCounts(int64_t *loaded, int64_t *duplicate, int64_t *bad);
 
-/** Kinds of line that ObsSetLoadCallback reports. */
+/** What the lines of a load were, include files counted in. Each line of a file is one of the six kinds from
+ *  `observations` to `passedOver`, so that their sum is `lines`. */
+typedef struct ObsLoadLines {
+    int32_t size;            /* sizeof(ObsLoadLines) */
+    int64_t lines;           /* in all */
+    int64_t observations;    /* loaded, duplicate or bad; both cards of a TTY message */
+    int64_t comments;        /* "*" in column 1, other lines with "#" there, and blank lines */
+    int64_t keywords;
+    int64_t laser;           /* of laser-ranging sessions and blocks, other than ranges */
+    int64_t passedOver;      /* nothing of these: not read at all */
+    int64_t zeroed;          /* values, not lines, that were taken as 0 because they could not be read */
+    int64_t includesLeftOut; /* files named by OBSFIL and SLROBS lines that could not or may not be read */
+} ObsLoadLines;
+
+/** @defgroup ObsGetLoadLines ObsGetLoadLines
+ *  Addition. The account of every line of the latest file load.
+ *  @param[in,out] lines its `size` is set by the caller.
+ *  @return 0, or 2 for a null pointer or another size. */
+OBS_API int32_t ObsGetLoadLines(ObsLoadLines *lines);
+
+/** Kinds of line that ObsSetLoadCallback reports. Zeroed: a value that could not be read and was taken as 0, or that
+ *  the card ends inside of or before. Passed over: neither observation, comment nor keyword line. */
 #define OBS_LINE_BAD 2
 #define OBS_LINE_DUPLICATE 3
+#define OBS_LINE_ZEROED 4
+#define OBS_LINE_PASSED_OVER 5
+/** Kinds that ObsReadLines reports besides: a keyword line; what there is to say of a line that is taken all the same. */
+#define OBS_LINE_KEYWORD 6
+#define OBS_LINE_NOTE 7
 
 /** @defgroup ObsSetLoadCallback ObsSetLoadCallback
- *  Addition. Names each bad or duplicate line of a file load, in the order of the file.
+ *  Addition. Names each line of a file load that there is something to tell of, in the order of the file.
  *  Threads: not during a load.
  *  @param[in] report called on the loading thread with the kind (OBS_LINE_...), the name of
  *             the file as it was opened, the line's number from 1, and the reason; both
@@ -283,6 +346,52 @@ OBS_API int32_t ObsB3Parse(const char *b3Card, char *secClass, int32_t *satNum, 
  *  @param[out] obsArr 64 reals, cleared first.
  *  @return 0, or 2 for a line of another kind or a bad one. */
 OBS_API int32_t ObsParse(const char *line1, const char *line2, double obsArr[64]);
+
+/** Where a reading of lines stands; what the lines before mean for those that follow. Zeros but for the size at the
+ *  start of a text, and `rotateToDate` 1 for records as loads make them. It may be copied and kept. */
+typedef struct ObsReadState {
+    int32_t size;         /* sizeof(ObsReadState) */
+    int32_t ttyYear;      /* of TTY cards, 0 none; TTY_YEAR lines change it */
+    int32_t rotateToDate; /* nonzero: right ascension and declination are rotated to date */
+    int32_t troposphere;  /* corrections of laser ranges, as for ObsSetSlrCorrections */
+    int32_t centreOfMass;
+    int32_t addressKeys;  /* a VM_DMA_OBS_ON line was read */
+    int32_t laserSection; /* an SLROBS line without a name was read, and no record H9 since */
+    int32_t isLast;       /* nonzero: the text ends with these bytes */
+    int64_t lines;        /* lines before */
+    int64_t offset;       /* bytes before */
+} ObsReadState;
+
+/** @defgroup ObsReadLines ObsReadLines
+ *  Addition. Reads lines of text as a load would, without the store, the log and the settings of the process. Settings
+ *  lines act on the state, in their order; SELOB, OBSFIL and SLROBS lines are reported, and files that they name are
+ *  not read. Lines of class 14 (H1 CRD) are bad outside of a laser-ranging section. An unfinished last line, and a
+ *  first TTY card without its second, are left for the next call unless `isLast` is set: the state's `offset` tells
+ *  where that begins. A laser-ranging session or block must be given whole: it ends where the bytes end.
+ *  Threads: any number of calls at once, each on a state of its own.
+ *  @param[in] bytes,length the text; need not end with a NUL.
+ *  @param[in,out] state as it is behind the lines read; unchanged on failure.
+ *  @param[in] observation called for each observation, in the order of the lines but for laser ranges, which come when
+ *             their session ends: the array form (see ObsDataToArray), valid during the call, number of the line from 1
+ *             and bytes before it.
+ *  @param[in] report unless null called for each other thing to tell: kind (OBS_LINE_..., no duplicates), place (0, 0 for
+ *             what belongs to no line), and the reason or, of a keyword line, the line.
+ *  @param[in] user handed to both unchanged.
+ *  @return 0, or 2 for a null pointer, a negative length, a state of another size, or memory running out. */
+OBS_API int32_t ObsReadLines(const char *bytes, int64_t length, ObsReadState *state,
+                             void (*observation)(const double obsArr[64], int64_t lineNumber, int64_t offset, void *user),
+                             void (*report)(int32_t kind, int64_t lineNumber, int64_t offset, const char *text, void *user),
+                             void *user);
+
+/** @defgroup ObsNextCut ObsNextCut
+ *  Addition. Where a text may be cut into pieces that are read by themselves: not between the cards of a TTY message,
+ *  nor inside a block of laser ranges. Read from states that differ in `lines` and `offset` alone, the pieces give what
+ *  the whole gives, if no TTY_YEAR and SLROBS line is in it.
+ *  Threads: any.
+ *  @param[in] bytes,length a text, or what is left of it from a cut on.
+ *  @param[in] from a place in it.
+ *  @return the first cut at or after `from`; `length` when there is none; -1 for a null pointer or a place outside. */
+OBS_API int64_t ObsNextCut(const char *bytes, int64_t length, int64_t from);
 
 /* --------------------------------------------------------------- reading ---- */
 
@@ -433,6 +542,19 @@ OBS_API int32_t ObsGetFieldReals(int32_t count, const int64_t *keys, int32_t fie
  *  @return 0, or 2 for another index. */
 OBS_API int32_t ObsGetFieldInfo(int32_t fieldIndex, char name[512], char unit[512], char form[512]);
 
+/** @defgroup ObsGetTypeInfo ObsGetTypeInfo
+ *  Addition. What an observation type is and which fields it carries. A field that a type does not carry is 0 as a rule;
+ *  what a CSV line or a caller put there is kept all the same.
+ *  @param[in]  obsType  0 to 19, the number of ObsTypeCToI.
+ *  @param[out] typeChar its character; a blank for a number that has none (12, 14 to 17).
+ *  @param[out] name     512 characters: what it measures; blank where there is none.
+ *  @param[out] carried  64 numbers, one for each element of the array form (ObsDataToArray): 0 where the type does not
+ *              carry the element; else the index of the field (ObsGetField), which tells elevation (5) from declination
+ *              (6) and azimuth (7) from right ascension (8), or -1 for an element without an index. Elements that hold
+ *              what only CSV lines have, biases and sigmas are carried by every type.
+ *  @return 0, or 2 for another number (outputs blank and 0). */
+OBS_API int32_t ObsGetTypeInfo(int32_t obsType, char *typeChar, char name[512], int32_t carried[64]);
+
 /* ---------------------------------------------------------------- states ---- */
 
 /** Elements of the states array. Those of one row are there together: the mask, an integer carried as a real, is the
@@ -561,9 +683,21 @@ OBS_API int32_t ObsGetCountGID(int32_t gid);
  *  @param[out] keys room for ObsGetCountGID keys. */
 OBS_API void ObsGetLoadedGID(int32_t gid, int32_t order, int64_t *keys);
 
+/** @defgroup ObsListKeys ObsListKeys
+ *  Addition. Lists keys as ObsGetLoaded does, with the room that there is: others may add observations meanwhile.
+ *  @param[in]  order as ObsGetLoaded.
+ *  @param[in]  useGid nonzero to list the observations of group `gid` alone.
+ *  @param[in]  room number of keys that `keys` has room for, 0 or more. With 0 `keys` may be null.
+ *  @param[out] keys the first `room` keys of the order, or all if there are fewer.
+ *  @param[out] count how many there are, whether or not they fit; 0 after a refusal.
+ *  @return 0, or 2 when there are more keys than room, for a negative room and when memory does not suffice (each
+ *          logged). */
+OBS_API int32_t ObsListKeys(int32_t order, int32_t useGid, int32_t gid, int32_t room, int64_t *keys, int32_t *count);
+
 /** @defgroup ObsRemoveGID ObsRemoveGID
  *  Removes the observations of a group, one by one: others may read, and see a part of it, meanwhile.
- *  @return 0 (also for an empty group), or 2 when a removal failed; the rest then stays. */
+ *  @return 0 (also for an empty group, and when memory did not suffice and nothing was removed, which is logged), or 2
+ *          when a removal failed; the rest then stays. */
 OBS_API int32_t ObsRemoveGID(int32_t gid);
 
 /** @defgroup ObsRemove ObsRemove
@@ -573,12 +707,13 @@ OBS_API int32_t ObsRemove(int64_t obsKey);
 /** @defgroup ObsRemoveKeys ObsRemoveKeys
  *  Addition. Removes many observations in one call; others may read, and see a part of them gone, meanwhile.
  *  @param[in] count number of keys, 0 or more.
- *  @return 0, or 2 when a key is unknown or stands twice (logged once, with their number and the first); the others
+ *  @return 0, or 2 when a key is unknown or occurs twice (logged once, with their number and the first); the others
  *          are removed. */
 OBS_API int32_t ObsRemoveKeys(int32_t count, const int64_t *keys);
 
 /** @defgroup ObsRemoveAll ObsRemoveAll
- *  Empties the store.
+ *  Empties the store and gives its memory back to the system, that behind address keys included; their addresses are
+ *  never given out again.
  *  @return 0. */
 OBS_API int32_t ObsRemoveAll(void);
 
@@ -604,17 +739,56 @@ OBS_API void ObsGetSelected(const double criteria[32], int32_t order, int32_t *c
 OBS_API void ObsResetSelObs(void);
 
 /** @defgroup ObsSetSelObs ObsSetSelObs
- *  Addition. Replaces the global criteria, as a SELOB line does with the text behind the keyword.
- *  @param[in] criteria 512 characters: name=value or name=low:high, separated by blanks, each name once; a value may
- *             be a list with commas, and either end of a range be left open. Double quotes may enclose all. Blank
- *             asks for nothing. "sat=5,25544 sen=211:220 time=24001:24031 el=10:". The names: sat (satNum; also A0001
- *             and so on); sen; type (number or character; 8 and 9 include those with a range, M and O); time (days
- *             since 1950 with a point, or a date YYDDD, YYDDDHH, YYDDDHHMM, YYDDDHHMMSS or YYDDDHHMMSSsss, which
- *             stands for all of that day, hour, minute, second or millisecond); el (elevation or declination,
- *             degrees); az (azimuth or right ascension, degrees; 350:10 goes through 0); range (km); rate (range
- *             rate, km/s); gid; class (U, C, S in either case).
- *  @return 0, or 2 for an unknown name or a bad value (logged, quoting it); the old criteria then stay. */
+ *  Addition. Replaces the global criteria, as a SELOB line does with the text after the keyword.
+ *
+ *  A criterion is name=value, name!=value, or name<value with one of < <= > >=. After = and != a value may be a list
+ *  with commas, which means any of its members (with !=: none), and each member a range low:high or low..high, both
+ *  ends included, either of which may be left out. Criteria are joined by "and" or a blank and by "or", turned round
+ *  by "not" (which goes before "and", and that before "or") and grouped by parentheses. One list of criteria joined by
+ *  "and" has each name with = once. Double quotes may enclose all. Blank asks for nothing.
+ *  "sat=5,25544 sen=211:220 (time=2024-01-01:2024-01-31 or year<2020) not el<10".
+ *
+ *  The names: sat (satNum; also A0001 and so on, or the name of a laser target in quotes, "lageos1"); sen (senNum, or
+ *  in quotes the description of a sensor of the sensor library, which must be loaded by then); type (number or
+ *  character; 8 and 9 include those with a range, M and O); class (U, C, S in either case); time (days since 1950 with a point, or a
+ *  date: 2024-01-31, 2024-031 or 24031, with a time of day 2024-01-31T12:30:00.5 or 24031123000500 or less of either);
+ *  year (four digits); el (elevation or declination, degrees); az (azimuth or right ascension, degrees; 350:10 goes
+ *  through 0); range (km); rate (range rate, km/s); gid; ind1, ind2 (the indicators). Quotes are double or single. A
+ *  number may carry a unit: km, m; km/s, m/s; deg, rad, arcmin, arcsec. A date stands for all of its day, hour, minute
+ *  or second. A colon separates times where neither end has a "T"; ".." always does. Seven digits that are a date both
+ *  as YYDDDHH and as YYYYDDD are refused; a SELOB line takes them for YYDDDHH and logs that as information.
+ *
+ *  An observation whose type does not carry a quantity meets no criterion about it, != included, and so meets each
+ *  such criterion after "not".
+ *  @param[in] criteria 512 characters.
+ *  @return 0, or 2 for a text that is refused (logged with the column at fault and what is allowed there); the old
+ *          criteria then stay. */
 OBS_API int32_t ObsSetSelObs(const char *criteria);
+
+/** @defgroup ObsGetSelectedByText ObsGetSelectedByText
+ *  Addition. Lists the keys of the stored observations that meet a text of criteria; the global criteria are neither
+ *  asked nor changed.
+ *  @param[in]  criteria 512 characters, as ObsSetSelObs.
+ *  @param[in]  order    as ObsGetLoaded.
+ *  @param[out] count    number of keys, or -1 for a text that is refused (logged).
+ *  @param[out] keys     room for ObsGetCount keys. */
+OBS_API void ObsGetSelectedByText(const char *criteria, int32_t order, int32_t *count, int64_t *keys);
+
+/** @defgroup ObsGetTermCounts ObsGetTermCounts
+ *  Addition. A dry run of ObsGetSelectedByText: how many observations it would list, and how many each term drops. Terms
+ *  are the criteria and parentheses that "and" or a blank joins, or the whole text where it has an "or" outside of
+ *  parentheses.
+ *  @param[in]  criteria 512 characters, as ObsSetSelObs.
+ *  @param[in]  room     elements of each array.
+ *  @param[out] selected number of observations that meet all terms.
+ *  @param[out] terms    number of terms, which may be above room.
+ *  @param[out] firstColumns columns where the terms begin in the text, from 1; after a refusal the first element is
+ *              where the fault begins.
+ *  @param[out] lastColumns  columns where they end.
+ *  @param[out] dropped  numbers of observations that do not meet the term, each counted by itself.
+ *  @return 0, or 2 for a text that is refused (logged; selected and terms are then 0). */
+OBS_API int32_t ObsGetTermCounts(const char *criteria, int32_t room, int32_t *selected, int32_t *terms,
+                                 int32_t *firstColumns, int32_t *lastColumns, int32_t *dropped);
 
 /** Number of criteria that ObsGetSelectionCounts tells of. */
 #define OBS_CRITERIA 10
@@ -624,17 +798,20 @@ OBS_API int32_t ObsSetSelObs(const char *criteria);
  *  @param[in]  criteria 32 reals, as ObsGetSelected.
  *  @param[out] selected number of observations that meet all.
  *  @param[out] dropped  OBS_CRITERIA numbers: observations that do not meet the criterion, each counted by itself, for
- *              time, satellite, sensor, elevation, azimuth, range, range rate, type, classification, group.
+ *              time, satellite, sensor, elevation, azimuth, range, range rate, type, classification, group. Terms of the
+ *              global criteria that are more than one criterion, or about indicators, are in none of them
+ *              (ObsGetTermCounts).
  *  @return 0, or 2 for refused criteria (logged; the numbers are 0). */
 OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t *selected, int32_t dropped[OBS_CRITERIA]);
 
 /* ---------------------------------------------------------------- saving ---- */
 
 /** @defgroup ObsSaveFile ObsSaveFile
- *  Writes all observations in ascending key order. The data are flushed to the disk before the file takes the place of
- *  an old one, the folder after it. A file that is appended to gets its last line ended first, and is cut back to its
- *  former length when the save fails.
- *  Threads: as ObsLoadFile.
+ *  Writes all observations in ascending key order, as they were at one moment. The data are flushed to the disk before
+ *  the file takes the place of an old one, the folder after it. A file that is appended to gets its last line ended
+ *  first, and is cut back to its former length when the save fails.
+ *  Threads: not beside another load or save. Readers go on meanwhile; who adds, changes or removes observations waits
+ *  until all is written: about half a second for a million, into a pipe as long as its reader takes.
  *  @param[in] saveMode 0 creates the file, or replaces it once completely written;
  *             any other value appends.
  *  @param[in] saveForm 0 B3, 1 TTY, 2 CSV, 3 RF; any other writes no line. An
@@ -702,6 +879,66 @@ OBS_API int64_t ObsGetSaveCountOf(int32_t kind);
  *  @param[in] user handed to `report` unchanged. */
 OBS_API void ObsSetSaveCallback(void (*report)(int64_t obsKey, int32_t kind, const char *reason, void *user),
                                 void *user);
+
+/** Numbers of the formats: those of ObsSaveFile, by its save forms, and of ObsSaveSlrFile. */
+#define OBS_FORMAT_B3 0
+#define OBS_FORMAT_TTY 1
+#define OBS_FORMAT_CSV 2
+#define OBS_FORMAT_RF 3
+#define OBS_FORMAT_CRD_NORMAL_POINTS 4
+#define OBS_FORMAT_CRD_FULL_RATE 5
+
+/** Elements of the facts of a format.
+ *
+ *  | element | holds                                                                                       |
+ *  |---------|---------------------------------------------------------------------------------------------|
+ *  | 0       | the save form of ObsSaveFile; -1: it does not write the format                              |
+ *  | 1       | the data type of ObsSaveSlrFile; -1: it does not write the format                           |
+ *  | 2, 3    | least and most lines of an observation; 0: the format has no lines of one observation alone |
+ *  | 4       | lines of a file before its first observation                                                |
+ *  | 5       | column of the classification on the first line, from 1; 0: none                             |
+ *  | 6       | greatest satellite number                                                                   |
+ *  | 7       | greatest sensor number; RF lines and CRD files take known sensors alone                     |
+ *  | 8       | 1 when lines have the year, else 0                                                          |
+ *  | 9       | 1 when lines have what only CSV lines have (CSV data, biases, sigmas of ranges), else 0     |
+ *  | 10      | 1 when lines have what only RF lines have (delays, rf, process time, snr, flags), else 0    |
+ *  | 11      | sum of 2^type over the types that come back from their lines as what they are               |
+ *  | 12-15   | 0                                                                                           | */
+enum ObsFormatFact {
+    OBS_FORMAT_SAVE_FORM = 0,
+    OBS_FORMAT_DATA_TYPE = 1,
+    OBS_FORMAT_LEAST_LINES = 2,
+    OBS_FORMAT_MOST_LINES = 3,
+    OBS_FORMAT_HEADER_LINES = 4,
+    OBS_FORMAT_CLASS_COLUMN = 5,
+    OBS_FORMAT_MOST_SAT_NUM = 6,
+    OBS_FORMAT_MOST_SEN_NUM = 7,
+    OBS_FORMAT_YEAR = 8,
+    OBS_FORMAT_CSV_FIELDS = 9,
+    OBS_FORMAT_RF_FIELDS = 10,
+    OBS_FORMAT_TYPES = 11
+};
+
+/** @defgroup ObsGetFormatInfo ObsGetFormatInfo
+ *  Addition. What a format that is written can carry.
+ *  @param[in]  format      OBS_FORMAT_B3 to OBS_FORMAT_CRD_FULL_RATE.
+ *  @param[out] name        512 characters: b3, tty, csv, rf or crd.
+ *  @param[out] description 512 characters: what it writes, such as "B3 cards".
+ *  @param[out] facts       16 numbers (OBS_FORMAT_SAVE_FORM to OBS_FORMAT_TYPES and after).
+ *  @return 0, or 2 for another format (outputs blank and 0). */
+OBS_API int32_t ObsGetFormatInfo(int32_t format, char name[512], char description[512], int32_t facts[16]);
+
+/** @defgroup ObsGetFormatPrecision ObsGetFormatPrecision
+ *  Addition. Which elements of the array form (ObsDataToArray) a format carries for a type, and how finely: a value is
+ *  written to the nearest multiple of a unit or to a number of significant digits, whichever is coarser.
+ *  @param[in]  format  OBS_FORMAT_B3 to OBS_FORMAT_CRD_FULL_RATE.
+ *  @param[in]  obsType 0 to 19, the number of ObsTypeCToI.
+ *  @param[out] units   64 reals, in the elements' units: the last digit; 0 where no unit bounds it, as for integers;
+ *              -1 where lines of the type do not have the element.
+ *  @param[out] digits  64 numbers: significant digits; 0 where they do not bound it. Of a CSV line they are what is left
+ *              of its reals when it would be too long otherwise.
+ *  @return 0, or 2 for another format or type (outputs 0). */
+OBS_API int32_t ObsGetFormatPrecision(int32_t format, int32_t obsType, double units[64], int32_t digits[64]);
 
 #ifdef __cplusplus
 }

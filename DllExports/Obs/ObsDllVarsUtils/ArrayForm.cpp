@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 
 #include <algorithm>
@@ -31,11 +32,12 @@ constexpr std::size_t kCsvChar = kElementOf<&CsvObsData::csvChar>;
 constexpr std::size_t kBiases = kElementOf<&ObsBiases::values>;
 constexpr std::size_t kBiasesEnd = kElementOf<&ObsBiases::values, 6> + 1;
 constexpr std::size_t kSigmas = kElementOf<&OptionalParts::extraValues>;
-constexpr std::size_t kSigmaCount = kSigmas - 1;
+constexpr std::size_t kSigmaCount = kSigmaCountElement;
+static_assert(kSigmas == kSigmaCount + 1);
 
 constexpr std::size_t kVectorLength = 3;
 constexpr std::int32_t kCsvMark = 7;  ///< the sigma count that also says "CSV data present"
-constexpr std::size_t kMostSigmas = 21;
+constexpr std::size_t kMostSigmas = kSigmasEnd - kSigmas;
 constexpr std::size_t kSigmaCounts[] = {6, 7, kMostSigmas};
 
 /// Elements that go by other names than the fields that they hold.
@@ -59,7 +61,8 @@ constexpr OwnName kOwnNames[] = {
 template <class Owner, class Use>
 void forEachElementOf(Use&& use) {
     forEachFieldOf<Owner>([&](auto field) {
-        if constexpr (field.facts.element != kNoElement && !field.isComponent) use(field);
+        if constexpr (field.facts.element != kNoElement && !field.isComponent && field.facts.meaning != Meaning::ofRaDec)
+            use(field);
     });
 }
 
@@ -255,7 +258,7 @@ std::optional<ElementDef> elementDef(std::int32_t element) {
         if (own.element == number) return ElementDef{std::string(own.name), own.unit};
     ElementDef def;
     forEachField([&](auto field) {
-        if (field.facts.element != element || field.facts.form == FieldForm::list) return;
+        if (field.facts.element != element || field.facts.meaning == Meaning::ofRaDec) return;
         def.name.append(def.name.empty() ? "" : " or ").append(field.facts.storageName());
         def.unit = field.facts.unit;
     });

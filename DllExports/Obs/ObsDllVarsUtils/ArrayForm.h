@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// An observation as one array of 64 reals; elements are counted from 0, absent values are zeros.
 #pragma once
 
@@ -11,6 +12,9 @@
 namespace obs {
 
 inline constexpr std::size_t kArrayLength = 64;
+
+/// The sigma list: its length, or the mark of CSV data, and behind it up to 21 values.
+inline constexpr std::size_t kSigmaCountElement = 40, kSigmasEnd = 62;
 
 /// What an element holds, for the documents and other languages.
 struct ElementDef {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Converting one text form into another without touching the store, and adding observations from text.
 ///
 /// Every call works on a temporary record. Failures are logged here, one message each besides the reader's own where
@@ -11,7 +12,7 @@
 namespace obs {
 
 /// The largest satellite number that the cards' five columns hold.
-inline constexpr std::int32_t kMostSatNum = 339999;
+inline constexpr std::int32_t kMostSatNum = kMostAlpha5;
 
 /// Error code 0, or 2. `newSatno` replaces the satellite number unless it is 0; it must not be above `kMostSatNum`.
 std::int32_t Csv2TTY(const CardText& csvLine, std::int32_t newSatno, char* card1, char* card2);
