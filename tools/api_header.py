@@ -88,7 +88,7 @@ def function(declaration, comment):
     made.purpose, *tagged = re.split(r"@(?=param|return)", text)
     names = []
     for tag in tagged:
-        kind, direction, rest = re.match(r"(param|return)(\[\w+\])?\s*(.*)", tag, re.S).groups()
+        kind, direction, rest = re.match(r"(param|return)(\[[\w,]+\])?\s*(.*)", tag, re.S).groups()
         if kind == "return":
             made.returns = re.sub(r"\n +", "\n", rest.strip())
             continue
