@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Input.h"
 
 #include <fcntl.h>
@@ -84,7 +85,7 @@ Input::Input(const std::string& name) {
         openNamed(name);
 }
 
-bool Input::holdsLaserRanges() const {
+Input::Content Input::content() const {
     constexpr std::size_t kLongestHead = 1 << 16;  // of a file; longer comments are not looked through
     std::string head(kLongestHead, '\0');
     std::ifstream file(path_, std::ios::binary);
@@ -96,9 +97,11 @@ bool Input::holdsLaserRanges() const {
         rest.remove_prefix(std::min(end + 1, rest.size()));
         const bool isBlank = line.find_first_not_of(" \t\r") == std::string_view::npos;
         if (isBlank || line.front() == '*' || beginsWith(line, "00")) continue;
-        return beginsWith(line, "H1 CRD") || beginsWith(line, "99999") || beginsWith(line, "88888");
+        if (beginsWith(line, "H1 CPF")) return Content::predictions;
+        const bool isLaser = beginsWith(line, "H1 CRD") || beginsWith(line, "99999") || beginsWith(line, "88888");
+        return isLaser ? Content::laserRanges : Content::observations;
     }
-    return false;
+    return Content::observations;
 }
 
 void Input::openStandardInput() {

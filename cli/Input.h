@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// Input files as the library can read them.
 #pragma once
@@ -40,8 +41,10 @@ public:
     const std::string& problem() const { return problem_; }  ///< why it cannot be read, or empty
     const std::string& path() const { return path_; }        ///< what the library is to open
 
-    /// Whether the first line that is no comment is a header of a CRD file or the mark of an older laser-ranging block.
-    bool holdsLaserRanges() const;
+    /// By the first line that is no comment: a header of a CRD file or the mark of an older laser-ranging block; the
+    /// header of a prediction file (CPF).
+    enum class Content { observations, laserRanges, predictions };
+    Content content() const;
 
 private:
     void openStandardInput();

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Session.h"
 
 #include <poll.h>
@@ -13,6 +14,7 @@
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "Input.h"
+#include "Stations.h"
 #include "Text.h"
 #include "siblings/include/ObsFamily.h"
 
@@ -69,12 +71,15 @@ void endIfReaderIsGone() {
 
 }  // namespace
 
-std::string describe(const LineReport& report) {
-    return printable(fmt::format("{}:{}: {}", report.file, report.line, report.reason));
+std::string LineReport::place() const { return fmt::format("{}:{}", file, lines.front()); }
+
+std::string LineReport::whatAndWhy() const {
+    const std::string many = lines.size() > 1 ? fmt::format(" ({} lines up to {})", lines.size(), lines.back()) : "";
+    return fmt::format("{}{}{}", reason, helpFor(reason), many);
 }
 
 void complainOfBadLine(const LineReport& report) {
-    if (report.bad) complain(fmt::format("{}:{}", report.file, report.line), report.reason);
+    if (report.bad) complain(report.place(), report.whatAndWhy());
 }
 
 Session::Session(ReportSink sink) : sink_(std::move(sink)) {
@@ -92,22 +97,48 @@ bool Session::start(const CommonOptions& options) {
         fail("--group", fmt::format("there is no file {} of {}", group, options.files.size()));
         return false;
     }
-    if (const std::string problem = options.select ? criteriaProblem(*options.select) : ""; !problem.empty()) {
-        fail("--select", problem);
-        return false;
-    }
-    if (!openLog(options.log) || !loadSensors(options.sensors)) return false;
+    // Criteria that name sensors have to wait for them.
+    const bool wait = options.select && namesSensors(*options.select);
+    if (!wait && !checkCriteria(options)) return false;
+    if (!openLog(options.log) || !loadStations(options.sensors)) return false;
+    if (wait && !checkCriteria(options)) return false;
     if (options.ttyYear) ObsSetTTYYear(*options.ttyYear);
     setCorrections(options);
     return true;
+}
+
+bool Session::checkCriteria(const CommonOptions& options) {
+    const auto problem = options.select ? criteriaProblem(*options.select) : std::nullopt;
+    if (!problem) return true;
+    fail("--select", problem->reason);
+    if (problem->firstColumn > 0) pointOut(*options.select, problem->firstColumn, problem->lastColumn);
+    return false;
 }
 
 void Session::setCorrections(const CommonOptions& options) {
     const auto named = std::find(kTroposphereModels.begin(), kTroposphereModels.end(), options.troposphere);
     const auto model = named == kTroposphereModels.end() ? 0 : named - kTroposphereModels.begin();
     ObsSetSlrCorrections(static_cast<std::int32_t>(model), options.centreOfMass ? 1 : 0);
-    if (model != 0 && options.sensors.empty())
-        complain("--troposphere", "stations have no place without --sensors, so only delays that the files give are applied");
+}
+
+void Session::countCorrections(const std::string& file) {
+    struct Correction {
+        std::int32_t number;
+        std::string_view name, needs;
+    };
+    static constexpr Correction kCorrections[] = {
+        {OBS_SLR_TROPOSPHERE, "troposphere",
+         "it needs elevation, weather, wavelength and the place of the station (--sensors), within the model's limits"},
+        {OBS_SLR_CENTRE_OF_MASS, "centre of mass", "the distance to the reflectors is not known"},
+    };
+    for (const Correction& correction : kCorrections) {
+        std::int64_t applied = 0, byFile = 0, notApplied = 0;
+        ObsGetSlrCorrectionCounts(correction.number, &applied, &byFile, &notApplied);
+        if (notApplied == 0) continue;
+        uncorrected_ += notApplied;
+        complain(file, fmt::format("not corrected for the {}: {} of {} laser ranges; {}", correction.name, notApplied,
+                                   applied + byFile + notApplied, correction.needs));
+    }
 }
 
 bool Session::openLog(const std::string& name) {
@@ -117,6 +148,11 @@ bool Session::openLog(const std::string& name) {
     if (!problem.empty()) fail(name, problem);
     else logName_ = name;
     return problem.empty();
+}
+
+/// Of several sensors of one number the one loaded last counts.
+bool Session::loadStations(const std::string& sensors) {
+    return loadSensors(shippedStations()) && loadSensors(sensors);
 }
 
 bool Session::loadSensors(const std::string& name) {
@@ -134,11 +170,24 @@ void Session::quietly(const std::function<void()>& work) {
 }
 
 void Session::onLine(std::int32_t kind, const char* file, std::int64_t line, const char* reason, void* self) {
+    if (kind != OBS_LINE_BAD && kind != OBS_LINE_DUPLICATE) return;
     auto& session = *static_cast<Session*>(self);
     // The library also logged the reason; what else it logged is still to be told.
     std::erase_if(session.errors_, [reason](const std::string& error) { return sameMessage(error, reason); });
-    session.sink_({kind == OBS_LINE_BAD, file == session.openedAs_ ? session.shownAs_ : file, line,
-                   std::string(withoutTrailingBlanks(reason))});
+    LineReport report{kind == OBS_LINE_BAD, file == session.openedAs_ ? session.shownAs_ : file, {line},
+                      std::string(withoutTrailingBlanks(reason))};
+    std::optional<LineReport>& held = session.held_;
+    if (held && held->bad && report.bad && held->file == report.file && held->reason == report.reason) {
+        held->lines.push_back(line);
+        return;
+    }
+    session.reportHeld();
+    held = std::move(report);
+}
+
+void Session::reportHeld() {
+    if (held_) sink_(*held_);
+    held_.reset();
 }
 
 void Session::onMessage(std::int32_t severity, const char* text, void* self) {
@@ -187,11 +236,18 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
         fail(result.file, input.problem());
         return result;
     }
+    const Input::Content content = input.content();
+    if (content == Input::Content::predictions) {
+        fail(result.file, "it holds predictions (H1 CPF), not observations");
+        return result;
+    }
     openedAs_ = input.path();
     errors_.clear();
-    const auto loadFile = input.holdsLaserRanges() ? ObsLoadSlrFileGID : ObsLoadFileGID;
+    const auto loadFile = content == Input::Content::laserRanges ? ObsLoadSlrFileGID : ObsLoadFileGID;
     const std::int32_t status = loadFile(Text512(openedAs_).data(), group);
+    reportHeld();
     ObsGetLoadCounts(&result.loaded, &result.duplicate, &result.bad);
+    countCorrections(result.file);
     // The status of a bad line and of a missing file are the same number.
     result.read = status == 0 || (status == kBadLine && result.bad > 0);
     if (result.bad > 0) raise(ExitStatus::badLines);

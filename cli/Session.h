@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// One run of the command: files go into the library's store, what the library says about
 /// them comes out.
@@ -32,16 +33,16 @@ struct CommonOptions {
     std::string log;                       ///< empty: none
 };
 
-/// A line that was not loaded.
+/// A line that was not loaded; or several bad ones that follow each other and have the same reason.
 struct LineReport {
     bool bad;  ///< else a duplicate
     std::string file;
-    std::int64_t line;
+    std::vector<std::int64_t> lines;  ///< their numbers
     std::string reason;
-};
 
-/// "FILE:LINE: REASON", safe to print.
-std::string describe(const LineReport& report);
+    std::string place() const;       ///< "FILE:LINE", the first
+    std::string whatAndWhy() const;  ///< the reason, how many lines have it, and what helps
+};
 
 struct LoadResult {
     std::string file;  ///< as shown to the user
@@ -55,8 +56,8 @@ class Session {
 public:
     using ReportSink = std::function<void(const LineReport&)>;
 
-    /// @param sink called for each bad or duplicate line while a file is loaded; it must
-    ///        not call the library.
+    /// @param sink called for the bad and duplicate lines of a file while it is loaded, in
+    ///        their order; it must not call the library.
     explicit Session(ReportSink sink);
     ~Session();
     Session(const Session&) = delete;
@@ -69,6 +70,9 @@ public:
     /// observations that are not wanted; a dry run only counts the latter. A file that cannot be read does not
     /// keep the others from being loaded. "-" is standard input.
     std::vector<LoadResult> load(const CommonOptions& options);
+
+    /// Ranges that lack a correction that was asked for.
+    std::int64_t uncorrected() const { return uncorrected_; }
 
     /// What load() selected; nothing when all are wanted.
     const std::optional<SelectionReport>& selection() const { return selection_; }
@@ -90,8 +94,12 @@ private:
     static void onMessage(std::int32_t severity, const char* text, void* self);
 
     bool openLog(const std::string& name);
+    bool loadStations(const std::string& sensors);
     bool loadSensors(const std::string& name);
+    bool checkCriteria(const CommonOptions& options);
     void setCorrections(const CommonOptions& options);
+    void countCorrections(const std::string& file);
+    void reportHeld();
     LoadResult loadOne(const std::string& name, std::int32_t group);
     void select(const CommonOptions& options);
     void noteSelectionOfFiles();
@@ -102,6 +110,8 @@ private:
     std::string openedAs_, shownAs_;  ///< the file being loaded
     std::string logName_;
     bool saving_ = false;
+    std::optional<LineReport> held_;  ///< to which the next line may belong
+    std::int64_t uncorrected_ = 0;
     std::optional<SelectionReport> selection_;
     std::vector<std::string> errors_; ///< messages that no line report has accounted for
 };

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -61,6 +62,9 @@ ExitStatus runConvert(const ConvertOptions& options, Output& out) {
     const std::string output = options.output == "-" ? "(standard output)" : options.output;
     if (!options.strict.empty() && losses.any(options.strict == kStrictExact))
         session.fail(output, "not written: the format cannot carry everything");
+    else if (!options.strict.empty() && session.uncorrected() > 0)
+        session.fail(output, fmt::format("not written: {} corrections that were asked for could not be applied",
+                                         session.uncorrected()));
     else
         session.save(options.output, options.append, format);
     writeReport(options, describe(losses, format, output), session);

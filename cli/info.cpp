@@ -1,7 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <limits>
 #include <map>
 #include <unordered_map>
+#include <utility>
 
 #include "Commands.h"
 #include "Observations.h"
@@ -104,7 +106,8 @@ void printRanking(Output& out, const char* title, const Ranking& ranking) {
 void printLines(Output& out, const char* title, const std::vector<LineReport>& lines) {
     if (lines.empty()) return;
     out.print("\n{}\n", title);
-    for (const LineReport& line : lines) out.print("{}\n", describe(line));
+    for (const LineReport& report : lines)
+        out.print("{}\n", printable(fmt::format("{}: {}", report.place(), report.whatAndWhy())));
 }
 
 void printText(Output& out, const Report& report) {
@@ -149,9 +152,13 @@ void printJsonRanking(Output& out, const char* name, const char* member, const R
 
 void printJsonLines(Output& out, const char* name, const std::vector<LineReport>& lines) {
     out.print(",\n  \"{}\": ", name);
-    printArray(out, lines.size(), [&](std::size_t i) {
-        out.print(R"({{"file": {}, "line": {}, "reason": {}}})", jsonString(lines[i].file), lines[i].line,
-                  jsonString(lines[i].reason));
+    std::vector<std::pair<const LineReport*, std::int64_t>> single;
+    for (const LineReport& report : lines)
+        for (const std::int64_t line : report.lines) single.emplace_back(&report, line);
+    printArray(out, single.size(), [&](std::size_t i) {
+        const auto& [report, line] = single[i];
+        out.print(R"({{"file": {}, "line": {}, "reason": {}}})", jsonString(report->file), line,
+                  jsonString(report->reason));
     });
 }
 

@@ -1,3 +1,4 @@
+! SPDX-License-Identifier: Apache-2.0
 ! Obs and its family from Fortran 2003 and later: one interface for each function of ObsDllExports.h and ObsFamily.h.
 ! Made from these headers by tools/api_page.py; what the functions do stands there and in docs/api/functions.md.
 !
@@ -8,8 +9,13 @@ module obs_interface
     implicit none
     private :: c_char, c_double, c_funptr, c_int32_t, c_int64_t, c_ptr
 
+    integer(c_int32_t), parameter :: OBS_VERSION_MAJOR = 0
+    integer(c_int32_t), parameter :: OBS_VERSION_MINOR = 1
+    integer(c_int32_t), parameter :: OBS_VERSION_PATCH = 0
     integer(c_int32_t), parameter :: OBS_LINE_BAD = 2
     integer(c_int32_t), parameter :: OBS_LINE_DUPLICATE = 3
+    integer(c_int32_t), parameter :: OBS_SLR_TROPOSPHERE = 1
+    integer(c_int32_t), parameter :: OBS_SLR_CENTRE_OF_MASS = 2
     integer(c_int32_t), parameter :: OBS_CRITERIA = 10
     integer(c_int32_t), parameter :: OBS_SAVE_LEFT_OUT = 1
     integer(c_int32_t), parameter :: OBS_SAVE_UNREADABLE = 2
@@ -247,6 +253,16 @@ module obs_interface
             integer(c_int32_t), value :: centreOfMass
             integer(c_int32_t) :: outcome
         end function ObsSetSlrCorrections
+
+        function ObsGetSlrCorrectionCounts(correction, applied, byFile, notApplied) bind(c, &
+            name="ObsGetSlrCorrectionCounts") result(outcome)
+            import
+            integer(c_int32_t), value :: correction
+            integer(c_int64_t), intent(out) :: applied
+            integer(c_int64_t), intent(out) :: byFile
+            integer(c_int64_t), intent(out) :: notApplied
+            integer(c_int32_t) :: outcome
+        end function ObsGetSlrCorrectionCounts
 
         function ObsB3Parse(b3Card, secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, &
             elRate, azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos) bind(c, &
@@ -582,6 +598,18 @@ module obs_interface
             integer(c_int32_t), value :: order
             integer(c_int64_t), intent(inout) :: keys(*)
         end subroutine ObsGetLoadedGID
+
+        function ObsListKeys(order, useGid, gid, room, keys, count) bind(c, name="ObsListKeys") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: order
+            integer(c_int32_t), value :: useGid
+            integer(c_int32_t), value :: gid
+            integer(c_int32_t), value :: room
+            integer(c_int64_t), intent(inout) :: keys(*)
+            integer(c_int32_t), intent(out) :: count
+            integer(c_int32_t) :: outcome
+        end function ObsListKeys
 
         function ObsRemoveGID(gid) bind(c, name="ObsRemoveGID") result(outcome)
             import

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Layout of laser-ranging records (consolidated laser ranging data, versions 1 and 2): items in free form,
 /// and the columns that version 1 gives the items of its headers.
 #pragma once
@@ -17,7 +18,7 @@ inline constexpr std::size_t kMostItems = 24;
 
 /// Items of a record, numbered from 0, the record id. The ones that are read have names.
 namespace h1 {
-inline constexpr std::size_t kVersion = 2;
+inline constexpr std::size_t kFormat = 1, kVersion = 2;
 }
 namespace h2 {
 inline constexpr std::size_t kPadNumber = 2;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The 56 fields of a CSV line in their order, walked by reader and writer, so that the place of a field stands here
 /// and nowhere else. docs/formats/csv.md prints the same table; a test holds the two together.
 #pragma once
@@ -117,6 +118,10 @@ inline constexpr std::array<Field, 56> kFields{{
     {"csvReal10",            Kind::real,      Part::csvData, offsetof(CsvObsData, csvReal10)},
     // clang-format on
 }};
+
+/// The fields of the time, counted from 1.
+inline constexpr std::size_t kFirstDateField = 4, kLastDateField = 8;
+static_assert(kFields[kFirstDateField - 1].name == "year" && kFields[kLastDateField - 1].name == "seconds");
 
 /// The owners of a line's values, in the order of `Part`; the reader's are written through, the writer's only read.
 template <class Byte>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/CardLayouts/SlrNumbers.h"
 
 #include <algorithm>
@@ -65,6 +66,13 @@ std::int32_t Nasa2SsnSen(std::int32_t stationNumber) {
     if (stationNumber == kExceptionalStation) return kExceptionalSensor;
     const auto found = std::find(kStations.begin(), kStations.end(), stationNumber);
     return found == kStations.end() ? 0 : kFirstSensor + static_cast<std::int32_t>(found - kStations.begin());
+}
+
+std::string_view lunarTarget(std::int32_t ilrsId) {
+    constexpr std::int32_t kFirst = 100;
+    constexpr std::array<std::string_view, 5> kNames{"Apollo 11", "Luna 17", "Apollo 14", "Apollo 15", "Luna 21"};
+    const std::int64_t row = static_cast<std::int64_t>(ilrsId) - kFirst;
+    return row < 0 || row >= static_cast<std::int64_t>(kNames.size()) ? "" : kNames[static_cast<std::size_t>(row)];
 }
 
 std::int32_t Ssn2NasaSat(std::int32_t satNum) {

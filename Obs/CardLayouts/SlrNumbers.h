@@ -1,13 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What readers and writer of laser ranges share: who is who, what a record says of its corrections, and limits.
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 namespace obs {
 
 /// Catalogue number of a laser-ranging satellite, sensor number of a laser station; 0 when not listed.
 std::int32_t Nasa2SsnSat(std::int32_t nasaNumber);
 std::int32_t Nasa2SsnSen(std::int32_t stationNumber);
+
+/// What a reflector on the Moon is called that has an ILRS id of its own (it has no catalogue number); empty for others.
+std::string_view lunarTarget(std::int32_t ilrsId);
 
 /// And back: ILRS id of a satellite number, pad number of a sensor number; 0 when the tables have none.
 std::int32_t Ssn2NasaSat(std::int32_t satNum);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/FormatObs/Csv.h"
 
 #include <algorithm>
@@ -73,7 +74,7 @@ private:
     static constexpr std::size_t kMilliseconds = 3;
 
     static double composed(const csv::LineValues& line) {
-        return family::tcomps2utc(line.year, line.dayOfYear, line.hour, line.minute, line.seconds);
+        return family::parts2utc(line.year, line.dayOfYear, line.hour, line.minute, line.seconds);
     }
 
     static bool setDay(double day, csv::LineValues& line) {
@@ -263,7 +264,7 @@ private:
         const auto code = static_cast<unsigned char>(value);
         good_ = good_ && code >= ' ' && code != 0x7f && value != csv::kSeparator;
         if (out_ == text_ + b3::kObsType.offset() && upperCase(value) == 'V') lengthenNumberBefore();
-        *out_++ = value;
+        if (value != ' ') *out_++ = value;  // a blank is an empty field
     }
 
     /// NOTE: a "V" in the column of a card's type would make the line a position-and-velocity card, so the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/FormatObs/SaveLosses.h"
 
 #include <array>
@@ -8,8 +9,8 @@
 #include "Obs/CardLayouts/Rf.h"
 #include "Obs/CardLayouts/Tty.h"
 #include "Obs/FormatObs/CardFields.h"
-#include "Obs/ObsCardReading/Csv.h"
-#include "Obs/ObsCardReading/Rf.h"
+#include "Obs/ObsCardReading/Cards/Csv.h"
+#include "Obs/ObsCardReading/Cards/Rf.h"
 #include "siblings/include/Sensors.h"
 
 namespace obs {

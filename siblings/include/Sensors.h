@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What Obs asks of the sensor library: observation-type characters and sensors.
 ///
 /// Threads: look-ups may run beside each other and beside a load of sensors.
@@ -25,7 +26,7 @@ struct SensorData {
     bool hasPlace = false;       ///< false for a built-in site to which nobody gave its place
 };
 
-/// Sensor number of a description (compared blank-padded), or -1.
+/// Sensor number of a description (compared blank-padded), or -1. Throws std::bad_alloc.
 FAMILY_API std::int64_t desctokey(std::string_view description);
 
 /// 0, or 2 when the sensor is not known (then logged).

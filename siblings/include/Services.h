@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What Obs asks of the common services library: the trace log, files, text and
 /// number helpers, real comparisons, key-mode switches. Nothing else of that
 /// library may be used from inside Obs.
@@ -20,6 +21,9 @@ namespace family {
 /// Writes a failure to the trace log and keeps it as the calling thread's last error.
 /// A NUL inside the message is shown as a blank.
 FAMILY_API void tracelogerror(std::string_view message);
+
+/// How many failures the calling thread has written to the trace log: whether a call that failed has said why.
+FAMILY_API std::uint64_t tracelogerrorcount();
 
 /// Writes an information line to the trace log.
 FAMILY_API void traceloginfo(std::string_view message);
@@ -116,7 +120,7 @@ FAMILY_API std::int32_t strtoint(std::string_view text);
 /// ASCII upper case, in place.
 FAMILY_API void touppercase(char* text, std::size_t length);
 
-/// Removes the blanks of a CSV line, except a blank that is a whole field.
+/// Removes the blanks of a CSV line; a field of blanks becomes an empty one. Throws std::bad_alloc.
 FAMILY_API std::string compresscsvline(std::string_view line);
 
 /// Five-column satellite number: digits, or a letter worth 10-33 (no I, O; either

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What Obs asks of the time library. Times are days since 1950 UTC ("ds50"):
 /// 1.0 is 1950 January 1, 00:00; every day has 86400 s, so a leap second equals
 /// the start of the next day. Gregorian calendar throughout.
@@ -25,9 +26,15 @@ FAMILY_API void ds50todate14(double ds50, char text[14]);
 /// The same with a point before the milliseconds: YYDDDHHMMSS.sss.
 FAMILY_API void ds50todate15(double ds50, char text[15]);
 
-/// Plain arithmetic, no range check: day + (3600 h + 60 m + s) / 86400 after the year's start.
+/// ds50 of a date: day + (3600 h + 60 m + s) / 86400 after the year's start. 0 for what is no date: a year outside
+/// 1900-2999, day 0 or past the year's end, an hour over 23, a minute over 59, or a number of seconds beyond a
+/// day either way (they may count back from the minute).
 FAMILY_API double tcomps2utc(std::int32_t year, std::int32_t dayOfYear, std::int32_t hour,
                              std::int32_t minute, double seconds);
+
+/// The same arithmetic without a look at the calendar: any year, and hour 24 is hour 0 of the next day.
+FAMILY_API double parts2utc(std::int32_t year, std::int32_t dayOfYear, std::int32_t hour, std::int32_t minute,
+                            double seconds);
 
 /// Day of year with its fraction (1.0 at 1 January 00:00) and the year. Years 1 to 9999;
 /// any other time gives a day that is not a number and year 0.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "siblings/services/SettingsFile.h"
 
 #include <algorithm>
@@ -42,17 +43,21 @@ void split(std::string_view line, std::vector<std::string_view>& fields) {
     }
 }
 
-bool readWholeFile(std::string_view operation, std::string_view name, std::string& content) {
+struct OpenedUnit {
     Unit unit = kNoUnit;
-    if (fileopen(name, kOpenRead, unit) != 0) {
+    ~OpenedUnit() { fileclose(unit); }
+};
+
+bool readWholeFile(std::string_view operation, std::string_view name, std::string& content) {
+    OpenedUnit file;
+    if (fileopen(name, kOpenRead, file.unit) != 0) {
         return false;
     }
     std::array<char, 16384> block;
     std::int64_t got = 0;
-    while ((got = fileread(unit, block.data(), block.size())) > 0) {
+    while ((got = fileread(file.unit, block.data(), block.size())) > 0) {
         content.append(block.data(), static_cast<std::size_t>(got));
     }
-    fileclose(unit);
     if (got < 0) {
         tracelogerror(std::string(operation) + ": Cannot read file " + std::string(name));
     }

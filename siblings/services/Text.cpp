@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <bit>
 #include <cstring>
@@ -88,18 +89,9 @@ void touppercase(char* text, std::size_t length) {
 }
 
 std::string compresscsvline(std::string_view line) {
-    return guarded(std::string(), [&] {
-        std::string kept;
-        kept.reserve(line.size());
-        for (std::size_t i = 0; i < line.size(); ++i) {
-            const bool wholeField =
-                (i == 0 || line[i - 1] == ',') && (i + 1 == line.size() || line[i + 1] == ',');
-            if (line[i] != ' ' || wholeField) {
-                kept.push_back(line[i]);
-            }
-        }
-        return kept;
-    });
+    std::string kept(line);
+    std::erase(kept, ' ');
+    return kept;
 }
 
 }  // namespace family

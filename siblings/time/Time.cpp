@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "siblings/include/Time.h"
 
 #include <algorithm>
@@ -212,6 +213,16 @@ void ds50todate15(double ds50, char text[15]) {
 
 double tcomps2utc(std::int32_t year, std::int32_t dayOfYear, std::int32_t hour, std::int32_t minute,
                   double seconds) {
+    constexpr std::int32_t kFirst = 1900, kLast = 2999;
+    const bool isDay = dayOfYear >= 1 && (dayOfYear <= 365 || (dayOfYear == 366 && isLeap(year)));
+    if (year < kFirst || year > kLast || !isDay || hour < 0 || hour > 23 || minute < 0 || minute > 59 ||
+        !(std::fabs(seconds) <= kSecondsPerDay)) {
+        return 0;
+    }
+    return combine(yearBaseFast(static_cast<std::uint32_t>(year)) + dayOfYear, hour, minute, seconds);
+}
+
+double parts2utc(std::int32_t year, std::int32_t dayOfYear, std::int32_t hour, std::int32_t minute, double seconds) {
     return combine(yearBase(year) + dayOfYear, hour, minute, seconds);
 }
 

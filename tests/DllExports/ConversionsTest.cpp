@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,9 +12,9 @@
 #include "Obs/FormatObs/B3.h"
 #include "Obs/FormatObs/Csv.h"
 #include "Obs/FormatObs/Tty.h"
-#include "Obs/ObsCardReading/ReadObs.h"
-#include "Obs/ObsCardReading/Tty.h"
-#include "Obs/ObsCardReading/TtyYear.h"
+#include "Obs/ObsCardReading/Loading/ReadObs.h"
+#include "Obs/ObsCardReading/Cards/Tty.h"
+#include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "ObsDllExports.h"
 #include "tests/RecordFields.h"
@@ -39,7 +40,7 @@ bool carry(Format format, const ObsRecord& rec, ObsRecord& back) {
         }
         case Format::tty:
             CreateTTYObs(rec, line, second);
-            return !ReadTTYFrLines(std::string_view(line, 80), std::string_view(second, 80), back);
+            return !ReadTTYFrLines(std::string_view(line, 80), std::string_view(second, 80), processSettings(), back);
         case Format::csv: {
             std::size_t length = 0;
             if (CreateCsvObs(rec, line, length)) return false;

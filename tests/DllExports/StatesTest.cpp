@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "DllExports/Obs/ObsDllVarsUtils/States.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +10,7 @@
 #include <vector>
 
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
-#include "Obs/ObsCardReading/Type7.h"
+#include "Obs/ObsCardReading/Cards/Type7.h"
 #include "ObsDllExports.h"
 #include "tests/TestLog.h"
 
@@ -139,6 +140,14 @@ TEST_F(StatesOf, whatATypeDetermines) {
         for (const std::size_t element : c.changed) obsArr[element] = c.to;
         const std::string where = std::to_string(&c - cases) + ", type " + std::to_string(c.type);
         EXPECT_EQ(statesOf(obsArr, where)[0], c.mask) << where;
+    }
+    for (const int type : {8, 9, 18, 19}) {  // their own sensor, whatever the library has under its number
+        Array obsArr = fullArray(type);
+        const Array states = statesOf(obsArr);
+        EXPECT_EQ(std::vector(&states[OBS_STATES_SEN_POS], &states[OBS_STATES_SEN_POS + 3]),
+                  std::vector(&obsArr[16], &obsArr[19]));
+        obsArr[2] = kUnknownSensor;
+        EXPECT_EQ(statesOf(obsArr), states) << type;
     }
     ASSERT_EQ(log_.errors.size(), 1u);
     EXPECT_EQ(log_.errors[0], "ObsDataToStates: The observation determines nothing (type 13, sensor 999).");

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/FormatObs/B3.h"
 
 #include <gtest/gtest.h>
@@ -8,8 +9,8 @@
 
 #include "Obs/CardLayouts/B3.h"
 #include "Obs/FormatObs/CardFields.h"
-#include "Obs/ObsCardReading/B3.h"
-#include "Obs/ObsCardReading/Classify.h"
+#include "Obs/ObsCardReading/Cards/B3.h"
+#include "Obs/ObsCardReading/Loading/Classify.h"
 #include "tests/CaseFile.h"
 
 namespace obs::test {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/FormatObs/Csv.h"
 
 #include <gtest/gtest.h>
@@ -9,8 +10,8 @@
 #include <sstream>
 
 #include "Obs/CardLayouts/Csv.h"
-#include "Obs/ObsCardReading/Classify.h"
-#include "Obs/ObsCardReading/Csv.h"
+#include "Obs/ObsCardReading/Loading/Classify.h"
+#include "Obs/ObsCardReading/Cards/Csv.h"
 #include "siblings/include/Time.h"
 
 namespace obs::test {
@@ -43,8 +44,8 @@ ObsRecord recordAt(double timeDs50) {
 
 /// The time of a line with other seconds.
 double timeBack(const std::string& line, double seconds) {
-    return family::tcomps2utc(std::stoi(field(line, 4)), std::stoi(field(line, 5)), std::stoi(field(line, 6)),
-                              std::stoi(field(line, 7)), seconds);
+    return family::parts2utc(std::stoi(field(line, 4)), std::stoi(field(line, 5)), std::stoi(field(line, 6)),
+                             std::stoi(field(line, 7)), seconds);
 }
 
 /// Visits every value of a record that a line carries; absent parts are created.
@@ -92,7 +93,7 @@ ObsRecord randomRecord(std::mt19937_64& random) {
         }
     });
     rec.secClass = "UCS"[random() % 3];
-    rec.obsTime = std::uniform_real_distribution<double>(-7e5, 2.9e6)(random);
+    rec.obsTime = std::uniform_real_distribution<double>(-18261, 383506)(random);  // 1900 to 2999
     rec.obsType = static_cast<std::int32_t>(random() % 20);
     if (rec.obsType == 7) rec.obsType = 9;
     if (rec.obsType == 8 || rec.obsType == 9) rec.range = -std::fabs(rec.range);  // no range: the type stays
@@ -113,7 +114,7 @@ TEST(CsvWriter, linesAndNumbers) {
     rec.azOrRa = 359.5;
     rec.biases.create().values = {1, 2, 3, 4, 5, 6, 7};
     EXPECT_EQ(written(rec),
-              "U,25544,211,2024,15,3,4,5.25,0,0,-12.3456,0,0,0,359.5,0,0,0,0,5,0,0,0,0,0,0,0, ,0:0,0,0,0,0,0,"
+              "U,25544,211,2024,15,3,4,5.25,0,0,-12.3456,0,0,0,359.5,0,0,0,0,5,0,0,0,0,0,0,0,,0:0,0,0,0,0,0,"
               "1,2,3,4,5,6,7,0:0,0,0,1,4,5,6,7,0,0,0,0,0,0,0");
     const std::pair<double, const char*> shortest[] = {
         {-0.0, "0"}, {5, "5"}, {-0.5, "-0.5"}, {0.001, "0.001"}, {0.0001, "1e-04"}, {99999.5, "99999.5"},
@@ -185,10 +186,10 @@ TEST(CsvWriter, recordsComeBack) {
         const std::string line = written(rec);
         ASSERT_EQ(ObsCardType(line), LineClass::csv) << line;
         ObsRecord back;
-        CsvNotes notes;
+        FieldNotes notes;
         const MaybeRefusal refusal = ReadCsv(line, back, &notes);
         ASSERT_FALSE(refusal) << line << refusal->message();
-        ASSERT_TRUE(notes.empty()) << line << notes.front();
+        ASSERT_TRUE(notes.empty()) << line << notes.front().text;
         ASSERT_EQ(valuesOf(back), valuesOf(rec)) << line;
         ASSERT_EQ(written(back), line);
     }

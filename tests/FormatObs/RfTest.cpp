@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/FormatObs/Rf.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +10,7 @@
 #include <random>
 #include <sstream>
 
-#include "Obs/ObsCardReading/Rf.h"
+#include "Obs/ObsCardReading/Cards/Rf.h"
 #include "siblings/include/ObsFamily.h"
 
 namespace obs::test {

@@ -1,12 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
 #include <random>
 
-#include "Obs/ObsCardReading/B3.h"
-#include "Obs/ObsCardReading/B3Quick.h"
-#include "Obs/ObsCardReading/Classify.h"
-#include "Obs/ObsCardReading/ReadObs.h"
-#include "Obs/ObsCardReading/Slr.h"
+#include "Obs/ObsCardReading/Cards/B3.h"
+#include "Obs/ObsCardReading/Cards/B3Quick.h"
+#include "Obs/ObsCardReading/Loading/Classify.h"
+#include "Obs/ObsCardReading/Loading/ReadObs.h"
 #include "tests/CaseFile.h"
 #include "tests/RecordFields.h"
 
@@ -63,7 +63,7 @@ TEST(B3Cases, quickAndCarefulReadersAgree) {
             ASSERT_TRUE(sameMeasurements(fast, careful)) << card;
         }
     }
-    EXPECT_GT(quick, 2000u);
+    EXPECT_EQ(quick > 2000, kHasQuickB3) << quick;
 }
 
 TEST(B3Cases, shortCardsReadAsBlankPadded) {

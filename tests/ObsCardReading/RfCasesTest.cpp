@@ -1,4 +1,5 @@
-#include "Obs/ObsCardReading/Rf.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "Obs/ObsCardReading/Cards/Rf.h"
 
 #include <gtest/gtest.h>
 

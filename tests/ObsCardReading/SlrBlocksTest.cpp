@@ -1,14 +1,11 @@
-#include "Obs/ObsCardReading/SlrBlocks.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "Obs/ObsCardReading/LaserRanging/SlrBlocks.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
-
-#include "Obs/ObsCardReading/Slr.h"
-#include "Obs/ObsCardReading/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
+#include "Obs/ObsCardReading/Loading/ReadObs.h"
 #include "siblings/include/ObsFamily.h"
+#include "tests/QuietSink.h"
 
 namespace obs::test {
 
@@ -28,7 +25,7 @@ std::string edited(std::string line, std::size_t column, const std::string& text
 }
 
 /// What the block of a mark and lines gave, and the line that was given back.
-struct Read final : SlrSink {
+struct Read final : QuietSink {
     std::vector<std::pair<std::int64_t, ObsRecord>> ranges;
     std::vector<std::pair<std::int64_t, std::string>> refusals;
     std::vector<std::string> notes;
@@ -36,25 +33,26 @@ struct Read final : SlrSink {
     bool markBehind = false;
 
     Read(const std::string& mark, const std::vector<std::string>& block) {
-        const std::string file = std::filesystem::temp_directory_path() / ("slr." + std::to_string(::getpid()));
-        std::ofstream out(file);
-        out << mark << '\n';
-        for (const std::string& line : block) out << line << '\n';
-        out.close();
-        family::Unit unit = family::kNoUnit;
-        EXPECT_EQ(family::fileopen(file, family::kOpenRead, unit), 0);
-        LineReader lines(unit);
+        std::string text = mark + '\n';
+        for (const std::string& line : block) text += line + '\n';
+        LineReader lines(text, true);
+        SlrBlock reader;
         std::string_view line;
         EXPECT_TRUE(lines.next(line));
-        readSlrBlock(lines, *this);
-        if (lines.next(line)) next = line;
+        reader.open(line, lines.place(), CrdInBlocks::headersEnd, processSettings());
+        while (lines.next(line)) {
+            if (reader.take(line, lines.place(), *this) != SlrBlock::Took::other) continue;
+            next = line;
+            break;
+        }
+        reader.close(*this);
         markBehind = GoPassHeaderRecord(lines);
-        family::fileclose(unit);
-        std::filesystem::remove(file);
     }
-    void observation(ObsRecord& rec, std::int64_t number) override { ranges.emplace_back(number, rec); }
-    void refuse(const Refusal& why, std::string_view, std::int64_t number) override {
-        refusals.emplace_back(number, why.message());
+    void observation(ObsRecord& rec, std::string_view, LinePlace place) override {
+        ranges.emplace_back(place.number, rec);
+    }
+    void refuse(const Refusal& why, std::string_view, LinePlace place) override {
+        refusals.emplace_back(place.number, why.message());
     }
     void note(std::string text) override { notes.push_back(text); }
 };
@@ -90,6 +88,7 @@ TEST(SlrBlocks, sampledEngineeringData) {
         {"no azimuth", edited(kShot, 50, "-------"), 6, 0, 0, rawKm + 0.000251},
         {"too high", edited(kShot, 57, "900001"), 6, 0, 0, rawKm + 0.000251},
         {"too far round", edited(kShot, 50, "3600001"), 6, 0, 0, rawKm + 0.000251},
+        {"west of north", edited(kShot, 50, "-123456"), 2, 347.6544, 45.6789, correctedKm},
         {"no weather", edited(kShot, 25, "-----"), 2, 123.4567, 45.6789, rawKm + 0.000251},
         {"cut in the elevation", kShot.substr(0, 61), 6, 0, 0, rawKm + 0.000251},
         {"the range alone", kShot.substr(0, 24), 6, 0, 0, rawKm + 0.000251},
@@ -108,10 +107,41 @@ TEST(SlrBlocks, sampledEngineeringData) {
     FamilyRemoveSensors();
 }
 
+// A pass of LAGEOS 1 from station 7080, 2007 December 2: system delay -837 ps, and its first range, 39894.074961 us with
+// the delay taken off. Read without the sign the range is 251 mm short.
+TEST(SlrBlocks, theSignOfTheSystemDelay) {
+    const std::string header = "7603901" "07336" "7080" "2419" "5320" "-0000837" "------" "----" "04300" "103000" "--";
+    const std::string raw = "576084437383" "039894074124";
+    struct {
+        const char* what;
+        std::string header;
+        double calibratedPs;  ///< 0: a bad header
+    } const cases[] = {
+        {"published", header, 39894074961},
+        {"justified", edited(header, 25, "    -837"), 39894074961},
+        {"without a sign", edited(header, 25, "00000837"), 39894073287},
+        {"missing", edited(header, 25, "--------"), 39894074124},
+        {"missing and beyond the line", header.substr(0, 24), 39894074124},
+        {"cut", header.substr(0, 30), 0},
+        {"damaged", edited(header, 25, "0000-837"), 0},
+        {"with a gap", edited(header, 25, "-  00837"), 0},
+    };
+    for (const auto& one : cases) {
+        const Read read("88888", {one.header, raw});
+        ASSERT_EQ(read.ranges.size(), one.calibratedPs == 0 ? 0u : 1u) << one.what;
+        if (one.calibratedPs != 0)
+            EXPECT_NEAR(read.ranges[0].second.range, kLightKms * one.calibratedPs * 1e-12 / 2, 1e-9) << one.what;
+        else
+            EXPECT_EQ(read.refusals.at(0).second, "ReadSlrBlock: Bad pass header/" + one.header);
+    }
+    EXPECT_EQ(Read("99999", {edited(header, 25, "0000-837"), raw}).ranges.size(), 1u) << "not used";
+}
+
 TEST(SlrBlocks, badDataLines) {
     std::vector<std::string> lines{kShot.substr(0, 23), edited(kShot, 24, " ").substr(0, 24), "10 43200.5 0.25 std 2"};
     for (const auto& [column, text] : {std::pair{20, "X"}, {1, "864010000000"}, {13, "000000000000"},
-                                       {1, "------------"}, {1, "."}, {1, "x"}, {30, "."}})
+                                       {13, "-00000000001"}, {1, "------------"}, {1, "-00000000001"}, {12, "-"},
+                                       {20, "-"}, {1, "."}, {1, "x"}, {30, "."}})
         lines.push_back(edited(kShot, static_cast<std::size_t>(column), text));
     for (const std::string& bad : lines) {
         const Read read("88888", {kHeader, kShot, bad, kShot});
@@ -127,16 +157,23 @@ TEST(SlrBlocks, badHeaders) {
     const Read lastYear("99999", {edited(kHeader, 8, "56366"), kPoint});
     EXPECT_EQ(lastYear.ranges.at(0).second.obsTime, 39082.248103063339);  // 2056 December 31
     for (const auto& [column, text, message] :
-         {std::tuple{1, "7603902", "ReadSlr: Laser-ranging satellite 7603902 has no known satellite number."},
-          {13, "7998", "ReadSlr: Laser station 7998 has no known sensor number."},
+         {std::tuple{1, "7603902", "ReadSlr: Laser-ranging satellite 7603902 has no known satellite number, and no "
+                                   "header H3 gives its catalogue number."},
+          {1, "0000103", "ReadSlr: Ranges to the Moon are no satellite observations: target 103 is Apollo 15."},
+          {13, "7998",
+           "ReadSlr: Laser station 7998 has no known sensor number; a sensor of the station's own number would do."},
           {13, "1003", "ReadSlr: Laser station 1003 has no known sensor number."},
           {10, "000", "ReadSlrBlock: Bad pass header/"},
           {10, "366", "ReadSlrBlock: Bad pass header/"},
+          {13, "7-05", "ReadSlrBlock: Bad pass header/"},
+          {8, "--", "ReadSlrBlock: Bad pass header/"},
           {30, "x", "ReadSlrBlock: Bad pass header/"}}) {
         std::string header = edited(kHeader, static_cast<std::size_t>(column), text);
         std::string expected = message;
         if (expected.back() == '/') expected += header;
-        EXPECT_EQ(Read("99999", {header, kPoint, kPoint}).refusals, (Refusals{{3, expected}, {4, expected}}));
+        const Read read("99999", {header, kPoint, kPoint});
+        EXPECT_EQ(read.refusals, (Refusals{{3, expected}, {4, expected}}));
+        EXPECT_EQ(read.notes.front(), "ReadSlr: 2 ranges from line 3 on are refused for one reason: " + expected);
         EXPECT_EQ(Read("99999", {header}).refusals, (Refusals{{2, expected}}));
     }
     EXPECT_EQ(Read("99999", {"99999"}).refusals,

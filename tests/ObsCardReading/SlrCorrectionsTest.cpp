@@ -1,4 +1,5 @@
-#include "Obs/ObsCardReading/SlrCorrections.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
 
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Laser-ranging sessions: real files, every rule of the format page, sections, damage.
 #include <gtest/gtest.h>
 
@@ -6,10 +7,11 @@
 #include <iterator>
 #include <sstream>
 
-#include "Obs/ObsCardReading/Crd.h"
-#include "Obs/ObsCardReading/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/Crd.h"
+#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
 #include "ObsDllExports.h"
 #include "tests/LoadFixture.h"
+#include "tests/QuietSink.h"
 
 namespace obs::test {
 
@@ -62,23 +64,24 @@ std::int64_t rangeLines(const std::string& text) {
 }
 
 /// What the sessions of a text give, without a store.
-struct Found final : SlrSink {
+struct Found final : QuietSink {
     std::vector<double> ranges;
     std::int64_t refused = 0;
 
     explicit Found(const std::string& text) {
-        CrdReader reader(*this);
+        CrdReader reader;
+        const ReadSettings settings;
+        reader.attach(settings, *this);
         std::istringstream lines(text);
         std::int64_t number = 0;
-        for (std::string line; std::getline(lines, line);) reader.take(line, ++number, !lines.eof());
+        for (std::string line; std::getline(lines, line);) reader.take(line, {++number, 0}, !lines.eof());
         reader.endFile();
     }
-    void observation(ObsRecord& rec, std::int64_t) override {
+    void observation(ObsRecord& rec, std::string_view, LinePlace) override {
         ranges.push_back(rec.range);
         EXPECT_TRUE(rec.elOrDec == 0 || rec.elOrDec == 22);
     }
-    void refuse(const Refusal&, std::string_view, std::int64_t) override { ++refused; }
-    void note(std::string) override {}
+    void refuse(const Refusal&, std::string_view, LinePlace) override { ++refused; }
 };
 
 std::string contents(const std::string& path) {
@@ -165,7 +168,12 @@ TEST_F(Crd, stationsOfTheSensorLibrary) {
     EXPECT_EQ(ObsLoadSlrFileGID(path, 5), 2);
     expectCounts(0, 0, 4);
     EXPECT_EQ(told_[3].line, 23);
-    EXPECT_EQ(told_[3].reason, "ReadSlr: Laser station 7825 has no known sensor number.");
+    const std::string reason =
+        "ReadSlr: Laser station 7825 has no known sensor number; a sensor of the station's own number would do.";
+    EXPECT_EQ(told_[3].reason, reason);
+    EXPECT_EQ(log_.errors, std::vector<std::string>{reason}) << "once, with the number of ranges";
+    EXPECT_EQ(log_.informations[log_.informations.size() - 2],
+              "ReadSlr: 4 ranges from line 20 on are refused for one reason: " + reason);
     FamilyAddSensor(7825, "Stromlo", -35.3, 149.0, 805);
     EXPECT_EQ(ObsLoadSlrFileGID(path, 5), 0);
     expectCounts(4, 0, 0);
@@ -251,7 +259,13 @@ TEST_F(Crd, headers) {
         {kHead + "H4 0 2004 10 03 12 00 00 na na na na na na 0 na 1 0\n", nullptr, 8820, kLightKms / 8, 2},
         {kH12 + "H3 debris na 9001 12345 0 0 1\n" + kStart, nullptr, 12345},
         {kH12 + "H3 unknown 9912345 9001 na 0 0 1\n" + kStart,
-         "ReadSlr: Laser-ranging satellite 9912345 has no known satellite number."},
+         "ReadSlr: Laser-ranging satellite 9912345 has no known satellite number, and no header H3 gives its catalogue "
+         "number."},
+        {kH12 + "H3 luna17 101 na na 0 1 3\n" + kStart,
+         "ReadSlr: Ranges to the Moon are no satellite observations: target 101 is Luna 17."},
+        {v1 + "H3 Apollo 15       103 0101       -1 0 2\n" + kStart,
+         "ReadSlr: Ranges to the Moon are no satellite observations: target 103 is Apollo 15."},
+        {kH12 + "H3 GLONA 103    105501 4378    26997 0 1\n" + kStart, nullptr, 26997},
         {kH12 + "H3 unknown abc 9001 -1 0 0 1\n" + kStart, "ReadCrd: Record H3, satellite id 'abc' is no number."},
         {kH12 + "H3 unknown 999 9001 -1 0 0 1\n" + kStart, "ReadCrd: Record H3, satellite id '999' is out of range."},
         {kH12 + kStart, "ReadCrd: No header H3 stands before the session."},
@@ -306,6 +320,17 @@ TEST_F(Crd, whatCorrectionsAreGiven) {
         kStart.substr(0, kStart.find('\n') + 1) + "C0 0 na ir\n20 43250 905 285 30 0\n30 43250 0 32\n" +
         "10 43250.0005 0.25 std 1\n10 43250.0007 0.25 ir 1\n" + kEnd;
     setSlrCorrections({SlrTroposphere::mendesPavlis, true});
+    const std::string applied = kHead + "H4 0 2004 10 04 12 00 00 na na na na na na 0 1 0 0 1 0 2 0\n10 9 0.2 std 2\n";
+    write("applied.crd", applied + kEnd);
+    EXPECT_EQ(load("SLROBS applied.crd\nSLROBS\n" + session), 0);
+    std::int64_t counts[2][3];
+    for (const int which : {OBS_SLR_TROPOSPHERE, OBS_SLR_CENTRE_OF_MASS}) {
+        std::int64_t* const of = counts[which - 1];
+        EXPECT_EQ(ObsGetSlrCorrectionCounts(which, &of[0], &of[1], &of[2]), 0);
+    }
+    EXPECT_EQ(std::vector(counts[0], counts[0] + 6), (std::vector<std::int64_t>{3, 1, 2, 6, 0, 0}));
+    obsemptytree();
+    log_.informations.clear();
     EXPECT_EQ(loadSlr(session), 0);
     setSlrCorrections({});
     const AtmCondRec halfway{0, 905, 285, 30};
@@ -342,6 +367,22 @@ TEST_F(Crd, cutAnywhere) {
     expectCounts(3, 0, 0);
     EXPECT_EQ(log_.informations[0], "ReadCrd: Line 24 is left out: It has no end, and may be cut.");
     EXPECT_EQ(log_.informations[1], "ReadCrd: The laser-ranging data end without a record H9; they may be cut short.");
+}
+
+// Prediction files have the same kinds of line; a file of ranges may follow in the same one.
+TEST_F(Crd, predictions) {
+    const std::string prediction =
+        "h1 cpf  2  SGF 2024  1 28  6  1 029 01 lares2\nH2  2206901 5805   53105 2024 01 28\nH9\n"
+        "10 0 60337 0.000000 0 1 2 3\n20 0 1 2 3\n99\n";
+    EXPECT_EQ(loadSlr(prediction), 2);
+    expectCounts(0, 0, 1);
+    EXPECT_EQ(log_.errors, std::vector<std::string>{"ReadSlr: A prediction file (H1 CPF) holds no laser ranges."});
+    const std::string headers = kHead.substr(kHead.find('\n') + 1), range = "10 43200.5 0.25 std 2\n";
+    EXPECT_EQ(loadSlr(prediction + kHead + kStart + range + kEnd), 0);
+    expectCounts(1, 0, 1);
+    obsemptytree();
+    EXPECT_EQ(load("SLROBS\n" + prediction + "SLROBS\n" + headers + kStart + range), 0);
+    EXPECT_EQ(ObsGetCount(), 1);
 }
 
 TEST_F(Crd, linesOfOtherKindsAndNoise) {
@@ -385,7 +426,8 @@ TEST_F(Crd, sectionsOfObservationFiles) {
     EXPECT_EQ(ObsGetCountGID(3), 7);
     EXPECT_EQ(ttyYear(), 2021);
     std::string files;
-    for (const Told& told : told_) files += told.file.substr(0, 1) + std::to_string(told.line) + " ";
+    for (const Told& told : told_)
+        if (told.kind != kLinePassedOver) files += told.file.substr(0, 1) + std::to_string(told.line) + " ";
     EXPECT_EQ(files, "n6 n7 i3 d1 d19 d28 ");
 }
 

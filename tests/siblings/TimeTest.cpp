@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "siblings/include/Time.h"
 
 #include <cmath>
@@ -31,6 +32,20 @@ TEST(Dtgtods50, KnownDatesAndWhatIsNone) {
     }
 }
 
+TEST(Tcomps2utc, DatesThatExistAlone) {
+    const std::tuple<int, int, int, int, double> none[] = {
+        {1899, 365, 0, 0, 0}, {3000, 1, 0, 0, 0}, {24, 1, 0, 0, 0},    {2024, 0, 0, 0, 0},  {2023, 366, 0, 0, 0},
+        {2024, 367, 0, 0, 0}, {2024, 1, 24, 0, 0}, {2024, 1, -1, 0, 0}, {2024, 1, 0, 60, 0}, {2024, 1, 0, -1, 0},
+        {2024, 1, 0, 0, 86400.001}, {2024, 1, 0, 0, -86400.001}, {2024, 1, 0, 0, std::nan("")}};
+    for (const auto& date : none) {
+        EXPECT_EQ(std::apply(tcomps2utc, date), 0) << std::get<0>(date) << ' ' << std::get<1>(date);
+    }
+    for (const auto& date :
+         {std::tuple{1900, 1, 0, 0, 0.0}, {2024, 366, 23, 59, 59.999}, {2999, 365, 23, 59, 60.}, {1950, 1, 0, 0, -1.5}}) {
+        EXPECT_EQ(std::apply(tcomps2utc, date), std::apply(parts2utc, date)) << std::get<0>(date);
+    }
+}
+
 TEST(Ds50todate, TextComesBack) {
     std::mt19937_64 random(20260101);
     for (int i = 0; i < 100000; ++i) {
@@ -59,7 +74,7 @@ TEST(Ds50todate, RoundsTheWholeTimeWithinTwoDigitYears) {
 }
 
 TEST(Fyklok, AgreesWithACountThroughTheYears) {
-    double firstOfYear = tcomps2utc(1, 1, 0, 0, 0), dayOfYear = 0;
+    double firstOfYear = parts2utc(1, 1, 0, 0, 0), dayOfYear = 0;
     std::int32_t found = 0;
     EXPECT_EQ(firstOfYear, 1721425.5 - 2433281.5);  // Julian date of 1 January of year 1
     for (int year = 1; year <= 9999; ++year) {
@@ -70,7 +85,7 @@ TEST(Fyklok, AgreesWithACountThroughTheYears) {
         }
         firstOfYear += length;
     }
-    for (const double ds50 : {tcomps2utc(1, 1, 0, 0, 0) - 0.001, firstOfYear, 1e300, std::nan("")}) {
+    for (const double ds50 : {parts2utc(1, 1, 0, 0, 0) - 0.001, firstOfYear, 1e300, std::nan("")}) {
         fyklok(ds50, dayOfYear, found);
         EXPECT_TRUE(std::isnan(dayOfYear) && found == 0) << ds50;
     }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The looks as lines of text, in every form.
 #include <algorithm>
 #include <charconv>
@@ -265,7 +266,7 @@ std::string csvLine(const Look& look, int year) {
     const bool inSpace = hasSensorPosition(look.type);
     line << look.type + (inSpace && look.withRange ? 10 : 0);
     for (const int metres : look.senPos) line << (inSpace ? metres / 1e3 : 0.0);
-    line << look.indicator << look.indicator << look.sat << look.sat << " ,0:0,0,0,0,0,0,0,0,0,0,0,0,0,0:0,0"
+    line << look.indicator << look.indicator << look.sat << look.sat << ",0:0,0,0,0,0,0,0,0,0,0,0,0,0,0:0,0"
          << look.equinox << "1,0,0,0,0,0,0,0,0,0,0,0";
     return std::move(line).text();
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Group "loading" of the exported header: observations given as fields and arrays.
 #include <algorithm>
 
@@ -12,19 +13,30 @@ using obs::kNoKey;
 using obs::kStatusOk;
 using obs::kStatusRefused;
 
+int64_t addFields(std::string_view name, obs::Fields fields, const double* pos, const double* vel,
+                  const double* obsArr) {
+    if (obs::refuseNull(name, {pos, vel, obsArr})) return kNoKey;
+    return obs::guarded(name, kNoKey, [&] {
+        obs::setVectors(fields, pos, vel);
+        return obs::addfrfields(fields, obsArr);
+    });
+}
+
+int64_t addArray(std::string_view name, const double* obsArr) {
+    if (obs::refuseNull(name, {obsArr})) return kNoKey;
+    return obs::guarded(name, kNoKey, [&] { return obs::addfrarray(obsArr); });
+}
+
 }  // namespace
 
 int64_t ObsAddFrFields(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec, double azOrRa,
                        double range, double rangeRate, double elRate, double azRate, double rangeAccel, char obsType,
                        int32_t indicator1, int32_t indicator2, int32_t altSatNum1, int32_t altSatNum2,
                        const double pos[3], const double vel[3], const double obsArr[64]) {
-    if (obs::refuseNull("ObsAddFrFields", {pos, vel, obsArr})) return kNoKey;
-    return obs::guarded("ObsAddFrFields", kNoKey, [&] {
-        return obs::addfrfields({secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate,
-                                 rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
-                                 {pos[0], pos[1], pos[2]}, {vel[0], vel[1], vel[2]}},
-                                obsArr);
-    });
+    return addFields("ObsAddFrFields",
+                     {secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel,
+                      obsType, indicator1, indicator2, altSatNum1, altSatNum2, {}, {}},
+                     pos, vel, obsArr);
 }
 
 void ObsAddFrFieldsML(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec, double azOrRa,
@@ -32,18 +44,19 @@ void ObsAddFrFieldsML(char secClass, int32_t satNum, int32_t senNum, double obsT
                       int32_t indicator1, int32_t indicator2, int32_t altSatNum1, int32_t altSatNum2,
                       const double pos[3], const double vel[3], const double obsArr[64], int64_t* obsKey) {
     if (obs::refuseNull("ObsAddFrFieldsML", {obsKey})) return;
-    *obsKey = ObsAddFrFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate,
-                             rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, vel, obsArr);
+    *obsKey = addFields("ObsAddFrFieldsML",
+                        {secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel,
+                         obsType, indicator1, indicator2, altSatNum1, altSatNum2, {}, {}},
+                        pos, vel, obsArr);
 }
 
 int64_t ObsAddFrArray(const double obsArr[64]) {
-    if (obs::refuseNull("ObsAddFrArray", {obsArr})) return kNoKey;
-    return obs::guarded("ObsAddFrArray", kNoKey, [&] { return obs::addfrarray(obsArr); });
+    return addArray("ObsAddFrArray", obsArr);
 }
 
 void ObsAddFrArrayML(const double obsArr[64], int64_t* obsKey) {
     if (obs::refuseNull("ObsAddFrArrayML", {obsKey})) return;
-    *obsKey = ObsAddFrArray(obsArr);
+    *obsKey = addArray("ObsAddFrArrayML", obsArr);
 }
 
 int32_t ObsAddFrArrays(int32_t count, const double* obsArrs, int64_t* keys) {
@@ -51,7 +64,8 @@ int32_t ObsAddFrArrays(int32_t count, const double* obsArrs, int64_t* keys) {
     const auto size = static_cast<std::size_t>(count);
     std::fill_n(keys, size, kNoKey);
     return obs::guarded("ObsAddFrArrays", kStatusRefused,
-                        [&] { return obs::addfrarrays(size, obsArrs, keys) ? kStatusOk : kStatusRefused; });
+                        [&] { return obs::addfrarrays(size, obsArrs, keys) ? kStatusOk : kStatusRefused; },
+                        obs::kNoKeyReason);
 }
 
 int32_t ObsUpdateFrFields(int64_t obsKey, char secClass, double elOrDec, double azOrRa, double range, double rangeRate,
@@ -59,9 +73,10 @@ int32_t ObsUpdateFrFields(int64_t obsKey, char secClass, double elOrDec, double 
                           int32_t indicator2, int32_t altSatNum1, int32_t altSatNum2, const double pos[3],
                           const double vel[3]) {
     if (obs::refuseNull("ObsUpdateFrFields", {pos, vel})) return kStatusRefused;
+    obs::Fields fields{secClass, 0, 0, 0, elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel, obsType,
+                       indicator1, indicator2, altSatNum1, altSatNum2, {}, {}};
     return obs::guarded("ObsUpdateFrFields", kStatusRefused, [&] {
-        return obs::updatefrfields(obsKey, {secClass, 0, 0, 0, elOrDec, azOrRa, range, rangeRate, elRate, azRate,
-                                            rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
-                                            {pos[0], pos[1], pos[2]}, {vel[0], vel[1], vel[2]}});
+        obs::setVectors(fields, pos, vel);
+        return obs::updatefrfields(obsKey, fields);
     });
 }

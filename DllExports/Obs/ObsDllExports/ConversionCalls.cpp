@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Group "conversions" of the exported header.
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "DllExports/Obs/ObsDllVarsUtils/Conversions.h"
@@ -41,9 +42,13 @@ int32_t ObsTTYToCsv(const char* card1, const char* card2, char csvLine[512]) {
 }
 
 int32_t ObsTypeCToI(char obsTypeChar) {
-    return family::obstypechartoint(obsTypeChar);
+    const int32_t type = family::obstypechartoint(obsTypeChar);
+    if (type < 0) obs::logFailure("ObsTypeCToI", "No observation type has this character.");
+    return type;
 }
 
 char ObsTypeIToC(int32_t obsType) {
-    return family::obstypeinttochar(obsType);
+    const char type = family::obstypeinttochar(obsType);
+    if (type == ' ') obs::logFailure("ObsTypeIToC", "No character stands for this observation type.");
+    return type;
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 
 #include <algorithm>
@@ -12,7 +13,10 @@ void logFailure(std::string_view name, std::string_view reason) noexcept {
     try {
         family::tracelogerror(std::string(name).append(": ").append(reason));
     } catch (...) {  // no memory for the message
-        family::tracelogerror("Obs: Out of memory.");
+        char text[64];
+        const std::size_t length = name.copy(text, sizeof text / 2);
+        constexpr std::string_view kOutOfMemory = ": Out of memory.";
+        family::tracelogerror({text, length + kOutOfMemory.copy(text + length, kOutOfMemory.size())});
     }
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The frame of every exported call: the caller's texts and pointers in, one service, texts out, and no
 /// exception past the boundary.
 #pragma once
@@ -10,6 +11,7 @@
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "Obs/CardLayouts/Columns.h"
+#include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "siblings/include/Services.h"
 
 namespace obs {
@@ -38,11 +40,31 @@ struct UnknownKeys {
     std::int32_t status(std::string_view name, std::size_t asked) const;
 };
 
-/// Runs the body of a call; an exception is logged and gives the failure value.
+/// Whether a result says failure: a status, and the key of what was added.
+constexpr bool isFailure(std::int32_t status) {
+    return status != 0;
+}
+constexpr bool isFailure(std::int64_t key) {
+    return key <= 0;
+}
+
+constexpr std::string_view unsaidReason(std::int32_t) {
+    return "The call could not do its work.";
+}
+constexpr std::string_view unsaidReason(std::int64_t) {
+    return kNoKeyReason;
+}
+
+/// Runs the body of a call; an exception is logged and gives the failure value. No call fails without a message: one
+/// that left none gets `unsaid`.
 template <class Result, class Body>
-Result guarded(std::string_view name, Result failure, Body&& body) noexcept {
+Result guarded(std::string_view name, Result failure, Body&& body,
+               std::string_view unsaid = unsaidReason(Result{})) noexcept {
+    const std::uint64_t messages = family::tracelogerrorcount();
     try {
-        return body();
+        const Result result = body();
+        if (isFailure(result) && family::tracelogerrorcount() == messages) logFailure(name, unsaid);
+        return result;
     } catch (...) {
         logException(name);
         return failure;

@@ -1,31 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
 // Group "keys" of the exported header.
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "Obs/ObsTree/Store.h"
 
 namespace {
 
-/// An int32 field of a stored record, -1 when there is none.
-int32_t numberOf(int64_t obsKey, std::int32_t obs::StoredRecord::*field) {
-    const obs::ReadGuard guard;
-    const obs::ObsRecordPtr rec = obs::obsfindrecptr(obsKey, nullptr, true);
-    return rec == nullptr ? -1 : rec->*field;
+/// An int32 field of a stored record, -1 when there is none. NOTE: the two that ask for it stay silent then.
+int32_t numberOf(std::string_view name, int64_t obsKey, std::int32_t obs::StoredRecord::*field) {
+    int32_t number = -1;
+    obs::guarded(name, obs::kStatusRefused, [&] {
+        const obs::ReadGuard guard;
+        if (const obs::ObsRecordPtr rec = obs::obsfindrecptr(obsKey, nullptr, true)) number = rec->*field;
+        return obs::kStatusOk;
+    });
+    return number;
+}
+
+int64_t makeKey(std::string_view name, int32_t satNum, int32_t senNum, double obsTime) {
+    return obs::guarded(name, obs::kNoKey, [&] { return obs::obsfields2obskey(obsTime, satNum, senNum); },
+                        "A number is negative, or the time is not within the years 1 to 9999.");
 }
 
 }  // namespace
 
 int64_t ObsFieldsToObsKey(int32_t satNum, int32_t senNum, double obsTime) {
-    return obs::obsfields2obskey(obsTime, satNum, senNum);
+    return makeKey("ObsFieldsToObsKey", satNum, senNum, obsTime);
 }
 
 int64_t ObsFieldsToObsKeyML(int32_t satNum, int32_t senNum, double obsTime, int64_t* obsKey) {
     if (obs::refuseNull("ObsFieldsToObsKeyML", {obsKey})) return obs::kNoKey;
-    return *obsKey = obs::obsfields2obskey(obsTime, satNum, senNum);
+    return *obsKey = makeKey("ObsFieldsToObsKeyML", satNum, senNum, obsTime);
 }
 
 int32_t SatNumFrObsKey(int64_t obsKey) {
-    return numberOf(obsKey, &obs::StoredRecord::satNum);
+    return numberOf("SatNumFrObsKey", obsKey, &obs::StoredRecord::satNum);
 }
 
 int32_t SenNumFrObsKey(int64_t obsKey) {
-    return numberOf(obsKey, &obs::StoredRecord::senNum);
+    return numberOf("SenNumFrObsKey", obsKey, &obs::StoredRecord::senNum);
 }

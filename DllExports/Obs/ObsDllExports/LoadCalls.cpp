@@ -1,28 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
 // Group "loading" of the exported header.
+#include <new>
 #include <string>
 
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "DllExports/Obs/ObsDllVarsUtils/Conversions.h"
-#include "Obs/ObsCardReading/LoadFile.h"
-#include "Obs/ObsCardReading/ReadObs.h"
+#include "Obs/ObsCardReading/Loading/LoadFile.h"
+#include "Obs/ObsCardReading/Loading/ReadObs.h"
 
 namespace {
 
 using obs::kNoKey;
+using obs::kStatusOk;
 using obs::kStatusRefused;
 
-using FileReader = int32_t (*)(std::string_view fileName, int32_t gid);
+bool areOptions(const ObsLoadOptions& options) {
+    const auto isOneOfThree = [](int32_t choice) { return choice >= 0 && choice <= 2; };
+    return options.size == sizeof options && options.ttyYear >= -1 && isOneOfThree(options.settingsLines) &&
+           isOneOfThree(options.includes) && options.mostLines >= 0 && options.mostBadTold >= 0 &&
+           options.mostIncludes >= 0;
+}
 
-/// NOTE: the information line names the same function for both entry points of a reader.
-int32_t loadFile(std::string_view name, std::string_view shownName, const char* fileName, int32_t gid, FileReader read) {
-    if (obs::refuseNull(name, {fileName})) return kStatusRefused;
-    return obs::guarded(name, kStatusRefused, [&] {
-        const std::string_view file = obs::trimmedText(fileName);
+/// A load goes on where memory does not suffice for the line.
+void announce(std::string_view shownName, std::string_view file) noexcept {
+    try {
         std::string said(shownName);
         said.append(": Reading observation data from file \"").append(file).append("\".");
         family::traceloginfo(said);
+    } catch (const std::bad_alloc&) {
+    }
+}
+
+/// NOTE: the information line names the same function for all entry points of a reader.
+template <class FileReader>
+int32_t loadFile(std::string_view name, std::string_view shownName, const char* fileName, int32_t gid,
+                 FileReader&& read) {
+    if (obs::refuseNull(name, {fileName})) return kStatusRefused;
+    return obs::guarded(name, kStatusRefused, [&] {
+        const std::string_view file = obs::trimmedText(fileName);
+        announce(shownName, file);
         return read(file, gid);
-    });
+    }, "The last observation line is bad: it names no satellite, or has a number or time that makes no key.");
+}
+
+int32_t refuseLine(std::string_view name, const obs::CardText& line) {
+    std::string reason = "This isn't an observation (";
+    obs::logFailure(name, reason.append(line.text()).append(")."));
+    return kStatusRefused;
+}
+
+int64_t addB3Card(std::string_view name, const char* b3Card) {
+    if (obs::refuseNull(name, {b3Card})) return kNoKey;
+    return obs::guarded(name, kNoKey, [&] { return obs::AddFrB3Card(obs::cardText(b3Card)); });
+}
+
+int64_t addTTYCards(std::string_view name, const char* card1, const char* card2) {
+    if (obs::refuseNull(name, {card1, card2})) return kNoKey;
+    return obs::guarded(name, kNoKey, [&] { return obs::AddFrTTYCards(obs::cardText(card1), obs::cardText(card2)); });
+}
+
+int64_t addCsv(std::string_view name, const char* csvLine) {
+    if (obs::refuseNull(name, {csvLine})) return kNoKey;
+    return obs::guarded(name, kNoKey, [&] { return obs::AddFrCsv(obs::cardText(csvLine)); });
 }
 
 }  // namespace
@@ -33,6 +72,21 @@ int32_t ObsLoadFile(const char* fileName) {
 
 int32_t ObsLoadFileGID(const char* fileName, int32_t gid) {
     return loadFile("ObsLoadFileGID", "ObsLoadFile", fileName, gid, obs::ReadObsFrFile);
+}
+
+int32_t ObsLoadFileWith(const char* fileName, int32_t gid, const ObsLoadOptions* options) {
+    if (obs::refuseNull("ObsLoadFileWith", {fileName})) return kStatusRefused;
+    const ObsLoadOptions none{sizeof(ObsLoadOptions), 0, 0, 0, 0, 0, 0};
+    const ObsLoadOptions& given = options != nullptr ? *options : none;
+    if (!areOptions(given)) {
+        obs::logFailure("ObsLoadFileWith", "The options have another size, or a value that means nothing.");
+        return kStatusRefused;
+    }
+    return loadFile("ObsLoadFileWith", "ObsLoadFile", fileName, gid, [&](std::string_view file, int32_t group) {
+        return obs::readObsWith(file, {group, given.ttyYear, static_cast<obs::SettingsLines>(given.settingsLines),
+                                       static_cast<obs::Includes>(given.includes), false, given.mostLines,
+                                       given.mostBadTold, given.mostIncludes});
+    });
 }
 
 int32_t ObsLoadSlrFile(const char* fileName) {
@@ -48,8 +102,9 @@ int32_t ObsLoadCard(const char* card) {
     return obs::guarded("ObsLoadCard", kStatusRefused, [&] {
         obs::LoadCounts counts;
         const obs::CardText line = obs::cardText(card);
-        return obs::ReadObsRec(line, obs::ObsCardType(line), counts);
-    });
+        const obs::LineClass lineClass = obs::ObsCardType(line);
+        return obs::hasReader(lineClass) ? obs::ReadObsRec(line, lineClass, counts) : refuseLine("ObsLoadCard", line);
+    }, obs::kNoKeyReason);
 }
 
 int32_t ObsLoadTwoCards(const char* card1, const char* card2) {
@@ -58,55 +113,67 @@ int32_t ObsLoadTwoCards(const char* card1, const char* card2) {
         obs::LoadCounts counts;
         const obs::CardText line1 = obs::cardText(card1);
         const obs::LineClass lineClass = obs::ObsCardType(line1);
-        const std::int32_t status = obs::ReadTTY2LineObs(line1, obs::cardText(card2), lineClass, counts);
-        if (status == obs::kStatusOk) return status;
-        // NOTE: a second attempt with the first card alone: what is no TTY, B3 or B3E card loads now, and a bad
-        // B3 card is counted and reported twice.
+        if (!obs::hasReader(lineClass)) return refuseLine("ObsLoadTwoCards", line1);
+        const bool mayBePair = lineClass == obs::LineClass::tty || lineClass == obs::LineClass::b3 ||
+                               lineClass == obs::LineClass::b3Extended;
+        if (mayBePair && obs::ReadTTY2LineObs(line1, obs::cardText(card2), lineClass, counts) == kStatusOk)
+            return kStatusOk;
+        // NOTE: a second attempt with the first card alone: a bad B3 card is counted and reported twice.
         return obs::ReadObsRec(line1, lineClass, counts);
-    });
+    }, obs::kNoKeyReason);
 }
 
 int64_t ObsAddFrB3Card(const char* b3Card) {
-    if (obs::refuseNull("ObsAddFrB3Card", {b3Card})) return kNoKey;
-    return obs::guarded("ObsAddFrB3Card", kNoKey, [&] { return obs::AddFrB3Card(obs::cardText(b3Card)); });
+    return addB3Card("ObsAddFrB3Card", b3Card);
 }
 
 void ObsAddFrB3CardML(const char* b3Card, int64_t* obsKey) {
     if (obs::refuseNull("ObsAddFrB3CardML", {obsKey})) return;
-    *obsKey = ObsAddFrB3Card(b3Card);
+    *obsKey = addB3Card("ObsAddFrB3CardML", b3Card);
 }
 
 int64_t ObsAddFrTTYCards(const char* card1, const char* card2) {
-    if (obs::refuseNull("ObsAddFrTTYCards", {card1, card2})) return kNoKey;
-    return obs::guarded("ObsAddFrTTYCards", kNoKey,
-                        [&] { return obs::AddFrTTYCards(obs::cardText(card1), obs::cardText(card2)); });
+    return addTTYCards("ObsAddFrTTYCards", card1, card2);
 }
 
 void ObsAddFrTTYCardsML(const char* card1, const char* card2, int64_t* obsKey) {
     if (obs::refuseNull("ObsAddFrTTYCardsML", {obsKey})) return;
-    *obsKey = ObsAddFrTTYCards(card1, card2);
+    *obsKey = addTTYCards("ObsAddFrTTYCardsML", card1, card2);
 }
 
 int64_t ObsAddFrCsv(const char* csvLine) {
-    if (obs::refuseNull("ObsAddFrCsv", {csvLine})) return kNoKey;
-    return obs::guarded("ObsAddFrCsv", kNoKey, [&] { return obs::AddFrCsv(obs::cardText(csvLine)); });
+    return addCsv("ObsAddFrCsv", csvLine);
 }
 
 void ObsAddFrCsvML(const char* csvLine, int64_t* obsKey) {
     if (obs::refuseNull("ObsAddFrCsvML", {obsKey})) return;
-    *obsKey = ObsAddFrCsv(csvLine);
+    *obsKey = addCsv("ObsAddFrCsvML", csvLine);
 }
 
 int32_t ObsGetLoadCounts(int64_t* loaded, int64_t* duplicate, int64_t* bad) {
     if (obs::refuseNull("ObsGetLoadCounts", {loaded, duplicate, bad})) return kStatusRefused;
-    const obs::LoadCounts counts = obs::latestLoadCounts();
+    const obs::LoadCounts& counts = obs::latestLoad().counts;
     *loaded = counts.loaded;
     *duplicate = counts.duplicate;
     *bad = counts.bad;
+    return kStatusOk;
+}
+
+int32_t ObsGetLoadLines(ObsLoadLines* lines) {
+    if (obs::refuseNull("ObsGetLoadLines", {lines})) return kStatusRefused;
+    if (lines->size != sizeof *lines) {
+        obs::logFailure("ObsGetLoadLines", "The structure has another size.");
+        return kStatusRefused;
+    }
+    const obs::LoadResult& load = obs::latestLoad();
+    const obs::LineCounts& counts = load.lines;
+    *lines = {lines->size, counts.lines, counts.observations, counts.comments, counts.keywords,
+              counts.laser, counts.passedOver, counts.zeroed, load.includesLeftOut};
     return obs::kStatusOk;
 }
 
-static_assert(OBS_LINE_BAD == obs::kLineBad && OBS_LINE_DUPLICATE == obs::kLineDuplicate);
+static_assert(OBS_LINE_BAD == obs::kLineBad && OBS_LINE_DUPLICATE == obs::kLineDuplicate &&
+              OBS_LINE_ZEROED == obs::kLineZeroed && OBS_LINE_PASSED_OVER == obs::kLinePassedOver);
 
 void ObsSetLoadCallback(void (*report)(int32_t kind, const char* fileName, int64_t lineNumber, const char* reason,
                                        void* user),

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /** @file
  *  Obs: satellite tracking observations in memory. This header is the contract of
  *  the library libObs; everything else may change freely. Plain C.
@@ -14,15 +15,22 @@
  *  - Units: days since 1950 UTC (1.0 is 1950 January 1, 00:00), degrees, km, km/s.
  *  - Results: 0 success; 2 unknown key or refused input. Functions that add return
  *    the key under which the observation is stored, 0 for a refused duplicate, -1 when
- *    nothing was added.
- *  - A failure is written to the trace log as "Function: reason" and kept as the calling
- *    thread's last error (FamilyGetLastError in ObsFamily.h). It leaves what was there.
+ *    nothing was added. While duplicates are accepted silently (FamilySetDupKeyMode) the
+ *    result for one is the key made of its time, satellite and sensor; where that key was
+ *    taken when the equal observation came, it is another observation's.
+ *  - Every failure is written to the trace log as "Operation: reason", the operation being the function or what it
+ *    called, and kept as the calling thread's last error (FamilyGetLastError in ObsFamily.h). It leaves what was there.
+ *    SatNumFrObsKey and SenNumFrObsKey alone stay silent.
  *  - A null pointer where a text, an array or a result is due is refused with a message.
  *  - Threads: any function may be called from any thread. Readers of the store run beside
  *    each other and wait only while it is being changed; changes follow one another.
  *    Loading and saving files, and the settings (key mode, TTY year, callback), must
  *    not be used from two threads at once; the selection criteria may. Where an array has room for
- *    the keys that ObsGetCount told of, nobody may add observations between the two calls.
+ *    the keys that ObsGetCount told of, nobody may add observations between the two calls
+ *    (ObsListKeys does not ask for that).
+ *  - fork: the child may go on with a copy of the store. If another thread was changing the
+ *    store at that moment, the child's is refused: every call that needs it fails with a
+ *    message. A fork waits for no load or save.
  *
  *  F, the observation field list, in this order: secClass, satNum, senNum, obsTime,
  *  elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel, obsType, indicator1,
@@ -47,6 +55,12 @@ extern "C" {
 
 /* ---------------------------------------------------------------- frame ---- */
 
+/** Addition. The version of this header; ObsGetInfo tells that of the library in use. */
+#define OBS_VERSION_MAJOR 0
+#define OBS_VERSION_MINOR 1
+#define OBS_VERSION_PATCH 0
+#define OBS_VERSION_STRING "0.1.0"
+
 /** @defgroup ObsInit ObsInit
  *  Does nothing: the library is ready when it is loaded.
  *  @return 0. */
@@ -61,7 +75,7 @@ OBS_API void ObsGetInfo(char info[512]);
  *  Sets the year of TTY cards, which carry none. 0 (at start) means not set: every
  *  TTY card is then refused.
  *  Threads: before others read TTY cards.
- *  @param[in] year calendar year, not checked. */
+ *  @param[in] year calendar year, not checked here; with one outside 1900-2999 every card is refused as well. */
 OBS_API void ObsSetTTYYear(int32_t year);
 
 /** @defgroup GetObsKeyMode GetObsKeyMode
@@ -82,7 +96,7 @@ OBS_API int32_t SetObsKeyMode(int32_t mode);
  *  The key of a satellite, sensor and time: T * 10^10 + (satNum mod 10^7) * 10^3 +
  *  (senNum mod 10^3), T being tenths of a second since the start of the year's day count.
  *  The year is not part of the key.
- *  @return the key, or -1 for a negative number or an impossible time. */
+ *  @return the key, or -1 for a negative number or a time that is not within the years 1 to 9999. */
 OBS_API int64_t ObsFieldsToObsKey(int32_t satNum, int32_t senNum, double obsTime);
 
 /** @defgroup ObsFieldsToObsKeyML ObsFieldsToObsKeyML
@@ -116,6 +130,30 @@ OBS_API int32_t ObsLoadFile(const char *fileName);
  *  As ObsLoadFile; every observation added belongs to group `gid`. */
 OBS_API int32_t ObsLoadFileGID(const char *fileName, int32_t gid);
 
+/** What a load with options may do. All zeros but for the size is what ObsLoadFileGID does, other than that a
+ *  laser-ranging header which no SLROBS line introduces is a bad line in either key mode. */
+typedef struct ObsLoadOptions {
+    int32_t size;          /* sizeof(ObsLoadOptions) */
+    int32_t ttyYear;       /* year of TTY cards at the start: 0 that of ObsSetTTYYear, -1 none, else the year */
+    int32_t settingsLines; /* TTY_YEAR, SELOB and VM_DMA_OBS_ON lines: 0 act and stay in force, 1 act in this load */
+                           /* alone, 2 do nothing */
+    int32_t includes;      /* files that OBSFIL and SLROBS lines name are read: 0 all, 1 those below the folder of the */
+                           /* deck, links followed, 2 none */
+    int64_t mostLines;     /* lines read, include files counted in; 0 any number, as with the limits below */
+    int64_t mostBadTold;   /* bad lines that are told one by one, in the log and by the callback */
+    int64_t mostIncludes;  /* include files read */
+} ObsLoadOptions;
+
+/** @defgroup ObsLoadFileWith ObsLoadFileWith
+ *  Addition. As ObsLoadFileGID, within limits and without effects on later loads as the options say. What the options
+ *  keep out is told by a message.
+ *  Threads: as ObsLoadFile.
+ *  @param[in] fileName 512 characters.
+ *  @param[in] gid group of the observations; 0 none.
+ *  @param[in] options null for the default.
+ *  @return as ObsLoadFile; 2 also for options that are none, and when there are more lines than allowed. */
+OBS_API int32_t ObsLoadFileWith(const char *fileName, int32_t gid, const ObsLoadOptions *options);
+
 /** @defgroup ObsLoadSlrFile ObsLoadSlrFile
  *  Addition. Loads a file of laser ranges: CRD sessions (version 1 or 2, full rate or normal points), blocks of the
  *  older 99999 and 88888 formats, or both. Each range is an observation of type 6 (one-way range in km, at the moment
@@ -131,7 +169,8 @@ OBS_API int32_t ObsLoadSlrFileGID(const char *fileName, int32_t gid);
 
 /** @defgroup ObsLoadCard ObsLoadCard
  *  Loads one line that is an observation by itself.
- *  @return 0 (also for a duplicate), or 2 for a bad or unrecognised line. */
+ *  @return 0 (also for a duplicate), or 2 for a bad line, a keyword line or an unrecognised one: nothing is stored,
+ *          under field keys as under address keys. */
 OBS_API int32_t ObsLoadCard(const char *card);
 
 /** @defgroup ObsLoadTwoCards ObsLoadTwoCards
@@ -172,9 +211,9 @@ OBS_API void ObsAddFrCsvML(const char *csvLine, int64_t *obsKey);
  *  a range above 0 are stored as 18 and 19. Without a satellite number the further ones, in turn, stand in
  *  for it in the key. A character that names no type is stored as type -1.
  *  @param[in] obsArr the array form, of which only the sigma list is read (elements 40-61: a count of 6, 7 or 21 and
- *             so many values, of which one is not 0).
- *  @return the key, 0 for a refused duplicate; -1 for an equinox indicator other than 0-3 (logged), when all
- *          three satellite numbers are 0 or the key cannot be made (not logged). */
+ *             that many values, of which one is not 0).
+ *  @return the key, 0 for a refused duplicate; -1 for an equinox indicator other than 0-3, when all three satellite
+ *          numbers are 0 or the key cannot be made. */
 OBS_API int64_t ObsAddFrFields(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec,
                                double azOrRa, double range, double rangeRate, double elRate, double azRate,
                                double rangeAccel, char obsType, int32_t indicator1, int32_t indicator2,
@@ -195,7 +234,9 @@ OBS_API void ObsAddFrFieldsML(char secClass, int32_t satNum, int32_t senNum, dou
  *  range above 0 are stored as 18 and 19; elevation and azimuth rate are taken for type 4 alone. An equinox indicator
  *  other than 0-3 counts as 0.
  *  Element 40 with elements 41 on is taken as a sigma list when it is 6, 7 or 21 and a value is not 0; when it is 7
- *  and one of elements 23-34 is not 0, these are CSV data; else elements 33-39, if one is not 0, are biases.
+ *  and one of elements 23-34 is not 0, these are CSV data; else elements 33-39, if one is not 0, are biases. Sigmas,
+ *  CSV data and biases that memory does not suffice for are left out without a message; ObsAddFrArrays refuses the
+ *  observation then.
  *  @return the key, 0 for a refused duplicate, -1 when nothing could be added. */
 OBS_API int64_t ObsAddFrArray(const double obsArr[64]);
 
@@ -204,10 +245,11 @@ OBS_API int64_t ObsAddFrArray(const double obsArr[64]);
 OBS_API void ObsAddFrArrayML(const double obsArr[64], int64_t *obsKey);
 
 /** @defgroup ObsAddFrArrays ObsAddFrArrays
- *  Addition. Adds many observations in one call, with the same result as so many calls of ObsAddFrArray.
+ *  Addition. Adds many observations in one call, with the same result as that many calls of ObsAddFrArray, except that
+ *  none is stored without its sigmas, CSV data or biases: one for which memory does not suffice is refused.
  *  @param[in]  count   number of observations, 0 or more.
  *  @param[in]  obsArrs count times 64 reals, one observation behind the other.
- *  @param[out] keys    what ObsAddFrArray would have returned for each.
+ *  @param[out] keys    what ObsAddFrArray would have returned for each; -1 where memory did not suffice.
  *  @return 0 when each was stored under a key of its own or accepted as a duplicate; 2 otherwise. */
 OBS_API int32_t ObsAddFrArrays(int32_t count, const double *obsArrs, int64_t *keys);
 
@@ -217,12 +259,38 @@ OBS_API int32_t ObsAddFrArrays(int32_t count, const double *obsArrs, int64_t *ke
  *  @return 0, or 2 for a null pointer. */
 OBS_API int32_t ObsGetLoadCounts(int64_t *loaded, int64_t *duplicate, int64_t *bad);
 
-/** Kinds of line that ObsSetLoadCallback reports. */
+/** What the lines of a load were, include files counted in. Each line of a file is one of the six kinds from
+ *  `observations` to `passedOver`, so that their sum is `lines`. */
+typedef struct ObsLoadLines {
+    int32_t size;            /* sizeof(ObsLoadLines) */
+    int64_t lines;           /* in all */
+    int64_t observations;    /* loaded, duplicate or bad; both cards of a TTY message */
+    int64_t comments;        /* "*" in column 1, other lines with "#" there, and blank lines */
+    int64_t keywords;
+    int64_t laser;           /* of laser-ranging sessions and blocks, other than ranges */
+    int64_t passedOver;      /* nothing of these: not read at all */
+    int64_t zeroed;          /* values, not lines, that were taken as 0 because they could not be read */
+    int64_t includesLeftOut; /* files named by OBSFIL and SLROBS lines that could not or may not be read */
+} ObsLoadLines;
+
+/** @defgroup ObsGetLoadLines ObsGetLoadLines
+ *  Addition. The account of every line of the latest file load.
+ *  @param[in,out] lines its `size` is set by the caller.
+ *  @return 0, or 2 for a null pointer or another size. */
+OBS_API int32_t ObsGetLoadLines(ObsLoadLines *lines);
+
+/** Kinds of line that ObsSetLoadCallback reports. Zeroed: a value that could not be read and was taken as 0, or that
+ *  the card ends inside of or before. Passed over: neither observation, comment nor keyword line. */
 #define OBS_LINE_BAD 2
 #define OBS_LINE_DUPLICATE 3
+#define OBS_LINE_ZEROED 4
+#define OBS_LINE_PASSED_OVER 5
+/** Kinds that ObsReadLines reports besides: a keyword line; what there is to say of a line that is taken all the same. */
+#define OBS_LINE_KEYWORD 6
+#define OBS_LINE_NOTE 7
 
 /** @defgroup ObsSetLoadCallback ObsSetLoadCallback
- *  Addition. Names each bad or duplicate line of a file load, in the order of the file.
+ *  Addition. Names each line of a file load that there is something to tell of, in the order of the file.
  *  Threads: not during a load.
  *  @param[in] report called on the loading thread with the kind (OBS_LINE_...), the name of
  *             the file as it was opened, the line's number from 1, and the reason; both
@@ -245,6 +313,21 @@ OBS_API void ObsSetLoadCallback(void (*report)(int32_t kind, const char *fileNam
  *  @return 0, or 2 for another troposphere. */
 OBS_API int32_t ObsSetSlrCorrections(int32_t troposphere, int32_t centreOfMass);
 
+/** The corrections of ObsGetSlrCorrectionCounts, numbered as the second indicator sums them. */
+#define OBS_SLR_TROPOSPHERE 1
+#define OBS_SLR_CENTRE_OF_MASS 2
+
+/** @defgroup ObsGetSlrCorrectionCounts ObsGetSlrCorrectionCounts
+ *  Addition. What became of a correction that ObsSetSlrCorrections asked for, in the latest file load: of the ranges
+ *  that were read, duplicates and include files counted in. All three are 0 when it was not asked for.
+ *  Threads: as ObsGetLoadCounts.
+ *  @param[in]  correction OBS_SLR_TROPOSPHERE or OBS_SLR_CENTRE_OF_MASS.
+ *  @param[out] applied    number of ranges to which it was applied.
+ *  @param[out] byFile     to which the file had applied it already.
+ *  @param[out] notApplied to which it could not be applied; the log tells why.
+ *  @return 0, or 2 for a null pointer or another correction. */
+OBS_API int32_t ObsGetSlrCorrectionCounts(int32_t correction, int64_t *applied, int64_t *byFile, int64_t *notApplied);
+
 /* -------------------------------------------------------------- parsing ---- */
 
 /** @defgroup ObsB3Parse ObsB3Parse
@@ -263,6 +346,52 @@ OBS_API int32_t ObsB3Parse(const char *b3Card, char *secClass, int32_t *satNum, 
  *  @param[out] obsArr 64 reals, cleared first.
  *  @return 0, or 2 for a line of another kind or a bad one. */
 OBS_API int32_t ObsParse(const char *line1, const char *line2, double obsArr[64]);
+
+/** Where a reading of lines stands; what the lines before mean for those that follow. Zeros but for the size at the
+ *  start of a text, and `rotateToDate` 1 for records as loads make them. It may be copied and kept. */
+typedef struct ObsReadState {
+    int32_t size;         /* sizeof(ObsReadState) */
+    int32_t ttyYear;      /* of TTY cards, 0 none; TTY_YEAR lines change it */
+    int32_t rotateToDate; /* nonzero: right ascension and declination are rotated to date */
+    int32_t troposphere;  /* corrections of laser ranges, as for ObsSetSlrCorrections */
+    int32_t centreOfMass;
+    int32_t addressKeys;  /* a VM_DMA_OBS_ON line was read */
+    int32_t laserSection; /* an SLROBS line without a name was read, and no record H9 since */
+    int32_t isLast;       /* nonzero: the text ends with these bytes */
+    int64_t lines;        /* lines before */
+    int64_t offset;       /* bytes before */
+} ObsReadState;
+
+/** @defgroup ObsReadLines ObsReadLines
+ *  Addition. Reads lines of text as a load would, without the store, the log and the settings of the process. Settings
+ *  lines act on the state, in their order; SELOB, OBSFIL and SLROBS lines are reported, and files that they name are
+ *  not read. Lines of class 14 (H1 CRD) are bad outside of a laser-ranging section. An unfinished last line, and a
+ *  first TTY card without its second, are left for the next call unless `isLast` is set: the state's `offset` tells
+ *  where that begins. A laser-ranging session or block must be given whole: it ends where the bytes end.
+ *  Threads: any number of calls at once, each on a state of its own.
+ *  @param[in] bytes,length the text; need not end with a NUL.
+ *  @param[in,out] state as it is behind the lines read; unchanged on failure.
+ *  @param[in] observation called for each observation, in the order of the lines but for laser ranges, which come when
+ *             their session ends: the array form (see ObsDataToArray), valid during the call, number of the line from 1
+ *             and bytes before it.
+ *  @param[in] report unless null called for each other thing to tell: kind (OBS_LINE_..., no duplicates), place (0, 0 for
+ *             what belongs to no line), and the reason or, of a keyword line, the line.
+ *  @param[in] user handed to both unchanged.
+ *  @return 0, or 2 for a null pointer, a negative length, a state of another size, or memory running out. */
+OBS_API int32_t ObsReadLines(const char *bytes, int64_t length, ObsReadState *state,
+                             void (*observation)(const double obsArr[64], int64_t lineNumber, int64_t offset, void *user),
+                             void (*report)(int32_t kind, int64_t lineNumber, int64_t offset, const char *text, void *user),
+                             void *user);
+
+/** @defgroup ObsNextCut ObsNextCut
+ *  Addition. Where a text may be cut into pieces that are read by themselves: not between the cards of a TTY message,
+ *  nor inside a block of laser ranges. Read from states that differ in `lines` and `offset` alone, the pieces give what
+ *  the whole gives, if no TTY_YEAR and SLROBS line is in it.
+ *  Threads: any.
+ *  @param[in] bytes,length a text, or what is left of it from a cut on.
+ *  @param[in] from a place in it.
+ *  @return the first cut at or after `from`; `length` when there is none; -1 for a null pointer or a place outside. */
+OBS_API int64_t ObsNextCut(const char *bytes, int64_t length, int64_t from);
 
 /* --------------------------------------------------------------- reading ---- */
 
@@ -507,12 +636,12 @@ OBS_API int32_t ObsCsvToTTY(const char *csvLine, int32_t newSatNum, char card1[5
 OBS_API int32_t ObsTTYToCsv(const char *card1, const char *card2, char csvLine[512]);
 
 /** @defgroup ObsTypeCToI ObsTypeCToI
- *  @return the observation type of a character: 0-9, 10 "P", 11 "V", 13 "R", 18 "M", 19 "O" (either case); -1 for
- *          any other. */
+ *  @return the observation type of a character: 0-9, 10 "P", 11 "V", 13 "R", 18 "M", 19 "O" (either case); -1 and a
+ *          message for any other. */
 OBS_API int32_t ObsTypeCToI(char obsTypeChar);
 
 /** @defgroup ObsTypeIToC ObsTypeIToC
- *  @return the character of an observation type; a blank for one that has none. */
+ *  @return the character of an observation type; a blank and a message for one that has none. */
 OBS_API char ObsTypeIToC(int32_t obsType);
 
 /* ----------------------------------------------------------------- store ---- */
@@ -541,9 +670,21 @@ OBS_API int32_t ObsGetCountGID(int32_t gid);
  *  @param[out] keys room for ObsGetCountGID keys. */
 OBS_API void ObsGetLoadedGID(int32_t gid, int32_t order, int64_t *keys);
 
+/** @defgroup ObsListKeys ObsListKeys
+ *  Addition. Lists keys as ObsGetLoaded does, with the room that there is: others may add observations meanwhile.
+ *  @param[in]  order as ObsGetLoaded.
+ *  @param[in]  useGid nonzero to list the observations of group `gid` alone.
+ *  @param[in]  room number of keys that `keys` has room for, 0 or more. With 0 `keys` may be null.
+ *  @param[out] keys the first `room` keys of the order, or all if there are fewer.
+ *  @param[out] count how many there are, whether or not they fit; 0 after a refusal.
+ *  @return 0, or 2 when there are more keys than room, for a negative room and when memory does not suffice (each
+ *          logged). */
+OBS_API int32_t ObsListKeys(int32_t order, int32_t useGid, int32_t gid, int32_t room, int64_t *keys, int32_t *count);
+
 /** @defgroup ObsRemoveGID ObsRemoveGID
  *  Removes the observations of a group, one by one: others may read, and see a part of it, meanwhile.
- *  @return 0 (also for an empty group), or 2 when a removal failed; the rest then stays. */
+ *  @return 0 (also for an empty group, and when memory did not suffice and nothing was removed, which is logged), or 2
+ *          when a removal failed; the rest then stays. */
 OBS_API int32_t ObsRemoveGID(int32_t gid);
 
 /** @defgroup ObsRemove ObsRemove
@@ -553,12 +694,13 @@ OBS_API int32_t ObsRemove(int64_t obsKey);
 /** @defgroup ObsRemoveKeys ObsRemoveKeys
  *  Addition. Removes many observations in one call; others may read, and see a part of them gone, meanwhile.
  *  @param[in] count number of keys, 0 or more.
- *  @return 0, or 2 when a key is unknown or stands twice (logged once, with their number and the first); the others
+ *  @return 0, or 2 when a key is unknown or occurs twice (logged once, with their number and the first); the others
  *          are removed. */
 OBS_API int32_t ObsRemoveKeys(int32_t count, const int64_t *keys);
 
 /** @defgroup ObsRemoveAll ObsRemoveAll
- *  Empties the store.
+ *  Empties the store and gives its memory back to the system, that behind address keys included; their addresses are
+ *  never given out again.
  *  @return 0. */
 OBS_API int32_t ObsRemoveAll(void);
 
@@ -571,9 +713,9 @@ OBS_API int32_t ObsRemoveAll(void);
  *             infinity leaves one end open): 0-1 time, days since 1950 UTC; 2-3 satNum; 4-5 senNum; 6-7 elevation or
  *             declination, degrees; 8-9 azimuth or right ascension, degrees (low above high goes through 0, and any
  *             angle counts within a turn); 10-11 range, km; 12-13 range rate, km/s. 14 types, the sum of 2^type (0 all;
- *             8 and 9 include 18 and 19); 15 classification (0 all, 1 "U", 2 "C", 3 "S"); 16 nonzero to ask for the
- *             group in 17; 18 a number up to 10 of satellites listed in 19-28, of which those within the pair 2-3
- *             count; 29-31 must be 0.
+ *             8 and 9 include 18 and 19); 15 classification (0 all, 1 "U", 2 "C", 3 "S", in either case);
+ *             16 nonzero to ask for the group in 17; 18 a number up to 10 of satellites listed in 19-28, of which those
+ *             within the pair 2-3 count; 29-31 must be 0.
  *  @param[in]  order as ObsGetLoaded.
  *  @param[out] count number of keys; 0 after a refusal (logged) and for an empty store.
  *  @param[out] keys  room for ObsGetCount keys. */
@@ -584,17 +726,56 @@ OBS_API void ObsGetSelected(const double criteria[32], int32_t order, int32_t *c
 OBS_API void ObsResetSelObs(void);
 
 /** @defgroup ObsSetSelObs ObsSetSelObs
- *  Addition. Replaces the global criteria, as a SELOB line does with the text behind the keyword.
- *  @param[in] criteria 512 characters: name=value or name=low:high, separated by blanks, each name once; a value may
- *             be a list with commas, and either end of a range be left open. Double quotes may enclose all. Blank
- *             asks for nothing. "sat=5,25544 sen=211:220 time=24001:24031 el=10:". The names: sat (satNum; also A0001
- *             and so on); sen; type (number or character; 8 and 9 include those with a range, M and O); time (days
- *             since 1950 with a point, or a date YYDDD, YYDDDHH, YYDDDHHMM, YYDDDHHMMSS or YYDDDHHMMSSsss, which
- *             stands for all of that day, hour, minute, second or millisecond); el (elevation or declination,
- *             degrees); az (azimuth or right ascension, degrees; 350:10 goes through 0); range (km); rate (range
- *             rate, km/s); gid; class (U, C, S).
- *  @return 0, or 2 for an unknown name or a bad value (logged, quoting it); the old criteria then stay. */
+ *  Addition. Replaces the global criteria, as a SELOB line does with the text after the keyword.
+ *
+ *  A criterion is name=value, name!=value, or name<value with one of < <= > >=. After = and != a value may be a list
+ *  with commas, which means any of its members (with !=: none), and each member a range low:high or low..high, both
+ *  ends included, either of which may be left out. Criteria are joined by "and" or a blank and by "or", turned round
+ *  by "not" (which goes before "and", and that before "or") and grouped by parentheses. One list of criteria joined by
+ *  "and" has each name with = once. Double quotes may enclose all. Blank asks for nothing.
+ *  "sat=5,25544 sen=211:220 (time=2024-01-01:2024-01-31 or year<2020) not el<10".
+ *
+ *  The names: sat (satNum; also A0001 and so on, or the name of a laser target in quotes, "lageos1"); sen (senNum, or
+ *  in quotes the description of a sensor of the sensor library, which must be loaded by then); type (number or
+ *  character; 8 and 9 include those with a range, M and O); class (U, C, S in either case); time (days since 1950 with a point, or a
+ *  date: 2024-01-31, 2024-031 or 24031, with a time of day 2024-01-31T12:30:00.5 or 24031123000500 or less of either);
+ *  year (four digits); el (elevation or declination, degrees); az (azimuth or right ascension, degrees; 350:10 goes
+ *  through 0); range (km); rate (range rate, km/s); gid; ind1, ind2 (the indicators). Quotes are double or single. A
+ *  number may carry a unit: km, m; km/s, m/s; deg, rad, arcmin, arcsec. A date stands for all of its day, hour, minute
+ *  or second. A colon separates times where neither end has a "T"; ".." always does. Seven digits that are a date both
+ *  as YYDDDHH and as YYYYDDD are refused; a SELOB line takes them for YYDDDHH and logs that as information.
+ *
+ *  An observation whose type does not carry a quantity meets no criterion about it, != included, and so meets each
+ *  such criterion after "not".
+ *  @param[in] criteria 512 characters.
+ *  @return 0, or 2 for a text that is refused (logged with the column at fault and what is allowed there); the old
+ *          criteria then stay. */
 OBS_API int32_t ObsSetSelObs(const char *criteria);
+
+/** @defgroup ObsGetSelectedByText ObsGetSelectedByText
+ *  Addition. Lists the keys of the stored observations that meet a text of criteria; the global criteria are neither
+ *  asked nor changed.
+ *  @param[in]  criteria 512 characters, as ObsSetSelObs.
+ *  @param[in]  order    as ObsGetLoaded.
+ *  @param[out] count    number of keys, or -1 for a text that is refused (logged).
+ *  @param[out] keys     room for ObsGetCount keys. */
+OBS_API void ObsGetSelectedByText(const char *criteria, int32_t order, int32_t *count, int64_t *keys);
+
+/** @defgroup ObsGetTermCounts ObsGetTermCounts
+ *  Addition. A dry run of ObsGetSelectedByText: how many observations it would list, and how many each term drops. Terms
+ *  are the criteria and parentheses that "and" or a blank joins, or the whole text where it has an "or" outside of
+ *  parentheses.
+ *  @param[in]  criteria 512 characters, as ObsSetSelObs.
+ *  @param[in]  room     elements of each array.
+ *  @param[out] selected number of observations that meet all terms.
+ *  @param[out] terms    number of terms, which may be above room.
+ *  @param[out] firstColumns columns where the terms begin in the text, from 1; after a refusal the first element is
+ *              where the fault begins.
+ *  @param[out] lastColumns  columns where they end.
+ *  @param[out] dropped  numbers of observations that do not meet the term, each counted by itself.
+ *  @return 0, or 2 for a text that is refused (logged; selected and terms are then 0). */
+OBS_API int32_t ObsGetTermCounts(const char *criteria, int32_t room, int32_t *selected, int32_t *terms,
+                                 int32_t *firstColumns, int32_t *lastColumns, int32_t *dropped);
 
 /** Number of criteria that ObsGetSelectionCounts tells of. */
 #define OBS_CRITERIA 10
@@ -604,17 +785,20 @@ OBS_API int32_t ObsSetSelObs(const char *criteria);
  *  @param[in]  criteria 32 reals, as ObsGetSelected.
  *  @param[out] selected number of observations that meet all.
  *  @param[out] dropped  OBS_CRITERIA numbers: observations that do not meet the criterion, each counted by itself, for
- *              time, satellite, sensor, elevation, azimuth, range, range rate, type, classification, group.
+ *              time, satellite, sensor, elevation, azimuth, range, range rate, type, classification, group. Terms of the
+ *              global criteria that are more than one criterion, or about indicators, are in none of them
+ *              (ObsGetTermCounts).
  *  @return 0, or 2 for refused criteria (logged; the numbers are 0). */
 OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t *selected, int32_t dropped[OBS_CRITERIA]);
 
 /* ---------------------------------------------------------------- saving ---- */
 
 /** @defgroup ObsSaveFile ObsSaveFile
- *  Writes all observations in ascending key order. The data are flushed to the disk before the file takes the place of
- *  an old one, the folder after it. A file that is appended to gets its last line ended first, and is cut back to its
- *  former length when the save fails.
- *  Threads: as ObsLoadFile.
+ *  Writes all observations in ascending key order, as they were at one moment. The data are flushed to the disk before
+ *  the file takes the place of an old one, the folder after it. A file that is appended to gets its last line ended
+ *  first, and is cut back to its former length when the save fails.
+ *  Threads: not beside another load or save. Readers go on meanwhile; who adds, changes or removes observations waits
+ *  until all is written: about half a second for a million, into a pipe as long as its reader takes.
  *  @param[in] saveMode 0 creates the file, or replaces it once completely written;
  *             any other value appends.
  *  @param[in] saveForm 0 B3, 1 TTY, 2 CSV, 3 RF; any other writes no line. An

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Groups "parsing" and "reading" of the exported header.
 #include <algorithm>
 
@@ -7,7 +8,7 @@
 #include "Obs/FormatObs/B3.h"
 #include "Obs/FormatObs/Csv.h"
 #include "Obs/FormatObs/Tty.h"
-#include "Obs/ObsCardReading/ReadObs.h"
+#include "Obs/ObsCardReading/Loading/ReadObs.h"
 
 namespace {
 
@@ -50,8 +51,7 @@ std::int32_t fieldsToText(std::string_view name, obs::Fields fields, const doubl
                           Write&& write) {
     if (refuseTexts(name, texts) || obs::refuseNull(name, {pos, vel})) return kStatusRefused;
     return obs::guarded(name, kStatusRefused, [&] {
-        std::copy_n(pos, fields.pos.size(), fields.pos.begin());
-        std::copy_n(vel, fields.vel.size(), fields.vel.begin());
+        obs::setVectors(fields, pos, vel);
         if (obs::hasValidEquinox(fields)) return write(obs::fields2record(fields));
         obs::logFailure(name, "Invalid equinox indicator. Its valid range is from 0 to 3.");
         return kStatusRefused;

@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the exported header adds for laser ranging: corrections and the CRD writer.
 #include <optional>
 
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "Obs/FormatObs/Slr.h"
-#include "Obs/ObsCardReading/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
+#include "Obs/ObsCardReading/Loading/LoadFile.h"
 #include "Obs/ObsTree/Store.h"
 
 namespace {
@@ -30,6 +32,23 @@ int32_t ObsSetSlrCorrections(int32_t troposphere, int32_t centreOfMass) {
         return kStatusRefused;
     }
     obs::setSlrCorrections({static_cast<obs::SlrTroposphere>(troposphere), centreOfMass != 0});
+    return obs::kStatusOk;
+}
+
+static_assert(OBS_SLR_TROPOSPHERE == obs::kSlrTroposphereApplied &&
+              OBS_SLR_CENTRE_OF_MASS == obs::kSlrCentreOfMassApplied);
+
+int32_t ObsGetSlrCorrectionCounts(int32_t correction, int64_t* applied, int64_t* byFile, int64_t* notApplied) {
+    if (obs::refuseNull("ObsGetSlrCorrectionCounts", {applied, byFile, notApplied})) return kStatusRefused;
+    if (correction != OBS_SLR_TROPOSPHERE && correction != OBS_SLR_CENTRE_OF_MASS) {
+        obs::logFailure("ObsGetSlrCorrectionCounts", "the correction must be 1 or 2");
+        return kStatusRefused;
+    }
+    const obs::SlrCorrectionCounts& counts = obs::latestLoad().counts.slr;
+    const auto& of = correction == OBS_SLR_TROPOSPHERE ? counts.troposphere : counts.centreOfMass;
+    *applied = of.added;
+    *byFile = of.byFile;
+    *notApplied = of.lacking;
     return obs::kStatusOk;
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 
 #include <algorithm>
@@ -8,7 +9,7 @@
 #include <utility>
 
 #include "DllExports/Obs/ObsDllVarsUtils/SecClass.h"
-#include "Obs/ObsCardReading/AddObs.h"
+#include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsTree/BulkAdd.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Sensors.h"
@@ -159,6 +160,42 @@ void takeBiases(const double* obsArr, ObsRecord& rec) {
     std::copy_n(obsArr + kBiases, biases.values.size(), biases.values.begin());
 }
 
+/// NOTE: the value 7 that marks a CSV block is also a count of sigmas, so a record may have both.
+void attachCsvDataOrBiases(const double* obsArr, ObsRecord& rec) {
+    hasCsvBlock(obsArr) ? takeCsvData(obsArr, rec) : takeBiases(obsArr, rec);
+}
+
+/// A record without its optional parts.
+ObsRecord plainRecord(const double* obsArr, std::int32_t rotateFlag) {
+    ObsRecord rec;
+    const std::int32_t type = integerOf(obsArr[kType]);
+    rec.rotateToDate = rotateFlag;
+    rec.secClass = secclassinttochar(integerOf(obsArr[kSecClass]));
+    for (const auto& [element, field] : kReals) rec.*field = obsArr[element];
+    for (const auto& [element, field] : kIntegers) rec.*field = integerOf(obsArr[element]);
+    if (kRateTypes.has(type)) {
+        rec.elRate = obsArr[kElRate];
+        rec.azRate = obsArr[kAzRate];
+    }
+    rec.obsType = type;
+    rec.equinoxInd = integerOf(obsArr[kEquinox]);
+    takeVectors(obsArr, type, rec);
+    if (rotateFlag != 0 && ObsHasRaDec(type) && rec.equinoxInd != 0) {
+        rotobstodate(rec);
+        rec.equinoxInd = 0;
+    }
+    rec.obsType = typeWithRange(type, rec.range);
+    return rec;
+}
+
+/// A record rotated to date with all its parts. Throws std::bad_alloc.
+ObsRecord wholeRecord(const double* obsArr) {
+    ObsRecord rec = plainRecord(obsArr, 1);
+    attachSigmas(obsArr, rec);
+    attachCsvDataOrBiases(obsArr, rec);
+    return rec;
+}
+
 /// Attaches an optional part, or leaves it out when there is no memory for it.
 template <class Attach>
 void orLeaveOut(Attach&& attach) {
@@ -181,7 +218,7 @@ bool enterAtOnce(std::size_t count, const double* obsArrs, std::int64_t* keys, s
         batch.adder.expect(count);
         batch.places.reserve(count);
         for (std::size_t i = 0; i < count; ++i) {
-            ObsRecord rec = obsarr2obsrec(obsArrs + i * kArrayLength);
+            ObsRecord rec = wholeRecord(obsArrs + i * kArrayLength);
             const std::int64_t key = getobskey(rec);
             if (key == kNoKey) continue;
             batch.places.push_back(i);
@@ -201,14 +238,8 @@ bool enterAtOnce(std::size_t count, const double* obsArrs, std::int64_t* keys, s
     return true;
 }
 
-/// Tells of the duplicates once everything is entered: a message that memory does not suffice for goes missing.
 void tellDuplicates(const std::vector<BulkAdd::Refused>& refused, std::int64_t* keys) {
-    for (const BulkAdd::Refused& one : refused) {
-        try {
-            keys[one.position] = refuseDuplicate(one.key);
-        } catch (const std::bad_alloc&) {
-        }
-    }
+    for (const BulkAdd::Refused& one : refused) keys[one.position] = refuseDuplicate(one.key);
 }
 
 /// One by one; what memory does not suffice for stays without a key, and the others are added all the same.
@@ -216,7 +247,7 @@ void addEach(std::size_t count, const double* obsArrs, std::int64_t* keys) {
     bool outOfMemory = false;
     for (std::size_t i = 0; i < count; ++i) {
         try {
-            keys[i] = addfrarray(obsArrs + i * kArrayLength);
+            keys[i] = AddObOnly(wholeRecord(obsArrs + i * kArrayLength));
         } catch (const std::bad_alloc&) {
             outOfMemory = true;
         }
@@ -248,26 +279,9 @@ void obsrec2arr(const ObsRecord& rec, double* obsArr, std::size_t stride) {
 }
 
 ObsRecord obsarr2obsrec(const double* obsArr, std::int32_t rotateFlag) {
-    ObsRecord rec;
-    const std::int32_t type = integerOf(obsArr[kType]);
-    rec.rotateToDate = rotateFlag;
-    rec.secClass = secclassinttochar(integerOf(obsArr[kSecClass]));
-    for (const auto& [element, field] : kReals) rec.*field = obsArr[element];
-    for (const auto& [element, field] : kIntegers) rec.*field = integerOf(obsArr[element]);
-    if (kRateTypes.has(type)) {
-        rec.elRate = obsArr[kElRate];
-        rec.azRate = obsArr[kAzRate];
-    }
-    rec.obsType = type;
-    rec.equinoxInd = integerOf(obsArr[kEquinox]);
-    takeVectors(obsArr, type, rec);
-    if (rotateFlag != 0 && ObsHasRaDec(type) && rec.equinoxInd != 0) {
-        rotobstodate(rec);
-        rec.equinoxInd = 0;
-    }
-    rec.obsType = typeWithRange(type, rec.range);
+    ObsRecord rec = plainRecord(obsArr, rotateFlag);
     orLeaveOut([&] { attachSigmas(obsArr, rec); });
-    orLeaveOut([&] { hasCsvBlock(obsArr) ? takeCsvData(obsArr, rec) : takeBiases(obsArr, rec); });
+    orLeaveOut([&] { attachCsvDataOrBiases(obsArr, rec); });
     return rec;
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// An observation as one array of 64 reals; elements are counted from 0, absent values are zeros.
 #pragma once
 
@@ -36,8 +37,9 @@ void attachSigmas(const double* obsArr, ObsRecord& rec);
 /// Adds the observation of an array. Returns the key, 0 for a refused duplicate, -1 when nothing could be added.
 std::int64_t addfrarray(const double* obsArr);
 
-/// Adds the observations of `count` arrays standing behind one another, with the same result as one by one. Returns
-/// whether each got a key. Throws std::bad_alloc when memory did not suffice for one, whose key is -1.
+/// Adds the observations of `count` arrays standing behind one another, with the same result as one by one, except that
+/// none is added without its optional parts. Returns whether each got a key. Throws std::bad_alloc when memory did not
+/// suffice for one, whose key is -1.
 bool addfrarrays(std::size_t count, const double* obsArrs, std::int64_t* keys);
 
 }  // namespace obs

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "DllExports/Obs/ObsDllVarsUtils/Fields.h"
 
 #include <algorithm>
@@ -7,7 +8,7 @@
 #include <utility>
 
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
-#include "Obs/ObsCardReading/AddObs.h"
+#include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsTree/Store.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Sensors.h"
@@ -65,6 +66,11 @@ char canonicalType(char type) {
 }
 
 }  // namespace
+
+void setVectors(Fields& fields, const double* pos, const double* vel) {
+    std::copy_n(pos, fields.pos.size(), fields.pos.begin());
+    std::copy_n(vel, fields.vel.size(), fields.vel.begin());
+}
 
 void FieldOutputs::set(const Fields& fields) const {
     *secClass = fields.secClass;

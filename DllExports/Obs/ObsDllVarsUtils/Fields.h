@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Loose fields (the list F of the exported header) to and from a record.
 #pragma once
 
@@ -28,6 +29,9 @@ struct Fields {
     Vector3 pos{};
     Vector3 vel{};
 };
+
+/// Copies a caller's vectors of three in.
+void setVectors(Fields& fields, const double* pos, const double* vel);
 
 /// Where a caller wants the list F; `vel` null where a call has none.
 struct FieldOutputs {
@@ -61,7 +65,7 @@ bool hasValidEquinox(const Fields& fields);
 ObsRecord fields2record(const Fields& fields);
 
 /// Adds the observation of loose fields with the sigma list of an array (elements 40 on). Returns its key; 0 for a
-/// refused duplicate; -1 when nothing could be added, silently for fields that name no satellite.
+/// refused duplicate; -1 when nothing could be added, silently for fields that make no key.
 std::int64_t addfrfields(const Fields& fields, const double* obsArr);
 
 /// Replaces the fields of a stored observation, except what its key is made of and its optional parts; vectors that the

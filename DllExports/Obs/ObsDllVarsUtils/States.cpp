@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "DllExports/Obs/ObsDllVarsUtils/States.h"
 
 #include <algorithm>
 #include <cmath>
 #include <optional>
 
-#include "Obs/ObsCardReading/Rotate.h"
+#include "Obs/ObsCardReading/Cards/Rotate.h"
 #include "Obs/ObsStates/Topocentric.h"
 #include "siblings/include/Time.h"
 

@@ -1,0 +1,251 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Obs/ObsCardReading/Cards/B3Quick.h"
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+#include "Obs/CardLayouts/B3.h"
+#include "Obs/CardLayouts/CardNumbers.h"
+#include "siblings/include/Services.h"
+#include "siblings/include/Time.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace obs {
+
+#if !defined(__SSE2__)
+
+bool readB3Quick(const CardText&, ObsRecord&) {
+    return kHasQuickB3;
+}
+
+#else
+
+namespace {
+
+/// A set of the 90 columns, one bit each.
+struct ColumnSet {
+    std::uint64_t low = 0;   // columns 1-64
+    std::uint64_t high = 0;  // columns 65-90
+
+    constexpr void add(Columns columns) {
+        for (unsigned column = columns.first; column <= columns.last; ++column)
+            (column <= 64 ? low : high) |= std::uint64_t{1} << ((column - 1) % 64);
+    }
+    constexpr void remove(const ColumnSet& other) {
+        low &= ~other.low;
+        high &= ~other.high;
+    }
+    constexpr bool meets(const ColumnSet& other) const { return ((low & other.low) | (high & other.high)) != 0; }
+};
+
+/// What a plain card of one type shows.
+struct Plain {
+    bool known = false;
+    ColumnSet digits;   ///< columns that must be digits
+    ColumnSet blanks;   ///< columns that must be blank
+};
+
+constexpr Columns kRange{b3::kRangeMantissa.first, b3::kRangeExponent.last};
+constexpr Columns kMeasurements{b3::kElOrDec.first, 72};
+
+constexpr Columns withoutSign(Columns field) {
+    return {field.first + 1, field.last};
+}
+
+constexpr Plain plainCard(std::int32_t type) {
+    Plain plain;
+    plain.known = true;
+    plain.digits.add(b3::kSenNum);
+    plain.digits.add(b3::kDateTime);
+    plain.blanks.add(kMeasurements);
+    ColumnSet signs;
+    for (const b3::SignedField& field : b3::kSignedFields) {
+        if (!field.carriedBy.has(type)) continue;
+        plain.digits.add(withoutSign(field.columns));
+        signs.add({field.columns.first, field.columns.first});
+    }
+    if (kAngleTypes.has(type)) plain.digits.add(b3::kAzimuth);
+    if (b3::kRangeWrittenTypes.has(type)) plain.digits.add(kRange);
+    if (kSensorPositionTypes.has(type)) {
+        for (const Columns& component : b3::kSensorPosition) {
+            plain.digits.add(withoutSign(component));
+            signs.add({component.first, component.first});
+        }
+        ColumnSet range;  // digits or blanks, looked at by itself
+        range.add(kRange);
+        plain.blanks.remove(range);
+    }
+    plain.blanks.remove(plain.digits);
+    plain.blanks.remove(signs);
+    return plain;
+}
+
+constexpr std::array<Plain, 10> kPlainCards = [] {
+    std::array<Plain, 10> cards{};
+    for (const std::int32_t type : {0, 1, 2, 3, 4, 5, 6, 8, 9}) cards[static_cast<std::size_t>(type)] = plainCard(type);
+    return cards;
+}();
+
+constexpr ColumnSet kRangeColumns = [] {
+    ColumnSet set;
+    set.add(kRange);
+    return set;
+}();
+
+/// Sign columns: the digit that the character stands for, 16 more when it negates; 255 for a surprise.
+constexpr std::uint8_t kNegative = 16;
+constexpr std::uint8_t kSurprise = 255;
+constexpr std::array<std::uint8_t, 256> kSignColumn = [] {
+    std::array<std::uint8_t, 256> values{};
+    values.fill(kSurprise);
+    for (unsigned digit = 0; digit <= 9; ++digit) values['0' + digit] = static_cast<std::uint8_t>(digit);
+    for (unsigned digit = 1; digit <= 9; ++digit) values['J' + digit - 1] = static_cast<std::uint8_t>(kNegative + digit);
+    values['-'] = kNegative;
+    values['+'] = values[' '] = 0;
+    return values;
+}();
+
+struct Shape {
+    ColumnSet notDigit;
+    ColumnSet notBlank;
+};
+
+/// Looks at 90 columns; the last load overlaps the one before, so that nothing behind them is read.
+Shape shapeOf(const char* card) {
+    std::uint64_t digits[6], blanks[6];
+    static constexpr unsigned kStarts[6] = {0, 16, 32, 48, 64, 74};
+    for (unsigned i = 0; i < 6; ++i) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(card + kStarts[i]));
+        const __m128i value = _mm_sub_epi8(block, _mm_set1_epi8('0'));
+        const __m128i isDigitHere = _mm_cmpeq_epi8(_mm_min_epu8(value, _mm_set1_epi8(9)), value);
+        digits[i] = static_cast<std::uint32_t>(_mm_movemask_epi8(isDigitHere));
+        blanks[i] = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8(' '))));
+    }
+    const auto low = [](const std::uint64_t* m) { return m[0] | m[1] << 16 | m[2] << 32 | m[3] << 48; };
+    const auto high = [](const std::uint64_t* m) { return m[4] | m[5] << 10; };
+    return {{~low(digits), ~high(digits)}, {~low(blanks), ~high(blanks)}};
+}
+
+/// The number in up to eight digit columns. Reads eight bytes from the field's start.
+template <unsigned width>
+std::uint32_t digitsAt(const char* card, unsigned firstColumn) {
+    static_assert(width >= 1 && width <= 8);
+    std::uint64_t v = 0;
+    std::memcpy(&v, card + firstColumn - 1, sizeof v);
+    v = (v & 0x0F0F0F0F0F0F0F0Fu) << (8 * (8 - width));  // the digit read first is the lowest byte
+    v = v * 10 + (v >> 8);
+    v = ((v & 0x000000FF000000FFu) * 0x000F424000000064u + (v >> 16 & 0x000000FF000000FFu) * 0x0000271000000001u) >> 32;
+    return static_cast<std::uint32_t>(v);
+}
+
+/// A signed field of `width` columns, unscaled. False for a surprise in its sign column.
+template <unsigned width>
+bool signedAt(const char* card, unsigned firstColumn, double& number) {
+    const std::uint8_t sign = kSignColumn[static_cast<unsigned char>(card[firstColumn - 1])];
+    if (sign == kSurprise) return false;
+    constexpr double kLeading = kPowersOfTen[width - 1];
+    const double size = (sign & 15u) * kLeading + digitsAt<width - 1>(card, firstColumn + 1);
+    number = (sign & kNegative) != 0 ? -size : size;
+    return true;
+}
+
+bool oneDigitOrBlank(const char* card, Columns column, std::int32_t& value) {
+    const char c = card[column.offset()];
+    value = isDigit(c) ? c - '0' : 0;
+    return isDigit(c) || c == ' ';
+}
+
+double rightAscensionAt(const char* card) {
+    const std::uint32_t all = digitsAt<7>(card, b3::kAzimuth.first);
+    return rightAscensionDegrees(all / 100000, all / 1000 % 100, all % 1000 / 10.0);
+}
+
+bool signedFieldsAt(const char* card, ObsRecord& rec) {
+    double number = 0;
+    if (kAngleTypes.has(rec.obsType)) {
+        if (!signedAt<6>(card, b3::kElOrDec.first, number)) return false;
+        rec.elOrDec = scaled(number, -b3::kSignedFields[0].decimals);
+    }
+    if (ObsHasRangeRate(rec.obsType)) {
+        if (!signedAt<7>(card, b3::kSignedFields[1].columns.first, number)) return false;
+        rec.rangeRate = scaled(number, -b3::kSignedFields[1].decimals);
+    }
+    if (!ObsHasAzElRate(rec.obsType)) return true;
+    for (std::size_t i = 2; i < b3::kSignedFields.size(); ++i) {
+        const b3::SignedField& field = b3::kSignedFields[i];
+        if (!signedAt<5>(card, field.columns.first, number)) return false;
+        rec.*field.value = scaled(number, -field.decimals);
+    }
+    return true;
+}
+
+bool sensorPositionAt(const char* card, ObsRecord& rec) {
+    for (std::size_t i = 0; i < 3; ++i) {
+        const Columns component = b3::kSensorPosition[i];
+        const char sign = card[component.offset()];
+        const std::uint8_t digit = kSignColumn[static_cast<unsigned char>(sign)];
+        if (digit > kNegative) return false;  // surprises, and letters, which are no signs here
+        double number = digitsAt<8>(card, component.first + 1);
+        number += (digit & 15u) * 1e8;
+        rec.senPos[i] = scaled(sign == '-' ? -number : number, -b3::kSensorPositionDecimals);
+    }
+    return true;
+}
+
+bool dateTimeAt(const char* card, ObsRecord& rec) {
+    char text[15];
+    std::memcpy(text, card + b3::kDateTime.offset(), 11);
+    text[11] = '.';
+    std::memcpy(text + 12, card + b3::kDateTime.offset() + 11, 3);
+    rec.obsTime = family::dtgtods50({text, sizeof text});
+    return rec.obsTime != 0.0;
+}
+
+bool readPlain(const char* card, ObsRecord& rec) {
+    const auto type = static_cast<std::uint32_t>(card[b3::kObsType.offset()] - '0');
+    if (type >= kPlainCards.size() || !kPlainCards[type].known) return false;
+    const Shape shape = shapeOf(card);
+    if (shape.notDigit.meets(kPlainCards[type].digits) || shape.notBlank.meets(kPlainCards[type].blanks)) return false;
+    rec.obsType = static_cast<std::int32_t>(type);
+    rec.secClass = card[0];
+    if (!oneDigitOrBlank(card, b3::kEquinoxInd, rec.equinoxInd) ||
+        !oneDigitOrBlank(card, b3::kIndicator1, rec.indicator1) ||
+        !oneDigitOrBlank(card, b3::kIndicator2, rec.indicator2))
+        return false;
+    if (!family::readalpha5({card + b3::kSatNum.offset(), 5}, rec.satNum) ||
+        !family::readalpha5({card + b3::kAltSatNum1.offset(), 5}, rec.altSatNum1) ||
+        !family::readalpha5({card + b3::kAltSatNum2.offset(), 5}, rec.altSatNum2))
+        return false;
+    rec.senNum = static_cast<std::int32_t>(digitsAt<3>(card, b3::kSenNum.first));
+    if (!dateTimeAt(card, rec) || !signedFieldsAt(card, rec)) return false;
+    if (ObsHasAzEl(rec.obsType)) rec.azOrRa = scaled(digitsAt<7>(card, b3::kAzimuth.first), -b3::kAzimuthDecimals);
+    if (ObsHasRaDec(rec.obsType)) rec.azOrRa = rightAscensionAt(card);
+    if (kSensorPositionTypes.has(rec.obsType) && !sensorPositionAt(card, rec)) return false;
+    if (b3::kRangeReadTypes.has(rec.obsType) && shape.notBlank.meets(kRangeColumns)) {
+        if (shape.notDigit.meets(kRangeColumns)) return false;
+        const int exponent = card[b3::kRangeExponent.offset()] - '0';
+        rec.range = scaled(digitsAt<7>(card, b3::kRangeMantissa.first), exponent - b3::kRangeExponentBias);
+        rec.obsType = typeWithRange(rec.obsType, rec.range);
+    }
+    return true;
+}
+
+}  // namespace
+
+bool readB3Quick(const CardText& card, ObsRecord& rec) {
+    const std::string_view text = card.text();
+    if (text.size() >= b3::kCardColumns) return readPlain(text.data(), rec);
+    if (text.size() < b3::kObsType.last) return false;
+    char padded[b3::kCardColumns];
+    std::memset(padded, ' ', sizeof padded);
+    std::memcpy(padded, text.data(), text.size());
+    return readPlain(padded, rec);
+}
+
+#endif
+
+}  // namespace obs

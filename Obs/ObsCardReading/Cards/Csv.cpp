@@ -1,0 +1,297 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Obs/ObsCardReading/Cards/Csv.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <string_view>
+
+#include "Obs/CardLayouts/Csv.h"
+#include "Obs/ObsCardReading/Cards/Rotate.h"
+#include "Obs/ObsTypes/TypeSets.h"
+#include "siblings/include/Services.h"
+#include "siblings/include/Time.h"
+
+namespace obs {
+
+namespace {
+
+// --- Plain numbers, as nearly all fields hold --------------------------------------------
+
+/// Powers of ten that a double holds exactly.
+constexpr double kExactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,
+                                   1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19};
+constexpr std::uint64_t kLargestExactInteger = std::uint64_t{1} << std::numeric_limits<double>::digits;
+constexpr auto kDigitsOf64Bits = static_cast<std::ptrdiff_t>(std::size(kExactPowers)) - 1;
+static_assert(kDigitsOf64Bits == std::numeric_limits<std::int64_t>::digits10 + 1);
+constexpr std::ptrdiff_t kDigitsOf32Bits = 9;
+
+/// Goes past digits, adding them to a number.
+const char* takeDigits(const char* at, std::uint64_t& number) {
+    for (; isDigit(*at); ++at) number = 10 * number + static_cast<std::uint64_t>(*at - '0');
+    return at;
+}
+
+/// As `readPlainReal`, for numbers with an exponent or too many digits for one division.
+const char* readOtherReal(const char* at, const char* limit, char end, double& value) {
+    const bool hasDigit = isDigit(*at) || (*at == '.' && isDigit(at[1]));  // the library reads words as well
+    const auto [behind, error] = std::from_chars(at, limit, value);
+    return hasDigit && error == std::errc{} && *behind == end ? behind : nullptr;
+}
+
+/// A number that ends in `end` and has neither blanks nor a plus sign. Gives the place of `end`, null for
+/// anything else. Some `end` must lie at or before `limit`.
+const char* readPlainReal(const char* at, const char* limit, char end, double& value) {
+    const bool negative = *at == '-';
+    at += negative;
+    std::uint64_t number = 0;
+    const char* behind = takeDigits(at, number);
+    std::ptrdiff_t count = behind - at, decimals = 0;
+    if (*behind == '.') {
+        const char* const point = behind;
+        behind = takeDigits(point + 1, number);
+        decimals = behind - point - 1;
+        count += decimals;
+    }
+    if (*behind == end && count > 0 && count <= kDigitsOf64Bits && number <= kLargestExactInteger) {
+        // Two exact numbers and one division: correctly rounded.
+        value = static_cast<double>(static_cast<std::int64_t>(number)) / kExactPowers[decimals];
+    } else {
+        behind = readOtherReal(at, limit, end, value);
+    }
+    if (negative) value = -value;
+    return behind;
+}
+
+const char* readPlainInteger(const char* at, std::int32_t& value) {
+    const bool negative = *at == '-';
+    at += negative;
+    std::uint64_t number = 0;
+    const char* const behind = takeDigits(at, number);
+    if (behind == at || behind - at > kDigitsOf32Bits || *behind != csv::kSeparator) return nullptr;
+    const auto size = static_cast<std::int32_t>(number);
+    value = negative ? -size : size;
+    return behind;
+}
+
+// --- All others -------------------------------------------------------------------------------
+
+std::string_view withoutOuterBlanks(std::string_view text) {
+    constexpr std::string_view kBlanks = " \t";
+    const std::size_t first = text.find_first_not_of(kBlanks);
+    return first == std::string_view::npos ? std::string_view{}
+                                           : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+/// Whether a number that was read as 0 is not 0 as it is written.
+bool isTooSmall(std::string_view text) {
+    return text.substr(0, text.find_first_of("EeDd")).find_first_of("123456789") != std::string_view::npos;
+}
+
+/// Goes through the fields of a line.
+class FieldWalk {
+public:
+    FieldWalk(std::string_view line, FieldNotes* notes) : end_(text_ + line.size()), notes_(notes) {
+        std::memcpy(text_, line.data(), line.size());
+        text_[line.size()] = csv::kSeparator;  // so that every field ends in one
+    }
+
+    /// Fills the owners' values from the line. False when a field of the date holds something else than what it counts.
+    bool readAll(const csv::Owners<char>& owners) {
+        for (; number_ <= csv::kFields.size() && at_ <= end_; ++number_)
+            at_ = read(csv::kFields[number_ - 1], owners) + 1;
+        const auto surplus = std::count(at_, end_ + 1, csv::kSeparator);
+        noteFieldCount(number_ - 1 + static_cast<std::size_t>(surplus));
+        for (; number_ <= csv::kFields.size(); ++number_) setMissing(csv::kFields[number_ - 1], owners);
+        return dateIsSound_;
+    }
+
+private:
+    /// Gives the place of the separator behind the field.
+    const char* read(const csv::Field& field, const csv::Owners<char>& owners) {
+        switch (field.kind) {
+            case csv::Kind::real:
+            case csv::Kind::exactReal: return readReal(csv::valueOf<double>(owners, field));
+            case csv::Kind::integer: return readInteger(csv::valueOf<std::int32_t>(owners, field));
+            case csv::Kind::realPair: return readPair(&csv::valueOf<double>(owners, field));
+            case csv::Kind::character: return readCharacter(csv::valueOf<char>(owners, field));
+            case csv::Kind::repeated: break;
+        }
+        return fieldEnd();
+    }
+
+    static void setMissing(const csv::Field& field, const csv::Owners<char>& owners) {
+        switch (field.kind) {
+            case csv::Kind::real:
+            case csv::Kind::exactReal: csv::valueOf<double>(owners, field) = 0; break;
+            case csv::Kind::integer: csv::valueOf<std::int32_t>(owners, field) = 0; break;
+            case csv::Kind::realPair: std::fill_n(&csv::valueOf<double>(owners, field), 2, 0.0); break;
+            case csv::Kind::character: csv::valueOf<char>(owners, field) = ' '; break;
+            case csv::Kind::repeated: break;
+        }
+    }
+
+    const char* readReal(double& value) {
+        // Most fields of most lines; looked for here, where it costs no call.
+        if (at_[0] == '0' && at_[1] == csv::kSeparator) {
+            value = 0;
+            return at_ + 1;
+        }
+        if (const char* const behind = readPlainReal(at_, end_ + 1, csv::kSeparator, value)) return behind;
+        const char* const behind = fieldEnd();
+        value = carefulReal(at_, behind);
+        return behind;
+    }
+
+    const char* readPair(double* values) {
+        const char* behind = readPlainReal(at_, end_ + 1, csv::kPairSeparator, values[0]);
+        if (behind) behind = readPlainReal(behind + 1, end_ + 1, csv::kSeparator, values[1]);
+        if (behind) return behind;
+        behind = fieldEnd();
+        const char* const colon = std::find(at_, behind, csv::kPairSeparator);
+        values[0] = carefulReal(at_, colon);
+        values[1] = colon == behind ? 0 : carefulReal(colon + 1, behind);
+        return behind;
+    }
+
+    const char* readInteger(std::int32_t& value) {
+        if (const char* const behind = readPlainInteger(at_, value)) return behind;
+        const char* const behind = fieldEnd();
+        const double number = carefulReal(at_, behind);
+        constexpr double kLeast = std::numeric_limits<std::int32_t>::min(),
+                         kMost = std::numeric_limits<std::int32_t>::max();
+        value = static_cast<std::int32_t>(std::clamp(number, kLeast, kMost));
+        if (number < kLeast || number > kMost) noteTaken("is out of range", std::to_string(value));
+        else if (number != std::trunc(number)) noteTaken("is not a whole number", std::to_string(value));
+        return behind;
+    }
+
+    const char* readCharacter(char& value) {
+        const char* const behind = fieldEnd();
+        const std::string_view text = withoutOuterBlanks({at_, behind});
+        value = text.empty() ? ' ' : text.front();
+        if (text.size() > 1) noteTaken("has more than one character", text.substr(0, 1));
+        return behind;
+    }
+
+    /// Any number with blanks, a plus sign or another exponent letter; 0 for what is none.
+    double carefulReal(const char* from, const char* to) {
+        const std::string_view text = withoutOuterBlanks({from, to});
+        double value = 0;
+        if (!family::readreal(text, 0, value)) {
+            noteTaken("is not a number", "0");
+            return 0;
+        }
+        if (value == 0 && isTooSmall(text)) noteTaken("is too small", "0");
+        else if (std::fabs(value) == std::numeric_limits<double>::max())
+            noteTaken("is out of range", "the largest number");
+        return value;
+    }
+
+    const char* fieldEnd() const { return std::find(at_, end_, csv::kSeparator); }
+
+    /// In the date nothing is taken for something else: it is a bad one then.
+    void noteTaken(std::string_view what, std::string_view as) {
+        const bool ofDate = number_ >= csv::kFirstDateField && number_ <= csv::kLastDateField;
+        dateIsSound_ = dateIsSound_ && !ofDate;
+        if (!notes_ || ofDate) return;
+        const std::string_view name = csv::kFields[number_ - 1].name;
+        std::string text = "ReadCsv: Field " + std::to_string(number_) + " (";
+        text.append(name).append(") ").append(what).append(" and is taken as ").append(as).append(".");
+        notes_->push_back({as == "0" ? FieldNote::Kind::zeroed : FieldNote::Kind::altered, name, std::move(text)});
+    }
+
+    void noteFieldCount(std::size_t count) {
+        if (!notes_ || count == csv::kFields.size()) return;
+        const bool isShort = count < csv::kFields.size();
+        notes_->push_back({isShort ? FieldNote::Kind::zeroed : FieldNote::Kind::altered,
+                           {},
+                           "ReadCsv: The line has " + std::to_string(count) + " fields instead of " +
+                               std::to_string(csv::kFields.size()) +
+                               (isShort ? "; the missing ones are taken as 0." : "; the ones behind these are ignored.")});
+    }
+
+    char text_[kCardLength + 1];
+    const char* const end_;  ///< the separator that was put behind the line
+    const char* at_ = text_;
+    std::size_t number_ = 1;  ///< of the field, from 1
+    bool dateIsSound_ = true;
+    FieldNotes* notes_;
+};
+
+// --- From fields to the record --------------------------------------------------------------------
+
+void setAngles(const csv::LineValues& line, ObsRecord& rec) {
+    const bool raDec = ObsHasRaDec(rec.obsType);
+    rec.elOrDec = raDec ? line.declination : line.elevation;
+    rec.elRate = raDec ? line.declinationRate : line.elevationRate;
+    rec.azOrRa = raDec ? line.rightAscension : line.azimuth;
+    rec.azRate = raDec ? line.rightAscensionRate : line.azimuthRate;
+}
+
+/// Puts a part there, or takes it away.
+template <class T>
+void setPart(Owned<T>& part, bool wanted, const T& value) {
+    if (!wanted) part.release();
+    else if (part) *part = value;
+    else part.create() = value;
+}
+
+bool anyNonZero(const ObsBiases& biases) {
+    return std::any_of(biases.values.begin(), biases.values.end(), [](double value) { return value != 0; });
+}
+
+bool anyNonZero(const RfObsData& rfData) {
+    return rfData.rangeSigmaM != 0 || rfData.rangeRateSigmaMs != 0;
+}
+
+template <class T>
+char* bytesOf(T& owner) {
+    return reinterpret_cast<char*>(&owner);
+}
+
+/// Throws std::bad_alloc.
+MaybeRefusal readFields(std::string_view line, ObsRecord& rec, FieldNotes* notes) {
+    if (!rec.csvData) rec.csvData.create();
+    csv::LineValues values;
+    ObsBiases biases;
+    RfObsData rfData;
+    const bool dateIsSound = FieldWalk(line, notes)
+                                 .readAll({bytesOf(values), bytesOf(static_cast<ObsFields&>(rec)),
+                                           bytesOf(*rec.csvData), bytesOf(biases), bytesOf(rfData)});
+    rec.obsTime = family::tcomps2utc(values.year, values.dayOfYear, values.hour, values.minute, values.seconds);
+    // NOTE: 0 stands for a failed composition, so the midnight that has this time cannot be read.
+    if (!dateIsSound || rec.obsTime == 0) return Refusal{"ReadCsv: Bad date time in CSV string", {}, 0, {}};
+    setPart(rec.biases, anyNonZero(biases), biases);
+    setPart(rec.rfData, anyNonZero(rfData), rfData);
+    setAngles(values, rec);
+    rec.obsType = typeWithRange(rec.obsType, rec.range);
+    rotateIfAsked(rec);
+    return std::nullopt;
+}
+
+}  // namespace
+
+bool IsCsvObs(const CardText& line) {
+    constexpr std::ptrdiff_t kColons = 2, kCommas = 55;
+    const std::string_view text = line.text();
+    return isClassification(line.at(1)) && (std::count(text.begin(), text.end(), ':') == kColons ||
+                                            std::count(text.begin(), text.end(), ',') == kCommas);
+}
+
+MaybeRefusal ReadCsv(const CardText& line, ObsRecord& rec, FieldNotes* notes) {
+    const std::string_view text = line.text();
+    const std::size_t last = text.find_last_not_of(' ');
+    if (last == std::string_view::npos) return Refusal{"ReadCsv: CSV string is blank", {}, 0, {}};
+    try {
+        return readFields(text.substr(0, last + 1), rec, notes);
+    } catch (const std::bad_alloc&) {
+        return Refusal{"ReadCsv: Can't allocate memory space for CSV data", {}, 0, {}};
+    }
+}
+
+}  // namespace obs

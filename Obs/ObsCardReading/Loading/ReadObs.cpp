@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Obs/ObsCardReading/Loading/ReadObs.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "Obs/ObsCardReading/Cards/B3.h"
+#include "Obs/ObsCardReading/Cards/Rf.h"
+#include "Obs/ObsCardReading/Cards/Tty.h"
+#include "Obs/ObsCardReading/Loading/TtyYear.h"
+#include "siblings/include/Services.h"
+
+namespace obs {
+
+namespace {
+
+Refusal notRead(std::string_view message) {
+    return {message, {}, 0, {}};
+}
+
+std::int32_t addAndCount(const MaybeRefusal& refusal, const ObsRecord& rec, LoadCounts& counts, std::int32_t gid) {
+    if (refusal) {
+        family::tracelogerror(refusal->message());
+        ++counts.bad;
+        return kStatusRefused;
+    }
+    return AddObsToMem(rec, counts, gid) == kNoKey ? kStatusRefused : kStatusOk;
+}
+
+}  // namespace
+
+ReadSettings processSettings() {
+    ReadSettings settings;
+    settings.ttyYear = ttyYear();
+    settings.corrections = slrCorrections();
+    return settings;
+}
+
+MaybeRefusal readLine(const CardText& line, LineClass lineClass, ObsRecord& rec, const ReadSettings& settings,
+                      FieldNotes* notes, LineReader* unit) {
+    switch (lineClass) {
+        case LineClass::b3: return ReadB3(line, rec);
+        case LineClass::b3Extended: return ReadB3Ext(line, rec);
+        case LineClass::tty: return ReadTTYFrFile(unit, line, settings, rec, notes);
+        case LineClass::csv: return ReadCsv(line, rec, notes);
+        case LineClass::rf: return ReadRFObs(line, rec, *settings.sensors);
+        case LineClass::slrBlock: return notRead("ReadSlr: The mark of a block of laser ranges is no observation by itself.");
+        default: return std::nullopt;
+    }
+}
+
+bool hasReader(LineClass lineClass) {
+    using enum LineClass;
+    constexpr LineClass kRead[] = {b3, b3Extended, tty, csv, rf, slrBlock};
+    return std::find(std::begin(kRead), std::end(kRead), lineClass) != std::end(kRead);
+}
+
+std::int32_t ReadObsRec(const CardText& line, LineClass lineClass, LoadCounts& counts, std::int32_t gid) {
+    ObsRecord rec;
+    FieldNotes notes;
+    const MaybeRefusal refusal = readLine(line, lineClass, rec, processSettings(), &notes);
+    logNotes(notes);
+    return addAndCount(refusal, rec, counts, gid);
+}
+
+std::int32_t ReadTTY2LineObs(const CardText& line1, const CardText& line2, LineClass lineClass, LoadCounts& counts) {
+    ObsRecord rec;
+    MaybeRefusal refusal;
+    if (lineClass == LineClass::tty || lineClass == LineClass::b3 || lineClass == LineClass::b3Extended)
+        refusal = parseLines(line1, line2, {}, rec);
+    return addAndCount(refusal, rec, counts, 0);
+}
+
+MaybeRefusal parseLines(const CardText& line1, const CardText& line2, std::string_view unsupported, ObsRecord& rec) {
+    const LineClass lineClass = ObsCardType(line1);
+    FieldNotes notes;
+    MaybeRefusal refusal;
+    switch (lineClass) {
+        case LineClass::tty: refusal = ReadTTYFrLines(line1, line2, processSettings(), rec, &notes); break;
+        case LineClass::b3:
+        case LineClass::b3Extended:
+        case LineClass::csv: refusal = readLine(line1, lineClass, rec, {}, &notes); break;
+        default: return notRead(unsupported);
+    }
+    logNotes(notes);
+    return refusal;
+}
+
+void logNotes(const FieldNotes& notes) {
+    for (const FieldNote& note : notes) family::traceloginfo(note.text);
+}
+
+void ValidateObs(const ObsRecord& rec) {
+    [[maybe_unused]] const ObsRecord copy(rec);
+}
+
+}  // namespace obs
