@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Parts of the library's cost, each through one exported function.
 #include <benchmark/benchmark.h>
 #include <unistd.h>

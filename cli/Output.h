@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// What the command writes: standard output through one buffer, complaints to standard error.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// The stored observations that meet criteria given as a text.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Session.h"
 
 #include <poll.h>
@@ -169,6 +170,7 @@ void Session::quietly(const std::function<void()>& work) {
 }
 
 void Session::onLine(std::int32_t kind, const char* file, std::int64_t line, const char* reason, void* self) {
+    if (kind != OBS_LINE_BAD && kind != OBS_LINE_DUPLICATE) return;
     auto& session = *static_cast<Session*>(self);
     // The library also logged the reason; what else it logged is still to be told.
     std::erase_if(session.errors_, [reason](const std::string& error) { return sameMessage(error, reason); });

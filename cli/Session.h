@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// One run of the command: files go into the library's store, what the library says about
 /// them comes out.

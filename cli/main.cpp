@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// obstool: looks into files of satellite tracking observations and converts them.
 /// This file reads the command line; the subcommands are in files of their names.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Loads of files that a test writes, with what is said and counted on the way.
 #pragma once
 
@@ -51,7 +52,7 @@ protected:
     }
     std::int32_t load(const std::string& text) { return ReadObsFrFile(write("deck.txt", text)); }
     void expectCounts(std::int64_t loaded, std::int64_t duplicate, std::int64_t bad) {
-        const LoadCounts counts = latestLoadCounts();
+        const LoadCounts counts = latestLoad().counts;
         EXPECT_EQ(counts.loaded, loaded);
         EXPECT_EQ(counts.duplicate, duplicate);
         EXPECT_EQ(counts.bad, bad);

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The public headers as a Fortran module of bind(c) interfaces."""
 import re
 import textwrap
@@ -5,6 +6,7 @@ import textwrap
 from api_header import FAMILY_HEADER, OBS_HEADER, read
 
 HEAD = """\
+! SPDX-License-Identifier: Apache-2.0
 ! Obs and its family from Fortran 2003 and later: one interface for each function of ObsDllExports.h and ObsFamily.h.
 ! Made from these headers by tools/api_page.py; what the functions do stands there and in docs/api/functions.md.
 !

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Columns of a fixed-column card, and a card as text.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Columns of the two TTY cards, shared by reader and writer. docs/formats/tty.md prints the same tables; a test holds
 /// the two together.
 #pragma once
@@ -99,11 +100,12 @@ struct Vector {
     std::array<Columns, 3> columns;
     ObsTypeSet carriedBy;
     Vector3 ObsRecord::*value;
+    std::string_view name;
 };
 inline constexpr std::array<Vector, 3> kVectorsOnCard2{{
-    {{{{39, 48}, {49, 58}, {59, 68}}}, kSensorPositionTypes, &ObsRecord::senPos},
-    {{{{13, 22}, {23, 32}, {33, 42}}}, {7}, &ObsRecord::senPos},
-    {{{{43, 51}, {52, 60}, {61, 69}}}, {7}, &ObsRecord::senVel},
+    {{{{39, 48}, {49, 58}, {59, 68}}}, kSensorPositionTypes, &ObsRecord::senPos, "sensor position"},
+    {{{{13, 22}, {23, 32}, {33, 42}}}, {7}, &ObsRecord::senPos, "position"},
+    {{{{43, 51}, {52, 60}, {61, 69}}}, {7}, &ObsRecord::senVel, "velocity"},
 }};
 
 /// The satellite's position of types 10 and 11, on card 1; km.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Fields of fixed-column cards as text. Numbers are rounded to the nearest unit, halves away from zero; a number
 /// that does not fit its columns fills them with asterisks, which every reader refuses.
 #pragma once

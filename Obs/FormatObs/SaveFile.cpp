@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/FormatObs/SaveFile.h"
 
 #include <array>
@@ -173,7 +174,7 @@ void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::
     LineWriter out(unit);
     // Messages wait until the store is free: whoever receives them may be waiting for it.
     const family::MessageHold hold;
-    const ReadGuard guard;
+    const StandstillGuard guard;
     switch (static_cast<SaveForm>(saveForm)) {
         case SaveForm::b3: writeB3Lines(out, gid, tally); break;
         case SaveForm::tty: writeTtyLines(out, gid, tally); break;

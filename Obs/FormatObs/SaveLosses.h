@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What a save form does to an observation that loading does not undo: it is left out, its line cannot be read again, or
 /// it comes back as something else. Rounding to the columns of a card is none of these.
 #pragma once

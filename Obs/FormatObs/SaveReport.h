@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What became of the observations of a save, counted and told one by one.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/FormatObs/Slr.h"
 
 #include <algorithm>
@@ -12,7 +13,8 @@
 #include "Obs/CardLayouts/SlrNumbers.h"
 #include "Obs/FormatObs/SaveReport.h"
 #include "Obs/ObsCardReading/LaserRanging/Crd.h"
-#include "Obs/ObsCardReading/Loading/LineReader.h"
+#include "Obs/CardLayouts/LineReader.h"
+#include "Obs/ObsCardReading/Loading/FilePieces.h"
 #include "Obs/ObsTree/Store.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Constants.h"
@@ -319,7 +321,7 @@ std::vector<SlrRange> collect(std::optional<std::int32_t> gid, SaveTally& tally)
     std::vector<SlrRange> ranges;
     ObsRecord rec;
     {
-        const ReadGuard guard;
+        const StandstillGuard guard;
         walkNodes(gid, [&](SlotNumber slot) {
             gStore.pools.read(slot, rec, false);
             const std::int64_t key = gStore.pools.node(slot).key;
@@ -338,12 +340,17 @@ std::vector<SlrRange> collect(std::optional<std::int32_t> gid, SaveTally& tally)
 
 /// Where the last line that is not blank begins, if it is an end mark; else the file's size. -1 when reading fails.
 std::int64_t sizeWithoutEndMark(family::Unit in) {
-    LineReader lines(in);
+    FilePieces pieces(in);
     std::int64_t mark = -1;
-    for (std::string_view line; lines.next(line);)
-        if (line.find_first_not_of(" \t\r") != std::string_view::npos)
-            mark = isCrdEnd(line) ? lines.beforeCurrentLine().position : -1;
-    if (lines.failed()) return -1;
+    bool isLast = false;
+    for (std::string_view piece; pieces.next(piece, isLast);) {
+        LineReader lines(piece, isLast, {0, pieces.offset()});
+        for (std::string_view line; lines.next(line);)
+            if (line.find_first_not_of(" \t\r") != std::string_view::npos)
+                mark = isCrdEnd(line) ? lines.place().offset : -1;
+        pieces.took(lines.bytesTaken());
+    }
+    if (pieces.failed()) return -1;
     return mark >= 0 ? mark : family::filesize(in);
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Why a reader refused a card. Readers write nothing to the log: a load names its bad lines in the
 /// order of the file, which may be later than they are read.
 #pragma once
@@ -26,5 +27,11 @@ struct Refusal {
 
 /// A refusal, or nothing when the card was read.
 using MaybeRefusal = std::optional<Refusal>;
+
+/// Of a line that holds a NUL: no format has one, and it would end the line for whoever takes it as a text.
+inline MaybeRefusal refuseNul(std::string_view line) {
+    if (line.find('\0') == std::string_view::npos) return std::nullopt;
+    return Refusal{"ReadObsRec: The line holds a NUL character.", {}, 0, {}};
+}
 
 }  // namespace obs

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsStates/Topocentric.h"
 
 #include <algorithm>
@@ -24,9 +25,9 @@ family::StateKm temeState(const Vector3& posKm, const Vector3& velKms) {
     return state;
 }
 
-std::optional<SensorPlace> groundSensor(std::int32_t senNum, double timeDs50) {
+std::optional<SensorPlace> groundSensor(std::int32_t senNum, double timeDs50, const SensorSource& sensors) {
     family::SensorData data;
-    if (!family::findsendata(senNum, data) || !data.hasPlace) return std::nullopt;
+    if (!sensors.find(senNum, data) || !data.hasPlace) return std::nullopt;
     SensorPlace sensor{data.latitudeDeg, data.longitudeDeg, data.heightM / kMetresInKm, {}};
     family::StateKm itrs{};
     family::geodetictoitrs(sensor.latitude(), sensor.longitude(), sensor.heightKm, itrs.posKm);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Between what a sensor sees and where the satellite is: what the states of observations and the conversion of type 7
 /// share, so that one is the inverse of the other.
 ///
@@ -10,6 +11,7 @@
 #include <limits>
 #include <optional>
 
+#include "Obs/ObsStates/SensorSource.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 #include "siblings/include/Coords.h"
 
@@ -42,8 +44,9 @@ struct RaDec {
 /// A state of date from a record's vectors; a vector of zeros is none.
 family::StateKm temeState(const Vector3& posKm, const Vector3& velKms);
 
-/// A sensor of the sensor library, which turns with the Earth; none when its number is not known. Logs nothing.
-std::optional<SensorPlace> groundSensor(std::int32_t senNum, double timeDs50);
+/// A sensor that turns with the Earth; none when its number is not known. Logs nothing.
+std::optional<SensorPlace> groundSensor(std::int32_t senNum, double timeDs50,
+                                        const SensorSource& sensors = familySensors());
 
 /// A sensor in space; its geodetic place is where its horizon is.
 std::optional<SensorPlace> spaceSensor(const family::StateKm& teme, double timeDs50);

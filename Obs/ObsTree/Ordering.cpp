@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTree/Ordering.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdlib>
+#include <limits>
 #include <new>
 #include <vector>
 
@@ -260,11 +262,18 @@ void timesOf(const std::vector<Item>& items, double* earliest, double* latest) {
     }
 }
 
-/// Writes the items' keys in the sense of `code`.
-void putKeys(const std::vector<Item>& items, bool descending, std::int64_t* keys) {
-    const auto put = [&](const Item& item) { *keys++ = gStore.pools.node(item.slot).key; };
-    if (descending) std::for_each(items.rbegin(), items.rend(), put);
-    else std::for_each(items.begin(), items.end(), put);
+constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
+
+/// Writes the first `room` of the items' keys in the sense of `code`.
+void putKeys(const std::vector<Item>& items, bool descending, std::int64_t* keys, std::size_t room = kNoLimit) {
+    const auto keyOf = [](const Item& item) { return gStore.pools.node(item.slot).key; };
+    const auto count = static_cast<std::ptrdiff_t>(std::min(items.size(), room));
+    if (descending) std::transform(items.rbegin(), items.rbegin() + count, keys, keyOf);
+    else std::transform(items.begin(), items.begin() + count, keys, keyOf);
+}
+
+auto inGroup(std::optional<std::int32_t> gid) {
+    return [gid](SlotNumber slot) { return !gid || gStore.pools.mark(slot).gid == *gid; };
 }
 
 }  // namespace
@@ -282,20 +291,30 @@ bool lessthan(ObsBinTreePtr a, ObsBinTreePtr b, std::int32_t code) {
 std::int32_t obssort(std::int32_t code, std::int64_t* keys, std::optional<std::int32_t> gid, double* earliestTime,
                      double* latestTime) {
     const ReadGuard guard;
-    const std::vector<Item> items =
-        sortedItems(orderOf(code), [&](SlotNumber slot) { return !gid || gStore.pools.mark(slot).gid == *gid; });
+    const std::vector<Item> items = sortedItems(orderOf(code), inGroup(gid));
     putKeys(items, code > 0, keys);
     timesOf(items, earliestTime, latestTime);
     return static_cast<std::int32_t>(items.size());
 }
 
 void obsgettreekeys(std::int32_t& count, std::int64_t* keys, std::int32_t code, std::optional<std::int32_t> gid) {
-    if (code != kTreeOrder) {
-        count += obssort(code, keys + count, gid);
-        return;
-    }
+    count += obslistkeys(code, gid, keys + count, kNoLimit);
+}
+
+std::int32_t obslistkeys(std::int32_t code, std::optional<std::int32_t> gid, std::int64_t* keys, std::size_t room) {
+    if (room == 0) return obsgetnumoftreenodes(gid);
     const ReadGuard guard;
-    walkNodes(gid, [&](SlotNumber slot) { keys[count++] = gStore.pools.node(slot).key; });
+    if (code != kTreeOrder) {
+        const std::vector<Item> items = sortedItems(orderOf(code), inGroup(gid));
+        putKeys(items, code > 0, keys, room);
+        return static_cast<std::int32_t>(items.size());
+    }
+    std::size_t count = 0;
+    walkNodes(gid, [&](SlotNumber slot) {
+        if (count < room) keys[count] = gStore.pools.node(slot).key;
+        ++count;
+    });
+    return static_cast<std::int32_t>(count);
 }
 
 std::int32_t obsgetselected(const ObsSelection& one, const ObsSelection& other, std::int32_t code, std::int64_t* keys) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The store's memory. One slot number stands for one observation in four arrays, kept apart
 /// because different work touches them: nodes (a descent), parents (a change of the tree), marks (listing by
 /// insertion, groups) and records. Fresh memory is the largest part of a load, so a record keeps its common
@@ -9,7 +10,7 @@
 /// 3. A reserved slot is touched by its owner alone, except that its node's key stays -1 until
 ///    it is linked.
 ///
-/// Threads: `reserve` and `giveBack` need the update mutex; writing a reserved slot needs nothing;
+/// Threads: `reserve`, `close` and `abandon` need updaters kept out; writing a reserved slot needs nothing;
 /// everything else needs the updater side, reading needs the reader side.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Who may be inside the store when.
 ///
 /// Any number of readers, or one updater. Readers take no mutex: a reader counts itself in
@@ -7,6 +8,13 @@
 /// total order (seq_cst), so at least one of the two sees the other: an updater never meets a
 /// reader inside.
 ///
+/// Who only needs the store to stand still, as a save does, holds the mutex without setting the flag: updaters wait,
+/// readers go on, and an updater that waits keeps nobody out.
+///
+/// A fork waits for none of these. The child has the forking thread alone; those who were inside are not there to leave.
+/// If none of them was changing anything the child starts with nobody inside; else its store is lost and every
+/// access throws StoreLost.
+///
 /// Rules:
 /// 1. A read must not be begun inside a read of the same thread: an updater that came
 ///    between the two would wait for the first while the second waits for it.
@@ -14,14 +22,21 @@
 /// 3. References into the store are good until the read or update ends.
 /// 4. Observations under address keys follow the same protocol, because all records share
 ///    their pools.
+/// 5. No caller's code (a log or a load callback) runs inside, so that none of it can fork there.
 #pragma once
 
 #include <array>
 #include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <stdexcept>
 
 namespace obs {
+
+/// Thrown on the way into a store that another thread was changing when the process was forked.
+struct StoreLost : std::runtime_error {
+    StoreLost();
+};
 
 class Protocol {
 public:
@@ -30,12 +45,14 @@ public:
     void beginUpdate();
     void endUpdate();
 
-    /// Taken alone, it keeps other updaters out while readers go on: for work that no
-    /// reader can see yet.
-    std::mutex& updateMutex() { return obs_updatenote_; }
+    /// Keep other updaters out while readers go on; `changing`: and what only updaters look at is changed.
+    void beginStandstill(bool changing);
+    void endStandstill();
 
     /// Readers counted in, those about to back out included.
     std::int32_t numreads() const;
+
+    void afterForkInChild();
 
 private:
     /// One thread writes mostly one counter, so that readers on different cores do not
@@ -45,11 +62,15 @@ private:
     };
     static constexpr std::size_t kCounters = 32;
 
+    static constexpr std::int32_t kLost = 2;
+
     static std::size_t counterOfThread();
     void waitForUpdate();
+    void setChanging();
 
     std::array<Counter, kCounters> counters_;
-    alignas(64) std::atomic<std::int32_t> isupdating_{0};
+    alignas(64) std::atomic<std::int32_t> isupdating_{0};  ///< 0, 1, or `kLost` for good
+    std::atomic<bool> isChanging_{false};                  ///< what a fork copies now is not whole
     std::mutex obs_updatenote_;
 };
 
@@ -73,6 +94,24 @@ public:
     ~UpdateGuard() { gProtocol.endUpdate(); }
     UpdateGuard(const UpdateGuard&) = delete;
     UpdateGuard& operator=(const UpdateGuard&) = delete;
+};
+
+/// For saves: updaters wait, readers go on.
+class StandstillGuard {
+public:
+    StandstillGuard() { gProtocol.beginStandstill(false); }
+    ~StandstillGuard() { gProtocol.endStandstill(); }
+    StandstillGuard(const StandstillGuard&) = delete;
+    StandstillGuard& operator=(const StandstillGuard&) = delete;
+};
+
+/// For changes that no reader can see: updaters wait, readers go on.
+class UnseenUpdateGuard {
+public:
+    UnseenUpdateGuard() { gProtocol.beginStandstill(true); }
+    ~UnseenUpdateGuard() { gProtocol.endStandstill(); }
+    UnseenUpdateGuard(const UnseenUpdateGuard&) = delete;
+    UnseenUpdateGuard& operator=(const UnseenUpdateGuard&) = delete;
 };
 
 }  // namespace obs

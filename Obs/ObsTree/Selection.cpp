@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTree/Selection.h"
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <utility>
 
 #include "Obs/ObsTypes/TypeSets.h"
+#include "siblings/include/ForkHold.h"
 
 namespace obs {
 
@@ -16,15 +18,12 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr std::size_t kMostListed = 10;
 constexpr std::int32_t kMostType = 19;
 
-/// Never destroyed: other threads may select while the process ends.
-struct GlobalSelection {
-    std::mutex selob;
-    ObsSelection gselob;  ///< guarded by `selob`
-};
-GlobalSelection& global() {
-    static GlobalSelection& criteria = *new GlobalSelection;
-    return criteria;
-}
+constinit std::mutex selob;
+
+/// Guarded by `selob`. Never destroyed: other threads may select while the process ends.
+ObsSelection& gselob = *new ObsSelection;
+
+[[maybe_unused]] const int gForkHandled = family::holdAtForks<selob>();
 
 constexpr double kTurnDeg = 360;
 
@@ -335,13 +334,13 @@ TermCounts countTerms(const ObsSelection& selection) {
 }
 
 void setSelection(ObsSelection&& selection) {
-    const std::lock_guard lock(global().selob);
-    std::swap(global().gselob, selection);
+    const std::lock_guard lock(selob);
+    std::swap(gselob, selection);
 }
 
 ObsSelection currentSelection() {
-    const std::lock_guard lock(global().selob);
-    return global().gselob;
+    const std::lock_guard lock(selob);
+    return gselob;
 }
 
 std::string_view selectionFromArray(const double* criteria, ObsSelection& selection) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Selecting observations by criteria, and the criteria that SELOB lines set for the whole process.
 ///
 /// An observation whose type does not carry a quantity does not meet a bound on it, nor "is not" a value.

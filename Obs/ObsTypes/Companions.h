@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The companions of the record: the store's node and handle as values, references for
 /// lists, and the small records of matching and laser ranging.
 #pragma once

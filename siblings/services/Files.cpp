@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <atomic>
 #include <cerrno>
 #include <climits>
@@ -9,7 +10,10 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <linux/magic.h>
+#include <pthread.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include "siblings/include/ObsFamily.h"
@@ -136,6 +140,13 @@ public:
         }
     }
 
+    /// For a forked child: what its parent writes is not the child's to give up.
+    static void forgetAll() {
+        for (auto& place : places) {
+            place.store(nullptr);
+        }
+    }
+
 private:
     static constexpr std::size_t kMostAtOnce = 16;  // more files at a time are not given up by a signal
     static std::atomic<const Undo*> places[kMostAtOnce];
@@ -160,6 +171,8 @@ private:
     bool armed_ = false;
 };
 constinit std::atomic<const Undo*> Undo::places[Undo::kMostAtOnce]{};
+
+[[maybe_unused]] const int forkHandled = pthread_atfork(nullptr, nullptr, Undo::forgetAll);
 
 int writeBlocks(int descriptor, const char* bytes, std::size_t size) {
     while (size > 0) {
@@ -346,6 +359,25 @@ int writeAll(int descriptor, const char* bytes, std::size_t size, bool regular) 
     return writeBlocks(descriptor, bytes, size);
 }
 
+/// Files that the kernel makes up while they are read: some have no end, others wait for something to happen.
+bool isMadeUp(int descriptor) {
+    struct statfs system {};
+    if (::fstatfs(descriptor, &system) != 0) {
+        return false;
+    }
+    switch (system.f_type) {
+    case PROC_SUPER_MAGIC:
+    case SYSFS_MAGIC:
+    case DEBUGFS_MAGIC:
+    case TRACEFS_MAGIC:
+    case SECURITYFS_MAGIC:
+    case PSTOREFS_MAGIC:
+    case CGROUP_SUPER_MAGIC:
+    case CGROUP2_SUPER_MAGIC: return true;
+    default: return false;
+    }
+}
+
 class OpenFile {
 public:
     explicit OpenFile(std::string_view name) : name_(name) {}
@@ -362,7 +394,7 @@ public:
         }
         const int error = openIn(mode);
         regular_ = error == 0 && isRegularFile(file_.get());
-        if (error == 0 && mode == kOpenRead && !regular_) {
+        if (error == 0 && mode == kOpenRead && (!regular_ || isMadeUp(file_.get()))) {
             return EINVAL;
         }
         isWritten_ = mode != kOpenRead;

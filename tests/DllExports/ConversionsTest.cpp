@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -39,7 +40,7 @@ bool carry(Format format, const ObsRecord& rec, ObsRecord& back) {
         }
         case Format::tty:
             CreateTTYObs(rec, line, second);
-            return !ReadTTYFrLines(std::string_view(line, 80), std::string_view(second, 80), back);
+            return !ReadTTYFrLines(std::string_view(line, 80), std::string_view(second, 80), processSettings(), back);
         case Format::csv: {
             std::size_t length = 0;
             if (CreateCsvObs(rec, line, length)) return false;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Selection against a plain filter over the same observations, and the text that sets the global criteria.
 #include <cmath>
 #include <filesystem>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/FormatObs/Csv.h"
 
 #include <gtest/gtest.h>
@@ -185,10 +186,10 @@ TEST(CsvWriter, recordsComeBack) {
         const std::string line = written(rec);
         ASSERT_EQ(ObsCardType(line), LineClass::csv) << line;
         ObsRecord back;
-        CsvNotes notes;
+        FieldNotes notes;
         const MaybeRefusal refusal = ReadCsv(line, back, &notes);
         ASSERT_FALSE(refusal) << line << refusal->message();
-        ASSERT_TRUE(notes.empty()) << line << notes.front();
+        ASSERT_TRUE(notes.empty()) << line << notes.front().text;
         ASSERT_EQ(valuesOf(back), valuesOf(rec)) << line;
         ASSERT_EQ(written(back), line);
     }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/FormatObs/Slr.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@
 #include "Obs/ObsTree/Keys.h"
 #include "ObsDllExports.h"
 #include "siblings/include/ObsFamily.h"
+#include "tests/QuietSink.h"
 #include "tests/TestLog.h"
 
 namespace obs::test {
@@ -128,9 +130,9 @@ TEST_F(SlrWriter, sessionsAndWhatIsLeftOut) {
 // Times of the last sixty years come back bit for bit, ranges within half a picosecond of flight there and back,
 // angles within half a unit of the sixth decimal; ranges half a millisecond apart take no angles from each other.
 TEST_F(SlrWriter, readsBackWithinItsLimits) {
-    struct Checker final : SlrSink {
+    struct Checker final : QuietSink {
         std::map<double, ObsRecord> written;
-        void observation(ObsRecord& back, std::int64_t) override {
+        void observation(ObsRecord& back, std::string_view, LinePlace) override {
             constexpr double kHalfPicosecondKm = 299792.458e-12 / 4, kHalfAngleUnit = 0.5e-6, kRounding = 1.01;
             const ObsRecord out = written.at(back.obsTime);
             written.erase(back.obsTime);
@@ -140,8 +142,7 @@ TEST_F(SlrWriter, readsBackWithinItsLimits) {
             EXPECT_NEAR(back.azOrRa, out.azOrRa, kRounding * kHalfAngleUnit);
             EXPECT_NEAR(back.elOrDec, out.elOrDec, kRounding * kHalfAngleUnit);
         }
-        void refuse(const Refusal& why, std::string_view, std::int64_t) override { ADD_FAILURE() << why.message(); }
-        void note(std::string) override {}
+        void refuse(const Refusal& why, std::string_view, LinePlace) override { ADD_FAILURE() << why.message(); }
     } checker;
     std::mt19937_64 random(7090);
     std::uniform_real_distribution<double> anyTime(5479, 38000), anyRange(300, 400000), share(0, 1);
@@ -161,8 +162,10 @@ TEST_F(SlrWriter, readsBackWithinItsLimits) {
         checker.written[rec.obsTime] = rec;
         ASSERT_GT(AddObOnly(rec), 0);
     }
-    CrdReader reader(checker);
-    for (const std::string& line : saved()) EXPECT_TRUE(reader.take(line, 1)) << line;
+    CrdReader reader;
+    const ReadSettings settings;
+    reader.attach(settings, checker);
+    for (const std::string& line : saved()) EXPECT_NE(reader.take(line, {}), CrdReader::Took::no) << line;
     EXPECT_TRUE(checker.written.empty());
 }
 

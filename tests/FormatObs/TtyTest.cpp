@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/FormatObs/Tty.h"
 
 #include <gtest/gtest.h>
@@ -138,7 +139,7 @@ TEST(TtyWriter, valuesInTheirColumns) {
 
 // What is read from a message gives it again. The digits are the tables' business.
 TEST(TtyWriter, messagesComeBack) {
-    SetTTYYear(2024);
+    const ReadSettings settings{.ttyYear = 2024};
     std::mt19937_64 random(3);
     const auto uniform = [&](double low, double high) {
         return std::uniform_real_distribution<double>(low, high)(random);
@@ -160,7 +161,7 @@ TEST(TtyWriter, messagesComeBack) {
         ASSERT_EQ(ObsCardType(message.card1), LineClass::tty);
         ObsRecord back;
         back.rotateToDate = 0;
-        const MaybeRefusal refusal = ReadTTYFrLines(message.card1, message.card2, back);
+        const MaybeRefusal refusal = ReadTTYFrLines(message.card1, message.card2, settings, back);
         ASSERT_FALSE(refusal) << refusal->message();
         const std::string cards = message.card1 + "\n" + message.card2;
         EXPECT_EQ(back.obsType, type) << cards;
@@ -172,8 +173,7 @@ TEST(TtyWriter, messagesComeBack) {
     // Positions have their time on the card where the reader does not look for it.
     ObsRecord back;
     const Message position = written(plainRecord(10));
-    EXPECT_TRUE(ReadTTYFrLines(position.card1, position.card2, back));
-    SetTTYYear(0);
+    EXPECT_TRUE(ReadTTYFrLines(position.card1, position.card2, settings, back));
 }
 
 }  // namespace obs::test

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
 #include <random>
@@ -6,7 +7,6 @@
 #include "Obs/ObsCardReading/Cards/B3Quick.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
-#include "Obs/ObsCardReading/LaserRanging/Slr.h"
 #include "tests/CaseFile.h"
 #include "tests/RecordFields.h"
 
@@ -63,7 +63,7 @@ TEST(B3Cases, quickAndCarefulReadersAgree) {
             ASSERT_TRUE(sameMeasurements(fast, careful)) << card;
         }
     }
-    EXPECT_GT(quick, 2000u);
+    EXPECT_EQ(quick > 2000, kHasQuickB3) << quick;
 }
 
 TEST(B3Cases, shortCardsReadAsBlankPadded) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Cards/Csv.h"
 
 #include <gtest/gtest.h>
@@ -44,7 +45,14 @@ std::string with(std::size_t number, const std::string& text) {
     return joined(fields);
 }
 
-ObsRecord readGood(const std::string& line, CsvNotes* notes = nullptr) {
+using Texts = std::vector<std::string>;
+Texts textsOf(const FieldNotes& notes) {
+    Texts texts;
+    for (const FieldNote& note : notes) texts.push_back(note.text);
+    return texts;
+}
+
+ObsRecord readGood(const std::string& line, FieldNotes* notes = nullptr) {
     ObsRecord rec;
     const MaybeRefusal refusal = ReadCsv(line, rec, notes);
     EXPECT_FALSE(refusal) << line << "\n" << refusal->message();
@@ -54,7 +62,7 @@ ObsRecord readGood(const std::string& line, CsvNotes* notes = nullptr) {
 }  // namespace
 
 TEST(CsvCases, everyFieldReachesItsPlace) {
-    CsvNotes notes;
+    FieldNotes notes;
     const ObsRecord rec = readGood(joined(ownNumbers()), &notes);
     EXPECT_TRUE(notes.empty());
     EXPECT_EQ(rec.obsTime, family::tcomps2utc(2004, 5, 6, 7, 8.5));
@@ -115,7 +123,7 @@ TEST(CsvCases, fieldsInOtherForms) {
         {kCsvChar, "TR", 'T', 0, " has more than one character and is taken as T."},
     };
     for (const auto& c : cases) {
-        CsvNotes notes;
+        FieldNotes notes;
         const ObsRecord rec = readGood(with(c.field, c.text), &notes);
         const CsvObsData& data = *rec.csvData;
         const double value = c.field == kRange    ? rec.range
@@ -126,22 +134,22 @@ TEST(CsvCases, fieldsInOtherForms) {
         EXPECT_EQ(c.field == kPair ? data.csvReals[3] : 0, c.second) << c.text;
         const std::string where =
             "ReadCsv: Field " + std::to_string(c.field) + " (" + csv::kFields[c.field - 1].name.data() + ")";
-        EXPECT_EQ(notes, CsvNotes(c.note.empty() ? 0 : 1, where + c.note)) << c.text;
+        EXPECT_EQ(textsOf(notes), Texts(c.note.empty() ? 0 : 1, where + c.note)) << c.text;
     }
     EXPECT_EQ(readGood(with(46, "x")).biases->values[3], 38.5);  // it only repeats an earlier field
 }
 
 TEST(CsvCases, linesOfOtherLengths) {
     const std::string whole = joined(ownNumbers());
-    CsvNotes notes;
+    FieldNotes notes;
     EXPECT_EQ(readGood(whole + ",,9", &notes).csvData->csvReal10, 56.5);
-    EXPECT_EQ(notes, CsvNotes{"ReadCsv: The line has 58 fields instead of 56; the ones behind these are ignored."});
+    EXPECT_EQ(textsOf(notes), Texts{"ReadCsv: The line has 58 fields instead of 56; the ones behind these are ignored."});
     notes.clear();
     // The record is read into again: it has the parts of the last line alone.
     ObsRecord rec = readGood(whole);
     static_cast<ObsFields&>(rec) = kDefaultFields;
     ASSERT_FALSE(ReadCsv(std::string("U,1,2,2024,1,0,0,0"), rec, &notes));
-    EXPECT_EQ(notes, CsvNotes{"ReadCsv: The line has 8 fields instead of 56; the missing ones are taken as 0."});
+    EXPECT_EQ(textsOf(notes), Texts{"ReadCsv: The line has 8 fields instead of 56; the missing ones are taken as 0."});
     const CsvObsData& data = *rec.csvData;
     EXPECT_EQ(std::tuple(data.csvInt2, data.csvChar, data.csvReals[8]), std::tuple(0, ' ', 0.0));
     EXPECT_FALSE(rec.biases || rec.rfData);
@@ -158,7 +166,7 @@ TEST(CsvCases, linesOfOtherLengths) {
 TEST(CsvCases, refusals) {
     const auto refusalOf = [](const std::string& line) {
         ObsRecord rec;
-        CsvNotes notes;
+        FieldNotes notes;
         const MaybeRefusal refusal = ReadCsv(line, rec, &notes);
         EXPECT_TRUE(line.size() < 8 || notes.size() < 2) << line;  // at most that fields are missing
         return refusal ? refusal->message() : "";

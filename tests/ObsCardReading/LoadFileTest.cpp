@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
@@ -34,9 +35,9 @@ TEST_F(LoadFileTest, countsAndNamesLinesInTheirOrder) {
                              azElCard(3) + "\r\n" + noSatellite + "\n" + azElCard(3) + "\nH1 CRD\n" + azElCard(4);
     EXPECT_EQ(load(text), 0) << "the last observation line is good";
     expectCounts(3, 2, 3);
-    ASSERT_EQ(told_.size(), 5u);
-    const std::pair<std::int32_t, std::int64_t> expected[] = {{kLineBad, 5}, {kLineDuplicate, 6}, {kLineBad, 9}, {kLineDuplicate, 10}, {kLineBad, 11}};
-    for (std::size_t i = 0; i < 5; ++i) {
+    ASSERT_EQ(told_.size(), 6u);
+    const std::pair<std::int32_t, std::int64_t> expected[] = {{kLineBad, 5}, {kLineDuplicate, 6}, {kLinePassedOver, 7}, {kLineBad, 9}, {kLineDuplicate, 10}, {kLineBad, 11}};
+    for (std::size_t i = 0; i < 6; ++i) {
         EXPECT_EQ(told_[i].kind, expected[i].first) << i;
         EXPECT_EQ(told_[i].line, expected[i].second) << i;
         EXPECT_EQ(told_[i].file, "deck.txt");
@@ -103,11 +104,13 @@ TEST_F(LoadFileTest, includeFilesComeFirst) {
     expectCounts(4, 1, 2);
     EXPECT_EQ(ttyYear(), 2022);
     EXPECT_EQ(obsgetnumoftreenodes(42), 4);
-    ASSERT_EQ(told_.size(), 3u);
+    ASSERT_EQ(told_.size(), 4u);
     EXPECT_EQ(told_[0].file, "inner.txt");
     EXPECT_EQ(told_[0].line, 3);
     EXPECT_EQ(told_[1].kind, kLineDuplicate);
     EXPECT_EQ(told_[1].line, 2);
+    EXPECT_EQ(told_[2].kind, kLinePassedOver) << "a keyword begins in column 1";
+    EXPECT_EQ(told_[2].line, 4);
     std::int64_t keys[4];
     ObsGetLoaded(-8, keys);
     EXPECT_EQ(keys[0], obsfields2obskey(27029.5 + 0.007 / 86400, 12345, 211));
@@ -147,6 +150,8 @@ TEST_F(LoadFileTest, readsAnyBytes) {
     std::string nul = azElCard(999999);
     nul[25] = '\0';
     EXPECT_EQ(load(nul), 2);
+    EXPECT_EQ(told_.back().kind, kLineBad);
+    std::erase_if(told_, [](const Told& told) { return told.kind == kLinePassedOver; });
     EXPECT_EQ(told_.size(), 1u);
 }
 

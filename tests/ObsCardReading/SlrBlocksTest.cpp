@@ -1,14 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/LaserRanging/SlrBlocks.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
-
-#include "Obs/ObsCardReading/LaserRanging/Slr.h"
 #include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
+#include "Obs/ObsCardReading/Loading/ReadObs.h"
 #include "siblings/include/ObsFamily.h"
+#include "tests/QuietSink.h"
 
 namespace obs::test {
 
@@ -28,7 +25,7 @@ std::string edited(std::string line, std::size_t column, const std::string& text
 }
 
 /// What the block of a mark and lines gave, and the line that was given back.
-struct Read final : SlrSink {
+struct Read final : QuietSink {
     std::vector<std::pair<std::int64_t, ObsRecord>> ranges;
     std::vector<std::pair<std::int64_t, std::string>> refusals;
     std::vector<std::string> notes;
@@ -36,25 +33,26 @@ struct Read final : SlrSink {
     bool markBehind = false;
 
     Read(const std::string& mark, const std::vector<std::string>& block) {
-        const std::string file = std::filesystem::temp_directory_path() / ("slr." + std::to_string(::getpid()));
-        std::ofstream out(file);
-        out << mark << '\n';
-        for (const std::string& line : block) out << line << '\n';
-        out.close();
-        family::Unit unit = family::kNoUnit;
-        EXPECT_EQ(family::fileopen(file, family::kOpenRead, unit), 0);
-        LineReader lines(unit);
+        std::string text = mark + '\n';
+        for (const std::string& line : block) text += line + '\n';
+        LineReader lines(text, true);
+        SlrBlock reader;
         std::string_view line;
         EXPECT_TRUE(lines.next(line));
-        readSlrBlock(lines, *this);
-        if (lines.next(line)) next = line;
+        reader.open(line, lines.place(), CrdInBlocks::headersEnd, processSettings());
+        while (lines.next(line)) {
+            if (reader.take(line, lines.place(), *this) != SlrBlock::Took::other) continue;
+            next = line;
+            break;
+        }
+        reader.close(*this);
         markBehind = GoPassHeaderRecord(lines);
-        family::fileclose(unit);
-        std::filesystem::remove(file);
     }
-    void observation(ObsRecord& rec, std::int64_t number) override { ranges.emplace_back(number, rec); }
-    void refuse(const Refusal& why, std::string_view, std::int64_t number) override {
-        refusals.emplace_back(number, why.message());
+    void observation(ObsRecord& rec, std::string_view, LinePlace place) override {
+        ranges.emplace_back(place.number, rec);
+    }
+    void refuse(const Refusal& why, std::string_view, LinePlace place) override {
+        refusals.emplace_back(place.number, why.message());
     }
     void note(std::string text) override { notes.push_back(text); }
 };

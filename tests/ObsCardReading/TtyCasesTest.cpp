@@ -1,12 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <random>
+#include <sstream>
 
 #include "Obs/CardLayouts/Tty.h"
-#include "Obs/ObsCardReading/Loading/LineReader.h"
+#include "Obs/CardLayouts/LineReader.h"
 #include "Obs/ObsCardReading/Cards/Tty.h"
-#include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "siblings/include/ObsFamily.h"
+#include "siblings/include/Services.h"
 #include "tests/CaseFile.h"
 #include "tests/RecordFields.h"
 
@@ -34,10 +37,8 @@ std::string messageOf(const MaybeRefusal& refusal) {
     return refusal ? refusal->message() : "";
 }
 
-class TtyCases : public ::testing::Test {
-protected:
-    void SetUp() override { SetTTYYear(2024); }
-    void TearDown() override { SetTTYYear(0); }
+struct TtyCases : testing::Test {
+    ReadSettings settings_{.ttyYear = 2024};
 };
 
 }  // namespace
@@ -46,7 +47,7 @@ TEST_F(TtyCases, messagesGiveTheirFieldsOrTheirMessage) {
     for (const Case& one : ttyCases()) {
         ObsRecord rec;
         rec.rotateToDate = 0;
-        const std::string message = messageOf(ReadTTYFrLines(one.card, one.card2, rec));
+        const std::string message = messageOf(ReadTTYFrLines(one.card, one.card2, settings_, rec));
         EXPECT_EQ(message.substr(0, message.find('(') + 1), one.refusal) << one.where;
         for (const auto& [name, value] : one.fields) {
             if (name == "secClass") EXPECT_EQ(std::string(1, rec.secClass), value) << one.where;
@@ -61,42 +62,43 @@ TEST_F(TtyCases, refusalsSayAndQuoteAll) {
     badHead[6] = 'x';
     badCard1[16] = 'x';
     ObsRecord rec;
-    EXPECT_EQ(messageOf(ReadTTYFrLines(badHead, good.card2, rec)),
+    EXPECT_EQ(messageOf(ReadTTYFrLines(badHead, good.card2, settings_, rec)),
               "ReadTTY1stLine: Bad TTY card " + inBrackets(badHead));
-    EXPECT_EQ(messageOf(ReadTTYFrLines(badCard1, std::string(), rec)),
+    EXPECT_EQ(messageOf(ReadTTYFrLines(badCard1, std::string(), settings_, rec)),
               "ReadTTY2Lines: Bad TTY card #1 " + inBrackets(badCard1));
-    EXPECT_EQ(messageOf(ReadTTYFrLines(good.card, std::string("x"), rec)),
+    EXPECT_EQ(messageOf(ReadTTYFrLines(good.card, std::string("x"), settings_, rec)),
               "ReadTTY2Lines: Bad TTY card #2 " + inBrackets("x"));
-    EXPECT_EQ(messageOf(ReadTTYFrLines(seven.card, seven.card2, rec)),
+    EXPECT_EQ(messageOf(ReadTTYFrLines(seven.card, seven.card2, settings_, rec)),
               "ReadTTY2Lines: A type 7 observation needs its sensor, and the place of sensor 211 is not known.");
-    SetTTYYear(0);
-    EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, rec)),
+    settings_.ttyYear = 0;
+    EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, settings_, rec)),
               "ReadTTY1stLine: Must set the year for TTY input file.");
-    SetTTYYear(1999);
-    EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, rec)), "");
+    settings_.ttyYear = 1999;
+    EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, settings_, rec)), "");
     EXPECT_EQ(rec.obsTime, 17898.5);
     for (const std::int32_t year : {24, 1899, 3000, -1}) {  // no year of a card
-        SetTTYYear(year);
-        EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, rec)), "ReadTTY2Lines: Bad TTY card #1 " + inBrackets(one.card));
+        settings_.ttyYear = year;
+        EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, settings_, rec)),
+                  "ReadTTY2Lines: Bad TTY card #1 " + inBrackets(one.card));
     }
-    SetTTYYear(1999);
-    EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, good.card, rec)),
+    settings_.ttyYear = 1999;
+    EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, good.card, settings_, rec)),
               "ReadTTYFrFile: This TTY obs needs the 2nd card");
 }
 
 TEST_F(TtyCases, secondCardIsTheFilesNextLine) {
-    const auto readAll = [](const char* name) {
+    const auto readAll = [this](const char* name) {
+        std::ostringstream text;
+        text << std::ifstream(std::string(OBS_TEST_DATA "/tty/") + name).rdbuf();
+        const std::string file = text.str();
         std::vector<std::string> outcomes;
-        family::Unit unit = family::kNoUnit;
-        EXPECT_EQ(family::fileopen(std::string(OBS_TEST_DATA "/tty/") + name, family::kOpenRead, unit), 0);
-        LineReader lines(unit);
+        LineReader lines(file, true);
         std::string_view line;
         while (lines.next(line)) {
             ObsRecord one;
-            const MaybeRefusal refusal = ReadTTYFrFile(&lines, line, one);
+            const MaybeRefusal refusal = ReadTTYFrFile(&lines, line, settings_, one);
             outcomes.push_back(refusal ? refusal->message() : "type " + std::to_string(one.obsType));
         }
-        family::fileclose(unit);
         return outcomes;
     };
     EXPECT_EQ(readAll("two_cards.txt"), (std::vector<std::string>{"type 4", "type 1"}));
@@ -111,8 +113,8 @@ TEST_F(TtyCases, rotatesToDateUnlessTold) {
         ObsRecord rotated, kept;
         rotated.senPos = kept.senPos = {1, 2, 3};
         kept.rotateToDate = 0;
-        ASSERT_FALSE(ReadTTYFrLines(one.card, one.card2, rotated));
-        ASSERT_FALSE(ReadTTYFrLines(one.card, one.card2, kept));
+        ASSERT_FALSE(ReadTTYFrLines(one.card, one.card2, settings_, rotated));
+        ASSERT_FALSE(ReadTTYFrLines(one.card, one.card2, settings_, kept));
         EXPECT_EQ(std::pair(rotated.equinoxInd, kept.equinoxInd), std::pair(0, 2));
         EXPECT_NE(rotated.azOrRa, kept.azOrRa);
         EXPECT_NEAR(rotated.azOrRa, kept.azOrRa, 0.5);
@@ -126,8 +128,8 @@ TEST_F(TtyCases, type7BecomesType4UnlessTold) {
     FamilyAddSensor(211, "POLE", 90, 0, 0);
     ObsRecord converted, kept;
     kept.rotateToDate = 0;
-    EXPECT_EQ(messageOf(ReadTTYFrLines(seven.card, seven.card2, converted)), "");
-    EXPECT_EQ(messageOf(ReadTTYFrLines(seven.card, seven.card2, kept)), "");
+    EXPECT_EQ(messageOf(ReadTTYFrLines(seven.card, seven.card2, settings_, converted)), "");
+    EXPECT_EQ(messageOf(ReadTTYFrLines(seven.card, seven.card2, settings_, kept)), "");
     FamilyRemoveSensors();
     EXPECT_EQ(std::pair(converted.obsType, kept.obsType), std::pair(4, 7));
     EXPECT_NEAR(converted.range, std::hypot(kept.senPos[0], kept.senPos[1], kept.senPos[2] - 6356.752314245), 1e-6);
@@ -147,7 +149,7 @@ TEST_F(TtyCases, damagedFieldsAreReadAsNumbersOrAsZero) {
             return family::readreal(CardText(card).at(columns), decimals, value) ? value : 0;
         };
         ObsRecord rec;
-        ASSERT_FALSE(ReadTTYFrLines(card, std::string(), rec));
+        ASSERT_FALSE(ReadTTYFrLines(card, std::string(), settings_, rec));
         EXPECT_EQ(rec.elOrDec, valueOf({30, 35}, 4)) << card;
         EXPECT_EQ(rec.azOrRa, valueOf({37, 43}, 4)) << card;
         EXPECT_EQ(rec.rangeRate, valueOf({55, 61}, 5)) << card;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Group "loading" of the exported header.
 #include <new>
 #include <string>
@@ -13,7 +14,12 @@ using obs::kNoKey;
 using obs::kStatusOk;
 using obs::kStatusRefused;
 
-using FileReader = int32_t (*)(std::string_view fileName, int32_t gid);
+bool areOptions(const ObsLoadOptions& options) {
+    const auto isOneOfThree = [](int32_t choice) { return choice >= 0 && choice <= 2; };
+    return options.size == sizeof options && options.ttyYear >= -1 && isOneOfThree(options.settingsLines) &&
+           isOneOfThree(options.includes) && options.mostLines >= 0 && options.mostBadTold >= 0 &&
+           options.mostIncludes >= 0;
+}
 
 /// A load goes on where memory does not suffice for the line.
 void announce(std::string_view shownName, std::string_view file) noexcept {
@@ -25,8 +31,10 @@ void announce(std::string_view shownName, std::string_view file) noexcept {
     }
 }
 
-/// NOTE: the information line names the same function for both entry points of a reader.
-int32_t loadFile(std::string_view name, std::string_view shownName, const char* fileName, int32_t gid, FileReader read) {
+/// NOTE: the information line names the same function for all entry points of a reader.
+template <class FileReader>
+int32_t loadFile(std::string_view name, std::string_view shownName, const char* fileName, int32_t gid,
+                 FileReader&& read) {
     if (obs::refuseNull(name, {fileName})) return kStatusRefused;
     return obs::guarded(name, kStatusRefused, [&] {
         const std::string_view file = obs::trimmedText(fileName);
@@ -64,6 +72,21 @@ int32_t ObsLoadFile(const char* fileName) {
 
 int32_t ObsLoadFileGID(const char* fileName, int32_t gid) {
     return loadFile("ObsLoadFileGID", "ObsLoadFile", fileName, gid, obs::ReadObsFrFile);
+}
+
+int32_t ObsLoadFileWith(const char* fileName, int32_t gid, const ObsLoadOptions* options) {
+    if (obs::refuseNull("ObsLoadFileWith", {fileName})) return kStatusRefused;
+    const ObsLoadOptions none{sizeof(ObsLoadOptions), 0, 0, 0, 0, 0, 0};
+    const ObsLoadOptions& given = options != nullptr ? *options : none;
+    if (!areOptions(given)) {
+        obs::logFailure("ObsLoadFileWith", "The options have another size, or a value that means nothing.");
+        return kStatusRefused;
+    }
+    return loadFile("ObsLoadFileWith", "ObsLoadFile", fileName, gid, [&](std::string_view file, int32_t group) {
+        return obs::readObsWith(file, {group, given.ttyYear, static_cast<obs::SettingsLines>(given.settingsLines),
+                                       static_cast<obs::Includes>(given.includes), false, given.mostLines,
+                                       given.mostBadTold, given.mostIncludes});
+    });
 }
 
 int32_t ObsLoadSlrFile(const char* fileName) {
@@ -129,14 +152,28 @@ void ObsAddFrCsvML(const char* csvLine, int64_t* obsKey) {
 
 int32_t ObsGetLoadCounts(int64_t* loaded, int64_t* duplicate, int64_t* bad) {
     if (obs::refuseNull("ObsGetLoadCounts", {loaded, duplicate, bad})) return kStatusRefused;
-    const obs::LoadCounts counts = obs::latestLoadCounts();
+    const obs::LoadCounts& counts = obs::latestLoad().counts;
     *loaded = counts.loaded;
     *duplicate = counts.duplicate;
     *bad = counts.bad;
     return kStatusOk;
 }
 
-static_assert(OBS_LINE_BAD == obs::kLineBad && OBS_LINE_DUPLICATE == obs::kLineDuplicate);
+int32_t ObsGetLoadLines(ObsLoadLines* lines) {
+    if (obs::refuseNull("ObsGetLoadLines", {lines})) return kStatusRefused;
+    if (lines->size != sizeof *lines) {
+        obs::logFailure("ObsGetLoadLines", "The structure has another size.");
+        return kStatusRefused;
+    }
+    const obs::LoadResult& load = obs::latestLoad();
+    const obs::LineCounts& counts = load.lines;
+    *lines = {lines->size, counts.lines, counts.observations, counts.comments, counts.keywords,
+              counts.laser, counts.passedOver, counts.zeroed, load.includesLeftOut};
+    return obs::kStatusOk;
+}
+
+static_assert(OBS_LINE_BAD == obs::kLineBad && OBS_LINE_DUPLICATE == obs::kLineDuplicate &&
+              OBS_LINE_ZEROED == obs::kLineZeroed && OBS_LINE_PASSED_OVER == obs::kLinePassedOver);
 
 void ObsSetLoadCallback(void (*report)(int32_t kind, const char* fileName, int64_t lineNumber, const char* reason,
                                        void* user),

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /** @file
  *  Obs: satellite tracking observations in memory. This header is the contract of
  *  the library libObs; everything else may change freely. Plain C.
@@ -14,7 +15,9 @@
  *  - Units: days since 1950 UTC (1.0 is 1950 January 1, 00:00), degrees, km, km/s.
  *  - Results: 0 success; 2 unknown key or refused input. Functions that add return
  *    the key under which the observation is stored, 0 for a refused duplicate, -1 when
- *    nothing was added.
+ *    nothing was added. While duplicates are accepted silently (FamilySetDupKeyMode) the
+ *    result for one is the key made of its time, satellite and sensor; where that key was
+ *    taken when the equal observation came, it is another observation's.
  *  - Every failure is written to the trace log as "Operation: reason", the operation being the function or what it
  *    called, and kept as the calling thread's last error (FamilyGetLastError in ObsFamily.h). It leaves what was there.
  *    SatNumFrObsKey and SenNumFrObsKey alone stay silent.
@@ -23,7 +26,11 @@
  *    each other and wait only while it is being changed; changes follow one another.
  *    Loading and saving files, and the settings (key mode, TTY year, callback), must
  *    not be used from two threads at once; the selection criteria may. Where an array has room for
- *    the keys that ObsGetCount told of, nobody may add observations between the two calls.
+ *    the keys that ObsGetCount told of, nobody may add observations between the two calls
+ *    (ObsListKeys does not ask for that).
+ *  - fork: the child may go on with a copy of the store. If another thread was changing the
+ *    store at that moment, the child's is refused: every call that needs it fails with a
+ *    message. A fork waits for no load or save.
  *
  *  F, the observation field list, in this order: secClass, satNum, senNum, obsTime,
  *  elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel, obsType, indicator1,
@@ -47,6 +54,12 @@ extern "C" {
 #endif
 
 /* ---------------------------------------------------------------- frame ---- */
+
+/** Addition. The version of this header; ObsGetInfo tells that of the library in use. */
+#define OBS_VERSION_MAJOR 0
+#define OBS_VERSION_MINOR 1
+#define OBS_VERSION_PATCH 0
+#define OBS_VERSION_STRING "0.1.0"
 
 /** @defgroup ObsInit ObsInit
  *  Does nothing: the library is ready when it is loaded.
@@ -116,6 +129,30 @@ OBS_API int32_t ObsLoadFile(const char *fileName);
 /** @defgroup ObsLoadFileGID ObsLoadFileGID
  *  As ObsLoadFile; every observation added belongs to group `gid`. */
 OBS_API int32_t ObsLoadFileGID(const char *fileName, int32_t gid);
+
+/** What a load with options may do. All zeros but for the size is what ObsLoadFileGID does, other than that a
+ *  laser-ranging header which no SLROBS line introduces is a bad line in either key mode. */
+typedef struct ObsLoadOptions {
+    int32_t size;          /* sizeof(ObsLoadOptions) */
+    int32_t ttyYear;       /* year of TTY cards at the start: 0 that of ObsSetTTYYear, -1 none, else the year */
+    int32_t settingsLines; /* TTY_YEAR, SELOB and VM_DMA_OBS_ON lines: 0 act and stay in force, 1 act in this load */
+                           /* alone, 2 do nothing */
+    int32_t includes;      /* files that OBSFIL and SLROBS lines name are read: 0 all, 1 those below the folder of the */
+                           /* deck, links followed, 2 none */
+    int64_t mostLines;     /* lines read, include files counted in; 0 any number, as with the limits below */
+    int64_t mostBadTold;   /* bad lines that are told one by one, in the log and by the callback */
+    int64_t mostIncludes;  /* include files read */
+} ObsLoadOptions;
+
+/** @defgroup ObsLoadFileWith ObsLoadFileWith
+ *  Addition. As ObsLoadFileGID, within limits and without effects on later loads as the options say. What the options
+ *  keep out is told by a message.
+ *  Threads: as ObsLoadFile.
+ *  @param[in] fileName 512 characters.
+ *  @param[in] gid group of the observations; 0 none.
+ *  @param[in] options null for the default.
+ *  @return as ObsLoadFile; 2 also for options that are none, and when there are more lines than allowed. */
+OBS_API int32_t ObsLoadFileWith(const char *fileName, int32_t gid, const ObsLoadOptions *options);
 
 /** @defgroup ObsLoadSlrFile ObsLoadSlrFile
  *  Addition. Loads a file of laser ranges: CRD sessions (version 1 or 2, full rate or normal points), blocks of the
@@ -222,12 +259,38 @@ OBS_API int32_t ObsAddFrArrays(int32_t count, const double *obsArrs, int64_t *ke
  *  @return 0, or 2 for a null pointer. */
 OBS_API int32_t ObsGetLoadCounts(int64_t *loaded, int64_t *duplicate, int64_t *bad);
 
-/** Kinds of line that ObsSetLoadCallback reports. */
+/** What the lines of a load were, include files counted in. Each line of a file is one of the six kinds from
+ *  `observations` to `passedOver`, so that their sum is `lines`. */
+typedef struct ObsLoadLines {
+    int32_t size;            /* sizeof(ObsLoadLines) */
+    int64_t lines;           /* in all */
+    int64_t observations;    /* loaded, duplicate or bad; both cards of a TTY message */
+    int64_t comments;        /* "*" in column 1, other lines with "#" there, and blank lines */
+    int64_t keywords;
+    int64_t laser;           /* of laser-ranging sessions and blocks, other than ranges */
+    int64_t passedOver;      /* nothing of these: not read at all */
+    int64_t zeroed;          /* values, not lines, that were taken as 0 because they could not be read */
+    int64_t includesLeftOut; /* files named by OBSFIL and SLROBS lines that could not or may not be read */
+} ObsLoadLines;
+
+/** @defgroup ObsGetLoadLines ObsGetLoadLines
+ *  Addition. The account of every line of the latest file load.
+ *  @param[in,out] lines its `size` is set by the caller.
+ *  @return 0, or 2 for a null pointer or another size. */
+OBS_API int32_t ObsGetLoadLines(ObsLoadLines *lines);
+
+/** Kinds of line that ObsSetLoadCallback reports. Zeroed: a value that could not be read and was taken as 0, or that
+ *  the card ends inside of or before. Passed over: neither observation, comment nor keyword line. */
 #define OBS_LINE_BAD 2
 #define OBS_LINE_DUPLICATE 3
+#define OBS_LINE_ZEROED 4
+#define OBS_LINE_PASSED_OVER 5
+/** Kinds that ObsReadLines reports besides: a keyword line; what there is to say of a line that is taken all the same. */
+#define OBS_LINE_KEYWORD 6
+#define OBS_LINE_NOTE 7
 
 /** @defgroup ObsSetLoadCallback ObsSetLoadCallback
- *  Addition. Names each bad or duplicate line of a file load, in the order of the file.
+ *  Addition. Names each line of a file load that there is something to tell of, in the order of the file.
  *  Threads: not during a load.
  *  @param[in] report called on the loading thread with the kind (OBS_LINE_...), the name of
  *             the file as it was opened, the line's number from 1, and the reason; both
@@ -283,6 +346,52 @@ OBS_API int32_t ObsB3Parse(const char *b3Card, char *secClass, int32_t *satNum, 
  *  @param[out] obsArr 64 reals, cleared first.
  *  @return 0, or 2 for a line of another kind or a bad one. */
 OBS_API int32_t ObsParse(const char *line1, const char *line2, double obsArr[64]);
+
+/** Where a reading of lines stands; what the lines before mean for those that follow. Zeros but for the size at the
+ *  start of a text, and `rotateToDate` 1 for records as loads make them. It may be copied and kept. */
+typedef struct ObsReadState {
+    int32_t size;         /* sizeof(ObsReadState) */
+    int32_t ttyYear;      /* of TTY cards, 0 none; TTY_YEAR lines change it */
+    int32_t rotateToDate; /* nonzero: right ascension and declination are rotated to date */
+    int32_t troposphere;  /* corrections of laser ranges, as for ObsSetSlrCorrections */
+    int32_t centreOfMass;
+    int32_t addressKeys;  /* a VM_DMA_OBS_ON line was read */
+    int32_t laserSection; /* an SLROBS line without a name was read, and no record H9 since */
+    int32_t isLast;       /* nonzero: the text ends with these bytes */
+    int64_t lines;        /* lines before */
+    int64_t offset;       /* bytes before */
+} ObsReadState;
+
+/** @defgroup ObsReadLines ObsReadLines
+ *  Addition. Reads lines of text as a load would, without the store, the log and the settings of the process. Settings
+ *  lines act on the state, in their order; SELOB, OBSFIL and SLROBS lines are reported, and files that they name are
+ *  not read. Lines of class 14 (H1 CRD) are bad outside of a laser-ranging section. An unfinished last line, and a
+ *  first TTY card without its second, are left for the next call unless `isLast` is set: the state's `offset` tells
+ *  where that begins. A laser-ranging session or block must be given whole: it ends where the bytes end.
+ *  Threads: any number of calls at once, each on a state of its own.
+ *  @param[in] bytes,length the text; need not end with a NUL.
+ *  @param[in,out] state as it is behind the lines read; unchanged on failure.
+ *  @param[in] observation called for each observation, in the order of the lines but for laser ranges, which come when
+ *             their session ends: the array form (see ObsDataToArray), valid during the call, number of the line from 1
+ *             and bytes before it.
+ *  @param[in] report unless null called for each other thing to tell: kind (OBS_LINE_..., no duplicates), place (0, 0 for
+ *             what belongs to no line), and the reason or, of a keyword line, the line.
+ *  @param[in] user handed to both unchanged.
+ *  @return 0, or 2 for a null pointer, a negative length, a state of another size, or memory running out. */
+OBS_API int32_t ObsReadLines(const char *bytes, int64_t length, ObsReadState *state,
+                             void (*observation)(const double obsArr[64], int64_t lineNumber, int64_t offset, void *user),
+                             void (*report)(int32_t kind, int64_t lineNumber, int64_t offset, const char *text, void *user),
+                             void *user);
+
+/** @defgroup ObsNextCut ObsNextCut
+ *  Addition. Where a text may be cut into pieces that are read by themselves: not between the cards of a TTY message,
+ *  nor inside a block of laser ranges. Read from states that differ in `lines` and `offset` alone, the pieces give what
+ *  the whole gives, if no TTY_YEAR and SLROBS line is in it.
+ *  Threads: any.
+ *  @param[in] bytes,length a text, or what is left of it from a cut on.
+ *  @param[in] from a place in it.
+ *  @return the first cut at or after `from`; `length` when there is none; -1 for a null pointer or a place outside. */
+OBS_API int64_t ObsNextCut(const char *bytes, int64_t length, int64_t from);
 
 /* --------------------------------------------------------------- reading ---- */
 
@@ -561,9 +670,21 @@ OBS_API int32_t ObsGetCountGID(int32_t gid);
  *  @param[out] keys room for ObsGetCountGID keys. */
 OBS_API void ObsGetLoadedGID(int32_t gid, int32_t order, int64_t *keys);
 
+/** @defgroup ObsListKeys ObsListKeys
+ *  Addition. Lists keys as ObsGetLoaded does, with the room that there is: others may add observations meanwhile.
+ *  @param[in]  order as ObsGetLoaded.
+ *  @param[in]  useGid nonzero to list the observations of group `gid` alone.
+ *  @param[in]  room number of keys that `keys` has room for, 0 or more. With 0 `keys` may be null.
+ *  @param[out] keys the first `room` keys of the order, or all if there are fewer.
+ *  @param[out] count how many there are, whether or not they fit; 0 after a refusal.
+ *  @return 0, or 2 when there are more keys than room, for a negative room and when memory does not suffice (each
+ *          logged). */
+OBS_API int32_t ObsListKeys(int32_t order, int32_t useGid, int32_t gid, int32_t room, int64_t *keys, int32_t *count);
+
 /** @defgroup ObsRemoveGID ObsRemoveGID
  *  Removes the observations of a group, one by one: others may read, and see a part of it, meanwhile.
- *  @return 0 (also for an empty group), or 2 when a removal failed; the rest then stays. */
+ *  @return 0 (also for an empty group, and when memory did not suffice and nothing was removed, which is logged), or 2
+ *          when a removal failed; the rest then stays. */
 OBS_API int32_t ObsRemoveGID(int32_t gid);
 
 /** @defgroup ObsRemove ObsRemove
@@ -573,12 +694,13 @@ OBS_API int32_t ObsRemove(int64_t obsKey);
 /** @defgroup ObsRemoveKeys ObsRemoveKeys
  *  Addition. Removes many observations in one call; others may read, and see a part of them gone, meanwhile.
  *  @param[in] count number of keys, 0 or more.
- *  @return 0, or 2 when a key is unknown or stands twice (logged once, with their number and the first); the others
+ *  @return 0, or 2 when a key is unknown or occurs twice (logged once, with their number and the first); the others
  *          are removed. */
 OBS_API int32_t ObsRemoveKeys(int32_t count, const int64_t *keys);
 
 /** @defgroup ObsRemoveAll ObsRemoveAll
- *  Empties the store.
+ *  Empties the store and gives its memory back to the system, that behind address keys included; their addresses are
+ *  never given out again.
  *  @return 0. */
 OBS_API int32_t ObsRemoveAll(void);
 
@@ -672,10 +794,11 @@ OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t *select
 /* ---------------------------------------------------------------- saving ---- */
 
 /** @defgroup ObsSaveFile ObsSaveFile
- *  Writes all observations in ascending key order. The data are flushed to the disk before the file takes the place of
- *  an old one, the folder after it. A file that is appended to gets its last line ended first, and is cut back to its
- *  former length when the save fails.
- *  Threads: as ObsLoadFile.
+ *  Writes all observations in ascending key order, as they were at one moment. The data are flushed to the disk before
+ *  the file takes the place of an old one, the folder after it. A file that is appended to gets its last line ended
+ *  first, and is cut back to its former length when the save fails.
+ *  Threads: not beside another load or save. Readers go on meanwhile; who adds, changes or removes observations waits
+ *  until all is written: about half a second for a million, into a pipe as long as its reader takes.
  *  @param[in] saveMode 0 creates the file, or replaces it once completely written;
  *             any other value appends.
  *  @param[in] saveForm 0 B3, 1 TTY, 2 CSV, 3 RF; any other writes no line. An

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the exported header adds for laser ranging: corrections and the CRD writer.
 #include <optional>
 
@@ -43,7 +44,7 @@ int32_t ObsGetSlrCorrectionCounts(int32_t correction, int64_t* applied, int64_t*
         obs::logFailure("ObsGetSlrCorrectionCounts", "the correction must be 1 or 2");
         return kStatusRefused;
     }
-    const obs::SlrCorrectionCounts counts = obs::latestLoadCounts().slr;
+    const obs::SlrCorrectionCounts& counts = obs::latestLoad().counts.slr;
     const auto& of = correction == OBS_SLR_TROPOSPHERE ? counts.troposphere : counts.centreOfMass;
     *applied = of.added;
     *byFile = of.byFile;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "DllExports/Obs/ObsDllVarsUtils/Conversions.h"
 
 #include "Obs/FormatObs/B3.h"
@@ -23,8 +24,15 @@ std::int32_t fail(std::string_view message) {
 }
 
 bool readCsv(const CardText& line, ObsRecord& rec) {
-    CsvNotes notes;
+    FieldNotes notes;
     const MaybeRefusal refusal = ReadCsv(line, rec, &notes);
+    logNotes(notes);
+    return accepted(refusal);
+}
+
+bool readTty(const CardText& card1, const CardText& card2, ObsRecord& rec) {
+    FieldNotes notes;
+    const MaybeRefusal refusal = ReadTTYFrLines(card1, card2, processSettings(), rec, &notes);
     logNotes(notes);
     return accepted(refusal);
 }
@@ -77,7 +85,7 @@ std::int32_t Csv2B3(const CardText& csvLine, std::int32_t newSatno, char* b3Card
 
 std::int32_t TTY2Csv(const CardText& card1, const CardText& card2, char* csvLine) {
     ObsRecord rec;
-    if (!accepted(ReadTTYFrLines(card1, card2, rec))) return fail("TTY2Csv: This isn't a valid TTY card.");
+    if (!readTty(card1, card2, rec)) return fail("TTY2Csv: This isn't a valid TTY card.");
     return writeCsv(rec, csvLine);
 }
 
@@ -94,7 +102,7 @@ std::int64_t AddFrCsv(const CardText& csvLine) {
 
 std::int64_t AddFrTTYCards(const CardText& card1, const CardText& card2) {
     ObsRecord rec;
-    return accepted(ReadTTYFrLines(card1, card2, rec)) ? add(rec) : kNoKey;
+    return readTty(card1, card2, rec) ? add(rec) : kNoKey;
 }
 
 std::int64_t AddFrB3Card(const CardText& b3Card) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Cards/Csv.h"
 
 #include <algorithm>
@@ -94,7 +95,7 @@ bool isTooSmall(std::string_view text) {
 /// Goes through the fields of a line.
 class FieldWalk {
 public:
-    FieldWalk(std::string_view line, CsvNotes* notes) : end_(text_ + line.size()), notes_(notes) {
+    FieldWalk(std::string_view line, FieldNotes* notes) : end_(text_ + line.size()), notes_(notes) {
         std::memcpy(text_, line.data(), line.size());
         text_[line.size()] = csv::kSeparator;  // so that every field ends in one
     }
@@ -198,17 +199,20 @@ private:
         const bool ofDate = number_ >= csv::kFirstDateField && number_ <= csv::kLastDateField;
         dateIsSound_ = dateIsSound_ && !ofDate;
         if (!notes_ || ofDate) return;
+        const std::string_view name = csv::kFields[number_ - 1].name;
         std::string text = "ReadCsv: Field " + std::to_string(number_) + " (";
-        text.append(csv::kFields[number_ - 1].name).append(") ").append(what).append(" and is taken as ").append(as);
-        notes_->push_back(text += '.');
+        text.append(name).append(") ").append(what).append(" and is taken as ").append(as).append(".");
+        notes_->push_back({as == "0" ? FieldNote::Kind::zeroed : FieldNote::Kind::altered, name, std::move(text)});
     }
 
     void noteFieldCount(std::size_t count) {
         if (!notes_ || count == csv::kFields.size()) return;
-        notes_->push_back("ReadCsv: The line has " + std::to_string(count) + " fields instead of " +
-                          std::to_string(csv::kFields.size()) +
-                          (count < csv::kFields.size() ? "; the missing ones are taken as 0."
-                                                       : "; the ones behind these are ignored."));
+        const bool isShort = count < csv::kFields.size();
+        notes_->push_back({isShort ? FieldNote::Kind::zeroed : FieldNote::Kind::altered,
+                           {},
+                           "ReadCsv: The line has " + std::to_string(count) + " fields instead of " +
+                               std::to_string(csv::kFields.size()) +
+                               (isShort ? "; the missing ones are taken as 0." : "; the ones behind these are ignored.")});
     }
 
     char text_[kCardLength + 1];
@@ -216,7 +220,7 @@ private:
     const char* at_ = text_;
     std::size_t number_ = 1;  ///< of the field, from 1
     bool dateIsSound_ = true;
-    CsvNotes* notes_;
+    FieldNotes* notes_;
 };
 
 // --- From fields to the record --------------------------------------------------------------------
@@ -251,7 +255,7 @@ char* bytesOf(T& owner) {
 }
 
 /// Throws std::bad_alloc.
-MaybeRefusal readFields(std::string_view line, ObsRecord& rec, CsvNotes* notes) {
+MaybeRefusal readFields(std::string_view line, ObsRecord& rec, FieldNotes* notes) {
     if (!rec.csvData) rec.csvData.create();
     csv::LineValues values;
     ObsBiases biases;
@@ -279,7 +283,7 @@ bool IsCsvObs(const CardText& line) {
                                             std::count(text.begin(), text.end(), ',') == kCommas);
 }
 
-MaybeRefusal ReadCsv(const CardText& line, ObsRecord& rec, CsvNotes* notes) {
+MaybeRefusal ReadCsv(const CardText& line, ObsRecord& rec, FieldNotes* notes) {
     const std::string_view text = line.text();
     const std::size_t last = text.find_last_not_of(' ');
     if (last == std::string_view::npos) return Refusal{"ReadCsv: CSV string is blank", {}, 0, {}};

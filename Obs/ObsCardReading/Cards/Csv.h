@@ -1,10 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 /// CSV observation lines.
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "Obs/CardLayouts/Columns.h"
+#include "Obs/ObsCardReading/FieldNote.h"
 #include "Obs/ObsCardReading/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
@@ -14,10 +13,6 @@ namespace obs {
 /// either-or is deliberate: a line with both colon pairs passes whatever its commas.
 bool IsCsvObs(const CardText& line);
 
-/// What a reader has to say of a line that it took all the same, one information line each, such as
-/// "ReadCsv: Field 17 (range) is not a number and is taken as 0.". The caller logs them at the line's turn.
-using CsvNotes = std::vector<std::string>;
-
 /// Fills a default record and its CSV part from one line; biases and RF part only where one of their values is not
 /// 0. Missing and empty fields are 0 or blank; what cannot be taken as it stands is told in `notes`, which the line
 /// is added to.
@@ -26,6 +21,6 @@ using CsvNotes = std::vector<std::string>;
 /// biases and the RF part are set or released. All other fields must be the default ones.
 ///
 /// After a refusal the record may be partly filled and is to be discarded.
-MaybeRefusal ReadCsv(const CardText& line, ObsRecord& rec, CsvNotes* notes = nullptr);
+MaybeRefusal ReadCsv(const CardText& line, ObsRecord& rec, FieldNotes* notes = nullptr);
 
 }  // namespace obs

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Cards/Rf.h"
 
 #include <charconv>
@@ -7,7 +8,6 @@
 #include "Obs/CardLayouts/CardNumbers.h"
 #include "Obs/CardLayouts/Rf.h"
 #include "Obs/ObsTypes/TypeSets.h"
-#include "siblings/include/Sensors.h"
 #include "siblings/include/Services.h"
 #include "siblings/include/Time.h"
 
@@ -146,8 +146,8 @@ bool readItems(const Items& items, ObsRecord& rec, RfObsData& data) {
 }
 
 /// The sensor library knows the three built-in sites by themselves and prefers them to sensors of the same name.
-bool findSite(std::string_view site, std::int32_t& senNum) {
-    const std::int64_t found = family::desctokey(site);
+bool findSite(std::string_view site, const SensorSource& sensors, std::int32_t& senNum) {
+    const std::int64_t found = sensors.numberOf(site);
     senNum = static_cast<std::int32_t>(found);
     return found != -1;
 }
@@ -159,11 +159,11 @@ Refusal refused(std::string_view message) {
 constexpr std::string_view kNotAllocated = "ReadRFObs: Memory allocation failed";
 
 /// Sites and the RF part. Throws std::bad_alloc.
-MaybeRefusal completeRecord(const Items& items, RfObsData& data, ObsRecord& rec) {
-    if (!findSite(items[Item::site1], data.site1SenNum))
+MaybeRefusal completeRecord(const Items& items, const SensorSource& sensors, RfObsData& data, ObsRecord& rec) {
+    if (!findSite(items[Item::site1], sensors, data.site1SenNum))
         return refused("ReadRFObs: No record matches site1 description. Make sure sensor data was entered before "
                        "trying to load RF obs.");
-    if (!findSite(items[Item::site2], rec.senNum))
+    if (!findSite(items[Item::site2], sensors, rec.senNum))
         return refused("ReadRFObs: No record matches site2 description. Make sure sensor data was entered before "
                        "trying to load RF obs.");
     // NOTE: a record that has an RF part already is no default record; it gets the same message on purpose.
@@ -197,7 +197,7 @@ double parserftime(std::string_view text28) {
     return readRfTime(text28, timeDs50) ? timeDs50 : 0;
 }
 
-MaybeRefusal ReadRFObs(const CardText& line, ObsRecord& rec) {
+MaybeRefusal ReadRFObs(const CardText& line, ObsRecord& rec, const SensorSource& sensors) {
     rec.obsType = kTypeRf;
     Items items;
     RfObsData data;
@@ -205,7 +205,7 @@ MaybeRefusal ReadRFObs(const CardText& line, ObsRecord& rec) {
         !(splitColumns(line, items) && readItems(items, rec, data)))
         return refused("ReadRFObs: Can't read obs data.");
     try {
-        return completeRecord(items, data, rec);
+        return completeRecord(items, sensors, data, rec);
     } catch (const std::bad_alloc&) {
         return refused(kNotAllocated);
     }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Reader of RF lines.
 #pragma once
 
@@ -5,14 +6,15 @@
 
 #include "Obs/CardLayouts/Columns.h"
 #include "Obs/ObsCardReading/Refusal.h"
+#include "Obs/ObsStates/SensorSource.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {
 
 /// Fills a default record and its RF part from one line: sixteen items separated by blanks or commas, or, when that
-/// cannot be read, by the columns in which lines are written. Sites are looked up in the sensor library. After a
+/// cannot be read, by the columns in which lines are written. Sites are looked up in `sensors`. After a
 /// refusal the record may be partly filled and is to be discarded.
-MaybeRefusal ReadRFObs(const CardText& line, ObsRecord& rec);
+MaybeRefusal ReadRFObs(const CardText& line, ObsRecord& rec, const SensorSource& sensors = familySensors());
 
 /// RF time text to days since 1950 UTC; false, leaving the time alone, when it is not a date and time.
 bool readRfTime(std::string_view text, double& timeDs50);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Cards/Tty.h"
 
 #include <array>
@@ -8,9 +9,8 @@
 
 #include "Obs/CardLayouts/CardNumbers.h"
 #include "Obs/CardLayouts/Tty.h"
-#include "Obs/ObsCardReading/Loading/LineReader.h"
+#include "Obs/CardLayouts/LineReader.h"
 #include "Obs/ObsCardReading/Cards/Rotate.h"
-#include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "Obs/ObsCardReading/Cards/Type7.h"
 #include "siblings/include/Sensors.h"
 #include "siblings/include/Services.h"
@@ -69,9 +69,12 @@ bool readDigit(char c, std::int32_t& digit) {
 
 // --- Values: what cannot be read is 0 ------------------------------------------------------
 
-[[gnu::always_inline]] inline double plainNumber(const CardText& card, Columns columns, int decimals) {
+// `isRead` becomes false for one that holds something all the same.
+
+[[gnu::always_inline]] inline double plainNumber(const CardText& card, Columns columns, int decimals, bool& isRead) {
     double number = 0;
-    return readNumber(card, columns, decimals, number) ? number : 0;
+    isRead = readNumber(card, columns, decimals, number);
+    return isRead ? number : 0;
 }
 
 /// NOTE: only "1" in the sign column negates, and only a value that was read. A "-" there does not; inside the digits
@@ -80,58 +83,111 @@ double withSign(char sign, double size) {
     return sign == kNegativeSign && size != 0 ? -size : size;
 }
 
-[[gnu::always_inline]] inline double signedNumber(const CardText& card, Columns columns, int decimals) {
-    const double size = plainNumber(card, {columns.first + 1, columns.last}, decimals);
+[[gnu::always_inline]] inline double signedNumber(const CardText& card, Columns columns, int decimals, bool& isRead) {
+    const double size = plainNumber(card, {columns.first + 1, columns.last}, decimals, isRead);
     return withSign(card.at(columns.first), size);
 }
 
 /// All columns but the last are the mantissa, the last one is an exponent digit: mantissa x 10^(exponent - bias).
-[[gnu::always_inline]] inline double mantissaAndExponent(const CardText& card, Columns columns, int bias) {
+[[gnu::always_inline]] inline double mantissaAndExponent(const CardText& card, Columns columns, int bias,
+                                                         bool& isRead) {
     double mantissa = 0;
     std::int32_t exponent = 0;
-    if (!readDigit(card.at(columns.last), exponent)) return 0;
-    if (!readNumber(card, {columns.first, columns.last - 1}, 0, mantissa)) return 0;
+    isRead = readDigit(card.at(columns.last), exponent) &&
+             readNumber(card, {columns.first, columns.last - 1}, 0, mantissa);
+    if (!isRead) return 0;
     const double value = scaled(mantissa, exponent - bias);
-    return std::isfinite(value) ? value : 0;
+    isRead = std::isfinite(value);
+    return isRead ? value : 0;
 }
 
 /// Metres on the card, kilometres in the record; the point stands before the mantissa.
-double vectorComponent(const CardText& card, Columns columns) {
+double vectorComponent(const CardText& card, Columns columns, bool& isRead) {
     constexpr int kMetresPerKmExponent = 3;
     const auto digits = static_cast<int>(columns.width()) - 2;
-    const double size = mantissaAndExponent(card, {columns.first + 1, columns.last}, digits + kMetresPerKmExponent);
+    const double size = mantissaAndExponent(card, {columns.first + 1, columns.last}, digits + kMetresPerKmExponent, isRead);
     return withSign(card.at(columns.first), size);
 }
 
-double rightAscension(const CardText& card, Columns columns) {
+double rightAscension(const CardText& card, Columns columns, bool& isRead) {
     std::uint32_t digits = 0;
     if (readPlainDigits(card, columns, digits)) {
         const std::uint32_t hours = digits / 100000, minutes = digits / 1000 % 100, tenths = digits % 1000;
         return rightAscensionDegrees(hours, minutes, tenths / 10.0);
     }
     double degrees = 0;
-    return readRightAscension(card.at(columns), degrees) ? degrees : 0;
+    isRead = readRightAscension(card.at(columns), degrees);
+    return isRead ? degrees : 0;
 }
 
-[[gnu::always_inline]] inline double valueOf(const CardText& card, const tty::Measurement& field) {
+[[gnu::always_inline]] inline double valueOf(const CardText& card, const tty::Measurement& field, bool& isRead) {
     switch (field.coding) {
-        case tty::Coding::kSigned: return signedNumber(card, field.columns, field.decimals);
-        case tty::Coding::kAzimuth: return plainNumber(card, field.columns, field.decimals);
-        case tty::Coding::kAzimuthOnCard2: return scaled(plainNumber(card, field.columns, 0), -field.decimals);
-        case tty::Coding::kRightAscension: return rightAscension(card, field.columns);
-        case tty::Coding::kRange: return mantissaAndExponent(card, field.columns, tty::kRangeExponentBias);
+        case tty::Coding::kSigned: return signedNumber(card, field.columns, field.decimals, isRead);
+        case tty::Coding::kAzimuth: return plainNumber(card, field.columns, field.decimals, isRead);
+        case tty::Coding::kAzimuthOnCard2: return scaled(plainNumber(card, field.columns, 0, isRead), -field.decimals);
+        case tty::Coding::kRightAscension: return rightAscension(card, field.columns, isRead);
+        case tty::Coding::kRange: return mantissaAndExponent(card, field.columns, tty::kRangeExponentBias, isRead);
     }
     return 0;
 }
 
+// --- What is told of values -----------------------------------------------------------------
+
+/// A card whose values are read, and who is told of those that cannot be.
+struct Card {
+    const CardText& text;
+    int number;
+    FieldNotes* notes;
+};
+
+bool hasEndMark(const CardText& card) {
+    return card.text().find(tty::kEndMark) != std::string_view::npos;
+}
+
+/// Without regard to blanks at the end, which some callers cut.
+bool endsBefore(const CardText& card, unsigned column) {
+    return card.text().find_last_not_of(' ') + 1 < column;
+}
+
+[[gnu::noinline]] void tell(const Card& card, Columns columns, std::string_view field, bool isRead) {
+    if (card.notes == nullptr || (isRead && (!endsBefore(card.text, columns.last) || hasEndMark(card.text)))) return;
+    std::string text = "ReadTTY2Lines: Field " + std::to_string(columns.first) + "-" + std::to_string(columns.last) +
+                       " of card " + std::to_string(card.number) + " (";
+    text.append(field).append(isRead ? ") is cut: The card ends before it, or inside of it, without an end mark."
+                                     : ") is not a number and is taken as 0.");
+    card.notes->push_back({FieldNote::Kind::zeroed, field, std::move(text)});
+}
+
+/// Cards that end beyond the field and are read are done with at once.
+[[gnu::always_inline]] inline void tellIfDoubtful(const Card& card, Columns columns, std::string_view field,
+                                                  bool isRead) {
+    if (!isRead || card.text.at(columns.last) == ' ') [[unlikely]]
+        tell(card, columns, field, isRead);
+}
+
+constexpr std::string_view nameOf(const tty::Measurement& field, std::int32_t type) {
+    if (field.value == &ObsRecord::elOrDec) return ObsHasRaDec(type) ? "declination" : "elevation";
+    if (field.value == &ObsRecord::azOrRa) return ObsHasRaDec(type) ? "right ascension" : "azimuth";
+    if (field.value == &ObsRecord::range) return "range";
+    if (field.value == &ObsRecord::rangeRate) return "range rate";
+    if (field.value == &ObsRecord::elRate) return "elevation rate";
+    return field.value == &ObsRecord::azRate ? "azimuth rate" : "range acceleration";
+}
+
+// --- From cards to the record -----------------------------------------------------------------
+
 template <std::int32_t type, const auto& table, std::size_t i>
-inline void readIfCarried(const CardText& card, ObsRecord& rec) {
+inline void readIfCarried(const Card& card, ObsRecord& rec) {
     constexpr const tty::Measurement& field = table[i];
-    if constexpr (field.carriedBy.has(type)) rec.*field.value = valueOf(card, field);
+    if constexpr (field.carriedBy.has(type)) {
+        bool isRead = true;
+        rec.*field.value = valueOf(card.text, field, isRead);
+        tellIfDoubtful(card, field.columns, nameOf(field, type), isRead);
+    }
 }
 
 template <std::int32_t type, const auto& table>
-void readMeasurementsOf(const CardText& card, ObsRecord& rec) {
+void readMeasurementsOf(const Card& card, ObsRecord& rec) {
     [&]<std::size_t... i>(std::index_sequence<i...>) {
         (readIfCarried<type, table, i>(card, rec), ...);
     }(std::make_index_sequence<table.size()>());
@@ -139,8 +195,8 @@ void readMeasurementsOf(const CardText& card, ObsRecord& rec) {
 
 /// The type picks its walk through the table, so that what a field is and where it stands is known beforehand.
 template <const auto& table>
-void readMeasurements(const CardText& card, ObsRecord& rec) {
-    using Reader = void (*)(const CardText&, ObsRecord&);
+void readMeasurements(const Card& card, ObsRecord& rec) {
+    using Reader = void (*)(const Card&, ObsRecord&);
     static constexpr auto kReaders = []<std::int32_t... type>(std::integer_sequence<std::int32_t, type...>) {
         return std::array<Reader, sizeof...(type)>{&readMeasurementsOf<type, table>...};
     }(std::make_integer_sequence<std::int32_t, 20>());
@@ -148,42 +204,52 @@ void readMeasurements(const CardText& card, ObsRecord& rec) {
     if (type < kReaders.size()) kReaders[type](card, rec);
 }
 
-void readVectors(const CardText& card, ObsRecord& rec) {
+void readVectors(const Card& card, ObsRecord& rec) {
     for (const tty::Vector& vector : tty::kVectorsOnCard2) {
         if (!vector.carriedBy.has(rec.obsType)) continue;
-        for (std::size_t i = 0; i < 3; ++i) (rec.*vector.value)[i] = vectorComponent(card, vector.columns[i]);
+        for (std::size_t i = 0; i < 3; ++i) {
+            bool isRead = true;
+            (rec.*vector.value)[i] = vectorComponent(card.text, vector.columns[i], isRead);
+            tellIfDoubtful(card, vector.columns[i], vector.name, isRead);
+        }
     }
 }
 
-std::int32_t digitOrZero(char c) {
-    return isDigit(c) ? c - '0' : 0;
+std::int32_t equinoxOf(const Card& card, Columns column) {
+    std::int32_t equinox = 0;
+    tellIfDoubtful(card, column, "equinox", readDigit(card.text.at(column.first), equinox));
+    return equinox;
 }
 
 /// Values of the types that are done with card 1.
-void readCard1Values(const CardText& card1, ObsRecord& rec) {
+void readCard1Values(const Card& card1, ObsRecord& rec) {
     readMeasurements<tty::kOnCard1>(card1, rec);
     if (!ObsHasRaDec(rec.obsType)) return;
-    rec.equinoxInd = digitOrZero(card1.at(tty::kEquinoxIndOnCard1.first));
+    rec.equinoxInd = equinoxOf(card1, tty::kEquinoxIndOnCard1);
     rec.senPos = {};
 }
 
-void readSatPos(const CardText& card1, ObsRecord& rec) {
-    for (std::size_t i = 0; i < 3; ++i)
-        if (!family::readreal(card1.at(tty::kSatPosOnCard1[i]), tty::kSatPosDecimals, rec.satPos[i])) rec.satPos[i] = 0;
+void readSatPos(const Card& card1, ObsRecord& rec) {
+    for (std::size_t i = 0; i < 3; ++i) {
+        const Columns columns = tty::kSatPosOnCard1[i];
+        const bool isRead = family::readreal(card1.text.at(columns), tty::kSatPosDecimals, rec.satPos[i]);
+        if (!isRead) rec.satPos[i] = 0;
+        tellIfDoubtful(card1, columns, "satellite position", isRead);
+    }
 }
 
 /// Values of the types that have a second card.
-void readCard2Values(const CardText& card1, const CardText& card2, ObsRecord& rec) {
+void readCard2Values(const Card& card1, const Card& card2, ObsRecord& rec) {
     readMeasurements<tty::kOnCard2>(card2, rec);
     readVectors(card2, rec);
-    if (ObsHasRaDec(rec.obsType)) rec.equinoxInd = digitOrZero(card2.at(tty::kEquinoxIndOnCard2.first));
+    if (ObsHasRaDec(rec.obsType)) rec.equinoxInd = equinoxOf(card2, tty::kEquinoxIndOnCard2);
     if (tty::kSatPosTypes.has(rec.obsType)) readSatPos(card1, rec);
     rec.obsType = typeWithRange(rec.obsType, rec.range);
 }
 
 /// False for a blank field, one that holds anything but digits and, in the seconds, a number, and for a time that no
-/// day of the TTY year has.
-bool readTime(const CardText& card, Columns field, double& timeDs50) {
+/// day of the year has.
+bool readTime(const CardText& card, Columns field, std::int32_t year, double& timeDs50) {
     const auto part = [&](unsigned first, unsigned last) -> Columns {
         return {field.first + first - 1, field.first + last - 1};
     };
@@ -201,69 +267,77 @@ bool readTime(const CardText& card, Columns field, double& timeDs50) {
         return false;
     }
     if (!(seconds >= 0 && seconds < 60)) return false;
-    timeDs50 = family::tcomps2utc(ttyYear(), dayOfYear, hour, minute, seconds);
+    timeDs50 = family::tcomps2utc(year, dayOfYear, hour, minute, seconds);
     return timeDs50 != 0;
 }
 
 }  // namespace
 
-MaybeRefusal ReadTTY1stLine(const CardText& card1, ObsRecord& rec) {
-    if (ttyYear() == 0) return Refusal{"ReadTTY1stLine: Must set the year for TTY input file.", {}, 0, {}};
+MaybeRefusal ReadTTY1stLine(const CardText& card1, const ReadSettings& settings, ObsRecord& rec, FieldNotes* notes) {
+    if (settings.ttyYear == 0) return Refusal{"ReadTTY1stLine: Must set the year for TTY input file.", {}, 0, {}};
     rec.secClass = card1.at(tty::kSecClass.first);
     if (!readDigit(card1.at(tty::kIndicator1.first), rec.indicator1) || !readWhole(card1, tty::kSenNum, rec.senNum))
         return refused("ReadTTY1stLine: Bad TTY card (", card1);
-    rec.satNum = rec.altSatNum1 = rec.altSatNum2 = family::alpha5tonum(card1.at(tty::kSatNum));
+    const bool isRead = family::readalpha5(card1.at(tty::kSatNum), rec.satNum);
+    if (!isRead) tell({card1, 1, notes}, tty::kSatNum, "satellite number", false);
+    rec.altSatNum1 = rec.altSatNum2 = rec.satNum;
     rec.indicator2 = kIndicatorNotGiven;
     rec.obsType = family::obstypechartoint(card1.at(tty::kObsType.first));
     return std::nullopt;
 }
 
-MaybeRefusal ReadTTY2Lines(const CardText& card1, const CardText& card2, ObsRecord& rec) {
+MaybeRefusal ReadTTY2Lines(const CardText& card1, const CardText& card2, const ReadSettings& settings, ObsRecord& rec,
+                           FieldNotes* notes) {
     if (tty::kCard1Types.has(rec.obsType)) {
-        if (!readTime(card1, tty::kTimeOnCard1, rec.obsTime))
+        if (!readTime(card1, tty::kTimeOnCard1, settings.ttyYear, rec.obsTime))
             return refused("ReadTTY2Lines: Bad TTY card #1 (", card1);
-        readCard1Values(card1, rec);
+        readCard1Values({card1, 1, notes}, rec);
     } else {
-        if (!readTime(card2, tty::kTimeOnCard2, rec.obsTime))
+        if (!readTime(card2, tty::kTimeOnCard2, settings.ttyYear, rec.obsTime))
             return refused("ReadTTY2Lines: Bad TTY card #2 (", card2);
-        readCard2Values(card1, card2, rec);
+        readCard2Values({card1, 1, notes}, {card2, 2, notes}, rec);
     }
     rotateIfAsked(rec);
-    if (rec.obsType == kTypePositionVelocity && rec.rotateToDate != 0) return convertType7(rec);
+    if (rec.obsType == kTypePositionVelocity && rec.rotateToDate != 0) return convertType7(rec, *settings.sensors);
     return std::nullopt;
 }
 
-MaybeRefusal ReadTTYFrLines(const CardText& card1, const CardText& card2, ObsRecord& rec) {
-    if (MaybeRefusal refusal = ReadTTY1stLine(card1, rec)) return refusal;
-    return ReadTTY2Lines(card1, card2, rec);
+MaybeRefusal ReadTTYFrLines(const CardText& card1, const CardText& card2, const ReadSettings& settings, ObsRecord& rec,
+                            FieldNotes* notes) {
+    if (MaybeRefusal refusal = ReadTTY1stLine(card1, settings, rec, notes)) return refusal;
+    return ReadTTY2Lines(card1, card2, settings, rec, notes);
 }
 
-MaybeRefusal ReadTTYFrFile(LineReader* unit, const CardText& card1, ObsRecord& rec) {
-    if (MaybeRefusal refusal = ReadTTY1stLine(card1, rec)) return refusal;
-    if (tty::kCard1Types.has(rec.obsType)) return ReadTTY2Lines(card1, std::string_view(), rec);
+bool hasSecondCard(const CardText& card1) {
+    return !tty::kCard1Types.has(family::obstypechartoint(card1.at(tty::kObsType.first)));
+}
+
+MaybeRefusal ReadTTYFrFile(LineReader* unit, const CardText& card1, const ReadSettings& settings, ObsRecord& rec,
+                           FieldNotes* notes) {
+    if (MaybeRefusal refusal = ReadTTY1stLine(card1, settings, rec, notes)) return refusal;
+    if (!hasSecondCard(card1)) return ReadTTY2Lines(card1, std::string_view(), settings, rec, notes);
     if (unit == nullptr) return Refusal{"ReadTTYFrFile: This TTY obs needs the 2nd card", {}, 0, {}};
     // A file of this kind is not loaded, but another one may include it.
-    if (family::existfortdotfileunit(unit->unit()))
+    if (settings.oneCardOnly)
         return Refusal{"ReadTTYFrFile: Using fort.n not allowed in Velmora due to security risk", {}, 0, {}};
-
-    // Reading on takes the text of the current line away.
-    char kept[kCardLength];
-    const std::size_t length = card1.text().copy(kept, sizeof kept);
     std::string_view card2;
     if (!unit->next(card2)) return refused("ReadTTYFrFile: Bad TTY card #2 (", card2);
-    return ReadTTY2Lines(std::string_view(kept, length), card2, rec);
+    return ReadTTY2Lines(card1, card2, settings, rec, notes);
 }
 
 double ParseElevTTY(std::string_view field) {
-    return signedNumber(field, {1, 7}, tty::kAngleDecimals);
+    bool isRead = true;
+    return signedNumber(field, {1, 7}, tty::kAngleDecimals, isRead);
 }
 
 double ParseRateTTY(std::string_view field) {
-    return signedNumber(field, {1, 6}, tty::kAngleDecimals);
+    bool isRead = true;
+    return signedNumber(field, {1, 6}, tty::kAngleDecimals, isRead);
 }
 
 double ParseRangeRateTTY(std::string_view field) {
-    return signedNumber(field, {1, 8}, tty::kRangeRateDecimals);
+    bool isRead = true;
+    return signedNumber(field, {1, 8}, tty::kRangeRateDecimals, isRead);
 }
 
 }  // namespace obs

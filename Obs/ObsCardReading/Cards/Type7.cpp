@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Cards/Type7.h"
 
 #include <cmath>
@@ -7,8 +8,8 @@
 
 namespace obs {
 
-MaybeRefusal convertType7(ObsRecord& rec) {
-    const std::optional<SensorPlace> sensor = groundSensor(rec.senNum, rec.obsTime);
+MaybeRefusal convertType7(ObsRecord& rec, const SensorSource& sensors) {
+    const std::optional<SensorPlace> sensor = groundSensor(rec.senNum, rec.obsTime, sensors);
     if (!sensor)
         return Refusal{"ReadTTY2Lines: A type 7 observation needs its sensor, and the place of sensor ",
                        std::to_string(rec.senNum), 0, " is not known."};

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/LaserRanging/Crd.h"
 
 #include <algorithm>
@@ -112,21 +113,22 @@ bool isCrdEnd(std::string_view line) {
     return isCrdRecord(line) && upperCase(line[0]) == 'H' && line[1] == '9';
 }
 
-bool CrdReader::take(std::string_view line, std::int64_t lineNumber, bool hasEnd) {
+CrdReader::Took CrdReader::take(std::string_view line, LinePlace place, bool hasEnd) {
     const Kind* kind = kindOf(line);
-    if (kind == nullptr) return false;
-    if (inPrediction_ && kind->id != "H1") return true;
+    if (kind == nullptr) return Took::no;
+    if (inPrediction_ && kind->id != "H1") return Took::record;
+    counted_ = Took::record;
     if (kind->id != "00") recordMet_ = true;
-    (this->*kind->read)({line, lineNumber, hasEnd});
-    if (session_.isFull()) session_.handOver(sink_);
-    return true;
+    (this->*kind->read)({line, place, hasEnd});
+    if (session_.isFull()) handOver();
+    return counted_;
 }
 
 // --- Headers ----------------------------------------------------------------------------------
 
 void CrdReader::endSession() {
-    session_.handOver(sink_);
-    if (inData_ && sessionRefusal_) refused_.end(*sessionRefusal_, sink_);
+    handOver();
+    if (inData_ && sessionRefusal_) refused_.end(*sessionRefusal_, *sink_);
     inData_ = h1Met_ = h2Met_ = h3Met_ = false;
     header_ = fixedReason("ReadCrd: No header H4 stands before the record.");
 }
@@ -138,7 +140,7 @@ void CrdReader::headerMet() {
 
 void CrdReader::endFile() {
     endSession();
-    if (recordMet_) sink_.note("ReadCrd: The laser-ranging data end without a record H9; they may be cut short.");
+    if (recordMet_) sink_->note("ReadCrd: The laser-ranging data end without a record H9; they may be cut short.");
     recordMet_ = false;
 }
 
@@ -159,8 +161,9 @@ void CrdReader::readH1(const Line& line) {
     inPrediction_ = isPrediction(items[crd::h1::kFormat]);
     if (inPrediction_) {
         recordMet_ = false;
-        return sink_.refuse(fixedReason("ReadSlr: A prediction file (H1 CPF) holds no laser ranges."), line.text,
-                            line.number);
+        counted_ = Took::range;
+        return sink_->refuse(fixedReason("ReadSlr: A prediction file (H1 CPF) holds no laser ranges."), line.text,
+                             line.place);
     }
     h1Met_ = true;
     version_ = valueOr(items[crd::h1::kVersion], 1) >= 2 ? 2 : 1;
@@ -172,7 +175,7 @@ void CrdReader::readH2(const Line& line) {
     const CrdItems items = headerItems(line.text, crd::kH2, version_);
     std::int32_t pad = 0;
     station_.refusal = readItem(items, crd::h2::kPadNumber, "station number", 1, kLargestPad, pad);
-    if (!station_.refusal) station_.refusal = slrSensor(pad, station_.number);
+    if (!station_.refusal) station_.refusal = slrSensor(pad, *settings_->sensors, station_.number);
 }
 
 /// Debris has no laser-ranging id, so either number will do.
@@ -284,46 +287,48 @@ bool CrdReader::beginData(const Line& line) {
 /// A session may leave out H2 and H3, but one that has its own H1 and one of the two will have lost the other.
 void CrdReader::tellKeptHeaders(const Line& line) {
     if (!h1Met_ || h2Met_ == h3Met_) return;
-    session_.note({"ReadCrd: The session with data from line ", std::to_string(line.number), 0,
+    session_.note({"ReadCrd: The session with data from line ", std::to_string(line.place.number), 0,
                    h2Met_ ? " on has no header H3; the satellite of the session before is kept."
                           : " on has no header H2; the station of the session before is kept."},
-                  line.number);
+                  line.place);
 }
 
 void CrdReader::readRange(const Line& line, bool isFullRate) {
-    if (!beginData(line)) return refused_.refuse(*sessionRefusal_, line.text, line.number, sink_);
+    counted_ = Took::range;
+    if (!beginData(line)) return refused_.refuse(*sessionRefusal_, line.text, line.place, *sink_);
     const CrdItems items(line.text, crd::range::kFilterFlag + 1);
     CrdSession::Range range;
     std::int32_t epochEvent = 0, filterFlag = 0;
     constexpr double kLeastFlightS = std::numeric_limits<double>::min();
-    MaybeRefusal why =
-        readItem(items, crd::range::kSecondOfDay, "second of day", 0.0, kEndOfDayS, range.record.secondOfDay);
+    MaybeRefusal why = refuseNul(line.text);
+    if (!why)
+        why = readItem(items, crd::range::kSecondOfDay, "second of day", 0.0, kEndOfDayS, range.record.secondOfDay);
     if (!why)
         why = readItem(items, crd::range::kTimeOfFlight, "time of flight", kLeastFlightS, kLongestFlightS,
                        range.record.timeOfFlightS);
     if (!why) why = readItem(items, crd::range::kEpochEvent, "epoch event", 0, 2, epochEvent);
     if (!why && isFullRate && !isMissing(items[crd::range::kFilterFlag]))
         why = readItem(items, crd::range::kFilterFlag, "filter flag", 0, 2, filterFlag);
-    if (why) return session_.refuse(*why, line.text, line.number);
+    if (why) return session_.refuse(*why, line.text, line.place);
     constexpr std::int32_t kNoise = 1;
     range.isNoise = filterFlag == kNoise;
     range.epochEvent = static_cast<std::uint8_t>(epochEvent);
     range.wavelengthUm = wavelengthOf(items[crd::range::kConfiguration]);
-    range.lineNumber = line.number;
+    range.place = line.place;
     session_.add(range);
 }
 
 /// A damaged record beside the ranges costs no range, only what it would have said.
 void CrdReader::leaveOut(const MaybeRefusal& why, const Line& line) {
     Refusal said = *why;
-    said.quoted = "Line " + std::to_string(line.number) + " is left out: " + said.quoted;
-    session_.note(said, line.number);
+    said.quoted = "Line " + std::to_string(line.place.number) + " is left out: " + said.quoted;
+    session_.note(said, line.place);
 }
 
 bool CrdReader::mayBeCut(const Line& line, const CrdItems& items, std::size_t lastRead) {
     if (line.hasEnd || items.count() > lastRead + 1) return false;
-    session_.note({"ReadCrd: Line ", std::to_string(line.number), 0, " is left out: It has no end, and may be cut."},
-                  line.number);
+    session_.note({"ReadCrd: Line ", std::to_string(line.place.number), 0, " is left out: It has no end, and may be cut."},
+                  line.place);
     return true;
 }
 

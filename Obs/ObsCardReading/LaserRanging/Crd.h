@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Consolidated laser ranging data, versions 1 and 2: from lines to sessions. docs/formats/slr.md has the rules.
 #pragma once
 
@@ -8,7 +9,7 @@
 
 #include "Obs/ObsCardReading/LaserRanging/CrdItems.h"
 #include "Obs/ObsCardReading/LaserRanging/CrdSession.h"
-#include "Obs/ObsCardReading/LaserRanging/SlrSink.h"
+#include "Obs/ObsCardReading/LaserRanging/SlrSessionRefusal.h"
 
 namespace obs {
 
@@ -22,16 +23,22 @@ bool isCrdComment(std::string_view line);
 /// Whether it is the record that ends a file.
 bool isCrdEnd(std::string_view line);
 
+/// What was read of a file so far. A copy goes on by itself from there.
 class CrdReader {
 public:
-    explicit CrdReader(SlrSink& sink) : sink_(sink) {}
+    /// What the next lines are read with, and where their ranges go; both must live until then.
+    void attach(const ReadSettings& settings, RecordSink& sink) {
+        settings_ = &settings;
+        sink_ = &sink;
+    }
 
-    /// Takes a line; false when it is no laser-ranging record. Observations reach the sink when their session ends.
+    /// Takes a line; `no` when it is no laser-ranging record, `range` when it gives or owes an observation. Observations reach the sink when their session ends.
     /// A line without its end may be cut in a number: records beside the ranges then need an item behind what is read.
-    bool take(std::string_view line, std::int64_t lineNumber, bool hasEnd = true);
+    enum class Took { no, record, range };
+    Took take(std::string_view line, LinePlace place, bool hasEnd = true);
 
     /// Hands over what was read so far of a session that goes on.
-    void handOver() { session_.handOver(sink_); }
+    void handOver() { session_.handOver(*settings_, *sink_); }
 
     /// Takes records again after those of a prediction file, as an H1 does.
     void leavePrediction() { inPrediction_ = false; }
@@ -50,7 +57,7 @@ private:
 
     struct Line {
         std::string_view text;
-        std::int64_t number;
+        LinePlace place;
         bool hasEnd;
     };
     /// A satellite or station with its number here, or why it has none.
@@ -88,7 +95,8 @@ private:
     void headerMet();
     void tellKeptHeaders(const Line& line);
 
-    SlrSink& sink_;
+    const ReadSettings* settings_ = nullptr;
+    RecordSink* sink_ = nullptr;
     CrdSession session_;
     CrdSessionFacts facts_;
     int version_ = 1;
@@ -97,6 +105,7 @@ private:
     MaybeRefusal header_{Refusal{"ReadCrd: No header H4 stands before the record.", {}, 0, {}}};
     MaybeRefusal sessionRefusal_;                         ///< why no range of this session can be read, once `inData_`
     SlrSessionRefusal refused_;
+    Took counted_ = Took::record;                         ///< what the current line is
     bool inPrediction_ = false;                           ///< between an H1 of predictions and the next one
     bool inData_ = false;                                 ///< a data record of this session was met
     bool h1Met_ = false, h2Met_ = false, h3Met_ = false;  ///< of this session

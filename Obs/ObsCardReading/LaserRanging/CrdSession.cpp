@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/LaserRanging/CrdSession.h"
 
 #include <algorithm>
@@ -70,7 +71,7 @@ const Value* CrdTimeLine<Value>::nearest(double second, double tolerance) {
 // --- Collecting -----------------------------------------------------------------------------
 
 /// Seconds from midnight before the start, for a record on either side of a midnight.
-double CrdSession::place(double secondOfDay) const {
+double CrdSession::secondFromStartDay(double secondOfDay) const {
     return secondOfDay + kSecondsPerDay * slrDayShift(secondOfDay, facts_.startSecondOfDay);
 }
 
@@ -81,27 +82,27 @@ void CrdSession::add(Range range) {
 }
 
 void CrdSession::addConditions(double secondOfDay, AtmCondRec conditions) {
-    const double second = place(secondOfDay);
+    const double second = secondFromStartDay(secondOfDay);
     conditions.timeDs50 = facts_.dayDs50 + second / kSecondsPerDay;
     conditions_.add(second, conditions);
 }
 
 void CrdSession::addPointing(double secondOfDay, const Line30Rec& pointing) {
-    pointings_.add(place(secondOfDay), pointing);
+    pointings_.add(secondFromStartDay(secondOfDay), pointing);
 }
 
 void CrdSession::addSupplement(double secondOfDay, const CrdSupplement& supplement) {
-    supplements_.add(place(secondOfDay), supplement);
+    supplements_.add(secondFromStartDay(secondOfDay), supplement);
 }
 
-void CrdSession::refuse(const Refusal& why, std::string_view line, std::int64_t lineNumber) {
+void CrdSession::refuse(const Refusal& why, std::string_view line, LinePlace place) {
     remarkBytes_ += sizeof(Remark) + why.quoted.size() + line.size();
-    remarks_.push_back({lineNumber, true, why, std::string(line)});
+    remarks_.push_back({place, true, why, std::string(line)});
 }
 
-void CrdSession::note(const Refusal& what, std::int64_t lineNumber) {
+void CrdSession::note(const Refusal& what, LinePlace place) {
     remarkBytes_ += sizeof(Remark) + what.quoted.size();
-    remarks_.push_back({lineNumber, false, what, {}});
+    remarks_.push_back({place, false, what, {}});
 }
 
 bool CrdSession::isFull() const {
@@ -111,18 +112,19 @@ bool CrdSession::isFull() const {
 
 // --- Handing over ---------------------------------------------------------------------------
 
-void CrdSession::handOver(SlrSink& sink) {
+void CrdSession::handOver(const ReadSettings& settings, RecordSink& sink) {
     conditions_.sort();
     pointings_.sort();
     supplements_.sort();
-    settings_ = slrCorrections();
+    settings_ = settings.corrections;
+    sensors_ = settings.sensors;
     corrections_ = {};
     auto remark = remarks_.cbegin();
     ObsRecord rec;
     for (const Range& range : ranges_) {
-        for (; remark != remarks_.cend() && remark->lineNumber < range.lineNumber; ++remark) tell(*remark, sink);
+        for (; remark != remarks_.cend() && remark->place.number < range.place.number; ++remark) tell(*remark, sink);
         form(range, rec);
-        sink.observation(rec, range.lineNumber);
+        sink.observation(rec, {}, range.place);
     }
     for (; remark != remarks_.cend(); ++remark) tell(*remark, sink);
     noteWhatRangesAre(sink);
@@ -135,20 +137,20 @@ void CrdSession::handOver(SlrSink& sink) {
     remarkBytes_ = noise_ = 0;
 }
 
-void CrdSession::tell(const Remark& remark, SlrSink& sink) {
-    if (remark.isBad) sink.refuse(remark.why, remark.line, remark.lineNumber);
+void CrdSession::tell(const Remark& remark, RecordSink& sink) {
+    if (remark.isBad) sink.refuse(remark.why, remark.line, remark.place);
     else sink.note(remark.why.message());
 }
 
-void CrdSession::noteWhatRangesAre(SlrSink& sink) const {
+void CrdSession::noteWhatRangesAre(RecordSink& sink) const {
     if (ranges_.empty()) return;
-    const std::string from = "from line " + std::to_string(ranges_.front().lineNumber) + " on";
+    const std::string from = "from line " + std::to_string(ranges_.front().place.number) + " on";
     if (noise_ > 0)
         sink.note("ReadCrd: " + std::to_string(noise_) + " of " + std::to_string(ranges_.size()) + " ranges " + from +
                   " are flagged as noise; they are taken, with first indicator 1.");
     if ((facts_.applied & kSlrSystemDelayLeft) != 0)
         sink.note("ReadCrd: Ranges " + from + " still contain the station's system delay, as their header says.");
-    if (std::string text = corrections_.text(ranges_.front().lineNumber); !text.empty()) sink.note(std::move(text));
+    if (std::string text = corrections_.text(ranges_.front().place.number); !text.empty()) sink.note(std::move(text));
 }
 
 double CrdSession::secondOf(const Range& range) {
@@ -185,6 +187,7 @@ SlrCorrection CrdSession::correction(const Range& range, const Line30Rec* pointi
     else if (before != nullptr || after != nullptr) conditions = (before != nullptr ? before : after)->value;
     const CrdSupplement* given = supplements_.nearest(second, kSameTimeS);
     SlrRangeContext context{};
+    context.sensors = sensors_;
     context.conditions = conditions_.size() > 0 ? &conditions : nullptr;
     context.wavelengthUm = range.wavelengthUm;
     context.elevationDeg = elevationDeg(second, pointing);

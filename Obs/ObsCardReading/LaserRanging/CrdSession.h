@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// One session of laser ranging, held until all its records are known: conditions, pointing and supplements may
 /// stand before, between or after the ranges to which they belong.
 #pragma once
@@ -9,7 +10,8 @@
 #include <vector>
 
 #include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
-#include "Obs/ObsCardReading/LaserRanging/SlrSink.h"
+#include "Obs/ObsCardReading/Loading/RecordSink.h"
+#include "Obs/ObsCardReading/ReadSettings.h"
 #include "Obs/ObsTypes/Companions.h"
 
 namespace obs {
@@ -68,7 +70,7 @@ public:
     /// A range as its line gives it.
     struct Range {
         Line11Rec record;
-        std::int64_t lineNumber = 0;
+        LinePlace place;
         float wavelengthUm = 0;       ///< 0 unknown
         std::int8_t dayShift = 0;     ///< days after that of the start
         std::uint8_t epochEvent = 2;  ///< at which the second of day was taken: 0 receive, 1 bounce, 2 transmit
@@ -81,30 +83,30 @@ public:
     void addConditions(double secondOfDay, AtmCondRec conditions);
     void addPointing(double secondOfDay, const Line30Rec& pointing);
     void addSupplement(double secondOfDay, const CrdSupplement& supplement);
-    void refuse(const Refusal& why, std::string_view line, std::int64_t lineNumber);
-    void note(const Refusal& what, std::int64_t lineNumber);
+    void refuse(const Refusal& why, std::string_view line, LinePlace place);
+    void note(const Refusal& what, LinePlace place);
 
     /// Whether so much is held that it is time to hand over what there is.
     bool isFull() const;
 
     /// Hands over observations, refusals and notes in the order of their lines, and forgets them.
-    void handOver(SlrSink& sink);
+    void handOver(const ReadSettings& settings, RecordSink& sink);
 
 private:
     struct Remark {
-        std::int64_t lineNumber;
+        LinePlace place;
         bool isBad;
         Refusal why;
         std::string line;
     };
 
     static double secondOf(const Range& range);
-    double place(double secondOfDay) const;
+    double secondFromStartDay(double secondOfDay) const;
     void form(const Range& range, ObsRecord& rec);
     SlrCorrection correction(const Range& range, const Line30Rec* pointing);
     double elevationDeg(double second, const Line30Rec* pointing);
-    static void tell(const Remark& remark, SlrSink& sink);
-    void noteWhatRangesAre(SlrSink& sink) const;
+    static void tell(const Remark& remark, RecordSink& sink);
+    void noteWhatRangesAre(RecordSink& sink) const;
 
     CrdSessionFacts facts_;
     std::vector<Range> ranges_;
@@ -115,6 +117,7 @@ private:
     CrdTimeLine<Line30Rec> pointings_;
     CrdTimeLine<CrdSupplement> supplements_;
     SlrCorrectionSettings settings_;
+    const SensorSource* sensors_ = nullptr;
     SlrCorrectionCounts corrections_;
 };
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/LaserRanging/SlrBlocks.h"
 
 #include <algorithm>
@@ -15,9 +16,9 @@
 
 namespace obs {
 
-namespace {
-
 namespace layout = slr_blocks;
+
+namespace {
 
 constexpr double kPsPerS = 1e12;
 constexpr double kNotGiven = std::numeric_limits<double>::quiet_NaN();
@@ -70,16 +71,7 @@ bool endsBlock(std::string_view line, CrdInBlocks records) {
     return isCrdRecord(line) && (records == CrdInBlocks::allEnd || upperCase(line.front()) == 'H');
 }
 
-// --- Pass -----------------------------------------------------------------------------------
-
-struct Pass {
-    std::int32_t ilrsId = 0;
-    std::int32_t satNum = 0;
-    std::int32_t senNum = 0;
-    std::int32_t dayDs50 = 0;
-    double wavelengthUm = 0;
-    double systemDelayS = 0;  ///< two-way, to be taken off
-};
+// --- Header ---------------------------------------------------------------------------------
 
 double wavelengthUm(std::int64_t written) {
     constexpr double kTenthsPerUm = 1e4, kNmPerUm = 1e3;
@@ -106,156 +98,145 @@ bool readSystemDelay(const CardText& line, double& delayS) {
     return !std::isnan(delayS);
 }
 
+}  // namespace
+
 /// Normal points have the delay taken off already.
-MaybeRefusal readHeader(const CardText& line, bool engineering, Pass& pass) {
-    pass.ilrsId = count(line, layout::header::kSatellite);
+MaybeRefusal SlrBlock::readHeader(const CardText& line) {
+    pass_.ilrsId = count(line, layout::header::kSatellite);
     const std::int32_t padNumber = count(line, layout::header::kStation);
-    if (!holdsItems(line, layout::header::kSummed) || pass.ilrsId < 0 || padNumber < 0 ||
-        !readDay(line, pass.dayDs50) || (engineering && !readSystemDelay(line, pass.systemDelayS)))
+    if (!holdsItems(line, layout::header::kSummed) || pass_.ilrsId < 0 || padNumber < 0 ||
+        !readDay(line, pass_.dayDs50) || (engineering_ && !readSystemDelay(line, pass_.systemDelayS)))
         return Refusal{"ReadSlrBlock: Bad pass header/", std::string(line.text()), 0, {}};
-    pass.wavelengthUm = wavelengthUm(count(line, layout::header::kWavelength));
-    MaybeRefusal refusal = slrSatellite(pass.ilrsId, 0, pass.satNum);
-    if (!refusal) refusal = slrSensor(padNumber, pass.senNum);
+    pass_.wavelengthUm = wavelengthUm(count(line, layout::header::kWavelength));
+    MaybeRefusal refusal = slrSatellite(pass_.ilrsId, 0, pass_.satNum);
+    if (!refusal) refusal = slrSensor(padNumber, *sensors_, pass_.senNum);
     return refusal;
 }
 
 // --- Block ----------------------------------------------------------------------------------
 
-class BlockReader {
-public:
-    BlockReader(LineReader& lines, SlrSink& sink, CrdInBlocks records)
-        : lines_(lines),
-          sink_(sink),
-          records_(records),
-          markLine_(lines.lineNumber()),
-          engineering_(lines.currentLine().substr(0, layout::kEngineeringMark.size()) == layout::kEngineeringMark),
-          columns_(engineering_ ? layout::kEngineering : layout::kNormalPoint),
-          settings_(slrCorrections()) {}
+void SlrBlock::open(std::string_view mark, LinePlace place, CrdInBlocks records, const ReadSettings& settings) {
+    *this = {};
+    isOpen_ = true;
+    engineering_ = mark.substr(0, layout::kEngineeringMark.size()) == layout::kEngineeringMark;
+    records_ = records;
+    settings_ = settings.corrections;
+    sensors_ = settings.sensors;
+    mark_ = place;
+}
 
-    void run() {
-        std::string_view line;
-        if (!nextData(line)) {
-            const std::string_view mark = engineering_ ? layout::kEngineeringMark : layout::kNormalPointMark;
-            return sink_.refuse({"ReadSlrBlock: No pass header follows the mark", {}, 0, {}}, mark, markLine_);
-        }
-        const std::string headerText(line);
-        headerRefusal_ = readHeader(headerText, engineering_, pass_);
-        checkSum(headerText, layout::header::kSummed, layout::header::kCheckSum);
-        const std::int64_t headerLine = lines_.lineNumber();
-        bool anyData = false;
-        while (nextData(line)) {
-            anyData = true;
-            takeData(line);
-        }
-        if (headerRefusal_ && !anyData) sink_.refuse(*headerRefusal_, headerText, headerLine);
-        if (headerRefusal_) refused_.end(*headerRefusal_, sink_);
-        noteCheckSums();
-        if (std::string text = corrections_.text(markLine_); !text.empty()) sink_.note(std::move(text));
-        sink_.corrected(corrections_);
+const layout::DataColumns& SlrBlock::columns() const {
+    return engineering_ ? layout::kEngineering : layout::kNormalPoint;
+}
+
+SlrBlock::Took SlrBlock::take(std::string_view line, LinePlace place, RecordSink& sink) {
+    if (isCommentOrBlank(line)) return Took::comment;
+    if (endsBlock(line, records_)) return Took::other;
+    if (isCrdComment(line)) return Took::header;
+    if (header_.number == 0) {
+        takeHeader(line, place);
+        return Took::header;
     }
+    takeData(line, place, sink);
+    return Took::data;
+}
 
-private:
-    /// False at the end of the block; the line that ends it is given back.
-    bool nextData(std::string_view& line) {
-        while (lines_.next(line)) {
-            if (isCommentOrBlank(line)) continue;
-            if (endsBlock(line, records_)) {
-                lines_.goTo(lines_.beforeCurrentLine());
-                return false;
-            }
-            if (!isCrdComment(line)) return true;
-        }
-        return false;
-    }
-
-    void takeData(std::string_view text) {
-        const CardText line(text);
-        if (headerRefusal_) return refused_.refuse(*headerRefusal_, text, lines_.lineNumber(), sink_);
-        ObsRecord rec;
-        if (!readRange(line, rec))
-            return sink_.refuse({"ReadSlrBlock: Bad data line/", std::string(text), 0, {}}, text, lines_.lineNumber());
-        checkSum(line, columns_.summed, columns_.checkSum);
-        sink_.observation(rec, lines_.lineNumber());
-    }
-
-    bool readRange(const CardText& line, ObsRecord& rec) {
-        constexpr double kUnitsPerS = 1e7, kLongestDayS = 86401;  // with a leap second
-        const double firing = valueOf(line, layout::kFiringTime, kUnitsPerS);
-        if (!(firing >= 0 && firing < kLongestDayS)) return false;
-        if (firstFiring_ < 0) firstFiring_ = firing;
-        const double measured = valueOf(line, layout::kTimeOfFlight, kPsPerS);
-        const double timeOfFlight = measured - pass_.systemDelayS;
-        if (!holdsItems(line, columns_.summed) || !(measured > 0 && timeOfFlight > 0)) return false;
-        rec = slrRangeRecord(pass_.satNum, pass_.senNum, pass_.dayDs50 + slrDayShift(firing, firstFiring_),
-                             firing + timeOfFlight / 2, slrRangeKm(timeOfFlight));
-        correct(line, rec, engineering_ ? readAngles(line, rec) : kNotGiven);
+bool SlrBlock::close(RecordSink& sink) {
+    isOpen_ = false;
+    if (header_.number == 0) {
+        const std::string_view mark = engineering_ ? layout::kEngineeringMark : layout::kNormalPointMark;
+        sink.refuse({"ReadSlrBlock: No pass header follows the mark", {}, 0, {}}, mark, mark_);
         return true;
     }
+    const bool headerAlone = headerRefusal_ && !anyData_;
+    if (headerAlone) sink.refuse(*headerRefusal_, headerText_, header_);
+    if (headerRefusal_) refused_.end(*headerRefusal_, sink);
+    noteCheckSums(sink);
+    if (std::string text = corrections_.text(mark_.number); !text.empty()) sink.note(std::move(text));
+    sink.corrected(corrections_);
+    return headerAlone;
+}
 
-    /// Gives the elevation: angles of unknown origin are not kept, but may serve the corrections.
-    static double readAngles(const CardText& line, ObsRecord& rec) {
-        constexpr double kUnitsPerDegree = 1e4;
-        const double azimuthDeg = valueOf(line, layout::kAzimuth, kUnitsPerDegree);
-        const double elevationDeg = valueOf(line, layout::kElevation, kUnitsPerDegree);
-        if (!(std::fabs(azimuthDeg) <= kMostAzimuthDeg && std::fabs(elevationDeg) <= kMostElevationDeg))
-            return kNotGiven;
-        const std::int32_t origin = count(line, layout::kAngleOrigin);
-        if (origin < 1 || origin > 3) return elevationDeg;
-        rec.obsType = kTypeAzElRange;
-        rec.azOrRa = azimuthDeg < 0 ? azimuthDeg + 360 : azimuthDeg;
-        return rec.elOrDec = elevationDeg;
-    }
+void SlrBlock::takeHeader(std::string_view line, LinePlace place) {
+    header_ = place;
+    headerText_ = line;
+    headerRefusal_ = readHeader(line);
+    checkSum(line, layout::header::kSummed, layout::header::kCheckSum, place.number);
+}
 
-    void correct(const CardText& line, ObsRecord& rec, double elevationDeg) {
-        if (settings_.troposphere == SlrTroposphere::none && !settings_.centreOfMass) return;
-        constexpr double kTenths = 10, kMetresPerKm = 1e3;
-        const AtmCondRec conditions{rec.obsTime, valueOf(line, columns_.pressure, kTenths),
-                                    valueOf(line, columns_.temperature, kTenths), valueOf(line, columns_.humidity, 1)};
-        const SlrRangeContext range{&conditions,  pass_.wavelengthUm, elevationDeg,
-                                    pass_.senNum, pass_.satNum,       pass_.ilrsId,
-                                    kNotGiven,    kNotGiven,          0};
-        const SlrCorrection correction = slrCorrection(range, settings_);
-        rec.range += correction.metres / kMetresPerKm;
-        rec.indicator2 = correction.applied;
-        corrections_.count(correction);
-    }
+void SlrBlock::takeData(std::string_view text, LinePlace place, RecordSink& sink) {
+    anyData_ = true;
+    const CardText line(text);
+    if (headerRefusal_) return refused_.refuse(*headerRefusal_, text, place, sink);
+    if (const MaybeRefusal nul = refuseNul(text)) return sink.refuse(*nul, text, place);
+    ObsRecord rec;
+    if (!readRange(line, rec))
+        return sink.refuse({"ReadSlrBlock: Bad data line/", std::string(text), 0, {}}, text, place);
+    checkSum(line, columns().summed, columns().checkSum, place.number);
+    sink.observation(rec, text, place);
+}
 
-    /// The digits of all summed columns added, modulo 100. A line without a sum is not looked at.
-    void checkSum(const CardText& line, Columns summed, Columns sumColumns) {
-        if (!hasDigit(line, sumColumns)) return;
-        std::int64_t sum = 0;
-        for (const char c : line.at(summed)) sum += isDigit(c) ? c - '0' : 0;
-        if (sum % 100 == item(line, sumColumns)) return;
-        if (badSums_++ == 0) firstBadSumLine_ = lines_.lineNumber();
-    }
+bool SlrBlock::readRange(const CardText& line, ObsRecord& rec) {
+    constexpr double kUnitsPerS = 1e7, kLongestDayS = 86401;  // with a leap second
+    const double firing = valueOf(line, layout::kFiringTime, kUnitsPerS);
+    if (!(firing >= 0 && firing < kLongestDayS)) return false;
+    if (firstFiring_ < 0) firstFiring_ = firing;
+    const double measured = valueOf(line, layout::kTimeOfFlight, kPsPerS);
+    const double timeOfFlight = measured - pass_.systemDelayS;
+    if (!holdsItems(line, columns().summed) || !(measured > 0 && timeOfFlight > 0)) return false;
+    rec = slrRangeRecord(pass_.satNum, pass_.senNum, pass_.dayDs50 + slrDayShift(firing, firstFiring_),
+                         firing + timeOfFlight / 2, slrRangeKm(timeOfFlight));
+    correct(line, rec, engineering_ ? readAngles(line, rec) : kNotGiven);
+    return true;
+}
 
-    void noteCheckSums() {
-        if (badSums_ == 0) return;
-        sink_.note("ReadSlrBlock: Lines with a wrong check sum in the pass that starts on line " +
-                   std::to_string(markLine_) + ": " + std::to_string(badSums_) + ", the first is line " +
-                   std::to_string(firstBadSumLine_));
-    }
+/// Gives the elevation: angles of unknown origin are not kept, but may serve the corrections.
+double SlrBlock::readAngles(const CardText& line, ObsRecord& rec) {
+    constexpr double kUnitsPerDegree = 1e4;
+    const double azimuthDeg = valueOf(line, layout::kAzimuth, kUnitsPerDegree);
+    const double elevationDeg = valueOf(line, layout::kElevation, kUnitsPerDegree);
+    if (!(std::fabs(azimuthDeg) <= kMostAzimuthDeg && std::fabs(elevationDeg) <= kMostElevationDeg)) return kNotGiven;
+    const std::int32_t origin = count(line, layout::kAngleOrigin);
+    if (origin < 1 || origin > 3) return elevationDeg;
+    rec.obsType = kTypeAzElRange;
+    rec.azOrRa = azimuthDeg < 0 ? azimuthDeg + 360 : azimuthDeg;
+    return rec.elOrDec = elevationDeg;
+}
 
-    LineReader& lines_;
-    SlrSink& sink_;
-    CrdInBlocks records_;
-    std::int64_t markLine_;
-    bool engineering_;
-    const layout::DataColumns& columns_;
-    SlrCorrectionSettings settings_;
-    Pass pass_;
-    MaybeRefusal headerRefusal_;
-    double firstFiring_ = -1;  ///< second of day on the first line that has one: the start of the pass
-    SlrSessionRefusal refused_;
-    SlrCorrectionCounts corrections_;
-    std::int64_t badSums_ = 0;
-    std::int64_t firstBadSumLine_ = 0;
-};
+void SlrBlock::correct(const CardText& line, ObsRecord& rec, double elevationDeg) {
+    if (settings_.troposphere == SlrTroposphere::none && !settings_.centreOfMass) return;
+    constexpr double kTenths = 10, kMetresPerKm = 1e3;
+    const AtmCondRec conditions{rec.obsTime, valueOf(line, columns().pressure, kTenths),
+                                valueOf(line, columns().temperature, kTenths), valueOf(line, columns().humidity, 1)};
+    const SlrRangeContext range{&conditions,  pass_.wavelengthUm, elevationDeg, pass_.senNum, pass_.satNum,
+                                pass_.ilrsId, kNotGiven,          kNotGiven,    0,            sensors_};
+    const SlrCorrection correction = slrCorrection(range, settings_);
+    rec.range += correction.metres / kMetresPerKm;
+    rec.indicator2 = correction.applied;
+    corrections_.count(correction);
+}
 
-}  // namespace
+/// The digits of all summed columns added, modulo 100. A line without a sum is not looked at.
+void SlrBlock::checkSum(const CardText& line, Columns summed, Columns sumColumns, std::int64_t lineNumber) {
+    if (!hasDigit(line, sumColumns)) return;
+    std::int64_t sum = 0;
+    for (const char c : line.at(summed)) sum += isDigit(c) ? c - '0' : 0;
+    if (sum % 100 == item(line, sumColumns)) return;
+    if (badSums_++ == 0) firstBadSumLine_ = lineNumber;
+}
 
-void readSlrBlock(LineReader& lines, SlrSink& sink, CrdInBlocks records) {
-    BlockReader(lines, sink, records).run();
+void SlrBlock::noteCheckSums(RecordSink& sink) const {
+    if (badSums_ == 0) return;
+    sink.note("ReadSlrBlock: Lines with a wrong check sum in the pass that starts on line " +
+               std::to_string(mark_.number) + ": " + std::to_string(badSums_) + ", the first is line " +
+               std::to_string(firstBadSumLine_));
+}
+
+bool GoPassHeaderRecord(LineReader& lines) {
+    std::string_view line;
+    while (lines.next(line))
+        if (ObsCardType(line) == LineClass::slrBlock) return true;
+    return false;
 }
 
 }  // namespace obs

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
 
 #include <algorithm>
@@ -8,7 +9,6 @@
 #include <utility>
 
 #include "siblings/include/Constants.h"
-#include "siblings/include/Sensors.h"
 
 namespace obs {
 
@@ -57,7 +57,7 @@ double modelledDelayM(const SlrRangeContext& range, SlrTroposphere model) {
                                     : mariniMurrayHolds(range.wavelengthUm, range.elevationDeg);
     family::SensorData station;
     if (!holds || range.conditions == nullptr || !plausible(*range.conditions) ||
-        !family::findsendata(range.senNum, station))
+        !range.sensors->find(range.senNum, station))
         return 0;
     const AtmCondRec& air = *range.conditions;
     const SlrModelInput input{station.latitudeDeg,

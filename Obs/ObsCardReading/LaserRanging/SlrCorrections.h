@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What laser ranges lack when they are read: the delay in the troposphere and the way from the satellite's
 /// reflectors to its centre of mass. Both are left as measured unless the user asks for them.
 #pragma once
@@ -6,6 +7,7 @@
 #include <string>
 
 #include "Obs/CardLayouts/SlrNumbers.h"
+#include "Obs/ObsStates/SensorSource.h"
 #include "Obs/ObsTypes/Companions.h"
 
 namespace obs {
@@ -22,7 +24,7 @@ struct alignas(8) SlrCorrectionSettings {
 void setSlrCorrections(const SlrCorrectionSettings& settings);
 SlrCorrectionSettings slrCorrections();
 
-/// What is known about one range. The sensor library gives the station's latitude and height by `senNum`.
+/// What is known about one range.
 struct SlrRangeContext {
     const AtmCondRec* conditions;  ///< at the time of the range; null: none
     double wavelengthUm;           ///< 0 unknown
@@ -33,6 +35,7 @@ struct SlrRangeContext {
     double troposphericPs;  ///< delay that the file itself gives, one-way, ps; NaN none
     double centreOfMassM;   ///< distance that the file itself gives, one-way, m; NaN none
     std::int32_t applied;   ///< already in the data: second indicator
+    const SensorSource* sensors = &familySensors();  ///< for the station's latitude and height
 };
 
 /// A correction of one range.

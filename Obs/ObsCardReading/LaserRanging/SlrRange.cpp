@@ -1,9 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/LaserRanging/SlrRange.h"
 
 #include "Obs/CardLayouts/SlrNumbers.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Constants.h"
-#include "siblings/include/Sensors.h"
 
 namespace obs {
 
@@ -24,11 +24,11 @@ MaybeRefusal slrSatellite(std::int32_t ilrsId, std::int32_t catalogueNumber, std
                    " has no known satellite number, and no header H3 gives its catalogue number."};
 }
 
-MaybeRefusal slrSensor(std::int32_t padNumber, std::int32_t& senNum) {
+MaybeRefusal slrSensor(std::int32_t padNumber, const SensorSource& sensors, std::int32_t& senNum) {
     senNum = Nasa2SsnSen(padNumber);
     family::SensorData sensor;
     const bool mayBeSensor = padNumber >= kLowestPadSensor && padNumber <= kHighestPadSensor;
-    if (senNum == 0 && mayBeSensor && family::findsendata(padNumber, sensor)) senNum = padNumber;
+    if (senNum == 0 && mayBeSensor && sensors.find(padNumber, sensor)) senNum = padNumber;
     if (senNum != 0) return std::nullopt;
     return Refusal{"ReadSlr: Laser station ", std::to_string(padNumber), 0,
                    mayBeSensor ? " has no known sensor number; a sensor of the station's own number would do."

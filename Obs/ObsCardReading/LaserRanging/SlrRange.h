@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What all laser-ranging formats have in common: who ranged what, and the record of one range.
 #pragma once
 
 #include <cstdint>
 
 #include "Obs/ObsCardReading/Refusal.h"
+#include "Obs/ObsStates/SensorSource.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {
@@ -13,8 +15,8 @@ namespace obs {
 MaybeRefusal slrSatellite(std::int32_t ilrsId, std::int32_t catalogueNumber, std::int32_t& satNum);
 
 /// Sensor number of a station's pad number: by the station table; else the sensor that bears the pad number itself,
-/// when that may be one and the sensor library has it. Refused when there is neither.
-MaybeRefusal slrSensor(std::int32_t padNumber, std::int32_t& senNum);
+/// when that may be one and `sensors` has it. Refused when there is neither.
+MaybeRefusal slrSensor(std::int32_t padNumber, const SensorSource& sensors, std::int32_t& senNum);
 
 /// One-way range of a time of flight, which is there and back unless said otherwise.
 double slrRangeKm(double timeOfFlightS, bool twoWay = true);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Loading/LoadBatch.h"
 
 #include <algorithm>
@@ -10,7 +11,7 @@ namespace obs {
 
 namespace {
 
-/// A batch holds at least so many observations, and more the more the store holds: rebuilding the tree
+/// A batch holds at least this many observations, and more the more the store holds: rebuilding the tree
 /// then costs a constant share per observation.
 constexpr std::size_t kLeastBatch = 1u << 20;
 
@@ -26,117 +27,161 @@ std::string trimmed(std::string text) {
 }  // namespace
 
 LoadBatch::LoadBatch(LoadState& state, std::int64_t fileSize, std::int64_t bytesPerObservation)
-    : state_(state), batch_(state.gid), batchLimit_(batchLimit()) {
+    : state_(state), batch_(state.run.options.gid), batchLimit_(batchLimit()) {
     if (fileSize <= 0) return;
     batch_.expect(std::min(static_cast<std::size_t>(fileSize / bytesPerObservation) + 1, batchLimit_));
 }
 
-void LoadBatch::take(ObsRecord& rec, const MaybeRefusal& refusal, const Line& line,
-                     const std::vector<std::string>& notes) {
-    if (addressKeysInForce()) return addAtOnce(rec, refusal, line, notes);
-    const std::int64_t key = refusal ? kNoKey : getobskey(rec);
-    settle(line, key, refusal, notes);
-    if (key != kNoKey) collect(key, rec, line.number);
+// --- What readers hand over -------------------------------------------------------------------
+
+void LoadBatch::observation(ObsRecord& rec, std::string_view line, LinePlace place) {
+    if (addressKeysInForce()) return addAtOnce(rec, line, place);
+    const std::int64_t key = getobskey(rec);
+    if (key == kNoKey) return keepBad({}, line, place);
+    state_.status = kStatusOk;
+    collect(key, rec, place.number);
 }
 
-/// The status, and what there is to say of a line, kept until its turn.
-void LoadBatch::settle(const Line& line, std::int64_t key, const MaybeRefusal& refusal,
-                       const std::vector<std::string>& notes) {
-    const bool isBad = key == kNoKey;
-    state_.status = isBad ? kStatusRefused : kStatusOk;
-    if (isBad || !notes.empty())
-        keep({batch_.size(), line.number, isBad, !refusal || refusal->isLogged,
-              refusal ? refusal->message() : std::string(), std::string(line.text), notes});
+void LoadBatch::refuse(const Refusal& why, std::string_view line, LinePlace place) {
+    keepBad(why, line, place);
+}
+
+void LoadBatch::fieldNote(const FieldNote& note, LinePlace place) {
+    keep(note.kind == FieldNote::Kind::zeroed ? Kind::zeroed : Kind::note, {{}, note.text, 0, {}}, {}, place.number);
+}
+
+void LoadBatch::passedOver(std::string_view line, LinePlace place) {
+    if (state_.run.reporter.report == nullptr) return;
+    keep(Kind::passedOver, {"ReadOnlyObs: Not an observation: ", std::string(line), 0, {}}, {}, place.number);
 }
 
 void LoadBatch::note(std::string text) {
-    keep({batch_.size(), 0, false, true, {}, {}, {std::move(text)}});
+    keep(Kind::note, {{}, std::move(text), 0, {}}, {}, 0);
 }
 
-void LoadBatch::keep(Remark remark) {
-    remarkBytes_ += sizeof remark + remark.reason.size() + remark.line.size();
-    for (const std::string& note : remark.notes) remarkBytes_ += sizeof note + note.size();
-    remarks_.push_back(std::move(remark));
+void LoadBatch::refuseKeyword(const Refusal& why, LinePlace place) {
+    keep(Kind::fault, why, {}, place.number);
+}
+
+void LoadBatch::keepBad(const Refusal& why, std::string_view line, LinePlace place) {
+    state_.status = kStatusRefused;
+    keep(Kind::bad, why, line, place.number);
+}
+
+void LoadBatch::keep(Kind kind, const Refusal& what, std::string_view line, std::int64_t lineNumber) {
+    remarks_.push_back({batch_.size(), lineNumber, kind, what, std::string(line)});
+    remarkBytes_ += sizeof(Remark) + what.quoted.size() + line.size();
 }
 
 void LoadBatch::collect(std::int64_t key, ObsRecord& rec, std::int64_t lineNumber) {
     const std::size_t position = batch_.size();
-    batch_.add(key, rec);
     const bool inStep = !offsets_.empty() &&
                         offsets_.back().lineNumber - lineNumber ==
                             static_cast<std::int64_t>(offsets_.back().position) - static_cast<std::int64_t>(position);
     if (!inStep) offsets_.push_back({position, lineNumber});
+    batch_.add(key, rec);
 }
 
 /// Under address keys there is nothing to gain from a batch: keys are handles and never collide.
-void LoadBatch::addAtOnce(const ObsRecord& rec, const MaybeRefusal& refusal, const Line& line,
-                          const std::vector<std::string>& notes) {
+void LoadBatch::addAtOnce(const ObsRecord& rec, std::string_view line, LinePlace place) {
     flush();
-    const std::int64_t key = refusal ? kNoKey : AddObOnly(rec, state_.gid);
-    settle(line, key, refusal, notes);
-    flush();
-    if (key != kNoKey) state_.counts.count(key);
+    const std::int64_t key = AddObOnly(rec, state_.run.options.gid);
+    if (key == kNoKey) {
+        keepBad({}, line, place);
+        return flush();
+    }
+    state_.status = kStatusOk;
+    state_.run.result.counts.count(key);
 }
+
+// --- Into the store ---------------------------------------------------------------------------
 
 void LoadBatch::drop() {
     batch_.drop();
-    remarks_.clear();
-    offsets_.clear();
-    remarkBytes_ = 0;
+    forget();
 }
 
-/// Everything is counted before anything is told: memory may run out on the way.
-void LoadBatch::flush() {
-    const std::size_t collected = batch_.size();
-    state_.counts.bad += std::count_if(remarks_.begin(), remarks_.end(), [](const Remark& one) { return one.isBad; });
-    std::vector<BulkAdd::Refused> duplicates;
-    try {
-        duplicates = batch_.commit();
-        countCommitted(collected);
-    } catch (const std::bad_alloc&) {
-        if (batch_.size() == collected) {
-            addOneByOne();
-        } else {  // entered, but not every duplicate could be named
-            countCommitted(collected);
-            throw;
-        }
-    }
-    auto duplicate = duplicates.begin();
-    auto offset = offsets_.cbegin();
-    for (const Remark& remark : remarks_) {
-        for (; duplicate != duplicates.end() && duplicate->position < remark.position; ++duplicate)
-            tellDuplicate(*duplicate, offset);
-        tell(remark);
-    }
-    for (; duplicate != duplicates.end(); ++duplicate) tellDuplicate(*duplicate, offset);
+void LoadBatch::forget() {
     remarks_.clear();
     offsets_.clear();
     remarkBytes_ = 0;
+    corrections_ = {};
+}
+
+void LoadBatch::flush() {
+    const std::vector<BulkAdd::Refused> duplicates = enter();
+    try {
+        tellAll(duplicates);
+    } catch (const std::bad_alloc&) {  // what is not said is counted
+        forget();
+        throw;
+    }
+    forget();
     batchLimit_ = batchLimit();
 }
 
-void LoadBatch::countCommitted(std::size_t collected) {
-    const auto accepted = static_cast<std::int64_t>(batch_.accepted());
-    const auto refused = static_cast<std::int64_t>(collected) - accepted;
-    state_.counts.loaded += accepted;
-    (family::dupkeymodeget() != 0 ? state_.counts.loaded : state_.counts.duplicate) += refused;
+void LoadBatch::tellAll(const std::vector<BulkAdd::Refused>& duplicates) {
+    auto duplicate = duplicates.cbegin();
+    auto offset = offsets_.cbegin();
+    for (const Remark& remark : remarks_) {
+        for (; duplicate != duplicates.cend() && duplicate->position < remark.position; ++duplicate)
+            tellDuplicate(*duplicate, offset);
+        tell(remark);
+    }
+    for (; duplicate != duplicates.cend(); ++duplicate) tellDuplicate(*duplicate, offset);
+}
+
+/// Enters the batch and counts all that there is to count, before anything is said. Gives the duplicates that memory
+/// sufficed to name.
+std::vector<BulkAdd::Refused> LoadBatch::enter() {
+    LoadCounts& counts = state_.run.result.counts;
+    for (const Remark& remark : remarks_) counts.bad += remark.kind == Kind::bad ? 1 : 0;
+    counts.slr.add(corrections_);
+    const std::size_t collected = batch_.size();
+    std::vector<BulkAdd::Refused> duplicates;
+    try {
+        duplicates = batch_.commit();
+    } catch (const std::bad_alloc&) {
+        if (batch_.size() == collected) {
+            addOneByOne();
+            return duplicates;
+        }
+    }
+    const auto refused = static_cast<std::int64_t>(collected - batch_.accepted());
+    counts.loaded += static_cast<std::int64_t>(batch_.accepted());
+    (family::dupkeymodeget() != 0 ? counts.loaded : counts.duplicate) += refused;
+    return duplicates;
 }
 
 /// When there is no memory for a batch as a whole: single observations need less, and each that fails is named.
 void LoadBatch::addOneByOne() {
     for (std::size_t position = 0; position < batch_.size(); ++position)
-        AddObsToMem(batch_.recordAt(position), state_.counts, state_.gid);
+        if (AddObsToMem(batch_.recordAt(position), state_.run.result.counts, state_.run.options.gid) == kNoKey)
+            state_.status = kStatusRefused;
     batch_.drop();
 }
 
 void LoadBatch::tell(const Remark& remark) {
-    for (const std::string& note : remark.notes) family::traceloginfo(note);
-    if (!remark.isBad) return;
-    if (remark.isLogged && !remark.reason.empty()) family::tracelogerror(remark.reason);
+    switch (remark.kind) {
+        case Kind::bad: return tellBad(remark);
+        case Kind::passedOver: return state_.report(kLinePassedOver, remark.lineNumber, remark.what.message());
+        case Kind::note: return family::traceloginfo(remark.what.message());
+        case Kind::fault: return family::tracelogerror(remark.what.message());
+        case Kind::zeroed: break;
+    }
+    family::traceloginfo(remark.what.message());
+    state_.report(kLineZeroed, remark.lineNumber, remark.what.message());
+}
+
+void LoadBatch::tellBad(const Remark& remark) {
+    LoadRun& run = state_.run;
+    if (run.options.mostBadTold > 0 && run.badTold >= run.options.mostBadTold) return;
+    ++run.badTold;
+    const std::string reason = remark.what.message();
+    if (remark.what.isLogged && !reason.empty()) family::tracelogerror(reason);
     if (family::traceloginfowanted())
         family::traceloginfo(Refusal{"ReadOnlyObs: Bad obs string '", remark.line, kCardLength, "'."}.message());
-    state_.report(kLineBad, remark.lineNumber,
-                  remark.reason.empty() ? std::string(kNoKeyReason) : trimmed(remark.reason));
+    state_.report(kLineBad, remark.lineNumber, reason.empty() ? std::string(kNoKeyReason) : trimmed(reason));
 }
 
 /// `offset` moves on to the entry that covers the refused observation.

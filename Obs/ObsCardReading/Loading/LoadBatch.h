@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Observations of a load on their way into the store. Under field keys they are collected and entered in
-/// bulk; messages about bad and duplicate lines are written when the batch is entered, in the order of the file, so
-/// that all looks as if done line by line. Under address keys each is entered at once.
+/// bulk; messages about lines are written when the batch is entered, in the order of the file, so that all looks as if
+/// done line by line. Under address keys each is entered at once.
 #pragma once
 
 #include <cstdint>
@@ -9,54 +10,53 @@
 #include <vector>
 
 #include "Obs/ObsCardReading/Loading/LoadState.h"
-#include "Obs/ObsCardReading/Refusal.h"
+#include "Obs/ObsCardReading/Loading/RecordSink.h"
 #include "Obs/ObsTree/BulkAdd.h"
 
 namespace obs {
 
-class LoadBatch {
+class LoadBatch : public RecordSink {
 public:
     /// `fileSize` in bytes (-1 unknown) and the fewest bytes that an observation takes in it size the batch.
     LoadBatch(LoadState& state, std::int64_t fileSize, std::int64_t bytesPerObservation);
 
-    /// A line of the file: its text may be empty when it is not known any more.
-    struct Line {
-        std::string_view text;
-        std::int64_t number;
-    };
-
-    /// Takes what a reader made of a line, and what it had to say besides. The record's optional parts become the
-    /// batch's. Sets the load's status.
-    void take(ObsRecord& rec, const MaybeRefusal& refusal, const Line& line,
-              const std::vector<std::string>& notes = {});
-
-    /// An information line that belongs to no observation, to be written when its turn comes.
-    void note(std::string text);
-
-    void count(const SlrCorrectionCounts& corrections) { state_.counts.slr.add(corrections); }
+    /// The record is written to where it stays. Sets the load's status, as does a refused line.
+    void observation(ObsRecord& rec, std::string_view line, LinePlace place) override;
+    void refuse(const Refusal& why, std::string_view line, LinePlace place) override;
+    void fieldNote(const FieldNote& note, LinePlace place) override;
+    void passedOver(std::string_view line, LinePlace place) override;
+    void note(std::string text) override;
+    void refuseKeyword(const Refusal& why, LinePlace place) override;
+    void corrected(const SlrCorrectionCounts& counts) override { corrections_.add(counts); }
 
     /// Whether it is time to flush.
     bool isFull() const { return remarkBytes_ >= kMostRemarkBytes || batch_.size() >= batchLimit_; }
 
-    /// Enters the batch and says what is to be said about its lines, in their order.
+    /// Enters the batch and says what is to be said about its lines, in their order. Without memory for all of it
+    /// throws std::bad_alloc; the counts are those of what was entered.
     void flush();
 
     /// Forgets what was collected.
     void drop();
 
+protected:
+    ~LoadBatch() = default;
+
+    LoadState& state_;
+
 private:
     /// Text about lines that may wait for their turn.
     static constexpr std::size_t kMostRemarkBytes = 4u << 20;
+
+    enum class Kind : std::uint8_t { bad, zeroed, passedOver, note, fault };
 
     /// What is to be said of a line once its turn comes.
     struct Remark {
         std::size_t position;  ///< observations collected before it
         std::int64_t lineNumber;
-        bool isBad;
-        bool isLogged;
-        std::string reason;  ///< why it is bad; empty when the reader had nothing to say
+        Kind kind;
+        Refusal what;  ///< without words when the reader had nothing to say
         std::string line;
-        std::vector<std::string> notes;
     };
     /// From this collected observation on, line numbers run with positions until the next entry.
     struct LineOffset {
@@ -65,21 +65,23 @@ private:
     };
 
     void collect(std::int64_t key, ObsRecord& rec, std::int64_t lineNumber);
-    void addAtOnce(const ObsRecord& rec, const MaybeRefusal& refusal, const Line& line,
-                   const std::vector<std::string>& notes);
-    void countCommitted(std::size_t collected);
+    void addAtOnce(const ObsRecord& rec, std::string_view line, LinePlace place);
+    void keep(Kind kind, const Refusal& what, std::string_view line, std::int64_t lineNumber);
+    void keepBad(const Refusal& why, std::string_view line, LinePlace place);
+    std::vector<BulkAdd::Refused> enter();
     void addOneByOne();
-    void settle(const Line& line, std::int64_t key, const MaybeRefusal& refusal, const std::vector<std::string>& notes);
-    void keep(Remark remark);
+    void forget();
+    void tellAll(const std::vector<BulkAdd::Refused>& duplicates);
     void tell(const Remark& remark);
+    void tellBad(const Remark& remark);
     void tellDuplicate(const BulkAdd::Refused& refused, std::vector<LineOffset>::const_iterator& offset);
 
-    LoadState& state_;
     BulkAdd batch_;
     std::size_t batchLimit_;
     std::vector<Remark> remarks_;
     std::size_t remarkBytes_ = 0;
     std::vector<LineOffset> offsets_;
+    SlrCorrectionCounts corrections_;
 };
 
 }  // namespace obs

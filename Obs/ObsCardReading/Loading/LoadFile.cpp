@@ -1,20 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Loading/LoadFile.h"
 
 #include <algorithm>
+#include <new>
 #include <string>
 
+#include "Obs/ObsCardReading/Loading/FilePieces.h"
+#include "Obs/ObsCardReading/Loading/IncludeFiles.h"
 #include "Obs/ObsCardReading/Loading/KeywordLines.h"
-#include "Obs/ObsCardReading/Loading/LineReader.h"
-#include "Obs/ObsCardReading/Loading/ObservationPass.h"
-#include "Obs/ObsCardReading/LaserRanging/Slr.h"
+#include "Obs/ObsCardReading/Loading/LoadBatch.h"
+#include "Obs/ObsCardReading/Loading/Pieces.h"
+#include "Obs/ObsCardReading/Loading/ReadObs.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
+#include "Obs/ObsTree/Selection.h"
 #include "siblings/include/Services.h"
 
 namespace obs {
 
 namespace {
 
-LoadCounts gLatestCounts;
+/// Fewest bytes that an observation takes, for sizing batches.
+constexpr std::int64_t kBytesPerLine = 81;
+constexpr std::int64_t kBytesPerRange = 42;
+
+LoadResult gLatest;
 LoadReporter gReporter;
 
 /// Closes a unit when its reader leaves.
@@ -29,8 +38,6 @@ private:
     family::Unit& unit_;
 };
 
-using UnitReader = void (*)(family::Unit unit, LoadState& state);
-
 bool refuseDefaultFile(family::Unit unit, LoadState& state) {
     if (!family::existfortdotfileunit(unit)) return false;
     family::tracelogerror("ReadObsFrFileUnit: Using fort.n not allowed in Velmora due to security risk");
@@ -38,89 +45,207 @@ bool refuseDefaultFile(family::Unit unit, LoadState& state) {
     return true;
 }
 
-/// Reads the file that a keyword line names, with the counts and the group of the file that holds the line.
-void readNamedFile(std::string_view line, LoadState& state, UnitReader read) {
-    const std::string name = includedFileName(line, state.fileName);
-    family::Unit unit = family::kNoUnit;
-    state.status = family::fileopen(name, family::kOpenRead, unit);
-    if (state.status != kStatusOk) return;
-    const UnitCloser closer(unit);
-    LoadState included{name, state.gid, state.reporter, state.counts};
-    read(unit, included);
-    state.counts = included.counts;
-    state.status = included.status;
+using UnitReader = void (*)(family::Unit unit, LoadState& state);
+
+void readNamedFile(std::string_view line, LoadState& state, UnitReader read);
+void ReadExtObsFile(family::Unit unit, LoadState& state);
+void ReadExtSlrFile(family::Unit unit, LoadState& state);
+
+/// One reading of an open file into the store.
+class Reading final : public LoadBatch {
+public:
+    Reading(family::Unit unit, LoadState& state, Pass pass, std::int64_t bytesPerObservation)
+        : LoadBatch(state, pass == Pass::first ? -1 : family::filesize(unit), bytesPerObservation), pieces_(unit) {
+        start(pass);
+    }
+
+    /// False when the file turned out to need two passes: nothing was entered then.
+    bool run() {
+        try {
+            return readAll();
+        } catch (const std::bad_alloc&) {
+            // What was read so far is entered as far as memory suffices, so that the counts tell of it.
+            if (isCertain_) {
+                finish();
+                flush();
+            }
+            throw;
+        }
+    }
+
+    /// From the start of the file again, as another pass.
+    void again(Pass pass) {
+        start(pass);
+        pieces_.goTo(0);
+    }
+
+private:
+    void start(Pass pass) {
+        isCertain_ = pass != Pass::whole;
+        isStopped_ = false;
+        context_ = {};
+        static_cast<ReadSettings&>(context_) = processSettings();
+        context_.ttyYear = state_.run.ttyYear;
+        context_.oneCardOnly = family::existfortdotfileunit(pieces_.unit());
+        context_.keepsStrayHeaders = state_.run.options.keepsStrayHeaders;
+        context_.ignoresYearLines = state_.run.options.settingsLines == SettingsLines::ignored;
+        context_.pass = pass;
+    }
+
+    bool readAll() {
+        if (context_.pass != Pass::first) state_.status = kStatusOk;
+        if (addressKeysInForce() && !becomeCertain(0)) return false;
+        std::string_view piece;
+        bool isLast = false;
+        while (pieces_.next(piece, isLast)) {
+            const bool isCut = cutAtLineLimit(piece);
+            pieces_.took(readPiece(piece, isLast && !isCut, context_, *this));
+            if (!isCertain_ && (isStopped_ || context_.firstPassLineTaken)) return false;
+            if (isFull()) {
+                if (!becomeCertain(pieces_.offset())) return false;
+                flush();
+            }
+            if (isCut) break;
+        }
+        endReading(context_, *this);
+        flush();
+        finish();
+        return true;
+    }
+
+    void finish() {
+        LoadRun& run = state_.run;
+        run.result.lines += context_.counts;
+        if (context_.pass != Pass::first) run.linesRead += context_.before.number;
+        run.ttyYear = context_.ttyYear;
+        run.yearLineMet = run.yearLineMet || context_.yearLineMet;
+        if (!pieces_.failed()) return;
+        state_.status = kStatusRefused;
+        family::tracelogerror(context_.pass == Pass::laserRanges ? "ReadSlr: Cannot read the file any further."
+                                                                 : "ReadOnlyObs: Cannot read obs record.");
+    }
+
+    /// Leaves of a piece what the limit of lines allows; true when that is not all.
+    bool cutAtLineLimit(std::string_view& piece) {
+        LoadRun& run = state_.run;
+        if (run.options.mostLines == 0) return false;
+        LineReader lines(piece, true);
+        const std::int64_t left = run.options.mostLines - run.linesRead - context_.before.number;
+        std::string_view line;
+        while (lines.linesTaken() < left && lines.next(line)) {
+        }
+        if (lines.atEnd()) return false;
+        piece = piece.substr(0, lines.bytesTaken());
+        return run.linesExceeded = true;
+    }
+
+    /// Whether it is settled that no line from a place on belongs to the first pass; if so, what was collected may be
+    /// entered.
+    bool becomeCertain(std::int64_t offset) {
+        isCertain_ = isCertain_ || (!context_.firstPassLineTaken && !pieces_.anyLineFrom(offset, isFirstPassLine));
+        return isCertain_;
+    }
+
+    // --- Keyword lines -----------------------------------------------------------------------
+
+    bool keyword(LineClass lineClass, std::string_view line, LinePlace place) override {
+        if (!isCertain_) isStopped_ = !mayGoOn(lineClass, place);
+        if (isStopped_) return false;
+        switch (lineClass) {
+            case LineClass::includeFile: includeIn(line, ReadExtObsFile); break;
+            case LineClass::slrSection:
+                if (!introducesSlrSection(line)) includeIn(line, ReadExtSlrFile);
+                break;
+            case LineClass::selection:
+            case LineClass::dmaMode: actOn(lineClass, line); break;
+            default: break;
+        }
+        return true;
+    }
+
+    /// Whether a reading that might have to be dropped may go on after a keyword line.
+    bool mayGoOn(LineClass lineClass, LinePlace place) {
+        switch (lineClass) {
+            case LineClass::includeFile:
+            case LineClass::slrSection: return false;
+            // Where no message comes before it, the first pass would change nothing: each message gets the
+            // year of the latest such line in any case.
+            case LineClass::ttyYear: return !context_.messageWithoutYearLine;
+            default: return becomeCertain(place.offset);
+        }
+    }
+
+    void includeIn(std::string_view line, UnitReader read) {
+        if (context_.pass != Pass::first) return;
+        flush();
+        LoadRun& run = state_.run;
+        run.ttyYear = context_.ttyYear;
+        readNamedFile(line, state_, read);
+        context_.ttyYear = run.ttyYear;
+    }
+
+    void actOn(LineClass lineClass, std::string_view line) {
+        flush();
+        if (state_.run.options.settingsLines == SettingsLines::ignored) return;
+        if (lineClass == LineClass::selection) readSelectionCard(line);
+        else obskeymodeset(1);
+    }
+
+    FilePieces pieces_;
+    ReadContext context_;
+    bool isCertain_ = true;   ///< nothing that was collected will have to be dropped
+    bool isStopped_ = false;  ///< at a line that belongs to the first pass
+};
+
+// --- Files ------------------------------------------------------------------------------------
+
+/// Both passes as one where possible, see the head of LoadFile.h.
+void readInTwoPasses(family::Unit unit, LoadState& state) {
+    Reading reading(unit, state, Pass::whole, kBytesPerLine);
+    if (reading.run()) return;
+    reading.drop();
+    Reading(unit, state, Pass::first, kBytesPerRange).run();
+    reading.again(Pass::second);
+    reading.run();
 }
 
 /// Include files are read by the second pass alone, so their own OBSFIL and SLROBS lines are ignored:
 /// includes are one level deep by design.
 void ReadExtObsFile(family::Unit unit, LoadState& state) {
-    LineReader lines(unit);
-    ObservationPass pass(state, family::filesize(unit));
-    pass.run(lines, ObservationPass::Mode::final);
+    Reading(unit, state, Pass::included, kBytesPerLine).run();
+}
+
+void readSlrFile(family::Unit unit, LoadState& state) {
+    Reading(unit, state, Pass::laserRanges, kBytesPerRange).run();
 }
 
 void ReadExtSlrFile(family::Unit unit, LoadState& state) {
     if (!refuseDefaultFile(unit, state)) readSlrFile(unit, state);
 }
 
-void actInFirstPass(std::string_view line, SlrSectionReader& section, LoadState& state) {
-    switch (ObsCardType(line)) {
-        case LineClass::ttyYear: return SetTTYYear(family::inputstrtoint(line));
-        case LineClass::slrSection:
-            if (introducesSlrSection(line)) return section.open();
-            section.flush();
-            return readNamedFile(line, state, ReadExtSlrFile);
-        case LineClass::includeFile:
-            section.flush();
-            return readNamedFile(line, state, ReadExtObsFile);
-        default: return;
+/// Reads the file that a keyword line names, with the counts and the group of the file that holds the line.
+void readNamedFile(std::string_view line, LoadState& state, UnitReader read) {
+    LoadState included{state.run, includedFileName(line, state.fileName)};
+    family::Unit unit = family::kNoUnit;
+    state.status = openInclude(state, included.fileName, unit);
+    if (state.status != kStatusOk) {
+        ++state.run.result.includesLeftOut;
+        return;
     }
+    const UnitCloser closer(unit);
+    read(unit, included);
+    state.status = included.status;
 }
 
-/// Whether the first pass would act on a line from here on.
-bool hasFirstPassLine(LineReader& lines) {
-    std::string_view line;
-    while (lines.next(line))
-        if (isFirstPassLine(line)) return true;
-    return false;
-}
-
-void firstPass(LineReader& lines, LoadState& state) {
-    SlrSectionReader section(state);
-    std::string_view line;
-    while (lines.next(line)) {
-        if (section.take(lines) || !isFirstPassLine(line)) continue;
-        const std::string copy(line);  // the reader's text does not outlive an include file's reading
-        actInFirstPass(copy, section, state);
-    }
-    section.finish();
-}
-
-/// Both passes as one where possible, see the head of LoadFile.h.
-void readInTwoPasses(family::Unit unit, LoadState& state) {
-    using Stop = ObservationPass::Stop;
-    LineReader lines(unit);
-    ObservationPass second(state, family::filesize(unit));
-    Stop stop = second.run(lines, ObservationPass::Mode::tentative);
-    if (stop == Stop::mustBeFinal) {
-        const LineReader::Place here = lines.beforeCurrentLine();
-        stop = hasFirstPassLine(lines) ? Stop::firstPassLine : Stop::mustBeFinal;
-        if (stop == Stop::mustBeFinal && lines.goTo(here)) second.run(lines, ObservationPass::Mode::final);
-    }
-    if (stop != Stop::firstPassLine) return;
-    second.drop();
-    if (!lines.goTo({})) return;
-    firstPass(lines, state);
-    second.skipSlrSections();
-    if (lines.goTo({})) second.run(lines, ObservationPass::Mode::final);
-}
-
-/// Says at the end of a load, however it ends, what was loaded.
+/// Keeps what a load leaves of the settings, and says at its end, however it ends, what was loaded.
 class Summary {
 public:
-    explicit Summary(const LoadState& state) : state_(state) {}
+    explicit Summary(const LoadRun& run) : run_(run), keyMode_(obskeymodeget()) {
+        if (run.options.settingsLines == SettingsLines::forThisLoad) selection_ = currentSelection();
+    }
     ~Summary() {
-        gLatestCounts = state_.counts;
+        gLatest = run_.result;
+        leaveSettings();
         try {
             write();
         } catch (...) {  // no memory for the line; the counts are kept
@@ -130,45 +255,73 @@ public:
     Summary& operator=(const Summary&) = delete;
 
 private:
+    void leaveSettings() {
+        if (run_.options.settingsLines == SettingsLines::forThisLoad) {
+            obskeymodeset(keyMode_);
+            setSelection(std::move(selection_));
+        } else if (run_.options.settingsLines == SettingsLines::persist && run_.yearLineMet) {
+            SetTTYYear(run_.ttyYear);
+        }
+    }
+
     void write() const {
-        const LoadCounts& counts = state_.counts;
+        const LoadCounts& counts = run_.result.counts;
+        if (run_.linesExceeded)
+            family::tracelogerror("ReadOnlyObs: There are more than " + std::to_string(run_.options.mostLines) +
+                                  " lines; the others are not read.");
+        if (run_.options.mostBadTold > 0 && counts.bad > run_.badTold)
+            family::traceloginfo("ReadOnlyObs: " + std::to_string(counts.bad - run_.badTold) +
+                                 " more bad obs strings are counted and not shown.");
         family::traceloginfo("Total observations = " + std::to_string(counts.loaded + counts.duplicate + counts.bad) +
                              ", Loaded = " + std::to_string(counts.loaded) + ", Dup = " +
                              std::to_string(counts.duplicate) + ", Bad = " + std::to_string(counts.bad));
     }
 
-    const LoadState& state_;
+    const LoadRun& run_;
+    std::int32_t keyMode_;
+    ObsSelection selection_;
 };
 
-void ReadObsFrFileUnit(family::Unit unit, LoadState& state, UnitReader read) {
-    if (refuseDefaultFile(unit, state)) return;
-    const Summary summary(state);
-    read(unit, state);
+std::int32_t startYear(const LoadOptions& options) {
+    return options.ttyYear == 0 ? ttyYear() : std::max(options.ttyYear, 0);
 }
 
-std::int32_t readFile(std::string_view fileName, std::int32_t gid, UnitReader read) {
-    gLatestCounts = {};
+std::int32_t readFile(std::string_view fileName, const LoadOptions& options, UnitReader read) {
+    gLatest = {};
     family::Unit unit = family::kNoUnit;
     const std::int32_t opened = family::fileopen(fileName, family::kOpenRead, unit);
     if (opened != kStatusOk) return opened;
     const UnitCloser closer(unit);
-    LoadState state{std::string(fileName), gid, gReporter};
-    ReadObsFrFileUnit(unit, state, read);
-    return state.status;
+    LoadRun run{options, gReporter};
+    run.ttyYear = startYear(options);
+    LoadState state{run, std::string(fileName)};
+    if (refuseDefaultFile(unit, state)) return state.status;
+    const Summary summary(run);
+    read(unit, state);
+    return run.linesExceeded ? kStatusRefused : state.status;
 }
 
 }  // namespace
 
 std::int32_t ReadObsFrFile(std::string_view fileName, std::int32_t gid) {
-    return readFile(fileName, gid, readInTwoPasses);
+    LoadOptions options;
+    options.gid = gid;
+    options.keepsStrayHeaders = true;
+    return readObsWith(fileName, options);
+}
+
+std::int32_t readObsWith(std::string_view fileName, const LoadOptions& options) {
+    return readFile(fileName, options, readInTwoPasses);
 }
 
 std::int32_t ReadSlrFrFile(std::string_view fileName, std::int32_t gid) {
-    return readFile(fileName, gid, readSlrFile);
+    LoadOptions options;
+    options.gid = gid;
+    return readFile(fileName, options, readSlrFile);
 }
 
-LoadCounts latestLoadCounts() {
-    return gLatestCounts;
+const LoadResult& latestLoad() {
+    return gLatest;
 }
 
 void setLineReport(LineReport report, void* user) {

@@ -1,14 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Loading whole files: observation and keyword lines, include files, counts.
 ///
 /// A file is read in two passes. The first acts on TTY_YEAR, SLROBS and OBSFIL lines, so that a year or an
 /// include file anywhere in it is in force for the observations, which the second pass reads. A file without
-/// such lines is read only once: its observations are collected while the first pass still looks, and none
-/// is entered before it is known that the first pass has nothing to do.
+/// such lines is read only once: its observations are collected while it is not yet known that there are none, and
+/// are dropped when there is one after all.
 ///
 /// Laser-ranging records that an SLROBS line introduces belong to the first pass, the other lines among them to both
 /// passes as usual.
 ///
-/// A bad line never stops a load. Not re-entrant: one file load at a time.
+/// A bad line never stops a load. Not re-entrant: one file load at a time. docs/design/loading.md has the whole path.
 #pragma once
 
 #include <cstdint>
@@ -23,13 +24,16 @@ namespace obs {
 /// a good one gives 0; counts and messages tell what happened.
 std::int32_t ReadObsFrFile(std::string_view fileName, std::int32_t gid = 0);
 
+/// The same, as the options say. 2 also when there were more lines than they allow.
+std::int32_t readObsWith(std::string_view fileName, const LoadOptions& options);
+
 /// The same for a file of laser ranges, which has no keyword lines.
 std::int32_t ReadSlrFrFile(std::string_view fileName, std::int32_t gid = 0);
 
-/// The counts of the latest load of a file.
-LoadCounts latestLoadCounts();
+/// What the latest load of a file came to.
+const LoadResult& latestLoad();
 
-/// Names each bad or duplicate line of a load in the order of the file; null ends this.
+/// Names each line of a load that there is something to tell of, in the order of the file; null ends this.
 void setLineReport(LineReport report, void* user);
 
 }  // namespace obs

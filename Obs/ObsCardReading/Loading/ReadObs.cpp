@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
 
 #include <algorithm>
@@ -6,6 +7,7 @@
 #include "Obs/ObsCardReading/Cards/B3.h"
 #include "Obs/ObsCardReading/Cards/Rf.h"
 #include "Obs/ObsCardReading/Cards/Tty.h"
+#include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "siblings/include/Services.h"
 
 namespace obs {
@@ -27,13 +29,21 @@ std::int32_t addAndCount(const MaybeRefusal& refusal, const ObsRecord& rec, Load
 
 }  // namespace
 
-MaybeRefusal readLine(const CardText& line, LineClass lineClass, ObsRecord& rec, const LineSource& source) {
+ReadSettings processSettings() {
+    ReadSettings settings;
+    settings.ttyYear = ttyYear();
+    settings.corrections = slrCorrections();
+    return settings;
+}
+
+MaybeRefusal readLine(const CardText& line, LineClass lineClass, ObsRecord& rec, const ReadSettings& settings,
+                      FieldNotes* notes, LineReader* unit) {
     switch (lineClass) {
         case LineClass::b3: return ReadB3(line, rec);
         case LineClass::b3Extended: return ReadB3Ext(line, rec);
-        case LineClass::tty: return ReadTTYFrFile(source.unit, line, rec);
-        case LineClass::csv: return ReadCsv(line, rec, source.notes);
-        case LineClass::rf: return ReadRFObs(line, rec);
+        case LineClass::tty: return ReadTTYFrFile(unit, line, settings, rec, notes);
+        case LineClass::csv: return ReadCsv(line, rec, notes);
+        case LineClass::rf: return ReadRFObs(line, rec, *settings.sensors);
         case LineClass::slrBlock: return notRead("ReadSlr: The mark of a block of laser ranges is no observation by itself.");
         default: return std::nullopt;
     }
@@ -47,8 +57,8 @@ bool hasReader(LineClass lineClass) {
 
 std::int32_t ReadObsRec(const CardText& line, LineClass lineClass, LoadCounts& counts, std::int32_t gid) {
     ObsRecord rec;
-    CsvNotes notes;
-    const MaybeRefusal refusal = readLine(line, lineClass, rec, {nullptr, &notes});
+    FieldNotes notes;
+    const MaybeRefusal refusal = readLine(line, lineClass, rec, processSettings(), &notes);
     logNotes(notes);
     return addAndCount(refusal, rec, counts, gid);
 }
@@ -56,29 +66,28 @@ std::int32_t ReadObsRec(const CardText& line, LineClass lineClass, LoadCounts& c
 std::int32_t ReadTTY2LineObs(const CardText& line1, const CardText& line2, LineClass lineClass, LoadCounts& counts) {
     ObsRecord rec;
     MaybeRefusal refusal;
-    if (lineClass == LineClass::tty) refusal = ReadTTYFrLines(line1, line2, rec);
-    else if (lineClass == LineClass::b3 || lineClass == LineClass::b3Extended) refusal = readLine(line1, lineClass, rec);
+    if (lineClass == LineClass::tty || lineClass == LineClass::b3 || lineClass == LineClass::b3Extended)
+        refusal = parseLines(line1, line2, {}, rec);
     return addAndCount(refusal, rec, counts, 0);
 }
 
 MaybeRefusal parseLines(const CardText& line1, const CardText& line2, std::string_view unsupported, ObsRecord& rec) {
     const LineClass lineClass = ObsCardType(line1);
+    FieldNotes notes;
+    MaybeRefusal refusal;
     switch (lineClass) {
-        case LineClass::tty: return ReadTTYFrLines(line1, line2, rec);
+        case LineClass::tty: refusal = ReadTTYFrLines(line1, line2, processSettings(), rec, &notes); break;
         case LineClass::b3:
-        case LineClass::b3Extended: return readLine(line1, lineClass, rec);
-        case LineClass::csv: {
-            CsvNotes notes;
-            MaybeRefusal refusal = ReadCsv(line1, rec, &notes);
-            logNotes(notes);
-            return refusal;
-        }
+        case LineClass::b3Extended:
+        case LineClass::csv: refusal = readLine(line1, lineClass, rec, {}, &notes); break;
         default: return notRead(unsupported);
     }
+    logNotes(notes);
+    return refusal;
 }
 
-void logNotes(const CsvNotes& notes) {
-    for (const std::string& text : notes) family::traceloginfo(text);
+void logNotes(const FieldNotes& notes) {
+    for (const FieldNote& note : notes) family::traceloginfo(note.text);
 }
 
 void ValidateObs(const ObsRecord& rec) {

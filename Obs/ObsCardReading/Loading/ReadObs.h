@@ -1,22 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
 /// One observation line, by the reader of its class.
 #pragma once
 
+#include "Obs/CardLayouts/LineReader.h"
+#include "Obs/ObsCardReading/Cards/Csv.h"
 #include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
-#include "Obs/ObsCardReading/Cards/Csv.h"
-#include "Obs/ObsCardReading/Loading/LineReader.h"
+#include "Obs/ObsCardReading/ReadSettings.h"
 #include "Obs/ObsCardReading/Refusal.h"
 
 namespace obs {
 
-/// Where a line comes from and what its reader may have to say besides a refusal.
-struct LineSource {
-    LineReader* unit = nullptr;   ///< the file behind the line, for messages of two cards; null for a line by itself
-    CsvNotes* notes = nullptr;    ///< collects what was taken as 0 in CSV lines; null when nobody asks
-};
+/// The settings of the process as they are now.
+ReadSettings processSettings();
 
-/// Fills a record from a line of a class that has a reader; a line of any other class leaves it as it is.
-MaybeRefusal readLine(const CardText& line, LineClass lineClass, ObsRecord& rec, const LineSource& source = {});
+/// Fills a record from a line of a class that has a reader; a line of any other class leaves it as it is. `notes`
+/// unless null gets what is to be told of values; `unit` is the text behind the line, for messages of two cards
+/// (null: a line by itself).
+MaybeRefusal readLine(const CardText& line, LineClass lineClass, ObsRecord& rec, const ReadSettings& settings = {},
+                      FieldNotes* notes = nullptr, LineReader* unit = nullptr);
 
 /// Whether `readLine` has a reader for a class, if only one that says why it cannot read.
 bool hasReader(LineClass lineClass);
@@ -32,8 +34,8 @@ std::int32_t ReadTTY2LineObs(const CardText& line1, const CardText& line2, LineC
 /// Any observation line or TTY pair, for callers that take it apart. Refuses other classes with the message given.
 MaybeRefusal parseLines(const CardText& line1, const CardText& line2, std::string_view unsupported, ObsRecord& rec);
 
-/// Writes what a CSV line's reader had to say to the log.
-void logNotes(const CsvNotes& notes);
+/// Writes what a line's reader had to say to the log.
+void logNotes(const FieldNotes& notes);
 
 /// A hook for checks of a record before it is used. It checks nothing and changes nothing.
 void ValidateObs(const ObsRecord& rec);

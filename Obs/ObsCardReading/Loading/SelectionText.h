@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Selection criteria as text, the way SELOB lines and callers give them.
 ///
 ///     any       = all { "or" all }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What selection criteria are called, and their values as text.
 #pragma once
 

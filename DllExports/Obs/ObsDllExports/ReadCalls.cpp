@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: Apache-2.0
+// Lines read without the store, of group "parsing" of the exported header.
+#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
+#include "Obs/ObsCardReading/Loading/Cut.h"
+#include "Obs/ObsCardReading/Loading/Pieces.h"
+#include "Obs/ObsTree/Store.h"
+
+namespace {
+
+using obs::LinePlace;
+using Observation = void (*)(const double obsArr[64], int64_t lineNumber, int64_t offset, void* user);
+using Report = void (*)(int32_t kind, int64_t lineNumber, int64_t offset, const char* text, void* user);
+
+/// Hands everything on to a caller's functions.
+class CallingSink final : public obs::RecordSink {
+public:
+    CallingSink(Observation take, Report report, void* user) : take_(take), report_(report), user_(user) {}
+
+    void observation(obs::ObsRecord& rec, std::string_view, LinePlace place) override {
+        double obsArr[obs::kArrayLength];
+        obs::obsrec2arr(rec, obsArr);
+        take_(obsArr, place.number, place.offset, user_);
+    }
+    void refuse(const obs::Refusal& why, std::string_view, LinePlace place) override {
+        tell(OBS_LINE_BAD, why.message(), place);
+    }
+    void fieldNote(const obs::FieldNote& note, LinePlace place) override {
+        tell(note.kind == obs::FieldNote::Kind::zeroed ? OBS_LINE_ZEROED : OBS_LINE_NOTE, note.text, place);
+    }
+    void passedOver(std::string_view line, LinePlace place) override {
+        tell(OBS_LINE_PASSED_OVER, std::string(line), place);
+    }
+    void note(std::string text) override { tell(OBS_LINE_NOTE, text, {}); }
+    bool keyword(obs::LineClass lineClass, std::string_view line, LinePlace place) override {
+        addressKeys_ = addressKeys_ || lineClass == obs::LineClass::dmaMode;
+        tell(OBS_LINE_KEYWORD, std::string(line), place);
+        return true;
+    }
+    void refuseKeyword(const obs::Refusal& why, LinePlace place) override { tell(OBS_LINE_NOTE, why.message(), place); }
+
+    bool addressKeys() const { return addressKeys_; }
+
+private:
+    void tell(int32_t kind, const std::string& text, LinePlace place) const {
+        if (report_ != nullptr) report_(kind, place.number, place.offset, text.c_str(), user_);
+    }
+
+    Observation take_;
+    Report report_;
+    void* user_;
+    bool addressKeys_ = false;
+};
+
+obs::ReadContext contextOf(const ObsReadState& state) {
+    obs::ReadContext context;
+    context.ttyYear = state.ttyYear;
+    context.rotateToDate = state.rotateToDate;
+    context.corrections = {static_cast<obs::SlrTroposphere>(state.troposphere), state.centreOfMass != 0};
+    context.before = {state.lines, state.offset};
+    if (state.laserSection != 0) context.section.open();
+    return context;
+}
+
+}  // namespace
+
+int32_t ObsReadLines(const char* bytes, int64_t length, ObsReadState* state, Observation observation, Report report,
+                     void* user) {
+    constexpr std::string_view kName = "ObsReadLines";
+    if (obs::refuseNull(kName, {bytes, state, reinterpret_cast<const void*>(observation)})) return obs::kStatusRefused;
+    if (state->size != sizeof *state || length < 0 || state->troposphere < 0 || state->troposphere > 2) {
+        obs::logFailure(kName, "The state has another size or a value that means nothing, or the length is negative.");
+        return obs::kStatusRefused;
+    }
+    return obs::guarded(kName, obs::kStatusRefused, [&] {
+        obs::ReadContext context = contextOf(*state);
+        std::string_view text(bytes, static_cast<std::size_t>(length));
+        if (context.before.offset == 0) {
+            text = obs::withoutByteOrderMark(text);
+            context.before.offset = length - static_cast<int64_t>(text.size());
+        }
+        CallingSink sink(observation, report, user);
+        obs::readPiece(text, state->isLast != 0, context, sink);
+        obs::endReading(context, sink);
+        state->ttyYear = context.ttyYear;
+        state->addressKeys = state->addressKeys != 0 || sink.addressKeys() ? 1 : 0;
+        state->laserSection = context.section.isOpen() ? 1 : 0;
+        state->lines = context.before.number;
+        state->offset = context.before.offset;
+        return obs::kStatusOk;
+    });
+}
+
+int64_t ObsNextCut(const char* bytes, int64_t length, int64_t from) {
+    if (obs::refuseNull("ObsNextCut", {bytes})) return -1;
+    if (length < 0 || from < 0 || from > length) {
+        obs::logFailure("ObsNextCut", "The place is not in the text.");
+        return -1;
+    }
+    return static_cast<int64_t>(
+        obs::nextCut({bytes, static_cast<std::size_t>(length)}, static_cast<std::size_t>(from)));
+}

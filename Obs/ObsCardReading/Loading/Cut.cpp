@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Obs/ObsCardReading/Loading/Cut.h"
+
+#include "Obs/CardLayouts/LineReader.h"
+#include "Obs/ObsCardReading/Cards/Tty.h"
+#include "Obs/ObsCardReading/Loading/Classify.h"
+
+namespace obs {
+
+namespace {
+
+/// What may be open after a line, as far as it tells by itself.
+struct After {
+    bool blockIsClosed;   ///< it belongs to no block, and ends one before it
+    bool mayOpenMessage;  ///< the next line may be its second card
+    bool opensBlock;
+};
+
+After afterLine(std::string_view line) {
+    if (isCommentOrBlank(line)) return {false, false, false};
+    const LineClass lineClass = ObsCardType(line);
+    const bool isMark = lineClass == LineClass::slrBlock;
+    return {lineClass != LineClass::notObservation && !isMark, lineClass == LineClass::tty && hasSecondCard(line), isMark};
+}
+
+/// The start of a line some lines before the one that a place is in.
+std::size_t startOfLineBefore(std::string_view text, std::size_t at) {
+    constexpr int kLinesBack = 3;  // what a line is may depend on the one before
+    for (int line = 0; line < kLinesBack; ++line) {
+        if (at == 0) return 0;
+        const std::size_t end = text.rfind('\n', at - 1);
+        if (end == std::string_view::npos) return 0;
+        at = line + 1 < kLinesBack ? end : end + 1;
+    }
+    return at;
+}
+
+}  // namespace
+
+std::size_t nextCut(std::string_view text, std::size_t from) {
+    if (from == 0 || from >= text.size()) return from == 0 ? 0 : text.size();
+    const std::size_t start = startOfLineBefore(text, from);
+    LineReader lines(text.substr(start), false);
+    std::string_view line;
+    bool wasClosed = start == 0;  // no block was open before the line
+    while (lines.next(line)) {
+        const After after = afterLine(line);
+        const bool isClosed = (after.blockIsClosed || wasClosed) && !after.opensBlock;
+        if (isClosed && !after.mayOpenMessage && start + lines.bytesTaken() >= from) return start + lines.bytesTaken();
+        wasClosed = isClosed;
+    }
+    return text.size();
+}
+
+}  // namespace obs

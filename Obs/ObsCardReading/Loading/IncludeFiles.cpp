@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Obs/ObsCardReading/Loading/IncludeFiles.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+namespace obs {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::int32_t refused(const std::string& name, const std::string& why) {
+    family::tracelogerror("ReadExtObsFile: File " + name + " is not read: " + why);
+    return kStatusRefused;
+}
+
+/// False when a file is there and is not below the folder that another one is in.
+bool isBelowFolderOf(const std::string& naming, std::string& name) {
+    std::error_code error;
+    const fs::path file = fs::canonical(name, error);
+    if (error) return true;  // opening it says why
+    const fs::path folder = fs::canonical(naming, error).parent_path();
+    if (error || std::mismatch(folder.begin(), folder.end(), file.begin(), file.end()).first != folder.end())
+        return false;
+    name = file.string();
+    return true;
+}
+
+}  // namespace
+
+std::int32_t openInclude(const LoadState& naming, std::string& name, family::Unit& unit) {
+    LoadRun& run = naming.run;
+    if (run.options.includes == Includes::none) return refused(name, "Include files are not wanted.");
+    if (run.options.mostIncludes > 0 && run.includesRead >= run.options.mostIncludes)
+        return refused(name, "There are more than " + std::to_string(run.options.mostIncludes) + " include files.");
+    if (run.options.includes == Includes::belowFolder && !isBelowFolderOf(naming.fileName, name))
+        return refused(name, "It is not below the folder of the file that names it.");
+    ++run.includesRead;
+    return family::fileopen(name, family::kOpenRead, unit);
+}
+
+}  // namespace obs
