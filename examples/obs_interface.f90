@@ -726,6 +726,27 @@ module obs_interface
             integer(c_int32_t) :: outcome
         end function ObsSetSelObs
 
+        subroutine ObsGetSelectedByText(criteria, order, count, keys) bind(c, name="ObsGetSelectedByText")
+            import
+            character(kind=c_char), intent(in) :: criteria(512)
+            integer(c_int32_t), value :: order
+            integer(c_int32_t), intent(out) :: count
+            integer(c_int64_t), intent(inout) :: keys(*)
+        end subroutine ObsGetSelectedByText
+
+        function ObsGetTermCounts(criteria, room, selected, terms, firstColumns, lastColumns, drops) bind(c, &
+            name="ObsGetTermCounts") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: criteria(512)
+            integer(c_int32_t), value :: room
+            integer(c_int32_t), intent(out) :: selected
+            integer(c_int32_t), intent(out) :: terms
+            integer(c_int32_t), intent(inout) :: firstColumns(*)
+            integer(c_int32_t), intent(inout) :: lastColumns(*)
+            integer(c_int32_t), intent(inout) :: drops(*)
+            integer(c_int32_t) :: outcome
+        end function ObsGetTermCounts
+
         function ObsGetSelectionCounts(criteria, selected, dropped) bind(c, name="ObsGetSelectionCounts") &
             result(outcome)
             import

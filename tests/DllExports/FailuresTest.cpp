@@ -58,7 +58,6 @@ protected:
     double nanCriteria_[32] = {std::nan("")};
     double vector_[3] = {};
     std::int64_t key_ = 0;
-    std::int32_t terms_, first_, last_;
     std::int32_t count_ = 0, dropped_[OBS_CRITERIA];
     ObsLoadLines wrongSize_{};
     ObsLoadOptions noOptions_{};
@@ -160,9 +159,9 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "~There is room for 0 of 1 keys.", ObsListKeys, 0, 0, 0, 0, nullptr, &count_),
         FAILS(2, "~Unable to locate 1 of 1", ObsRemoveKeys, 1, &kUnknownKey),
         FAILS_VOID(-7, "~A criterion is not a number", ObsGetSelected, nanCriteria_, 1, &count_, &key_),
-        FAILS(2, "~\"x\" (column 1) is not ", ObsSetSelObs, "x"),
-        FAILS_VOID(-7, "~\"x\" (column 1) is not ", ObsGetSelectedByText, "x", 1, &count_, &key_),
-        FAILS(2, "~\"x\" (column 1) is not ", ObsGetTermCounts, "x", 1, &count_, &terms_, &first_, &last_, dropped_),
+        FAILS(2, "~\"x\" (column 1) is not one of the names", ObsSetSelObs, "x"),
+        FAILS_VOID(-7, "~\"sat\" (column 1) is not followed", ObsGetSelectedByText, "sat", 1, &count_, &key_),
+        FAILS(2, "~\"x\" (column 5) is not a satellite", ObsGetTermCounts, "sat=x", 0, &count_, dropped_, nullptr, nullptr, nullptr),
         FAILS(2, "~A criterion is not a number", ObsGetSelectionCounts, nanCriteria_, &count_, dropped_),
         FAILS(ENOENT, "fileopen: ", ObsSaveFile, (missing + "/x").c_str(), 0, 0),
         FAILS(ENOENT, "fileopen: ", ObsSaveFileGID, (missing + "/x").c_str(), 0, 0, 0),
