@@ -192,17 +192,21 @@ void Pools::readRareFields(const StoredRecord& stored, RareFields& rare) const {
             std::memcpy(const_cast<char*>(tripleOf(rare, kind)), &triples_[at++], sizeof(Triple));
 }
 
-void Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
+unsigned Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
     const StoredRecord& stored = records_[slot];
     static_cast<CommonFields&>(rec) = stored;
     rec.secClass = stored.secClass;
     rec.rotateToDate = stored.rotateToDate;
     static_cast<RareFields&>(rec) = kDefaultFields;
     if (stored.tripleMask != 0) readRareFields(stored, rec);
-    if (!withParts) return;
-    if (stored.defaultCsv != 0) return setDefaultCsv(rec);
-    if (stored.parts == nullptr) return freeobsrecord(rec);
-    static_cast<OptionalParts&>(rec) = *stored.parts;
+    if (withParts) readParts(stored, rec);
+    return stored.tripleMask >> 1u;
+}
+
+void Pools::readParts(const StoredRecord& stored, OptionalParts& parts) {
+    if (stored.defaultCsv != 0) setDefaultCsv(parts);
+    else if (stored.parts != nullptr) parts = *stored.parts;
+    else if (parts.hasParts()) parts = OptionalParts{};
 }
 
 void Pools::reserve(Reservation& reserved, std::uint32_t slots) {
