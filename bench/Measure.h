@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What the programs that measure share: processor time, a process of its own for every engine, medians.
 #pragma once
 

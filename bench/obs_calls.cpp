@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a call for each observation costs, and what the calls for many observations save: processor time, medians of
 // rounds in which both ways follow each other on the same store. bench/obs_calls.py does the same from Python.
 #include <cstdint>

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """What a call for each observation costs from Python (ctypes), and what the calls for many save.
 
 usage: obs_calls.py LIBRARY [COUNT]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Measures loading and saving in every format: the same observations as B3 cards, TTY messages, CSV lines and RF
 // lines. Processor time, a process of its own for every format, medians of rounds in which the formats follow each
 // other. Beside each figure stands what it is to the floor, which is reading the file for its line ends alone, or

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Measures the library against its peers and prints how it stands to its speed targets.
 //
 // Every engine runs in a process of its own, forked fresh for every round, so that no heap is

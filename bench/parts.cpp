@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Parts of the library's cost, each through one exported function.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
@@ -139,6 +140,19 @@ void list(benchmark::State& state) {
     perItem(state, kCards);
 }
 BENCHMARK(list)->Name("ObsGetLoaded")->DenseRange(-10, -1)->Arg(1)->Arg(9)->Unit(benchmark::kMillisecond);
+
+/// One bound that few observations meet, one that many do, and an expression.
+void select(benchmark::State& state, const char* criteria) {
+    const Filled store(state);
+    std::vector<std::int64_t> keys(kCards);
+    std::int32_t count = -1;
+    for (auto _ : state) ObsGetSelectedByText(criteria, 9, &count, keys.data());
+    require(state, count > 0);
+    perItem(state, kCards);
+}
+BENCHMARK_CAPTURE(select, few, "el>85")->Name("ObsGetSelectedByText/few")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(select, many, "el>20")->Name("ObsGetSelectedByText/many")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(select, terms, "sat<20000 (el>45 or not range>1000)")->Name("ObsGetSelectedByText/terms")->Unit(benchmark::kMillisecond);
 
 /// What a load cannot undercut: reading the file and finding its lines.
 void scan(benchmark::State& state) {

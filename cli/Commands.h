@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// The subcommands and their options; main.cpp reads the command line into these.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// The formats that convert writes, and what becomes of an observation in them.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Output.h"
 
 #include <cerrno>
@@ -11,6 +12,12 @@ namespace obstool {
 void complain(std::string_view subject, std::string_view reason) {
     const std::string line = fmt::format("obstool: {}: {}\n", printable(subject), printable(reason));
     std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+void pointOut(std::string_view text, std::size_t first, std::size_t last) {
+    const std::string marks = std::string(first - 1, ' ') + std::string(last + 1 - first, '^');
+    const std::string lines = fmt::format("  {}\n  {}\n", printable(text), marks);
+    std::fwrite(lines.data(), 1, lines.size(), stderr);
 }
 
 void Output::flush() {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// What the command writes: standard output through one buffer, complaints to standard error.
 #pragma once
@@ -15,6 +16,9 @@ enum class ExitStatus { allGood = 0, badLines = 1, failure = 2 };
 
 /// Writes "obstool: SUBJECT: REASON" to standard error.
 void complain(std::string_view subject, std::string_view reason);
+
+/// Writes a text to standard error and below it marks under its columns `first` to `last`, which count from 1.
+void pointOut(std::string_view text, std::size_t first, std::size_t last);
 
 /// Standard output. Writes are gathered; the first failure is kept for finish().
 class Output {

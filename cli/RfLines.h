@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// RF lines, which no exported function writes singly.
 #pragma once

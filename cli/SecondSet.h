@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// All observations as a file of some format gives them back.
 #pragma once

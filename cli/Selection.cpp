@@ -1,6 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Selection.h"
 
 #include <algorithm>
+#include <cctype>
 #include <stdexcept>
 #include <string_view>
 
@@ -12,39 +14,29 @@ namespace obstool {
 
 namespace {
 
-constexpr double kNoMore[32] = {};  ///< asks for nothing beside the library's criteria
+constexpr std::int32_t kMostTerms = 128;  // more than a text of 512 characters has
 
-/// The names of the criteria, in the order in which the library counts.
-constexpr std::string_view kNames[OBS_CRITERIA] = {"time", "sat",  "sen",  "el",    "az",
-                                                   "range", "rate", "type", "class", "gid"};
-
-struct Counts {
-    std::int32_t selected = 0;
-    std::int32_t dropped[OBS_CRITERIA] = {};
+struct TermCounts {
+    std::int32_t selected = 0, count = 0;
+    std::int32_t first[kMostTerms] = {}, last[kMostTerms] = {}, dropped[kMostTerms] = {};
 };
 
-Counts counts() {
-    Counts counted;
-    if (ObsGetSelectionCounts(kNoMore, &counted.selected, counted.dropped) != 0)
-        throw std::runtime_error(lastError());
-    return counted;
+/// Whether the library takes the criteria; if not, `first` and `last` of the first term are the columns at fault.
+bool countTerms(const std::string& criteria, TermCounts& counts) {
+    return ObsGetTermCounts(Text512(criteria).data(), kMostTerms, &counts.selected, &counts.count, counts.first,
+                            counts.last, counts.dropped) == 0;
 }
 
 /// Whatever the locale.
 char lowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-/// NOTE: the text has no problem, so each word is a criterion.
-std::vector<SelectionReport::Criterion> askedIn(std::string_view criteria, const Counts& counted) {
-    constexpr std::string_view kBlanks = " \t";
-    std::vector<SelectionReport::Criterion> asked;
-    for (std::size_t at = 0; (at = criteria.find_first_not_of(kBlanks, at)) != std::string_view::npos;) {
-        std::string name(criteria.substr(at, criteria.find('=', at) - at));
-        std::transform(name.begin(), name.end(), name.begin(), lowerCase);
-        const auto known = std::find(std::begin(kNames), std::end(kNames), name);
-        if (known != std::end(kNames)) asked.push_back({name, counted.dropped[known - std::begin(kNames)]});
-        at = std::min(criteria.find_first_of(kBlanks, at), criteria.size());
-    }
-    return asked;
+/// The name of a criterion `name=value` alone, any other term as it is.
+std::string shownTerm(std::string_view term) {
+    std::string name(term.substr(0, term.find('=')));
+    const bool isName = std::all_of(name.begin(), name.end(), [](char c) { return std::isalnum(static_cast<unsigned char>(c)); });
+    if (!isName || term.find_first_of(" \t\"'(") != std::string_view::npos) return std::string(term);
+    std::transform(name.begin(), name.end(), name.begin(), lowerCase);
+    return name;
 }
 
 /// The keys of `all` but for the first `count` of `some`, which are among them in the same order.
@@ -61,22 +53,30 @@ std::vector<std::int64_t> without(const std::vector<std::int64_t>& some, std::in
     return others;
 }
 
-void setCriteria(const std::string& criteria) {
-    if (ObsSetSelObs(Text512(criteria).data()) != 0) throw std::runtime_error(lastError());
-}
-
 }  // namespace
 
-std::string criteriaProblem(const std::string& criteria) {
+std::optional<CriteriaProblem> criteriaProblem(const std::string& criteria) {
     if (criteria.size() > kTextLength)
-        return fmt::format("the criteria are longer than {} characters", kTextLength);
-    return ObsSetSelObs(Text512(criteria).data()) == 0 ? std::string() : lastError();
+        return CriteriaProblem{fmt::format("the criteria are longer than {} characters", kTextLength)};
+    TermCounts counts;
+    if (countTerms(criteria, counts)) return std::nullopt;
+    const std::string message = lastError();
+    // The name of the function would tell the user nothing.
+    return CriteriaProblem{message.substr(message.find(": ") + 2), static_cast<std::size_t>(counts.first[0]),
+                           static_cast<std::size_t>(counts.last[0])};
 }
 
+bool namesSensors(const std::string& criteria) { return criteria.find_first_of("\"'") != std::string::npos; }
+
 SelectionReport countSelected(const std::string& criteria) {
-    setCriteria(criteria);
-    const Counts counted = counts();
-    return {criteria, ObsGetCount(), counted.selected, askedIn(criteria, counted)};
+    TermCounts counts;
+    if (!countTerms(criteria, counts)) throw std::runtime_error(lastError());
+    SelectionReport report{criteria, ObsGetCount(), counts.selected, {}};
+    for (int i = 0; i < counts.count; ++i) {
+        const auto from = static_cast<std::size_t>(counts.first[i] - 1), end = static_cast<std::size_t>(counts.last[i]);
+        report.terms.push_back({shownTerm(std::string_view(criteria).substr(from, end - from)), counts.dropped[i]});
+    }
+    return report;
 }
 
 void removeUnselected(const SelectionReport& report) {
@@ -86,32 +86,38 @@ void removeUnselected(const SelectionReport& report) {
         ObsRemoveAll();
         return;
     }
-    setCriteria(report.criteria);
     // The order of loading is that of the memory, so that listing and removing go fastest.
     const std::vector<std::int64_t> all = storedKeys(kOrderOfLoading);
     std::vector<std::int64_t> selected(all.size());
     std::int32_t count = 0;
-    ObsGetSelected(kNoMore, kOrderOfLoading, &count, selected.data());
+    ObsGetSelectedByText(Text512(report.criteria).data(), kOrderOfLoading, &count, selected.data());
     if (count != report.selected) throw std::runtime_error(lastError());
     const std::vector<std::int64_t> others = without(selected, count, all);
     if (ObsRemoveKeys(static_cast<std::int32_t>(others.size()), others.data()) != 0)
         throw std::runtime_error(lastError());
 }
 
-std::int64_t selectedByFiles() { return counts().selected; }
+std::int64_t selectedByFiles() {
+    constexpr double kNoMore[32] = {};  // asks for nothing beside the library's criteria
+    std::int32_t selected = 0, dropped[OBS_CRITERIA];
+    if (ObsGetSelectionCounts(kNoMore, &selected, dropped) != 0) throw std::runtime_error(lastError());
+    return selected;
+}
 
 void printText(Output& out, const SelectionReport& report) {
-    if (!report.asked.empty()) out.print("{:<9} {:>12}\n", "criterion", "dropped");
-    for (const auto& criterion : report.asked) out.print("{:<9} {:>12}\n", criterion.name, criterion.dropped);
-    out.print("{:<9} {:>12}  of {} observations\n", "selected", report.selected, report.observations);
+    std::size_t width = 9;
+    for (const auto& term : report.terms) width = std::max(width, term.name.size());
+    if (!report.terms.empty()) out.print("{:<{}} {:>12}\n", "criterion", width, "dropped");
+    for (const auto& term : report.terms) out.print("{:<{}} {:>12}\n", printable(term.name), width, term.dropped);
+    out.print("{:<{}} {:>12}  of {} observations\n", "selected", width, report.selected, report.observations);
 }
 
 void printJson(Output& out, const SelectionReport& report) {
     out.print(R"({{"criteria": {}, "observations": {}, "selected": {}, "dropped": {{)",
               jsonString(report.criteria), report.observations, report.selected);
     const char* separator = "";
-    for (const auto& criterion : report.asked) {
-        out.print("{}{}: {}", separator, jsonString(criterion.name), criterion.dropped);
+    for (const auto& term : report.terms) {
+        out.print("{}{}: {}", separator, jsonString(term.name), term.dropped);
         separator = ", ";
     }
     out.print("}}}}");

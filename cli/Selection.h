@@ -1,8 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// The stored observations that meet criteria given as a text.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,19 +14,26 @@
 namespace obstool {
 
 struct SelectionReport {
-    struct Criterion {
-        std::string name;      ///< as in the text
+    struct Term {
+        std::string name;      ///< of a plain criterion name=value, else the term as in the text
         std::int64_t dropped;  ///< observations that do not meet it, whatever the others say
     };
     std::string criteria;
     std::int64_t observations = 0, selected = 0;
-    std::vector<Criterion> asked;  ///< in the order of the text
+    std::vector<Term> terms;  ///< in the order of the text
 };
 
-/// What the library has against a text, or empty.
-std::string criteriaProblem(const std::string& criteria);
+/// What the library has against a text, and the columns of the text that are at fault, from 1; 0 where all is.
+struct CriteriaProblem {
+    std::string reason;
+    std::size_t firstColumn = 0, lastColumn = 0;
+};
+std::optional<CriteriaProblem> criteriaProblem(const std::string& criteria);
 
-/// The stored observations against criteria without a problem. Sets the library's criteria, as does all here.
+/// Whether a text holds names, which are those of the sensors loaded.
+bool namesSensors(const std::string& criteria);
+
+/// The stored observations against criteria without a problem.
 SelectionReport countSelected(const std::string& criteria);
 
 /// Removes the others. Throws std::runtime_error when the library cannot list those that meet the criteria;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Session.h"
 
 #include <poll.h>
@@ -96,14 +97,22 @@ bool Session::start(const CommonOptions& options) {
         fail("--group", fmt::format("there is no file {} of {}", group, options.files.size()));
         return false;
     }
-    if (const std::string problem = options.select ? criteriaProblem(*options.select) : ""; !problem.empty()) {
-        fail("--select", problem);
-        return false;
-    }
+    // Criteria that name sensors have to wait for them.
+    const bool wait = options.select && namesSensors(*options.select);
+    if (!wait && !checkCriteria(options)) return false;
     if (!openLog(options.log) || !loadStations(options.sensors)) return false;
+    if (wait && !checkCriteria(options)) return false;
     if (options.ttyYear) ObsSetTTYYear(*options.ttyYear);
     setCorrections(options);
     return true;
+}
+
+bool Session::checkCriteria(const CommonOptions& options) {
+    const auto problem = options.select ? criteriaProblem(*options.select) : std::nullopt;
+    if (!problem) return true;
+    fail("--select", problem->reason);
+    if (problem->firstColumn > 0) pointOut(*options.select, problem->firstColumn, problem->lastColumn);
+    return false;
 }
 
 void Session::setCorrections(const CommonOptions& options) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// One run of the command: files go into the library's store, what the library says about
 /// them comes out.
@@ -95,6 +96,7 @@ private:
     bool openLog(const std::string& name);
     bool loadStations(const std::string& sensors);
     bool loadSensors(const std::string& name);
+    bool checkCriteria(const CommonOptions& options);
     void setCorrections(const CommonOptions& options);
     void countCorrections(const std::string& file);
     void reportHeld();

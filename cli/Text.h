@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// The 512-character texts of the exported functions, dates, and text made safe for a
 /// terminal and for JSON.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// What becomes of observations in a format, one by one.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// @file
 /// obstool: looks into files of satellite tracking observations and converts them.
 /// This file reads the command line; the subcommands are in files of their names.
@@ -23,7 +24,7 @@ using namespace obstool;
 
 constexpr auto kDescription = "Looks into files of satellite tracking observations and converts them.";
 
-constexpr auto kFooter = R"(
+constexpr auto kFooter = R"~(
 'obstool COMMAND --help' shows a command's options. A FILE holds one observation a line,
 keyword lines and comments ("*" in column 1); the name - stands for standard input. A file
 that begins with a CRD header (H1 CRD), or the mark 99999 or 88888 of an older block, is
@@ -31,20 +32,25 @@ read as laser ranges alone. The public laser stations are known (the folder OBS_
 environment may hold another laser_stations.csv); --sensors adds to them. A correction that
 is asked for and cannot be computed is left out and told with the number of ranges.
 
---select takes criteria as SELOB lines do: name=value or name=low:high, separated by blanks,
-all of which an observation must meet. A value may be a list with commas; either end of a
-range may be left open. An observation whose type does not carry a value does not meet a
-criterion of it. SELOB lines in files select nothing by themselves; when some observations
-do not meet them a note says so. The names are
-  sat    satellite number             el     elevation or declination, degrees
-  sen    sensor number                az     azimuth or right ascension; 350:10 goes through 0
-  type   type, as list shows it       range  km
-  class  U, C or S                    rate   range rate, km/s
-  gid    number of the FILE, from 1
-  time   date YYDDD, YYDDDHH, ... YYDDDHHMMSSsss, which stands for all of that day, hour ...,
-         or days since 1950 with a point
---dry-run only tells how many observations do not meet each of the criteria, whatever the
-others say, and how many meet all.
+--select takes criteria as SELOB lines do: name=value, name!=value, or < <= > >= and a number.
+After = and != a value may be a list with commas and each member a range low:high or low..high,
+either end of which may be left open. Criteria are joined by blanks or "and" and by "or",
+turned round by "not" and grouped by parentheses: "sat=5,8 (el>10 or not type=1:4)". An
+observation whose type does not carry a value does not meet a criterion of it. SELOB lines
+in files select nothing by themselves; when some observations do not meet them a note says
+so. The names are
+  sat    satellite number, or the name of a laser target in quotes: sat="lageos1"
+  sen    sensor number, or a sensor's description (--sensors) in quotes
+  type   type, as list shows it       el     elevation or declination, degrees
+  class  U, C or S                    az     azimuth or right ascension; 350:10 goes through 0
+  ind1   first indicator              range  km, or with the unit m: range<500m
+  ind2   second indicator             rate   range rate, km/s or with the unit m/s
+  gid    number of the FILE, from 1   year   four digits
+  time   a date 2024-01-31, 2024-031 or 24031, with a time of day 2024-01-31T12:30:00.5 or
+         24031123000500 or less of it, which stands for all of that day, hour ...; or days
+         since 1950 with a point. Times of day with a colon need .. in a range
+--dry-run only tells how many observations do not meet each of the criteria or parentheses,
+whatever the others say, and how many meet all.
 
 Exit status: 0 when all went well, 1 when some lines were bad or convert lost observations,
 2 when the command line was wrong or a file could not be read or written.
@@ -52,8 +58,8 @@ Exit status: 0 when all went well, 1 when some lines were bad or convert lost ob
 Examples:
   obstool info today.obs
   obstool list --order -7 --limit 20 today.obs
-  obstool list --select "sat=5,25544 sen=211:220 time=24001:24031 el=10:" year.obs
-  zcat *.obs.gz | obstool convert - -o all.b3 --to b3)";
+  obstool list --select "sat=5,25544 sen=211:220 time=2024-01-01:2024-01-31 el>10" year.obs
+  zcat *.obs.gz | obstool convert - -o all.b3 --to b3)~";
 
 constexpr auto kInfoFooter = R"(
 Shows the lines loaded, duplicate and bad in each file; the time span and the numbers of

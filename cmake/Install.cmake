@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What `cmake --install` lays down: the libraries, the two public headers, and the descriptions by which
 # CMake (find_package(Obs)) and pkg-config (obs) find them. Paths in both are relative to the description
 # itself, so that an installed tree can be moved. The command obstool installs itself, see cli/.
@@ -6,22 +7,21 @@ include(CMakePackageConfigHelpers)
 get_property(obs_libraries GLOBAL PROPERTY OBS_LIBRARIES)
 set(OBS_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Obs)
 
-# A caller of ObsFamily.h reaches these three; the other libraries are known to libObs alone.
-set(OBS_FAMILY_LIBRARIES ObsServices ObsSensors ObsCoords)
-foreach(library IN LISTS OBS_FAMILY_LIBRARIES)
-  target_link_libraries(Obs INTERFACE $<INSTALL_INTERFACE:Obs::${library}>)
-endforeach()
-
 install(TARGETS ${obs_libraries} EXPORT ObsTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES
   ${PROJECT_SOURCE_DIR}/DllExports/Obs/ObsDllExports/ObsDllExports.h
   ${PROJECT_SOURCE_DIR}/siblings/include/ObsFamily.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/data/laser_stations.csv DESTINATION ${CMAKE_INSTALL_DATADIR}/obs)
-install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-# The programs and decks of the guide, and the interface module, which every Fortran caller compiles for himself.
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
-  PATTERN CMakeLists.txt EXCLUDE)
+# The documents lie to each other as in the source tree, so that their links hold. Among them are the programs and decks
+# of the guide, and the interface module, which every Fortran caller compiles for himself.
+foreach(page README CHANGELOG CONTRIBUTING)
+  install(FILES ${PROJECT_SOURCE_DIR}/${page}.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+endforeach()
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/data ${PROJECT_SOURCE_DIR}/examples
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} USE_SOURCE_PERMISSIONS PATTERN CMakeLists.txt EXCLUDE
+  PATTERN laser_stations.csv EXCLUDE)
 
 # The major version is the SONAME's number: within it a newer library serves older callers.
 install(EXPORT ObsTargets NAMESPACE Obs:: DESTINATION ${OBS_CMAKE_DIR})

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Loads a deck, lists observations, corrects one, shows it in two formats and saves all.
 //
 //     c++ -std=c++17 load_list_change.cpp $(pkg-config --cflags --libs obs) -o load_list_change

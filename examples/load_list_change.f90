@@ -1,3 +1,4 @@
+! SPDX-License-Identifier: Apache-2.0
 ! Loads a deck, lists observations, corrects one, shows it in two formats and saves all.
 !
 !     gfortran obs_interface.f90 load_list_change.f90 $(pkg-config --libs obs) -o load_list_change

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Loads a deck, lists observations, corrects one, shows it in two formats and saves all.
 
     LD_LIBRARY_PATH=/opt/obs/lib python3 load_list_change.py deck.txt all.csv

@@ -1,3 +1,4 @@
+! SPDX-License-Identifier: Apache-2.0
 ! Obs and its family from Fortran 2003 and later: one interface for each function of ObsDllExports.h and ObsFamily.h.
 ! Made from these headers by tools/api_page.py; what the functions do stands there and in docs/api/functions.md.
 !
@@ -8,6 +9,9 @@ module obs_interface
     implicit none
     private :: c_char, c_double, c_funptr, c_int32_t, c_int64_t, c_ptr
 
+    integer(c_int32_t), parameter :: OBS_VERSION_MAJOR = 0
+    integer(c_int32_t), parameter :: OBS_VERSION_MINOR = 1
+    integer(c_int32_t), parameter :: OBS_VERSION_PATCH = 0
     integer(c_int32_t), parameter :: OBS_LINE_BAD = 2
     integer(c_int32_t), parameter :: OBS_LINE_DUPLICATE = 3
     integer(c_int32_t), parameter :: OBS_LINE_ZEROED = 4
@@ -668,6 +672,18 @@ module obs_interface
             integer(c_int64_t), intent(inout) :: keys(*)
         end subroutine ObsGetLoadedGID
 
+        function ObsListKeys(order, useGid, gid, room, keys, count) bind(c, name="ObsListKeys") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: order
+            integer(c_int32_t), value :: useGid
+            integer(c_int32_t), value :: gid
+            integer(c_int32_t), value :: room
+            integer(c_int64_t), intent(inout) :: keys(*)
+            integer(c_int32_t), intent(out) :: count
+            integer(c_int32_t) :: outcome
+        end function ObsListKeys
+
         function ObsRemoveGID(gid) bind(c, name="ObsRemoveGID") result(outcome)
             import
             integer(c_int32_t), value :: gid
@@ -709,6 +725,27 @@ module obs_interface
             character(kind=c_char), intent(in) :: criteria(512)
             integer(c_int32_t) :: outcome
         end function ObsSetSelObs
+
+        subroutine ObsGetSelectedByText(criteria, order, count, keys) bind(c, name="ObsGetSelectedByText")
+            import
+            character(kind=c_char), intent(in) :: criteria(512)
+            integer(c_int32_t), value :: order
+            integer(c_int32_t), intent(out) :: count
+            integer(c_int64_t), intent(inout) :: keys(*)
+        end subroutine ObsGetSelectedByText
+
+        function ObsGetTermCounts(criteria, room, selected, terms, firstColumns, lastColumns, drops) bind(c, &
+            name="ObsGetTermCounts") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: criteria(512)
+            integer(c_int32_t), value :: room
+            integer(c_int32_t), intent(out) :: selected
+            integer(c_int32_t), intent(out) :: terms
+            integer(c_int32_t), intent(inout) :: firstColumns(*)
+            integer(c_int32_t), intent(inout) :: lastColumns(*)
+            integer(c_int32_t), intent(inout) :: drops(*)
+            integer(c_int32_t) :: outcome
+        end function ObsGetTermCounts
 
         function ObsGetSelectionCounts(criteria, selected, dropped) bind(c, name="ObsGetSelectionCounts") &
             result(outcome)

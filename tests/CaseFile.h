@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Case files: one case a line, written by whoever knows the format.
 ///
 ///   base NAME TEXT [TEXT]     a card, or two, to start from ("~" stands for a blank)

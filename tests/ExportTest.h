@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What tests of the exported functions share: texts of 512 characters and a store that is empty before and after.
 #pragma once
 

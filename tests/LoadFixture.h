@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Loads of files that a test writes, with what is said and counted on the way.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Takes what readers hand over and does nothing; tests override what they look at.
 #pragma once
 

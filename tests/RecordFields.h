@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// A record's fields by name, for case files and for comparing records.
 #pragma once
 

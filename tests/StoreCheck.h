@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Looks at the whole store from inside and fails where an invariant is broken.
 #pragma once
 

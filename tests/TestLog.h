@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Collects what the library says while one of these lives.
 #pragma once
 

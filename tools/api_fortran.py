@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The public headers as a Fortran module of bind(c) interfaces."""
 import re
 import textwrap
@@ -5,6 +6,7 @@ import textwrap
 from api_header import FAMILY_HEADER, OBS_HEADER, read
 
 HEAD = """\
+! SPDX-License-Identifier: Apache-2.0
 ! Obs and its family from Fortran 2003 and later: one interface for each function of ObsDllExports.h and ObsFamily.h.
 ! Made from these headers by tools/api_page.py; what the functions do stands there and in docs/api/functions.md.
 !
@@ -19,7 +21,7 @@ module obs_interface
 KINDS = {"int32_t": "integer(c_int32_t)", "int64_t": "integer(c_int64_t)", "double": "real(c_double)",
          "char": "character(kind=c_char)"}
 # A pointer to numbers that are not constant is one of them, or an array when it has one of these names.
-ARRAYS = {"keys", "obsArrs", "values"}
+ARRAYS = {"keys", "obsArrs", "values", "firstColumns", "lastColumns", "drops"}
 # A constant text is one of 512 characters, unless it has one of these names.
 TEXTS_OF_ANY_LENGTH = {"bytes"}
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Makes what is made from the public headers, docs/api/functions.md and examples/obs_interface.f90, and from the
 library, the tables in docs/formats/fields.md and array.md."""
 import argparse

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Makes decks of observations: see --help.
 #include <cerrno>
 #include <cstdio>

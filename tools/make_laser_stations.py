@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Makes data/laser_stations.csv, the sensors file of the public laser stations.
 
 usage: tools/make_laser_stations.py SLRF.snx > data/laser_stations.csv

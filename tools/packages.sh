@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # Installs the Debian packages that this project needs, if any is missing.
 #
 # usage: tools/packages.sh SET...    sets: build, test, bench, lint, fixtures

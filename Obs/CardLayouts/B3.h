@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Columns of the B3 card (90 columns) and of its extended form B3E, shared by readers and writer.
 /// docs/formats/b3.md prints the same tables; a test holds the two together.
 #pragma once

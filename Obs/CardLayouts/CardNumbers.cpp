@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/CardLayouts/CardNumbers.h"
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Numbers in fixed columns. Blanks inside a field are ignored and a blank field is 0; each function
 /// returns false for anything else that is not what its field may hold, and then leaves its result alone.
 #pragma once

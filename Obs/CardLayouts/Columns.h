@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Columns of a fixed-column card, and a card as text.
 #pragma once
 
@@ -45,6 +46,10 @@ private:
 
 constexpr char upperCase(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+constexpr char lowerCase(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
 constexpr bool isDigit(char c) {

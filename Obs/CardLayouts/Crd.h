@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Layout of laser-ranging records (consolidated laser ranging data, versions 1 and 2): items in free form,
 /// and the columns that version 1 gives the items of its headers.
 #pragma once

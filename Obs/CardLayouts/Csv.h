@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The 56 fields of a CSV line in their order, walked by reader and writer, so that the place of a field stands here
 /// and nowhere else. docs/formats/csv.md prints the same table; a test holds the two together.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Columns of the ECI cards, shared by reader and writer. The head, and the tail of the position card, are those of
 /// the B3 card. docs/formats/eci.md prints the same tables; a test holds the two together.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// RF lines (differential range and range rate between two sites): the sixteen items that are read and the fixed
 /// columns in which they are written. docs/formats/rf.md prints the same table; a test holds the two together.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The older fixed-column laser-ranging formats: a mark, the header of a pass, then a line a range.
 /// All items are right-justified digits without points. docs/formats/slr_blocks.md prints the same tables.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What readers and writer of laser ranges share: who is who, what a record says of its corrections, and limits.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Columns of the two TTY cards, shared by reader and writer. docs/formats/tty.md prints the same tables; a test holds
 /// the two together.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Writer of B3 cards and of the ECI cards that share their head.
 #pragma once
 

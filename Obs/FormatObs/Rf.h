@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Writer of RF lines.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Writing the store to files, one observation after another by ascending key.
 #pragma once
 
@@ -12,8 +13,9 @@ namespace obs {
 
 enum class SaveForm : std::int32_t { b3 = 0, tty = 1, csv = 2, rf = 3 };
 
-/// Writes all observations, or those of a group, to an open file, on the reader side of the store. An
-/// observation that the writer refuses is left out. A form that is none of the four writes nothing.
+/// Writes all observations, or those of a group, to an open file, while the store stands still: readers go on, who
+/// adds or removes waits until all is written. An observation that the writer refuses is left out. A form that is none of
+/// the four writes nothing.
 void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::int32_t> gid, SaveTally& tally);
 
 /// Opens, writes and closes a file. Returns 0, or the error number of opening it; a write that fails is told by

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Writer of laser ranges: ILRS Consolidated Laser Ranging Data format (CRD), version 2.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What a reader has to say of a value that it took otherwise than it is written.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// All that the reader of a line consults besides the line.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Why a reader refused a card. Readers write nothing to the log: a load names its bad lines in the
 /// order of the file, which may be later than they are read.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Between what a sensor sees and where the satellite is: what the states of observations and the conversion of type 7
 /// share, so that one is the inverse of the other.
 ///

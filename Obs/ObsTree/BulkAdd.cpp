@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTree/BulkAdd.h"
 
 #include <algorithm>
@@ -42,7 +43,7 @@ void BulkAdd::add(std::int64_t key, ObsRecord& rec) {
 }
 
 void BulkAdd::topUp() {
-    const std::lock_guard lock(gProtocol.updateMutex());
+    const UnseenUpdateGuard guard;
     if (!open_) gStore.pools.open();
     open_ = true;
     constexpr std::size_t kLeastReserved = 64;
@@ -50,7 +51,7 @@ void BulkAdd::topUp() {
                                         pending_.size(), kLeastReserved, Pools::kMostReserved)));
 }
 
-/// Under the update mutex.
+/// Inside an update, seen or unseen.
 void BulkAdd::close() {
     if (!open_) return;
     gStore.pools.close(reserved_);
@@ -62,7 +63,7 @@ void BulkAdd::drop() {
     std::vector<SlotNumber> slots;
     slots.reserve(pending_.size());
     for (const Pending& pending : pending_) slots.push_back(pending.slot);
-    const std::lock_guard lock(gProtocol.updateMutex());
+    const UnseenUpdateGuard guard;
     close();
     gStore.pools.abandon(slots);
     pending_.clear();
@@ -76,7 +77,7 @@ ObsRecord BulkAdd::recordAt(std::size_t position) const {
 
 std::vector<BulkAdd::Refused> BulkAdd::commit(std::int64_t* keys) {
     const UpdateGuard guard;
-    gStore.index.reserve(gStore.index.count() + pending_.size(), gStore.pools.slotsUsed());
+    gStore.reserve(pending_.size(), gStore.pools.slotsUsed());
     std::vector<Refused> refused;
     const bool allNamed = claimKeys(refused, keys);
     link();
@@ -110,9 +111,9 @@ bool BulkAdd::claimKeys(std::vector<Refused>& refused, std::int64_t* keys) {
     }
     pending_.resize(accepted);
     accepted_ = accepted;
-    auto seqNum = static_cast<std::uint32_t>(Store::takeSeqNums(static_cast<std::uint32_t>(accepted)));
+    std::int32_t seqNum = gStore.takeSeqNums(static_cast<std::uint32_t>(accepted));
     for (const Pending& pending : pending_) {
-        gStore.pools.mark(pending.slot) = {static_cast<std::int32_t>(seqNum++), gid_};
+        gStore.pools.mark(pending.slot) = {++seqNum, gid_};
         gStore.pools.noteLive(pending.slot);
     }
     return allNamed;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Adds many observations at once, with the same result as one by one: duplicates, re-keying and
 /// order of insertion follow the order of adding. Records are written to their final place at once;
 /// keys are settled and the tree is linked at `commit`, in one update.
@@ -19,7 +20,7 @@ public:
     BulkAdd(const BulkAdd&) = delete;
     BulkAdd& operator=(const BulkAdd&) = delete;
 
-    /// Expects about so many observations.
+    /// Expects about this many observations.
     void expect(std::size_t count) { pending_.reserve(count); }
 
     /// Takes a record with its field key (not -1), its optional parts becoming the store's. Nobody sees it

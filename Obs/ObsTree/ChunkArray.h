@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// An array that grows by whole chunks and never moves an element, so that one thread may
 /// fill new elements while others read old ones. Elements are raw until written.
 #pragma once

@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTree/Groups.h"
 
 #include <new>
 #include <vector>
 
 #include "Obs/ObsTree/Store.h"
+#include "siblings/include/Services.h"
 
 namespace obs {
 
@@ -23,6 +25,7 @@ std::int32_t removegidobs(std::int32_t gid) {
     try {
         keys = keysOfGroup(gid);
     } catch (const std::bad_alloc&) {
+        family::tracelogerror("ObsRemoveGID: Out of memory. No observation was removed.");
         return kStatusOk;
     }
     for (const std::int64_t key : keys)

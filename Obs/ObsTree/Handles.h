@@ -1,11 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The handles behind address keys. A handle is never moved and never reused, so that a key
 /// whose observation is gone is recognised as such; memory is only followed when it is one of
 /// these handles.
 ///
+/// Handles are given out from blocks of address space in ascending order. Emptying the store gives the memory of those
+/// given out back to the system and keeps their addresses.
+///
 /// Threads: as the pools (reading on the reader side, the rest on the updater side).
 #pragma once
 
-#include <memory>
 #include <vector>
 
 #include "Obs/ObsTypes/Companions.h"
@@ -24,11 +27,17 @@ public:
     void releaseAll();
 
 private:
-    static constexpr std::size_t kBlockSize = 4096;
+    /// Kept for the life of the process.
+    struct Block {
+        ObsDma* handles;
+        std::size_t firstKept = 0;  ///< the memory of those before was given back
+        std::size_t used = 0;
+    };
 
-    std::vector<ObsDma*> byAddress_;  ///< blocks of kBlockSize handles, kept for the life of the process
-    ObsDma* last_ = nullptr;          ///< the block that is being filled
-    std::size_t usedInLast_ = kBlockSize;
+    Block& addBlock();
+
+    std::vector<Block> byAddress_;
+    std::size_t last_ = 0;  ///< the block that is being filled
 };
 
 }  // namespace obs

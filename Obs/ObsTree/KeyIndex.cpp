@@ -1,8 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTree/KeyIndex.h"
 
 #include <algorithm>
 #include <bit>
 #include <utility>
+
+#include <sys/random.h>
 
 #include "Obs/ObsTree/Pages.h"
 
@@ -21,16 +24,14 @@ bool isLive(std::uint32_t entry) {
 
 }  // namespace
 
-// Two rounds of multiply and shift: keys are arithmetic patterns (times times 10^10), and one
-// multiplication would leave their regular distances visible in the upper bits.
-std::uint32_t KeyIndex::hashOf(std::int64_t key) {
-    auto h = static_cast<std::uint64_t>(key);
-    h = (h ^ (h >> 32)) * 0x9E3779B97F4A7C15u;
-    h = (h ^ (h >> 29)) * 0xBF58476D1CE4E5B9u;
-    return static_cast<std::uint32_t>(h >> 32);
+KeyIndex::KeyIndex(const Pools& pools) : pools_(pools), multipliers_{0x9E3779B97F4A7C15u, 0xBF58476D1CE4E5B9u} {
+    std::array<std::uint64_t, 2> drawn{};
+    // NOTE: where the system has nothing to draw from yet, the fixed ones do.
+    if (getrandom(drawn.data(), sizeof drawn, GRND_NONBLOCK) != sizeof drawn) return;
+    for (std::size_t i = 0; i < drawn.size(); ++i) multipliers_[i] ^= drawn[i] & ~std::uint64_t{1};
 }
 
-// NOTE: the tag stands above the number: the table has 2^bits entries and a number needs at most
+// NOTE: the tag is stored above the number: the table has 2^bits entries and a number needs at most
 // `bits` bits, since the table grows until it is twice as large as the highest number.
 
 /// The entry of a key, or the place where it would be added.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// A hash table from key to slot beside the tree: one cache line for a look-up where a descent
 /// touches some ten. It decides which keys are taken; the tree keeps their order.
 ///
@@ -8,9 +9,12 @@
 /// A removed entry leaves a mark that probes pass over and additions take; closing the gap instead would have to
 /// look at the nodes of the entries behind it, a cache miss each.
 ///
+/// What the table tells does not depend on the hash, which differs from run to run.
+///
 /// Invariant: every live slot's key is found; entries and marks together fill at most half of the table.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 
@@ -20,7 +24,7 @@ namespace obs {
 
 class KeyIndex {
 public:
-    explicit KeyIndex(const Pools& pools) : pools_(pools) {}
+    explicit KeyIndex(const Pools& pools);
 
     /// The slot of a key, or `kNoSlot`.
     SlotNumber find(std::int64_t key) const;
@@ -45,7 +49,14 @@ public:
     std::uint64_t count() const { return count_; }
 
 private:
-    static std::uint32_t hashOf(std::int64_t key);
+    /// Two rounds of multiply and shift: keys are arithmetic patterns (times times 10^10), and one
+    /// multiplication would leave their regular distances visible in the upper bits.
+    std::uint32_t hashOf(std::int64_t key) const {
+        auto h = static_cast<std::uint64_t>(key);
+        h = (h ^ (h >> 32)) * multipliers_[0];
+        h = (h ^ (h >> 29)) * multipliers_[1];
+        return static_cast<std::uint32_t>(h >> 32);
+    }
     std::uint32_t position(std::uint32_t hash) const { return static_cast<std::uint32_t>(std::uint64_t{hash} >> (32 - bits_)); }
     std::uint32_t tag(std::uint32_t hash) const { return static_cast<std::uint32_t>(std::uint64_t{hash} << bits_); }
     std::uint32_t numberMask() const { return static_cast<std::uint32_t>((std::uint64_t{1} << bits_) - 1); }
@@ -55,6 +66,8 @@ private:
     void rebuild(unsigned bits);
 
     const Pools& pools_;
+    /// Odd, drawn anew in each process: with known ones anyone could write a deck whose keys all want one place.
+    std::array<std::uint64_t, 2> multipliers_;
     std::unique_ptr<std::uint32_t[]> entries_;
     unsigned bits_ = 0;  ///< the table has 2^bits entries
     std::uint64_t count_ = 0;

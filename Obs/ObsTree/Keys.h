@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// How an observation gets its 64-bit key, and how the two kinds of key are told apart.
 ///
 /// A field key is, in decimal digits, TTTTTTTTTSSSSSSSNNN: tenths of a second since the start of

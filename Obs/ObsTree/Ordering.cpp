@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTree/Ordering.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdlib>
+#include <limits>
 #include <new>
 #include <vector>
 
@@ -194,6 +196,14 @@ void sortUnordered(const Packing& order, std::vector<Item>& items, std::vector<I
     }
 }
 
+void sortItems(const Packing& order, std::vector<Item>& items) {
+    const auto before = [&](const Item& a, const Item& b) { return order.before(a, b); };
+    if (std::is_sorted(items.begin(), items.end(), before)) return;
+    std::vector<Item> work((items.size() + 1) / 2);
+    if (isNearlySorted(items)) mergehelper(order, items.data(), items.size(), work.data());
+    else sortUnordered(order, items, work);
+}
+
 /// The nodes for which `takes(slot)`, in ascending order of `fields`.
 template <class Takes>
 std::vector<Item> sortedItems(const FieldList& fields, const Takes& takes) {
@@ -210,10 +220,38 @@ std::vector<Item> sortedItems(const FieldList& fields, const Takes& takes) {
     gStore.pools.scan([&](SlotNumber slot) {
         if (takes(slot)) items.push_back(order.itemOf(slot));
     });
-    std::vector<Item> work((items.size() + 1) / 2);
-    if (isNearlySorted(items)) mergehelper(order, items.data(), items.size(), work.data());
-    else sortUnordered(order, items, work);
+    sortItems(order, items);
     return items;
+}
+
+/// The nodes that meet both selections, in ascending order of `fields`.
+std::vector<Item> selectedItems(const ObsSelection& one, const ObsSelection& other, const FieldList& fields) {
+    std::vector<Item> items;
+    items.reserve(gStore.tree.size());
+    bool allSmall = true;
+    const auto gather = [&](const Packing& order) {
+        items.clear();
+        scanSelected(one, other, [&](SlotNumber slot) {
+            allSmall = allSmall && isSmallType(gStore.pools.record(slot).obsType);
+            items.push_back(order.itemOf(slot));
+        });
+    };
+    gather(Packing(fields, true));
+    if (!allSmall) gather(Packing(fields, false));  // a type that no format has
+    sortItems(Packing(fields, allSmall), items);
+    return items;
+}
+
+/// The keys of the nodes that meet both selections, ascending; their end. Keys are positive.
+std::int64_t* putSelectedInTreeOrder(const ObsSelection& one, const ObsSelection& other, std::int64_t* keys) {
+    std::int64_t* end = keys;
+    scanSelected(one, other, [&](SlotNumber slot) { *end++ = gStore.pools.node(slot).key; });
+    if (!std::is_sorted(keys, end)) {
+        std::vector<std::int64_t> sorted(keys, end);
+        radixSort(sorted, [](std::int64_t key) { return static_cast<std::uint64_t>(key); });
+        std::copy(sorted.begin(), sorted.end(), keys);
+    }
+    return end;
 }
 
 void timesOf(const std::vector<Item>& items, double* earliest, double* latest) {
@@ -224,11 +262,18 @@ void timesOf(const std::vector<Item>& items, double* earliest, double* latest) {
     }
 }
 
-/// Writes the items' keys in the sense of `code`.
-void putKeys(const std::vector<Item>& items, bool descending, std::int64_t* keys) {
-    const auto put = [&](const Item& item) { *keys++ = gStore.pools.node(item.slot).key; };
-    if (descending) std::for_each(items.rbegin(), items.rend(), put);
-    else std::for_each(items.begin(), items.end(), put);
+constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
+
+/// Writes the first `room` of the items' keys in the sense of `code`.
+void putKeys(const std::vector<Item>& items, bool descending, std::int64_t* keys, std::size_t room = kNoLimit) {
+    const auto keyOf = [](const Item& item) { return gStore.pools.node(item.slot).key; };
+    const auto count = static_cast<std::ptrdiff_t>(std::min(items.size(), room));
+    if (descending) std::transform(items.rbegin(), items.rbegin() + count, keys, keyOf);
+    else std::transform(items.begin(), items.begin() + count, keys, keyOf);
+}
+
+auto inGroup(std::optional<std::int32_t> gid) {
+    return [gid](SlotNumber slot) { return !gid || gStore.pools.mark(slot).gid == *gid; };
 }
 
 }  // namespace
@@ -246,27 +291,43 @@ bool lessthan(ObsBinTreePtr a, ObsBinTreePtr b, std::int32_t code) {
 std::int32_t obssort(std::int32_t code, std::int64_t* keys, std::optional<std::int32_t> gid, double* earliestTime,
                      double* latestTime) {
     const ReadGuard guard;
-    const std::vector<Item> items =
-        sortedItems(orderOf(code), [&](SlotNumber slot) { return !gid || gStore.pools.mark(slot).gid == *gid; });
+    const std::vector<Item> items = sortedItems(orderOf(code), inGroup(gid));
     putKeys(items, code > 0, keys);
     timesOf(items, earliestTime, latestTime);
     return static_cast<std::int32_t>(items.size());
 }
 
 void obsgettreekeys(std::int32_t& count, std::int64_t* keys, std::int32_t code, std::optional<std::int32_t> gid) {
-    if (code != kTreeOrder) {
-        count += obssort(code, keys + count, gid);
-        return;
-    }
+    count += obslistkeys(code, gid, keys + count, kNoLimit);
+}
+
+std::int32_t obslistkeys(std::int32_t code, std::optional<std::int32_t> gid, std::int64_t* keys, std::size_t room) {
+    if (room == 0) return obsgetnumoftreenodes(gid);
     const ReadGuard guard;
-    walkNodes(gid, [&](SlotNumber slot) { keys[count++] = gStore.pools.node(slot).key; });
+    if (code != kTreeOrder) {
+        const std::vector<Item> items = sortedItems(orderOf(code), inGroup(gid));
+        putKeys(items, code > 0, keys, room);
+        return static_cast<std::int32_t>(items.size());
+    }
+    std::size_t count = 0;
+    walkNodes(gid, [&](SlotNumber slot) {
+        if (count < room) keys[count] = gStore.pools.node(slot).key;
+        ++count;
+    });
+    return static_cast<std::int32_t>(count);
 }
 
 std::int32_t obsgetselected(const ObsSelection& one, const ObsSelection& other, std::int32_t code, std::int64_t* keys) {
     const ReadGuard guard;
-    const std::vector<Item> items =
-        sortedItems(orderOf(code), [&](SlotNumber slot) { return meets(slot, one) && meets(slot, other); });
-    putKeys(items, code > 0 && code != kTreeOrder, keys);
+    const bool descending = code > 0 && code != kTreeOrder;
+    const FieldList& fields = orderOf(code);
+    if (fields.front() == Field::none) {
+        std::int64_t* const end = putSelectedInTreeOrder(one, other, keys);
+        if (descending) std::reverse(keys, end);
+        return static_cast<std::int32_t>(end - keys);
+    }
+    const std::vector<Item> items = selectedItems(one, other, fields);
+    putKeys(items, descending, keys);
     return static_cast<std::int32_t>(items.size());
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The ten orders in which keys are listed.
 ///
 /// |code| selects the fields that are compared in turn (table in Ordering.cpp); ties keep tree order, that
@@ -5,6 +6,7 @@
 /// ties included), except that code 9 through `obsgettreekeys` always ascends.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
@@ -27,6 +29,9 @@ std::int32_t obssort(std::int32_t code, std::int64_t* keys, std::optional<std::i
 /// `obssort`, and for code 9 the walk alone. `count` grows by the number of keys written from keys[count] on.
 void obsgettreekeys(std::int32_t& count, std::int64_t* keys, std::int32_t code,
                     std::optional<std::int32_t> gid = std::nullopt);
+
+/// The same, writing at most the first `room` keys. Returns how many there are.
+std::int32_t obslistkeys(std::int32_t code, std::optional<std::int32_t> gid, std::int64_t* keys, std::size_t room);
 
 /// The keys of the nodes that meet both selections, as `obsgettreekeys` lists all.
 std::int32_t obsgetselected(const ObsSelection& one, const ObsSelection& other, std::int32_t code, std::int64_t* keys);

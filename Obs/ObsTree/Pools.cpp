@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTree/Pools.h"
 
 #include <algorithm>
@@ -42,7 +43,7 @@ std::uint8_t maskOf(const Vectors& all) {
 /// Most CSV lines fill none of the fields that CSV alone has; then one mark says it all.
 bool hasDefaultCsvOnly(const ObsRecord& rec) {
     // Bits, not values: a negative zero is kept.
-    static const CsvObsData kDefault;
+    static constexpr CsvObsData kDefault;
     return rec.csvData && !rec.extraValues && !rec.biases && !rec.rfData && *rec.csvData == kDefault &&
            std::none_of(rec.csvData->csvReals.begin(), rec.csvData->csvReals.end(), [](double v) { return std::signbit(v); }) &&
            std::none_of(rec.csvData->lastReals.begin(), rec.csvData->lastReals.end(), [](double v) { return std::signbit(v); }) &&
@@ -212,7 +213,7 @@ void Pools::readVectors(const StoredRecord& stored, ObsRecord& rec) const {
             std::memcpy(vectors[kind - 1]->data(), triples_[at++].v, sizeof(Triple));
 }
 
-void Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
+unsigned Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
     const StoredRecord& stored = records_[slot];
     rec.secClass = stored.secClass;
     rec.equinoxInd = stored.equinoxInd;
@@ -232,7 +233,11 @@ void Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
     rec.elRate = rec.azRate = rec.rangeAccel = 0;
     rec.senPos = rec.senVel = rec.satPos = rec.satVel = {};
     if (stored.vectorMask != 0) readVectors(stored, rec);
-    if (!withParts) return;
+    if (withParts) readParts(stored, rec);
+    return stored.vectorMask >> 1u;
+}
+
+void Pools::readParts(const StoredRecord& stored, ObsRecord& rec) {
     if (stored.defaultCsv != 0) return setDefaultCsv(rec);
     if (stored.parts == nullptr) return freeobsrecord(rec);
     rec.extraValues = stored.parts->extraValues;
@@ -288,7 +293,7 @@ void Pools::abandon(const std::vector<SlotNumber>& slots) {
 
 void Pools::clear() {
     // NOTE: an open reservation belongs to a load in another thread that writes into these
-    // arrays without the update mutex, so they must stay where they are.
+    // arrays without keeping anyone out, so they must stay where they are.
     const bool keepArrays = openReservations_ > 0;
     if (keepArrays || anyParts_.load(std::memory_order_relaxed))
         for (SlotNumber slot = 0; slot < scanLimit_; ++slot)

@@ -1,8 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTree/Protocol.h"
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 #include <thread>
+
+#include <pthread.h>
 
 namespace obs {
 
@@ -18,7 +22,12 @@ constexpr std::chrono::microseconds kLongestPause{500};
 
 std::atomic<std::uint32_t> gThreads{0};
 
+[[maybe_unused]] const int gForkHandled = pthread_atfork(nullptr, nullptr, [] { gProtocol.afterForkInChild(); });
+
 }  // namespace
+
+StoreLost::StoreLost()
+    : std::runtime_error("Another thread was changing the store when this process was forked: it cannot be used here.") {}
 
 std::size_t Protocol::counterOfThread() {
     // NOTE: initial-exec, since this runs for every look-up and the general form is a call.
@@ -42,26 +51,62 @@ void Protocol::endRead() {
 }
 
 void Protocol::waitForUpdate() {
-    for (int spin = 0; spin < kSpins; ++spin)
-        if (isupdating_.load() == 0) return;
+    for (int spin = 0; spin < kSpins; ++spin) {
+        const std::int32_t now = isupdating_.load();
+        if (now == 0) return;
+        if (now == kLost) throw StoreLost();
+    }
     isupdating_.wait(1);
 }
 
 void Protocol::beginUpdate() {
-    obs_updatenote_.lock();
+    beginStandstill();
     isupdating_.store(1);
     std::chrono::microseconds pause{20};
     for (int spin = 0; numreads() > 0; ++spin) {
         if (spin < kSpins) continue;
-        std::this_thread::sleep_for(pause);  // a save or a long listing is inside
+        std::this_thread::sleep_for(pause);  // a long listing is inside
         pause = std::min(2 * pause, kLongestPause);
     }
+    setChanging();
 }
 
 void Protocol::endUpdate() {
+    isChanging_.store(false, std::memory_order_release);
     isupdating_.store(0);
     isupdating_.notify_all();
     obs_updatenote_.unlock();
+}
+
+void Protocol::beginStandstill() {
+    obs_updatenote_.lock();
+    if (isupdating_.load() == kLost) {
+        obs_updatenote_.unlock();
+        throw StoreLost();
+    }
+}
+
+void Protocol::beginUnseenUpdate() {
+    beginStandstill();
+    setChanging();
+}
+
+void Protocol::endStandstill() {
+    isChanging_.store(false, std::memory_order_release);
+    obs_updatenote_.unlock();
+}
+
+/// A fork copies what this thread wrote up to some moment: the mark must come before every part of the change. Nothing
+/// moves up past a load that follows a store in their one total order.
+void Protocol::setChanging() {
+    isChanging_.store(true);
+    static_cast<void>(isChanging_.load());
+}
+
+void Protocol::afterForkInChild() {
+    for (Counter& counter : counters_) counter.readers.store(0);
+    isupdating_.store(isChanging_.load() ? kLost : 0);
+    new (&obs_updatenote_) std::mutex;  // whoever held it is not in this process
 }
 
 std::int32_t Protocol::numreads() const {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Stable sort by the digits of an unsigned 64-bit number, for many elements in no order: its cost does not
 /// depend on how a comparison turns out. Digits that all elements share are passed over.
 #pragma once

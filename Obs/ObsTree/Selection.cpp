@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTree/Selection.h"
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <utility>
 
 #include "Obs/ObsTypes/TypeSets.h"
+#include "siblings/include/ForkHold.h"
 
 namespace obs {
 
@@ -16,15 +18,12 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr std::size_t kMostListed = 10;
 constexpr std::int32_t kMostType = 19;
 
-/// Never destroyed: other threads may select while the process ends.
-struct GlobalSelection {
-    std::mutex selob;
-    ObsSelection gselob;  ///< guarded by `selob`
-};
-GlobalSelection& global() {
-    static GlobalSelection& criteria = *new GlobalSelection;
-    return criteria;
-}
+constinit std::mutex selob;
+
+/// Guarded by `selob`. Never destroyed: other threads may select while the process ends.
+ObsSelection& gselob = *new ObsSelection;
+
+[[maybe_unused]] const int gForkHandled = family::holdAtForks<selob>();
 
 constexpr double kTurnDeg = 360;
 
@@ -35,37 +34,28 @@ double withinTurn(double degrees) {
     return rest < 0 ? rest + kTurnDeg : rest;
 }
 
-/// RF observations carry a range and a range rate too, as differences between two sites.
-bool carries(std::int32_t type, Criterion criterion) {
-    switch (criterion) {
-        case Criterion::elevation:
-        case Criterion::azimuth: return kAngleTypes.has(type);
-        case Criterion::range: return kRangeTypes.has(type) || type == kTypeRf;
-        case Criterion::rangeRate: return kRangeRateTypes.has(type) || type == kTypeRf;
-        default: return true;
-    }
+// What a bound is met by. RF observations carry a range and a range rate too, as differences between two sites.
+bool hasRange(std::int32_t type) {
+    return kRangeTypes.has(type) || type == kTypeRf;
+}
+bool hasRangeRate(std::int32_t type) {
+    return kRangeRateTypes.has(type) || type == kTypeRf;
 }
 
-double valueOf(SlotNumber slot, const StoredRecord& rec, Criterion criterion) {
-    switch (criterion) {
-        case Criterion::time: return rec.obsTime;
-        case Criterion::satellite: return rec.satNum;
-        case Criterion::sensor: return rec.senNum;
-        case Criterion::elevation: return rec.elOrDec;
-        case Criterion::azimuth: return withinTurn(rec.azOrRa);
-        case Criterion::range: return rec.range;
-        case Criterion::rangeRate: return rec.rangeRate;
-        case Criterion::type: return rec.obsType;
-        case Criterion::classification: return rec.secClass;
-        case Criterion::group: return gStore.pools.mark(slot).gid;
-    }
-    return 0;
+/// A record has its class letter in the case of its card.
+char upperClass(char secClass) {
+    constexpr char kCaseBit = 0x20;
+    return static_cast<char>(secClass & ~kCaseBit);
 }
 
-/// A criterion's intervals, which are in order and apart.
+/// What no interval holds and what is not outside any either.
+constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
+
+/// A test's intervals, which are in order and apart.
 struct Bounds {
     const double* pairs;
     std::size_t count;
+    bool outside;
 
     bool hold(double value) const {
         std::size_t low = 0, high = count;  // the first interval that does not end before the value
@@ -74,19 +64,110 @@ struct Bounds {
             if (pairs[2 * middle + 1] < value) low = middle + 1;
             else high = middle;
         }
-        return low < count && pairs[2 * low] <= value && value <= pairs[2 * low + 1];
+        const bool inside = low < count && pairs[2 * low] <= value && value <= pairs[2 * low + 1];
+        return inside != outside && value == value;
     }
 };
 
-Bounds boundsOf(const ObsSelection& selection, Criterion criterion) {
-    const auto which = static_cast<std::size_t>(criterion);
-    if (!selection.asks(which)) return {nullptr, 0};
-    const std::size_t first = selection.first(which);
-    return {selection.bounds->values.data() + 2 * first, selection.ends[which] - first};
+/// NOTE: no branch on the outcome, which cannot be guessed.
+template <class Holds>
+SlotBlock::Set setWhere(const SlotBlock& block, const Holds& holds) {
+    SlotBlock::Set set{};
+    for (std::size_t i = 0; i < block.count; ++i)
+        set[i / SlotBlock::kWordBits] |= std::uint64_t{holds(block.slots[i])} << (i % SlotBlock::kWordBits);
+    return set;
 }
 
-constexpr Criterion criterionAt(std::size_t index) {
-    return static_cast<Criterion>(index);
+template <class Value>
+SlotBlock::Set setWithin(const SlotBlock& block, const Bounds& bounds, const Value& value) {
+    if (bounds.count != 1 || bounds.outside)
+        return setWhere(block, [&](SlotNumber slot) { return bounds.hold(value(slot)); });
+    const double low = bounds.pairs[0], high = bounds.pairs[1];
+    return setWhere(block, [&](SlotNumber slot) {
+        const double at = value(slot);
+        return (static_cast<unsigned>(low <= at) & static_cast<unsigned>(at <= high)) != 0;
+    });
+}
+
+/// The slots whose observations meet one test.
+SlotBlock::Set meeting(const SlotBlock& block, const SelectionTest& test, const double* bounds) {
+    const auto within = [&](const auto& value) {
+        return setWithin(block, {bounds + 2 * std::size_t{test.first}, test.end - test.first, test.outside},
+                         [&](SlotNumber slot) -> double { return value(gStore.pools.record(slot)); });
+    };
+    using Rec = StoredRecord;
+    switch (test.criterion) {
+        case Criterion::time: return within([](const Rec& rec) { return rec.obsTime; });
+        case Criterion::satellite: return within([](const Rec& rec) { return rec.satNum; });
+        case Criterion::sensor: return within([](const Rec& rec) { return rec.senNum; });
+        case Criterion::elevation:
+            return within([](const Rec& rec) { return kAngleTypes.has(rec.obsType) ? rec.elOrDec : kNoValue; });
+        case Criterion::azimuth:
+            return within([](const Rec& rec) { return kAngleTypes.has(rec.obsType) ? withinTurn(rec.azOrRa) : kNoValue; });
+        case Criterion::range:
+            return within([](const Rec& rec) { return hasRange(rec.obsType) ? rec.range : kNoValue; });
+        case Criterion::rangeRate:
+            return within([](const Rec& rec) { return hasRangeRate(rec.obsType) ? rec.rangeRate : kNoValue; });
+        case Criterion::type: return within([](const Rec& rec) { return rec.obsType; });
+        case Criterion::classification: return within([](const Rec& rec) { return upperClass(rec.secClass); });
+        case Criterion::indicator1: return within([](const Rec& rec) { return rec.indicator1; });
+        case Criterion::indicator2: return within([](const Rec& rec) { return rec.indicator2; });
+        case Criterion::group:
+            return setWithin(block, {bounds + 2 * std::size_t{test.first}, test.end - test.first, test.outside},
+                             [](SlotNumber slot) -> double { return gStore.pools.mark(slot).gid; });
+    }
+    return {};
+}
+
+/// A part of a selection's tests: from the one of number `first` down to that of number `last`.
+struct TestRun {
+    std::size_t first, last;
+};
+
+/// Sends `waiting` through a run of tests, each set on to where its test leads; those who leave the run for anywhere
+/// but kNotSelected.
+SlotBlock::Set passing(const SlotBlock& block, const ObsSelection& selection, TestRun run, const SlotBlock::Set& waiting) {
+    std::array<SlotBlock::Set, ObsSelection::kMostTests> at;
+    std::fill_n(at.begin() + static_cast<std::ptrdiff_t>(run.last), run.first - run.last + 1, SlotBlock::Set{});
+    at[run.first] = waiting;
+    SlotBlock::Set passed{};
+    const auto send = [&](std::uint8_t to, std::size_t word, std::uint64_t bits) {
+        if (to == ObsSelection::kNotSelected) return;
+        (to >= run.last && to < run.first ? at[to] : passed)[word] |= bits;
+    };
+    for (std::size_t number = run.first + 1; number-- > run.last;) {
+        const SlotBlock::Set& here = at[number];
+        if (here == SlotBlock::Set{}) continue;
+        const SelectionTest& test = selection.tests[number];
+        const SlotBlock::Set met = meeting(block, test, selection.bounds->values.data());
+        for (std::size_t word = 0; word < SlotBlock::kWords; ++word) {
+            send(test.ifMet, word, here[word] & met[word]);
+            send(test.ifNotMet, word, here[word] & ~met[word]);
+        }
+    }
+    return passed;
+}
+
+/// Calls `visit(run)` for the tests of each term, in their order.
+template <class Visit>
+void forEachTerm(const ObsSelection& selection, const Visit& visit) {
+    for (std::size_t end = selection.testCount; end > 0;) {
+        std::size_t last = end - 1;
+        while (last > 0 && selection.tests[last - 1].term == selection.tests[end - 1].term) --last;
+        visit(TestRun{end - 1, last});
+        end = last;
+    }
+}
+
+std::int32_t sizeOf(const SlotBlock::Set& set) {
+    std::int32_t size = 0;
+    for (const std::uint64_t word : set) size += std::popcount(word);
+    return size;
+}
+
+SlotBlock::Set both(SlotBlock::Set one, const SlotBlock::Set& other) {
+    for (std::size_t word = 0; word < SlotBlock::kWords; ++word) one[word] &= other[word];
+    return one;
 }
 
 bool isOpen(const double* pair) {
@@ -104,38 +185,40 @@ constexpr std::array kPairs{
     PairElement{kSelRangeRate, Criterion::rangeRate},
 };
 
+using Draft = std::vector<Intervals>;
+
 /// Both a pair and a list may ask for satellites: the list's within the pair are allowed.
-void takeSatelliteList(const double* criteria, SelectionDraft& draft) {
+void takeSatelliteList(const double* criteria, Draft& draft) {
     const double* pair = criteria + kSelSatellite;
-    bool any = false;
+    Intervals& listed = draft.emplace_back(Criterion::satellite);
     for (std::size_t i = 0; i < static_cast<std::size_t>(criteria[kSelSatCount]); ++i) {
         const double number = criteria[kSelSatellites + i];
-        if (!isOpen(pair) && (number < pair[0] || number > pair[1])) continue;
-        draft.allow(Criterion::satellite, number, number);
-        any = true;
+        if (isOpen(pair) || (number >= pair[0] && number <= pair[1])) listed.allow(number, number);
     }
-    if (!any) draft.allow(Criterion::satellite, kInfinity, kInfinity);  // none at all
 }
 
-void takePairs(const double* criteria, SelectionDraft& draft) {
+void takePairs(const double* criteria, Draft& draft) {
     for (const auto& [element, criterion] : kPairs) {
         const double* pair = criteria + element;
         const bool listed = criterion == Criterion::satellite && criteria[kSelSatCount] != 0;
-        if (!isOpen(pair) && !listed) draft.allow(criterion, pair[0], pair[1]);
+        if (!isOpen(pair) && !listed) draft.emplace_back(criterion).allow(pair[0], pair[1]);
     }
     if (criteria[kSelSatCount] != 0) takeSatelliteList(criteria, draft);
 }
 
-void takeFlags(const double* criteria, SelectionDraft& draft) {
+void takeFlags(const double* criteria, Draft& draft) {
     const auto mask = static_cast<std::uint32_t>(criteria[kSelTypeMask]);
-    for (std::int32_t type = 0; type <= kMostType; ++type)
-        if ((mask >> type & 1u) != 0) draft.allowType(type);
+    if (mask != 0) {
+        Intervals& types = draft.emplace_back(Criterion::type);
+        for (std::int32_t type = 0; type <= kMostType; ++type)
+            if ((mask >> type & 1u) != 0) types.allowType(type);
+    }
     constexpr char kClasses[] = {'U', 'C', 'S'};
     if (criteria[kSelClass] != 0) {
         const char secClass = kClasses[static_cast<std::size_t>(criteria[kSelClass]) - 1];
-        draft.allow(Criterion::classification, secClass, secClass);
+        draft.emplace_back(Criterion::classification).allow(secClass, secClass);
     }
-    if (criteria[kSelUseGroup] != 0) draft.allow(Criterion::group, criteria[kSelGroup], criteria[kSelGroup]);
+    if (criteria[kSelUseGroup] != 0) draft.emplace_back(Criterion::group).allow(criteria[kSelGroup], criteria[kSelGroup]);
 }
 
 bool isWholeUpTo(double value, double most) {
@@ -159,103 +242,120 @@ std::string_view faultOf(const double* criteria) {
 
 }  // namespace
 
-void SelectionDraft::allow(Criterion criterion, double low, double high) {
-    if (criterion == Criterion::azimuth && std::isfinite(high - low) && high - low >= kTurnDeg) {
+void Intervals::allow(double low, double high) {
+    const bool isAngle = criterion_ == Criterion::azimuth;
+    if (isAngle && std::isfinite(high - low) && high - low >= kTurnDeg) {
         low = -kInfinity;
         high = kInfinity;
-    } else if (criterion == Criterion::azimuth) {
+    } else if (isAngle) {
         low = withinTurn(low);
         high = withinTurn(high);
     }
-    if (criterion == Criterion::azimuth && low > high) {  // through north
-        intervals(criterion).push_back({-kInfinity, high});
-        intervals(criterion).push_back({low, kInfinity});
+    if (isAngle && low > high) {  // through north
+        pairs_.push_back({-kInfinity, high});
+        pairs_.push_back({low, kInfinity});
         return;
     }
-    if (criterion == Criterion::classification)  // a record has the letter in the case of its card
-        intervals(criterion).push_back({low + ('a' - 'A'), high + ('a' - 'A')});
-    intervals(criterion).push_back({low, high});
+    pairs_.push_back({low, high});
 }
 
-void SelectionDraft::allowType(std::int32_t type) {
-    allow(Criterion::type, type, type);
+void Intervals::allowType(std::int32_t type) {
+    allow(type, type);
     const std::int32_t withRange = typeWithRange(type, 1);
-    if (withRange != type) allow(Criterion::type, withRange, withRange);
+    if (withRange != type) allow(withRange, withRange);
 }
 
-ObsSelection SelectionDraft::made() const {
-    ObsSelection selection;
-    RealList& bounds = selection.bounds.create();
-    for (std::size_t i = 0; i < kCriterionCount; ++i) {
-        std::vector<Interval> sorted = intervals_[i];
-        std::sort(sorted.begin(), sorted.end(), [](const Interval& a, const Interval& b) { return a.low < b.low; });
-        const std::size_t first = bounds.values.size();
-        for (const Interval& next : sorted) {
-            if (bounds.values.size() > first && next.low <= bounds.values.back()) {
-                bounds.values.back() = std::max(bounds.values.back(), next.high);
-                continue;
-            }
-            bounds.values.insert(bounds.values.end(), {next.low, next.high});
-        }
-        selection.ends[i] = static_cast<std::uint32_t>(bounds.values.size() / 2);
+std::uint8_t addTest(ObsSelection& selection, Intervals&& intervals, SelectionTest test) {
+    auto& sorted = intervals.pairs_;
+    std::sort(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) { return a.low < b.low; });
+    if (!selection.bounds) selection.bounds.create();
+    std::vector<double>& bounds = selection.bounds->values;
+    const std::size_t first = bounds.size();
+    for (const auto& [low, high] : sorted) {
+        if (bounds.size() > first && low <= bounds.back()) bounds.back() = std::max(bounds.back(), high);
+        else bounds.insert(bounds.end(), {low, high});
     }
-    return selection;
+    test.criterion = intervals.criterion();
+    test.first = static_cast<std::uint32_t>(first / 2);
+    test.end = static_cast<std::uint32_t>(bounds.size() / 2);
+    selection.tests[selection.testCount] = test;
+    return selection.testCount++;
 }
 
-bool meets(SlotNumber slot, const ObsSelection& selection, Criterion criterion) {
-    const Bounds bounds = boundsOf(selection, criterion);
-    if (bounds.count == 0) return true;
-    const StoredRecord& rec = gStore.pools.record(slot);
-    return carries(rec.obsType, criterion) && bounds.hold(valueOf(slot, rec, criterion));
+SlotBlock::Set SlotBlock::all() const {
+    Set set{};
+    for (std::size_t word = 0; word < kWords && word * kWordBits < count; ++word) {
+        const std::size_t rest = count - word * kWordBits;
+        set[word] = rest >= kWordBits ? ~std::uint64_t{0} : (std::uint64_t{1} << rest) - 1;
+    }
+    return set;
 }
 
-bool meets(SlotNumber slot, const ObsSelection& selection) {
-    for (std::size_t i = 0; i < kCriterionCount; ++i)
-        if (selection.asks(i) && !meets(slot, selection, criterionAt(i))) return false;
-    return true;
+SlotBlock::Set selectedOf(const SlotBlock& block, const ObsSelection& selection) {
+    if (selection.testCount == 0) return block.all();
+    return passing(block, selection, {selection.testCount - std::size_t{1}, 0}, block.all());
 }
 
 SelectionCounts countSelected(const ObsSelection& one, const ObsSelection& other) {
     SelectionCounts counts;
-    std::array<std::size_t, kCriterionCount> asked{};
-    std::size_t askedCount = 0;
-    for (std::size_t i = 0; i < kCriterionCount; ++i)
-        if (one.asks(i) || other.asks(i)) asked[askedCount++] = i;
     const ReadGuard guard;
-    if (askedCount == 0) {
-        counts.selected = static_cast<std::int32_t>(gStore.tree.size());
-        return counts;
-    }
-    gStore.pools.scan([&](SlotNumber slot) {
-        bool all = true;
-        for (std::size_t at = 0; at < askedCount; ++at) {
-            const std::size_t i = asked[at];
-            if (meets(slot, one, criterionAt(i)) && meets(slot, other, criterionAt(i))) continue;
-            ++counts.dropped[i];
-            all = false;
-        }
-        counts.selected += all;
+    scanBlocks([&](const SlotBlock& block) {
+        SlotBlock::Set all = block.all();
+        std::array<SlotBlock::Set, kCountedCriteria> meet;
+        meet.fill(all);
+        for (const ObsSelection* selection : {&one, &other})
+            forEachTerm(*selection, [&](TestRun term) {
+                const SlotBlock::Set passed = passing(block, *selection, term, block.all());
+                const auto criterion = static_cast<std::size_t>(selection->tests[term.first].criterion);
+                if (term.first == term.last && criterion < kCountedCriteria) meet[criterion] = both(meet[criterion], passed);
+                all = both(all, passed);
+            });
+        counts.selected += sizeOf(all);
+        for (std::size_t i = 0; i < kCountedCriteria; ++i)
+            counts.dropped[i] += static_cast<std::int32_t>(block.count) - sizeOf(meet[i]);
+    });
+    return counts;
+}
+
+TermCounts countTerms(const ObsSelection& selection) {
+    TermCounts counts;
+    counts.dropped.resize(selection.termCount);
+    const ReadGuard guard;
+    scanBlocks([&](const SlotBlock& block) {
+        SlotBlock::Set all = block.all();
+        forEachTerm(selection, [&](TestRun term) {
+            const SlotBlock::Set meet = passing(block, selection, term, block.all());
+            counts.dropped[selection.tests[term.first].term] += static_cast<std::int32_t>(block.count) - sizeOf(meet);
+            all = both(all, meet);
+        });
+        counts.selected += sizeOf(all);
     });
     return counts;
 }
 
 void setSelection(ObsSelection&& selection) {
-    const std::lock_guard lock(global().selob);
-    std::swap(global().gselob, selection);
+    const std::lock_guard lock(selob);
+    std::swap(gselob, selection);
 }
 
 ObsSelection currentSelection() {
-    const std::lock_guard lock(global().selob);
-    return global().gselob;
+    const std::lock_guard lock(selob);
+    return gselob;
 }
 
 std::string_view selectionFromArray(const double* criteria, ObsSelection& selection) {
     const std::string_view fault = faultOf(criteria);
     if (!fault.empty()) return fault;
-    SelectionDraft draft;
+    Draft draft;
     takePairs(criteria, draft);
     takeFlags(criteria, draft);
-    selection = draft.made();
+    ObsSelection made;
+    std::uint8_t next = ObsSelection::kSelected;
+    for (Intervals& intervals : draft) {
+        const SelectionTest test{.term = made.termCount++, .ifMet = next, .ifNotMet = ObsSelection::kNotSelected};
+        next = addTest(made, std::move(intervals), test);
+    }
+    selection = std::move(made);
     return {};
 }
 

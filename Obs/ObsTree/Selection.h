@@ -1,53 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Selecting observations by criteria, and the criteria that SELOB lines set for the whole process.
 ///
-/// An observation whose type does not carry a quantity does not meet a bound on it.
+/// An observation whose type does not carry a quantity does not meet a bound on it, nor "is not" a value.
 #pragma once
 
 #include <array>
-#include <optional>
+#include <bit>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Obs/ObsTree/Store.h"
 
 namespace obs {
 
-/// Collects the intervals of criteria in any order.
-class SelectionDraft {
+/// Intervals of one criterion's values, both ends included, in any order.
+class Intervals {
 public:
-    /// Allows the values from `low` to `high`, both included, besides those allowed before.
-    void allow(Criterion criterion, double low, double high);
+    explicit Intervals(Criterion criterion) : criterion_(criterion) {}
+
+    /// Allows the values from `low` to `high` besides those allowed before. An azimuth or right ascension is brought
+    /// into a turn, and goes through 0 where `low` is above `high`.
+    void allow(double low, double high);
+
+    /// The same, an azimuth being a number like any other.
+    void allowAsIs(double low, double high) { pairs_.push_back({low, high}); }
 
     /// Allows an observation type; 8 and 9 also as those with a range, 18 and 19.
     void allowType(std::int32_t type);
 
-    bool asks(Criterion criterion) const { return !intervals(criterion).empty(); }
-
-    /// Throws std::bad_alloc.
-    ObsSelection made() const;
+    Criterion criterion() const { return criterion_; }
 
 private:
-    struct Interval {
+    friend std::uint8_t addTest(ObsSelection&, Intervals&&, SelectionTest);
+
+    struct Pair {
         double low, high;
     };
-    std::vector<Interval>& intervals(Criterion criterion) { return intervals_[static_cast<std::size_t>(criterion)]; }
-    const std::vector<Interval>& intervals(Criterion criterion) const {
-        return intervals_[static_cast<std::size_t>(criterion)];
-    }
-
-    std::array<std::vector<Interval>, kCriterionCount> intervals_;
+    Criterion criterion_;
+    std::vector<Pair> pairs_;
 };
 
-/// Whether a node's observation meets all criteria, or one of them. Inside a read of the caller's.
-bool meets(SlotNumber slot, const ObsSelection& selection);
-bool meets(SlotNumber slot, const ObsSelection& selection, Criterion criterion);
+/// Adds a test to a selection, which must have room, before the tests that it has; without intervals no value is allowed. `test` says what follows, to which
+/// term it belongs and whether the values shall be outside the intervals. Returns the test's number.
+/// Throws std::bad_alloc.
+std::uint8_t addTest(ObsSelection& selection, Intervals&& intervals, SelectionTest test);
 
-/// How many observations do not meet each criterion, counted by itself, and how many meet all.
+/// Slots that are looked at together: their records fit the inner caches, so that each test can be made of all of them
+/// in turn. A set of them has a bit for each.
+struct SlotBlock {
+    static constexpr std::size_t kWords = 4, kWordBits = 64, kMost = kWords * kWordBits;
+    using Set = std::array<std::uint64_t, kWords>;
+
+    std::array<SlotNumber, kMost> slots;
+    std::size_t count = 0;
+
+    Set all() const;
+};
+
+/// The slots of a block whose observations meet a selection. Inside a read of the caller's.
+SlotBlock::Set selectedOf(const SlotBlock& block, const ObsSelection& selection);
+
+/// Calls `visit(block)` for all live slots in order of storage. Inside a read of the caller's.
+template <class Visit>
+void scanBlocks(Visit&& visit) {
+    SlotBlock block;
+    gStore.pools.scan([&](SlotNumber slot) {
+        block.slots[block.count++] = slot;
+        if (block.count < SlotBlock::kMost) return;
+        visit(std::as_const(block));
+        block.count = 0;
+    });
+    if (block.count > 0) visit(std::as_const(block));
+}
+
+/// Calls `visit(slot)` for all live slots whose observations meet both selections, in order of storage. Inside a read
+/// of the caller's.
+template <class Visit>
+void scanSelected(const ObsSelection& one, const ObsSelection& other, Visit&& visit) {
+    scanBlocks([&](const SlotBlock& block) {
+        const SlotBlock::Set first = selectedOf(block, one), second = selectedOf(block, other);
+        for (std::size_t word = 0; word < SlotBlock::kWords; ++word)
+            for (std::uint64_t left = first[word] & second[word]; left != 0; left &= left - 1)
+                visit(block.slots[word * SlotBlock::kWordBits + static_cast<std::size_t>(std::countr_zero(left))]);
+    });
+}
+
+/// How many observations meet two selections, and how many do not meet each criterion. A term of several tests belongs
+/// to no criterion.
 struct SelectionCounts {
-    std::array<std::int32_t, kCriterionCount> dropped{};
+    std::array<std::int32_t, kCountedCriteria> dropped{};
     std::int32_t selected = 0;
 };
 SelectionCounts countSelected(const ObsSelection& one, const ObsSelection& other);
+
+/// How many observations meet a selection, and how many do not meet each of its terms.
+struct TermCounts {
+    std::vector<std::int32_t> dropped;
+    std::int32_t selected = 0;
+};
+TermCounts countTerms(const ObsSelection& selection);
 
 // The global criteria. Guarded by the critical section `selob`; any thread.
 void setSelection(ObsSelection&& selection);

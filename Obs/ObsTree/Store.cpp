@@ -1,10 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTree/Store.h"
 
-#include <atomic>
 #include <bit>
 #include <charconv>
-#include <cmath>
+#include <limits>
+#include <span>
+#include <utility>
+#include <vector>
 
+#include "Obs/ObsTree/RadixSort.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Coords.h"
 #include "siblings/include/Services.h"
@@ -16,11 +20,8 @@ Store& gStore = *new Store;
 
 namespace {
 
-std::atomic<std::uint32_t> seqnum{0};
-
 constexpr double kRadPerDeg = 0.017453292519943295;
 constexpr double kDegPerRad = 57.29577951308232;
-constexpr double kMillisecondsPerDay = 86400e3;
 
 constexpr std::string_view kFindRecEmpty = "FindRec: Search tree is empty.";
 constexpr std::string_view kFindRecUnknown = "FindRec: search key doens't exist.";
@@ -32,6 +33,11 @@ constexpr std::string_view kDmaGone = "RemoveDMA: /DMA doesn't exist or was alre
 
 constexpr std::size_t kKeyColumns = 19;
 
+constexpr std::int32_t kMostSeqNum = std::numeric_limits<std::int32_t>::max();
+
+constexpr unsigned kTimeStepBits = 6;
+constexpr std::int64_t kEqualTimeReach = 8;  ///< equal times differ by no more, in units of the smaller one's last place
+
 void logKey(std::string_view before, std::int64_t obsKey, std::string_view after) {
     family::tracelogerror(std::string(before) + keyText(obsKey) + std::string(after));
 }
@@ -41,10 +47,49 @@ void setReason(std::string_view* errMsg, std::string_view reason) {
 }
 
 void linkNode(SlotNumber slot, std::int64_t key, std::int32_t gid, bool& grown) {
-    gStore.pools.mark(slot) = {Store::takeSeqNums(1), gid};
+    gStore.pools.mark(slot) = {gStore.takeSeqNums(1) + 1, gid};
     gStore.pools.node(slot).key = key;
     gStore.pools.noteLive(slot);
     grown = gStore.tree.link(slot);
+}
+
+/// The values by which `equal` tells two observations of a type apart, beside satellite and time. A type without any is
+/// never a duplicate.
+std::span<double ObsFields::* const> comparedValues(std::int32_t type) {
+    static constexpr double ObsFields::*kAzEl[] = {&ObsFields::elOrDec, &ObsFields::azOrRa, &ObsFields::range,
+                                                   &ObsFields::rangeRate, &ObsFields::elRate, &ObsFields::azRate,
+                                                   &ObsFields::rangeAccel};
+    static constexpr double ObsFields::*kRaDec[] = {&ObsFields::elOrDec, &ObsFields::azOrRa};
+    static constexpr double ObsFields::*kRange[] = {&ObsFields::range};
+    static constexpr double ObsFields::*kRangeRate[] = {&ObsFields::rangeRate};
+    if (ObsHasAzEl(type)) return kAzEl;
+    if (ObsHasRaDec(type)) return kRaDec;
+    if (type == kTypeRange) return kRange;
+    if (type == kTypeRangeRate) return kRangeRate;
+    return {};
+}
+
+struct Fingerprint {
+    std::uint64_t sum = 0;
+
+    void take(std::int64_t value) {
+        sum = (sum ^ static_cast<std::uint64_t>(value)) * 0x9E3779B97F4A7C15u;
+        sum ^= sum >> 29;
+    }
+};
+
+/// Made of all fields, optional parts left out.
+std::uint64_t wholeFingerprint(const ObsFields& rec) {
+    Fingerprint fingerprint;
+    for (const std::int32_t value : {std::int32_t{rec.secClass}, rec.equinoxInd, rec.satNum, rec.senNum, rec.obsType,
+                                     rec.indicator1, rec.indicator2, rec.altSatNum1, rec.altSatNum2, rec.rotateToDate})
+        fingerprint.take(value);
+    for (const double value : {rec.obsTime, rec.elOrDec, rec.azOrRa, rec.range, rec.rangeRate, rec.elRate, rec.azRate,
+                               rec.rangeAccel})
+        fingerprint.take(std::bit_cast<std::int64_t>(value));
+    for (const Vector3* vector : {&rec.senPos, &rec.senVel, &rec.satPos, &rec.satVel})
+        for (const double value : *vector) fingerprint.take(std::bit_cast<std::int64_t>(value));
+    return fingerprint.sum;
 }
 
 // NOTE: the two below end their update before a message is written: whoever receives messages may be slow.
@@ -93,21 +138,67 @@ SlotNumber Store::find(std::int64_t obsKey) {
     return handle == nullptr ? kNoSlot : handle->rec;
 }
 
+void Store::reserve(std::size_t more, std::uint64_t slotLimit) {
+    index.reserve(index.count() + more, slotLimit);
+    if (more > static_cast<std::size_t>(kMostSeqNum - lastSeqNum)) renumber();
+}
+
 bool Store::claimKey(SlotNumber slot, std::int64_t& key) {
-    std::uint64_t fingerprint = 0;
-    for (int tries = 0; tries < kMaxRekeys; ++tries) {
-        pools.node(slot).key = key;
-        const SlotNumber holder = index.findOrAdd(key, slot);
-        if (holder == slot) return true;
-        ObsRecord stored, fresh;
-        pools.read(holder, stored, false);
-        pools.read(slot, fresh, false);
-        if (equal(stored, fresh)) break;
-        if (tries == 0) fingerprint = equalityFingerprint(fresh);
-        key = family::nextsatkey(key, fingerprint);
-    }
+    pools.node(slot).key = key;
+    const SlotNumber holder = index.findOrAdd(key, slot);
+    if (holder == slot || claimAnotherKey(slot, holder, key)) return true;
     pools.node(slot).key = Node::kDead;
     return false;
+}
+
+bool Store::claimAnotherKey(SlotNumber slot, SlotNumber holder, std::int64_t& key) {
+    ObsRecord stored, fresh;
+    pools.read(holder, stored, false);
+    pools.read(slot, fresh, false);
+    if (equal(stored, fresh)) return false;
+    // What does not even equal itself (a type that is never a duplicate, a value that is not a number) equals nothing.
+    const std::int64_t another = equal(fresh, fresh) ? keyApartFromEquals(fresh, key) : keyAmongTwins(fresh, key);
+    if (another == kNoKey) return false;
+    pools.node(slot).key = key = another;
+    index.findOrAdd(key, slot);
+    return true;
+}
+
+/// The first free key of the chain that begins at a taken one; kNoKey where an equal observation comes before it.
+std::int64_t Store::endOfChain(const ObsRecord& rec, std::int64_t key, std::int64_t timeStep) const {
+    const std::uint64_t fingerprint = equalityFingerprint(rec, timeStep);
+    ObsRecord stored;
+    for (int tries = 1; tries < kMaxRekeys; ++tries) {
+        key = family::nextsatkey(key, fingerprint);
+        const SlotNumber holder = index.find(key);
+        if (holder == kNoSlot) return key;
+        pools.read(holder, stored, false);
+        if (equal(stored, rec)) break;
+    }
+    return kNoKey;
+}
+
+std::int64_t Store::keyApartFromEquals(const ObsRecord& rec, std::int64_t key) const {
+    const std::array<std::int64_t, 3> steps = timeSteps(rec.obsTime);
+    const std::int64_t own = steps.back();
+    for (const std::int64_t step : steps)
+        if (step != own && endOfChain(rec, key, step) == kNoKey) return kNoKey;
+    return endOfChain(rec, key, own);
+}
+
+/// Observations with all fields alike draw one key each by their number. A free number is found by doubling and
+/// halving, so that the last of n is stored after some 2 log n looks.
+std::int64_t Store::keyAmongTwins(const ObsRecord& rec, std::int64_t key) const {
+    const std::uint64_t fingerprint = wholeFingerprint(rec);
+    const auto drawn = [&](std::uint64_t number) { return family::nextsatkey(key, fingerprint + number); };
+    const auto isTaken = [&](std::uint64_t number) { return index.find(drawn(number)) != kNoSlot; };
+    std::uint64_t lastTaken = 0, firstFree = 1;
+    for (; isTaken(firstFree); firstFree *= 2) lastTaken = firstFree;
+    while (firstFree - lastTaken > 1) {
+        const std::uint64_t middle = lastTaken + (firstFree - lastTaken) / 2;
+        (isTaken(middle) ? lastTaken : firstFree) = middle;
+    }
+    return drawn(firstFree);
 }
 
 void Store::remove(std::int64_t key, SlotNumber slot) {
@@ -118,14 +209,24 @@ void Store::remove(std::int64_t key, SlotNumber slot) {
 }
 
 std::int32_t Store::takeSeqNums(std::uint32_t count) {
-    return static_cast<std::int32_t>(seqnum.fetch_add(count, std::memory_order_relaxed) + 1);
+    return std::exchange(lastSeqNum, lastSeqNum + static_cast<std::int32_t>(count));
+}
+
+/// Numbers the stored observations anew from 1 on, in their order: there are always fewer of them than numbers.
+void Store::renumber() {
+    std::vector<std::pair<std::int32_t, SlotNumber>> numbered;
+    numbered.reserve(tree.size());
+    pools.scan([&](SlotNumber slot) { numbered.emplace_back(pools.mark(slot).seqNum, slot); });
+    radixSort(numbered, [](const auto& one) { return static_cast<std::uint64_t>(one.first); });
+    lastSeqNum = 0;
+    for (const auto& [seqNum, slot] : numbered) pools.mark(slot).seqNum = ++lastSeqNum;
 }
 
 std::int32_t obsaddnode(std::int64_t& obsKey, const ObsRecord& rec, std::int32_t gid, AddStage& stage) {
     const UpdateGuard guard;
     stage = AddStage::node;
     Pools& pools = gStore.pools;
-    gStore.index.reserve(gStore.index.count() + 1, pools.slotsUsed() + 1);
+    gStore.reserve(1, std::uint64_t{pools.slotsUsed()} + 1);
     const SlotNumber slot = pools.acquire();
     try {
         stage = AddStage::record;
@@ -243,31 +344,24 @@ bool obstreeisempty() {
 
 bool equal(const ObsRecord& a, const ObsRecord& b) {
     if (a.satNum != b.satNum || a.obsType != b.obsType || family::neqr(a.obsTime, b.obsTime)) return false;
-    if (a.obsType == 0) return a.rangeRate == b.rangeRate;
-    if (ObsHasAzEl(a.obsType))
-        return a.elOrDec == b.elOrDec && a.azOrRa == b.azOrRa && a.range == b.range && a.rangeRate == b.rangeRate &&
-               a.elRate == b.elRate && a.azRate == b.azRate && a.rangeAccel == b.rangeAccel;
-    if (ObsHasRaDec(a.obsType)) return a.elOrDec == b.elOrDec && a.azOrRa == b.azOrRa;
-    if (a.obsType == 6) return a.range == b.range;
-    return false;
+    const auto values = comparedValues(a.obsType);
+    return !values.empty() && std::all_of(values.begin(), values.end(), [&](auto value) { return a.*value == b.*value; });
 }
 
-std::uint64_t equalityFingerprint(const ObsRecord& rec) {
-    std::uint64_t sum = static_cast<std::uint32_t>(rec.obsType);
-    const auto take = [&](double value) {
-        // Adding 0 makes one zero of the two, which are equal.
-        sum = (sum ^ std::bit_cast<std::uint64_t>(value + 0.0)) * 0x9E3779B97F4A7C15u;
-        sum ^= sum >> 29;
-    };
-    take(std::round(rec.obsTime * kMillisecondsPerDay));
-    const bool angles = ObsHasAzEl(rec.obsType) || ObsHasRaDec(rec.obsType);
-    if (angles) take(rec.elOrDec);
-    if (angles) take(rec.azOrRa);
-    if (ObsHasAzEl(rec.obsType) || rec.obsType == 6) take(rec.range);
-    if (ObsHasAzEl(rec.obsType) || rec.obsType == 0) take(rec.rangeRate);
-    if (!angles && rec.obsType != 0 && rec.obsType != 6)
-        for (const double value : {rec.obsTime, rec.range, rec.rangeRate, rec.satPos[0], rec.satVel[0]}) take(value);
-    return sum;
+std::array<std::int64_t, 3> timeSteps(double obsTime) {
+    // Round times, whose last bits are zero, lie in the middle of a step.
+    const std::int64_t bits = std::bit_cast<std::int64_t>(obsTime) + (std::int64_t{1} << (kTimeStepBits - 1));
+    return {(bits - kEqualTimeReach) >> kTimeStepBits, (bits + kEqualTimeReach) >> kTimeStepBits, bits >> kTimeStepBits};
+}
+
+std::uint64_t equalityFingerprint(const ObsRecord& rec, std::int64_t timeStep) {
+    Fingerprint fingerprint;
+    fingerprint.take(rec.satNum);
+    fingerprint.take(rec.obsType);
+    fingerprint.take(timeStep);
+    for (const auto value : comparedValues(rec.obsType))
+        fingerprint.take(std::bit_cast<std::int64_t>(rec.*value == 0 ? 0.0 : rec.*value));  // the two zeros are equal
+    return fingerprint.sum;
 }
 
 void rotobstodate(ObsRecord& rec) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The process-wide store: observations by key. Every operation here runs the protocol of
 /// Protocol.h itself, unless its comment says otherwise.
 ///
@@ -5,6 +6,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -27,7 +29,7 @@ inline constexpr std::int32_t kStatusDuplicate = 3;
 /// A satellite number that no observation has: what a record copied out for an unknown key carries.
 inline constexpr std::int32_t kSatNumNotFound = -123;
 
-/// Tries to find a free key for an observation whose key another one has.
+/// Keys tried for an observation that others may equal.
 inline constexpr int kMaxRekeys = 100;
 
 /// The parts of the store, for the operations of this folder. Not guarded.
@@ -40,16 +42,30 @@ struct Store {
     /// The slot of a stored observation under either kind of key, or kNoSlot.
     SlotNumber find(std::int64_t obsKey);
 
-    /// Gives a slot whose record is written a key, re-keying while another observation has it, and enters
+    /// The last insertion number that was given out. Updater side.
+    std::int32_t lastSeqNum = 0;
+
+    /// Makes room for more observations, in slots below `slotLimit`, in the index and among the insertion numbers.
+    /// Throws std::bad_alloc.
+    void reserve(std::size_t more, std::uint64_t slotLimit);
+
+    /// Gives a slot whose record is written a key, another one while a different observation has it, and enters
     /// it in the index. False (a duplicate, or no key left): nothing was entered.
-    /// `key` becomes the key found. Room in the index must have been reserved.
+    /// `key` becomes the key found. Room must have been reserved.
     bool claimKey(SlotNumber slot, std::int64_t& key);
 
     /// Removes the observation in a slot, found under its key.
     void remove(std::int64_t key, SlotNumber slot);
 
-    /// The first of so many consecutive insertion numbers.
-    static std::int32_t takeSeqNums(std::uint32_t count);
+    /// Takes the next insertion numbers; the one before the first of them. Room must have been reserved.
+    std::int32_t takeSeqNums(std::uint32_t count);
+
+private:
+    bool claimAnotherKey(SlotNumber slot, SlotNumber holder, std::int64_t& key);
+    std::int64_t endOfChain(const ObsRecord& rec, std::int64_t key, std::int64_t timeStep) const;
+    std::int64_t keyApartFromEquals(const ObsRecord& rec, std::int64_t key) const;
+    std::int64_t keyAmongTwins(const ObsRecord& rec, std::int64_t key) const;
+    void renumber();
 };
 extern Store& gStore;
 
@@ -92,7 +108,7 @@ void obsremovenodes(const std::int64_t* obsKeys, std::size_t count, Unknown&& un
             slots[i] = gStore.find(keys[i]);
         }
         for (std::size_t i = 0; i < spell; ++i) {
-            // A key that stands twice in the list is gone by now.
+            // A key that occurs twice in the list is gone by now.
             if (slots[i] != kNoSlot && gStore.pools.node(slots[i]).key == keys[i]) gStore.remove(keys[i], slots[i]);
             else unknown(keys[i]);
         }
@@ -172,11 +188,16 @@ void walkNodes(std::optional<std::int32_t> gid, Visit&& visit) {
 /// Whether two records are the same observation. The sensor is not compared: the key holds it already.
 bool equal(const ObsRecord& a, const ObsRecord& b);
 
-/// A number that equal records have in common and others hardly ever: made of the fields that `equal` compares
-/// and the time to the millisecond. Observations that share a key draw their next keys from it; the key
-/// alone would send all of them down one chain of 100 tries. (Equal records whose times differ in
-/// their last bits and straddle half a millisecond get different numbers; both are then kept.)
-std::uint64_t equalityFingerprint(const ObsRecord& rec);
+/// A number made of exactly the fields that `equal` compares, from which a newcomer draws its next keys when another
+/// observation has its own: with fewer fields different ones would share a chain of keys and run out of tries; with
+/// more an equal one would miss the chain in which it is stored.
+///
+/// Of the time it is the step that enters, 64 units in the last place long; what `equal` takes for one time may lie in
+/// two neighbouring steps, those of `timeSteps`.
+std::uint64_t equalityFingerprint(const ObsRecord& rec, std::int64_t timeStep);
+
+/// The steps in which an equal time lies, the time's own last.
+std::array<std::int64_t, 3> timeSteps(double obsTime);
 
 /// Rotates a record's right ascension and declination to the equinox of date. The caller resets `equinoxInd`.
 void rotobstodate(ObsRecord& rec);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The height-balanced tree of the store, over the nodes of the pools.
 ///
 /// Invariants:

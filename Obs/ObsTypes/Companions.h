@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The companions of the record: the store's node and handle as values, references for
 /// lists, and the small records of matching and laser ranging.
 #pragma once
@@ -44,20 +45,34 @@ struct ObsBinTree {
 /// Releases the node's record with its parts; never touches the children.
 void freeobsbintree(ObsBinTree& node);
 
-/// What an observation is selected by; each criterion that is asked for must be met.
+/// What an observation is selected by. The first kCountedCriteria are those of the array form.
 enum class Criterion : std::uint8_t {
-    time, satellite, sensor, elevation, azimuth, range, rangeRate, type, classification, group
+    time, satellite, sensor, elevation, azimuth, range, rangeRate, type, classification, group, indicator1, indicator2
 };
-inline constexpr std::size_t kCriterionCount = 10;
+inline constexpr std::size_t kCountedCriteria = 10;
+inline constexpr std::size_t kCriterionCount = 12;
 
-/// Selection criteria: the low and high ends of the intervals of values that each criterion allows, behind one another,
-/// and where the intervals of each criterion end. A criterion without intervals allows any value.
+/// One test of a selection: whether a value is in one of some intervals, which are in order and apart.
+struct SelectionTest {
+    Criterion criterion{};
+    bool outside = false;           ///< the value must be there, and in none of them
+    std::uint8_t term = 0;          ///< which of the terms it belongs to
+    std::uint8_t ifMet = 0;         ///< the test that comes next, or kSelected or kNotSelected
+    std::uint8_t ifNotMet = 0;
+    std::uint32_t first = 0, end = 0;  ///< its intervals in the list
+};
+
+/// Selection criteria: terms that must all be met, each of one test or more. The tests are kept in reverse: the last
+/// comes first, and each goes on to one before it. The list holds the low and high end of each interval. Without
+/// tests everything is selected.
 struct ObsSelection {
-    std::array<std::uint32_t, kCriterionCount> ends{};
-    Owned<RealList> bounds;
+    static constexpr std::size_t kMostTests = 128;  ///< a text of 512 characters has room for fewer
+    static constexpr std::uint8_t kSelected = 254, kNotSelected = 255;
 
-    bool asks(std::size_t criterion) const { return ends[criterion] != first(criterion); }
-    std::uint32_t first(std::size_t criterion) const { return criterion == 0 ? 0 : ends[criterion - 1]; }
+    std::array<SelectionTest, kMostTests> tests{};
+    std::uint8_t testCount = 0;
+    std::uint8_t termCount = 0;
+    Owned<RealList> bounds;
 };
 
 /// Releases the list: everything is selected then.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTypes/ObsRecord.h"
 
 #include "Obs/ObsTypes/Companions.h"
@@ -16,7 +17,7 @@ void freeobsbintree(ObsBinTree& node) {
 }
 
 void freeselection(ObsSelection& selection) {
-    selection.ends = {};
+    selection.testCount = selection.termCount = 0;
     selection.bounds.release();
 }
 

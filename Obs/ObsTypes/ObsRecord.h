@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// One observation, as every reader fills it and every writer takes it, with the
 /// optional parts it may own. Plain values; a default record is what each reader starts from.
 ///

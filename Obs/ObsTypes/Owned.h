@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// A heap value that a record owns: absent or present, copied deeply, released with its owner.
 #pragma once
 

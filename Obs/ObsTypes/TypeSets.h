@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Which observation types carry what. A type above 19 carries nothing.
 #pragma once
 
@@ -6,6 +7,7 @@
 
 namespace obs {
 
+inline constexpr std::int32_t kTypeRangeRate = 0;
 inline constexpr std::int32_t kTypeAzElRange = 2;
 inline constexpr std::int32_t kTypeAllRates = 4;
 inline constexpr std::int32_t kTypeRange = 6;

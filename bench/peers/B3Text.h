@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// B3 cards as the peers read and write them. The card's layout stands here once; how a number
 /// becomes a field and back is the peer's own: `Naive...` as a first version would have it (substr,
 /// stoi, strtod, snprintf), `Chars...` with from_chars and to_chars.

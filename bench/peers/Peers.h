@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The stores that the product is measured against, built the way one would without it:
 ///
 ///   Naive  std::map, getline, stoi and strtod, snprintf

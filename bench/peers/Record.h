@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What every peer keeps for one observation, and the rules all of them share with the product:
 /// time scale, key, duplicate test, list orders.
 #pragma once

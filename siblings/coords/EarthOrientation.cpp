@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "siblings/coords/EarthOrientation.h"
 
 #include <cmath>
@@ -11,6 +12,7 @@
 #include <erfa.h>
 #include <erfam.h>
 
+#include "siblings/include/ForkHold.h"
 #include "siblings/include/ObsFamily.h"
 #include "siblings/include/Services.h"
 #include "siblings/services/SettingsFile.h"
@@ -37,27 +39,23 @@ struct Table {
     std::vector<EarthOrientation> days{EarthOrientation{}};
 };
 
-struct Setting {
-    std::mutex mutex;
-    std::shared_ptr<const Table> table = std::make_shared<Table>();  ///< guarded by `mutex`; the table never changes
-};
+using TablePointer = std::shared_ptr<const Table>;
 
-/// Never destroyed: other threads may convert while the process ends.
-Setting& setting() {
-    static Setting& current = *new Setting;
-    return current;
+constinit std::mutex tableMutex;
+
+/// Guarded by `tableMutex`; a table never changes. Never destroyed: other threads may convert while the process ends.
+TablePointer& currentTable = *new TablePointer(std::make_shared<Table>());
+
+[[maybe_unused]] const int forkHandled = holdAtForks<tableMutex>();
+
+void replaceTable(TablePointer table) {
+    const std::lock_guard lock(tableMutex);
+    currentTable.swap(table);
 }
 
-void replaceTable(std::shared_ptr<const Table> table) {
-    Setting& current = setting();
-    const std::lock_guard lock(current.mutex);
-    current.table.swap(table);
-}
-
-std::shared_ptr<const Table> currentTable() {
-    Setting& current = setting();
-    const std::lock_guard lock(current.mutex);
-    return current.table;
+TablePointer tableInForce() {
+    const std::lock_guard lock(tableMutex);
+    return currentTable;
 }
 
 /// TAI-UTC, 0 when it is not known.
@@ -130,7 +128,7 @@ bool loadOrientation(std::string_view name) {
 }  // namespace
 
 EarthOrientation earthorientation(double ds50) {
-    const std::shared_ptr<const Table> table = currentTable();
+    const TablePointer table = tableInForce();
     const std::vector<EarthOrientation>& days = table->days;
     const double whole = std::floor(ds50), sinceFirst = whole + kMjdOfDs50 - table->firstMjd;
     if (!(sinceFirst >= 0)) {

@@ -1,7 +1,6 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Earth orientation as the application set it, for conversions within the coordinate library.
 #pragma once
-
-#include "siblings/include/Export.h"
 
 namespace family {
 
@@ -13,6 +12,6 @@ struct EarthOrientation {
 };
 
 /// The values at a time, of one setting or one file, never a mixture of two.
-FAMILY_API EarthOrientation earthorientation(double ds50);
+EarthOrientation earthorientation(double ds50);
 
 }  // namespace family

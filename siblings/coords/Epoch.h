@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The time of an observation as the conversions need it, and what they share.
 #pragma once
 

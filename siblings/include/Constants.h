@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What Obs asks of the environment constants library.
 #pragma once
 

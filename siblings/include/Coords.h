@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What Obs asks of the coordinate library. Angles in radians, longitude east, azimuth from north to
 /// east; km, km/s and radians per second. Frames and models: docs/design/coordinates.md.
 ///

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /** @file
  *  What applications call of the libraries beside Obs: the trace log, key modes,
  *  sensors and Earth orientation. Plain C.
@@ -60,7 +61,8 @@ OBS_FAMILY_API void FamilyGiveUpFiles(void);
  *  @param mode 0 field keys, 1 address keys. */
 OBS_FAMILY_API int32_t FamilySetAllKeyMode(int32_t useAll, int32_t mode);
 
-/** @param mode 0 duplicates are refused with a message, 1 accepted silently. */
+/** @param mode 0 duplicates are refused with a message; 1 they are accepted silently: they count as loaded, the store
+ *         keeps the earlier observation, and the function that adds returns the key made of time, satellite and sensor. */
 OBS_FAMILY_API int32_t FamilySetDupKeyMode(int32_t mode);
 
 /* --- sensors (libObsSensors); degrees, longitude east, metres above WGS84 --- */

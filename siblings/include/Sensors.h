@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What Obs asks of the sensor library: observation-type characters and sensors.
 ///
 /// Threads: look-ups may run beside each other and beside a load of sensors.

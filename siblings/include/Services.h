@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What Obs asks of the common services library: the trace log, files, text and
 /// number helpers, real comparisons, key-mode switches. Nothing else of that
 /// library may be used from inside Obs.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What Obs asks of the time library. Times are days since 1950 UTC ("ds50"):
 /// 1.0 is 1950 January 1, 00:00; every day has 86400 s, so a leap second equals
 /// the start of the next day. Gregorian calendar throughout.

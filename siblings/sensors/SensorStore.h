@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The known sensors, shared by the look-ups and the sensor file reader.
 #pragma once
 

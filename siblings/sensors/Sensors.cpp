@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "siblings/include/Sensors.h"
 
 #include <algorithm>
@@ -7,9 +8,9 @@
 #include <limits>
 #include <map>
 #include <mutex>
-#include <shared_mutex>
 #include <string>
 
+#include "siblings/include/ForkHold.h"
 #include "siblings/include/ObsFamily.h"
 #include "siblings/include/Services.h"
 #include "siblings/sensors/SensorStore.h"
@@ -41,31 +42,26 @@ void setDescription(SensorData& sensor, std::string_view description) {
 }
 
 SensorMap builtInSensors() {
-    SensorMap sensors;
+    SensorMap builtIn;
     for (const BuiltInSite& site : kBuiltInSites) {
-        SensorData& sensor = sensors[site.number];
+        SensorData& sensor = builtIn[site.number];
         sensor.number = site.number;
         setDescription(sensor, site.description);
     }
-    return sensors;
+    return builtIn;
 }
 
-struct Store {
-    std::shared_mutex mutex;
-    SensorMap sensors = builtInSensors();  ///< guarded by `mutex`
-};
+constinit std::mutex sensorsMutex;
 
-/// Never destroyed: other threads may look sensors up while the process ends.
-Store& store() {
-    static Store& sensors = *new Store;
-    return sensors;
-}
+/// Guarded by `sensorsMutex`. Never destroyed: other threads may look sensors up while the process ends.
+SensorMap& sensors = *new SensorMap(builtInSensors());
+
+[[maybe_unused]] const int forkHandled = holdAtForks<sensorsMutex>();
 
 bool findSensor(std::int32_t number, SensorData& sensor) {
-    Store& known = store();
-    const std::shared_lock lock(known.mutex);
-    const auto found = known.sensors.find(number);
-    if (found == known.sensors.end()) {
+    const std::lock_guard lock(sensorsMutex);
+    const auto found = sensors.find(number);
+    if (found == sensors.end()) {
         return false;
     }
     sensor = found->second;
@@ -73,12 +69,11 @@ bool findSensor(std::int32_t number, SensorData& sensor) {
 }
 
 std::int64_t findDescription(std::string_view description) {
-    Store& known = store();
-    const std::shared_lock lock(known.mutex);
-    const auto found = std::find_if(known.sensors.begin(), known.sensors.end(), [&](const auto& entry) {
+    const std::lock_guard lock(sensorsMutex);
+    const auto found = std::find_if(sensors.begin(), sensors.end(), [&](const auto& entry) {
         return descriptionOf(entry.second) == description;
     });
-    return found != known.sensors.end() ? found->first : -1;
+    return found != sensors.end() ? found->first : -1;
 }
 
 int32_t addSensor(int32_t number, std::string_view description, double latitudeDeg, double longitudeDeg,
@@ -118,11 +113,10 @@ const char* makeSensor(double number, std::string_view description, double latit
     return nullptr;
 }
 
-void storeSensors(const std::vector<SensorData>& sensors) {
-    Store& known = store();
-    const std::unique_lock lock(known.mutex);
-    for (const SensorData& sensor : sensors) {
-        known.sensors.insert_or_assign(sensor.number, sensor);
+void storeSensors(const std::vector<SensorData>& added) {
+    const std::lock_guard lock(sensorsMutex);
+    for (const SensorData& sensor : added) {
+        sensors.insert_or_assign(sensor.number, sensor);
     }
 }
 
@@ -195,9 +189,8 @@ int32_t FamilyGetSensor(int32_t number, char description[512], double* latitudeD
 void FamilyRemoveSensors(void) {
     try {
         SensorMap builtIn = builtInSensors();
-        Store& known = store();
-        const std::unique_lock lock(known.mutex);
-        known.sensors.swap(builtIn);
+        const std::lock_guard lock(sensorsMutex);
+        sensors.swap(builtIn);
     } catch (...) {
         tracelogerror("FamilyRemoveSensors: Out of memory");
     }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// File-descriptor helpers that the files and the trace log share. Results are 0 or an
 /// error number; nothing here logs.
 #pragma once

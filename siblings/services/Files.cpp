@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <atomic>
 #include <cerrno>
 #include <climits>
@@ -10,6 +11,7 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 #include <unistd.h>
@@ -138,6 +140,13 @@ public:
         }
     }
 
+    /// For a forked child: what its parent writes is not the child's to give up.
+    static void forgetAll() {
+        for (auto& place : places) {
+            place.store(nullptr);
+        }
+    }
+
 private:
     static constexpr std::size_t kMostAtOnce = 16;  // more files at a time are not given up by a signal
     static std::atomic<const Undo*> places[kMostAtOnce];
@@ -162,6 +171,8 @@ private:
     bool armed_ = false;
 };
 constinit std::atomic<const Undo*> Undo::places[Undo::kMostAtOnce]{};
+
+[[maybe_unused]] const int forkHandled = pthread_atfork(nullptr, nullptr, Undo::forgetAll);
 
 int writeBlocks(int descriptor, const char* bytes, std::size_t size) {
     while (size > 0) {

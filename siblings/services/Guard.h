@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Keeps exceptions (memory running out, a user's callback) inside the library.
 #pragma once
 

@@ -1,12 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Comma-separated files of settings, as the siblings load them: a header line with the names of the
-/// fields, then lines of as many fields. For use within the family.
+/// fields, then lines of as many fields. Part of each library that loads them.
 #pragma once
 
 #include <functional>
 #include <span>
 #include <string_view>
-
-#include "siblings/include/Export.h"
 
 namespace family {
 
@@ -19,10 +18,10 @@ using TakeSetting = std::function<const char*(std::span<const std::string_view> 
 /// Hands every line to `take`; blank lines are passed over. False when the file could not be read, the header is
 /// wrong or a line was bad, each then logged in the name of `operation` with the line's number.
 /// Throws when memory runs out.
-FAMILY_API bool readsettingsfile(std::string_view operation, std::string_view fileName, std::string_view header,
-                                 BadLines badLines, const TakeSetting& take);
+bool readsettingsfile(std::string_view operation, std::string_view fileName, std::string_view header,
+                      BadLines badLines, const TakeSetting& take);
 
 /// A field that must hold a number.
-FAMILY_API bool readsetting(std::string_view field, double& value);
+bool readsetting(std::string_view field, double& value);
 
 }  // namespace family

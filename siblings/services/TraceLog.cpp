@@ -1,19 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include <pthread.h>
 #include <unistd.h>
 
+#include <fmt/format.h>
 #include <spdlog/details/null_mutex.h>
+#include <spdlog/formatter.h>
 #include <spdlog/logger.h>
-#include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/base_sink.h>
 
+#include "siblings/include/ForkHold.h"
 #include "siblings/include/ObsFamily.h"
 #include "siblings/include/Services.h"
 #include "siblings/services/Descriptors.h"
@@ -39,6 +46,25 @@ struct Message {
 constinit thread_local int holds = 0;
 thread_local std::vector<Message> held;
 
+/// Time (UTC), severity and text. NOTE: the C library's conversions of time take a lock that a child process may never
+/// get, if another thread had it at the fork.
+class LineFormatter final : public spdlog::formatter {
+public:
+    void format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& line) override {
+        const auto time = std::chrono::floor<std::chrono::milliseconds>(message.time);
+        const auto day = std::chrono::floor<std::chrono::days>(time);
+        const std::chrono::year_month_day date(day);
+        const std::chrono::hh_mm_ss clock(time - day);
+        fmt::format_to(std::back_inserter(line), "{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z {} {}\n",
+                       static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+                       static_cast<unsigned>(date.day()), clock.hours().count(), clock.minutes().count(),
+                       clock.seconds().count(), clock.subseconds().count(),
+                       message.level == spdlog::level::err ? "error" : "info",
+                       fmt::string_view(message.payload.data(), message.payload.size()));
+    }
+    std::unique_ptr<spdlog::formatter> clone() const override { return std::make_unique<LineFormatter>(); }
+};
+
 /// Line ends and escape sequences in what a message quotes would make other lines, or colours, of it.
 void replaceControls(char* text, std::size_t length) {
     std::replace_if(
@@ -46,10 +72,11 @@ void replaceControls(char* text, std::size_t length) {
 }
 
 /// Appends each line with one write, so that nothing is lost when the process dies and
-/// several processes can share a file. Access is guarded by `TraceLog::mutex`.
+/// several processes can share a file. Used by one thread at a time (`Turn`).
 class FileSink final : public spdlog::sinks::base_sink<spdlog::details::null_mutex> {
 public:
-    explicit FileSink(int descriptor) : descriptor_(descriptor), regular_(isRegularFile(descriptor)) {}
+    explicit FileSink(int descriptor)
+        : base_sink(std::make_unique<LineFormatter>()), descriptor_(descriptor), regular_(isRegularFile(descriptor)) {}
     FileSink(const FileSink&) = delete;
     FileSink& operator=(const FileSink&) = delete;
     ~FileSink() override { ::close(descriptor_); }
@@ -68,25 +95,62 @@ private:
     bool regular_;
 };
 
-struct TraceLog {
-    /// Recursive, so that a callback may change the log although it holds this lock.
-    std::recursive_mutex mutex;
-    std::shared_ptr<spdlog::logger> file;  ///< guarded by `mutex`
-    LogCallback callback = nullptr;        ///< guarded by `mutex`
-    void* user = nullptr;                  ///< guarded by `mutex`
+/// Held while a message is given out, which may take its time: a callback is the application's. A callback may change the
+/// log, or cause messages.
+constinit std::mutex turnMutex;
+constinit thread_local int turns = 0;
+class Turn {
+public:
+    Turn() {
+        if (turns++ == 0) {
+            turnMutex.lock();
+        }
+    }
+    ~Turn() {
+        if (--turns == 0) {
+            turnMutex.unlock();
+        }
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
 };
+
+struct Listeners {
+    std::shared_ptr<spdlog::logger> file;
+    LogCallback callback = nullptr;
+    void* user = nullptr;
+};
+
+constinit std::mutex listenersMutex;
 
 /// True while a file or a callback listens; looked at before anything is built or locked.
 constinit std::atomic<bool> listening{false};
 
-/// Never destroyed: other threads may log while the process ends.
-TraceLog& traceLog() {
-    static TraceLog& log = *new TraceLog;
-    return log;
+/// Guarded by `listenersMutex`. Never destroyed: other threads may log while the process ends.
+Listeners& listeners = *new Listeners;
+
+/// A fork does not wait for messages.
+void freeTurnInChild() {
+    new (&turnMutex) std::mutex;
+    if (turns > 0) {  // the fork came from a callback
+        turnMutex.lock();
+    }
+}
+[[maybe_unused]] const int forkHandled[] = {holdAtForks<listenersMutex>(),
+                                            pthread_atfork(nullptr, nullptr, freeTurnInChild)};
+
+Listeners currentListeners() {
+    const std::lock_guard lock(listenersMutex);
+    return listeners;
 }
 
-void updateListening(const TraceLog& log) {
-    listening.store(log.file != nullptr || log.callback != nullptr, std::memory_order_relaxed);
+/// No message is given out meanwhile.
+template <class Change>
+void changeListeners(Change change) {
+    const Turn turn;
+    const std::lock_guard lock(listenersMutex);
+    change(listeners);
+    listening.store(listeners.file != nullptr || listeners.callback != nullptr, std::memory_order_relaxed);
 }
 
 std::shared_ptr<spdlog::logger> makeLogger(int descriptor) {
@@ -98,14 +162,12 @@ std::shared_ptr<spdlog::logger> makeLogger(int descriptor) {
         throw;
     }
     auto logger = std::make_shared<spdlog::logger>("Obs", std::move(sink));
-    logger->set_formatter(std::make_unique<spdlog::pattern_formatter>("%Y-%m-%dT%H:%M:%S.%eZ %l %v",
-                                                                      spdlog::pattern_time_type::utc));
     logger->set_error_handler([](const std::string&) {});  // the default one writes to stderr
     return logger;
 }
 
 /// Gives a message to the callback. One that the callback itself causes goes to the file only.
-void callBack(const TraceLog& log, std::int32_t severity, const std::string& text) {
+void callBack(const Listeners& log, std::int32_t severity, const std::string& text) {
     if (log.callback == nullptr || insideCallback) {
         return;
     }
@@ -127,8 +189,8 @@ void emit(std::int32_t severity, std::string_view message) noexcept {
             held.push_back({severity, std::move(text)});
             return;
         }
-        TraceLog& log = traceLog();
-        const std::lock_guard lock(log.mutex);
+        const Turn turn;
+        const Listeners log = currentListeners();
         if (log.file) {
             log.file->log(severity != 0 ? spdlog::level::err : spdlog::level::info,
                           spdlog::string_view_t(text.data(), text.size()));
@@ -145,10 +207,7 @@ bool openLog(const char* fileName) {
         return false;
     }
     auto logger = makeLogger(descriptor);
-    TraceLog& log = traceLog();
-    const std::lock_guard lock(log.mutex);
-    log.file = std::move(logger);
-    updateListening(log);
+    changeListeners([&](Listeners& log) { log.file.swap(logger); });
     return true;
 }
 
@@ -214,19 +273,16 @@ int32_t FamilyOpenLog(const char* fileName) {
 
 void FamilyCloseLog(void) {
     guarded([] {
-        TraceLog& log = traceLog();
-        const std::lock_guard lock(log.mutex);
-        log.file.reset();
-        updateListening(log);
+        std::shared_ptr<spdlog::logger> none;
+        changeListeners([&](Listeners& log) { log.file.swap(none); });
     });
 }
 
 void FamilySetLogCallback(void (*f)(int32_t severity, const char* text, void* user), void* user) {
     guarded([&] {
-        TraceLog& log = traceLog();
-        const std::lock_guard lock(log.mutex);
-        log.callback = f;
-        log.user = user;
-        updateListening(log);
+        changeListeners([&](Listeners& log) {
+            log.callback = f;
+            log.user = user;
+        });
     });
 }

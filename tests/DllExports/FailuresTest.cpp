@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every exported function in the ways in which it fails: each leaves its message, and none leaves two.
 #include <gtest/gtest.h>
 
@@ -56,7 +57,7 @@ protected:
     double array_[64] = {}, noTime_[64] = {0, 0, 0, std::nan("")}, states_[64];
     double nanCriteria_[32] = {std::nan("")};
     double vector_[3] = {};
-    std::int64_t key_ = 0, number_ = 0;
+    std::int64_t key_ = 0;
     std::int32_t count_ = 0, dropped_[OBS_CRITERIA];
     ObsLoadLines wrongSize_{};
     ObsLoadOptions noOptions_{};
@@ -120,6 +121,9 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
               [](const double*, std::int64_t, std::int64_t, void*) {}, nullptr, nullptr),
         FAILS(-1, "~The place is not in the text", ObsNextCut, "", 0, 1),
         FAILS(2, "~the troposphere", ObsSetSlrCorrections, 3, 0),
+        FAILS(2, "~the correction must be", ObsGetSlrCorrectionCounts, 3, &key_, &key_, &key_),
+        FAILS(2, "~A null pointer", ObsGetSaveCounts, nullptr, &key_, &key_, &count_),
+        FAILS(-1, "~there is no such kind", ObsGetSaveCountOf, 0),
         {"ObsB3Parse", "~Invalid or unsupported obs format.", 2, [&] { return f_.parse("SELOB"); }},
         FAILS(2, "~Invalid or unsupported obs format.", ObsParse, "SELOB", "", array_),
         FAILS(2, "~Unable to locate obsKey", ObsGetB3Card, kUnknownKey, a_),
@@ -152,15 +156,15 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS_VOID(-7, "~A null pointer", ObsGetLoaded, 1, nullptr),
         FAILS_VOID(-7, "~A null pointer", ObsGetLoadedGID, 1, 1, nullptr),
         FAILS(2, "RemoveNode: Unable to locate this key", ObsRemove, kUnknownKey),
+        FAILS(2, "~There is room for 0 of 1 keys.", ObsListKeys, 0, 0, 0, 0, nullptr, &count_),
         FAILS(2, "~Unable to locate 1 of 1", ObsRemoveKeys, 1, &kUnknownKey),
         FAILS_VOID(-7, "~A criterion is not a number", ObsGetSelected, nanCriteria_, 1, &count_, &key_),
-        FAILS(2, "~\"x\" is not a criterion", ObsSetSelObs, "x"),
+        FAILS(2, "~\"x\" (column 1) is not one of the names", ObsSetSelObs, "x"),
+        FAILS_VOID(-7, "~\"sat\" (column 1) is not followed", ObsGetSelectedByText, "sat", 1, &count_, &key_),
+        FAILS(2, "~\"x\" (column 5) is not a satellite", ObsGetTermCounts, "sat=x", 0, &count_, dropped_, nullptr, nullptr, nullptr),
         FAILS(2, "~A criterion is not a number", ObsGetSelectionCounts, nanCriteria_, &count_, dropped_),
         FAILS(ENOENT, "fileopen: ", ObsSaveFile, (missing + "/x").c_str(), 0, 0),
         FAILS(ENOENT, "fileopen: ", ObsSaveFileGID, (missing + "/x").c_str(), 0, 0, 0),
-        FAILS(2, "~A null pointer", ObsGetSaveCounts, nullptr, nullptr, nullptr, nullptr),
-        FAILS(-1, "~", ObsGetSaveCountOf, 0),
-        FAILS(2, "~", ObsGetSlrCorrectionCounts, 0, &number_, &number_, &number_),
         FAILS(2, "~the data type must be", ObsSaveSlrFile, missing.c_str(), 0, 2),
         FAILS(2, "~the data type must be", ObsSaveSlrFileGID, missing.c_str(), 0, 0, 2),
         FAILS(2, "~no place", FamilyGetLastError, nullptr),
@@ -175,7 +179,8 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "fileopen: ", FamilyLoadEarthOrientation, missing.c_str()),
     };
     std::set<std::string> tried{"ObsInit", "ObsSetTTYYear", "GetObsKeyMode", "ObsGetCount", "ObsGetCountGID", "ObsRemoveGID",
-                                "ObsRemoveAll", "ObsResetSelObs", "ObsSetLoadCallback", "ObsSetSaveCallback"};  // these have no way to fail
+                                "ObsRemoveAll", "ObsResetSelObs", "ObsSetLoadCallback",
+                                "ObsSetSaveCallback"};  // these have no way to fail
     for (const Failing& one : calls) {
         tried.insert(one.function);
         log_.errors.clear();

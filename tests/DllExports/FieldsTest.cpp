@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fields by index, loose fields and arrays, through the exported functions.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Memory running out at every allocation of a call in turn: nothing crashes, each failure says why, what was there stays
 // and the numbers are true.
 #include <gtest/gtest.h>

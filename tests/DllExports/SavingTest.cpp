@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a save leaves out or alters: counted, told by key, and true of the file.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Selection against a plain filter over the same observations, and the text that sets the global criteria.
 #include <cmath>
 #include <filesystem>
@@ -56,6 +57,8 @@ protected:
             a[7] = below(13) - 6;
             a[11] = types[below(std::size(types))];
             if (a[11] == 5 || a[11] == 9) a[7] = 0;
+            a[12] = below(4);
+            a[13] = below(4);
         }
         std::vector<std::int64_t> keys(kCount);
         ObsAddFrArrays(kCount, arrays.data(), keys.data());
@@ -123,13 +126,137 @@ TEST_F(Selection, textsSelectLikeAFilter) {
         {"class=u,S", [](const AllFields& f) { return upperCase(f.secClass) != 'C'; }},
         {"gid=0", [](const AllFields&) { return true; }},
         {"gid=3", [](const AllFields&) { return false; }},
+        // Comparisons, on either side of a value; != needs a value, not does not.
+        {"sat != 7, 9:11", [](const AllFields& f) { return f.sat != 7 && (f.sat < 9 || f.sat > 11); }},
+        {"el<-20 el>=-80", [](const AllFields& f) { return hasAngles(f.type) && f.el < -20 && f.el >= -80; }},
+        {"el<=5 and el>-5", [](const AllFields& f) { return hasAngles(f.type) && f.el <= 5 && f.el > -5; }},
+        {"el!=0", [](const AllFields& f) { return hasAngles(f.type) && f.el != 0; }},
+        {"not el=0", [](const AllFields& f) { return !hasAngles(f.type) || f.el != 0; }},
+        {"az>350", [](const AllFields& f) { return hasAngles(f.type) && f.az > 350; }},
+        {"az>360 or az<0", [](const AllFields&) { return false; }},
+        {"type!=8", [](const AllFields& f) { return f.type != '8' && f.type != 'M'; }},
+        {"type<4", [](const AllFields& f) { return f.type < '4'; }},
+        {"ind1=2 ind2<2", [](const AllFields& f) { return f.i1 == 2 && f.i2 < 2; }},
+        // Dates: all of the day, the hour, the minute. A colon in a time of day is part of it.
+        {"time<24001", [](const AllFields& f) { return f.time < kJanuary2024; }},
+        {"time>2024-01-01", [](const AllFields& f) { return f.time >= kJanuary2024 + 1; }},
+        {"time>=24001 time<=2024-002", [](const AllFields& f) { return inHours(f, 0, 48); }},
+        {"time=2024-01-01:2024-01-03", [](const AllFields& f) { return inHours(f, 0, 72); }},
+        {"time=2024-001T01", [](const AllFields& f) { return inHours(f, 1, 2); }},
+        {"time=2024-01-01t01:59", [](const AllFields& f) { return inHours(f, 119 / 60., 2); }},
+        {"time=2024-01-01T10:00..2024-01-01T12:00:00Z", [](const AllFields& f) { return inHours(f, 10, 12 + 1 / 3600.); }},
+        {"time=2024-01-01T00:00:00.0000..2024-01-01T01:00:00.5", [](const AllFields& f) { return inHours(f, 0, 1 + .6 / 3600); }},
+        {"time=..2024-01-01", [](const AllFields& f) { return f.time < kJanuary2024 + 1; }},
+        {"year=2023", [](const AllFields& f) { return f.time < kJanuary2024; }},
+        {"year>2023", [](const AllFields& f) { return f.time >= kJanuary2024; }},
+        // Units and names.
+        {"range<2000km range>=500000m", [](const AllFields& f) { return hasRange(f.type) && f.range < 2000 && f.range >= 500; }},
+        {"rate=-1500m/s:1.5E3M/S", [](const AllFields& f) { return hasRate(f.type) && std::abs(f.rate) <= 1.5; }},
+        {"el=1200arcmin..0.5rad", [](const AllFields& f) { return hasAngles(f.type) && f.el >= 20 && f.el <= 28.6; }},
+        {"sen='A Site',\"CTU_ESP\",206", [](const AllFields& f) { return f.sen == 207 || f.sen == 206; }},
+        {"sat=\"LAGEOS-1\",'lageos 2',8", [](const AllFields& f) { return f.sat == 8; }},
+        // One term of several criteria is in no criterion's counts, a negated one in its own.
+        {"(sat=7 or el>0) Not(sen=211:215 AND rate>0)", [](const AllFields& f) {
+            return (f.sat == 7 || (hasAngles(f.type) && f.el > 0)) && !(f.sen >= 211 && f.sen <= 215 && hasRate(f.type) && f.rate > 0);
+        }},
     };
+    ASSERT_EQ(FamilyAddSensor(207, "A Site", 0, 0, 0), 0);
     for (const auto& one : cases) {
         ASSERT_EQ(ObsSetSelObs(Text(one.text)), 0) << log_.errors.back();
         for (const std::int32_t order : {-1, 6, 9, 8}) EXPECT_EQ(selected(open_, order), filtered(order, one.keep)) << one.text;
     }
+    FamilyRemoveSensors();
     ObsResetSelObs();
     EXPECT_EQ(selected(open_, 9).size(), static_cast<std::size_t>(ObsGetCount()));
+}
+
+/// The grammar read word by word, for one observation at a time.
+class SlowReading {
+public:
+    using Words = std::vector<std::string>;
+    struct Criterion {
+        const char* text;
+        Filter holds;
+    };
+    static inline const Criterion kCriteria[] = {
+        {"sat<20", [](const AllFields& f) { return f.sat < 20; }},
+        {"sen>=215", [](const AllFields& f) { return f.sen >= 215; }},
+        {"el>10", [](const AllFields& f) { return hasAngles(f.type) && f.el > 10; }},
+        {"az!=0:180", [](const AllFields& f) { return hasAngles(f.type) && f.az > 180; }},
+        {"range<=2500", [](const AllFields& f) { return hasRange(f.type) && f.range <= 2500; }},
+        {"ind1!=1,2", [](const AllFields& f) { return f.i1 != 1 && f.i1 != 2; }},
+        {"class!=C", [](const AllFields& f) { return upperCase(f.secClass) != 'C'; }},
+    };
+
+    static bool holds(const Words& words, const AllFields& f) {
+        if (const std::size_t at = outside("or", words); at < words.size())
+            return holds(Words(words.begin(), words.begin() + std::ptrdiff_t(at)), f) ||
+                   holds(Words(words.begin() + std::ptrdiff_t(at) + 1, words.end()), f);
+        std::size_t end = 0;  // of the first member
+        while (words[end] == "not") ++end;
+        for (int depth = 0; depth += (words[end] == "(") - (words[end] == ")"), depth > 0;) ++end;
+        ++end;
+        if (end < words.size())
+            return holds(Words(words.begin(), words.begin() + std::ptrdiff_t(end)), f) &&
+                   holds(Words(words.begin() + std::ptrdiff_t(end) + (words[end] == "and"), words.end()), f);
+        if (words[0] == "not") return !holds(Words(words.begin() + 1, words.end()), f);
+        if (words[0] == "(") return holds(Words(words.begin() + 1, words.end() - 1), f);
+        return std::find_if(std::begin(kCriteria), std::end(kCriteria), [&](const Criterion& c) { return words[0] == c.text; })->holds(f);
+    }
+
+    /// Random words that make sense.
+    template <class Below>
+    static void make(Words& words, int depth, const Below& below) {
+        const int kind = depth == 0 ? 9 : below(10);
+        if (kind < 6) {
+            make(words, depth - 1, below);
+            if (kind != 5) words.push_back(kind < 3 ? "or" : "and");  // or a blank alone
+            make(words, depth - 1, below);
+        } else if (kind < 9) {
+            words.push_back(kind < 8 ? "not" : "(");
+            make(words, depth - 1, below);
+            if (kind == 8) words.push_back(")");
+        } else {
+            words.push_back(kCriteria[below(std::size(kCriteria))].text);
+        }
+    }
+
+private:
+    static std::size_t outside(const char* word, const Words& words) {
+        int depth = 0;
+        std::size_t at = 0;
+        for (; at < words.size() && !(depth == 0 && words[at] == word); ++at) depth += (words[at] == "(") - (words[at] == ")");
+        return at;
+    }
+};
+
+TEST_F(Selection, expressionsSelectAsASlowReadingOfThem) {
+    std::vector<AllFields> fields(static_cast<std::size_t>(ObsGetCount()));
+    std::vector<std::int64_t> all(fields.size()), found(fields.size());
+    ObsGetLoaded(9, all.data());
+    for (std::size_t i = 0; i < all.size(); ++i) ASSERT_EQ(fields[i].get(all[i]), 0);
+    std::mt19937 engine(13);
+    const auto below = [&engine](auto limit) { return static_cast<int>(engine() % static_cast<unsigned>(limit)); };
+    for (int i = 0, longEnough = 0; longEnough < 100; ++i) {
+        SlowReading::Words words;
+        SlowReading::make(words, 1 + i % 6, below);
+        std::string text;
+        for (const std::string& word : words) text += (text.empty() || word == ")" || text.back() == '(' ? "" : " ") + word;
+        if (text.size() > 512) continue;
+        longEnough += words.size() > 4;
+        std::vector<std::int64_t> wanted;
+        for (std::size_t k = 0; k < all.size(); ++k)
+            if (SlowReading::holds(words, fields[k])) wanted.push_back(all[k]);
+        std::int32_t count = -2, selected = -2, terms = 0, first[128], last[128], dropped[128];
+        ObsGetSelectedByText(Text(text), 9, &count, found.data());
+        ASSERT_EQ(std::vector<std::int64_t>(found.begin(), found.begin() + std::max(count, 0)), wanted) << text;
+        ASSERT_EQ(ObsGetTermCounts(Text(text), 128, &selected, &terms, first, last, dropped), 0);
+        EXPECT_EQ(selected, count);
+        for (std::int32_t t = 0; t < terms; ++t) {  // each drops what it drops as a text of its own
+            ObsGetSelectedByText(Text(text.substr(std::size_t(first[t] - 1), std::size_t(last[t] + 1 - first[t]))), 9, &count, found.data());
+            EXPECT_EQ(dropped[t], std::int32_t(all.size()) - count) << text << ", term " << t;
+        }
+    }
 }
 
 TEST_F(Selection, arraysSelectWithTheGlobalCriteria) {
@@ -186,13 +313,20 @@ TEST_F(Selection, linesOfFilesSetTheGlobalCriteria) {
     struct {
         const char* line;
         std::int32_t sat;  ///< selected, or 0: refused
-    } const cases[] = {{"SELOB sat=7", 7}, {"selob = sat=8\r", 8}, {"SELOB\t=\"sat=9\"", 9}, {"SELOB \"sat=5\" sen=211", 0}};
+        const char* says = "";
+    } const cases[] = {{"SELOB sat=7", 7}, {"selob = sat=8\r", 8}, {"SELOB\t=\"sat=9\"", 9},
+                       {"SELOB \"sat=5\" sen=211", 0, "SELOB: \" (column 7) begins quotes"},
+                       {"SELOB = height=2", 0, "SELOB: \"height\" (column 9) is not one of the names"},
+                       {"SELOB sat=7 time!=2024005", 7, "SELOB: \"2024005\" is taken as the first of the dates 2020-240T05 or 2024-005."}};
     for (const auto& one : cases) {
         ASSERT_EQ(ObsSetSelObs("sat=6"), 0);
         log_.errors.clear();
+        log_.informations.clear();
         std::ofstream(file) << one.line << "\n";
         EXPECT_EQ(ObsLoadFile(file.c_str()), 0);
         EXPECT_EQ(log_.errors.empty(), one.sat != 0) << one.line;
+        const auto& said = one.sat == 0 ? log_.errors : log_.informations;
+        EXPECT_TRUE(std::any_of(said.begin(), said.end(), [&](const std::string& text) { return text.starts_with(one.says); })) << one.line;
         const std::int32_t sat = one.sat == 0 ? 6 : one.sat;
         EXPECT_EQ(selected(open_, 9), filtered(9, [&](const AllFields& f) { return f.sat == sat; })) << one.line;
     }
@@ -202,15 +336,45 @@ TEST_F(Selection, linesOfFilesSetTheGlobalCriteria) {
 TEST_F(Selection, badCriteriaAreRefused) {
     ASSERT_EQ(ObsSetSelObs("sat=7"), 0);
     const auto before = selected(open_, 9);
-    for (const char* bad : {"sat", "foo=1", "sat=", "sat=1,,2", "sat=abc", "sat=5:4", "sat=1.5", "sat=:", "sat=1:2:3", "time=24400",
-                            "time=2024-01-01", "el=nan", "type=12,X", "type=20", "class=Q", "sat=1 sat=2",
-                            "time=240011", "time=24001125959.9999", "time=5e4", "time=1e9.", "class=C:", "sat=1e300",
-                            "\"sat=5\" sen=211", "\"sat=5", "\"", "sat=7, 8", "= =", "el=10 range"}) {
+    struct {
+        const char* text;
+        std::int32_t first, last;  ///< columns at fault
+        const char* reason = "";
+    } const bad[] = {
+        {"sat", 1, 3, "is not followed by one of =, !=, <, <=, >, >=."}, {"foo=1", 1, 3, "is not one of the names sat, sen,"},
+        {"sat=", 4, 4, "is not followed by a satellite number"}, {"sat=1,,2", 7, 7, "is not a satellite number"}, {"sat=abc", 5, 7},
+        {"sat=5:4", 5, 7, "has its low end above its high end."}, {"sat=1.5", 5, 7}, {"sat=:", 5, 5, "is a range without ends."},
+        {"sat=1:2:3", 7, 9}, {"el=nan", 4, 6, "is not a number of degrees"}, {"type=12,X", 9, 9}, {"type=20", 6, 7},
+        {"class=Q", 7, 7, "is not one of U, C, S."}, {"class=C:", 7, 8}, {"class<U", 6, 6, "does not go with this name"},
+        {"sat=1 sat=2", 7, 9, "was given before"}, {"sat=1e300", 5, 9}, {"= =", 1, 1, "cannot be here"}, {"el=10 range", 7, 11},
+        {"\"sat=5\" sen=211", 1, 1, "begins quotes"}, {"\"sat=5", 1, 1}, {" \"", 2, 2}, {"sat=5 'x", 7, 8, "has no closing quotation mark."},
+        // Structure.
+        {"sat=5 and", 7, 9, "is not followed by a criterion"}, {"or sat=5", 1, 2, "cannot be here"}, {"not", 1, 3}, {"()", 2, 2},
+        {"(sat=5", 1, 1, "has no closing parenthesis."}, {"sat=5 or (el>3))", 16, 16, "closes no parenthesis."},
+        {"sat=5, el>3", 8, 9}, {"sat=5 ! el>3", 7, 7}, {"sat==5", 5, 5}, {"sat=(5)", 5, 5}, {"sat and=5", 1, 3},
+        // Values.
+        {"el<1,2", 5, 5, "is not a single value"}, {"el<1:2", 4, 6}, {"az>361", 4, 6, "is not within 0 to 360"},
+        {"range<5kg", 7, 9, "is not a number of km"}, {"range<5m/s", 7, 10}, {"range<km", 7, 8}, {"sat=5km", 5, 7},
+        {"rate=-5:5m/s", 6, 12, "has a unit at one end alone."}, {"sat='iss'", 5, 9, "is not a laser target's name"},
+        {"sen='Nowhere'", 5, 13, "is not the description of a sensor"}, {"el='x'", 4, 6, "is a name in quotes, which sat and sen alone take"},
+        {"sat=''", 5, 6}, {"year=24", 6, 7, "is not a year of four digits."},
+        // Dates.
+        {"time=24400", 6, 10, "is not a date (2024-01-31,"}, {"time=240011", 6, 11}, {"time=24001125959.9999", 6, 21}, {"time=5e4", 6, 8},
+        {"time=1e9.", 6, 9}, {"time=2023-02-29", 6, 15}, {"time=2023-366", 6, 13}, {"time=2024-01-01T24", 6, 18},
+        {"time=2024-01-01T10:60", 6, 21}, {"time=2024-01-01T10:00:60", 6, 24}, {"time=2024-01-01T1:00", 6, 20}, {"time=2024-01", 6, 12},
+        {"time=2024-01-01T10:00:2024-01-02", 6, 32}, {"time=2024031", 6, 12}, {"time=2024-01-02..24001", 6, 22, "has its low end"},
+        {"time=24001:2024012", 12, 18, "is two dates: write 2020-240T12 or 2024-012."},
+    };
+    for (const auto& one : bad) {
         log_.errors.clear();
-        EXPECT_EQ(ObsSetSelObs(bad), 2) << bad;
-        ASSERT_EQ(log_.errors.size(), 1u);
+        EXPECT_EQ(ObsSetSelObs(one.text), 2) << one.text;
+        ASSERT_EQ(log_.errors.size(), 1u) << one.text;
         EXPECT_EQ(log_.errors[0].substr(0, 15), "ObsSetSelObs: \"") << log_.errors[0];
-        EXPECT_EQ(selected(open_, 9), before) << bad;
+        EXPECT_NE(log_.errors[0].find(" (column " + std::to_string(one.first) + ") " + one.reason), std::string::npos) << log_.errors[0];
+        EXPECT_EQ(selected(open_, 9), before) << one.text;
+        std::int32_t count = 7, terms = 7, first = 0, last = 0, dropped = 0;
+        EXPECT_EQ(ObsGetTermCounts(one.text, 1, &count, &terms, &first, &last, &dropped), 2) << one.text;
+        EXPECT_EQ(std::pair(first, last), std::pair(one.first, one.last)) << one.text;
     }
     struct {
         std::size_t element;

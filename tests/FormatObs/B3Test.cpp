@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/FormatObs/B3.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
 #include <random>
@@ -62,7 +63,7 @@ TEST(B3Cases, quickAndCarefulReadersAgree) {
             ASSERT_TRUE(sameMeasurements(fast, careful)) << card;
         }
     }
-    EXPECT_GT(quick, 2000u);
+    EXPECT_EQ(quick > 2000, kHasQuickB3) << quick;
 }
 
 TEST(B3Cases, shortCardsReadAsBlankPadded) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random decks with lines of every kind: whatever way they are cut, the pieces together give what the whole gives, and
 // every line is accounted for once.
 #include "Obs/ObsCardReading/Loading/Pieces.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Laser-ranging sessions: real files, every rule of the format page, sections, damage.
 #include <gtest/gtest.h>
 

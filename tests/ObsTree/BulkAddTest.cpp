@@ -1,23 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTree/BulkAdd.h"
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <random>
 
+#include "Obs/ObsTree/Ordering.h"
 #include "tests/StoreCheck.h"
 
 namespace obs::test {
 
-// Whatever the order of the keys and the size of the store, one batch leaves what single additions leave: keys,
-// order of insertion, groups and refusals.
+// Whatever the order of the keys, the kinds of observation and the size of the store, batches leave what single additions
+// leave, with removals in between: keys, order of insertion, groups and refusals.
 TEST(BulkAdd, leavesWhatSingleAdditionsLeave) {
     std::mt19937_64 random(7);
-    for (const int scatter : {0, 1, 40, 100000}) {
+    const auto pick = [&](std::size_t n) { return static_cast<std::int64_t>(random() % n); };
+    for (const std::size_t scatter : {1u, 40u, 100000u}) {
         for (const std::size_t before : {0u, 10u, 5000u}) {
             std::vector<std::pair<std::int64_t, ObsRecord>> input;
             for (std::size_t i = 0; i < before + 3000; ++i) {
-                const auto time = static_cast<std::int64_t>(i) + (scatter != 0 ? static_cast<std::int64_t>(random() % static_cast<unsigned>(scatter)) : 0);
-                input.emplace_back(time * 10'000'000'000 + 5'000, rangeRecord(static_cast<double>(random() % 2)));
+                ObsRecord rec = rangeRecord(pick(20) == 0 ? std::numeric_limits<double>::quiet_NaN() : static_cast<double>(pick(2)));
+                if (pick(3) == 0) rec.obsType = 11;
+                rec.satPos[1] = static_cast<double>(pick(2));
+                input.emplace_back((static_cast<std::int64_t>(i / 3) + pick(scatter)) * 10'000'000'000 + 5'000, rec);
             }
             struct Left {
                 std::vector<std::int64_t> keysByInsertion;
@@ -33,15 +39,13 @@ TEST(BulkAdd, leavesWhatSingleAdditionsLeave) {
                     ObsRecord rec = input[i].second;
                     if (inBulk && i >= before) batch.add(key, rec);
                     else if (add(key, input[i].second, i < before ? 0 : 3) == kStatusDuplicate) result.refused.push_back(i);
+                    if ((i + 1 - before) % 1000 != 0) continue;
+                    for (const BulkAdd::Refused& refused : batch.commit()) result.refused.push_back(i - 999 + refused.position);
+                    const std::vector<std::int64_t> keys = checkedKeys();
+                    for (std::size_t gone = i % 5; gone < keys.size(); gone += 5) obsremovenode(keys[gone]);
                 }
-                for (const BulkAdd::Refused& refused : batch.commit()) result.refused.push_back(before + refused.position);
-                checkedKeys();
-                std::vector<std::pair<std::int32_t, std::int64_t>> numbered;
-                gStore.pools.scan([&](SlotNumber slot) {
-                    numbered.emplace_back(gStore.pools.mark(slot).seqNum, gStore.pools.node(slot).key);
-                });
-                std::sort(numbered.begin(), numbered.end());
-                for (const auto& [seqNum, key] : numbered) result.keysByInsertion.push_back(key);
+                result.keysByInsertion.resize(checkedKeys().size());
+                obslistkeys(-8, std::nullopt, result.keysByInsertion.data(), result.keysByInsertion.size());
                 return result;
             };
             EXPECT_EQ(left(true), left(false)) << "scatter " << scatter << ", before " << before;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTree/Keys.h"
 
 #include <gtest/gtest.h>

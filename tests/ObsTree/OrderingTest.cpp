@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTree/Ordering.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +9,7 @@
 #include <random>
 #include <tuple>
 
+#include "ObsDllExports.h"
 #include "tests/StoreCheck.h"
 
 namespace obs::test {
@@ -83,6 +85,15 @@ TEST(Ordering, allOrdersMatchAStableSort) {
                 EXPECT_EQ(keys[expected.size()], -5) << "wrote too far";
                 keys.resize(expected.size());
                 EXPECT_EQ(keys, expected) << "code " << code << (gid ? " group" : "");
+                for (const std::int32_t room : {0, 7, count, count + 1}) {
+                    const auto fitting = static_cast<std::size_t>(std::min(room, count));
+                    std::vector<std::int64_t> listed(expected.size() + 1, -5);
+                    std::int32_t found = -1;
+                    EXPECT_EQ(ObsListKeys(code, gid.has_value(), gid.value_or(9), room, listed.data(), &found), room < count ? 2 : 0);
+                    EXPECT_EQ(found, count);
+                    EXPECT_TRUE(std::equal(listed.begin(), listed.begin() + static_cast<std::ptrdiff_t>(fitting), expected.begin()));
+                    EXPECT_EQ(listed[fitting], -5) << "wrote too far";
+                }
             }
         }
     }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Readers beside updaters, through the exported functions. Every observation is made so that its fields agree
 // with each other; a reader that meets a torn one sees them disagree. The thread sanitizer watches the rest.
 
@@ -8,10 +9,17 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+
 #include "ObsDllExports.h"
+#include "siblings/include/ObsFamily.h"
+#include "tests/Child.h"
 
 namespace {
 
@@ -42,20 +50,135 @@ bool lookAt(std::int64_t key, std::atomic<int>& torn) {
     return true;
 }
 
+/// A folder with a deck of cards, removed at the end.
+struct Folder {
+    std::filesystem::path path = std::filesystem::temp_directory_path() / ("obs_threads_" + std::to_string(::getpid()));
+    std::string deck = path / "deck.txt";
+    explicit Folder(int cards = kObservations, const char* lastLine = "") {
+        std::filesystem::create_directory(path);
+        std::ofstream(path / "include.txt") << cardOf(1) << "\n";
+        std::ofstream out(deck);
+        for (int i = 0; i < cards; ++i) out << cardOf(i) << "\n";
+        out << lastLine;
+    }
+    ~Folder() {
+        ObsRemoveAll();
+        std::filesystem::remove_all(path);
+    }
+};
+
+/// What a child can do with its store: 0 everything, 1 nothing but for messages that tell why, 2 neither.
+int useOfStoreInChild(const Folder& folder) {
+    FamilyClearLastError();
+    const std::int32_t count = ObsGetCount();
+    char text[512] = {};
+    FamilyGetLastError(text);
+    const bool refused = std::string_view(text, 512).find("when this process was forked") != std::string_view::npos;
+    const std::string card = cardOf(kObservations + 1), file = folder.path / ("child" + std::to_string(getpid()));
+    double height = 0, latitude = 0, longitude = 0;
+    const bool siblingsWork = FamilyGetSensor(1001, text, &latitude, &longitude, &height) == 0 && ObsSetSelObs("sat=5") == 0 &&
+                              FamilySetEarthOrientation(0, 0, 0, 0) == 0;
+    if (!siblingsWork) return 2;
+    std::vector<std::int64_t> keys(2 * kObservations);
+    std::int32_t listed = -1;
+    const std::int32_t listing = ObsListKeys(-8, 0, 0, static_cast<std::int32_t>(keys.size()), keys.data(), &listed);
+    const std::int64_t added = ObsAddFrB3Card(card.c_str());
+    const std::int32_t saved = ObsSaveFile(file.c_str(), 0, 0);
+    std::filesystem::remove(file);
+    const std::int32_t loaded = ObsLoadFile(folder.deck.c_str());
+    if (refused) return count == 0 && listing == 2 && added == -1 && saved != 0 && loaded != 0 && ObsRemoveAll() == 2 ? 1 : 2;
+    return listing == 0 && listed == count && added > 0 && saved == 0 && loaded == 0 && ObsGetCount() > count && ObsRemoveAll() == 0 ? 0 : 2;
+}
+
 }  // namespace
 
-TEST(Threads, readersNeverSeeATornObservation) {
+// While a save waits for a slow pipe and an updater for the save, readers and forks go on; the file is one state.
+TEST(Threads, aSaveHoldsUpdatersButNoReaders) {
+    const Folder folder;
     ObsRemoveAll();
-    const auto folder = std::filesystem::temp_directory_path() / ("obs_threads_" + std::to_string(::getpid()));
-    std::filesystem::create_directory(folder);
-    const std::string deck = folder / "deck.txt";
-    {
-        // The include line makes every load collect observations, give them up and start again.
-        std::ofstream(folder / "include.txt") << cardOf(1) << "\n";
-        std::ofstream out(deck);
-        for (int i = 0; i < kObservations; ++i) out << cardOf(i) << "\n";
-        out << "OBSFIL include.txt\n";
+    ObsLoadFile(folder.deck.c_str());
+    const std::string pipe = folder.path / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const int reading = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+    std::thread saver([&] { ObsSaveFile(pipe.c_str(), 0, 0); });
+    for (int waiting = 0; waiting == 0; ioctl(reading, FIONREAD, &waiting)) std::this_thread::yield();
+    std::atomic<bool> updated{false};
+    std::thread updater([&] {
+        ObsAddFrB3Card(cardOf(kObservations).c_str());
+        updated = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    std::atomic<int> torn{0};
+    auto reader = std::async(std::launch::async, [&] {
+        return ObsGetCount() == kObservations && lookAt(ObsFieldsToObsKey(5, 7, kFirstDay + 7 / 86400.0), torn);
+    });
+    const bool wentOn = reader.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    EXPECT_TRUE(wentOn);
+    EXPECT_FALSE(updated);
+#if !defined(__SANITIZE_THREAD__)
+    if (wentOn) {
+        EXPECT_EQ(inChild([&] { return useOfStoreInChild(folder); }), 0);
     }
+#endif
+    fcntl(reading, F_SETFL, 0);
+    std::string saved;
+    char block[4096];
+    for (ssize_t got; (got = read(reading, block, sizeof block)) > 0;) saved.append(block, static_cast<std::size_t>(got));
+    saver.join();
+    updater.join();
+    close(reading);
+    EXPECT_TRUE(reader.get());
+    EXPECT_EQ(std::count(saved.begin(), saved.end(), '\n'), kObservations);
+    EXPECT_EQ(ObsGetCount(), kObservations + 1);
+}
+
+#if !defined(__SANITIZE_THREAD__)  // which does not follow a process through a fork
+// Whatever other threads are doing at a fork, it returns soon, and the child works or is told.
+TEST(Threads, aForkNeitherWaitsNorLeavesItsChildHanging) {
+    const Folder folder(300);
+    FamilyOpenLog((folder.path / "log.txt").c_str());
+    FamilySetLogCallback([](std::int32_t, const char*, void*) { std::this_thread::yield(); }, nullptr);
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> threads;
+    threads.emplace_back([&] {
+        while (!stop) {
+            ObsLoadFile(folder.deck.c_str());
+            ObsSaveFile((folder.path / "out.txt").c_str(), 0, 0);
+            ObsRemoveAll();
+        }
+    });
+    threads.emplace_back([&] {
+        for (int i = 0; !stop; i = (i + 11) % kObservations) {
+            ObsRemove(ObsAddFrB3Card(cardOf(i).c_str()));
+            ObsSetSelObs("sat=5 el=1:");
+            FamilyAddSensor(i, "here", 1, 2, 3);
+            FamilySetEarthOrientation(0, 0, 0, 0);
+        }
+    });
+    threads.emplace_back([&] {
+        std::vector<std::int64_t> keys(2 * kObservations);
+        for (std::int32_t count; !stop;) ObsListKeys(-1, 0, 0, static_cast<std::int32_t>(keys.size()), keys.data(), &count);
+    });
+    int outcomes[3] = {};
+    for (int round = 0; round < 100; ++round) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(round % 7));
+        const int outcome = inChild([&] { return useOfStoreInChild(folder); });
+        ++outcomes[outcome < 0 ? 2 : outcome];
+        if (outcome < 0) break;  // it hung
+    }
+    stop = true;
+    for (std::thread& thread : threads) thread.join();
+    FamilySetLogCallback(nullptr, nullptr);
+    FamilyCloseLog();
+    EXPECT_GT(outcomes[0], 0);
+    EXPECT_EQ(outcomes[2], 0);
+}
+#endif
+
+TEST(Threads, readersNeverSeeATornObservation) {
+    // The include line makes every load collect observations, give them up and start again.
+    const Folder folder(kObservations, "OBSFIL include.txt\n");
+    ObsRemoveAll();
     std::atomic<bool> stop{false};
     std::atomic<int> torn{0}, seen{0}, badLists{0}, badSaves{0}, removals{0};
     std::vector<std::thread> threads;
@@ -91,7 +214,7 @@ TEST(Threads, readersNeverSeeATornObservation) {
         }
     });
     threads.emplace_back([&] {
-        const std::string out = folder / "out.txt";
+        const std::string out = folder.path / "out.txt";
         while (!stop) {
             ObsSaveFile(out.c_str(), 0, 0);
             std::ifstream saved(out);
@@ -109,7 +232,7 @@ TEST(Threads, readersNeverSeeATornObservation) {
         }
     });
     for (int round = 0; round < 25; ++round) {
-        ObsLoadFileGID(deck.c_str(), round % 2);
+        ObsLoadFileGID(folder.deck.c_str(), round % 2);
         if (round % 3 == 2) removals += ObsRemoveGID(round % 2) == 0;
         if (ObsGetCountGID(0) + ObsGetCountGID(1) > 2 * kObservations) ++badLists;
         if (round % 5 == 4) ObsRemoveAll();
@@ -121,10 +244,8 @@ TEST(Threads, readersNeverSeeATornObservation) {
     EXPECT_EQ(badSaves, 0);
     EXPECT_GT(seen, 0);
     EXPECT_GT(removals, 0);
-    ObsLoadFile(deck.c_str());
+    ObsLoadFile(folder.deck.c_str());
     EXPECT_EQ(ObsGetCount(), kObservations);
-    ObsRemoveAll();
-    std::filesystem::remove_all(folder);
 }
 
 // Pieces of one text, each read by a thread of its own, beside a load.

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Holds the column tables of docs/formats/b3.md and eci.md against the constants of Obs/CardLayouts/B3.h and Eci.h.
 
 A row `| 24-29 | 6 | ... | decimals | `kName` |` must show the columns of its constant (or of the record field that a

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Holds three lists of the exported functions together: the header's declarations, the reviewed list, and what
 the built library defines.
 
@@ -11,16 +12,11 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tools"))
 import api_header  # noqa: E402  # found through the line above
 
-# What the headers of the standard library leave behind in any C++ library: weak and unique definitions. Those of
-# the library's own are strong.
-VAGUE = set("wWvVu")
-
 
 def defined(library, nm):
     lines = subprocess.run([nm, "-D", "--defined-only", str(library)], check=True, capture_output=True, text=True)
-    symbols = [line.split()[-2:] for line in lines.stdout.splitlines()]
     # The sanitizers' own marks begin with two underscores, which are reserved to the compiler.
-    return [name for kind, name in symbols if kind not in VAGUE and not name.startswith("__")]
+    return [name for name in (line.split()[-1] for line in lines.stdout.splitlines()) if not name.startswith("__")]
 
 
 def main():
@@ -33,7 +29,7 @@ def main():
     faults = []
     for place, names in lists.items():
         if len(set(names)) != len(names):
-            faults.append(f"{place}: a name stands twice")
+            faults.append(f"{place}: a name occurs twice")
     for name in sorted(set().union(*lists.values())):
         faults += [f"{place}: no {name}, which another list has" for place in lists if name not in lists[place]]
     if lists[str(reviewed)] != sorted(lists[str(reviewed)]):

@@ -1,6 +1,7 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Both public headers in a strict C program, in either order, and one call. */
 #include "ObsDllExports.h"
-#include "siblings/include/ObsFamily.h"
+#include <ObsFamily.h>
 #include "ObsDllExports.h"
 
 int main(void) {

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Runs a file of command-line cases against the built obstool.
 
     run_cases.py OBSTOOL DATA_FOLDER CASE_FILE

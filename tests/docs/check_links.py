@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Every relative link of the tree's pages leads to a file, and to a heading of it where one is named; every function
 that the guide names is there.
 
@@ -12,7 +13,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tools"))
 import api_header  # noqa: E402  # found through the line above
 
 top = Path(sys.argv[1])
-pages = [*top.glob("*.md"), *top.glob("docs/**/*.md"), *top.glob("examples/*.md")]
+pages = [page for page in top.rglob("*.md") if page.relative_to(top).parts[0] not in ("build", "tests")]
 faults, count = [], 0
 for page in pages:
     for target, heading in re.findall(r"\]\((?!\w+:)([^)#]*)(?:#([^)]*))?\)", page.read_text()):

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Runs an example program: all of them must print examples/expected_output.txt, save the deck with one line changed,
 and name the reason when there is no deck.
 

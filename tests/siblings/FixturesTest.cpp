@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The coordinate library against other astronomy software: tables of tools/fixtures/make_coords.py.
 /// The largest differences go into the test report (--gtest_output=xml) for docs/design/coordinates.md.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "siblings/include/Services.h"
 
 #include <algorithm>
@@ -23,6 +24,7 @@
 #include <gtest/gtest.h>
 
 #include "siblings/include/ObsFamily.h"
+#include "tests/Child.h"
 
 /// Takes the place of the system's, for the library as well.
 std::vector<std::string> flushed;  ///< what, for each call
@@ -176,6 +178,16 @@ TEST_F(ServicesTest, RefusedFiles) {
         EXPECT_EQ(unit, kNoUnit);
         EXPECT_TRUE(lastError().starts_with("fileopen: Cannot " + message)) << lastError();
     }
+}
+
+// What a process writes is not for its children to give up.
+TEST_F(ServicesTest, AChildLeavesItsParentsFilesAlone) {
+    Unit unit = kNoUnit;
+    ASSERT_EQ(fileopen(path("whole"), kOpenReplace, unit), 0);
+    EXPECT_EQ(inChild([] { return FamilyGiveUpFiles(), 0; }), 0);
+    EXPECT_TRUE(filewrite(unit, "kept", 4));
+    EXPECT_EQ(fileclose(unit), 0);
+    EXPECT_EQ(contentOf(path("whole")), "kept");
 }
 
 TEST_F(ServicesTest, FailedOrGivenUpFilesStayAsTheyWere) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Decks of observations made up for measuring and for the example: tracks of one sensor
 /// and one satellite, a few looks some seconds apart, spread over one year. The same options
 /// give the same bytes everywhere, so that figures taken on different machines compare.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The example: a small deck with everything a load meets in practice, good and bad.
 #include <algorithm>
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The looks as lines of text, in every form.
 #include <algorithm>
 #include <charconv>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Group "loading" of the exported header: observations given as fields and arrays.
 #include <algorithm>
 

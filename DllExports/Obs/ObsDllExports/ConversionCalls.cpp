@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Group "conversions" of the exported header.
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "DllExports/Obs/ObsDllVarsUtils/Conversions.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Groups "fields" and, of "reading", the array form of the exported header.
 #include <algorithm>
 #include <limits>

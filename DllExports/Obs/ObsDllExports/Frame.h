@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The frame of every exported call: the caller's texts and pointers in, one service, texts out, and no
 /// exception past the boundary.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Group "frame" of the exported header.
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
@@ -6,6 +7,12 @@
 namespace {
 
 constexpr std::string_view kBuildDate = "Jun 11 2025";
+
+#define OBS_TEXT_OF(number) #number
+#define OBS_JOINED(major, minor, patch) OBS_TEXT_OF(major) "." OBS_TEXT_OF(minor) "." OBS_TEXT_OF(patch)
+constexpr std::string_view kHeaderNumbers = OBS_JOINED(OBS_VERSION_MAJOR, OBS_VERSION_MINOR, OBS_VERSION_PATCH);
+static_assert(kHeaderNumbers == OBS_PROJECT_VERSION && kHeaderNumbers == OBS_VERSION_STRING,
+              "the public header's version is not that of the file VERSION");
 
 }  // namespace
 
@@ -16,7 +23,7 @@ int32_t ObsInit(void) {
 void ObsGetInfo(char info[512]) {
     if (obs::refuseNull("ObsGetInfo", {info})) return;
     obs::guarded("ObsGetInfo", 0, [&] {
-        family::strtochararr(family::getsoftwareinfo("Obs", OBS_VERSION_TEXT, kBuildDate), info);
+        family::strtochararr(family::getsoftwareinfo("Obs", OBS_VERSION_STRING, kBuildDate), info);
         return 0;
     });
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Group "keys" of the exported header.
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "Obs/ObsTree/Store.h"
@@ -5,10 +6,14 @@
 namespace {
 
 /// An int32 field of a stored record, -1 when there is none. NOTE: the two that ask for it stay silent then.
-int32_t numberOf(int64_t obsKey, std::int32_t obs::StoredRecord::*field) {
-    const obs::ReadGuard guard;
-    const obs::ObsRecordPtr rec = obs::obsfindrecptr(obsKey, nullptr, true);
-    return rec == nullptr ? -1 : rec->*field;
+int32_t numberOf(std::string_view name, int64_t obsKey, std::int32_t obs::StoredRecord::*field) {
+    int32_t number = -1;
+    obs::guarded(name, obs::kStatusRefused, [&] {
+        const obs::ReadGuard guard;
+        if (const obs::ObsRecordPtr rec = obs::obsfindrecptr(obsKey, nullptr, true)) number = rec->*field;
+        return obs::kStatusOk;
+    });
+    return number;
 }
 
 int64_t makeKey(std::string_view name, int32_t satNum, int32_t senNum, double obsTime) {
@@ -28,9 +33,9 @@ int64_t ObsFieldsToObsKeyML(int32_t satNum, int32_t senNum, double obsTime, int6
 }
 
 int32_t SatNumFrObsKey(int64_t obsKey) {
-    return numberOf(obsKey, &obs::StoredRecord::satNum);
+    return numberOf("SatNumFrObsKey", obsKey, &obs::StoredRecord::satNum);
 }
 
 int32_t SenNumFrObsKey(int64_t obsKey) {
-    return numberOf(obsKey, &obs::StoredRecord::senNum);
+    return numberOf("SenNumFrObsKey", obsKey, &obs::StoredRecord::senNum);
 }

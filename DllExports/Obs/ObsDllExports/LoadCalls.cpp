@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Group "loading" of the exported header.
 #include <new>
 #include <string>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /** @file
  *  Obs: satellite tracking observations in memory. This header is the contract of
  *  the library libObs; everything else may change freely. Plain C.
@@ -14,7 +15,9 @@
  *  - Units: days since 1950 UTC (1.0 is 1950 January 1, 00:00), degrees, km, km/s.
  *  - Results: 0 success; 2 unknown key or refused input. Functions that add return
  *    the key under which the observation is stored, 0 for a refused duplicate, -1 when
- *    nothing was added.
+ *    nothing was added. While duplicates are accepted silently (FamilySetDupKeyMode) the
+ *    result for one is the key made of its time, satellite and sensor; where that key was
+ *    taken when the equal observation came, it is another observation's.
  *  - Every failure is written to the trace log as "Operation: reason", the operation being the function or what it
  *    called, and kept as the calling thread's last error (FamilyGetLastError in ObsFamily.h). It leaves what was there.
  *    SatNumFrObsKey and SenNumFrObsKey alone stay silent.
@@ -23,7 +26,11 @@
  *    each other and wait only while it is being changed; changes follow one another.
  *    Loading and saving files, and the settings (key mode, TTY year, callback), must
  *    not be used from two threads at once; the selection criteria may. Where an array has room for
- *    the keys that ObsGetCount told of, nobody may add observations between the two calls.
+ *    the keys that ObsGetCount told of, nobody may add observations between the two calls
+ *    (ObsListKeys does not ask for that).
+ *  - fork: the child may go on with a copy of the store. If another thread was changing the
+ *    store at that moment, the child's is refused: every call that needs it fails with a
+ *    message. A fork waits for no load or save.
  *
  *  F, the observation field list, in this order: secClass, satNum, senNum, obsTime,
  *  elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel, obsType, indicator1,
@@ -47,6 +54,12 @@ extern "C" {
 #endif
 
 /* ---------------------------------------------------------------- frame ---- */
+
+/** Addition. The version of this header; ObsGetInfo tells that of the library in use. */
+#define OBS_VERSION_MAJOR 0
+#define OBS_VERSION_MINOR 1
+#define OBS_VERSION_PATCH 0
+#define OBS_VERSION_STRING "0.1.0"
 
 /** @defgroup ObsInit ObsInit
  *  Does nothing: the library is ready when it is loaded.
@@ -657,9 +670,21 @@ OBS_API int32_t ObsGetCountGID(int32_t gid);
  *  @param[out] keys room for ObsGetCountGID keys. */
 OBS_API void ObsGetLoadedGID(int32_t gid, int32_t order, int64_t *keys);
 
+/** @defgroup ObsListKeys ObsListKeys
+ *  Addition. Lists keys as ObsGetLoaded does, with the room that there is: others may add observations meanwhile.
+ *  @param[in]  order as ObsGetLoaded.
+ *  @param[in]  useGid nonzero to list the observations of group `gid` alone.
+ *  @param[in]  room number of keys that `keys` has room for, 0 or more. With 0 `keys` may be null.
+ *  @param[out] keys the first `room` keys of the order, or all if there are fewer.
+ *  @param[out] count how many there are, whether or not they fit; 0 after a refusal.
+ *  @return 0, or 2 when there are more keys than room, for a negative room and when memory does not suffice (each
+ *          logged). */
+OBS_API int32_t ObsListKeys(int32_t order, int32_t useGid, int32_t gid, int32_t room, int64_t *keys, int32_t *count);
+
 /** @defgroup ObsRemoveGID ObsRemoveGID
  *  Removes the observations of a group, one by one: others may read, and see a part of it, meanwhile.
- *  @return 0 (also for an empty group), or 2 when a removal failed; the rest then stays. */
+ *  @return 0 (also for an empty group, and when memory did not suffice and nothing was removed, which is logged), or 2
+ *          when a removal failed; the rest then stays. */
 OBS_API int32_t ObsRemoveGID(int32_t gid);
 
 /** @defgroup ObsRemove ObsRemove
@@ -669,12 +694,13 @@ OBS_API int32_t ObsRemove(int64_t obsKey);
 /** @defgroup ObsRemoveKeys ObsRemoveKeys
  *  Addition. Removes many observations in one call; others may read, and see a part of them gone, meanwhile.
  *  @param[in] count number of keys, 0 or more.
- *  @return 0, or 2 when a key is unknown or stands twice (logged once, with their number and the first); the others
+ *  @return 0, or 2 when a key is unknown or occurs twice (logged once, with their number and the first); the others
  *          are removed. */
 OBS_API int32_t ObsRemoveKeys(int32_t count, const int64_t *keys);
 
 /** @defgroup ObsRemoveAll ObsRemoveAll
- *  Empties the store.
+ *  Empties the store and gives its memory back to the system, that behind address keys included; their addresses are
+ *  never given out again.
  *  @return 0. */
 OBS_API int32_t ObsRemoveAll(void);
 
@@ -700,17 +726,56 @@ OBS_API void ObsGetSelected(const double criteria[32], int32_t order, int32_t *c
 OBS_API void ObsResetSelObs(void);
 
 /** @defgroup ObsSetSelObs ObsSetSelObs
- *  Addition. Replaces the global criteria, as a SELOB line does with the text behind the keyword.
- *  @param[in] criteria 512 characters: name=value or name=low:high, separated by blanks, each name once; a value may
- *             be a list with commas, and either end of a range be left open. Double quotes may enclose all. Blank
- *             asks for nothing. "sat=5,25544 sen=211:220 time=24001:24031 el=10:". The names: sat (satNum; also A0001
- *             and so on); sen; type (number or character; 8 and 9 include those with a range, M and O); time (days
- *             since 1950 with a point, or a date YYDDD, YYDDDHH, YYDDDHHMM, YYDDDHHMMSS or YYDDDHHMMSSsss, which
- *             stands for all of that day, hour, minute, second or millisecond); el (elevation or declination,
- *             degrees); az (azimuth or right ascension, degrees; 350:10 goes through 0); range (km); rate (range
- *             rate, km/s); gid; class (U, C, S in either case).
- *  @return 0, or 2 for an unknown name or a bad value (logged, quoting it); the old criteria then stay. */
+ *  Addition. Replaces the global criteria, as a SELOB line does with the text after the keyword.
+ *
+ *  A criterion is name=value, name!=value, or name<value with one of < <= > >=. After = and != a value may be a list
+ *  with commas, which means any of its members (with !=: none), and each member a range low:high or low..high, both
+ *  ends included, either of which may be left out. Criteria are joined by "and" or a blank and by "or", turned round
+ *  by "not" (which goes before "and", and that before "or") and grouped by parentheses. One list of criteria joined by
+ *  "and" has each name with = once. Double quotes may enclose all. Blank asks for nothing.
+ *  "sat=5,25544 sen=211:220 (time=2024-01-01:2024-01-31 or year<2020) not el<10".
+ *
+ *  The names: sat (satNum; also A0001 and so on, or the name of a laser target in quotes, "lageos1"); sen (senNum, or
+ *  in quotes the description of a sensor of the sensor library, which must be loaded by then); type (number or
+ *  character; 8 and 9 include those with a range, M and O); class (U, C, S in either case); time (days since 1950 with a point, or a
+ *  date: 2024-01-31, 2024-031 or 24031, with a time of day 2024-01-31T12:30:00.5 or 24031123000500 or less of either);
+ *  year (four digits); el (elevation or declination, degrees); az (azimuth or right ascension, degrees; 350:10 goes
+ *  through 0); range (km); rate (range rate, km/s); gid; ind1, ind2 (the indicators). Quotes are double or single. A
+ *  number may carry a unit: km, m; km/s, m/s; deg, rad, arcmin, arcsec. A date stands for all of its day, hour, minute
+ *  or second. A colon separates times where neither end has a "T"; ".." always does. Seven digits that are a date both
+ *  as YYDDDHH and as YYYYDDD are refused; a SELOB line takes them for YYDDDHH and logs that as information.
+ *
+ *  An observation whose type does not carry a quantity meets no criterion about it, != included, and so meets each
+ *  such criterion after "not".
+ *  @param[in] criteria 512 characters.
+ *  @return 0, or 2 for a text that is refused (logged with the column at fault and what is allowed there); the old
+ *          criteria then stay. */
 OBS_API int32_t ObsSetSelObs(const char *criteria);
+
+/** @defgroup ObsGetSelectedByText ObsGetSelectedByText
+ *  Addition. Lists the keys of the stored observations that meet a text of criteria; the global criteria are neither
+ *  asked nor changed.
+ *  @param[in]  criteria 512 characters, as ObsSetSelObs.
+ *  @param[in]  order    as ObsGetLoaded.
+ *  @param[out] count    number of keys, or -1 for a text that is refused (logged).
+ *  @param[out] keys     room for ObsGetCount keys. */
+OBS_API void ObsGetSelectedByText(const char *criteria, int32_t order, int32_t *count, int64_t *keys);
+
+/** @defgroup ObsGetTermCounts ObsGetTermCounts
+ *  Addition. A dry run of ObsGetSelectedByText: how many observations it would list, and how many each term drops. Terms
+ *  are the criteria and parentheses that "and" or a blank joins, or the whole text where it has an "or" outside of
+ *  parentheses.
+ *  @param[in]  criteria 512 characters, as ObsSetSelObs.
+ *  @param[in]  room     elements of each array.
+ *  @param[out] selected number of observations that meet all terms.
+ *  @param[out] terms    number of terms, which may be above room.
+ *  @param[out] firstColumns columns where the terms begin in the text, from 1; after a refusal the first element is
+ *              where the fault begins.
+ *  @param[out] lastColumns  columns where they end.
+ *  @param[out] drops    numbers of observations that do not meet the term, each term counted by itself.
+ *  @return 0, or 2 for a text that is refused (logged; selected and terms are then 0). */
+OBS_API int32_t ObsGetTermCounts(const char *criteria, int32_t room, int32_t *selected, int32_t *terms,
+                                 int32_t *firstColumns, int32_t *lastColumns, int32_t *drops);
 
 /** Number of criteria that ObsGetSelectionCounts tells of. */
 #define OBS_CRITERIA 10
@@ -720,17 +785,20 @@ OBS_API int32_t ObsSetSelObs(const char *criteria);
  *  @param[in]  criteria 32 reals, as ObsGetSelected.
  *  @param[out] selected number of observations that meet all.
  *  @param[out] dropped  OBS_CRITERIA numbers: observations that do not meet the criterion, each counted by itself, for
- *              time, satellite, sensor, elevation, azimuth, range, range rate, type, classification, group.
+ *              time, satellite, sensor, elevation, azimuth, range, range rate, type, classification, group. Terms of the
+ *              global criteria that are more than one criterion, or about indicators, are in none of them
+ *              (ObsGetTermCounts).
  *  @return 0, or 2 for refused criteria (logged; the numbers are 0). */
 OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t *selected, int32_t dropped[OBS_CRITERIA]);
 
 /* ---------------------------------------------------------------- saving ---- */
 
 /** @defgroup ObsSaveFile ObsSaveFile
- *  Writes all observations in ascending key order. The data are flushed to the disk before the file takes the place of
- *  an old one, the folder after it. A file that is appended to gets its last line ended first, and is cut back to its
- *  former length when the save fails.
- *  Threads: as ObsLoadFile.
+ *  Writes all observations in ascending key order, as they were at one moment. The data are flushed to the disk before
+ *  the file takes the place of an old one, the folder after it. A file that is appended to gets its last line ended
+ *  first, and is cut back to its former length when the save fails.
+ *  Threads: not beside another load or save. Readers go on meanwhile; who adds, changes or removes observations waits
+ *  until all is written: about half a second for a million, into a pipe as long as its reader takes.
  *  @param[in] saveMode 0 creates the file, or replaces it once completely written;
  *             any other value appends.
  *  @param[in] saveForm 0 B3, 1 TTY, 2 CSV, 3 RF; any other writes no line. An

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Lines read without the store, of group "parsing" of the exported header.
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"

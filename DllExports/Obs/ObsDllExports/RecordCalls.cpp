@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Groups "parsing" and "reading" of the exported header.
 #include <algorithm>
 

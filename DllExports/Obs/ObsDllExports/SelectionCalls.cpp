@@ -1,5 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 // Group "selection" of the exported header.
 #include <algorithm>
+#include <optional>
 
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "Obs/ObsCardReading/Loading/SelectionText.h"
@@ -11,13 +13,21 @@ namespace {
 using obs::kStatusOk;
 using obs::kStatusRefused;
 
-static_assert(OBS_CRITERIA == obs::kCriterionCount);
+static_assert(OBS_CRITERIA == obs::kCountedCriteria);
 
 /// Reads the criteria; false after a message.
 bool takeCriteria(std::string_view name, const double* criteria, obs::ObsSelection& selection) {
     const std::string_view fault = obs::selectionFromArray(criteria, selection);
     if (!fault.empty()) obs::logFailure(name, fault);
     return fault.empty();
+}
+
+/// Reads criteria that are a text; what is wrong, after a message.
+std::optional<obs::SelectionFault> takeText(std::string_view name, const char* criteria, obs::SelectionText& parsed) {
+    const std::string_view text = family::chararrtostr(criteria);
+    auto fault = obs::parseSelection(text, obs::DoubtfulDates::refused, parsed);
+    if (fault) family::tracelogerror(obs::selectionMessage(name, text, *fault));
+    return fault;
 }
 
 }  // namespace
@@ -41,7 +51,9 @@ void ObsResetSelObs(void) {
 int32_t ObsSetSelObs(const char* criteria) {
     if (obs::refuseNull("ObsSetSelObs", {criteria})) return kStatusRefused;
     return obs::guarded("ObsSetSelObs", kStatusRefused, [&] {
-        return obs::setSelectionFromText("ObsSetSelObs", family::chararrtostr(criteria)) ? kStatusOk : kStatusRefused;
+        const bool good = obs::setSelectionFromText("ObsSetSelObs", family::chararrtostr(criteria),
+                                                    obs::DoubtfulDates::refused);
+        return good ? kStatusOk : kStatusRefused;
     });
 }
 
@@ -55,6 +67,44 @@ int32_t ObsGetSelectionCounts(const double criteria[32], int32_t* selected, int3
         const obs::SelectionCounts counts = obs::countSelected(own, obs::currentSelection());
         *selected = counts.selected;
         std::copy(counts.dropped.begin(), counts.dropped.end(), dropped);
+        return kStatusOk;
+    });
+}
+
+void ObsGetSelectedByText(const char* criteria, int32_t order, int32_t* count, int64_t* keys) {
+    if (obs::refuseNull("ObsGetSelectedByText", {count})) return;
+    *count = -1;
+    if (obs::refuseNull("ObsGetSelectedByText", {criteria, keys})) return;
+    *count = obs::guarded("ObsGetSelectedByText", -1, [&] {
+        obs::SelectionText parsed;
+        if (takeText("ObsGetSelectedByText", criteria, parsed)) return -1;
+        return obs::obstreeisempty() ? 0 : obs::obsgetselected(parsed.selection, {}, order, keys);
+    });
+}
+
+int32_t ObsGetTermCounts(const char* criteria, int32_t room, int32_t* selected, int32_t* terms, int32_t* firstColumns,
+                         int32_t* lastColumns, int32_t* drops) {
+    constexpr std::string_view kName = "ObsGetTermCounts";
+    if (obs::refuseNull(kName, {criteria, selected, terms})) return kStatusRefused;
+    *selected = *terms = 0;
+    if (obs::refuseCount(kName, room, {firstColumns, lastColumns, drops})) return kStatusRefused;
+    return obs::guarded(kName, kStatusRefused, [&] {
+        obs::SelectionText parsed;
+        const auto put = [&](std::size_t i, obs::Columns columns) {
+            if (i >= static_cast<std::size_t>(room)) return;
+            firstColumns[i] = static_cast<std::int32_t>(columns.first);
+            lastColumns[i] = static_cast<std::int32_t>(columns.last);
+        };
+        if (const auto fault = takeText(kName, criteria, parsed)) {
+            put(0, fault->columns);
+            return kStatusRefused;
+        }
+        const obs::TermCounts counts = obs::countTerms(parsed.selection);
+        *selected = counts.selected;
+        *terms = static_cast<std::int32_t>(parsed.terms.size());
+        for (std::size_t i = 0; i < parsed.terms.size(); ++i) put(i, parsed.terms[i]);
+        std::copy_n(counts.dropped.begin(), std::min<std::size_t>(counts.dropped.size(), static_cast<std::size_t>(room)),
+                    drops);
         return kStatusOk;
     });
 }

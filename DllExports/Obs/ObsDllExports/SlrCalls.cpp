@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the exported header adds for laser ranging: corrections and the CRD writer.
 #include <optional>
 

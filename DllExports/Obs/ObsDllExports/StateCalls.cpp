@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Group "states" of the exported header.
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 // Groups "store" and "saving" of the exported header.
+#include <optional>
+#include <string>
+
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "Obs/FormatObs/SaveFile.h"
 #include "Obs/ObsTree/Groups.h"
@@ -19,14 +23,23 @@ void listKeys(std::string_view name, int32_t order, int64_t* keys, std::optional
     });
 }
 
+int32_t count(std::string_view name, std::optional<int32_t> gid) {
+    int32_t number = 0;
+    obs::guarded(name, kStatusRefused, [&] {
+        number = obs::obsgetnumoftreenodes(gid);
+        return obs::kStatusOk;
+    });
+    return number;
+}
+
 }  // namespace
 
 int32_t ObsGetCount(void) {
-    return obs::obsgetnumoftreenodes();
+    return count("ObsGetCount", std::nullopt);
 }
 
 int32_t ObsGetCountGID(int32_t gid) {
-    return obs::obsgetnumoftreenodes(gid);
+    return count("ObsGetCountGID", gid);
 }
 
 void ObsGetLoaded(int32_t order, int64_t* keys) {
@@ -35,6 +48,18 @@ void ObsGetLoaded(int32_t order, int64_t* keys) {
 
 void ObsGetLoadedGID(int32_t gid, int32_t order, int64_t* keys) {
     listKeys("ObsGetLoadedGID", order, keys, gid);
+}
+
+int32_t ObsListKeys(int32_t order, int32_t useGid, int32_t gid, int32_t room, int64_t* keys, int32_t* count) {
+    if (obs::refuseNull("ObsListKeys", {count})) return kStatusRefused;
+    *count = 0;
+    if (obs::refuseCount("ObsListKeys", room, {keys})) return kStatusRefused;
+    return obs::guarded("ObsListKeys", kStatusRefused, [&] {
+        *count = obs::obslistkeys(order, useGid != 0 ? std::optional(gid) : std::nullopt, keys, static_cast<std::size_t>(room));
+        if (*count <= room) return obs::kStatusOk;
+        obs::logFailure("ObsListKeys", "There is room for " + std::to_string(room) + " of " + std::to_string(*count) + " keys.");
+        return kStatusRefused;
+    });
 }
 
 int32_t ObsRemoveGID(int32_t gid) {

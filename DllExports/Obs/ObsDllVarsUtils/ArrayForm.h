@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// An observation as one array of 64 reals; elements are counted from 0, absent values are zeros.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "DllExports/Obs/ObsDllVarsUtils/Conversions.h"
 
 #include "Obs/FormatObs/B3.h"

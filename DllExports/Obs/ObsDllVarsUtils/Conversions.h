@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Converting one text form into another without touching the store, and adding observations from text.
 ///
 /// Every call works on a temporary record. Failures are logged here, one message each besides the reader's own where

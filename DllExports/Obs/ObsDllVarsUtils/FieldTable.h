@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The fields of an observation by index: one table for getting, setting, the documents and Python.
 ///
 /// Indices 5 and 6 are one storage, and so are 7 and 8: the pair exists so that a caller can name the meaning it wants;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Loose fields (the list F of the exported header) to and from a record.
 #pragma once
 

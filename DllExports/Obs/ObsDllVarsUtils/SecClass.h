@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Classification characters and the numbers that stand for them.
 #pragma once
 

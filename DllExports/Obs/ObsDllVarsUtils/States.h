@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What an observation says about where satellite and sensor are, as one array of 64 reals.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Readers of B3 and B3E cards. They touch only the record given, which should be a default one but for
 /// its rotate-to-date flag; after a refusal it may be partly filled and is to be discarded.
 #pragma once

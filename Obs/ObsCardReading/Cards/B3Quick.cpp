@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Cards/B3Quick.h"
 
 #include <array>
@@ -18,7 +19,7 @@ namespace obs {
 #if !defined(__SSE2__)
 
 bool readB3Quick(const CardText&, ObsRecord&) {
-    return false;  // without wide loads the careful reader is as good
+    return kHasQuickB3;
 }
 
 #else

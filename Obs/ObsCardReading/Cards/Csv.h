@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// CSV observation lines.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Reader of ECI position cards, type characters "P" and "V".
 #pragma once
 

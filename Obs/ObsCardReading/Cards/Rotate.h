@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Rotation to the equinox of date, the last step of every reader of right ascension and declination.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Readers of TTY messages: one card, or two for the types that need them. The cards carry no year: it
 /// is one of the settings that they are read with.
 ///

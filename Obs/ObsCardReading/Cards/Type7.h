@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Type 7 observations of TTY messages: position and velocity of a satellite, credited to a sensor.
 #pragma once
 

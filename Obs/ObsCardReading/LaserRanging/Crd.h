@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Consolidated laser ranging data, versions 1 and 2: from lines to sessions. docs/formats/slr.md has the rules.
 #pragma once
 

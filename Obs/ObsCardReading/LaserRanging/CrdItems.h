@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Items of laser-ranging lines: splitting, missing values, numbers with a reason when they are refused.
 #pragma once
 

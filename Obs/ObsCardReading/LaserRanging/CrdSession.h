@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// One session of laser ranging, held until all its records are known: conditions, pointing and supplements may
 /// stand before, between or after the ranges to which they belong.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Reader of the older fixed-column laser-ranging formats: normal points (mark 99999) and sampled
 /// engineering data (mark 88888).
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What laser ranges lack when they are read: the delay in the troposphere and the way from the satellite's
 /// reflectors to its centre of mass. Both are left as measured unless the user asks for them.
 #pragma once

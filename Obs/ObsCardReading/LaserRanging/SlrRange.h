@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What all laser-ranging formats have in common: who ranged what, and the record of one range.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Refusing all ranges of a session or pass for one reason. The log has it once, and their number at the end.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// From a read record to the store, and the counts of a load.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Where a reading stands: all that the lines before a place mean for those after it.
 #pragma once
 

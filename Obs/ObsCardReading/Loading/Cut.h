@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Where a text may be cut into pieces that are read apart from one another.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// An open file as pieces of complete lines.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Which of the files that a deck names may be read.
 #pragma once
 

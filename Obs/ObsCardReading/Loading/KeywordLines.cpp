@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Loading/KeywordLines.h"
 
 #include <algorithm>
@@ -31,9 +32,10 @@ bool readTtyYear(std::string_view line, std::int32_t& year) {
 
 void readSelectionCard(std::string_view line) {
     constexpr std::size_t kKeywordLength = 5;
-    line.remove_prefix(std::min(line.find_first_not_of(" \t", kKeywordLength), line.size()));
-    if (line.starts_with('=')) line.remove_prefix(1);
-    setSelectionFromText("SELOB", line);
+    std::size_t from = std::min(line.find_first_not_of(" \t", kKeywordLength), line.size());
+    if (from < line.size() && line[from] == '=') ++from;
+    // Decks that mean hours by seven digits go on meaning them.
+    setSelectionFromText("SELOB", line.substr(from), DoubtfulDates::asHours, static_cast<unsigned>(from + 1));
 }
 
 }  // namespace obs

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Keyword lines other than those of one format.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Observations of a load on their way into the store. Under field keys they are collected and entered in
 /// bulk; messages about lines are written when the batch is entered, in the order of the file, so that all looks as if
 /// done line by line. Under address keys each is entered at once.

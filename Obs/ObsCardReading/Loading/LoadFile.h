@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Loading whole files: observation and keyword lines, include files, counts.
 ///
 /// A file is read in two passes. The first acts on TTY_YEAR, SLROBS and OBSFIL lines, so that a year or an

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What one load carries through all its files, and from line to line of one.
 #pragma once
 

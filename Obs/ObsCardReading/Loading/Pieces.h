@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Reading as a function of bytes and a context: no store, no log, no setting of the process.
 ///
 /// Threads: any number at once on different contexts and sinks.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// One observation line, by the reader of its class.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Where readers hand over what they find, in the order of the text.
 #pragma once
 

@@ -1,16 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Loading/SelectionText.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
-#include <string>
+#include <utility>
 
-#include "Obs/CardLayouts/Columns.h"
+#include "Obs/ObsCardReading/Loading/SelectionValues.h"
 #include "Obs/ObsTree/Selection.h"
-#include "siblings/include/Sensors.h"
 #include "siblings/include/Services.h"
-#include "siblings/include/Time.h"
 
 namespace obs {
 
@@ -18,195 +17,383 @@ namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-/// The values from the start to the end of what a text names: one number, or a day or minute.
-struct Span {
-    double first, last;
+// --- What can be wrong --------------------------------------------------------------
+
+enum class Fault : std::size_t {
+    halfQuoted, noQuote, notCriterion, nothingFollows, notClosed, notOpen, notName, noComparison, noValue, badValue,
+    noNames, unknownName, notOrdered, oneValue, openRange, emptyRange, oneUnit, beyondTurn, doubtfulDate, givenTwice, tooMany
 };
 
-using ReadValue = bool (*)(std::string_view text, Span& value);
-
-bool readNumber(std::string_view text, Span& value) {
-    if (!family::readreal(text, 0, value.first) || !std::isfinite(value.first)) return false;
-    value.last = value.first;
-    return true;
-}
-
-bool readWhole(std::string_view text, Span& value) {
-    return readNumber(text, value) && value.first == std::floor(value.first) &&
-           std::abs(value.first) <= std::numeric_limits<std::int32_t>::max();
-}
-
-/// A number, or the five columns that cards have.
-bool readSatellite(std::string_view text, Span& value) {
-    std::int32_t number = 0;
-    if (readWhole(text, value)) return true;
-    if (text.size() != 5 || !family::readalpha5(text, number)) return false;
-    value = {double(number), double(number)};
-    return true;
-}
-
-/// The number of a type, or its character on cards.
-bool readType(std::string_view text, Span& value) {
-    const std::int32_t type = text.size() == 1 ? family::obstypechartoint(text.front()) : -1;
-    if (type < 0) return readWhole(text, value) && value.first >= 0 && value.first <= 19;
-    value = {double(type), double(type)};
-    return true;
-}
-
-bool readClass(std::string_view text, Span& value) {
-    char secClass = text.front();
-    family::touppercase(&secClass, 1);
-    value = {double(secClass), double(secClass)};
-    return text.size() == 1 && isClassification(secClass);
-}
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-constexpr std::size_t kMillisLength = 14, kSecondLength = 11, kMinuteLength = 9, kHourLength = 7, kDayLength = 5;
-
-bool isDateLength(std::size_t digits) {
-    return digits == kDayLength || digits == kHourLength || digits == kMinuteLength || digits == kSecondLength ||
-           digits == kMillisLength;
-}
-
-/// The start of the day, hour, minute, second or millisecond after that which so many digits of a date text name. By
-/// the arithmetic that dates are read by, so that an observation of that very time is no longer in.
-double startOfNext(const std::string& digits, std::size_t length) {
-    const auto part = [&](std::size_t at, std::size_t count) { return family::strtoint(digits.substr(at, count)); };
-    constexpr std::int32_t kFirstYearOfLastCentury = 57;
-    const std::int32_t year = part(0, 2) + (part(0, 2) < kFirstYearOfLastCentury ? 2000 : 1900);
-    const double seconds = (part(kMinuteLength, 5) + (length == kMillisLength ? 1 : 0)) / 1e3;
-    return family::parts2utc(year, part(2, 3) + (length == kDayLength), part(kDayLength, 2) + (length == kHourLength),
-                             part(kHourLength, 2) + (length == kMinuteLength), seconds + (length == kSecondLength));
-}
-
-/// Digits alone are a date, YYDDD to YYDDDHHMMSSsss, and stand for all of that day, hour and so on. Days since 1950
-/// have a point, lest they look like a date.
-bool readTime(std::string_view text, Span& value) {
-    constexpr double kMostDays = 3e6;  // past the year 9999
-    std::string digits(text);
-    if (digits.size() == kMillisLength + 1 && digits[kSecondLength] == '.') digits.erase(kSecondLength, 1);
-    if (digits.find('.') != std::string::npos) return readNumber(text, value) && std::abs(value.first) <= kMostDays;
-    const std::size_t length = digits.size();
-    if (!isDateLength(length) || !std::all_of(digits.begin(), digits.end(), isDigit)) return false;
-    digits.resize(kMillisLength, '0');
-    value.first = family::dtgtods50(digits.substr(0, kSecondLength) + '.' + digits.substr(kSecondLength));
-    value.last = std::nextafter(startOfNext(digits, length), 0);
-    return value.first != 0;
-}
-
-struct CriterionName {
-    std::string_view name;
-    Criterion criterion;
-    ReadValue read;
+/// After the text at fault and its column. Where one ends in a blank, what is allowed follows.
+constexpr std::array<std::string_view, 21> kReasons{
+    "begins quotes that do not enclose all of the criteria.",
+    "has no closing quotation mark.",
+    "cannot be here: a criterion such as el>10, not or ( is due.",
+    "is not followed by a criterion such as el>10.",
+    "has no closing parenthesis.",
+    "closes no parenthesis.",
+    "is not one of the names ",
+    "is not followed by one of =, !=, <, <=, >, >=.",
+    "is not followed by ",
+    "is not ",
+    "is a name in quotes, which sat and sen alone take; this is not ",
+    "",  // the criterion has its own
+    "does not go with this name: = and != do.",
+    "is not a single value, which <, <=, > and >= take.",
+    "is a range without ends.",
+    "has its low end above its high end.",
+    "has a unit at one end alone.",
+    "is not within 0 to 360, where azimuths are compared.",
+    "is two dates: write ",
+    "was given before: a list such as sat=5,6 takes either value.",
+    "is one criterion more than the 128 that fit.",
 };
-constexpr std::array kNames{
-    CriterionName{"sat", Criterion::satellite, readSatellite}, CriterionName{"sen", Criterion::sensor, readWhole},
-    CriterionName{"type", Criterion::type, readType},          CriterionName{"time", Criterion::time, readTime},
-    CriterionName{"el", Criterion::elevation, readNumber},     CriterionName{"az", Criterion::azimuth, readNumber},
-    CriterionName{"range", Criterion::range, readNumber},      CriterionName{"rate", Criterion::rangeRate, readNumber},
-    CriterionName{"gid", Criterion::group, readWhole},
-    CriterionName{"class", Criterion::classification, readClass},
+static_assert(kReasons.size() == static_cast<std::size_t>(Fault::tooMany) + 1);
+
+std::string allNames() {
+    std::string names;
+    for (const CriterionName& what : criterionNames()) (names += names.empty() ? "" : ", ") += what.name;
+    return names;
+}
+
+// --- Words --------------------------------------------------------------------------
+
+struct Token {
+    enum Kind { end, word, quoted, comparison, comma, open, close, other };
+    Kind kind = end;
+    std::size_t from = 0, to = 0;  ///< of the text; with its quotes
 };
 
-const CriterionName* findName(std::string_view name) {
-    const auto same = [](char a, char b) { return a == (b >= 'A' && b <= 'Z' ? b - 'A' + 'a' : b); };
-    const auto found = std::find_if(kNames.begin(), kNames.end(), [&](const CriterionName& one) {
-        return std::equal(one.name.begin(), one.name.end(), name.begin(), name.end(), same);
-    });
-    return found == kNames.end() ? nullptr : &*found;
+constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::string_view kNoWord = " \t\r\n,()<>=!\"'";
+
+Token tokenAt(std::string_view text, std::size_t at) {
+    const std::size_t from = std::min(text.find_first_not_of(kBlanks, at), text.size());
+    const auto token = [&](Token::Kind kind, std::size_t length) { return Token{kind, from, from + length}; };
+    if (from == text.size()) return token(Token::end, 0);
+    const char first = text[from];
+    const bool equals = from + 1 < text.size() && text[from + 1] == '=';
+    switch (first) {
+        case ',': return token(Token::comma, 1);
+        case '(': return token(Token::open, 1);
+        case ')': return token(Token::close, 1);
+        case '=': return token(Token::comparison, 1);
+        case '<':
+        case '>': return token(Token::comparison, equals ? 2 : 1);
+        case '!': return equals ? token(Token::comparison, 2) : token(Token::other, 1);
+        case '"':
+        case '\'': {
+            const std::size_t closing = text.find(first, from + 1);
+            if (closing == std::string_view::npos) return token(Token::other, text.size() - from);
+            return token(Token::quoted, closing + 1 - from);
+        }
+        default: return token(Token::word, std::min(text.find_first_of(kNoWord, from), text.size()) - from);
+    }
 }
 
-/// Takes the text up to a separator off the front; false when nothing was left.
-bool takePiece(std::string_view& rest, std::string_view separators, std::string_view& piece) {
-    if (rest.data() == nullptr) return false;
-    const std::size_t end = std::min(rest.find_first_of(separators), rest.size());
-    piece = rest.substr(0, end);
-    rest = end == rest.size() ? std::string_view() : rest.substr(end + 1);
-    return true;
+bool same(std::string_view text, std::string_view lower) {
+    return std::equal(text.begin(), text.end(), lower.begin(), lower.end(),
+                      [](char a, char b) { return lowerCase(a) == b; });
 }
 
-/// One value or range of a criterion's list.
-bool allowPiece(const CriterionName& what, std::string_view piece, SelectionDraft& draft) {
-    const std::size_t colon = piece.find(':');
-    Span low{-kInfinity, -kInfinity}, high{kInfinity, kInfinity};
-    if (colon == std::string_view::npos) {
-        if (piece.empty() || !what.read(piece, low)) return false;
-        if (what.criterion == Criterion::type) draft.allowType(static_cast<std::int32_t>(low.first));
-        else draft.allow(what.criterion, low.first, low.last);
+// --- Expressions --------------------------------------------------------------------
+
+constexpr std::size_t kNoNode = static_cast<std::size_t>(-1);
+
+struct Node {
+    enum Kind { test, all, any, inverse };
+    Kind kind;
+    std::size_t one = kNoNode, other = kNoNode;  ///< children
+    Intervals intervals{Criterion::time};        ///< of a test
+    bool outside = false;
+};
+
+class Parser {
+public:
+    Parser(std::string_view text, DoubtfulDates dates, SelectionText& parsed) : text_(text), dates_(dates), parsed_(parsed) {}
+
+    /// Reads what is between two places of the text.
+    bool run(std::size_t from, std::size_t to) {
+        text_ = text_.substr(0, to);
+        token_ = tokenAt(text_, from);
+        if (token_.kind == Token::end) return true;
+        if (!parseTerms()) return false;
+        return token_.kind == Token::end || refuse(token_.kind == Token::close ? Fault::notOpen : Fault::notCriterion);
+    }
+
+    const SelectionFault& fault() const { return fault_; }
+
+    bool refuse(Fault fault, std::size_t from, std::size_t to, std::string_view allowed = {}) {
+        fault_.columns = {static_cast<unsigned>(from + 1), static_cast<unsigned>(to)};
+        fault_.reason = kReasons[static_cast<std::size_t>(fault)];
+        fault_.reason += allowed;
+        if (!fault_.reason.ends_with('.')) fault_.reason += '.';
+        return false;
+    }
+
+private:
+    bool refuse(Fault fault, std::string_view allowed = {}) { return refuse(fault, token_.from, token_.to, allowed); }
+    bool refuseLast(Fault fault, std::string_view allowed = {}) { return refuse(fault, last_.from, last_.to, allowed); }
+
+    std::string_view textOf(const Token& token) const { return text_.substr(token.from, token.to - token.from); }
+    bool isWord(std::string_view lower) const { return token_.kind == Token::word && same(textOf(token_), lower); }
+    void next() {
+        last_ = token_;
+        token_ = tokenAt(text_, token_.to);
+    }
+    std::size_t add(Node&& node) {
+        nodes_.push_back(std::move(node));
+        return nodes_.size() - 1;
+    }
+
+    /// All of the text: the members of one list are terms, and so is an alternative of lists.
+    bool parseTerms() {
+        const std::size_t from = token_.from;
+        std::vector<std::size_t> members;
+        if (!parseList(members, &parsed_.terms)) return false;
+        if (isWord("or")) {
+            std::size_t whole = joined(members);
+            if (!parseAlternatives(whole)) return false;
+            members = {whole};
+            parsed_.terms = {{static_cast<unsigned>(from + 1), static_cast<unsigned>(last_.to)}};
+        }
+        ObsSelection& made = parsed_.selection;
+        made.termCount = static_cast<std::uint8_t>(members.size());
+        std::uint8_t next = ObsSelection::kSelected;
+        for (std::size_t term = members.size(); term-- > 0;)
+            next = emit(members[term], static_cast<std::uint8_t>(term), next, ObsSelection::kNotSelected);
         return true;
     }
-    const std::string_view lowText = piece.substr(0, colon);
-    const std::string_view highText = piece.substr(colon + 1);
-    const bool isOrdered = what.criterion != Criterion::classification;
-    if (!isOrdered || (lowText.empty() && highText.empty())) return false;
-    if (!lowText.empty() && !what.read(lowText, low)) return false;
-    if (!highText.empty() && !what.read(highText, high)) return false;
-    if (low.first > high.last && what.criterion != Criterion::azimuth) return false;
-    if (what.criterion != Criterion::type) {
-        draft.allow(what.criterion, low.first, high.last);
+
+    std::size_t joined(const std::vector<std::size_t>& members) {
+        std::size_t all = members.front();
+        for (std::size_t i = 1; i < members.size(); ++i) all = add({Node::all, all, members[i]});
+        return all;
+    }
+
+    /// The lists after an "or", if any.
+    bool parseAlternatives(std::size_t& node) {
+        while (isWord("or")) {
+            next();
+            std::vector<std::size_t> members;
+            if (!parseList(members)) return false;
+            node = add({Node::any, node, joined(members)});
+        }
         return true;
     }
-    for (std::int32_t type = 0; type <= 19; ++type)
-        if (type >= low.first && type <= high.last) draft.allowType(type);
-    return true;
-}
 
-Refusal refusal(std::string_view operation, std::string_view text, std::string_view why) {
-    return {"", std::string(operation) + ": \"" + std::string(text) + '"', 0, why};
-}
+    bool parseAny(std::size_t& node) {
+        std::vector<std::size_t> members;
+        if (!parseList(members)) return false;
+        node = joined(members);
+        return parseAlternatives(node);
+    }
 
-std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view kBlanks = " \t\r\n";
-    text = text.substr(0, text.find_last_not_of(kBlanks) + 1);
-    return text.substr(std::min(text.find_first_not_of(kBlanks), text.size()));
-}
+    bool parseList(std::vector<std::size_t>& members, std::vector<Columns>* columns = nullptr) {
+        std::uint32_t given = 0;  // names with "=", a bit for each
+        do {
+            const std::size_t from = token_.from;
+            std::size_t node = kNoNode;
+            if (!parseOne(node, given)) return false;
+            members.push_back(node);
+            if (columns != nullptr) columns->push_back({static_cast<unsigned>(from + 1), static_cast<unsigned>(last_.to)});
+            if (isWord("and")) next();
+            else if (token_.kind == Token::end || token_.kind == Token::close || isWord("or")) return true;
+        } while (true);
+    }
 
-/// Quotes may enclose all of the criteria; false for any others.
-bool takeQuotesOff(std::string_view& text) {
-    if (text.find('"') == std::string_view::npos) return true;
-    if (text.size() < 2 || text.front() != '"' || text.find('"', 1) != text.size() - 1) return false;
-    text = text.substr(1, text.size() - 2);
-    return true;
-}
+    bool parseOne(std::size_t& node, std::uint32_t& given) {
+        if (isWord("not")) {
+            next();
+            std::uint32_t apart = 0;
+            if (!parseOne(node, apart)) return false;
+            node = add({Node::inverse, node});
+            return true;
+        }
+        if (token_.kind == Token::open) {
+            const Token open = token_;
+            next();
+            if (!parseAny(node)) return false;
+            if (token_.kind != Token::close) return refuse(Fault::notClosed, open.from, open.to);
+            next();
+            return true;
+        }
+        if (token_.kind == Token::end) return refuseLast(Fault::nothingFollows);
+        if (token_.kind != Token::word || isWord("and") || isWord("or")) return refuseStrange(Fault::notCriterion);
+        return parseCriterion(node, given);
+    }
 
-/// Reads one criterion; what is wrong with it, or an empty text.
-std::string_view readCriterion(std::string_view text, SelectionDraft& draft) {
-    const std::size_t equals = text.find('=');
-    if (equals == std::string_view::npos) return " is not a criterion of the form name=value.";
-    const CriterionName* what = findName(text.substr(0, equals));
-    if (what == nullptr)
-        return " has none of the names sat, sen, type, time, el, az, range, rate, gid, class.";
-    if (draft.asks(what->criterion)) return " names a criterion that was given before.";
-    std::string_view list = text.substr(equals + 1);
-    for (std::string_view piece; takePiece(list, ",", piece);)
-        if (!allowPiece(*what, piece, draft)) return " has a bad value.";
-    return {};
-}
+    /// A quotation mark without its partner is a fault wherever it is.
+    bool refuseStrange(Fault fault, std::string_view allowed = {}) {
+        const bool isQuote = token_.kind == Token::other && text_[token_.from] != '!';
+        return isQuote ? refuse(Fault::noQuote) : refuse(fault, allowed);
+    }
+
+    bool parseCriterion(std::size_t& node, std::uint32_t& given) {
+        const std::span<const CriterionName> names = criterionNames();
+        const auto what = std::find_if(names.begin(), names.end(),
+                                       [&](const CriterionName& one) { return same(textOf(token_), one.name); });
+        if (what == names.end()) return refuse(Fault::notName, allNames());
+        const Token name = token_;
+        next();
+        if (token_.kind != Token::comparison) return refuse(Fault::noComparison, name.from, name.to);
+        const std::string_view comparison = textOf(token_);
+        if (comparison == "=") {
+            const std::uint32_t bit = 1u << (what - names.begin());
+            if ((given & bit) != 0) return refuse(Fault::givenTwice, name.from, name.to);
+            given |= bit;
+        }
+        Node made{Node::test, kNoNode, kNoNode, Intervals(what->criterion), comparison == "!="};
+        const bool good = comparison == "=" || made.outside ? parseValues(*what, made.intervals)
+                                                            : parseBound(*what, comparison, made.intervals);
+        if (!good) return false;
+        if (++tests_ > ObsSelection::kMostTests) return refuse(Fault::tooMany, name.from, last_.to);
+        node = add(std::move(made));
+        return true;
+    }
+
+    // --- Values ---
+
+    bool parseValues(const CriterionName& what, Intervals& intervals) {
+        do {
+            next();
+            if (!parseValue(what, intervals)) return false;
+            next();
+        } while (token_.kind == Token::comma);
+        return true;
+    }
+
+    bool parseValue(const CriterionName& what, Intervals& intervals) {
+        if (token_.kind == Token::end) return refuseLast(Fault::noValue, what.allowed);
+        ValueSpan value;
+        if (token_.kind == Token::quoted) return readName(what, value) && allow(what, value, intervals);
+        if (token_.kind != Token::word) return refuseStrange(Fault::badValue, what.allowed);
+        const std::string_view text = textOf(token_);
+        std::string_view low, high;
+        if (!splitRange(what, text, low, high)) return read(what, text, value) && allow(what, value, intervals);
+        if (what.criterion == Criterion::classification) return refuse(Fault::badValue, what.allowed);
+        if (low.empty() && high.empty()) return refuse(Fault::openRange);
+        ValueSpan end;
+        if (!low.empty() && !read(what, low, value)) return false;
+        if (!high.empty() && !read(what, high, end)) return false;
+        const bool closed = !low.empty() && !high.empty();
+        if (closed && value.hasUnit != end.hasUnit) return refuse(Fault::oneUnit);
+        value.first = low.empty() ? -kInfinity : value.first;
+        value.last = high.empty() ? kInfinity : end.last;
+        if (value.first > value.last && what.criterion != Criterion::azimuth) return refuse(Fault::emptyRange);
+        return allow(what, value, intervals);
+    }
+
+    /// What is less or greater than a value.
+    bool parseBound(const CriterionName& what, std::string_view comparison, Intervals& intervals) {
+        if (what.criterion == Criterion::classification) return refuse(Fault::notOrdered);
+        next();
+        if (token_.kind == Token::end) return refuseLast(Fault::noValue, what.allowed);
+        ValueSpan value;
+        std::string_view low, high;
+        if (token_.kind != Token::word) return refuseStrange(Fault::badValue, what.allowed);
+        if (splitRange(what, textOf(token_), low, high)) return refuse(Fault::oneValue);
+        if (!read(what, textOf(token_), value)) return false;
+        constexpr double kTurnDeg = 360;
+        if (what.criterion == Criterion::azimuth && !(value.first >= 0 && value.first <= kTurnDeg))
+            return refuse(Fault::beyondTurn);
+        const double low1 = comparison == ">" ? std::nextafter(value.last, kInfinity) : value.first;
+        const double high1 = comparison == "<" ? std::nextafter(value.first, -kInfinity) : value.last;
+        if (comparison.front() == '<') intervals.allowAsIs(-kInfinity, high1);
+        else intervals.allowAsIs(low1, kInfinity);
+        next();
+        return token_.kind != Token::comma || refuse(Fault::oneValue);
+    }
+
+    bool read(const CriterionName& what, std::string_view text, ValueSpan& value) {
+        const auto from = static_cast<std::size_t>(text.data() - text_.data());
+        if (!what.read(text, value)) return refuse(Fault::badValue, from, from + text.size(), what.allowed);
+        const std::string readings = what.criterion == Criterion::time ? doubtfulDate(text) : std::string();
+        if (readings.empty()) return true;
+        if (dates_ == DoubtfulDates::refused) return refuse(Fault::doubtfulDate, from, from + text.size(), readings);
+        parsed_.notes.push_back('"' + std::string(text) + "\" is taken as the first of the dates " + readings + '.');
+        return true;
+    }
+
+    bool readName(const CriterionName& what, ValueSpan& value) {
+        if (what.named == nullptr) return refuse(Fault::noNames, what.allowed);
+        const std::int64_t number = what.named(text_.substr(token_.from + 1, token_.to - token_.from - 2));
+        value.first = value.last = static_cast<double>(number);
+        return number >= 0 || refuse(Fault::unknownName, what.unknown);
+    }
+
+    static bool allow(const CriterionName& what, const ValueSpan& value, Intervals& intervals) {
+        if (what.criterion != Criterion::type) {
+            intervals.allow(value.first, value.last);
+            return true;
+        }
+        for (std::int32_t type = 0; type <= 19; ++type)
+            if (type >= value.first && type <= value.last) intervals.allowType(type);
+        return true;
+    }
+
+    // --- Tests ---
+
+    /// Adds a node's tests, which go on to `ifMet` or `ifNotMet`; the first of them.
+    std::uint8_t emit(std::size_t node, std::uint8_t term, std::uint8_t ifMet, std::uint8_t ifNotMet) {
+        const auto& [kind, one, other, intervals, outside] = nodes_[node];
+        switch (kind) {
+            case Node::all: return emit(one, term, emit(other, term, ifMet, ifNotMet), ifNotMet);
+            case Node::any: return emit(one, term, ifMet, emit(other, term, ifMet, ifNotMet));
+            case Node::inverse: return emit(one, term, ifNotMet, ifMet);
+            case Node::test: break;
+        }
+        return addTest(parsed_.selection, std::move(nodes_[node].intervals),
+                       {.outside = outside, .term = term, .ifMet = ifMet, .ifNotMet = ifNotMet});
+    }
+
+    std::string_view text_;
+    DoubtfulDates dates_;
+    SelectionText& parsed_;
+    SelectionFault fault_;
+    Token token_, last_;
+    std::vector<Node> nodes_;
+    std::size_t tests_ = 0;
+};
 
 }  // namespace
 
-MaybeRefusal parseSelection(std::string_view operation, std::string_view criteria, ObsSelection& selection) {
-    const std::string_view text = trimmed(criteria);
-    if (!takeQuotesOff(criteria = text)) return refusal(operation, text, " has quotes that do not enclose all of it.");
-    SelectionDraft draft;
-    for (std::string_view piece; takePiece(criteria, " \t", piece);) {
-        if (piece.empty()) continue;
-        const std::string_view fault = readCriterion(piece, draft);
-        if (!fault.empty()) return refusal(operation, piece, fault);
+std::optional<SelectionFault> parseSelection(std::string_view text, DoubtfulDates dates, SelectionText& parsed) {
+    parsed = {};
+    std::size_t from = std::min(text.find_first_not_of(kBlanks), text.size());
+    std::size_t to = text.find_last_not_of(kBlanks) + 1;
+    Parser parser(text, dates, parsed);
+    // No criterion begins with quotes, so these enclose all.
+    if (from < to && text[from] == '"') {
+        if (to - from < 2 || text[to - 1] != '"') {
+            parser.refuse(Fault::halfQuoted, from, from + 1);
+            return parser.fault();
+        }
+        ++from;
+        --to;
     }
-    selection = draft.made();
-    return std::nullopt;
+    if (parser.run(from, to)) return std::nullopt;
+    return parser.fault();
 }
 
-bool setSelectionFromText(std::string_view operation, std::string_view criteria) {
-    ObsSelection selection;
-    const MaybeRefusal refused = parseSelection(operation, criteria, selection);
-    if (refused) family::tracelogerror(refused->message());
-    else setSelection(std::move(selection));
-    return !refused;
+std::string selectionMessage(std::string_view operation, std::string_view text, const SelectionFault& fault,
+                             unsigned firstColumn) {
+    const auto [first, last] = fault.columns;
+    const std::string_view atFault = text.substr(first - 1, last + 1 - first);
+    const std::string_view quote = atFault.front() == '"' ? "" : "\"";
+    return std::string(operation).append(": ").append(quote).append(atFault).append(quote) + " (column " +
+           std::to_string(first + firstColumn - 1) + ") " + fault.reason;
+}
+
+bool setSelectionFromText(std::string_view operation, std::string_view text, DoubtfulDates dates, unsigned firstColumn) {
+    SelectionText parsed;
+    if (const auto fault = parseSelection(text, dates, parsed)) {
+        family::tracelogerror(selectionMessage(operation, text, *fault, firstColumn));
+        return false;
+    }
+    for (const std::string& note : parsed.notes) family::traceloginfo(std::string(operation) + ": " + note);
+    setSelection(std::move(parsed.selection));
+    return true;
 }
 
 }  // namespace obs

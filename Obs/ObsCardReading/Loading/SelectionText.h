@@ -1,19 +1,47 @@
-/// Selection criteria as text, the way SELOB lines and callers give them: `name=value`, `name=low:high`, separated by
-/// blanks. A value may be a list with commas; either end of a range may be left open.
+// SPDX-License-Identifier: Apache-2.0
+/// Selection criteria as text, the way SELOB lines and callers give them.
+///
+///     any       = all { "or" all }
+///     all       = one { [ "and" ] one }
+///     one       = "not" one | "(" any ")" | criterion
+///     criterion = name ( "=" | "!=" ) value { "," value } | name ( "<" | "<=" | ">" | ">=" ) value
+///
+/// Words in either case, blanks anywhere but within a name, a value or a range. Values: SelectionValues.h.
 #pragma once
 
+#include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
-#include "Obs/ObsCardReading/Refusal.h"
+#include "Obs/CardLayouts/Columns.h"
 #include "Obs/ObsTypes/Companions.h"
 
 namespace obs {
 
-/// Reads criteria; an empty text asks for nothing. Refused with a message that begins with `operation` and quotes
-/// the bad text, `selection` being as it was.
-MaybeRefusal parseSelection(std::string_view operation, std::string_view criteria, ObsSelection& selection);
+/// What to do with seven digits that are a date both as YYDDDHH and as YYYYDDD.
+enum class DoubtfulDates { refused, asHours };
 
-/// Sets the global criteria from a text; false after a message, the old criteria staying.
-bool setSelectionFromText(std::string_view operation, std::string_view criteria);
+struct SelectionText {
+    ObsSelection selection;
+    std::vector<Columns> terms;      ///< what the terms of the selection are in the text
+    std::vector<std::string> notes;  ///< how doubtful dates were read
+};
+
+struct SelectionFault {
+    Columns columns;  ///< what is wrong in the text
+    std::string reason;
+};
+
+/// Reads criteria; an empty text asks for nothing.
+std::optional<SelectionFault> parseSelection(std::string_view text, DoubtfulDates dates, SelectionText& parsed);
+
+/// Sets the global criteria from a text; false after a message, the old criteria staying. Columns in messages count
+/// from `firstColumn`.
+bool setSelectionFromText(std::string_view operation, std::string_view text, DoubtfulDates dates, unsigned firstColumn = 1);
+
+/// "operation: "text" (column n) reason" of a fault.
+std::string selectionMessage(std::string_view operation, std::string_view text, const SelectionFault& fault,
+                             unsigned firstColumn = 1);
 
 }  // namespace obs
