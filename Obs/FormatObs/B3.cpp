@@ -16,6 +16,7 @@ constexpr std::int32_t kIndicatorNotGiven = 9;
 
 void putSatNum(const CardWriter& card, Columns columns, std::int32_t satNum) {
     family::numtoalpha5(satNum, card.at(columns));
+    noteAsterisks(card.at(columns));
 }
 
 void putHead(const ObsRecord& rec, const CardWriter& card) {
@@ -24,6 +25,7 @@ void putHead(const ObsRecord& rec, const CardWriter& card) {
     // NOTE: the column holds three digits, so a sensor number loses its thousands on purpose.
     putDigits(card.at(b3::kSenNum), b3::kSenNum.width(), rec.senNum % 1000);
     family::ds50todate14(rec.obsTime, card.at(b3::kDateTime));
+    noteAsterisks(card.at(b3::kDateTime));
 }
 
 void putTail(const ObsRecord& rec, char type, const CardWriter& card) {
@@ -46,7 +48,7 @@ void putMeasurements(const ObsRecord& rec, const CardWriter& card) {
             GetOverpunchStr(rec.*field.value, static_cast<int>(field.columns.width()) - field.decimals, field.decimals,
                             card.at(field.columns));
     if (ObsHasAzEl(rec.obsType)) GetAzimuthStr(card.at(b3::kAzimuth), rec.azOrRa);
-    if (ObsHasRaDec(rec.obsType)) family::degtohhmmsss_str(rec.azOrRa, card.at(b3::kAzimuth));
+    if (ObsHasRaDec(rec.obsType)) GetRightAscensionStr(card.at(b3::kAzimuth), rec.azOrRa);
     if (b3::kRangeWrittenTypes.has(rec.obsType)) putRange(rec, card);
     if (kSensorPositionTypes.has(rec.obsType))
         for (std::size_t i = 0; i < 3; ++i) GetPosStr(card.at(b3::kSensorPosition[i]), rec.senPos[i]);

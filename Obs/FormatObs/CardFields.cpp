@@ -9,6 +9,7 @@
 #include "Obs/CardLayouts/CardNumbers.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Sensors.h"
+#include "siblings/include/Services.h"
 
 namespace obs {
 
@@ -49,7 +50,7 @@ void putRange(char* out, double range, unsigned digits) {
     const auto width = static_cast<int>(digits);
     const double most = static_cast<double>(kIntegerPowers[width] - 1);
     if (std::isnan(range)) {
-        std::memset(out, '*', digits + 1);
+        putAsterisks(out, digits + 1);
     } else if (range < kLeast) {
         std::memset(out, '0', digits + 1);
     } else if (range > most) {
@@ -87,6 +88,13 @@ SignificantDigits significantDigitsOfText(double size, int digits) {
 
 }  // namespace
 
+std::atomic<std::uint32_t> gAsteriskFields{0};
+
+void putAsterisks(char* out, unsigned width) {
+    std::memset(out, '*', width);
+    noteAsterisks(out);
+}
+
 SignificantDigits significantDigits(double value, int digits) {
     constexpr int kLeastExponent = -2, kMostExponent = 11;
     constexpr double kLeast = 1e-3;
@@ -115,7 +123,7 @@ std::int64_t roundedUnits(double value, int decimals, std::int64_t limit) {
 
 void putDigits(char* out, unsigned width, std::int64_t number) {
     if (number < 0 || number >= kIntegerPowers[width]) {
-        std::memset(out, '*', width);
+        putAsterisks(out, width);
         return;
     }
     auto rest = static_cast<std::uint32_t>(number);
@@ -128,7 +136,10 @@ void putDigits(char* out, unsigned width, std::int64_t number) {
 }
 
 char oneDigit(std::int32_t number) {
-    return number >= 0 && number <= 9 ? static_cast<char>('0' + number) : '*';
+    if (number >= 0 && number <= 9) return static_cast<char>('0' + number);
+    char asterisk = 0;
+    putAsterisks(&asterisk, 1);
+    return asterisk;
 }
 
 char GetClassChar(char secClass) {
@@ -162,6 +173,11 @@ void GetAzimuthStr(char out[7], double degrees) {
     constexpr unsigned kWidth = 7;
     const double azimuth = degrees < 0 ? degrees + 360.0 : degrees;
     putDigits(out, kWidth, azimuth < 0 ? -1 : roundedUnits(azimuth, 4, kIntegerPowers[kWidth]));
+}
+
+void GetRightAscensionStr(char out[7], double degrees) {
+    family::degtohhmmsss_str(degrees, out);
+    noteAsterisks(out);
 }
 
 void GetOverpunchStr(double value, int nInt, int nDec, char* out) {
@@ -200,7 +216,7 @@ void putFixed(char* out, unsigned width, int decimals, double value) {
     const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, decimals).ptr;
     const auto length = static_cast<std::size_t>(end - text);
     if (length > width || !std::isfinite(value)) {
-        std::memset(out, '*', width);
+        putAsterisks(out, width);
         return;
     }
     std::memset(out, ' ', width);

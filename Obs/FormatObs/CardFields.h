@@ -3,6 +3,7 @@
 /// that does not fit its columns fills them with asterisks, which every reader refuses.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -24,6 +25,17 @@ public:
 private:
     char* text_;
 };
+
+/// Counts the fields of asterisks that any thread writes: a card that is written meanwhile has none while it stays the
+/// same, and need not be looked through.
+extern std::atomic<std::uint32_t> gAsteriskFields;
+
+void putAsterisks(char* out, unsigned width);
+
+/// For a field that another library has filled: asterisks begin in its first column.
+inline void noteAsterisks(const char* field) {
+    if (*field == '*') gAsteriskFields.fetch_add(1, std::memory_order_relaxed);
+}
 
 /// |value| x 10^decimals to the nearest integer; -1 when it is not below `limit` (or not a number). Limits up to 10^12.
 std::int64_t roundedUnits(double value, int decimals, std::int64_t limit);
@@ -51,6 +63,9 @@ char GetTypeChar(std::int32_t type);
 
 /// An azimuth in 7 columns, units of 10^-4 degrees without a point; a negative one has 360 added.
 void GetAzimuthStr(char out[7], double degrees);
+
+/// A right ascension in 7 columns, HHMMSSs.
+void GetRightAscensionStr(char out[7], double degrees);
 
 /// A field whose sign stands in its first column (nInt integer digits, nDec decimals, as wide as both):
 /// "J" to "R" for -1 to -9, "-" before fewer digits, "0" before fewer digits of a positive number.

@@ -2,6 +2,7 @@
 #include "Obs/FormatObs/SaveFile.h"
 
 #include <array>
+#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -30,9 +31,7 @@ public:
     }
     /// Ends the line that was written into the room, without its trailing blanks.
     void take(std::size_t length) {
-        const char* line = buffer_.get() + used_;
-        while (length > 0 && line[length - 1] == ' ') --length;
-        used_ += length;
+        used_ += withoutBlanks(buffer_.get() + used_, length);
         buffer_[used_++] = '\n';
     }
     void put(std::string_view line) {
@@ -46,6 +45,15 @@ public:
 
 private:
     static constexpr std::size_t kBlockSize = 256 * 1024;
+
+    /// A card is mostly blank at its end, so eight at a time first.
+    static std::size_t withoutBlanks(const char* line, std::size_t length) {
+        constexpr std::string_view kBlanks = "        ";
+        while (length >= kBlanks.size() && std::memcmp(line + length - kBlanks.size(), kBlanks.data(), kBlanks.size()) == 0)
+            length -= kBlanks.size();
+        while (length > 0 && line[length - 1] == ' ') --length;
+        return length;
+    }
 
     family::Unit unit_;
     std::unique_ptr<char[]> buffer_;
@@ -77,13 +85,23 @@ private:
     std::size_t next_ = 0;
 };
 
+/// Whether a card that is written meanwhile may have asterisks.
+class AsteriskWatch {
+public:
+    bool seen() const { return gAsteriskFields.load(std::memory_order_relaxed) != before_; }
+
+private:
+    const std::uint32_t before_ = gAsteriskFields.load(std::memory_order_relaxed);
+};
+
 /// Has `writeOne(record, vectors)`, which gives the losses, called for all observations, or a group's, by ascending key.
 template <class WriteOne>
 void forEachRecord(std::optional<std::int32_t> gid, bool withParts, SaveTally& tally, WriteOne writeOne) {
     ObsRecord rec;
     Ahead ahead([&](SlotNumber slot) {
-        gStore.pools.read(slot, rec, withParts);
-        tally.take(writeOne(rec, gStore.pools.nonzeroVectors(slot)), gStore.pools.node(slot).key);
+        const VectorSet vectors = gStore.pools.read(slot, rec, withParts);
+        if (const LossSet losses = writeOne(rec, vectors)) tally.takeLosses(losses, gStore.pools.node(slot).key);
+        else tally.takeWritten();
     });
     walkNodes(gid, [&](SlotNumber slot) { ahead(slot); });
     ahead.finish();
@@ -93,8 +111,10 @@ void writeB3Lines(LineWriter& out, std::optional<std::int32_t> gid, SaveTally& t
     forEachRecord(gid, false, tally, [&](const ObsRecord& rec, VectorSet vectors) {
         // NOTE: a position-and-velocity card is longer than the others and written whole, so that it loads again.
         char* const card = out.room(CardWriter::kCapacity);
+        const AsteriskWatch asterisks;
         const std::size_t length = CreateB3Obs(rec, card);
-        const LossSet losses = lossesOfB3(rec, vectors, {card, length});
+        const LossSet losses =
+            isUsualOnB3(rec, vectors, asterisks.seen()) ? 0 : lossesOfUnusualB3(rec, vectors, {card, length});
         out.take(length);
         return losses;
     });
@@ -104,8 +124,12 @@ void writeTtyLines(LineWriter& out, std::optional<std::int32_t> gid, SaveTally& 
     char card2[CardWriter::kCapacity];
     forEachRecord(gid, false, tally, [&](const ObsRecord& rec, VectorSet vectors) {
         char* const card1 = out.room(CardWriter::kCapacity);
+        const AsteriskWatch asterisks;
         CreateTTYObs(rec, card1, card2);
-        const LossSet losses = lossesOfTty(rec, vectors, {card1, tty::kCardColumns}, {card2, tty::kCardColumns});
+        const LossSet losses =
+            isUsualOnTty(rec, vectors, asterisks.seen())
+                ? 0
+                : lossesOfUnusualTty(rec, vectors, {card1, tty::kCardColumns}, {card2, tty::kCardColumns});
         out.take(tty::kCardColumns);
         if (!tty::kTimeOnCard1WrittenTypes.has(rec.obsType)) out.put({card2, tty::kCardColumns});
         return losses;
@@ -121,7 +145,7 @@ void writeCsvLines(LineWriter& out, std::optional<std::int32_t> gid, SaveTally& 
             family::tracelogerror(refusal->message());
             return lossIf(true, rec.obsType == kTypePositionVelocity ? SaveLoss::csvType7 : SaveLoss::csvValue);
         }
-        const LossSet losses = lossesOfCsv(rec, vectors, {line, length});
+        const LossSet losses = isUsualInCsv(rec, vectors) ? 0 : lossesOfUnusualCsv(rec, vectors, {line, length});
         out.take(length);
         return losses;
     });

@@ -81,8 +81,6 @@ LossSet lossesOfAsterisks(std::string_view text, char firstOfTime) {
     return firstOfTime == '*' ? lossIf(true, SaveLoss::time) : lossIf(true, SaveLoss::number);
 }
 
-constexpr std::int32_t kMostOfThreeDigits = 999;
-
 /// The vectors that a card of a type has columns for.
 using VectorsOfTypes = std::array<std::uint8_t, 20>;
 constexpr VectorsOfTypes vectorsOfTypes(std::initializer_list<std::pair<ObsTypeSet, VectorSet>> columns) {
@@ -106,25 +104,19 @@ LossSet lossesOfVectors(VectorSet vectors, const VectorsOfTypes& places, std::in
 
 /// NOTE: the exponent of a TTY component is a character of which the reader takes digits alone, see the writer.
 LossSet lossesOfTtyVectors(const ObsRecord& rec) {
-    constexpr double kLeast = 0.1, kMost = 999'999;  // km, km/s; what lies within needs no look at its digits
     constexpr int kMostExponent = 6;
     LossSet losses = 0;
     for (const tty::Vector& vector : tty::kVectorsOnCard2) {
         if (!vector.carriedBy.has(rec.obsType)) continue;
         for (std::size_t i = 0; i < 3; ++i) {
-            const double value = (rec.*vector.value)[i], size = std::fabs(value);
-            if (size == 0 || (size >= kLeast && size <= kMost) || !std::isfinite(value)) continue;
+            const double value = (rec.*vector.value)[i];
+            if (isUsualComponent(value) || !std::isfinite(value)) continue;
             const auto digits = static_cast<int>(vector.columns[i].width()) - 2;
             const int exponent = significantDigits(value, digits).exponent;
             losses |= lossIf(exponent < 0, SaveLoss::exponent) | lossIf(exponent > kMostExponent, SaveLoss::number);
         }
     }
     return losses;
-}
-
-/// The times that every form can hold need no second look: 1950 to 2056.
-bool isUsualTime(double timeDs50) {
-    return timeDs50 >= 1 && timeDs50 < 39'000;
 }
 
 /// What a line whose time is unusual says to its reader.
@@ -147,7 +139,7 @@ const char* reasonOf(SaveLoss loss) {
     return kRows[static_cast<unsigned>(loss)].reason;
 }
 
-LossSet lossesOfB3(const ObsRecord& rec, VectorSet vectors, std::string_view card) {
+LossSet lossesOfUnusualB3(const ObsRecord& rec, VectorSet vectors, std::string_view card) {
     const bool isPositionVelocity = rec.obsType == kTypeEciPositionVelocity;  // whose card has one satellite number
     const bool hasCard = b3::kWrittenTypes.has(rec.obsType) || isPositionVelocity || rec.obsType == kTypeEciPosition;
     const std::int32_t others = isPositionVelocity ? 0 : rec.altSatNum1 | rec.altSatNum2;
@@ -158,7 +150,7 @@ LossSet lossesOfB3(const ObsRecord& rec, VectorSet vectors, std::string_view car
                 lossesOfVectors(vectors, kOnB3, rec.obsType));
 }
 
-LossSet lossesOfTty(const ObsRecord& rec, VectorSet vectors, std::string_view card1, std::string_view card2) {
+LossSet lossesOfUnusualTty(const ObsRecord& rec, VectorSet vectors, std::string_view card1, std::string_view card2) {
     const bool hasValues = tty::kCard1Types.has(rec.obsType) || rec.obsType == kTypeAllRates ||
                            rec.obsType == kTypePositionVelocity || kSensorPositionTypes.has(rec.obsType);
     const bool isOnCard1 = tty::kTimeOnCard1WrittenTypes.has(rec.obsType);
@@ -174,7 +166,7 @@ LossSet lossesOfTty(const ObsRecord& rec, VectorSet vectors, std::string_view ca
     return told(losses);
 }
 
-LossSet lossesOfCsv(const ObsRecord& rec, VectorSet vectors, std::string_view line) {
+LossSet lossesOfUnusualCsv(const ObsRecord& rec, VectorSet vectors, std::string_view line) {
     return told(lossIf(!isClassification(rec.secClass), SaveLoss::classification) |
                 lossIf(!isUsualTime(rec.obsTime) && isTimeRefused(line), SaveLoss::time) |
                 lossIf((rec.satNum | rec.altSatNum1 | rec.altSatNum2) == 0, SaveLoss::noSatellite) |

@@ -3,10 +3,13 @@
 /// it comes back as something else. Rounding to the columns of a card is none of these.
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <string_view>
 
+#include "Obs/CardLayouts/B3.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {
@@ -51,11 +54,41 @@ private:
 };
 
 // Losses of an observation whose line or card 1 and 2 were written. When its line cannot be read again, that alone.
-LossSet lossesOfB3(const ObsRecord& rec, VectorSet vectors, std::string_view card);
-LossSet lossesOfTty(const ObsRecord& rec, VectorSet vectors, std::string_view card1, std::string_view card2);
-LossSet lossesOfCsv(const ObsRecord& rec, VectorSet vectors, std::string_view line);
+LossSet lossesOfUnusualB3(const ObsRecord& rec, VectorSet vectors, std::string_view card);
+LossSet lossesOfUnusualTty(const ObsRecord& rec, VectorSet vectors, std::string_view card1, std::string_view card2);
+LossSet lossesOfUnusualCsv(const ObsRecord& rec, VectorSet vectors, std::string_view line);
 LossSet lossesOfRf(const ObsRecord& rec, VectorSet vectors, std::string_view line, SitesReadBack& sites);
 /// @param anglesLost whether the record has angles that the file does not.
 LossSet lossesOfCrd(VectorSet vectors, bool anglesLost);
+
+inline constexpr std::int32_t kMostOfThreeDigits = 999;
+
+/// The times that every form can hold: 1950 to 2056.
+inline bool isUsualTime(double timeDs50) {
+    return timeDs50 >= 1 && timeDs50 < 39'000;
+}
+
+/// The components whose exponent a TTY card can hold, whatever their digits; km, km/s.
+inline bool isUsualComponent(double value) {
+    constexpr double kLeast = 0.1, kMost = 999'999;
+    return value == 0 || (std::fabs(value) >= kLeast && std::fabs(value) <= kMost);
+}
+
+// Most observations pass these few comparisons and need no closer look.
+inline bool isUsual(const ObsRecord& rec, VectorSet vectors) {
+    const VectorSet placed = kSensorPositionTypes.has(rec.obsType) ? VectorSet{kSenPosBit} : 0;
+    return (vectors & ~placed) == 0 && rec.satNum != 0 && rec.senNum <= kMostOfThreeDigits &&
+           b3::kWrittenTypes.has(rec.obsType);
+}
+inline bool isUsualOnB3(const ObsRecord& rec, VectorSet vectors, bool hasAsterisks) {
+    return isUsual(rec, vectors) && isClassification(rec.secClass) && !hasAsterisks;
+}
+inline bool isUsualOnTty(const ObsRecord& rec, VectorSet vectors, bool hasAsterisks) {
+    return isUsual(rec, vectors) && !hasAsterisks &&
+           (vectors == 0 || std::all_of(rec.senPos.begin(), rec.senPos.end(), isUsualComponent));
+}
+inline bool isUsualInCsv(const ObsRecord& rec, VectorSet vectors) {
+    return isUsual(rec, vectors) && isClassification(rec.secClass) && isUsualTime(rec.obsTime) && !rec.rfData;
+}
 
 }  // namespace obs

@@ -25,6 +25,7 @@ SaveTally::SaveTally() : reporter_(gReporter) {
 }
 
 void SaveTally::takeLosses(LossSet losses, std::int64_t key) {
+    if (losses == 0) return takeWritten();
     std::array<bool, kSaveLossKinds> hasKind{};
     forEachLoss(losses, [&](SaveLoss loss) { hasKind[static_cast<std::size_t>(kindOf(loss)) - 1] = true; });
     for (std::size_t i = 0; i < hasKind.size(); ++i) counts_.ofKind[i] += hasKind[i];

@@ -31,10 +31,8 @@ class SaveTally {
 public:
     SaveTally();
 
-    void take(LossSet losses, std::int64_t key) {
-        if (losses == 0) ++counts_.written;
-        else takeLosses(losses, key);
-    }
+    void takeWritten() { ++counts_.written; }
+    void takeLosses(LossSet losses, std::int64_t key);
     const SaveCounts& counts() const { return counts_; }
 
     /// Keeps the counts for `latestSaveCounts` and tells, by ascending key; to be called when the store is free and the
@@ -46,8 +44,6 @@ private:
         std::int64_t key;
         LossSet losses;
     };
-
-    void takeLosses(LossSet losses, std::int64_t key);
 
     const SaveReporter reporter_;
     SaveCounts counts_;

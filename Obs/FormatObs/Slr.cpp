@@ -323,16 +323,16 @@ std::vector<SlrRange> collect(std::optional<std::int32_t> gid, SaveTally& tally)
     {
         const StandstillGuard guard;
         walkNodes(gid, [&](SlotNumber slot) {
-            gStore.pools.read(slot, rec, false);
+            const VectorSet vectors = gStore.pools.read(slot, rec, false);
             const std::int64_t key = gStore.pools.node(slot).key;
-            if (const auto obstacle = obstacleTo(rec)) tally.take(lossIf(true, *obstacle), key);
-            else ranges.push_back(rangeOf(rec, gStore.pools.nonzeroVectors(slot), key));
+            if (const auto obstacle = obstacleTo(rec)) tally.takeLosses(lossIf(true, *obstacle), key);
+            else ranges.push_back(rangeOf(rec, vectors, key));
         });
     }
     std::erase_if(ranges, [&](SlrRange& range) {
         range.padNumber = padNumberOf(range.senNum);
         const bool hasStation = range.padNumber != 0;
-        tally.take(hasStation ? range.losses : lossIf(true, SaveLoss::crdStation), range.key);
+        tally.takeLosses(hasStation ? range.losses : lossIf(true, SaveLoss::crdStation), range.key);
         return !hasStation;
     });
     return ranges;

@@ -22,6 +22,7 @@ void putHead(const ObsRecord& rec, const CardWriter& card1) {
     // NOTE: the thousands of a sensor number are not dropped as on a B3 card: a number over 999 is asterisks.
     putDigits(card1.at(tty::kSenNum), tty::kSenNum.width(), rec.senNum);
     family::numtoalpha5(rec.satNum, card1.at(tty::kSatNum));
+    noteAsterisks(card1.at(tty::kSatNum));
 }
 
 /// The date text less its year and its point.
@@ -29,6 +30,7 @@ void putTime(double timeDs50, char* out) {
     constexpr std::size_t kYear = 2, kPoint = 11, kBehindPoint = 12, kMilliseconds = 3;
     char text[kBehindPoint + kMilliseconds];
     family::ds50todate15(timeDs50, text);
+    noteAsterisks(text);
     std::memcpy(out, text + kYear, kPoint - kYear);
     std::memcpy(out + (kPoint - kYear), text + kBehindPoint, kMilliseconds);
 }
@@ -53,7 +55,7 @@ void putRange(char* out, Columns columns, double range) {
     SignificantDigits mantissa{0, 0};
     int exponent = 0;
     if (std::isnan(range)) {
-        std::memset(out, '*', columns.width());
+        putAsterisks(out, columns.width());
         return;
     }
     if (range > static_cast<double>(most)) {
@@ -79,7 +81,7 @@ void putVectorComponent(char* out, Columns columns, double value) {
     const unsigned digits = columns.width() - 2;
     out[0] = signOf(value);
     if (!std::isfinite(value)) {
-        std::memset(out + 1, '*', digits + 1);
+        putAsterisks(out + 1, digits + 1);
         return;
     }
     const SignificantDigits number = significantDigits(value, static_cast<int>(digits));
@@ -96,7 +98,7 @@ void putSatPosComponent(char* out, Columns columns, double km) {
     const char* end = std::to_chars(text + 1, text + sizeof text, units).ptr;
     const char* start = negative ? text : text + 1;
     const auto length = static_cast<std::size_t>(end - start);
-    if (units < 0 || length > columns.width()) std::memset(out, '*', columns.width());
+    if (units < 0 || length > columns.width()) putAsterisks(out, columns.width());
     else std::memcpy(out + columns.width() - length, start, length);
 }
 
@@ -105,7 +107,7 @@ void putMeasurement(char* out, const tty::Measurement& field, double value) {
         case tty::Coding::kSigned: putSigned(out, field.columns, field.decimals, value); break;
         case tty::Coding::kAzimuth:
         case tty::Coding::kAzimuthOnCard2: GetAzimuthStr(out, value); break;
-        case tty::Coding::kRightAscension: family::degtohhmmsss_str(value, out); break;
+        case tty::Coding::kRightAscension: GetRightAscensionStr(out, value); break;
         case tty::Coding::kRange: putRange(out, field.columns, value); break;
     }
 }

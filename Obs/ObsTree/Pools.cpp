@@ -213,7 +213,7 @@ void Pools::readVectors(const StoredRecord& stored, ObsRecord& rec) const {
             std::memcpy(vectors[kind - 1]->data(), triples_[at++].v, sizeof(Triple));
 }
 
-void Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
+unsigned Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
     const StoredRecord& stored = records_[slot];
     rec.secClass = stored.secClass;
     rec.equinoxInd = stored.equinoxInd;
@@ -233,7 +233,11 @@ void Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
     rec.elRate = rec.azRate = rec.rangeAccel = 0;
     rec.senPos = rec.senVel = rec.satPos = rec.satVel = {};
     if (stored.vectorMask != 0) readVectors(stored, rec);
-    if (!withParts) return;
+    if (withParts) readParts(stored, rec);
+    return stored.vectorMask >> 1u;
+}
+
+void Pools::readParts(const StoredRecord& stored, ObsRecord& rec) {
     if (stored.defaultCsv != 0) return setDefaultCsv(rec);
     if (stored.parts == nullptr) return freeobsrecord(rec);
     rec.extraValues = stored.parts->extraValues;

@@ -112,9 +112,6 @@ public:
     StoredRecord& record(SlotNumber slot) { return records_[slot]; }
     const StoredRecord& record(SlotNumber slot) const { return records_[slot]; }
 
-    /// Which of a record's senPos, senVel, satPos and satVel are not all zero: a bit for each, the lowest first.
-    unsigned nonzeroVectors(SlotNumber slot) const { return records_[slot].vectorMask >> 1u; }
-
     /// Asks for a record's memory ahead of its use.
     void prefetchRecord(SlotNumber slot) const {
         const char* record = reinterpret_cast<const char*>(&records_[slot]);
@@ -143,8 +140,9 @@ public:
     void writeReserved(SlotNumber slot, ObsRecord& rec, Reservation& reserved);
     /// Replaces a slot's record; on std::bad_alloc the old one stays.
     void rewrite(SlotNumber slot, const ObsRecord& rec);
-    /// Reads a record; `withParts` false leaves the optional parts as they are in `rec`.
-    void read(SlotNumber slot, ObsRecord& rec, bool withParts = true) const;
+    /// Reads a record; `withParts` false leaves the optional parts as they are in `rec`. Gives which of senPos, senVel,
+    /// satPos and satVel are not all zero: a bit for each, the lowest first.
+    unsigned read(SlotNumber slot, ObsRecord& rec, bool withParts = true) const;
 
     /// Opens a reservation: until it is closed `clear` keeps the arrays.
     void open() { ++openReservations_; }
@@ -171,6 +169,7 @@ private:
     std::uint32_t acquireTriples(unsigned count, Reservation* reserved);
     void writeFields(SlotNumber slot, const ObsFields& rec, std::unique_ptr<OptionalParts> parts, Reservation* reserved);
     void readVectors(const StoredRecord& stored, ObsRecord& rec) const;
+    static void readParts(const StoredRecord& stored, ObsRecord& rec);
     void releaseRecord(StoredRecord& stored);
     void releaseTriples(std::uint32_t first, unsigned count);
     void freeSlot(SlotNumber slot);
