@@ -14,6 +14,10 @@ module obs_interface
     integer(c_int32_t), parameter :: OBS_VERSION_PATCH = 0
     integer(c_int32_t), parameter :: OBS_LINE_BAD = 2
     integer(c_int32_t), parameter :: OBS_LINE_DUPLICATE = 3
+    integer(c_int32_t), parameter :: OBS_LINE_ZEROED = 4
+    integer(c_int32_t), parameter :: OBS_LINE_PASSED_OVER = 5
+    integer(c_int32_t), parameter :: OBS_LINE_KEYWORD = 6
+    integer(c_int32_t), parameter :: OBS_LINE_NOTE = 7
     integer(c_int32_t), parameter :: OBS_SLR_TROPOSPHERE = 1
     integer(c_int32_t), parameter :: OBS_SLR_CENTRE_OF_MASS = 2
     integer(c_int32_t), parameter :: OBS_CRITERIA = 10
@@ -24,6 +28,41 @@ module obs_interface
     integer(c_int32_t), parameter :: OBS_SAVE_POSITION = 5
     integer(c_int32_t), parameter :: OBS_SAVE_SITE = 6
     integer(c_int32_t), parameter :: OBS_SAVE_EXPONENT = 7
+
+    type, bind(c) :: ObsLoadOptions
+        integer(c_int32_t) :: size
+        integer(c_int32_t) :: ttyYear
+        integer(c_int32_t) :: settingsLines
+        integer(c_int32_t) :: includes
+        integer(c_int64_t) :: mostLines
+        integer(c_int64_t) :: mostBadTold
+        integer(c_int64_t) :: mostIncludes
+    end type
+
+    type, bind(c) :: ObsLoadLines
+        integer(c_int32_t) :: size
+        integer(c_int64_t) :: lines
+        integer(c_int64_t) :: observations
+        integer(c_int64_t) :: comments
+        integer(c_int64_t) :: keywords
+        integer(c_int64_t) :: laser
+        integer(c_int64_t) :: passedOver
+        integer(c_int64_t) :: zeroed
+        integer(c_int64_t) :: includesLeftOut
+    end type
+
+    type, bind(c) :: ObsReadState
+        integer(c_int32_t) :: size
+        integer(c_int32_t) :: ttyYear
+        integer(c_int32_t) :: rotateToDate
+        integer(c_int32_t) :: troposphere
+        integer(c_int32_t) :: centreOfMass
+        integer(c_int32_t) :: addressKeys
+        integer(c_int32_t) :: laserSection
+        integer(c_int32_t) :: isLast
+        integer(c_int64_t) :: lines
+        integer(c_int64_t) :: offset
+    end type
 
     interface
         function ObsInit() bind(c, name="ObsInit") result(outcome)
@@ -95,6 +134,14 @@ module obs_interface
             integer(c_int32_t), value :: gid
             integer(c_int32_t) :: outcome
         end function ObsLoadFileGID
+
+        function ObsLoadFileWith(fileName, gid, options) bind(c, name="ObsLoadFileWith") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: fileName(512)
+            integer(c_int32_t), value :: gid
+            type(ObsLoadOptions), intent(in) :: options
+            integer(c_int32_t) :: outcome
+        end function ObsLoadFileWith
 
         function ObsLoadSlrFile(fileName) bind(c, name="ObsLoadSlrFile") result(outcome)
             import
@@ -240,6 +287,12 @@ module obs_interface
             integer(c_int32_t) :: outcome
         end function ObsGetLoadCounts
 
+        function ObsGetLoadLines(lines) bind(c, name="ObsGetLoadLines") result(outcome)
+            import
+            type(ObsLoadLines), intent(inout) :: lines
+            integer(c_int32_t) :: outcome
+        end function ObsGetLoadLines
+
         subroutine ObsSetLoadCallback(report, user) bind(c, name="ObsSetLoadCallback")
             import
             type(c_funptr), value :: report
@@ -296,6 +349,26 @@ module obs_interface
             real(c_double), intent(out) :: obsArr(64)
             integer(c_int32_t) :: outcome
         end function ObsParse
+
+        function ObsReadLines(bytes, length, state, observation, report, user) bind(c, name="ObsReadLines") &
+            result(outcome)
+            import
+            character(kind=c_char), intent(in) :: bytes(*)
+            integer(c_int64_t), value :: length
+            type(ObsReadState), intent(inout) :: state
+            type(c_funptr), value :: observation
+            type(c_funptr), value :: report
+            type(c_ptr), value :: user
+            integer(c_int32_t) :: outcome
+        end function ObsReadLines
+
+        function ObsNextCut(bytes, length, from) bind(c, name="ObsNextCut") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: bytes(*)
+            integer(c_int64_t), value :: length
+            integer(c_int64_t), value :: from
+            integer(c_int64_t) :: outcome
+        end function ObsNextCut
 
         function ObsGetB3Card(obsKey, b3Card) bind(c, name="ObsGetB3Card") result(outcome)
             import
@@ -652,6 +725,27 @@ module obs_interface
             character(kind=c_char), intent(in) :: criteria(512)
             integer(c_int32_t) :: outcome
         end function ObsSetSelObs
+
+        subroutine ObsGetSelectedByText(criteria, order, count, keys) bind(c, name="ObsGetSelectedByText")
+            import
+            character(kind=c_char), intent(in) :: criteria(512)
+            integer(c_int32_t), value :: order
+            integer(c_int32_t), intent(out) :: count
+            integer(c_int64_t), intent(inout) :: keys(*)
+        end subroutine ObsGetSelectedByText
+
+        function ObsGetTermCounts(criteria, room, selected, terms, firstColumns, lastColumns, drops) bind(c, &
+            name="ObsGetTermCounts") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: criteria(512)
+            integer(c_int32_t), value :: room
+            integer(c_int32_t), intent(out) :: selected
+            integer(c_int32_t), intent(out) :: terms
+            integer(c_int32_t), intent(inout) :: firstColumns(*)
+            integer(c_int32_t), intent(inout) :: lastColumns(*)
+            integer(c_int32_t), intent(inout) :: drops(*)
+            integer(c_int32_t) :: outcome
+        end function ObsGetTermCounts
 
         function ObsGetSelectionCounts(criteria, selected, dropped) bind(c, name="ObsGetSelectionCounts") &
             result(outcome)

@@ -21,7 +21,9 @@ module obs_interface
 KINDS = {"int32_t": "integer(c_int32_t)", "int64_t": "integer(c_int64_t)", "double": "real(c_double)",
          "char": "character(kind=c_char)"}
 # A pointer to numbers that are not constant is one of them, or an array when it has one of these names.
-ARRAYS = {"keys", "obsArrs", "values"}
+ARRAYS = {"keys", "obsArrs", "values", "firstColumns", "lastColumns", "drops"}
+# A constant text is one of 512 characters, unless it has one of these names.
+TEXTS_OF_ANY_LENGTH = {"bytes"}
 
 
 def declared(argument):
@@ -34,13 +36,18 @@ def declared(argument):
     if not (pointer or size):
         return f"{KINDS[base]}, value :: {argument.name}"
     if base == "char" and pointer and constant:
-        shape = "(512)"
+        shape = "(*)" if argument.name in TEXTS_OF_ANY_LENGTH else "(512)"
     elif size:
         shape = size.replace("[", "(").replace("]", ")").replace("()", "(*)")
     else:
-        shape = "(*)" if constant or argument.name in ARRAYS else ""
-    intent = "in" if constant else "inout" if shape == "(*)" else "out"
+        shape = "(*)" if (constant and not base.startswith("Obs")) or argument.name in ARRAYS else ""
+    intent = "in" if constant else "inout" if shape == "(*)" or base.startswith("Obs") else "out"
     return f"{KINDS[base]}, intent({intent}) :: {argument.name}{shape}"
+
+
+def structure(name, fields):
+    lines = [f"{KINDS[kind]} :: {field}" for kind, field in fields]
+    return "\n        ".join([f"    type, bind(c) :: {name}", *lines]) + "\n    end type\n"
 
 
 def interface(function):
@@ -57,9 +64,12 @@ def interface(function):
 
 def module():
     headers = [read(path) for path in (OBS_HEADER, FAMILY_HEADER)]
+    structures = {name: fields for header in headers for name, fields in header.structures().items()}
+    types = "\n" + "\n".join(structure(*one) for one in structures.items())
+    KINDS.update({name: f"type({name})" for name in structures})
     constants = re.findall(r"#define (\w+) (\d+)", "\n".join(text for header in headers for text in header.constants()))
     parameters = "".join(f"    integer(c_int32_t), parameter :: {name} = {value}\n" for name, value in constants)
     interfaces = [interface(function) for header in headers for function in header.functions()]
-    return HEAD + parameters + "\n    interface\n" \
+    return HEAD + parameters + types + "\n    interface\n" \
         + "\n\n".join(textwrap.indent(text, " " * 8) for text in interfaces) \
         + "\n    end interface\nend module obs_interface\n"

@@ -13,7 +13,8 @@ FAMILY_HEADER = TOP / "siblings/include/ObsFamily.h"
 PIECES = re.compile(r"""
     /\*\ -+\ (?P<group>[^-*\n].*?)\ -+\ \*/            # a line that opens a group
   | /\*\*(?P<comment>.*?)\*/\s*                        # a comment and what it is about
-    (?:^OBS_(?:FAMILY_)?API\s(?P<declaration>.*?);|(?P<constants>(?:\#define[^\n]*\n)+))?
+    (?:^OBS_(?:FAMILY_)?API\s(?P<declaration>.*?);|(?P<constants>(?:\#define[^\n]*\n)+)
+      |(?P<structure>typedef\sstruct\s\w+\s\{.*?^\}\s\w+;))?
   | ^OBS_(?:FAMILY_)?API\s(?P<uncommented>.*?);""", re.S | re.M | re.X)
 
 
@@ -37,7 +38,7 @@ class Function:
 @dataclass
 class Group:
     title: str
-    members: list = field(default_factory=list)  # functions, and constants as (comment, definitions)
+    members: list = field(default_factory=list)  # functions, and constants and structures as (comment, definitions)
 
 
 @dataclass
@@ -47,6 +48,14 @@ class Header:
 
     def functions(self):
         return [member for group in self.groups for member in group.members if isinstance(member, Function)]
+
+    def structures(self):
+        """Name to its fields as (type, name)."""
+        made = {}
+        for text in self.constants():
+            for name, fields in re.findall(r"typedef struct (\w+) \{(.*?)^\}", text, re.S | re.M):
+                made[name] = re.findall(r"^ *(\w+) (\w+);", fields, re.M)
+        return made
 
     def constants(self):
         return [member[1] for group in self.groups for member in group.members if isinstance(member, tuple)]
@@ -88,7 +97,7 @@ def function(declaration, comment):
     made.purpose, *tagged = re.split(r"@(?=param|return)", text)
     names = []
     for tag in tagged:
-        kind, direction, rest = re.match(r"(param|return)(\[\w+\])?\s*(.*)", tag, re.S).groups()
+        kind, direction, rest = re.match(r"(param|return)(\[[\w,]+\])?\s*(.*)", tag, re.S).groups()
         if kind == "return":
             made.returns = re.sub(r"\n +", "\n", rest.strip())
             continue
@@ -111,8 +120,8 @@ def read(path):
             groups.append(Group(piece["group"].strip()))
         elif piece["declaration"]:
             groups[-1].members.append(function(piece["declaration"], piece["comment"]))
-        elif piece["constants"]:
-            groups[-1].members.append((comment_text(piece["comment"]), piece["constants"].strip()))
+        elif definitions := piece["constants"] or piece["structure"]:
+            groups[-1].members.append((comment_text(piece["comment"]), definitions.strip()))
         elif piece["uncommented"]:
             sys.exit(f"{path.name}: no comment stands before {piece['uncommented']}")
         elif not opening:

@@ -45,7 +45,7 @@ def function_lines(function):
     if function.parameters:
         yield "| argument | meaning |\n|---|---|"
         for names, direction, meaning in function.parameters:
-            named = ", ".join(f"`{name}`" for name in names) + (" (out)" if direction == "out" else "")
+            named = ", ".join(f"`{name}`" for name in names) + (f" ({direction})" if "out" in direction else "")
             yield f"| {named} | {cell(meaning)} |"
         yield ""
     if function.returns:
@@ -68,7 +68,7 @@ def page():
                 if isinstance(member, Function):
                     lines += function_lines(member)
                 else:
-                    names = ", ".join(re.findall(r"#define (\w+)", member[1]))
+                    names = ", ".join(re.findall(r"(?:#define|typedef struct) (\w+)", member[1]))
                     lines.append(f"### {names}\n\n```c\n{member[1]}\n```\n\n{member[0]}\n")
     return "\n".join([INTRODUCTION, "| group | functions |\n|---|---|", *index, "", *lines]).rstrip() + "\n"
 

@@ -60,7 +60,7 @@ void Protocol::waitForUpdate() {
 }
 
 void Protocol::beginUpdate() {
-    beginStandstill(false);
+    beginStandstill();
     isupdating_.store(1);
     std::chrono::microseconds pause{20};
     for (int spin = 0; numreads() > 0; ++spin) {
@@ -78,13 +78,17 @@ void Protocol::endUpdate() {
     obs_updatenote_.unlock();
 }
 
-void Protocol::beginStandstill(bool changing) {
+void Protocol::beginStandstill() {
     obs_updatenote_.lock();
     if (isupdating_.load() == kLost) {
         obs_updatenote_.unlock();
         throw StoreLost();
     }
-    if (changing) setChanging();
+}
+
+void Protocol::beginUnseenUpdate() {
+    beginStandstill();
+    setChanging();
 }
 
 void Protocol::endStandstill() {

@@ -45,8 +45,9 @@ public:
     void beginUpdate();
     void endUpdate();
 
-    /// Keep other updaters out while readers go on; `changing`: and what only updaters look at is changed.
-    void beginStandstill(bool changing);
+    /// Updaters wait, readers go on: for saves, and for changes that no reader can see.
+    void beginStandstill();
+    void beginUnseenUpdate();
     void endStandstill();
 
     /// Readers counted in, those about to back out included.
@@ -80,38 +81,18 @@ extern Protocol gProtocol;
 inline void obsbeginread() { gProtocol.beginRead(); }
 inline void obsendread() { gProtocol.endRead(); }
 
-class ReadGuard {
+/// Inside while one of these lives.
+template <void (Protocol::*begin)(), void (Protocol::*end)()>
+class ProtocolGuard {
 public:
-    ReadGuard() { gProtocol.beginRead(); }
-    ~ReadGuard() { gProtocol.endRead(); }
-    ReadGuard(const ReadGuard&) = delete;
-    ReadGuard& operator=(const ReadGuard&) = delete;
+    ProtocolGuard() { (gProtocol.*begin)(); }
+    ~ProtocolGuard() { (gProtocol.*end)(); }
+    ProtocolGuard(const ProtocolGuard&) = delete;
+    ProtocolGuard& operator=(const ProtocolGuard&) = delete;
 };
-
-class UpdateGuard {
-public:
-    UpdateGuard() { gProtocol.beginUpdate(); }
-    ~UpdateGuard() { gProtocol.endUpdate(); }
-    UpdateGuard(const UpdateGuard&) = delete;
-    UpdateGuard& operator=(const UpdateGuard&) = delete;
-};
-
-/// For saves: updaters wait, readers go on.
-class StandstillGuard {
-public:
-    StandstillGuard() { gProtocol.beginStandstill(false); }
-    ~StandstillGuard() { gProtocol.endStandstill(); }
-    StandstillGuard(const StandstillGuard&) = delete;
-    StandstillGuard& operator=(const StandstillGuard&) = delete;
-};
-
-/// For changes that no reader can see: updaters wait, readers go on.
-class UnseenUpdateGuard {
-public:
-    UnseenUpdateGuard() { gProtocol.beginStandstill(true); }
-    ~UnseenUpdateGuard() { gProtocol.endStandstill(); }
-    UnseenUpdateGuard(const UnseenUpdateGuard&) = delete;
-    UnseenUpdateGuard& operator=(const UnseenUpdateGuard&) = delete;
-};
+using ReadGuard = ProtocolGuard<&Protocol::beginRead, &Protocol::endRead>;
+using UpdateGuard = ProtocolGuard<&Protocol::beginUpdate, &Protocol::endUpdate>;
+using StandstillGuard = ProtocolGuard<&Protocol::beginStandstill, &Protocol::endStandstill>;
+using UnseenUpdateGuard = ProtocolGuard<&Protocol::beginUnseenUpdate, &Protocol::endStandstill>;
 
 }  // namespace obs

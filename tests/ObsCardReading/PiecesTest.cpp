@@ -260,4 +260,54 @@ TEST_F(Pieces, everyLineIsAccountedForOnce) {
     }
 }
 
+// In calls that end anywhere, and without a trace in the process.
+TEST_F(Pieces, programsReadLinesWithoutTheStore) {
+    const std::string pair = "))U   1421112345\n0011200000000123456 1234567 12345673 00123456 001234 001234 001234  $$\n";
+    const std::string text = "\xEF\xBB\xBF* x\n" + pair + "TTY_YEAR 2024\n" + pair + "TTY_YEAR x\nnothing\n" + kCsv +
+                             "OBSFIL a\nSLROBS\nH1 CRD 2\nH2 G 7839\nH3 l 7603901 1155 8820\nH4 0 2004 10 3 12 0 0\n" +
+                             "10 43201 0.25 std 2 2 0 0\nH8\nH9\nH1 CRD 2\nVM_DMA_OBS_ON\n" + kCsv.substr(0, kCsv.size() - 1);
+    struct Found {
+        std::string text;
+        static void take(const double array[64], std::int64_t line, std::int64_t offset, void* user) {
+            static_cast<Found*>(user)->text += "type " + std::to_string(static_cast<int>(array[11])) + " " +
+                                               std::to_string(line) + "@" + std::to_string(offset) + "|";
+        }
+        static void hear(std::int32_t kind, std::int64_t line, std::int64_t offset, const char* what, void* user) {
+            static_cast<Found*>(user)->text +=
+                std::to_string(kind) + " " + std::to_string(line) + "@" + std::to_string(offset) + " " + what + "|";
+        }
+    };
+    const auto at = [&text](int line) {
+        std::size_t offset = 3;  // behind the byte-order mark
+        for (int i = 1; i < line; ++i) offset = text.find('\n', offset) + 1;
+        return std::to_string(line) + "@" + std::to_string(offset);
+    };
+    const std::string expected =
+        "2 " + at(2) + " ReadTTY1stLine: Must set the year for TTY input file.|5 " + at(3) + " " +
+        pair.substr(17, pair.size() - 18) + "|6 " + at(4) + " TTY_YEAR 2024|type 4 " + at(5) + "|6 " + at(7) +
+        " TTY_YEAR x|7 " + at(7) + " ReadOnlyObs: No year in the line 'TTY_YEAR x'.|5 " + at(8) + " nothing|type 0 " + at(9) +
+        "|6 " + at(10) + " OBSFIL a|6 " + at(11) + " SLROBS|type 6 " + at(16) + "|2 " + at(19) +
+        " ReadObsRec: No SLROBS line introduces this header of laser ranges.|6 " + at(20) + " VM_DMA_OBS_ON|type 0 " +
+        at(21) + "|";
+    for (const std::size_t step : {text.size(), std::size_t{250}}) {
+        Found found;
+        ObsReadState state{};
+        state.size = sizeof state;
+        state.rotateToDate = 1;
+        for (std::size_t given = 0; given < text.size();) {
+            given = std::min(given + step, text.size());
+            state.isLast = given == text.size() ? 1 : 0;
+            const auto from = static_cast<std::size_t>(state.offset);
+            ASSERT_EQ(ObsReadLines(text.data() + from, static_cast<std::int64_t>(given - from), &state, Found::take,
+                                   Found::hear, &found), 0);
+        }
+        EXPECT_EQ(found.text, expected) << step;
+        EXPECT_EQ(std::tuple(state.ttyYear, state.addressKeys, state.laserSection), std::tuple(2024, 1, 0));
+        EXPECT_EQ(std::pair(state.lines, state.offset), std::pair(std::int64_t{21}, std::ssize(text)));
+    }
+    EXPECT_EQ(std::tuple(ObsGetCount(), ttyYear(), obskeymodeget()), std::tuple(0, 0, 0));
+    EXPECT_TRUE(log_.errors.empty() && log_.informations.empty());
+    EXPECT_EQ(ObsNextCut(text.data(), std::ssize(text), 10), text.find("TTY_YEAR")) << "not between two cards";
+}
+
 }  // namespace obs::test

@@ -358,8 +358,8 @@ TEST_F(StoreTest, aForkedChildGoesOnOrIsTold) {
         return result;
     };
     EXPECT_EQ(inChildOf([] { gProtocol.beginRead(); }, [] { gProtocol.endRead(); }), 0);
-    EXPECT_EQ(inChildOf([] { gProtocol.beginStandstill(false); }, [] { gProtocol.endStandstill(); }), 0);
-    EXPECT_EQ(inChildOf([] { gProtocol.beginStandstill(true); }, [] { gProtocol.endStandstill(); }), 2);
+    EXPECT_EQ(inChildOf([] { gProtocol.beginStandstill(); }, [] { gProtocol.endStandstill(); }), 0);
+    EXPECT_EQ(inChildOf([] { gProtocol.beginUnseenUpdate(); }, [] { gProtocol.endStandstill(); }), 2);
     EXPECT_EQ(inChildOf([] { gProtocol.beginUpdate(); }, [] { gProtocol.endUpdate(); }), 2);
     EXPECT_EQ(obsgetnumoftreenodes(), 1);
 }

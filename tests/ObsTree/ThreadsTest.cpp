@@ -247,3 +247,36 @@ TEST(Threads, readersNeverSeeATornObservation) {
     ObsLoadFile(folder.deck.c_str());
     EXPECT_EQ(ObsGetCount(), kObservations);
 }
+
+// Pieces of one text, each read by a thread of its own, beside a load.
+TEST(Threads, linesAreReadSideBySide) {
+    ObsRemoveAll();
+    std::string text;
+    for (int i = 0; i < kObservations; ++i) text += cardOf(i) + "\n";
+    const std::string deck = std::filesystem::temp_directory_path() / ("obs_lines_" + std::to_string(::getpid()));
+    std::ofstream(deck) << text;
+    std::vector<double> sums(4, 0.0);
+    std::vector<std::thread> threads;
+    std::int64_t from = 0;
+    for (double& sum : sums) {
+        const auto size = static_cast<std::int64_t>(text.size());
+        const std::int64_t aim = &sum == &sums.back() ? size : from + size / 4;
+        const std::int64_t to = ObsNextCut(text.data(), size, aim);
+        threads.emplace_back([&text, &sum, from, to] {
+            ObsReadState state{};
+            state.size = sizeof state;
+            state.offset = from;
+            ObsReadLines(
+                text.data() + from, to - from, &state,
+                [](const double array[64], std::int64_t, std::int64_t, void* user) { *static_cast<double*>(user) += array[14]; },
+                nullptr, &sum);
+        });
+        from = to;
+    }
+    ObsLoadFile(deck.c_str());
+    for (std::thread& thread : threads) thread.join();
+    std::filesystem::remove(deck);
+    EXPECT_EQ(sums[0] + sums[1] + sums[2] + sums[3], kObservations * (kObservations - 1) / 2);
+    EXPECT_EQ(ObsGetCount(), kObservations);
+    ObsRemoveAll();
+}

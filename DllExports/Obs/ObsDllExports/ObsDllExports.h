@@ -772,10 +772,10 @@ OBS_API void ObsGetSelectedByText(const char *criteria, int32_t order, int32_t *
  *  @param[out] firstColumns columns where the terms begin in the text, from 1; after a refusal the first element is
  *              where the fault begins.
  *  @param[out] lastColumns  columns where they end.
- *  @param[out] dropped  numbers of observations that do not meet the term, each counted by itself.
+ *  @param[out] drops    numbers of observations that do not meet the term, each term counted by itself.
  *  @return 0, or 2 for a text that is refused (logged; selected and terms are then 0). */
 OBS_API int32_t ObsGetTermCounts(const char *criteria, int32_t room, int32_t *selected, int32_t *terms,
-                                 int32_t *firstColumns, int32_t *lastColumns, int32_t *dropped);
+                                 int32_t *firstColumns, int32_t *lastColumns, int32_t *drops);
 
 /** Number of criteria that ObsGetSelectionCounts tells of. */
 #define OBS_CRITERIA 10

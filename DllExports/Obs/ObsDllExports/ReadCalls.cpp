@@ -2,9 +2,10 @@
 // Lines read without the store, of group "parsing" of the exported header.
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
+#include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsCardReading/Loading/Cut.h"
 #include "Obs/ObsCardReading/Loading/Pieces.h"
-#include "Obs/ObsTree/Store.h"
+#include "Obs/ObsTree/Keys.h"
 
 namespace {
 
@@ -15,9 +16,12 @@ using Report = void (*)(int32_t kind, int64_t lineNumber, int64_t offset, const 
 /// Hands everything on to a caller's functions.
 class CallingSink final : public obs::RecordSink {
 public:
-    CallingSink(Observation take, Report report, void* user) : take_(take), report_(report), user_(user) {}
+    CallingSink(Observation take, Report report, void* user, bool addressKeys)
+        : take_(take), report_(report), user_(user), addressKeys_(addressKeys) {}
 
     void observation(obs::ObsRecord& rec, std::string_view, LinePlace place) override {
+        if (!addressKeys_ && obs::getobskey(rec) == obs::kNoKey)
+            return tell(OBS_LINE_BAD, std::string(obs::kNoKeyReason), place);
         double obsArr[obs::kArrayLength];
         obs::obsrec2arr(rec, obsArr);
         take_(obsArr, place.number, place.offset, user_);
@@ -49,7 +53,7 @@ private:
     Observation take_;
     Report report_;
     void* user_;
-    bool addressKeys_ = false;
+    bool addressKeys_;
 };
 
 obs::ReadContext contextOf(const ObsReadState& state) {
@@ -79,11 +83,11 @@ int32_t ObsReadLines(const char* bytes, int64_t length, ObsReadState* state, Obs
             text = obs::withoutByteOrderMark(text);
             context.before.offset = length - static_cast<int64_t>(text.size());
         }
-        CallingSink sink(observation, report, user);
+        CallingSink sink(observation, report, user, state->addressKeys != 0);
         obs::readPiece(text, state->isLast != 0, context, sink);
         obs::endReading(context, sink);
         state->ttyYear = context.ttyYear;
-        state->addressKeys = state->addressKeys != 0 || sink.addressKeys() ? 1 : 0;
+        state->addressKeys = sink.addressKeys() ? 1 : 0;
         state->laserSection = context.section.isOpen() ? 1 : 0;
         state->lines = context.before.number;
         state->offset = context.before.offset;

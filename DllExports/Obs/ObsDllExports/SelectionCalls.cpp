@@ -83,11 +83,11 @@ void ObsGetSelectedByText(const char* criteria, int32_t order, int32_t* count, i
 }
 
 int32_t ObsGetTermCounts(const char* criteria, int32_t room, int32_t* selected, int32_t* terms, int32_t* firstColumns,
-                         int32_t* lastColumns, int32_t* dropped) {
+                         int32_t* lastColumns, int32_t* drops) {
     constexpr std::string_view kName = "ObsGetTermCounts";
     if (obs::refuseNull(kName, {criteria, selected, terms})) return kStatusRefused;
     *selected = *terms = 0;
-    if (obs::refuseCount(kName, room, {firstColumns, lastColumns, dropped})) return kStatusRefused;
+    if (obs::refuseCount(kName, room, {firstColumns, lastColumns, drops})) return kStatusRefused;
     return obs::guarded(kName, kStatusRefused, [&] {
         obs::SelectionText parsed;
         const auto put = [&](std::size_t i, obs::Columns columns) {
@@ -104,7 +104,7 @@ int32_t ObsGetTermCounts(const char* criteria, int32_t room, int32_t* selected, 
         *terms = static_cast<std::int32_t>(parsed.terms.size());
         for (std::size_t i = 0; i < parsed.terms.size(); ++i) put(i, parsed.terms[i]);
         std::copy_n(counts.dropped.begin(), std::min<std::size_t>(counts.dropped.size(), static_cast<std::size_t>(room)),
-                    dropped);
+                    drops);
         return kStatusOk;
     });
 }
