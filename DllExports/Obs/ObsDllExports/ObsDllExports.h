@@ -151,7 +151,7 @@ typedef struct ObsLoadOptions {
  *  @param[in] fileName 512 characters.
  *  @param[in] gid group of the observations; 0 none.
  *  @param[in] options null for the default.
- *  @return as ObsLoadFile; 2 also for options that are none, and when there are more lines than allowed. */
+ *  @return as ObsLoadFile; 2 also for options of another size or out of range, and for more lines than allowed. */
 OBS_API int32_t ObsLoadFileWith(const char *fileName, int32_t gid, const ObsLoadOptions *options);
 
 /** @defgroup ObsLoadSlrFile ObsLoadSlrFile
@@ -268,7 +268,7 @@ typedef struct ObsLoadLines {
     int64_t comments;        /* "*" in column 1, other lines with "#" there, and blank lines */
     int64_t keywords;
     int64_t laser;           /* of laser-ranging sessions and blocks, other than ranges */
-    int64_t passedOver;      /* nothing of these: not read at all */
+    int64_t passedOver;      /* none of these: not read at all */
     int64_t zeroed;          /* values, not lines, that were taken as 0 because they could not be read */
     int64_t includesLeftOut; /* files named by OBSFIL and SLROBS lines that could not or may not be read */
 } ObsLoadLines;
@@ -365,9 +365,9 @@ typedef struct ObsReadState {
 /** @defgroup ObsReadLines ObsReadLines
  *  Addition. Reads lines of text as a load would, without the store, the log and the settings of the process. Settings
  *  lines act on the state, in their order; SELOB, OBSFIL and SLROBS lines are reported, and files that they name are
- *  not read. Lines of class 14 (H1 CRD) are bad outside of a laser-ranging section. An unfinished last line, and a
- *  first TTY card without its second, are left for the next call unless `isLast` is set: the state's `offset` tells
- *  where that begins. A laser-ranging session or block must be given whole: it ends where the bytes end.
+ *  not read. A line H1 CRD outside of a laser-ranging section is bad. An unfinished last line, and a first TTY card
+ *  without its second, are left for the next call unless `isLast` is set: the state's `offset` tells where that begins.
+ *  A laser-ranging session or block must be given whole: it ends where the bytes end.
  *  Threads: any number of calls at once, each on a state of its own.
  *  @param[in] bytes,length the text; need not end with a NUL.
  *  @param[in,out] state as it is behind the lines read; unchanged on failure.
@@ -375,7 +375,7 @@ typedef struct ObsReadState {
  *             their session ends: the array form (see ObsDataToArray), valid during the call, number of the line from 1
  *             and bytes before it.
  *  @param[in] report unless null called for each other thing to tell: kind (OBS_LINE_..., no duplicates), place (0, 0 for
- *             what belongs to no line), and the reason or, of a keyword line, the line.
+ *             what concerns no single line), and the reason or, for a keyword line, the line.
  *  @param[in] user handed to both unchanged.
  *  @return 0, or 2 for a null pointer, a negative length, a state of another size, or memory running out. */
 OBS_API int32_t ObsReadLines(const char *bytes, int64_t length, ObsReadState *state,
