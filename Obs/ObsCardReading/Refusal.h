@@ -3,6 +3,7 @@
 /// order of the file, which may be later than they are read.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,6 +16,7 @@ struct Refusal {
     std::string quoted;
     std::size_t quotedWidth = 0;
     std::string_view after;
+    std::int32_t status = 2;  ///< what a call that asks for one gets
     bool isLogged = true;  ///< else the log has the message already; whoever asks for lines is told all the same
 
     std::string message() const {
