@@ -15,6 +15,7 @@ struct Refusal {
     std::string quoted;
     std::size_t quotedWidth = 0;
     std::string_view after;
+    std::string unknownSensor = {};  ///< when that is the reason: what it is called
     bool isLogged = true;  ///< else the log has the message already; whoever asks for lines is told all the same
 
     std::string message() const {
