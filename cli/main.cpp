@@ -120,6 +120,14 @@ CLI::Validator isCount() {
     return CLI::Validator(check, "");
 }
 
+/// An option of two values, the second of which sets a flag.
+void addChoice(CLI::App* command, const char* name, const char* help, const std::vector<std::string>& values, bool& flag) {
+    command->add_option_function<std::string>(
+               name, [&flag, second = values.back()](const std::string& value) { flag = value == second; }, help)
+        ->type_name(fmt::format("{}|{}", values.front(), values.back()))
+        ->check(CLI::IsMember(values).description(""));
+}
+
 CLI::App* addCommand(CLI::App& app, const char* name, const char* description, const char* footer,
                      CommonOptions& options) {
     CLI::App* command = app.add_subcommand(name, description);
@@ -147,6 +155,13 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* description, c
                     .description(""));
     command->add_flag("--centre-of-mass", options.centreOfMass,
                       "Refer laser ranges to the satellite's centre of mass, where the file has not");
+    command->add_option("--line-limit", options.lineLimit,
+                        "Name the first N lines or reasons of a kind in each FILE; 0 names all")
+        ->type_name("N")->check(isCount())->capture_default_str();
+    addChoice(command, "--zeroed", "Values that cannot be read and are taken as 0: tell of them, or fail for them",
+              {"tell", "fail"}, options.zeroedFails);
+    addChoice(command, "--passed-over", "Lines that are nothing known: fail for them, or ignore them",
+              {"fail", "ignore"}, options.passedOverIgnored);
     command->add_option("--log", options.log, "Append the library's messages to LOG")->type_name("LOG");
     return command;
 }
@@ -211,7 +226,7 @@ void addConvert(CLI::App& app, ConvertOptions& options) {
     command->add_flag("--strict", options.strict,
                       "Write nothing if more than digits would be lost; --strict=exact: or digits")
         ->check(isStrictness());
-    CLI::Option* report = command->add_option("--report", options.report, "File for the report")
+    CLI::Option* report = command->add_option("--report", options.report, "File for the report; - is standard output")
         ->type_name("REPORT");
     command->add_flag("--no-report", options.noReport, "Do not report losses")->excludes(report);
     command->add_option("--examples", options.examples, "Name the first N observations of each loss")
