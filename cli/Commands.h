@@ -27,7 +27,7 @@ struct ListOptions : CommonOptions {
 
 struct ConvertOptions : CommonOptions {
     std::string output;
-    std::string format;       ///< a name of kFormats
+    std::string format;       ///< a name of formats()
     std::string crdData = "npt";
     bool append = false;
     std::string strict;       ///< empty, or one of kStrict...

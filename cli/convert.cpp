@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "Commands.h"
+#include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "Formats.h"
 #include "Losses.h"
 
@@ -23,7 +24,7 @@ std::int64_t firstLineOf(const ConvertOptions& options, const Format& format) {
         std::ifstream file(options.output);
         before = std::count(std::istreambuf_iterator<char>(file), {}, '\n');
     }
-    return before + format.headerLines + 1;
+    return before + format.facts[OBS_FORMAT_HEADER_LINES] + 1;
 }
 
 void writeReport(const ConvertOptions& options, const std::string& text, Session& session, Output& out) {

@@ -176,15 +176,15 @@ CLI::Validator isStrictness() {
 
 CLI::Validator oneOfTheFormats() {
     std::vector<std::string> names;
-    for (const Format& format : kFormats)
+    for (const Format& format : formats())
         if (names.empty() || names.back() != format.name) names.emplace_back(format.name);
     return CLI::IsMember(names).description("");
 }
 
 std::string formatsHelp() {
     std::string help = "Format to write:";
-    std::string_view last;
-    for (const Format& format : kFormats) {
+    std::string last;
+    for (const Format& format : formats()) {
         if (format.name == last) help.back() = ',';  // in the place of the bracket
         else help += fmt::format(" {} (", format.name);
         help += format.name == last ? fmt::format(" {})", format.description) : fmt::format("{})", format.description);

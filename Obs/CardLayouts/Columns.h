@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,14 @@ struct Columns {
     constexpr unsigned width() const { return last - first + 1; }
     constexpr unsigned offset() const { return first - 1; }
 };
+
+/// The largest satellite number that five alpha-5 columns hold.
+inline constexpr std::int32_t kMostAlpha5 = 339999;
+
+/// The largest number of so many digits.
+constexpr std::int32_t mostOf(unsigned digits) {
+    return digits == 0 ? 0 : 10 * mostOf(digits - 1) + 9;
+}
 
 /// Characters of every text that is exchanged, and of a line of a file (a longer one is cut).
 inline constexpr std::size_t kCardLength = 512;

@@ -134,7 +134,8 @@ public:
 
     static void runAll() {
         for (auto& place : places) {
-            if (const Undo* const undo = place.exchange(nullptr)) {
+            const Undo* const undo = place.exchange(nullptr);
+            if (undo != nullptr && undo->process_ == ::getpid()) {  // a forked child has its parent's
                 undo->run();
             }
         }
@@ -156,6 +157,7 @@ private:
         descriptor_ = descriptor;
         temporary_ = temporary;
         length_ = length;
+        process_ = ::getpid();
         armed_ = true;
         for (auto& place : places) {
             const Undo* nobody = nullptr;
@@ -168,6 +170,7 @@ private:
     int descriptor_ = -1;
     const char* temporary_ = nullptr;
     off_t length_ = 0;
+    pid_t process_ = 0;
     bool armed_ = false;
 };
 constinit std::atomic<const Undo*> Undo::places[Undo::kMostAtOnce]{};

@@ -135,7 +135,7 @@ TEST_F(Selection, textsSelectLikeAFilter) {
         {"az>350", [](const AllFields& f) { return hasAngles(f.type) && f.az > 350; }},
         {"az>360 or az<0", [](const AllFields&) { return false; }},
         {"type!=8", [](const AllFields& f) { return f.type != '8' && f.type != 'M'; }},
-        {"type<4", [](const AllFields& f) { return f.type < '4'; }},
+        {"type<4 or type<=8 type>7", [](const AllFields& f) { return f.type < '4' || f.type == '8' || f.type == 'M'; }},
         {"ind1=2 ind2<2", [](const AllFields& f) { return f.i1 == 2 && f.i2 < 2; }},
         // Dates: all of the day, the hour, the minute. A colon in a time of day is part of it.
         {"time<24001", [](const AllFields& f) { return f.time < kJanuary2024; }},

@@ -9,6 +9,8 @@
 
 #include "Obs/CardLayouts/B3.h"
 #include "Obs/FormatObs/CardFields.h"
+#include "Obs/FormatObs/Named.h"
+#include "Obs/ObsCardReading/Named.h"
 #include "Obs/ObsCardReading/Cards/B3.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
 #include "tests/CaseFile.h"

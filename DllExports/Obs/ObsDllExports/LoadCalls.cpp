@@ -79,7 +79,7 @@ int32_t ObsLoadFileWith(const char* fileName, int32_t gid, const ObsLoadOptions*
     const ObsLoadOptions none{sizeof(ObsLoadOptions), 0, 0, 0, 0, 0, 0};
     const ObsLoadOptions& given = options != nullptr ? *options : none;
     if (!areOptions(given)) {
-        obs::logFailure("ObsLoadFileWith", "The options have another size, or a value that means nothing.");
+        obs::logFailure("ObsLoadFileWith", "The options have another size, or a value out of range.");
         return kStatusRefused;
     }
     return loadFile("ObsLoadFileWith", "ObsLoadFile", fileName, gid, [&](std::string_view file, int32_t group) {

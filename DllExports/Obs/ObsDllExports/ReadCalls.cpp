@@ -73,7 +73,7 @@ int32_t ObsReadLines(const char* bytes, int64_t length, ObsReadState* state, Obs
     constexpr std::string_view kName = "ObsReadLines";
     if (obs::refuseNull(kName, {bytes, state, reinterpret_cast<const void*>(observation)})) return obs::kStatusRefused;
     if (state->size != sizeof *state || length < 0 || state->troposphere < 0 || state->troposphere > 2) {
-        obs::logFailure(kName, "The state has another size or a value that means nothing, or the length is negative.");
+        obs::logFailure(kName, "The state has another size or a value out of range, or the length is negative.");
         return obs::kStatusRefused;
     }
     return obs::guarded(kName, obs::kStatusRefused, [&] {

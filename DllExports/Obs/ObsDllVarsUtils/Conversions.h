@@ -12,7 +12,7 @@
 namespace obs {
 
 /// The largest satellite number that the cards' five columns hold.
-inline constexpr std::int32_t kMostSatNum = 339999;
+inline constexpr std::int32_t kMostSatNum = kMostAlpha5;
 
 /// Error code 0, or 2. `newSatno` replaces the satellite number unless it is 0; it must not be above `kMostSatNum`.
 std::int32_t Csv2TTY(const CardText& csvLine, std::int32_t newSatno, char* card1, char* card2);

@@ -90,8 +90,4 @@ void logNotes(const FieldNotes& notes) {
     for (const FieldNote& note : notes) family::traceloginfo(note.text);
 }
 
-void ValidateObs(const ObsRecord& rec) {
-    [[maybe_unused]] const ObsRecord copy(rec);
-}
-
 }  // namespace obs

@@ -266,11 +266,15 @@ private:
     bool parseValue(const CriterionName& what, Intervals& intervals) {
         if (token_.kind == Token::end) return refuseLast(Fault::noValue, what.allowed);
         ValueSpan value;
-        if (token_.kind == Token::quoted) return readName(what, value) && allow(what, value, intervals);
+        const auto take = [&] {
+            allow(what, value, intervals);
+            return true;
+        };
+        if (token_.kind == Token::quoted) return readName(what, value) && take();
         if (token_.kind != Token::word) return refuseStrange(Fault::badValue, what.allowed);
         const std::string_view text = textOf(token_);
         std::string_view low, high;
-        if (!splitRange(what, text, low, high)) return read(what, text, value) && allow(what, value, intervals);
+        if (!splitRange(what, text, low, high)) return read(what, text, value) && take();
         if (what.criterion == Criterion::classification) return refuse(Fault::badValue, what.allowed);
         if (low.empty() && high.empty()) return refuse(Fault::openRange);
         ValueSpan end;
@@ -281,7 +285,7 @@ private:
         value.first = low.empty() ? -kInfinity : value.first;
         value.last = high.empty() ? kInfinity : end.last;
         if (value.first > value.last && what.criterion != Criterion::azimuth) return refuse(Fault::emptyRange);
-        return allow(what, value, intervals);
+        return take();
     }
 
     /// What is less or greater than a value.
@@ -297,10 +301,12 @@ private:
         constexpr double kTurnDeg = 360;
         if (what.criterion == Criterion::azimuth && !(value.first >= 0 && value.first <= kTurnDeg))
             return refuse(Fault::beyondTurn);
-        const double low1 = comparison == ">" ? std::nextafter(value.last, kInfinity) : value.first;
-        const double high1 = comparison == "<" ? std::nextafter(value.first, -kInfinity) : value.last;
-        if (comparison.front() == '<') intervals.allowAsIs(-kInfinity, high1);
-        else intervals.allowAsIs(low1, kInfinity);
+        if (comparison == "<") value = {-kInfinity, std::nextafter(value.first, -kInfinity)};
+        else if (comparison == "<=") value.first = -kInfinity;
+        else if (comparison == ">") value = {std::nextafter(value.last, kInfinity), kInfinity};
+        else value.last = kInfinity;
+        if (what.criterion == Criterion::azimuth) intervals.allowAsIs(value.first, value.last);
+        else allow(what, value, intervals);
         next();
         return token_.kind != Token::comma || refuse(Fault::oneValue);
     }
@@ -322,14 +328,10 @@ private:
         return number >= 0 || refuse(Fault::unknownName, what.unknown);
     }
 
-    static bool allow(const CriterionName& what, const ValueSpan& value, Intervals& intervals) {
-        if (what.criterion != Criterion::type) {
-            intervals.allow(value.first, value.last);
-            return true;
-        }
+    static void allow(const CriterionName& what, const ValueSpan& value, Intervals& intervals) {
+        if (what.criterion != Criterion::type) return intervals.allow(value.first, value.last);
         for (std::int32_t type = 0; type <= 19; ++type)
             if (type >= value.first && type <= value.last) intervals.allowType(type);
-        return true;
     }
 
     // --- Tests ---
