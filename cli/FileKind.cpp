@@ -84,6 +84,8 @@ std::optional<FileKind> kindOfLine(std::string_view line) {
     const std::string_view text = line.substr(line.find_first_not_of(" \t"));
     if (text.starts_with("CCSDS_TDM_VERS")) return FileKind{Content::foreign, "a TDM file (tracking data message)"};
     if (text.starts_with("<")) return FileKind{Content::foreign, "an XML or HTML file"};
+    if (line.substr(1).starts_with(";"))
+        return FileKind{Content::foreign, "a CSV file with semicolons between its fields, as spreadsheets write it"};
     if (beginsWithWord(line, "H1 CPF")) return FileKind{Content::foreign, "a file of predictions (H1 CPF)"};
     for (const std::string_view mark : {"H1 CRD"sv, "99999"sv, "88888"sv})
         if (beginsWithWord(line, mark)) return FileKind{Content::laserRanges, {}};
@@ -118,7 +120,6 @@ constexpr Shape kShapes[] = {
     {"9999999999999999999", 40, 90, "a file of UK lines"},
     {"9999 9999 9.999 9999", 20, 40, "a file of RDE lines"},
     {"###### 99999.99 A ", 60, kAny, "a table of Earth orientation (finals)"},
-    {"A;", 20, kAny, "a CSV file with semicolons between its fields, as spreadsheets write it"},
     {"{", 1, kAny, "a JSON file"},
 };
 
