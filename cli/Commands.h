@@ -16,7 +16,6 @@ namespace obstool {
 
 struct InfoOptions : CommonOptions {
     std::size_t top = 10;  ///< rows of the sensor and satellite tables; 0 is all
-    bool duplicates = false;
     bool json = false;
 };
 

@@ -27,8 +27,9 @@ std::int64_t firstLineOf(const ConvertOptions& options, const Format& format) {
     return before + format.facts[OBS_FORMAT_HEADER_LINES] + 1;
 }
 
-void writeReport(const ConvertOptions& options, const std::string& text, Session& session) {
+void writeReport(const ConvertOptions& options, const std::string& text, Session& session, Output& out) {
     if (options.noReport) return;
+    if (options.report == "-") return out.print("{}", text);
     if (options.report.empty()) {
         std::fwrite(text.data(), 1, text.size(), stderr);
         return;
@@ -43,9 +44,13 @@ void writeReport(const ConvertOptions& options, const std::string& text, Session
 
 ExitStatus runConvert(const ConvertOptions& options, Output& out) {
     const Format& format = *findFormat(options.format, options.crdData);
-    Session session(complainOfBadLine);
-    if (!session.start(options)) return session.status();
-    session.load(options);
+    Session session(options, complainOfLine);
+    if (options.report == "-" && options.output == "-")
+        session.fail("--report", "standard output is taken by the observations");
+    else
+        session.start();
+    if (session.status() == ExitStatus::failure) return session.status();
+    session.load();
     // An incomplete result must not take the place of an earlier good one.
     if (session.status() == ExitStatus::failure) return session.status();
     if (options.dryRun) {
@@ -68,7 +73,7 @@ ExitStatus runConvert(const ConvertOptions& options, Output& out) {
                                          session.uncorrected()));
     else
         session.save(options.output, options.append, format);
-    writeReport(options, describe(losses, format, output), session);
+    writeReport(options, describe(losses, format, output), session, out);
     return session.status();
 }
 

@@ -18,6 +18,11 @@ module obs_interface
     integer(c_int32_t), parameter :: OBS_LINE_PASSED_OVER = 5
     integer(c_int32_t), parameter :: OBS_LINE_KEYWORD = 6
     integer(c_int32_t), parameter :: OBS_LINE_NOTE = 7
+    integer(c_int32_t), parameter :: OBS_LINE_KEYWORD_FAULT = 8
+    integer(c_int32_t), parameter :: OBS_LINE_INCLUDE_LEFT_OUT = 9
+    integer(c_int32_t), parameter :: OBS_LINE_SELECTION = 10
+    integer(c_int32_t), parameter :: OBS_LINE_UNKNOWN_SENSOR = 11
+    integer(c_int32_t), parameter :: OBS_LINE_BROKEN_OFF = 12
     integer(c_int32_t), parameter :: OBS_SLR_TROPOSPHERE = 1
     integer(c_int32_t), parameter :: OBS_SLR_CENTRE_OF_MASS = 2
     integer(c_int32_t), parameter :: OBS_CRITERIA = 10

@@ -288,6 +288,15 @@ OBS_API int32_t ObsGetLoadLines(ObsLoadLines *lines);
 /** Kinds that ObsReadLines reports besides: a keyword line; what there is to say of a line that is taken all the same. */
 #define OBS_LINE_KEYWORD 6
 #define OBS_LINE_NOTE 7
+/** Kinds that a file load reports besides, which no line count holds: a keyword line that cannot be obeyed and changes
+ *  nothing; a keyword line whose file could not or may not be read; a SELOB line that acts; why the
+ *  line whose report comes next is bad, namely what sensor, site or station is not known (the reason is what it is
+ *  called, as "sensor 345"); the file could not be read beyond this line. */
+#define OBS_LINE_KEYWORD_FAULT 8
+#define OBS_LINE_INCLUDE_LEFT_OUT 9
+#define OBS_LINE_SELECTION 10
+#define OBS_LINE_UNKNOWN_SENSOR 11
+#define OBS_LINE_BROKEN_OFF 12
 
 /** @defgroup ObsSetLoadCallback ObsSetLoadCallback
  *  Addition. Names each line of a file load that there is something to tell of, in the order of the file.
@@ -295,7 +304,7 @@ OBS_API int32_t ObsGetLoadLines(ObsLoadLines *lines);
  *  @param[in] report called on the loading thread with the kind (OBS_LINE_...), the name of
  *             the file as it was opened, the line's number from 1, and the reason; both
  *             texts end with a NUL and are valid during the call. It must not call the
- *             library. Null ends the reports.
+ *             library, and takes no notice of kinds that it does not know. Null ends the reports.
  *  @param[in] user handed to `report` unchanged. */
 OBS_API void ObsSetLoadCallback(void (*report)(int32_t kind, const char *fileName, int64_t lineNumber,
                                                const char *reason, void *user),
