@@ -300,8 +300,8 @@ constexpr RfObsData kNoRfData{};
 
 }  // namespace
 
-MaybeRefusal CreateCsvObs(const ObsRecord& rec, char* line, std::size_t& length) {
-    length = 0;
+MaybeRefusal CreateCsvObs(const ObsRecord& rec, CardLines& lines) {
+    lines.length = {};
     if (rec.obsType == kTypePositionVelocity)
         return Refusal{"CreateCsvObs: Error - CSV format doesn't support type 7 obs.", {}, 0, {}};
     const Refusal notConstructed{"CreateCsvObs: Error - Unable to construct CSV card.", {}, 0, {}};
@@ -319,8 +319,8 @@ MaybeRefusal CreateCsvObs(const ObsRecord& rec, char* line, std::size_t& length)
     for (int digits = kAllDigits; digits >= csv::kFewestDigits; --digits) {
         if (!text.write(owners, digits)) break;
         if (text.length() > kCardLength) continue;
-        length = text.length();
-        std::memcpy(line, text.text(), length);
+        lines.length[0] = text.length();
+        std::memcpy(lines.text[0], text.text(), text.length());
         return std::nullopt;
     }
     return notConstructed;

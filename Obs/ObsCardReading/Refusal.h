@@ -3,9 +3,11 @@
 /// order of the file, which may be later than they are read.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace obs {
 
@@ -15,8 +17,14 @@ struct Refusal {
     std::string quoted;
     std::size_t quotedWidth = 0;
     std::string_view after;
-    std::string unknownSensor = {};  ///< when that is the reason: what it is called
+    std::int32_t status = 2;  ///< what a call that asks for one gets
     bool isLogged = true;  ///< else the log has the message already; whoever asks for lines is told all the same
+    std::string unknownSensor = {};  ///< when that is the reason: what it is called
+
+    Refusal forWantOf(std::string sensor) && {
+        unknownSensor = std::move(sensor);
+        return std::move(*this);
+    }
 
     std::string message() const {
         std::string text(before);

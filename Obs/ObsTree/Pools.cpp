@@ -203,10 +203,10 @@ unsigned Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
     return stored.tripleMask >> 1u;
 }
 
-void Pools::readParts(const StoredRecord& stored, ObsRecord& rec) {
-    if (stored.defaultCsv != 0) return setDefaultCsv(rec);
-    if (stored.parts == nullptr) return freeobsrecord(rec);
-    static_cast<OptionalParts&>(rec) = *stored.parts;
+void Pools::readParts(const StoredRecord& stored, OptionalParts& parts) {
+    if (stored.defaultCsv != 0) setDefaultCsv(parts);
+    else if (stored.parts != nullptr) parts = *stored.parts;
+    else if (parts.hasParts()) parts = OptionalParts{};
 }
 
 void Pools::reserve(Reservation& reserved, std::uint32_t slots) {

@@ -157,7 +157,7 @@ private:
     std::uint32_t acquireTriples(unsigned count, Reservation* reserved);
     void writeFields(SlotNumber slot, const ObsFields& rec, std::unique_ptr<OptionalParts> parts, Reservation* reserved);
     void readRareFields(const StoredRecord& stored, RareFields& rare) const;
-    static void readParts(const StoredRecord& stored, ObsRecord& rec);
+    static void readParts(const StoredRecord& stored, OptionalParts& parts);
     void releaseRecord(StoredRecord& stored);
     void releaseTriples(std::uint32_t first, unsigned count);
     void freeSlot(SlotNumber slot);

@@ -33,7 +33,8 @@ std::string rangeText(double range, bool type6) {
 
 std::string written(const ObsRecord& rec) {
     std::string text(CardWriter::kCapacity, '?');
-    CreateB3Obs(rec, text.data());
+    CardLines lines{{text.data(), nullptr}, {}};
+    EXPECT_FALSE(CreateB3Obs(rec, lines));
     return text;
 }
 

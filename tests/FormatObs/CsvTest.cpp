@@ -23,8 +23,9 @@ constexpr char kUnable[] = "CreateCsvObs: Error - Unable to construct CSV card."
 /// The line, or the message of a refusal.
 std::string written(const ObsRecord& rec) {
     std::string line(kCardLength, '?');
-    std::size_t length = 1;
-    const MaybeRefusal refusal = CreateCsvObs(rec, line.data(), length);
+    CardLines lines{{line.data(), nullptr}, {1, 1}};
+    const MaybeRefusal refusal = CreateCsvObs(rec, lines);
+    const std::size_t length = lines.length[0];
     EXPECT_EQ(length, refusal ? 0u : line.find_last_not_of('?') + 1);
     return refusal ? refusal->message() : line.substr(0, length);
 }

@@ -4,8 +4,10 @@
 
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
+#include "DllExports/Obs/ObsDllVarsUtils/Conversions.h"
 #include "DllExports/Obs/ObsDllVarsUtils/Fields.h"
 #include "Obs/FormatObs/B3.h"
+#include "Obs/FormatObs/CardFormats.h"
 #include "Obs/FormatObs/Csv.h"
 #include "Obs/FormatObs/Tty.h"
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
@@ -63,13 +65,6 @@ std::int32_t fieldsToText(std::string_view name, const obs::Fields& fields, cons
     });
 }
 
-std::int32_t writeCsv(const obs::ObsRecord& rec, char* csvLine) {
-    std::size_t length = 0;
-    const obs::MaybeRefusal refusal = obs::CreateCsvObs(rec, csvLine, length);
-    if (refusal) family::tracelogerror(refusal->message());
-    return refusal ? kStatusRefused : kStatusOk;
-}
-
 /// Reads a line for taking apart; false after a message.
 bool parse(const char* line1, std::string_view line2, std::string_view unsupported, obs::ObsRecord& rec) {
     const obs::MaybeRefusal refusal = obs::parseLines(obs::cardText(line1), line2, unsupported, rec);
@@ -109,21 +104,15 @@ int32_t ObsParse(const char* line1, const char* line2, double obsArr[64]) {
 }
 
 int32_t ObsGetB3Card(int64_t obsKey, char b3Card[512]) {
-    return getText("ObsGetB3Card", obsKey, {b3Card}, false, [&](const obs::ObsRecord& rec) {
-        obs::CreateB3Obs(rec, b3Card);
-        return kStatusOk;
-    });
+    return getText("ObsGetB3Card", obsKey, {b3Card}, false, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateB3Obs, rec, b3Card); });
 }
 
 int32_t ObsGetTTYCard(int64_t obsKey, char card1[512], char card2[512]) {
-    return getText("ObsGetTTYCard", obsKey, {card1, card2}, false, [&](const obs::ObsRecord& rec) {
-        obs::CreateTTYObs(rec, card1, card2);
-        return kStatusOk;
-    });
+    return getText("ObsGetTTYCard", obsKey, {card1, card2}, false, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateTTYObs, rec, card1, card2); });
 }
 
 int32_t ObsGetCsv(int64_t obsKey, char csvLine[512]) {
-    return getText("ObsGetCsv", obsKey, {csvLine}, true, [&](const obs::ObsRecord& rec) { return writeCsv(rec, csvLine); });
+    return getText("ObsGetCsv", obsKey, {csvLine}, true, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateCsvObs, rec, csvLine); });
 }
 
 int32_t ObsFieldsToB3Card(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec, double azOrRa,
@@ -134,10 +123,7 @@ int32_t ObsFieldsToB3Card(char secClass, int32_t satNum, int32_t senNum, double 
                         obs::looseFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate,
                                          azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
                                          pos, vel),
-                        pos, vel, {b3Card}, [&](const obs::ObsRecord& rec) {
-                            obs::CreateB3Obs(rec, b3Card);
-                            return kStatusOk;
-                        });
+                        pos, vel, {b3Card}, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateB3Obs, rec, b3Card); });
 }
 
 int32_t ObsFieldsToTTYCard(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec, double azOrRa,
@@ -148,10 +134,7 @@ int32_t ObsFieldsToTTYCard(char secClass, int32_t satNum, int32_t senNum, double
                         obs::looseFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate,
                                          azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
                                          pos, vel),
-                        pos, vel, {card1, card2}, [&](const obs::ObsRecord& rec) {
-                            obs::CreateTTYObs(rec, card1, card2);
-                            return kStatusOk;
-                        });
+                        pos, vel, {card1, card2}, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateTTYObs, rec, card1, card2); });
 }
 
 int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec, double azOrRa,
@@ -162,19 +145,15 @@ int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, double obs
                         obs::looseFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate,
                                          azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
                                          pos, vel),
-                        pos, vel, {csvLine}, [&](const obs::ObsRecord& rec) { return writeCsv(rec, csvLine); });
+                        pos, vel, {csvLine}, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateCsvObs, rec, csvLine); });
 }
 
 int32_t ObsArrToLines(const double obsArr[64], int32_t format, char line1[512], char line2[512]) {
     if (refuseTexts("ObsArrToLines", {line1, line2}) || obs::refuseNull("ObsArrToLines", {obsArr})) return kStatusRefused;
     return obs::guarded("ObsArrToLines", kStatusRefused, [&] {
         const obs::ObsRecord rec = obs::obsarr2obsrec(obsArr, 0);  // the lines show the array's own equinox
-        switch (format) {
-            case 0: obs::CreateB3Obs(rec, line1); return kStatusOk;
-            case 1: obs::CreateTTYObs(rec, line1, line2); return kStatusOk;
-            case 2: return writeCsv(rec, line1);
-            default: break;
-        }
+        const obs::CardWriting* writing = obs::cardWriting(format);
+        if (writing != nullptr && writing->fromArrays) return obs::writeLines(writing->write, rec, line1, line2);
         obs::logFailure("ObsArrToLines", "Invalid or unsupported obs format.");
         return kStatusRefused;
     });
