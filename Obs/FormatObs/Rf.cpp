@@ -203,8 +203,8 @@ MaybeRefusal CreateRFObs(const ObsRecord& rec, CardLines& lines) {
     // NOTE: not logged here: the sensor library has named the sensor, and that a file of RF lines holds nothing else needs
     // no word.
     if (const std::int32_t error = family::getsendata(rec.senNum, sensor); error != 0)
-        return Refusal{"CreateRFObs: The sensor is not known.", {}, 0, {}, {}, false, error};
-    if (!rec.rfData) return Refusal{"CreateRFObs: RF obs type not allocated", {}, 0, {}, {}, false, kNoRfPart};
+        return Refusal{"CreateRFObs: The sensor is not known.", {}, 0, {}, error, false};
+    if (!rec.rfData) return Refusal{"CreateRFObs: RF obs type not allocated", {}, 0, {}, kNoRfPart, false};
     formatrftime(rec.obsTime, Field(line, Item::date).text);
     putMeasurements(line, rec, *rec.rfData);
     putSites(line, sensor);

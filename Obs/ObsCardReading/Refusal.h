@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace obs {
 
@@ -16,9 +17,14 @@ struct Refusal {
     std::string quoted;
     std::size_t quotedWidth = 0;
     std::string_view after;
-    std::string unknownSensor = {};  ///< when that is the reason: what it is called
-    bool isLogged = true;  ///< else the log has the message already; whoever asks for lines is told all the same
     std::int32_t status = 2;  ///< what a call that asks for one gets
+    bool isLogged = true;  ///< else the log has the message already; whoever asks for lines is told all the same
+    std::string unknownSensor = {};  ///< when that is the reason: what it is called
+
+    Refusal forWantOf(std::string sensor) && {
+        unknownSensor = std::move(sensor);
+        return std::move(*this);
+    }
 
     std::string message() const {
         std::string text(before);

@@ -157,7 +157,7 @@ Refusal refused(std::string_view message) {
 }
 
 Refusal unknownSite(std::string_view message, std::string_view site) {
-    return {message, {}, 0, {}, "site '" + std::string(site) + "'"};
+    return refused(message).forWantOf("site '" + std::string(site) + "'");
 }
 
 constexpr std::string_view kNotAllocated = "ReadRFObs: Memory allocation failed";
