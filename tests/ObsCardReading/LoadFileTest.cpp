@@ -294,19 +294,19 @@ TEST_F(LoadFileTest, theOptionsOfALoad) {
     EXPECT_EQ(latestLoad().includesLeftOut, 1);
     EXPECT_EQ(loadWith(including, {.includes = Includes::none}), 0);
     expectCounts(1, 0, 0);
-    EXPECT_EQ(loadWith(including, {.mostIncludes = 1}), 0);
+    EXPECT_EQ(loadWith(including, {.maxIncludes = 1}), 0);
     expectCounts(2, 0, 0);
 
     std::string lines;
     for (int i = 0; i < 9; ++i) lines += badCard(i) + "\n";
-    EXPECT_EQ(loadWith(lines, {.mostLines = 9, .mostBadTold = 3}), 2);
+    EXPECT_EQ(loadWith(lines, {.maxLines = 9, .maxBadTold = 3}), 2);
     expectCounts(0, 0, 9);
     EXPECT_EQ(told_.size(), 3u);
     EXPECT_EQ(log_.errors.size(), 3u);
-    EXPECT_EQ(loadWith(lines + azElCard(1), {.mostLines = 9}), 2);
+    EXPECT_EQ(loadWith(lines + azElCard(1), {.maxLines = 9}), 2);
     EXPECT_EQ(latestLoad().lines.lines, 9);
     EXPECT_EQ(log_.errors.back(), "ReadOnlyObs: There are more than 9 lines; the others are not read.");
-    EXPECT_EQ(loadWith("OBSFIL below/in.txt\n" + lines, {.mostLines = 5}), 2);
+    EXPECT_EQ(loadWith("OBSFIL below/in.txt\n" + lines, {.maxLines = 5}), 2);
     EXPECT_EQ(latestLoad().lines.lines, 5) << "of both files";
 
     obskeymodeset(1);
