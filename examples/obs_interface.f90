@@ -34,9 +34,9 @@ module obs_interface
         integer(c_int32_t) :: ttyYear
         integer(c_int32_t) :: settingsLines
         integer(c_int32_t) :: includes
-        integer(c_int64_t) :: mostLines
-        integer(c_int64_t) :: mostBadTold
-        integer(c_int64_t) :: mostIncludes
+        integer(c_int64_t) :: maxLines
+        integer(c_int64_t) :: maxBadTold
+        integer(c_int64_t) :: maxIncludes
     end type
 
     type, bind(c) :: ObsLoadLines
