@@ -16,7 +16,6 @@ namespace obstool {
 
 struct InfoOptions : CommonOptions {
     std::size_t top = 10;  ///< rows of the sensor and satellite tables; 0 is all
-    bool duplicates = false;
     bool json = false;
 };
 
@@ -28,7 +27,7 @@ struct ListOptions : CommonOptions {
 
 struct ConvertOptions : CommonOptions {
     std::string output;
-    std::string format;       ///< a name of kFormats
+    std::string format;       ///< a name of formats()
     std::string crdData = "npt";
     bool append = false;
     std::string strict;       ///< empty, or one of kStrict...

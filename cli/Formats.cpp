@@ -3,68 +3,22 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
+#include <utility>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "Text.h"
 #include "Trials.h"
 
 namespace obstool {
 
 namespace {
 
-constexpr double kSecond = 1.0 / 86400.0;           // in days
-constexpr double kTenthOfRaSecond = 360.0 / 864000.0;  // in degrees
-constexpr double kCanonicalUnit = 6378.137;         // in km, near enough to tell rounding from change
-
-constexpr Precision kOfB3[] = {
-    {kTime, 1, "", 1e-3 * kSecond, 0},
-    {kElOrDec, 1, "1234589MO", 1e-4, 0},
-    {kAzOrRa, 1, "12348M", 1e-4, 0},
-    {kAzOrRa, 1, "59O", kTenthOfRaSecond, 0},
-    {kRange, 1, "2346MO", 1e-5, 7},
-    {kRangeRate, 1, "034", 1e-5, 0},
-    {kElRate, 3, "4", 1e-4, 0},
-    {kPosition, 3, "89MO", 1e-3, 0},
-    {kPosition, 3, "P", 1e-8 * kCanonicalUnit, 0},
-    {kPosition, 3, "V", 1e-6, 0},
-    {kVelocity, 3, "V", 1e-9, 0},
-};
-constexpr Precision kOfTty[] = {
-    {kTime, 1, "", 1e-3 * kSecond, 0},
-    {kElOrDec, 1, "1234589MO", 1e-4, 0},
-    {kAzOrRa, 1, "12348M", 1e-4, 0},
-    {kAzOrRa, 1, "59O", kTenthOfRaSecond, 0},
-    {kRange, 1, "234MO", 1e-5, 7},
-    {kRange, 1, "6", 1e-5, 8},
-    {kRangeRate, 1, "034", 1e-5, 0},
-    {kElRate, 3, "4", 1e-4, 0},
-    {kPosition, 3, "89MO", 0, 8},
-};
-// A line of more than 512 characters has its reals rounded.
-constexpr Precision kOfCsv[] = {
-    {kElOrDec, kEquinox - kElOrDec, "", 0, 9},
-    {kPosition, 3, "89MO", 0, 9},
-};
-constexpr Precision kOfRf[] = {
-    {kTime, 1, "", 1e-6 * kSecond, 0},
-    {kRange, 2, "", 0, 11},
-};
-constexpr double kPicosecond = 299792.458e-12;      // in km
-constexpr Precision kOfCrd[] = {
-    {kElOrDec, 2, "2", 1e-6, 0},
-    {kRange, 1, "", kPicosecond / 2, 0},
-};
+constexpr std::string_view kRfRemark =
+    "Not compared: RF lines give delay 1 to one decimal, delay 2 as a whole number, and the signal-to-noise\n"
+    "ratio to two decimals.";
 constexpr std::string_view kCrdRemark =
     "Observations keep no bins, rms, calibration, weather or wavelengths: CRD files are written without them.";
-
-// The save forms of ObsSaveFile and the data types of ObsSaveSlrFile.
-enum SaveForm : std::int32_t { kB3, kTty, kCsv, kRf };
-enum CrdData : std::int32_t { kFullRate, kNormalPoints };
-
-template <SaveForm form>
-std::int32_t saveAs(const char* fileName, std::int32_t saveMode) { return ObsSaveFile(fileName, saveMode, form); }
-
-template <CrdData data>
-std::int32_t saveCrd(const char* fileName, std::int32_t saveMode) { return ObsSaveSlrFile(fileName, saveMode, data); }
 
 bool writeB3(std::int64_t key, Cards& cards) {
     std::fill_n(cards.lines[1], Cards::kLength, ' ');
@@ -86,21 +40,60 @@ double typeNumber(char type) {
 /// NOTE: ObsGetAllFields gives the equinox indicator of types 5 and 9 in the place of the range rate.
 bool hasEquinoxForRangeRate(char type) { return type == '5' || type == '9'; }
 
+Format formatOf(std::int32_t number, std::string_view crdData, std::string_view remark, decltype(Format::load) load,
+                decltype(Format::tryOut) tryOut, decltype(Format::write) write) {
+    Format format{{}, {}, {}, crdData, remark, load, tryOut, write, number};
+    Text512 name, description;
+    ObsGetFormatInfo(number, name.data(), description.data(), format.facts.data());
+    format.name = withoutTrailingBlanks({name.data(), kTextLength});
+    format.description = withoutTrailingBlanks({description.data(), kTextLength});
+    return format;
+}
+
+/// The elements of the array form that the values are taken from, in the order of ValueIndex.
+constexpr std::size_t kElements[] = {0,  11, 1,  2,  3,  4,  5,  6,  7,  8,  9, 10,
+                                     22, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21};
+static_assert(std::size(kElements) == kValueCount);
+
+/// What ObsGetFormatPrecision tells; zeros for a character that names no type.
+struct Precision {
+    double units[64];
+    std::int32_t digits[64];
+};
+
+const Precision& precisionOf(const Format& format, char type) {
+    static std::map<std::pair<std::int32_t, char>, Precision> asked;
+    const auto [at, isNew] = asked.try_emplace({format.number, type});
+    const std::int32_t number = ObsTypeCToI(type);
+    if (isNew && number >= 0) ObsGetFormatPrecision(format.number, number, at->second.units, at->second.digits);
+    return at->second;
+}
+
 }  // namespace
 
-constinit const std::array<Format, kFormatCount> kFormats{{
-    {"b3", "", "B3 cards", "", saveAs<kB3>, ObsLoadFileGID, tryCards, writeB3, 0, 0, true, false, true, kOfB3},
-    {"tty", "", "TTY messages", "", saveAs<kTty>, ObsLoadFileGID, tryCards, writeTty, 2, 0, false, false, true, kOfTty},
-    {"csv", "", "CSV lines", "", saveAs<kCsv>, ObsLoadFileGID, tryCards, writeCsv, 0, 0, true, true, true, kOfCsv},
-    {"rf", "", "RF lines",
-     "Not compared: RF lines give delay 1 to one decimal, delay 2 as a whole number, and the signal-to-noise\n"
-     "ratio to two decimals.",
-     saveAs<kRf>, ObsLoadFileGID, tryRfLines, nullptr, 0, 1, true, false, false, kOfRf},
-    {"crd", "npt", "CRD normal points", kCrdRemark, saveCrd<kNormalPoints>, ObsLoadSlrFileGID, tryCrdFile, nullptr, 0,
-     0, true, false, false, kOfCrd},
-    {"crd", "frd", "CRD full-rate data", kCrdRemark, saveCrd<kFullRate>, ObsLoadSlrFileGID, tryCrdFile, nullptr, 0, 0,
-     true, false, false, kOfCrd},
-}};
+std::int32_t Format::save(const char* fileName, std::int32_t saveMode) const {
+    const std::int32_t form = facts[OBS_FORMAT_SAVE_FORM];
+    return form >= 0 ? ObsSaveFile(fileName, saveMode, form)
+                     : ObsSaveSlrFile(fileName, saveMode, facts[OBS_FORMAT_DATA_TYPE]);
+}
+
+bool Format::carriesYear() const { return facts[OBS_FORMAT_YEAR] != 0; }
+
+bool Format::carriesCsvFields() const { return facts[OBS_FORMAT_CSV_FIELDS] != 0; }
+
+bool Format::dropsRfFields() const { return facts[OBS_FORMAT_RF_FIELDS] == 0 && facts[OBS_FORMAT_SAVE_FORM] >= 0; }
+
+const std::vector<Format>& formats() {
+    static const std::vector<Format> all{
+        formatOf(OBS_FORMAT_B3, "", "", ObsLoadFileGID, tryCards, writeB3),
+        formatOf(OBS_FORMAT_TTY, "", "", ObsLoadFileGID, tryCards, writeTty),
+        formatOf(OBS_FORMAT_CSV, "", "", ObsLoadFileGID, tryCards, writeCsv),
+        formatOf(OBS_FORMAT_RF, "", kRfRemark, ObsLoadFileGID, tryRfLines, nullptr),
+        formatOf(OBS_FORMAT_CRD_NORMAL_POINTS, "npt", kCrdRemark, ObsLoadSlrFileGID, tryCrdFile, nullptr),
+        formatOf(OBS_FORMAT_CRD_FULL_RATE, "frd", kCrdRemark, ObsLoadSlrFileGID, tryCrdFile, nullptr),
+    };
+    return all;
+}
 
 int Cards::count() const {
     const auto isBlank = [](char c) { return c == ' '; };
@@ -111,8 +104,8 @@ const Format* findFormat(std::string_view name, std::string_view crdData) {
     const auto isMeant = [&](const Format& format) {
         return format.name == name && (format.crdData.empty() || format.crdData == crdData);
     };
-    const auto found = std::find_if(kFormats.begin(), kFormats.end(), isMeant);
-    return found == kFormats.end() ? nullptr : &*found;
+    const auto found = std::find_if(formats().begin(), formats().end(), isMeant);
+    return found == formats().end() ? nullptr : &*found;
 }
 
 Values valuesOf(const Observation& o) {
@@ -139,28 +132,23 @@ Values valuesOf(const Observation& o) {
 }
 
 bool readBack(const Format& format, const Cards& cards, Values& values) {
-    // The elements of the array form that the values are taken from, in the order of ValueIndex.
-    static constexpr std::size_t kElements[] = {0,  11, 1,  2,  3,  4,  5,  6,  7,  8,  9, 10,
-                                                22, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21};
-    static_assert(std::size(kElements) == kValueCount);
     double array[64];
     if (ObsParse(cards.lines[0], cards.lines[1], array) != 0) return false;
     for (std::size_t i = 0; i < kValueCount; ++i) values[i] = array[kElements[i]];
-    values[kSecClass] = cards.lines[0][format.classColumn];  // the array knows only three classes
+    values[kSecClass] = cards.lines[0][format.facts[OBS_FORMAT_CLASS_COLUMN] - 1];  // the array knows only three classes
     return true;
 }
 
 double halfLastDigit(const Format& format, ValueIndex index, char type, double value) {
     // NOTE: more than a half, since a TTY range below 100 km is rounded twice.
     constexpr double kHalf = 0.56;
-    double last = 0;
-    for (const Precision& p : format.precision) {
-        if (index < p.first || index >= p.first + p.count) continue;
-        if (!p.types.empty() && p.types.find(type) == std::string_view::npos) continue;
-        last = std::max(last, p.unit);
-        if (p.digits == 0 || value == 0) continue;
+    const Precision& precision = precisionOf(format, type);
+    const std::size_t element = kElements[index];
+    const int digits = precision.digits[element];
+    double last = std::max(0.0, precision.units[element]);
+    if (digits > 0 && value != 0) {
         const double firstDigit = std::floor(std::log10(std::fabs(value)));
-        last = std::max(last, std::pow(10, firstDigit + 1 - p.digits));
+        last = std::max(last, std::pow(10, firstDigit + 1 - digits));
     }
     return kHalf * last;
 }

@@ -6,8 +6,9 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "Observations.h"
 
@@ -24,16 +25,6 @@ using Values = std::array<double, kValueCount>;
 /// Types M and O count as 8 and 9, of which their range tells them.
 Values valuesOf(const Observation& observation);
 
-/// How finely a format writes a value of some types: to a multiple of `unit`, or to so many
-/// significant digits, whichever is coarser.
-struct Precision {
-    ValueIndex first;
-    std::size_t count;
-    std::string_view types;  ///< empty: all
-    double unit;
-    int digits;              ///< 0: any number
-};
-
 /// The lines of one observation.
 struct Cards {
     static constexpr std::size_t kLength = 512;
@@ -44,27 +35,28 @@ struct Cards {
 
 class Trial;
 
+/// What the library tells of a format, and how the command goes about it.
 struct Format {
-    std::string_view name;
+    std::string name;
+    std::string description;
+    std::array<std::int32_t, 16> facts;  ///< of enum ObsFormatFact
     std::string_view crdData;  ///< which of two rows of the same name, as --crd-data says; empty: there is one
-    std::string_view description;
     std::string_view remark;   ///< on every report; what a comparison cannot find out
-    std::int32_t (*save)(const char* fileName, std::int32_t saveMode);  ///< all observations
-    std::int32_t (*load)(const char* fileName, std::int32_t group);     ///< a file of nothing else
+    std::int32_t (*load)(const char* fileName, std::int32_t group);  ///< a file of nothing else
     std::unique_ptr<Trial> (*tryOut)(const Format& format, std::int32_t freeGroup);
     /// Writes an observation, false when the format cannot carry it. Null for a format whose lines the library
     /// does not write singly.
     bool (*write)(std::int64_t key, Cards& cards);
-    std::size_t classColumn;  ///< of the classification, from 0; in lines that `write` writes
-    std::int64_t headerLines; ///< before the first observation
-    bool carriesYear;
-    bool carriesCsvFields;    ///< what only CSV lines have
-    bool dropsRfFields;       ///< what only RF lines have; of observations that it carries
-    std::span<const Precision> precision;
+    std::int32_t number;       ///< OBS_FORMAT_...
+
+    std::int32_t save(const char* fileName, std::int32_t saveMode) const;  ///< all observations
+    bool carriesYear() const;
+    bool carriesCsvFields() const;  ///< what only CSV lines have
+    bool dropsRfFields() const;     ///< what only RF lines have; of observations that it carries
 };
 
-inline constexpr std::size_t kFormatCount = 6;
-extern const std::array<Format, kFormatCount> kFormats;
+/// In the order in which they are offered.
+const std::vector<Format>& formats();
 
 /// The row of a name, and of a value of --crd-data where that makes a difference; null when there is none.
 const Format* findFormat(std::string_view name, std::string_view crdData = {});

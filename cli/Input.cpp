@@ -2,7 +2,6 @@
 #include "Input.h"
 
 #include <fcntl.h>
-#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,7 +10,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <string_view>
 #include <vector>
 
@@ -51,14 +49,6 @@ int makeTemporary() {
     return descriptor;
 }
 
-/// Whether a line begins with a word, in either case, and goes on with a blank if at all.
-bool beginsWith(std::string_view line, std::string_view upperCaseWord) {
-    const std::string_view start = line.substr(0, upperCaseWord.size());
-    return ::strncasecmp(start.data(), upperCaseWord.data(), upperCaseWord.size()) == 0 &&
-           start.size() == upperCaseWord.size() &&
-           (line.size() == start.size() || std::strchr(" \t\r", line[start.size()]) != nullptr);
-}
-
 }  // namespace
 
 TemporaryFile::TemporaryFile() : descriptor_(makeTemporary()) {}
@@ -83,25 +73,6 @@ Input::Input(const std::string& name) {
         openStandardInput();
     else
         openNamed(name);
-}
-
-Input::Content Input::content() const {
-    constexpr std::size_t kLongestHead = 1 << 16;  // of a file; longer comments are not looked through
-    std::string head(kLongestHead, '\0');
-    std::ifstream file(path_, std::ios::binary);
-    file.read(head.data(), static_cast<std::streamsize>(head.size()));
-    std::string_view rest(head.data(), static_cast<std::size_t>(file.gcount()));
-    while (!rest.empty()) {
-        const std::size_t end = std::min(rest.find('\n'), rest.size());
-        const std::string_view line = rest.substr(0, end);
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-        const bool isBlank = line.find_first_not_of(" \t\r") == std::string_view::npos;
-        if (isBlank || line.front() == '*' || beginsWith(line, "00")) continue;
-        if (beginsWith(line, "H1 CPF")) return Content::predictions;
-        const bool isLaser = beginsWith(line, "H1 CRD") || beginsWith(line, "99999") || beginsWith(line, "88888");
-        return isLaser ? Content::laserRanges : Content::observations;
-    }
-    return Content::observations;
 }
 
 void Input::openStandardInput() {

@@ -41,11 +41,6 @@ public:
     const std::string& problem() const { return problem_; }  ///< why it cannot be read, or empty
     const std::string& path() const { return path_; }        ///< what the library is to open
 
-    /// By the first line that is no comment: a header of a CRD file or the mark of an older laser-ranging block; the
-    /// header of a prediction file (CPF).
-    enum class Content { observations, laserRanges, predictions };
-    Content content() const;
-
 private:
     void openStandardInput();
     void openNamed(const std::string& name);

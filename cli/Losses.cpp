@@ -227,7 +227,7 @@ void LossFinder::examine(std::int64_t key) {
     if (const auto reason = toldReason(OBS_SAVE_LEFT_OUT)) return countReason(*reason, {Loss::refused, 0, "", ""});
     if (!tried.written) return count("", {Loss::refused, 0, "", ""});
     ++written_;
-    if (!format_.carriesYear) compareYear();
+    if (!format_.carriesYear()) compareYear();
     if (const auto reason = toldReason(OBS_SAVE_UNREADABLE)) return countReason(*reason, {Loss::unreadable, 0, "", ""});
     if (!tried.readBack) return count("", {Loss::unreadable, 0, "", ""});
     const Values values = valuesOf(observation_);
@@ -235,7 +235,7 @@ void LossFinder::examine(std::int64_t key) {
     // A type without a character has no number here, so there is nothing to compare.
     if (observation_.type == kUnknown) back[kType] = values[kType];
     for (const Field& field : kFields) compareField(field, values, back);
-    if (!format_.carriesCsvFields) compareCsvFields(key, tried.csvKey);
+    if (!format_.carriesCsvFields()) compareCsvFields(key, tried.csvKey);
     if (beyondCsv) count("delays, rf, process time, snr, flags", {Loss::dropped, 0, "", ""});
     countRestOfTold();
 }
@@ -264,7 +264,7 @@ void LossFinder::countRestOfTold() {
 /// NOTE: not only those of type R may have them, but these alone are looked at.
 bool LossFinder::isBeyondCsv() {
     constexpr char kRf = 'R';
-    if (!format_.dropsRfFields || observation_.type != kRf) return false;
+    if (!format_.dropsRfFields() || observation_.type != kRf) return false;
     if (!rfLines_) rfLines_.emplace(freeGroup_);
     return rfLines_->next(observation_).isBeyondCsv;
 }

@@ -1,38 +1,34 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Observations.h"
 
-#include <algorithm>
-#include <array>
-#include <iterator>
+#include <map>
 #include <stdexcept>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "Text.h"
 
 namespace obstool {
 
+namespace {
+
+TypeInfo askedTypeInfo(char type) {
+    // Elements of the array form.
+    constexpr std::size_t kElOrDec = 4, kRange = 6, kRangeRate = 7;
+    char typeChar = ' ';
+    Text512 name;
+    std::int32_t carried[64];
+    const std::int32_t number = ObsTypeCToI(type);
+    if (number < 0 || ObsGetTypeInfo(number, &typeChar, name.data(), carried) != 0) return {true, true, true, ""};
+    return {carried[kElOrDec] != 0, carried[kRange] != 0, carried[kRangeRate] != 0,
+            std::string(withoutTrailingBlanks({name.data(), kTextLength}))};
+}
+
+}  // namespace
+
 const TypeInfo& typeInfo(char type) {
-    static constexpr std::array kTypes{
-        //        type angles range  rate
-        TypeInfo{'0', false, false, true, "range rate"},
-        TypeInfo{'1', true, false, false, "azimuth, elevation"},
-        TypeInfo{'2', true, true, false, "azimuth, elevation, range"},
-        TypeInfo{'3', true, true, true, "azimuth, elevation, range, range rate"},
-        TypeInfo{'4', true, true, true, "azimuth, elevation, range and their rates"},
-        // NOTE: the range-rate slot of types 5 and 9 carries the equinox indicator.
-        TypeInfo{'5', true, false, false, "right ascension, declination"},
-        TypeInfo{'6', false, true, false, "range"},
-        TypeInfo{'8', true, false, false, "azimuth, elevation from a sensor in space"},
-        TypeInfo{'9', true, false, false, "right ascension, declination from a sensor in space"},
-        TypeInfo{'M', true, true, false, "as 8, with range"},
-        TypeInfo{'O', true, true, false, "as 9, with range"},
-        TypeInfo{'P', false, false, false, "satellite position"},
-        TypeInfo{'V', false, false, false, "satellite position and velocity"},
-        TypeInfo{'R', false, true, true, "differential range and range rate"},
-        TypeInfo{'\0', true, true, true, ""},
-    };
-    const auto known = std::find_if(kTypes.begin(), std::prev(kTypes.end()),
-                                    [type](const TypeInfo& info) { return info.type == type; });
-    return *known;
+    static std::map<char, TypeInfo> asked;
+    const auto known = asked.find(type);
+    return known != asked.end() ? known->second : asked.emplace(type, askedTypeInfo(type)).first->second;
 }
 
 std::vector<std::int64_t> storedKeys(std::int32_t order) {

@@ -4,7 +4,7 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
+#include <string>
 #include <vector>
 
 namespace obstool {
@@ -24,9 +24,8 @@ struct Observation {
 
 /// What an observation type carries, of the values that are shown.
 struct TypeInfo {
-    char type;
     bool angles, range, rangeRate;
-    std::string_view carries;
+    std::string carries;
 };
 
 /// An unknown type is taken to carry everything.

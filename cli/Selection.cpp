@@ -97,13 +97,6 @@ void removeUnselected(const SelectionReport& report) {
         throw std::runtime_error(lastError());
 }
 
-std::int64_t selectedByFiles() {
-    constexpr double kNoMore[32] = {};  // asks for nothing beside the library's criteria
-    std::int32_t selected = 0, dropped[OBS_CRITERIA];
-    if (ObsGetSelectionCounts(kNoMore, &selected, dropped) != 0) throw std::runtime_error(lastError());
-    return selected;
-}
-
 void printText(Output& out, const SelectionReport& report) {
     std::size_t width = 9;
     for (const auto& term : report.terms) width = std::max(width, term.name.size());

@@ -40,9 +40,6 @@ SelectionReport countSelected(const std::string& criteria);
 /// all are then there.
 void removeUnselected(const SelectionReport& report);
 
-/// How many observations meet the criteria that SELOB lines of the files loaded have set.
-std::int64_t selectedByFiles();
-
 void printText(Output& out, const SelectionReport& report);
 
 /// One JSON object.

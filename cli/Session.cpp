@@ -13,6 +13,7 @@
 #include <fmt/format.h>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "FileKind.h"
 #include "Input.h"
 #include "Stations.h"
 #include "Text.h"
@@ -22,46 +23,11 @@ namespace obstool {
 
 namespace {
 
-constexpr std::int32_t kBadLine = 2;  // what ObsLoadFile returns when the last line was bad
 constexpr std::int32_t kReplace = 0, kAppend = 1;
 
 std::string shown(const std::string& name, const char* stream) {
     return name == "-" ? stream : name.empty() ? "''" : name;
 }
-
-/// True when one text is the other, cut at some length.
-bool sameMessage(std::string_view a, std::string_view b) {
-    a = withoutTrailingBlanks(a);
-    b = withoutTrailingBlanks(b);
-    return !a.empty() && !b.empty() && (a.starts_with(b) || b.starts_with(a));
-}
-
-/// Of the messages that concern no observation line: whether an include file could not be
-/// opened or reading broke off. Others are about keyword lines.
-bool isFileFailure(std::string_view message) {
-    return message.starts_with("fileopen:") || message.starts_with("ReadOnlyObs: Cannot read") ||
-           message.starts_with("ReadSlr: Cannot read");
-}
-
-/// Of the information while loading: that a file of laser ranges holds something else, which is not even looked at.
-bool isAboutStrangeLines(std::string_view message) {
-    return message.find(" are no laser-ranging records ") != std::string_view::npos;
-}
-
-/// Of the messages while saving: that an observation was left out, and why.
-bool isRefusal(std::string_view message) {
-    return message.starts_with("Create") || message.starts_with("getsendata:");
-}
-
-/// Takes the library's messages for a while.
-class Listening {
-public:
-    using Function = void (*)(std::int32_t, const char*, void*);
-    Listening(Function onMessage, void* self) { FamilySetLogCallback(onMessage, self); }
-    ~Listening() { FamilySetLogCallback(nullptr, nullptr); }
-    Listening(const Listening&) = delete;
-    Listening& operator=(const Listening&) = delete;
-};
 
 /// The library holds back the signal that ends a command whose output nobody reads.
 void endIfReaderIsGone() {
@@ -71,18 +37,13 @@ void endIfReaderIsGone() {
 
 }  // namespace
 
-std::string LineReport::place() const { return fmt::format("{}:{}", file, lines.front()); }
-
-std::string LineReport::whatAndWhy() const {
-    const std::string many = lines.size() > 1 ? fmt::format(" ({} lines up to {})", lines.size(), lines.back()) : "";
-    return fmt::format("{}{}{}", reason, helpFor(reason), many);
+void complainOfLine(const LineReport& report) {
+    if (report.kind != OBS_LINE_DUPLICATE) complain(report.place(), report.whatAndWhy());
 }
 
-void complainOfBadLine(const LineReport& report) {
-    if (report.bad) complain(report.place(), report.whatAndWhy());
-}
-
-Session::Session(ReportSink sink) : sink_(std::move(sink)) {
+Session::Session(const CommonOptions& options, LineReports::Sink sink, bool everyLine)
+    : options_(options), sink_(std::move(sink)), lines_(everyLine ? LineReports::kAll : options.lineLimit, !everyLine),
+      faults_(options.lineLimit, true) {
     ObsSetLoadCallback(onLine, this);
 }
 
@@ -91,7 +52,8 @@ Session::~Session() {
     FamilyCloseLog();
 }
 
-bool Session::start(const CommonOptions& options) {
+bool Session::start() {
+    const CommonOptions& options = options_;
     for (const std::size_t group : options.groups) {
         if (group >= 1 && group <= options.files.size()) continue;
         fail("--group", fmt::format("there is no file {} of {}", group, options.files.size()));
@@ -102,7 +64,6 @@ bool Session::start(const CommonOptions& options) {
     if (!wait && !checkCriteria(options)) return false;
     if (!openLog(options.log) || !loadStations(options.sensors)) return false;
     if (wait && !checkCriteria(options)) return false;
-    if (options.ttyYear) ObsSetTTYYear(*options.ttyYear);
     setCorrections(options);
     return true;
 }
@@ -170,35 +131,41 @@ void Session::quietly(const std::function<void()>& work) {
 }
 
 void Session::onLine(std::int32_t kind, const char* file, std::int64_t line, const char* reason, void* self) {
-    if (kind != OBS_LINE_BAD && kind != OBS_LINE_DUPLICATE) return;
     auto& session = *static_cast<Session*>(self);
-    // The library also logged the reason; what else it logged is still to be told.
-    std::erase_if(session.errors_, [reason](const std::string& error) { return sameMessage(error, reason); });
-    LineReport report{kind == OBS_LINE_BAD, file == session.openedAs_ ? session.shownAs_ : file, {line},
-                      std::string(withoutTrailingBlanks(reason))};
-    std::optional<LineReport>& held = session.held_;
-    if (held && held->bad && report.bad && held->file == report.file && held->reason == report.reason) {
-        held->lines.push_back(line);
-        return;
+    const std::string shownFile = file == session.openedAs_ ? session.shownAs_ : file;
+    switch (kind) {
+        case OBS_LINE_UNKNOWN_SENSOR: session.unknownSensor_ = reason; break;
+        case OBS_LINE_BAD: {
+            std::string why = withoutPadding(reason);
+            if (!session.unknownSensor_.empty()) why += fmt::format(" ({}: --sensors)", session.unknownSensor_);
+            session.unknownSensor_.clear();
+            session.lines_.add(kind, shownFile, line, why);
+            break;
+        }
+        case OBS_LINE_PASSED_OVER:
+            if (!session.options_.passedOverIgnored) session.lines_.add(kind, shownFile, line, withoutPadding(reason));
+            break;
+        case OBS_LINE_ZEROED: session.lines_.add(kind, shownFile, line, withoutPadding(reason)); break;
+        case OBS_LINE_DUPLICATE:
+            if (session.options_.duplicates) session.lines_.add(kind, shownFile, line, withoutPadding(reason));
+            break;
+        case OBS_LINE_SELECTION:
+            if (!session.options_.select)
+                session.faults_.add(kind, shownFile, line,
+                                    "the criteria of SELOB lines are not applied: give them to --select");
+            break;
+        case OBS_LINE_BROKEN_OFF: session.brokenOff_ = true; [[fallthrough]];
+        case OBS_LINE_KEYWORD_FAULT:
+        case OBS_LINE_INCLUDE_LEFT_OUT:
+            session.keywordFault_ = session.keywordFault_ || kind == OBS_LINE_KEYWORD_FAULT;
+            session.faults_.add(kind, shownFile, line, withoutPadding(reason));
+            break;
+        default: break;
     }
-    session.reportHeld();
-    held = std::move(report);
 }
 
-void Session::reportHeld() {
-    if (held_) sink_(*held_);
-    held_.reset();
-}
-
-void Session::onMessage(std::int32_t severity, const char* text, void* self) {
-    auto& session = *static_cast<Session*>(self);
-    if (severity == 0 && isAboutStrangeLines(text)) complain(session.shownAs_, withoutTrailingBlanks(text));
-    // What a format cannot carry is reported elsewhere, and may be every observation.
-    if (severity == 0 || (session.saving_ && isRefusal(text))) return;
-    session.errors_.emplace_back(withoutTrailingBlanks(text));
-}
-
-std::vector<LoadResult> Session::load(const CommonOptions& options) {
+std::vector<LoadResult> Session::load() {
+    const CommonOptions& options = options_;
     std::vector<LoadResult> results;
     std::int32_t group = 0;
     for (const std::string& name : options.files) results.push_back(loadOne(name, ++group));
@@ -208,7 +175,6 @@ std::vector<LoadResult> Session::load(const CommonOptions& options) {
     for (; group > 0; --group)
         if (!wanted(group)) ObsRemoveGID(group);
     if (options.select) select(options);
-    else noteSelectionOfFiles();
     return results;
 }
 
@@ -220,15 +186,7 @@ void Session::select(const CommonOptions& options) {
         complain("--select", fmt::format("none of {} observations meets the criteria", selection_->observations));
 }
 
-void Session::noteSelectionOfFiles() {
-    const std::int64_t all = ObsGetCount(), selected = selectedByFiles();
-    if (selected == all) return;
-    complain("SELOB", fmt::format("the criteria that the files set, which {} of {} observations meet, are not applied: "
-                                  "give them to --select", selected, all));
-}
-
 LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
-    const Listening listening(onMessage, this);
     LoadResult result;
     result.file = shownAs_ = shown(name, "(standard input)");
     const Input input(name);
@@ -236,30 +194,54 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
         fail(result.file, input.problem());
         return result;
     }
-    const Input::Content content = input.content();
-    if (content == Input::Content::predictions) {
-        fail(result.file, "it holds predictions (H1 CPF), not observations");
+    openedAs_ = input.path();
+    const std::string head = headOf(openedAs_);
+    const FileKind kind = kindOf(head);
+    if (kind.content == Content::foreign) {
+        fail(result.file, fmt::format("this is {}, not observations", kind.name));
         return result;
     }
-    openedAs_ = input.path();
-    errors_.clear();
-    const auto loadFile = content == Input::Content::laserRanges ? ObsLoadSlrFileGID : ObsLoadFileGID;
-    const std::int32_t status = loadFile(Text512(openedAs_).data(), group);
-    reportHeld();
+    const std::int32_t status = loadFile(kind.content, group);
     ObsGetLoadCounts(&result.loaded, &result.duplicate, &result.bad);
+    ObsGetLoadLines(&result.lines);
+    lines_.tell(result.file, sink_);
+    faults_.tell(result.file, [](const LineReport& report) { complain(report.place(), report.whatAndWhy()); });
     countCorrections(result.file);
-    // The status of a bad line and of a missing file are the same number.
-    result.read = status == 0 || (status == kBadLine && result.bad > 0);
-    if (result.bad > 0) raise(ExitStatus::badLines);
-    for (const std::string& error : errors_) {
-        complain(result.file, error);
-        raise(isFileFailure(error) ? ExitStatus::failure : ExitStatus::badLines);
-    }
-    if (!result.read) {
-        raise(ExitStatus::failure);
-        if (errors_.empty()) complain(result.file, std::strerror(status));
-    }
+    // A file that cannot be opened has no lines. Else the status is that of the last line.
+    result.read = status == 0 || result.lines.lines > 0;
+    const bool isToldWhy = brokenOff_ || result.bad > 0 || result.lines.includesLeftOut > 0;
+    if (status != 0 && !isToldWhy) fail(result.file, lastError());
+    judge(result, head);
     return result;
+}
+
+/// Each file begins with the same settings, whatever the one before it has set.
+std::int32_t Session::loadFile(Content content, std::int32_t group) {
+    constexpr std::int32_t kNoYear = -1, kInThisLoadAlone = 1;
+    brokenOff_ = keywordFault_ = false;
+    FamilyClearLastError();
+    const Text512 name(openedAs_);
+    if (content == Content::laserRanges) return ObsLoadSlrFileGID(name.data(), group);
+    ObsLoadOptions options{};
+    options.size = sizeof options;
+    options.ttyYear = options_.ttyYear.value_or(kNoYear);
+    options.settingsLines = kInThisLoadAlone;
+    return ObsLoadFileWith(name.data(), group, &options);
+}
+
+/// What the counts of a load mean for the exit status.
+void Session::judge(const LoadResult& result, std::string_view head) {
+    const ObsLoadLines& lines = result.lines;
+    const bool fails = result.bad > 0 || keywordFault_ || (lines.passedOver > 0 && !options_.passedOverIgnored) ||
+                       (lines.zeroed > 0 && options_.zeroedFails);
+    if (fails) raise(ExitStatus::badLines);
+    if (brokenOff_ || lines.includesLeftOut > 0) raise(ExitStatus::failure);
+    if (result.loaded + result.duplicate > 0 || lines.passedOver == 0) return;
+    // What has lines that only could not be read is a file of observations.
+    const std::string rest = result.bad > 0 ? fmt::format("{} are bad", result.bad)
+                                            : fmt::format("it looks like {}", guessOf(head));
+    fail(result.file, fmt::format("no observation was loaded: {} of {} lines are of no known kind, {}", lines.passedOver,
+                                  lines.lines, rest));
 }
 
 void Session::save(const std::string& name, bool append, const Format& format) {
@@ -270,16 +252,15 @@ void Session::save(const std::string& name, bool append, const Format& format) {
     if (toOutput && ::write(STDOUT_FILENO, "", 0) < 0) problem = std::strerror(errno);
     if (!problem.empty()) return fail(subject, problem);
 
-    const Listening listening(onMessage, this);
-    errors_.clear();
-    saving_ = true;
     // To replace standard output is to go on where it stands, also in the file that it may be.
     const std::int32_t status = format.save(Text512(toOutput ? "/dev/stdout" : name).data(),
                                             append && !toOutput ? kAppend : kReplace);
-    // A failing write is only logged.
-    if (!errors_.empty()) problem = errors_.front();
-    else if (status != 0) problem = std::strerror(status);
-    saving_ = false;
+    std::int64_t written = 0, leftOut = 0, altered = 0;
+    std::int32_t systemError = 0;
+    ObsGetSaveCounts(&written, &leftOut, &altered, &systemError);
+    // With observations left out the last message may be about one of them.
+    if (status != 0 || systemError != 0)
+        problem = leftOut == 0 ? lastError() : std::strerror(systemError != 0 ? systemError : status);
     if (toOutput && !problem.empty()) endIfReaderIsGone();
     if (!problem.empty()) fail(subject, problem);
     for (const std::int32_t kind : {OBS_SAVE_LEFT_OUT, OBS_SAVE_UNREADABLE, OBS_SAVE_SENSOR})

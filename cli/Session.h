@@ -12,7 +12,10 @@
 #include <string_view>
 #include <vector>
 
+#include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "FileKind.h"
 #include "Formats.h"
+#include "LineReports.h"
 #include "Output.h"
 #include "Selection.h"
 
@@ -26,50 +29,43 @@ struct CommonOptions {
     std::vector<std::size_t> groups;       ///< numbers of the files to keep, from 1; empty: all
     std::optional<std::string> select;     ///< criteria of ObsSetSelObs
     bool dryRun = false;                   ///< only with `select`
-    std::optional<std::int32_t> ttyYear;   ///< of TTY cards, until a file sets another
+    std::optional<std::int32_t> ttyYear;   ///< of TTY cards in each file until it sets another; else none
     std::string sensors;                   ///< file of sensors; empty: none
     std::string troposphere;               ///< one of kTroposphereModels; empty: the first
     bool centreOfMass = false;             ///< of laser ranges
     std::string log;                       ///< empty: none
-};
-
-/// A line that was not loaded; or several bad ones that follow each other and have the same reason.
-struct LineReport {
-    bool bad;  ///< else a duplicate
-    std::string file;
-    std::vector<std::int64_t> lines;  ///< their numbers
-    std::string reason;
-
-    std::string place() const;       ///< "FILE:LINE", the first
-    std::string whatAndWhy() const;  ///< the reason, how many lines have it, and what helps
+    std::size_t lineLimit = 10;            ///< most lines or reasons of a kind that are told of a file; 0: all
+    bool zeroedFails = false;              ///< values that were taken as 0 are an error
+    bool duplicates = false;               ///< lines that are duplicates are told
+    bool passedOverIgnored = false;        ///< lines that are nothing known are no error and not named
 };
 
 struct LoadResult {
     std::string file;  ///< as shown to the user
     bool read = false;
     std::int64_t loaded = 0, duplicate = 0, bad = 0;
+    ObsLoadLines lines{sizeof(ObsLoadLines), 0, 0, 0, 0, 0, 0, 0, 0};
 };
 
 /// Holds the library's callbacks, so there is one at a time. Its functions complain on
 /// standard error about what fails and remember it for status().
 class Session {
 public:
-    using ReportSink = std::function<void(const LineReport&)>;
-
-    /// @param sink called for the bad and duplicate lines of a file while it is loaded, in
-    ///        their order; it must not call the library.
-    explicit Session(ReportSink sink);
+    /// @param options as long as the session.
+    /// @param sink called for the bad, duplicate, zeroed and passed-over lines of a file once it is loaded.
+    /// @param everyLine whether it is called for each of them, not for lines of one reason together up to the limit.
+    Session(const CommonOptions& options, LineReports::Sink sink, bool everyLine = false);
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
     /// Opens the log, loads the sensors and makes the settings for `load`.
-    bool start(const CommonOptions& options);
+    bool start();
 
     /// Loads the files in their order, each under its number as group, and drops the groups and then the
     /// observations that are not wanted; a dry run only counts the latter. A file that cannot be read does not
     /// keep the others from being loaded. "-" is standard input.
-    std::vector<LoadResult> load(const CommonOptions& options);
+    std::vector<LoadResult> load();
 
     /// Ranges that lack a correction that was asked for.
     std::int64_t uncorrected() const { return uncorrected_; }
@@ -91,7 +87,6 @@ public:
 private:
     static void onLine(std::int32_t kind, const char* file, std::int64_t line, const char* reason,
                        void* self);
-    static void onMessage(std::int32_t severity, const char* text, void* self);
 
     bool openLog(const std::string& name);
     bool loadStations(const std::string& sensors);
@@ -99,24 +94,25 @@ private:
     bool checkCriteria(const CommonOptions& options);
     void setCorrections(const CommonOptions& options);
     void countCorrections(const std::string& file);
-    void reportHeld();
     LoadResult loadOne(const std::string& name, std::int32_t group);
+    std::int32_t loadFile(Content content, std::int32_t group);
+    void judge(const LoadResult& result, std::string_view head);
     void select(const CommonOptions& options);
-    void noteSelectionOfFiles();
     void raise(ExitStatus status);
 
-    ReportSink sink_;
+    const CommonOptions& options_;
+    LineReports::Sink sink_;
+    LineReports lines_, faults_;  ///< of the file being loaded: those for the sink, and the others
+    std::string unknownSensor_;   ///< for want of which the next bad line is bad
+    bool brokenOff_ = false, keywordFault_ = false;
     ExitStatus status_ = ExitStatus::allGood;
     std::string openedAs_, shownAs_;  ///< the file being loaded
     std::string logName_;
-    bool saving_ = false;
-    std::optional<LineReport> held_;  ///< to which the next line may belong
     std::int64_t uncorrected_ = 0;
     std::optional<SelectionReport> selection_;
-    std::vector<std::string> errors_; ///< messages that no line report has accounted for
 };
 
-/// A sink that names bad lines on standard error.
-void complainOfBadLine(const LineReport& report);
+/// A sink that names all but duplicate lines on standard error.
+void complainOfLine(const LineReport& report);
 
 }  // namespace obstool

@@ -22,13 +22,4 @@ std::string shippedStations() {
     return {};
 }
 
-std::string_view helpFor(std::string_view reason) {
-    constexpr std::string_view kSensors = " (--sensors)";
-    constexpr std::string_view kWithoutSensor[] = {"ReadSlr: Laser station ",
-                                                   "ReadTTY2Lines: A type 7 observation needs its sensor"};
-    for (const std::string_view start : kWithoutSensor)
-        if (reason.starts_with(start)) return kSensors;
-    return {};
-}
-
 }  // namespace obstool

@@ -4,15 +4,11 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 namespace obstool {
 
 /// Where their sensors file is: in the folder that the environment names in OBS_DATA, else where the command was
 /// installed, or built, with its data. Empty when there is none.
 std::string shippedStations();
-
-/// What helps against the reason for which an observation was refused, in brackets; mostly empty.
-std::string_view helpFor(std::string_view reason);
 
 }  // namespace obstool

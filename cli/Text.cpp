@@ -99,9 +99,30 @@ std::size_t utf8Length(std::string_view text) {
 }  // namespace
 
 std::string printable(std::string_view text) {
+    // Besides those of ASCII there are the control characters from 0x80 on, as one byte or as two of UTF-8.
+    const auto isHighControl = [](char c) { return static_cast<unsigned char>(c) >= 0x80 && static_cast<unsigned char>(c) < 0xA0; };
     std::string safe(text);
-    std::replace_if(safe.begin(), safe.end(), isControl, '?');
+    for (std::size_t i = 0; i < safe.size();) {
+        const std::size_t length = std::max<std::size_t>(utf8Length(text.substr(i)), 1);
+        const bool isLongControl = length == 2 && text[i] == '\xC2' && isHighControl(text[i + 1]);
+        if (isLongControl || (length == 1 && (isControl(text[i]) || isHighControl(text[i]))))
+            std::fill_n(safe.begin() + static_cast<std::ptrdiff_t>(i), length, '?');
+        i += length;
+    }
     return safe;
+}
+
+std::string withoutPadding(std::string_view text) {
+    constexpr std::size_t kLeastPadding = 80;  // no form of card has that many blanks in a row
+    std::string shorter;
+    while (!text.empty()) {
+        const std::size_t blank = std::min(text.find(' '), text.size());
+        const std::size_t end = std::min(text.find_first_not_of(' ', blank), text.size());
+        const bool isPadding = end - blank >= kLeastPadding || end == text.size();
+        shorter += text.substr(0, isPadding ? blank : end);
+        text.remove_prefix(end);
+    }
+    return shorter;
 }
 
 std::string jsonString(std::string_view text) {

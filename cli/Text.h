@@ -48,7 +48,10 @@ std::optional<UtcTime> splitTime(double daysSince1950);
 /// "2024-06-11T12:34:56.789Z", or "-" where splitTime gives nothing.
 std::string isoTime(double daysSince1950);
 
-/// Control characters become "?": a line of a damaged file cannot drive the terminal.
+/// Without blanks at its end, nor those that fill up a text quoted within.
+std::string withoutPadding(std::string_view text);
+
+/// The bytes of control characters become "?": a line of a damaged file cannot drive the terminal.
 std::string printable(std::string_view text);
 
 /// A JSON string with its quotes. Bytes that are not UTF-8 become U+FFFD.

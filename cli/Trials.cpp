@@ -35,7 +35,7 @@ public:
         if (!format_.write(key, cards_)) return refused();
         Result result;
         result.lines = cards_.count();
-        if (!format_.carriesYear) {
+        if (!format_.carriesYear()) {
             const auto time = splitTime(observation.time);
             ObsSetTTYYear(time ? time->year : 0);
         }

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -8,6 +7,7 @@
 #include <iterator>
 
 #include "Commands.h"
+#include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "Formats.h"
 #include "Losses.h"
 
@@ -21,13 +21,17 @@ std::int64_t firstLineOf(const ConvertOptions& options, const Format& format) {
     std::error_code error;
     if (options.append && std::filesystem::is_regular_file(options.output, error)) {
         std::ifstream file(options.output);
-        before = std::count(std::istreambuf_iterator<char>(file), {}, '\n');
+        char last = '\n';
+        for (auto at = std::istreambuf_iterator<char>(file); at != std::istreambuf_iterator<char>(); ++at)
+            before += (last = *at) == '\n';
+        before += last != '\n';  // an unfinished line is ended first
     }
-    return before + format.headerLines + 1;
+    return before + format.facts[OBS_FORMAT_HEADER_LINES] + 1;
 }
 
-void writeReport(const ConvertOptions& options, const std::string& text, Session& session) {
+void writeReport(const ConvertOptions& options, const std::string& text, Session& session, Output& out) {
     if (options.noReport) return;
+    if (options.report == "-") return out.print("{}", text);
     if (options.report.empty()) {
         std::fwrite(text.data(), 1, text.size(), stderr);
         return;
@@ -42,9 +46,13 @@ void writeReport(const ConvertOptions& options, const std::string& text, Session
 
 ExitStatus runConvert(const ConvertOptions& options, Output& out) {
     const Format& format = *findFormat(options.format, options.crdData);
-    Session session(complainOfBadLine);
-    if (!session.start(options)) return session.status();
-    session.load(options);
+    Session session(options, complainOfLine);
+    if (options.report == "-" && options.output == "-")
+        session.fail("--report", "standard output is taken by the observations");
+    else
+        session.start();
+    if (session.status() == ExitStatus::failure) return session.status();
+    session.load();
     // An incomplete result must not take the place of an earlier good one.
     if (session.status() == ExitStatus::failure) return session.status();
     if (options.dryRun) {
@@ -67,7 +75,7 @@ ExitStatus runConvert(const ConvertOptions& options, Output& out) {
                                          session.uncorrected()));
     else
         session.save(options.output, options.append, format);
-    writeReport(options, describe(losses, format, output), session);
+    writeReport(options, describe(losses, format, output), session, out);
     return session.status();
 }
 

@@ -33,9 +33,27 @@ struct Report {
     Ranking sensors, satellites;
     double firstTime = std::numeric_limits<double>::infinity();  ///< days since 1950 UTC
     double lastTime = -std::numeric_limits<double>::infinity();
-    std::vector<LineReport> badLines, duplicateLines;
+    std::map<std::int32_t, std::vector<LineReport>> lines;  ///< by kind (OBS_LINE_...)
 
     bool hasTimes() const { return firstTime <= lastTime; }
+};
+
+/// What the lines of a file were, and what came of them, in the order of the table.
+struct LineCount {
+    std::int64_t ObsLoadLines::*member;
+    std::string_view title;  ///< empty: not in the table
+    std::string_view jsonName;
+    int width;  ///< in the table, without the blank before it
+};
+constexpr LineCount kLineCounts[] = {
+    {&ObsLoadLines::lines, "lines", "lines", 10},
+    {&ObsLoadLines::observations, "observations", "observation_lines", 13},
+    {&ObsLoadLines::comments, "comments", "comments", 9},
+    {&ObsLoadLines::keywords, "keywords", "keywords", 9},
+    {&ObsLoadLines::laser, "laser", "laser", 7},
+    {&ObsLoadLines::passedOver, "passed over", "passed_over", 12},
+    {&ObsLoadLines::zeroed, "zeroed", "zeroed", 7},
+    {&ObsLoadLines::includesLeftOut, {}, "includes_left_out", 0},
 };
 
 using Counts = std::unordered_map<std::int32_t, std::int64_t>;
@@ -58,6 +76,7 @@ void countFiles(Report& report) {
         report.all.loaded += file.loaded;
         report.all.duplicate += file.duplicate;
         report.all.bad += file.bad;
+        for (const auto count : kLineCounts) report.all.lines.*count.member += file.lines.*count.member;
     }
 }
 
@@ -92,6 +111,22 @@ void printFiles(Output& out, const Report& report) {
     if (report.files.size() > 1) row(report.all, fmt::format("all {} files", report.files.size()));
 }
 
+/// The account of all lines.
+void printLineCounts(Output& out, const Report& report) {
+    out.print("\n");
+    for (const LineCount& count : kLineCounts)
+        if (!count.title.empty()) out.print("{:>{}} ", count.title, count.width);
+    out.print(" file\n");
+    const auto row = [&](const LoadResult& r, const std::string& name) {
+        for (const LineCount& count : kLineCounts)
+            if (!count.title.empty()) out.print("{:>{}} ", r.lines.*count.member, count.width);
+        out.print(" {}\n", printable(name));
+    };
+    for (const LoadResult& file : report.files)
+        if (file.read) row(file, file.file);
+    if (report.files.size() > 1) row(report.all, fmt::format("all {} files", report.files.size()));
+}
+
 std::string dateWithDay(double time) {
     const auto parts = splitTime(time);
     return parts ? fmt::format("{} (day {:03})", isoTime(time), parts->dayOfYear) : "-";
@@ -103,15 +138,17 @@ void printRanking(Output& out, const char* title, const Ranking& ranking) {
     if (ranking.more > 0) out.print("{:>9} {} more\n", "and", ranking.more);
 }
 
-void printLines(Output& out, const char* title, const std::vector<LineReport>& lines) {
-    if (lines.empty()) return;
-    out.print("\n{}\n", title);
-    for (const LineReport& report : lines)
+void printLines(Output& out, const Report& all, std::int32_t kind) {
+    const auto lines = all.lines.find(kind);
+    if (lines == all.lines.end()) return;
+    out.print("\n{}\n", nameOfLines(kind));
+    for (const LineReport& report : lines->second)
         out.print("{}\n", printable(fmt::format("{}: {}", report.place(), report.whatAndWhy())));
 }
 
 void printText(Output& out, const Report& report) {
     printFiles(out, report);
+    printLineCounts(out, report);
     if (report.selection) {
         out.print("\n");
         printText(out, *report.selection);
@@ -124,8 +161,8 @@ void printText(Output& out, const Report& report) {
         printRanking(out, "sensor", report.sensors);
         printRanking(out, "satellite", report.satellites);
     }
-    printLines(out, "bad lines", report.badLines);
-    printLines(out, "duplicate lines", report.duplicateLines);
+    for (const std::int32_t kind : {OBS_LINE_BAD, OBS_LINE_PASSED_OVER, OBS_LINE_DUPLICATE})
+        printLines(out, report, kind);
 }
 
 // --- As JSON -------------------------------------------------------------------
@@ -152,13 +189,9 @@ void printJsonRanking(Output& out, const char* name, const char* member, const R
 
 void printJsonLines(Output& out, const char* name, const std::vector<LineReport>& lines) {
     out.print(",\n  \"{}\": ", name);
-    std::vector<std::pair<const LineReport*, std::int64_t>> single;
-    for (const LineReport& report : lines)
-        for (const std::int64_t line : report.lines) single.emplace_back(&report, line);
-    printArray(out, single.size(), [&](std::size_t i) {
-        const auto& [report, line] = single[i];
-        out.print(R"({{"file": {}, "line": {}, "reason": {}}})", jsonString(report->file), line,
-                  jsonString(report->reason));
+    printArray(out, lines.size(), [&](std::size_t i) {
+        out.print(R"({{"file": {}, "line": {}, "reason": {}}})", jsonString(lines[i].file), lines[i].line,
+                  jsonString(lines[i].reason));
     });
 }
 
@@ -168,16 +201,21 @@ std::string jsonTime(double time) {
     return fmt::format(R"({{"utc": "{}", "day_of_year": {}}})", isoTime(time), parts->dayOfYear);
 }
 
-void printJson(Output& out, const Report& report, bool duplicates) {
-    constexpr auto kCounts = R"("loaded": {}, "duplicate": {}, "bad": {}}})";
+void printJsonCounts(Output& out, const LoadResult& counts) {
+    out.print(R"("loaded": {}, "duplicate": {}, "bad": {})", counts.loaded, counts.duplicate, counts.bad);
+    for (const LineCount& count : kLineCounts) out.print(R"(, "{}": {})", count.jsonName, counts.lines.*count.member);
+    out.print("}}");
+}
+
+void printJson(Output& out, Report& report, bool duplicates) {
     out.print("{{\n  \"files\": ");
     printArray(out, report.files.size(), [&](std::size_t i) {
         const LoadResult& f = report.files[i];
         out.print(R"({{"name": {}, "read": {}, )", jsonString(f.file), f.read);
-        out.print(kCounts, f.loaded, f.duplicate, f.bad);
+        printJsonCounts(out, f);
     });
     out.print(",\n  \"all\": {{");
-    out.print(kCounts, report.all.loaded, report.all.duplicate, report.all.bad);
+    printJsonCounts(out, report.all);
     out.print(",\n  \"selection\": ");
     if (report.selection) printJson(out, *report.selection);
     else out.print("null");
@@ -190,8 +228,10 @@ void printJson(Output& out, const Report& report, bool duplicates) {
     });
     printJsonRanking(out, "sensors", "sensor", report.sensors);
     printJsonRanking(out, "satellites", "satellite", report.satellites);
-    printJsonLines(out, "bad_lines", report.badLines);
-    if (duplicates) printJsonLines(out, "duplicate_lines", report.duplicateLines);
+    printJsonLines(out, "bad_lines", report.lines[OBS_LINE_BAD]);
+    printJsonLines(out, "passed_over_lines", report.lines[OBS_LINE_PASSED_OVER]);
+    printJsonLines(out, "zeroed_lines", report.lines[OBS_LINE_ZEROED]);
+    if (duplicates) printJsonLines(out, "duplicate_lines", report.lines[OBS_LINE_DUPLICATE]);
     out.print("\n}}\n");
 }
 
@@ -199,14 +239,13 @@ void printJson(Output& out, const Report& report, bool duplicates) {
 
 ExitStatus runInfo(const InfoOptions& options, Output& out) {
     Report report;
-    Session session([&](const LineReport& line) {
-        if (line.bad)
-            report.badLines.push_back(line);
-        else if (options.duplicates)
-            report.duplicateLines.push_back(line);
-    });
-    if (!session.start(options)) return session.status();
-    report.files = session.load(options);
+    const auto keep = [&](const LineReport& line) {
+        if (line.kind == OBS_LINE_ZEROED && !options.json) complainOfLine(line);
+        else report.lines[line.kind].push_back(line);
+    };
+    Session session(options, keep, options.json);
+    if (!session.start()) return session.status();
+    report.files = session.load();
     countFiles(report);
     report.selection = session.selection();
     if (!options.dryRun) countObservations(report, options.top);

@@ -32,9 +32,9 @@ void printObservation(Output& out, std::int64_t key) {
 }  // namespace
 
 ExitStatus runList(const ListOptions& options, Output& out) {
-    Session session(complainOfBadLine);
-    if (!session.start(options)) return session.status();
-    session.load(options);
+    Session session(options, complainOfLine);
+    if (!session.start()) return session.status();
+    session.load();
     if (options.dryRun) {
         printText(out, *session.selection());
         return session.status();

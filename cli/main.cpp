@@ -37,8 +37,7 @@ After = and != a value may be a list with commas and each member a range low:hig
 either end of which may be left open. Criteria are joined by blanks or "and" and by "or",
 turned round by "not" and grouped by parentheses: "sat=5,8 (el>10 or not type=1:4)". An
 observation whose type does not carry a value does not meet a criterion of it. SELOB lines
-in files select nothing by themselves; when some observations do not meet them a note says
-so. The names are
+in files select nothing by themselves; a note names each. The names are
   sat    satellite number, or the name of a laser target in quotes: sat="lageos1"
   sen    sensor number, or a sensor's description (--sensors) in quotes
   type   type, as list shows it       el     elevation or declination, degrees
@@ -52,8 +51,15 @@ so. The names are
 --dry-run only tells how many observations do not meet each of the criteria or parentheses,
 whatever the others say, and how many meet all.
 
-Exit status: 0 when all went well, 1 when some lines were bad or convert lost observations,
-2 when the command line was wrong or a file could not be read or written.
+Each FILE is read by itself: with the year of --tty-year until it sets another, whatever the
+files before it have set. Lines that are no observation, comment or keyword line are passed
+over and named; so are values that could not be read and are taken as 0. Lines of one kind
+and reason are named once, with how many there are; --line-limit sets how many reasons.
+
+Exit status: 0 when all went well, 1 when some lines were bad or passed over or convert lost
+observations, 2 when the command line was wrong, a file could not be read or written, or
+holds something else than observations. --passed-over=ignore and --zeroed=fail change what
+counts.
 
 Examples:
   obstool info today.obs
@@ -62,14 +68,15 @@ Examples:
   zcat *.obs.gz | obstool convert - -o all.b3 --to b3)~";
 
 constexpr auto kInfoFooter = R"(
-Shows the lines loaded, duplicate and bad in each file; the time span and the numbers of
-observations by type, sensor and satellite in all; and each bad line as FILE:LINE: reason.
+Shows the lines loaded, duplicate and bad in each file and what all its lines were; the time
+span and the numbers of observations by type, sensor and satellite in all; and the lines that
+are bad or passed over as FILE:LINE: reason, with --json every one of them.
 With --group and --select all but the first table and the lines tell of the wanted
 observations only; with --select there is also how many each criterion drops.)";
 
 constexpr auto kListFooter = R"(
-Times are UTC. A value that the observation's type does not carry is shown as -. Bad
-lines are named on standard error.
+Times are UTC. A value that the observation's type does not carry is shown as -. Lines
+that are bad or passed over are named on standard error.
 
 Orders (ascending when negative, descending when positive):
    1  time, sensor, type, elevation       6  sensor, satellite, type, time, elevation
@@ -79,8 +86,9 @@ Orders (ascending when negative, descending when positive):
    5  sensor, time, elevation            10  satellite, sensor, time)";
 
 constexpr auto kConvertFooter = R"(
-The observations of all files go to one file, in ascending order of their keys. Bad lines
-are named on standard error and left out. When a file cannot be read nothing is written.
+The observations of all files go to one file, in ascending order of their keys. Lines that
+are bad or passed over are named on standard error and left out. When a file cannot be read,
+or holds something else than observations, nothing is written.
 
 What the format could not carry is then told by type and field or reason: refused (no line
 is written), unreadable (a line is, but cannot be read again), dropped, changed, or rounded
@@ -120,6 +128,14 @@ CLI::Validator isCount() {
     return CLI::Validator(check, "");
 }
 
+/// An option of two values, the second of which sets a flag.
+void addChoice(CLI::App* command, const char* name, const char* help, const std::vector<std::string>& values, bool& flag) {
+    command->add_option_function<std::string>(
+               name, [&flag, second = values.back()](const std::string& value) { flag = value == second; }, help)
+        ->type_name(fmt::format("{}|{}", values.front(), values.back()))
+        ->check(CLI::IsMember(values).description(""));
+}
+
 CLI::App* addCommand(CLI::App& app, const char* name, const char* description, const char* footer,
                      CommonOptions& options) {
     CLI::App* command = app.add_subcommand(name, description);
@@ -147,6 +163,13 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* description, c
                     .description(""));
     command->add_flag("--centre-of-mass", options.centreOfMass,
                       "Refer laser ranges to the satellite's centre of mass, where the file has not");
+    command->add_option("--line-limit", options.lineLimit,
+                        "Name the first N lines or reasons of a kind in each FILE; 0 names all")
+        ->type_name("N")->check(isCount())->capture_default_str();
+    addChoice(command, "--zeroed", "Values that cannot be read and are taken as 0: tell of them, or fail for them",
+              {"tell", "fail"}, options.zeroedFails);
+    addChoice(command, "--passed-over", "Lines that are nothing known: fail for them, or ignore them",
+              {"fail", "ignore"}, options.passedOverIgnored);
     command->add_option("--log", options.log, "Append the library's messages to LOG")->type_name("LOG");
     return command;
 }
@@ -161,15 +184,15 @@ CLI::Validator isStrictness() {
 
 CLI::Validator oneOfTheFormats() {
     std::vector<std::string> names;
-    for (const Format& format : kFormats)
+    for (const Format& format : formats())
         if (names.empty() || names.back() != format.name) names.emplace_back(format.name);
     return CLI::IsMember(names).description("");
 }
 
 std::string formatsHelp() {
     std::string help = "Format to write:";
-    std::string_view last;
-    for (const Format& format : kFormats) {
+    std::string last;
+    for (const Format& format : formats()) {
         if (format.name == last) help.back() = ',';  // in the place of the bracket
         else help += fmt::format(" {} (", format.name);
         help += format.name == last ? fmt::format(" {})", format.description) : fmt::format("{})", format.description);
@@ -211,7 +234,7 @@ void addConvert(CLI::App& app, ConvertOptions& options) {
     command->add_flag("--strict", options.strict,
                       "Write nothing if more than digits would be lost; --strict=exact: or digits")
         ->check(isStrictness());
-    CLI::Option* report = command->add_option("--report", options.report, "File for the report")
+    CLI::Option* report = command->add_option("--report", options.report, "File for the report; - is standard output")
         ->type_name("REPORT");
     command->add_flag("--no-report", options.noReport, "Do not report losses")->excludes(report);
     command->add_option("--examples", options.examples, "Name the first N observations of each loss")

@@ -18,6 +18,11 @@ module obs_interface
     integer(c_int32_t), parameter :: OBS_LINE_PASSED_OVER = 5
     integer(c_int32_t), parameter :: OBS_LINE_KEYWORD = 6
     integer(c_int32_t), parameter :: OBS_LINE_NOTE = 7
+    integer(c_int32_t), parameter :: OBS_LINE_KEYWORD_FAULT = 8
+    integer(c_int32_t), parameter :: OBS_LINE_INCLUDE_LEFT_OUT = 9
+    integer(c_int32_t), parameter :: OBS_LINE_SELECTION = 10
+    integer(c_int32_t), parameter :: OBS_LINE_UNKNOWN_SENSOR = 11
+    integer(c_int32_t), parameter :: OBS_LINE_BROKEN_OFF = 12
     integer(c_int32_t), parameter :: OBS_SLR_TROPOSPHERE = 1
     integer(c_int32_t), parameter :: OBS_SLR_CENTRE_OF_MASS = 2
     integer(c_int32_t), parameter :: OBS_CRITERIA = 10
@@ -28,6 +33,12 @@ module obs_interface
     integer(c_int32_t), parameter :: OBS_SAVE_POSITION = 5
     integer(c_int32_t), parameter :: OBS_SAVE_SITE = 6
     integer(c_int32_t), parameter :: OBS_SAVE_EXPONENT = 7
+    integer(c_int32_t), parameter :: OBS_FORMAT_B3 = 0
+    integer(c_int32_t), parameter :: OBS_FORMAT_TTY = 1
+    integer(c_int32_t), parameter :: OBS_FORMAT_CSV = 2
+    integer(c_int32_t), parameter :: OBS_FORMAT_RF = 3
+    integer(c_int32_t), parameter :: OBS_FORMAT_CRD_NORMAL_POINTS = 4
+    integer(c_int32_t), parameter :: OBS_FORMAT_CRD_FULL_RATE = 5
 
     type, bind(c) :: ObsLoadOptions
         integer(c_int32_t) :: size
@@ -589,6 +600,16 @@ module obs_interface
             integer(c_int32_t) :: outcome
         end function ObsGetFieldInfo
 
+        function ObsGetTypeInfo(obsType, typeChar, name, carried) bind(c, name="ObsGetTypeInfo") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: obsType
+            character(kind=c_char), intent(out) :: typeChar
+            character(kind=c_char), intent(out) :: name(512)
+            integer(c_int32_t), intent(out) :: carried(64)
+            integer(c_int32_t) :: outcome
+        end function ObsGetTypeInfo
+
         function ObsDataToStates(obsArr, states) bind(c, name="ObsDataToStates") result(outcome)
             import
             real(c_double), intent(in) :: obsArr(64)
@@ -813,6 +834,26 @@ module obs_interface
             type(c_funptr), value :: report
             type(c_ptr), value :: user
         end subroutine ObsSetSaveCallback
+
+        function ObsGetFormatInfo(format, name, description, facts) bind(c, name="ObsGetFormatInfo") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: format
+            character(kind=c_char), intent(out) :: name(512)
+            character(kind=c_char), intent(out) :: description(512)
+            integer(c_int32_t), intent(out) :: facts(16)
+            integer(c_int32_t) :: outcome
+        end function ObsGetFormatInfo
+
+        function ObsGetFormatPrecision(format, obsType, units, digits) bind(c, name="ObsGetFormatPrecision") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: format
+            integer(c_int32_t), value :: obsType
+            real(c_double), intent(out) :: units(64)
+            integer(c_int32_t), intent(out) :: digits(64)
+            integer(c_int32_t) :: outcome
+        end function ObsGetFormatPrecision
 
         function FamilyGetLastError(text) bind(c, name="FamilyGetLastError") result(outcome)
             import

@@ -5,21 +5,17 @@
 #include <map>
 #include <string>
 
-#include "Obs/ObsTypes/ObsRecord.h"
+#include "Obs/ObsTypes/FieldList.h"
 
 namespace obs::test {
 
 inline std::map<std::string, double> fieldsOf(const ObsRecord& rec) {
-    return {{"satNum", rec.satNum},         {"senNum", rec.senNum},         {"obsType", rec.obsType},
-            {"equinoxInd", rec.equinoxInd}, {"indicator1", rec.indicator1}, {"indicator2", rec.indicator2},
-            {"altSatNum1", rec.altSatNum1}, {"altSatNum2", rec.altSatNum2}, {"obsTime", rec.obsTime},
-            {"elOrDec", rec.elOrDec},       {"azOrRa", rec.azOrRa},         {"range", rec.range},
-            {"rangeRate", rec.rangeRate},   {"elRate", rec.elRate},         {"azRate", rec.azRate},
-            {"rangeAccel", rec.rangeAccel}, {"senPosX", rec.senPos[0]},     {"senPosY", rec.senPos[1]},
-            {"senPosZ", rec.senPos[2]},     {"senVelX", rec.senVel[0]},     {"senVelY", rec.senVel[1]},
-            {"senVelZ", rec.senVel[2]},     {"satPosX", rec.satPos[0]},     {"satPosY", rec.satPos[1]},
-            {"satPosZ", rec.satPos[2]},     {"satVelX", rec.satVel[0]},     {"satVelY", rec.satVel[1]},
-            {"satVelZ", rec.satVel[2]}};
+    std::map<std::string, double> fields;
+    forEachFieldOf<ObsFields>([&](auto field) {
+        const bool isNumber = !field.isCharacter && field.facts.name != "rotateToDate";
+        if (isNumber) fields[std::string(field.facts.storageName())] = field.in(rec);
+    });
+    return fields;
 }
 
 inline double fieldOf(const ObsRecord& rec, const std::string& name) {

@@ -18,12 +18,14 @@ inline constexpr Columns kSecClass{1, 1};
 inline constexpr Columns kSatNum{2, 6};         ///< alpha-5
 inline constexpr Columns kSenNum{7, 9};
 inline constexpr Columns kDateTime{10, 23};     ///< YYDDDHHMMSSsss
+inline constexpr int kSecondsDecimals = 3;
 inline constexpr Columns kElOrDec{24, 29};
 inline constexpr Columns kSeparator1{30, 30};   ///< blank on every angle card
 inline constexpr Columns kAzimuth{31, 37};      ///< or right ascension
 inline constexpr Columns kSeparator2{38, 38};   ///< blank on every angle card
 inline constexpr Columns kRangeMantissa{39, 45};
 inline constexpr Columns kRangeExponent{46, 46};
+inline constexpr Columns kRange{kRangeMantissa.first, kRangeExponent.last};
 inline constexpr Columns kObsType{75, 75};
 inline constexpr Columns kEquinoxInd{76, 76};
 inline constexpr Columns kIndicator1{77, 77};
@@ -53,6 +55,15 @@ inline constexpr std::array<SignedField, 5> kSignedFields{{
     {{68, 72}, 4, kRateTypes, &ObsRecord::rangeAccel},
 }};
 inline constexpr int kAzimuthDecimals = 4;
+inline constexpr int kRightAscensionDecimals = 1;  ///< of the second, HHMMSSs
+
+/// A signed field but for the column that may hold a sign.
+constexpr Columns withoutSign(Columns field) {
+    return {field.first + 1, field.last};
+}
+
+/// All that a card without sensor position may hold between its time and its type.
+inline constexpr Columns kMeasurements{kElOrDec.first, kSignedFields.back().columns.last};
 
 /// Range = mantissa x 10^(exponent - this), km.
 inline constexpr int kRangeExponentBias = 5;
@@ -60,6 +71,10 @@ inline constexpr int kRangeExponentBias = 5;
 /// Types whose cards have range columns to read: 8 and 9 become 18 and 19 when there is one.
 inline constexpr ObsTypeSet kRangeReadTypes{2, 3, 4, 6, 8, 9, 18, 19};
 inline constexpr ObsTypeSet kRangeWrittenTypes{2, 3, 4, 6, 18, 19};
+
+/// The card with a sensor position in the place of the rates, and the other one, as the validation has them.
+inline constexpr ObsTypeSet kSensorCardTypes{8, 9};
+inline constexpr ObsTypeSet kPlainCardTypes{0, 1, 2, 3, 4, 5, 6};
 
 /// Types that have a B3 card.
 inline constexpr ObsTypeSet kWrittenTypes{0, 1, 2, 3, 4, 5, 6, 8, 9, 18, 19};

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -18,8 +19,20 @@ struct Columns {
     constexpr unsigned offset() const { return first - 1; }
 };
 
+/// The largest satellite number that five alpha-5 columns hold.
+inline constexpr std::int32_t kMostAlpha5 = 339999;
+
+/// The largest number of so many digits.
+constexpr std::int32_t mostOf(unsigned digits) {
+    return digits == 0 ? 0 : 10 * mostOf(digits - 1) + 9;
+}
+
 /// Characters of every text that is exchanged, and of a line of a file (a longer one is cut).
 inline constexpr std::size_t kCardLength = 512;
+
+constexpr char upperCase(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
 
 /// A card as it was passed: columns beyond its text are blank.
 class CardText {
@@ -35,6 +48,12 @@ public:
         return text_.substr(from, columns.width());
     }
 
+    /// Whether it begins with a word in capitals, its own letters being in either case.
+    bool begins(std::string_view word) const {
+        if (text_.empty() || upperCase(text_.front()) != word.front() || text_.size() < word.size()) return false;
+        return std::equal(word.begin(), word.end(), text_.begin(), [](char a, char b) { return a == upperCase(b); });
+    }
+
     bool isBlank(Columns columns) const { return at(columns).find_first_not_of(' ') == std::string_view::npos; }
 
     /// The text without the blank columns behind it.
@@ -43,10 +62,6 @@ public:
 private:
     std::string_view text_;
 };
-
-constexpr char upperCase(char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
 
 constexpr char lowerCase(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;

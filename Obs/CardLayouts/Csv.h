@@ -1,144 +1,152 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The 56 fields of a CSV line in their order, walked by reader and writer, so that the place of a field stands here
-/// and nowhere else. docs/formats/csv.md prints the same table; a test holds the two together.
+/// The 56 fields of a CSV line in their order, walked by reader and writer. The list of fields tells which value stands
+/// where; here is what a line gives in another form than the record. docs/formats/csv.md prints the table; a test holds
+/// the two together.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 
-#include "Obs/ObsTypes/ObsRecord.h"
+#include "Obs/ObsTypes/FieldList.h"
 
 namespace obs::csv {
 
 inline constexpr char kSeparator = ',';
 inline constexpr char kPairSeparator = ':';
+inline constexpr std::size_t kFieldCount = 56;
 
-/// What a line gives in another form than the record: the time in parts, and the angles in places that tell which
-/// pair they are.
-struct LineValues {
+/// The fields of the time, counted from 1.
+inline constexpr std::size_t kFirstDateField = 4, kLastDateField = 8;
+
+/// The time in parts, one a field.
+struct TimeParts {
     std::int32_t year = 0;
     std::int32_t dayOfYear = 0;
     std::int32_t hour = 0;
     std::int32_t minute = 0;
     double seconds = 0;
-    double elevation = 0;  ///< degrees, as the other angles
-    double elevationRate = 0;
-    double declination = 0;
-    double declinationRate = 0;
-    double azimuth = 0;
-    double azimuthRate = 0;
-    double rightAscension = 0;
-    double rightAscensionRate = 0;
 };
+
+/// A line that is too long has its reals rounded, to this many significant digits at least.
+inline constexpr int kFewestDigits = 9;
 
 enum class Kind : std::uint8_t {
     character,
     integer,
     real,
     exactReal,  ///< never rounded to make a long line fit: the key hangs on it
-    realPair,   ///< two reals that stand one after the other in memory
+    realPair,   ///< two reals
     repeated,   ///< a real that an earlier field gives already: written again, ignored when read
 };
 
-/// The owner of a value.
-enum class Part : std::uint8_t { line, record, csvData, biases, rfData };
-inline constexpr std::size_t kPartCount = 5;
+/// Fields 46 to 49 give fields 38 to 41 again.
+constexpr bool isRepeated(std::size_t number) {
+    return number >= 46 && number <= 49;
+}
+inline constexpr std::size_t kRepeatedAfter = 8;
 
+/// The owners of a line's values, to be read through or only read. Of the values whose meaning hangs on the type, the
+/// one that `ofRaDec` has counts for types with right ascension and declination, the other for all others.
+template <bool kWritable>
+struct Owners {
+    template <class Owner>
+    using Some = std::conditional_t<kWritable, Owner, const Owner>;
+
+    Some<TimeParts>& time;
+    Some<ObsFields>& fields;
+    Some<ObsFields>& ofOthers;
+    Some<ObsFields>& ofRaDec;
+    Some<CsvObsData>& csvData;
+    Some<ObsBiases>& biases;
+    Some<RfObsData>& rfData;
+
+    template <class Row>
+    auto& valueOf(Row row) const {
+        if constexpr (row.template isOf<CsvObsData>) return row.in(csvData);
+        else if constexpr (row.template isOf<ObsBiases>) return row.in(biases);
+        else if constexpr (row.template isOf<RfObsData>) return row.in(rfData);
+        else if constexpr (row.facts.meaning == Meaning::ofOthers) return row.in(ofOthers);
+        else if constexpr (row.facts.meaning == Meaning::ofRaDec) return row.in(ofRaDec);
+        else return row.in(fields);
+    }
+};
+
+/// The first row of the list of fields, from one on, that has a number; `kFieldRows` when there is none.
+constexpr std::size_t rowOf(std::size_t number, std::size_t from = 0) {
+    std::size_t at = 0, found = kFieldRows;
+    obs::forEachField([&](auto row) {
+        if (at >= from && found == kFieldRows && row.facts.csv == static_cast<int>(number)) found = at;
+        ++at;
+    });
+    return found;
+}
+
+/// A field by its number, from 1, as a value without contents.
+template <std::size_t kNumber>
+struct FieldAt {
+    static constexpr std::size_t number = kNumber;
+    static constexpr std::size_t kRow = rowOf(isRepeated(kNumber) ? kNumber - kRepeatedAfter : kNumber);
+    static constexpr std::size_t kSecondRow = rowOf(kNumber, kRow + 1);
+    using Row = FieldRow<kRow>;
+
+    static constexpr std::string_view name = Row::facts.csvName.empty() ? Row::facts.name : Row::facts.csvName;
+    static constexpr Kind kind = isRepeated(kNumber)       ? Kind::repeated
+                                 : Row::isCharacter        ? Kind::character
+                                 : Row::isInteger          ? Kind::integer
+                                 : kSecondRow < kFieldRows ? Kind::realPair
+                                                           : Kind::real;
+
+    /// The value, or the first of a pair.
+    template <class Some>
+    static auto& in(const Some& owners) { return owners.valueOf(Row{}); }
+    template <class Some>
+    static auto& secondIn(const Some& owners) { return owners.valueOf(FieldRow<kSecondRow>{}); }
+};
+
+/// A part of the time.
+template <std::size_t kNumber, auto kMember, Kind kKind = Kind::integer>
+struct TimeField {
+    static constexpr std::size_t number = kNumber;
+    static constexpr std::array<std::string_view, 5> kNames{"year", "day of year", "hour", "minute", "seconds"};
+    static constexpr std::string_view name = kNames[kNumber - kFirstDateField];
+    static constexpr Kind kind = kKind;
+
+    template <class Some>
+    static auto& in(const Some& owners) { return owners.time.*kMember; }
+};
+template <>
+struct FieldAt<4> : TimeField<4, &TimeParts::year> {};
+template <>
+struct FieldAt<5> : TimeField<5, &TimeParts::dayOfYear> {};
+template <>
+struct FieldAt<6> : TimeField<6, &TimeParts::hour> {};
+template <>
+struct FieldAt<7> : TimeField<7, &TimeParts::minute> {};
+template <>
+struct FieldAt<8> : TimeField<8, &TimeParts::seconds, Kind::exactReal> {};
+
+/// Calls `visit(field)` for the fields in the order of the line.
+template <class Visit>
+constexpr void forEachField(Visit&& visit) {
+    [&]<std::size_t... i>(std::index_sequence<i...>) {
+        (visit(FieldAt<i + 1>{}), ...);
+    }(std::make_index_sequence<kFieldCount>{});
+}
+
+/// What messages say of a field.
 struct Field {
     std::string_view name;
     Kind kind;
-    Part part;
-    std::uint16_t offset;  ///< of the value in its owner, bytes
 };
-
-/// Bytes up to an element of an array member that begins at `array`.
-constexpr std::size_t element(std::size_t array, std::size_t index) {
-    return array + index * sizeof(double);
-}
-
-inline constexpr std::array<Field, 56> kFields{{
-    // clang-format off
-    {"secClass",             Kind::character, Part::record,  offsetof(ObsFields, secClass)},              // 1
-    {"satNum",               Kind::integer,   Part::record,  offsetof(ObsFields, satNum)},
-    {"senNum",               Kind::integer,   Part::record,  offsetof(ObsFields, senNum)},
-    {"year",                 Kind::integer,   Part::line,    offsetof(LineValues, year)},
-    {"day of year",          Kind::integer,   Part::line,    offsetof(LineValues, dayOfYear)},            // 5
-    {"hour",                 Kind::integer,   Part::line,    offsetof(LineValues, hour)},
-    {"minute",               Kind::integer,   Part::line,    offsetof(LineValues, minute)},
-    {"seconds",              Kind::exactReal, Part::line,    offsetof(LineValues, seconds)},
-    {"elevation",            Kind::real,      Part::line,    offsetof(LineValues, elevation)},
-    {"elevation rate",       Kind::real,      Part::line,    offsetof(LineValues, elevationRate)},        // 10
-    {"declination",          Kind::real,      Part::line,    offsetof(LineValues, declination)},
-    {"declination rate",     Kind::real,      Part::line,    offsetof(LineValues, declinationRate)},
-    {"azimuth",              Kind::real,      Part::line,    offsetof(LineValues, azimuth)},
-    {"azimuth rate",         Kind::real,      Part::line,    offsetof(LineValues, azimuthRate)},
-    {"right ascension",      Kind::real,      Part::line,    offsetof(LineValues, rightAscension)},       // 15
-    {"right-ascension rate", Kind::real,      Part::line,    offsetof(LineValues, rightAscensionRate)},
-    {"range",                Kind::real,      Part::record,  offsetof(ObsFields, range)},
-    {"rangeRate",            Kind::real,      Part::record,  offsetof(ObsFields, rangeRate)},
-    {"rangeAccel",           Kind::real,      Part::record,  offsetof(ObsFields, rangeAccel)},
-    {"obsType",              Kind::integer,   Part::record,  offsetof(ObsFields, obsType)},               // 20
-    {"senPos X",             Kind::real,      Part::record,  element(offsetof(ObsFields, senPos), 0)},
-    {"senPos Y",             Kind::real,      Part::record,  element(offsetof(ObsFields, senPos), 1)},
-    {"senPos Z",             Kind::real,      Part::record,  element(offsetof(ObsFields, senPos), 2)},
-    {"indicator1",           Kind::integer,   Part::record,  offsetof(ObsFields, indicator1)},
-    {"indicator2",           Kind::integer,   Part::record,  offsetof(ObsFields, indicator2)},            // 25
-    {"altSatNum1",           Kind::integer,   Part::record,  offsetof(ObsFields, altSatNum1)},
-    {"altSatNum2",           Kind::integer,   Part::record,  offsetof(ObsFields, altSatNum2)},
-    {"csvChar",              Kind::character, Part::csvData, offsetof(CsvObsData, csvChar)},
-    {"csvReals 1 and 2",     Kind::realPair,  Part::csvData, element(offsetof(CsvObsData, csvReals), 0)},
-    {"csvReals 5",           Kind::real,      Part::csvData, element(offsetof(CsvObsData, csvReals), 4)}, // 30
-    {"csvReals 6",           Kind::real,      Part::csvData, element(offsetof(CsvObsData, csvReals), 5)},
-    {"csvReals 7",           Kind::real,      Part::csvData, element(offsetof(CsvObsData, csvReals), 6)},
-    {"csvReals 8",           Kind::real,      Part::csvData, element(offsetof(CsvObsData, csvReals), 7)},
-    {"csvReals 9",           Kind::real,      Part::csvData, element(offsetof(CsvObsData, csvReals), 8)},
-    {"biases 1",             Kind::real,      Part::biases,  element(offsetof(ObsBiases, values), 0)},    // 35
-    {"biases 2",             Kind::real,      Part::biases,  element(offsetof(ObsBiases, values), 1)},
-    {"biases 3",             Kind::real,      Part::biases,  element(offsetof(ObsBiases, values), 2)},
-    {"biases 4",             Kind::real,      Part::biases,  element(offsetof(ObsBiases, values), 3)},
-    {"biases 5",             Kind::real,      Part::biases,  element(offsetof(ObsBiases, values), 4)},
-    {"biases 6",             Kind::real,      Part::biases,  element(offsetof(ObsBiases, values), 5)},    // 40
-    {"biases 7",             Kind::real,      Part::biases,  element(offsetof(ObsBiases, values), 6)},
-    {"csvReals 3 and 4",     Kind::realPair,  Part::csvData, element(offsetof(CsvObsData, csvReals), 2)},
-    {"csvInt1",              Kind::integer,   Part::csvData, offsetof(CsvObsData, csvInt1)},
-    {"equinoxInd",           Kind::integer,   Part::record,  offsetof(ObsFields, equinoxInd)},
-    {"csvInt2",              Kind::integer,   Part::csvData, offsetof(CsvObsData, csvInt2)},              // 45
-    {"biases 4 again",       Kind::repeated,  Part::biases,  element(offsetof(ObsBiases, values), 3)},
-    {"biases 5 again",       Kind::repeated,  Part::biases,  element(offsetof(ObsBiases, values), 4)},
-    {"biases 6 again",       Kind::repeated,  Part::biases,  element(offsetof(ObsBiases, values), 5)},
-    {"biases 7 again",       Kind::repeated,  Part::biases,  element(offsetof(ObsBiases, values), 6)},
-    {"rangeSigmaM",          Kind::real,      Part::rfData,  offsetof(RfObsData, rangeSigmaM)},           // 50
-    {"unindexedReal",        Kind::real,      Part::csvData, offsetof(CsvObsData, unindexedReal)},
-    {"rangeRateSigmaMs",     Kind::real,      Part::rfData,  offsetof(RfObsData, rangeRateSigmaMs)},
-    {"lastReals 1",          Kind::real,      Part::csvData, element(offsetof(CsvObsData, lastReals), 0)},
-    {"lastReals 2",          Kind::real,      Part::csvData, element(offsetof(CsvObsData, lastReals), 1)},
-    {"lastReals 3",          Kind::real,      Part::csvData, element(offsetof(CsvObsData, lastReals), 2)}, // 55
-    {"csvReal10",            Kind::real,      Part::csvData, offsetof(CsvObsData, csvReal10)},
-    // clang-format on
-}};
-
-/// The fields of the time, counted from 1.
-inline constexpr std::size_t kFirstDateField = 4, kLastDateField = 8;
-static_assert(kFields[kFirstDateField - 1].name == "year" && kFields[kLastDateField - 1].name == "seconds");
-
-/// The owners of a line's values, in the order of `Part`; the reader's are written through, the writer's only read.
-template <class Byte>
-using Owners = std::array<Byte*, kPartCount>;
-
-constexpr std::size_t ownerOf(const Field& field) {
-    return static_cast<std::size_t>(field.part);
-}
-
-/// The value of a field in its owner, which must hold a `Value` there.
-template <class Value>
-Value& valueOf(const Owners<char>& owners, const Field& field) {
-    return *reinterpret_cast<Value*>(owners[ownerOf(field)] + field.offset);
-}
-template <class Value>
-const Value& valueOf(const Owners<const char>& owners, const Field& field) {
-    return *reinterpret_cast<const Value*>(owners[ownerOf(field)] + field.offset);
-}
+inline constexpr std::array<Field, kFieldCount> kFields = [] {
+    std::array<Field, kFieldCount> fields{};
+    std::size_t count = 0;
+    forEachField([&](auto field) { fields[count++] = {field.name, field.kind}; });
+    return fields;
+}();
 
 }  // namespace obs::csv

@@ -73,20 +73,20 @@ void putEciPosition(const ObsRecord& rec, const CardWriter& card) {
 
 }  // namespace
 
-std::size_t CreateB3Obs(const ObsRecord& rec, char* text) {
-    const CardWriter card(text);
+MaybeRefusal CreateB3Obs(const ObsRecord& rec, CardLines& lines) {
+    const CardWriter card(lines.text[0]);
+    lines.length = {b3::kCardColumns, 0};
     putHead(rec, card);
     if (rec.obsType == kTypeEciPositionVelocity) {
         putEciPositionVelocity(rec, card);
-        return eci::kCardColumns;
-    }
-    if (rec.obsType == kTypeEciPosition) {
+        lines.length[0] = eci::kCardColumns;
+    } else if (rec.obsType == kTypeEciPosition) {
         putEciPosition(rec, card);
     } else if (b3::kWrittenTypes.has(rec.obsType)) {
         putTail(rec, GetTypeChar(rec.obsType), card);
         putMeasurements(rec, card);
     }
-    return b3::kCardColumns;
+    return std::nullopt;
 }
 
 }  // namespace obs

@@ -3,13 +3,14 @@
 #pragma once
 
 #include "Obs/FormatObs/CardFields.h"
+#include "Obs/FormatObs/CardLines.h"
+#include "Obs/ObsCardReading/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {
 
-/// Writes a card into at least CardWriter::kCapacity characters, blank behind its end, and returns its columns: 90,
-/// or 126 for a position-and-velocity card. Never fails; what does not fit shows as asterisks. Types 18 and 19 are written with the characters of 8 and 9; their
+/// Writes a card, blank after its end, of 90 columns, or 126 for a position-and-velocity card. Refuses nothing; what does not fit shows as asterisks. Types 18 and 19 are written with the characters of 8 and 9; their
 /// positive range brings them back. A type that no card carries gives the head alone.
-std::size_t CreateB3Obs(const ObsRecord& rec, char* text);
+MaybeRefusal CreateB3Obs(const ObsRecord& rec, CardLines& lines);
 
 }  // namespace obs

@@ -8,6 +8,7 @@
 
 #include "Obs/CardLayouts/CardNumbers.h"
 #include "Obs/ObsTypes/TypeSets.h"
+#include "Obs/FormatObs/Named.h"
 #include "siblings/include/Sensors.h"
 #include "siblings/include/Services.h"
 

@@ -71,9 +71,8 @@ void GetRightAscensionStr(char out[7], double degrees);
 /// "J" to "R" for -1 to -9, "-" before fewer digits, "0" before fewer digits of a positive number.
 void GetOverpunchStr(double value, int nInt, int nDec, char* out);
 
-/// 7-digit mantissa and exponent digit, 8 columns; and the form with 8 digits, 9 columns. km.
+/// 7-digit mantissa and exponent digit, 8 columns. km.
 void GetRangeStr(char out[8], double range);
-void GetRangeStrType6(char out[9], double range);
 
 /// A sensor position component in 9 columns: sign and 8 digits of metres, blank for 0. km.
 void GetPosStr(char out[9], double value);

@@ -46,7 +46,7 @@ public:
     explicit TimeSplit(double timeDs50) : time_(timeDs50), day_(std::floor(timeDs50)) {}
 
     /// False for a time outside the years 1 to 9999.
-    bool find(csv::LineValues& line) {
+    bool find(csv::TimeParts& line) {
         constexpr double kBeyondAnyYear = 1e7;
         if (!(std::fabs(time_) < kBeyondAnyYear) || !setDay(day_, line)) return false;
         setMinute((time_ - day_) * kSecondsPerDay);
@@ -55,7 +55,7 @@ public:
         TimeSplit fromNextDay(*this);
         fromNextDay.minuteOfDay_ = 0;
         fromNextDay.second_ = (time_ - (day_ + 1)) * kSecondsPerDay;
-        csv::LineValues back;
+        csv::TimeParts back;
         if (!setDay(day_ + 1, back)) return true;
         // NOTE: some times within half a day of 1950 day 0 (31 December 1949, 0h) have no parts that compose to the
         // last bit: hours, minutes and seconds are summed before they are divided. These are written as near as can be.
@@ -73,11 +73,11 @@ private:
     }();
     static constexpr std::size_t kMilliseconds = 3;
 
-    static double composed(const csv::LineValues& line) {
+    static double composed(const csv::TimeParts& line) {
         return family::parts2utc(line.year, line.dayOfYear, line.hour, line.minute, line.seconds);
     }
 
-    static bool setDay(double day, csv::LineValues& line) {
+    static bool setDay(double day, csv::TimeParts& line) {
         double dayOfYear = 0;
         family::fyklok(day, dayOfYear, line.year);
         if (line.year == 0) return false;
@@ -90,17 +90,17 @@ private:
         second_ = secondOfDay - 60.0 * minuteOfDay_;
     }
 
-    static void setClock(std::int32_t minuteOfDay, double seconds, csv::LineValues& line) {
+    static void setClock(std::int32_t minuteOfDay, double seconds, csv::TimeParts& line) {
         line.hour = minuteOfDay / 60;
         line.minute = minuteOfDay % 60;
         line.seconds = seconds;
     }
 
     /// Takes the tick nearest to the time, or one `apart` from it, when it composes to the time.
-    bool hitsTick(std::size_t decimals, int apart, csv::LineValues& line) const {
+    bool hitsTick(std::size_t decimals, int apart, csv::TimeParts& line) const {
         const std::int64_t perSecond = kTicksPerSecond[decimals];
         std::int64_t count = nearest(second_ * static_cast<double>(perSecond)) + apart;
-        csv::LineValues tried = line;
+        csv::TimeParts tried = line;
         std::int32_t minute = minuteOfDay_;
         if (count >= 60 * perSecond) {  // never a second of 60
             count = 0;
@@ -116,7 +116,7 @@ private:
     }
 
     /// Goes to finer and finer ticks and tries those that lie near enough.
-    bool hitsSomeTick(csv::LineValues& line) const {
+    bool hitsSomeTick(csv::TimeParts& line) const {
         constexpr double kRoundingS = 5e-11;  // above that of the second, and of its composition
         const double size = std::fabs(time_);
         const double reachS = (std::nextafter(size, kInfinity) - size) * kSecondsPerDay + kRoundingS;
@@ -132,10 +132,10 @@ private:
 
     /// Takes, of the doubles around the second, the one with the shortest text that composes to the time. Sets the
     /// clock to the nearest one in any case.
-    bool hitsDouble(csv::LineValues& line) const {
+    bool hitsDouble(csv::TimeParts& line) const {
         constexpr int kTriedEachWay = 8;
         setClock(minuteOfDay_, second_, line);
-        csv::LineValues tried = line;
+        csv::TimeParts tried = line;
         for (int i = 0; i < kTriedEachWay; ++i) tried.seconds = std::nextafter(tried.seconds, -kInfinity);
         std::ptrdiff_t shortest = kLongestNumber + 1;
         for (int i = 0; i < 2 * kTriedEachWay; ++i) {
@@ -216,20 +216,19 @@ double roundedTo(int digits, double value) {
 // --- The line --------------------------------------------------------------------------------------------
 
 constexpr int kAllDigits = 17;
-constexpr int kFewestDigits = 9;
 
 /// Text of all fields in memory that holds the longest.
 class LineText {
 public:
     /// False when a value has no text.
-    bool write(const csv::Owners<const char>& owners, int digits) {
+    bool write(const csv::Owners<false>& owners, int digits) {
         digits_ = digits;
         out_ = text_;
         good_ = true;
-        for (const csv::Field& field : csv::kFields) {
+        csv::forEachField([&](auto field) {
             put(field, owners);
             *out_++ = csv::kSeparator;
-        }
+        });
         --out_;
         return good_;
     }
@@ -238,24 +237,30 @@ public:
     const char* text() const { return text_; }
 
 private:
-    void put(const csv::Field& field, const csv::Owners<const char>& owners) {
-        switch (field.kind) {
-            case csv::Kind::real:
-            case csv::Kind::repeated: putRounded(csv::valueOf<double>(owners, field)); break;
-            case csv::Kind::exactReal: out_ = putReal(out_, csv::valueOf<double>(owners, field)); break;
-            case csv::Kind::integer: out_ = putInteger(out_, csv::valueOf<std::int32_t>(owners, field)); break;
-            case csv::Kind::realPair: {
-                const double* const values = &csv::valueOf<double>(owners, field);
-                putRounded(values[0]);
+    template <class Field>
+    void put(Field field, const csv::Owners<false>& owners) {
+        if constexpr (field.kind == csv::Kind::exactReal) {
+            out_ = putReal(out_, field.in(owners));
+        } else if constexpr (field.kind == csv::Kind::integer) {
+            out_ = putInteger(out_, field.in(owners));
+        } else if constexpr (field.kind == csv::Kind::character) {
+            putCharacter(field.in(owners));
+        } else {
+            putRounded(field.in(owners));
+            if constexpr (field.kind == csv::Kind::realPair) {
                 *out_++ = csv::kPairSeparator;
-                putRounded(values[1]);
-                break;
+                putRounded(field.secondIn(owners));
             }
-            case csv::Kind::character: putCharacter(csv::valueOf<char>(owners, field)); break;
         }
     }
 
     void putRounded(double value) {
+        // Most fields of most lines; looked for here, where it costs no call.
+        if (value == 0) *out_++ = '0';
+        else putRoundedNotZero(value);
+    }
+
+    void putRoundedNotZero(double value) {
         good_ = good_ && std::isfinite(value);
         if (good_) out_ = putReal(out_, digits_ == kAllDigits ? value : roundedTo(digits_, value));
     }
@@ -277,29 +282,16 @@ private:
         ++out_;
     }
 
-    char text_[csv::kFields.size() * kLongestField];
+    char text_[csv::kFieldCount * kLongestField];
     char* out_ = text_;
     int digits_ = kAllDigits;
     bool good_ = true;
 };
 
-void setAngles(const ObsRecord& rec, csv::LineValues& line) {
-    const bool raDec = ObsHasRaDec(rec.obsType);
-    (raDec ? line.declination : line.elevation) = rec.elOrDec;
-    (raDec ? line.declinationRate : line.elevationRate) = rec.elRate;
-    (raDec ? line.rightAscension : line.azimuth) = rec.azOrRa;
-    (raDec ? line.rightAscensionRate : line.azimuthRate) = rec.azRate;
-}
-
-template <class T>
-const char* bytesOf(const T& owner) {
-    return reinterpret_cast<const char*>(&owner);
-}
-
 /// A part, or what stands for an absent one.
 template <class T>
-const char* bytesOf(const Owned<T>& part, const T& absent) {
-    return part ? bytesOf(*part) : bytesOf(absent);
+const T& partOr(const Owned<T>& part, const T& absent) {
+    return part ? *part : absent;
 }
 
 constexpr CsvObsData kNoCsvData{};
@@ -308,23 +300,27 @@ constexpr RfObsData kNoRfData{};
 
 }  // namespace
 
-MaybeRefusal CreateCsvObs(const ObsRecord& rec, char* line, std::size_t& length) {
-    length = 0;
+MaybeRefusal CreateCsvObs(const ObsRecord& rec, CardLines& lines) {
+    lines.length = {};
     if (rec.obsType == kTypePositionVelocity)
         return Refusal{"CreateCsvObs: Error - CSV format doesn't support type 7 obs.", {}, 0, {}};
     const Refusal notConstructed{"CreateCsvObs: Error - Unable to construct CSV card.", {}, 0, {}};
-    csv::LineValues values;
-    if (!TimeSplit(rec.obsTime).find(values)) return notConstructed;
-    setAngles(rec, values);
-    const csv::Owners<const char> owners{bytesOf(values), bytesOf(static_cast<const ObsFields&>(rec)),
-                                         bytesOf(rec.csvData, kNoCsvData), bytesOf(rec.biases, kNoBiases),
-                                         bytesOf(rec.rfData, kNoRfData)};
+    csv::TimeParts time;
+    if (!TimeSplit(rec.obsTime).find(time)) return notConstructed;
+    const bool raDec = ObsHasRaDec(rec.obsType);
+    const csv::Owners<false> owners{time,
+                                    rec,
+                                    raDec ? kDefaultFields : rec,
+                                    raDec ? rec : kDefaultFields,
+                                    partOr(rec.csvData, kNoCsvData),
+                                    partOr(rec.biases, kNoBiases),
+                                    partOr(rec.rfData, kNoRfData)};
     LineText text;
-    for (int digits = kAllDigits; digits >= kFewestDigits; --digits) {
+    for (int digits = kAllDigits; digits >= csv::kFewestDigits; --digits) {
         if (!text.write(owners, digits)) break;
         if (text.length() > kCardLength) continue;
-        length = text.length();
-        std::memcpy(line, text.text(), length);
+        lines.length[0] = text.length();
+        std::memcpy(lines.text[0], text.text(), text.length());
         return std::nullopt;
     }
     return notConstructed;

@@ -195,21 +195,22 @@ void formatrftime(double ds50, char text[rf::kTimeLength]) {
     putDigits(text + rf::kFraction.offset() + 1, rf::kFractionDecimals, micros % kMicrosPerSecond);
 }
 
-std::int32_t CreateRFObs(const ObsRecord& rec, char* line, std::size_t& length, std::string_view* message) {
+MaybeRefusal CreateRFObs(const ObsRecord& rec, CardLines& lines) {
+    char* const line = lines.text[0];
     std::memset(line, ' ', rf::kLineColumns);
-    length = 0;
+    lines.length = {};
     family::SensorData sensor;
-    if (const std::int32_t error = family::getsendata(rec.senNum, sensor); error != 0) return error;
-    if (!rec.rfData) {
-        if (message != nullptr) *message = "CreateRFObs: RF obs type not allocated";
-        return kNoRfPart;
-    }
+    // NOTE: not logged here: the sensor library has named the sensor, and that a file of RF lines holds nothing else needs
+    // no word.
+    if (const std::int32_t error = family::getsendata(rec.senNum, sensor); error != 0)
+        return Refusal{"CreateRFObs: The sensor is not known.", {}, 0, {}, {}, false, error};
+    if (!rec.rfData) return Refusal{"CreateRFObs: RF obs type not allocated", {}, 0, {}, {}, false, kNoRfPart};
     formatrftime(rec.obsTime, Field(line, Item::date).text);
     putMeasurements(line, rec, *rec.rfData);
     putSites(line, sensor);
     putRest(line, rec, *rec.rfData);
-    length = rf::kLineColumns;
-    return 0;
+    lines.length[0] = rf::kLineColumns;
+    return std::nullopt;
 }
 
 }  // namespace obs

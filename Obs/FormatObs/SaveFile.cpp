@@ -6,13 +6,9 @@
 #include <memory>
 #include <string_view>
 
-#include "Obs/CardLayouts/Rf.h"
-#include "Obs/CardLayouts/Tty.h"
-#include "Obs/FormatObs/B3.h"
-#include "Obs/FormatObs/Csv.h"
-#include "Obs/FormatObs/Rf.h"
+#include "Obs/FormatObs/CardFields.h"
+#include "Obs/FormatObs/CardFormats.h"
 #include "Obs/FormatObs/SaveReport.h"
-#include "Obs/FormatObs/Tty.h"
 #include "Obs/ObsTree/Store.h"
 
 namespace obs {
@@ -94,76 +90,32 @@ private:
     const std::uint32_t before_ = gAsteriskFields.load(std::memory_order_relaxed);
 };
 
-/// Has `writeOne(record, vectors)`, which gives the losses, called for all observations, or a group's, by ascending key.
-template <class WriteOne>
-void forEachRecord(std::optional<std::int32_t> gid, bool withParts, SaveTally& tally, WriteOne writeOne) {
+/// Writes all observations, or a group's, by ascending key.
+void writeLines(LineWriter& out, const CardWriting& writing, std::optional<std::int32_t> gid, SaveTally& tally) {
+    if (!writing.headerLine.empty()) out.put(writing.headerLine);
     ObsRecord rec;
+    SitesReadBack sites;
+    char secondLine[kCardLength];
+    const auto writeOne = [&](VectorSet vectors) -> LossSet {
+        CardLines lines{{out.room(kCardLength), secondLine}, {}};
+        const AsteriskWatch asterisks;
+        // An observation that a writer refuses is left out.
+        if (const MaybeRefusal refusal = writing.write(rec, lines)) {
+            if (refusal->isLogged) family::tracelogerror(refusal->message());
+            return lossIf(true, writing.lossOfRefused(rec));
+        }
+        const LossSet losses = writing.lossesOf({rec, vectors, lines, asterisks.seen(), sites});
+        out.take(lines.length[0]);
+        if (lines.length[1] != 0) out.put(lines.line(1));
+        return losses;
+    };
     Ahead ahead([&](SlotNumber slot) {
-        const VectorSet vectors = gStore.pools.read(slot, rec, withParts);
-        if (const LossSet losses = writeOne(rec, vectors)) tally.takeLosses(losses, gStore.pools.node(slot).key);
+        const VectorSet vectors = gStore.pools.read(slot, rec, writing.writesParts);
+        if (const LossSet losses = writeOne(vectors)) tally.takeLosses(losses, gStore.pools.node(slot).key);
         else tally.takeWritten();
     });
     walkNodes(gid, [&](SlotNumber slot) { ahead(slot); });
     ahead.finish();
-}
-
-void writeB3Lines(LineWriter& out, std::optional<std::int32_t> gid, SaveTally& tally) {
-    forEachRecord(gid, false, tally, [&](const ObsRecord& rec, VectorSet vectors) {
-        // NOTE: a position-and-velocity card is longer than the others and written whole, so that it loads again.
-        char* const card = out.room(CardWriter::kCapacity);
-        const AsteriskWatch asterisks;
-        const std::size_t length = CreateB3Obs(rec, card);
-        const LossSet losses =
-            isUsualOnB3(rec, vectors, asterisks.seen()) ? 0 : lossesOfUnusualB3(rec, vectors, {card, length});
-        out.take(length);
-        return losses;
-    });
-}
-
-void writeTtyLines(LineWriter& out, std::optional<std::int32_t> gid, SaveTally& tally) {
-    char card2[CardWriter::kCapacity];
-    forEachRecord(gid, false, tally, [&](const ObsRecord& rec, VectorSet vectors) {
-        char* const card1 = out.room(CardWriter::kCapacity);
-        const AsteriskWatch asterisks;
-        CreateTTYObs(rec, card1, card2);
-        const LossSet losses =
-            isUsualOnTty(rec, vectors, asterisks.seen())
-                ? 0
-                : lossesOfUnusualTty(rec, vectors, {card1, tty::kCardColumns}, {card2, tty::kCardColumns});
-        out.take(tty::kCardColumns);
-        if (!tty::kTimeOnCard1WrittenTypes.has(rec.obsType)) out.put({card2, tty::kCardColumns});
-        return losses;
-    });
-}
-
-/// An observation that a writer refuses is left out; the writer's reason is logged.
-void writeCsvLines(LineWriter& out, std::optional<std::int32_t> gid, SaveTally& tally) {
-    forEachRecord(gid, true, tally, [&](const ObsRecord& rec, VectorSet vectors) {
-        char* const line = out.room(kCardLength);
-        std::size_t length = 0;
-        if (const MaybeRefusal refusal = CreateCsvObs(rec, line, length)) {
-            family::tracelogerror(refusal->message());
-            return lossIf(true, rec.obsType == kTypePositionVelocity ? SaveLoss::csvType7 : SaveLoss::csvValue);
-        }
-        const LossSet losses = isUsualInCsv(rec, vectors) ? 0 : lossesOfUnusualCsv(rec, vectors, {line, length});
-        out.take(length);
-        return losses;
-    });
-}
-
-void writeRfLines(LineWriter& out, std::optional<std::int32_t> gid, SaveTally& tally) {
-    out.put(rf::kHeaderLine);
-    SitesReadBack sites;
-    forEachRecord(gid, true, tally, [&](const ObsRecord& rec, VectorSet vectors) {
-        // All but RF observations are left out without a word; an unknown sensor is named by the sensor library.
-        if (!rec.rfData) return lossIf(true, SaveLoss::rfNoRfPart);
-        char* const line = out.room(rf::kLineColumns);
-        std::size_t length = 0;
-        if (CreateRFObs(rec, line, length) != kStatusOk) return lossIf(true, SaveLoss::rfSensor);
-        const LossSet losses = lossesOfRf(rec, vectors, {line, length}, sites);
-        out.take(length);
-        return losses;
-    });
 }
 
 /// Returns what ObsSaveFile returns; the error of writing goes to `systemError`.
@@ -199,13 +151,7 @@ void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::
     // Messages wait until the store is free: whoever receives them may be waiting for it.
     const family::MessageHold hold;
     const StandstillGuard guard;
-    switch (static_cast<SaveForm>(saveForm)) {
-        case SaveForm::b3: writeB3Lines(out, gid, tally); break;
-        case SaveForm::tty: writeTtyLines(out, gid, tally); break;
-        case SaveForm::csv: writeCsvLines(out, gid, tally); break;
-        case SaveForm::rf: writeRfLines(out, gid, tally); break;
-        default: break;
-    }
+    if (const CardWriting* writing = cardWriting(saveForm)) writeLines(out, *writing, gid, tally);
     out.flush();
 }
 

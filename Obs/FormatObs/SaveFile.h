@@ -11,8 +11,6 @@
 
 namespace obs {
 
-enum class SaveForm : std::int32_t { b3 = 0, tty = 1, csv = 2, rf = 3 };
-
 /// Writes all observations, or those of a group, to an open file, while the store stands still: readers go on, who
 /// adds or removes waits until all is written. An observation that the writer refuses is left out. A form that is none of
 /// the four writes nothing.

@@ -14,6 +14,8 @@
 
 namespace obs {
 
+enum class SaveForm : std::int32_t { b3 = 0, tty = 1, csv = 2, rf = 3 };
+
 /// Kinds of loss, as the exported header numbers them.
 enum class SaveLossKind : std::int32_t { leftOut = 1, unreadable, sensor, type, position, site, exponent };
 inline constexpr std::int32_t kSaveLossKinds = 7;

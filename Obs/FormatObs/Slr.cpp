@@ -10,6 +10,7 @@
 #include <tuple>
 #include <vector>
 
+#include "Obs/CardLayouts/CardNumbers.h"
 #include "Obs/CardLayouts/SlrNumbers.h"
 #include "Obs/FormatObs/SaveReport.h"
 #include "Obs/ObsCardReading/LaserRanging/Crd.h"
@@ -249,7 +250,7 @@ void putSessions(std::string& text, RangeIterator first, RangeIterator end, SlrD
 /// Whether readers take a pointing record of these angles, in its six decimals: they take -1 for a missing value, and
 /// both 0 for angles that were not recorded.
 bool readAsAngles(double azimuthDeg, double elevationDeg) {
-    constexpr double kUnitsPerDeg = 1e6;
+    constexpr double kUnitsPerDeg = kPowersOfTen[crd::kAngleDecimals];
     const double azimuth = std::round(azimuthDeg * kUnitsPerDeg), elevation = std::round(elevationDeg * kUnitsPerDeg);
     return elevation != -kUnitsPerDeg && (azimuth != 0 || elevation != 0);
 }

@@ -148,16 +148,19 @@ void putCard2Values(const ObsRecord& rec, const CardWriter& card2) {
 
 }  // namespace
 
-void CreateTTYObs(const ObsRecord& rec, char* card1, char* card2) {
-    const CardWriter first(card1), second(card2);
+MaybeRefusal CreateTTYObs(const ObsRecord& rec, CardLines& lines) {
+    const CardWriter first(lines.text[0]), second(lines.text[1]);
+    const bool isOneCard = tty::kTimeOnCard1WrittenTypes.has(rec.obsType);
+    lines.length = {tty::kCardColumns, isOneCard ? 0 : tty::kCardColumns};
     putHead(rec, first);
-    if (tty::kTimeOnCard1WrittenTypes.has(rec.obsType)) {
+    if (isOneCard) {
         putTime(rec.obsTime, first.at(tty::kTimeOnCard1));
         putCard1Values(rec, first);
     } else {
         putTime(rec.obsTime, second.at(tty::kTimeOnCard2));
         putCard2Values(rec, second);
     }
+    return std::nullopt;
 }
 
 }  // namespace obs

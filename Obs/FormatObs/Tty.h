@@ -3,12 +3,14 @@
 #pragma once
 
 #include "Obs/FormatObs/CardFields.h"
+#include "Obs/FormatObs/CardLines.h"
+#include "Obs/ObsCardReading/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {
 
-/// Writes both cards, each into at least CardWriter::kCapacity characters and blank behind its end; card 2 is all
-/// blank for the types that need none. Never fails; what does not fit shows as asterisks. The year is not written.
-void CreateTTYObs(const ObsRecord& rec, char* card1, char* card2);
+/// Writes both cards, each blank after its end; card 2 is all blank, and its length 0, for the types that need none.
+/// Refuses nothing; what does not fit shows as asterisks. The year is not written.
+MaybeRefusal CreateTTYObs(const ObsRecord& rec, CardLines& lines);
 
 }  // namespace obs

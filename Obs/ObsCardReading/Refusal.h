@@ -3,6 +3,7 @@
 /// order of the file, which may be later than they are read.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,7 +16,9 @@ struct Refusal {
     std::string quoted;
     std::size_t quotedWidth = 0;
     std::string_view after;
+    std::string unknownSensor = {};  ///< when that is the reason: what it is called
     bool isLogged = true;  ///< else the log has the message already; whoever asks for lines is told all the same
+    std::int32_t status = 2;  ///< what a call that asks for one gets
 
     std::string message() const {
         std::string text(before);

@@ -29,7 +29,7 @@ BulkAdd::~BulkAdd() {
 }
 
 void BulkAdd::add(std::int64_t key, ObsRecord& rec) {
-    if (reserved_.slotsLeft() == 0 || reserved_.triples.size() < kVectorKinds) topUp();
+    if (reserved_.slotsLeft() == 0 || reserved_.triples.size() < kTripleKinds) topUp();
     pending_.push_back({key, kNoSlot});
     const SlotNumber slot = reserved_.takeSlot();
     try {

@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <cmath>
-#include <random>
 
 #include "siblings/include/Services.h"
 #include "siblings/include/Time.h"
@@ -46,13 +45,6 @@ std::int64_t cptrtoobskey(const ObsDma* handle) {
 
 std::uintptr_t obskeytoaddr(std::int64_t obsKey) {
     return static_cast<std::uintptr_t>(obsKey) - kAddressKeyOffset;
-}
-
-std::int64_t nextobskey(std::int64_t obsKey) {
-    std::minstd_rand generator{std::random_device{}()};
-    const double r = std::uniform_real_distribution<double>{0.0, 1.0}(generator);
-    const auto step = static_cast<std::uint64_t>(std::floor(10000.0 * r)) * 1'000'000'000u;
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(obsKey) + step);
 }
 
 std::int32_t obskeymodeget() {

@@ -41,10 +41,6 @@ inline bool isdmaobs(std::int64_t obsKey) {
 std::int64_t cptrtoobskey(const ObsDma* handle);
 std::uintptr_t obskeytoaddr(std::int64_t obsKey);
 
-/// Another key near `obsKey`, some 10^9 steps of a random draw further. Seeded anew at every
-/// call, so that consecutive results do not depend on each other.
-std::int64_t nextobskey(std::int64_t obsKey);
-
 /// This library's key mode: 0 field keys, 1 address keys. Set before observations are
 /// added from several threads.
 std::int32_t obskeymodeget();

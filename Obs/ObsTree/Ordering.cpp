@@ -9,6 +9,7 @@
 #include <new>
 #include <vector>
 
+#include "Obs/ObsTree/Named.h"
 #include "Obs/ObsTree/RadixSort.h"
 #include "Obs/ObsTree/Selection.h"
 

@@ -16,10 +16,6 @@ namespace obs {
 
 inline constexpr std::int32_t kTreeOrder = 9;
 
-/// Whether node a comes before node b in the order |code|; equal in all fields means no.
-/// Inside a read of the caller's.
-bool lessthan(ObsBinTreePtr a, ObsBinTreePtr b, std::int32_t code);
-
 /// Fills `keys` with the keys of all nodes, or of a group's, in the order of `code`; an empty selection
 /// leaves it untouched. Returns their number; optionally gives the earliest and latest times among them. Throws
 /// std::bad_alloc, `keys` being untouched.

@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 #include <cstring>
 #include <memory>
+#include <type_traits>
+
+#include "Obs/ObsTypes/FieldList.h"
 
 namespace obs {
 
@@ -14,57 +16,55 @@ namespace {
 constexpr std::uint32_t kSlotLimit = kNoSlot - Pools::kMostReserved;
 constexpr std::uint32_t kTripleLimit = 0xffff0000u;
 
-// The five vectors of a record, in the order of the mask's bits.
-struct Vectors {
-    double v[kVectorKinds][3];
-};
-
-Vectors vectorsOf(const ObsFields& rec) {
-    Vectors all{{{rec.elRate, rec.azRate, rec.rangeAccel}, {}, {}, {}, {}}};
-    std::memcpy(all.v[1], rec.senPos.data(), sizeof all.v[1]);
-    std::memcpy(all.v[2], rec.senVel.data(), sizeof all.v[2]);
-    std::memcpy(all.v[3], rec.satPos.data(), sizeof all.v[3]);
-    std::memcpy(all.v[4], rec.satVel.data(), sizeof all.v[4]);
-    return all;
+std::uint64_t bitsOf(double value) {
+    return std::bit_cast<std::uint64_t>(value);
 }
 
-// Bits, not values: a negative zero is kept.
-std::uint8_t maskOf(const Vectors& all) {
+/// A triple of the rare fields; their structure has nothing between them.
+static_assert(std::is_standard_layout_v<RareFields> && sizeof(RareFields) == kTripleKinds * sizeof(Triple));
+const char* tripleOf(const RareFields& rare, unsigned kind) {
+    return reinterpret_cast<const char*>(&rare) + kind * sizeof(Triple);
+}
+
+/// Which triples are not all zero.
+std::uint8_t maskOf(const RareFields& rare) {
     unsigned mask = 0;
-    for (unsigned kind = 0; kind < kVectorKinds; ++kind) {
-        const double* v = all.v[kind];
-        const std::uint64_t bits = std::bit_cast<std::uint64_t>(v[0]) | std::bit_cast<std::uint64_t>(v[1]) |
-                                   std::bit_cast<std::uint64_t>(v[2]);
-        mask |= static_cast<unsigned>(bits != 0) << kind;
+    for (unsigned kind = 0; kind < kTripleKinds; ++kind) {
+        std::uint64_t bits[3];
+        std::memcpy(bits, tripleOf(rare, kind), sizeof bits);  // a negative zero is kept
+        mask |= static_cast<unsigned>((bits[0] | bits[1] | bits[2]) != 0) << kind;
     }
     return static_cast<std::uint8_t>(mask);
 }
 
 /// Most CSV lines fill none of the fields that CSV alone has; then one mark says it all.
 bool hasDefaultCsvOnly(const ObsRecord& rec) {
-    // Bits, not values: a negative zero is kept.
     static constexpr CsvObsData kDefault;
-    return rec.csvData && !rec.extraValues && !rec.biases && !rec.rfData && *rec.csvData == kDefault &&
-           std::none_of(rec.csvData->csvReals.begin(), rec.csvData->csvReals.end(), [](double v) { return std::signbit(v); }) &&
-           std::none_of(rec.csvData->lastReals.begin(), rec.csvData->lastReals.end(), [](double v) { return std::signbit(v); }) &&
-           !std::signbit(rec.csvData->unindexedReal) && !std::signbit(rec.csvData->csvReal10);
+    if (!rec.csvData || rec.extraValues || rec.biases || rec.rfData) return false;
+    bool isDefault = true;
+    forEachFieldOf<CsvObsData>([&](auto field) {
+        const auto& value = field.in(*rec.csvData);
+        // Bits, not values: a negative zero is kept.
+        if constexpr (field.isReal) isDefault = isDefault && bitsOf(value) == bitsOf(field.in(kDefault));
+        else isDefault = isDefault && value == field.in(kDefault);
+    });
+    return isDefault;
 }
 
-std::unique_ptr<OptionalParts> copyParts(const ObsRecord& rec) {
-    if (!rec.hasParts()) return nullptr;
-    return std::unique_ptr<OptionalParts>(new OptionalParts{rec.extraValues, rec.biases, rec.csvData, rec.rfData});
+std::unique_ptr<OptionalParts> copyParts(const OptionalParts& parts) {
+    return parts.hasParts() ? std::make_unique<OptionalParts>(parts) : nullptr;
 }
 
-void setDefaultCsv(ObsRecord& rec) {
-    rec.extraValues.release();
-    rec.biases.release();
-    rec.rfData.release();
-    if (rec.csvData) *rec.csvData = CsvObsData{};
-    else rec.csvData.create();
+void setDefaultCsv(OptionalParts& parts) {
+    parts.extraValues.release();
+    parts.biases.release();
+    parts.rfData.release();
+    if (parts.csvData) *parts.csvData = CsvObsData{};
+    else parts.csvData.create();
 }
 
-unsigned vectorCount(const StoredRecord& stored) {
-    return static_cast<unsigned>(std::popcount(stored.vectorMask));
+unsigned tripleCount(const StoredRecord& stored) {
+    return static_cast<unsigned>(std::popcount(stored.tripleMask));
 }
 
 }  // namespace
@@ -106,8 +106,8 @@ void Pools::release(SlotNumber slot) {
 void Pools::releaseRecord(StoredRecord& stored) {
     delete stored.parts;
     stored.parts = nullptr;
-    if (stored.vectorMask != 0) releaseTriples(stored.vectors, vectorCount(stored));
-    stored.vectorMask = 0;
+    if (stored.tripleMask != 0) releaseTriples(stored.triples, tripleCount(stored));
+    stored.tripleMask = 0;
 }
 
 std::uint32_t Pools::acquireTriples(unsigned count, Reservation* reserved) {
@@ -140,7 +140,7 @@ void Pools::releaseTriples(std::uint32_t first, unsigned count) {
 void Pools::write(SlotNumber slot, const ObsRecord& rec) {
     StoredRecord& stored = records_[slot];
     stored.parts = nullptr;
-    stored.vectorMask = 0;
+    stored.tripleMask = 0;
     const bool defaultCsv = hasDefaultCsvOnly(rec);
     writeFields(slot, rec, defaultCsv ? nullptr : copyParts(rec), nullptr);
     stored.defaultCsv = defaultCsv;
@@ -150,8 +150,7 @@ void Pools::writeReserved(SlotNumber slot, ObsRecord& rec, Reservation& reserved
     std::unique_ptr<OptionalParts> parts;
     const bool defaultCsv = hasDefaultCsvOnly(rec);
     if (rec.hasParts() && !defaultCsv)
-        parts.reset(new OptionalParts{std::move(rec.extraValues), std::move(rec.biases), std::move(rec.csvData),
-                                      std::move(rec.rfData)});
+        parts = std::make_unique<OptionalParts>(std::move(static_cast<OptionalParts&>(rec)));
     writeFields(slot, rec, std::move(parts), &reserved);
     records_[slot].defaultCsv = defaultCsv;
 }
@@ -160,30 +159,17 @@ void Pools::writeFields(SlotNumber slot, const ObsFields& rec, std::unique_ptr<O
                         Reservation* reserved) {
     StoredRecord& stored = records_[slot];
     if (parts) anyParts_.store(true, std::memory_order_relaxed);
-    const Vectors all = vectorsOf(rec);
-    const std::uint8_t mask = maskOf(all);
+    const std::uint8_t mask = maskOf(rec);
     if (mask != 0) {
-        stored.vectors = acquireTriples(static_cast<unsigned>(std::popcount(mask)), reserved);
-        std::uint32_t at = stored.vectors;
-        for (unsigned kind = 0; kind < kVectorKinds; ++kind)
-            if ((mask >> kind & 1u) != 0) std::memcpy(triples_[at++].v, all.v[kind], sizeof all.v[kind]);
+        stored.triples = acquireTriples(static_cast<unsigned>(std::popcount(mask)), reserved);
+        std::uint32_t at = stored.triples;
+        for (unsigned kind = 0; kind < kTripleKinds; ++kind)
+            if ((mask >> kind & 1u) != 0) std::memcpy(&triples_[at++], tripleOf(rec, kind), sizeof(Triple));
     }
-    stored.obsTime = rec.obsTime;
-    stored.elOrDec = rec.elOrDec;
-    stored.azOrRa = rec.azOrRa;
-    stored.range = rec.range;
-    stored.rangeRate = rec.rangeRate;
-    stored.satNum = rec.satNum;
-    stored.senNum = rec.senNum;
-    stored.altSatNum1 = rec.altSatNum1;
-    stored.altSatNum2 = rec.altSatNum2;
-    stored.obsType = rec.obsType;
-    stored.equinoxInd = rec.equinoxInd;
-    stored.indicator1 = rec.indicator1;
-    stored.indicator2 = rec.indicator2;
+    static_cast<CommonFields&>(stored) = rec;
     stored.parts = parts.release();
     stored.secClass = rec.secClass;
-    stored.vectorMask = mask;
+    stored.tripleMask = mask;
     stored.rotateToDate = rec.rotateToDate != 0;
 }
 
@@ -198,52 +184,29 @@ void Pools::rewrite(SlotNumber slot, const ObsRecord& rec) {
     releaseRecord(old);
 }
 
-/// The vectors that a record has; the others stay as they are.
-void Pools::readVectors(const StoredRecord& stored, ObsRecord& rec) const {
-    std::uint32_t at = stored.vectors;
-    if ((stored.vectorMask & 1u) != 0) {
-        const Triple& rates = triples_[at++];
-        rec.elRate = rates.v[0];
-        rec.azRate = rates.v[1];
-        rec.rangeAccel = rates.v[2];
-    }
-    Vector3* const vectors[] = {&rec.senPos, &rec.senVel, &rec.satPos, &rec.satVel};
-    for (unsigned kind = 1; kind < kVectorKinds; ++kind)
-        if ((stored.vectorMask >> kind & 1u) != 0)
-            std::memcpy(vectors[kind - 1]->data(), triples_[at++].v, sizeof(Triple));
+/// The triples that a record has; the others stay as they are.
+void Pools::readRareFields(const StoredRecord& stored, RareFields& rare) const {
+    std::uint32_t at = stored.triples;
+    for (unsigned kind = 0; kind < kTripleKinds; ++kind)
+        if ((stored.tripleMask >> kind & 1u) != 0)
+            std::memcpy(const_cast<char*>(tripleOf(rare, kind)), &triples_[at++], sizeof(Triple));
 }
 
 unsigned Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
     const StoredRecord& stored = records_[slot];
+    static_cast<CommonFields&>(rec) = stored;
     rec.secClass = stored.secClass;
-    rec.equinoxInd = stored.equinoxInd;
-    rec.satNum = stored.satNum;
-    rec.senNum = stored.senNum;
-    rec.obsType = stored.obsType;
-    rec.indicator1 = stored.indicator1;
-    rec.indicator2 = stored.indicator2;
-    rec.altSatNum1 = stored.altSatNum1;
-    rec.altSatNum2 = stored.altSatNum2;
-    rec.obsTime = stored.obsTime;
-    rec.elOrDec = stored.elOrDec;
-    rec.azOrRa = stored.azOrRa;
-    rec.range = stored.range;
-    rec.rangeRate = stored.rangeRate;
     rec.rotateToDate = stored.rotateToDate;
-    rec.elRate = rec.azRate = rec.rangeAccel = 0;
-    rec.senPos = rec.senVel = rec.satPos = rec.satVel = {};
-    if (stored.vectorMask != 0) readVectors(stored, rec);
+    static_cast<RareFields&>(rec) = kDefaultFields;
+    if (stored.tripleMask != 0) readRareFields(stored, rec);
     if (withParts) readParts(stored, rec);
-    return stored.vectorMask >> 1u;
+    return stored.tripleMask >> 1u;
 }
 
-void Pools::readParts(const StoredRecord& stored, ObsRecord& rec) {
-    if (stored.defaultCsv != 0) return setDefaultCsv(rec);
-    if (stored.parts == nullptr) return freeobsrecord(rec);
-    rec.extraValues = stored.parts->extraValues;
-    rec.biases = stored.parts->biases;
-    rec.csvData = stored.parts->csvData;
-    rec.rfData = stored.parts->rfData;
+void Pools::readParts(const StoredRecord& stored, OptionalParts& parts) {
+    if (stored.defaultCsv != 0) setDefaultCsv(parts);
+    else if (stored.parts != nullptr) parts = *stored.parts;
+    else if (parts.hasParts()) parts = OptionalParts{};
 }
 
 void Pools::reserve(Reservation& reserved, std::uint32_t slots) {
@@ -262,10 +225,10 @@ void Pools::reserve(Reservation& reserved, std::uint32_t slots) {
         for (; freshSlot_ < end; ++freshSlot_)
             if (freshSlot_ >= scanLimit_) nodes_[freshSlot_].key = Node::kDead;
     }
-    if (reserved.triples.size() < kVectorKinds) {
+    if (reserved.triples.size() < kTripleKinds) {
         if (freshTriple_ >= kTripleLimit) throw std::bad_alloc{};
         if (reserved.triples.end != freshTriple_) reserved.triples.next = freshTriple_;
-        reserved.triples.end = freshTriple_ + std::max<std::uint32_t>(slots, kVectorKinds);
+        reserved.triples.end = freshTriple_ + std::max<std::uint32_t>(slots, kTripleKinds);
         triples_.ensure(reserved.triples.end);
         triples_.supply(reserved.triples.next, reserved.triples.end);
         freshTriple_ = reserved.triples.end;

@@ -2,7 +2,7 @@
 /// The store's memory. One slot number stands for one observation in four arrays, kept apart
 /// because different work touches them: nodes (a descent), parents (a change of the tree), marks (listing by
 /// insertion, groups) and records. Fresh memory is the largest part of a load, so a record keeps its common
-/// fields in 88 bytes and its vectors and optional parts elsewhere, only when it has them.
+/// fields in 88 bytes and its rare fields and optional parts elsewhere, only when it has them.
 ///
 /// Invariants:
 /// 1. A slot whose node has key -1 is dead: free, or reserved and not linked yet.
@@ -55,31 +55,23 @@ struct Mark {
     std::int32_t gid;
 };
 
-/// A record as it is kept. Fields as in ObsRecord; the five vectors (rates, senPos, senVel,
-/// satPos, satVel) stand in `vectorMask` order from triple `vectors` on, those that are all zero left out.
-struct OptionalParts;
-struct StoredRecord {
-    double obsTime, elOrDec, azOrRa, range, rangeRate;
-    std::int32_t satNum, senNum, altSatNum1, altSatNum2;
-    std::int32_t obsType, equinoxInd, indicator1, indicator2;
+/// A record as it is kept. The triples of its rare fields stand in their order from `triples` on, those that are all
+/// zero left out.
+struct StoredRecord : CommonFields {
     OptionalParts* parts;  ///< owned; null when the record has none
-    std::uint32_t vectors;
+    std::uint32_t triples;
     char secClass;
-    std::uint8_t vectorMask;
+    std::uint8_t tripleMask;  ///< which triples there are
     std::uint8_t rotateToDate;
     std::uint8_t defaultCsv;  ///< the record has a CSV part that holds nothing but defaults, and no other part
 };
 static_assert(sizeof(StoredRecord) == 88);
 
-inline constexpr unsigned kVectorKinds = 5;
-
-/// The optional parts of one record.
-struct OptionalParts {
-    Owned<RealList> extraValues;
-    Owned<ObsBiases> biases;
-    Owned<CsvObsData> csvData;
-    Owned<RfObsData> rfData;
+/// Three reals, as the store keeps rare fields.
+struct Triple {
+    double v[3];
 };
+inline constexpr unsigned kTripleKinds = sizeof(RareFields) / sizeof(Triple);
 
 /// Slots and triples set aside for one owner, which may fill them while readers go on.
 struct Reservation {
@@ -131,12 +123,12 @@ public:
 
     /// Takes a dead slot. Throws std::bad_alloc.
     SlotNumber acquire();
-    /// Kills a slot: its vectors, parts and number become free.
+    /// Kills a slot: its triples, parts and number become free.
     void release(SlotNumber slot);
     /// Writes a record into an acquired slot, as a deep copy. On std::bad_alloc the slot holds no record.
     void write(SlotNumber slot, const ObsRecord& rec);
     /// Writes a record into a reserved slot, taking its optional parts over. The reservation must hold at least
-    /// `kVectorKinds` triples. On std::bad_alloc the slot holds no record.
+    /// `kTripleKinds` triples. On std::bad_alloc the slot holds no record.
     void writeReserved(SlotNumber slot, ObsRecord& rec, Reservation& reserved);
     /// Replaces a slot's record; on std::bad_alloc the old one stays.
     void rewrite(SlotNumber slot, const ObsRecord& rec);
@@ -162,14 +154,10 @@ public:
     void clear();
 
 private:
-    struct Triple {
-        double v[3];
-    };
-
     std::uint32_t acquireTriples(unsigned count, Reservation* reserved);
     void writeFields(SlotNumber slot, const ObsFields& rec, std::unique_ptr<OptionalParts> parts, Reservation* reserved);
-    void readVectors(const StoredRecord& stored, ObsRecord& rec) const;
-    static void readParts(const StoredRecord& stored, ObsRecord& rec);
+    void readRareFields(const StoredRecord& stored, RareFields& rare) const;
+    static void readParts(const StoredRecord& stored, OptionalParts& parts);
     void releaseRecord(StoredRecord& stored);
     void releaseTriples(std::uint32_t first, unsigned count);
     void freeSlot(SlotNumber slot);
@@ -187,7 +175,7 @@ private:
     std::uint32_t scanLimit_ = 0;
     SlotNumber freeSlots_ = kNoSlot;  ///< linked through Node::words[0]
     /// Free runs of triples by length, linked through their first bytes; number + 1, 0 none.
-    std::uint32_t freeTriples_[kVectorKinds + 1] = {};
+    std::uint32_t freeTriples_[kTripleKinds + 1] = {};
     std::int32_t openReservations_ = 0;
     std::atomic<bool> anyParts_{false};  ///< set by loads outside the mutex, too
 };

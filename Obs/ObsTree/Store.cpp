@@ -4,12 +4,11 @@
 #include <bit>
 #include <charconv>
 #include <limits>
-#include <span>
 #include <utility>
 #include <vector>
 
 #include "Obs/ObsTree/RadixSort.h"
-#include "Obs/ObsTypes/TypeSets.h"
+#include "Obs/ObsTypes/FieldList.h"
 #include "siblings/include/Coords.h"
 #include "siblings/include/Services.h"
 
@@ -54,20 +53,14 @@ void linkNode(SlotNumber slot, std::int64_t key, std::int32_t gid, bool& grown) 
     grown = gStore.tree.link(slot);
 }
 
-/// The values by which `equal` tells two observations of a type apart, beside satellite and time. A type without any is
-/// never a duplicate.
-std::span<double ObsFields::* const> comparedValues(std::int32_t type) {
-    static constexpr double ObsFields::*kAzEl[] = {&ObsFields::elOrDec, &ObsFields::azOrRa, &ObsFields::range,
-                                                   &ObsFields::rangeRate, &ObsFields::elRate, &ObsFields::azRate,
-                                                   &ObsFields::rangeAccel};
-    static constexpr double ObsFields::*kRaDec[] = {&ObsFields::elOrDec, &ObsFields::azOrRa};
-    static constexpr double ObsFields::*kRange[] = {&ObsFields::range};
-    static constexpr double ObsFields::*kRangeRate[] = {&ObsFields::rangeRate};
-    if (ObsHasAzEl(type)) return kAzEl;
-    if (ObsHasRaDec(type)) return kRaDec;
-    if (type == kTypeRange) return kRange;
-    if (type == kTypeRangeRate) return kRangeRate;
-    return {};
+/// Calls `use(field)` for the values by which `equal` tells two observations of a type apart, beside satellite and time.
+/// A type without any is never a duplicate.
+template <class Use>
+void forEachCompared(std::int32_t type, Use&& use) {
+    forEachFieldOf<ObsFields>([&](auto field) {
+        if constexpr (!field.facts.comparedFor.isEmpty())
+            if (field.facts.comparedFor.has(type)) use(field);
+    });
 }
 
 struct Fingerprint {
@@ -82,14 +75,10 @@ struct Fingerprint {
 /// Made of all fields, optional parts left out.
 std::uint64_t wholeFingerprint(const ObsFields& rec) {
     Fingerprint fingerprint;
-    for (const std::int32_t value : {std::int32_t{rec.secClass}, rec.equinoxInd, rec.satNum, rec.senNum, rec.obsType,
-                                     rec.indicator1, rec.indicator2, rec.altSatNum1, rec.altSatNum2, rec.rotateToDate})
-        fingerprint.take(value);
-    for (const double value : {rec.obsTime, rec.elOrDec, rec.azOrRa, rec.range, rec.rangeRate, rec.elRate, rec.azRate,
-                               rec.rangeAccel})
-        fingerprint.take(std::bit_cast<std::int64_t>(value));
-    for (const Vector3* vector : {&rec.senPos, &rec.senVel, &rec.satPos, &rec.satVel})
-        for (const double value : *vector) fingerprint.take(std::bit_cast<std::int64_t>(value));
+    forEachFieldOf<ObsFields>([&](auto field) {
+        if constexpr (field.isReal) fingerprint.take(std::bit_cast<std::int64_t>(field.in(rec)));
+        else fingerprint.take(field.in(rec));
+    });
     return fingerprint.sum;
 }
 
@@ -301,32 +290,11 @@ ObsRecordPtr obsfindrecptr(std::int64_t obsKey, std::string_view* errMsg, bool n
     return nullptr;
 }
 
-std::int32_t getobsdata(std::int64_t obsKey, ObsRecord& rec) {
-    if (obsfindrec(obsKey, rec)) return kStatusOk;
-    logKey("GetObsData: Can not locate obsKey = ", obsKey, " in the tree.");
-    return kStatusRefused;
-}
-
-std::int32_t getobsdataptr(std::int64_t obsKey, ObsRecordPtr& rec) {
-    rec = obsfindrecptr(obsKey, nullptr, true);
-    if (rec != nullptr && rec->satNum != kSatNumNotFound) return kStatusOk;
-    logKey("GetObsDataPtr: Can not locate obsKey = ", obsKey, " in the tree.");
-    return kStatusRefused;
-}
-
-ObsRecordPtr getobsptr(ObsBinTreePtr node) {
-    return &gStore.pools.record(node);
-}
-
-void obsgetrec(ObsBinTreePtr node, ObsRecord& rec) {
-    gStore.pools.read(node, rec);
-}
-
 ObsBinTree obsgetnode(ObsBinTreePtr node) {
     const Node& links = gStore.pools.node(node);
     const Mark& mark = gStore.pools.mark(node);
     ObsBinTree value{links.key, mark.seqNum, links.balance(), mark.gid, links.left(), links.right(), {}};
-    if (!isdmaobs(links.key)) obsgetrec(node, value.rec.create());
+    if (!isdmaobs(links.key)) gStore.pools.read(node, value.rec.create());
     return value;
 }
 
@@ -345,8 +313,12 @@ bool obstreeisempty() {
 
 bool equal(const ObsRecord& a, const ObsRecord& b) {
     if (a.satNum != b.satNum || a.obsType != b.obsType || family::neqr(a.obsTime, b.obsTime)) return false;
-    const auto values = comparedValues(a.obsType);
-    return !values.empty() && std::all_of(values.begin(), values.end(), [&](auto value) { return a.*value == b.*value; });
+    bool isCompared = false, isSame = true;
+    forEachCompared(a.obsType, [&](auto field) {
+        isCompared = true;
+        isSame = isSame && field.in(a) == field.in(b);
+    });
+    return isCompared && isSame;
 }
 
 std::array<std::int64_t, 3> timeSteps(double obsTime) {
@@ -360,8 +332,10 @@ std::uint64_t equalityFingerprint(const ObsRecord& rec, std::int64_t timeStep) {
     fingerprint.take(rec.satNum);
     fingerprint.take(rec.obsType);
     fingerprint.take(timeStep);
-    for (const auto value : comparedValues(rec.obsType))
-        fingerprint.take(std::bit_cast<std::int64_t>(rec.*value == 0 ? 0.0 : rec.*value));  // the two zeros are equal
+    forEachCompared(rec.obsType, [&](auto field) {
+        const double value = field.in(rec);
+        fingerprint.take(std::bit_cast<std::int64_t>(value == 0 ? 0.0 : value));  // the two zeros are equal
+    });
     return fingerprint.sum;
 }
 

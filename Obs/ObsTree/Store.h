@@ -155,16 +155,6 @@ void obsfindrecs(const std::int64_t* obsKeys, std::size_t count, bool withParts,
 /// either case, unless `noLock` says that the caller holds one.
 ObsRecordPtr obsfindrecptr(std::int64_t obsKey, std::string_view* errMsg = nullptr, bool noLock = false);
 
-/// `obsfindrec` with a message in the log: status 2 when there is no such observation.
-std::int32_t getobsdata(std::int64_t obsKey, ObsRecord& rec);
-
-/// A reference to a stored record, inside a read of the caller's; status 2 and a message when there is none.
-std::int32_t getobsdataptr(std::int64_t obsKey, ObsRecordPtr& rec);
-
-/// The record of a node, by reference and as a deep copy, inside a read of the caller's.
-ObsRecordPtr getobsptr(ObsBinTreePtr node);
-void obsgetrec(ObsBinTreePtr node, ObsRecord& rec);
-
 /// A node as a value, inside a read of the caller's.
 ObsBinTree obsgetnode(ObsBinTreePtr node);
 

@@ -42,9 +42,6 @@ struct ObsBinTree {
     Owned<ObsRecord> rec;      ///< absent for an observation held through an ObsDma
 };
 
-/// Releases the node's record with its parts; never touches the children.
-void freeobsbintree(ObsBinTree& node);
-
 /// What an observation is selected by. The first kCountedCriteria are those of the array form.
 enum class Criterion : std::uint8_t {
     time, satellite, sensor, elevation, azimuth, range, rangeRate, type, classification, group, indicator1, indicator2
@@ -75,16 +72,11 @@ struct ObsSelection {
     Owned<RealList> bounds;
 };
 
-/// Releases the list: everything is selected then.
-void freeselection(ObsSelection& selection);
-
 /// An observation matched to others.
 struct MatchedObs {
     std::array<double, 3> scalars{};
     Owned<RealList> list;
 };
-
-void freematchedobs(MatchedObs& matched);
 
 /// Conditions at a laser station: time (days since 1950 UTC), pressure (hPa), temperature (K),
 /// relative humidity (%).

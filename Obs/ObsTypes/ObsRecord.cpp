@@ -1,28 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsTypes/ObsRecord.h"
 
-#include "Obs/ObsTypes/Companions.h"
-
 namespace obs {
 
+const ObsFields kDefaultFields{};
+
 void freeobsrecord(ObsRecord& rec) {
-    rec.extraValues.release();
-    rec.biases.release();
-    rec.csvData.release();
-    rec.rfData.release();
-}
-
-void freeobsbintree(ObsBinTree& node) {
-    node.rec.release();
-}
-
-void freeselection(ObsSelection& selection) {
-    selection.testCount = selection.termCount = 0;
-    selection.bounds.release();
-}
-
-void freematchedobs(MatchedObs& matched) {
-    matched.list.release();
+    static_cast<OptionalParts&>(rec) = OptionalParts{};
 }
 
 }  // namespace obs

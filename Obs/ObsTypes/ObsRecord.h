@@ -38,8 +38,6 @@ struct CsvObsData {
     double unindexedReal = 0;  ///< reached by no field index
     double csvReal10 = 0;
     std::array<double, 3> lastReals{};
-
-    bool operator==(const CsvObsData&) const = default;
 };
 
 /// What only a differential-range (RF) observation carries.
@@ -55,9 +53,8 @@ struct RfObsData {
     double processTime = 0;  ///< days since 1950 UTC
 };
 
-/// The plain fields of an observation.
-struct ObsFields {
-    char secClass = 'U';           ///< classification; "U", "C" and "S" are recognised
+/// The numbers that nearly every observation has. They are stored as they stand here, see Pools.h.
+struct CommonFields {
     std::int32_t equinoxInd = 0;   ///< 0 of date, 1 start of year, 2 J2000, 3 B1950
     std::int32_t satNum = 0;
     std::int32_t senNum = 0;
@@ -71,6 +68,10 @@ struct ObsFields {
     double azOrRa = 0;             ///< azimuth or right ascension by type, degrees
     double range = 0;              ///< km
     double rangeRate = 0;          ///< km/s
+};
+
+/// Triples of reals that few observations have; the store keeps those that are not all zero.
+struct RareFields {
     double elRate = 0;             ///< as on the cards
     double azRate = 0;             ///< as on the cards
     double rangeAccel = 0;         ///< as on the cards
@@ -78,10 +79,16 @@ struct ObsFields {
     Vector3 senVel{};              ///< km/s
     Vector3 satPos{};              ///< satellite position, km (types 10, 11)
     Vector3 satVel{};              ///< km/s
+};
+
+/// The plain fields of an observation. FieldList.h tells what else there is to know of each.
+struct ObsFields : CommonFields, RareFields {
+    char secClass = 'U';           ///< classification; "U", "C" and "S" are recognised
     std::int32_t rotateToDate = 1; ///< nonzero: readers rotate right ascension and declination to date
 };
 
-struct ObsRecord : ObsFields {
+/// What an observation may have besides.
+struct OptionalParts {
     Owned<RealList> extraValues;   ///< sigmas: 6, 7 or 21 values
     Owned<ObsBiases> biases;
     Owned<CsvObsData> csvData;
@@ -90,14 +97,18 @@ struct ObsRecord : ObsFields {
     bool hasParts() const { return extraValues || biases || csvData || rfData; }
 };
 
+struct ObsRecord : ObsFields, OptionalParts {};
+
 /// Releases each optional part that is present; the record itself stays usable.
 void freeobsrecord(ObsRecord& rec);
 
-inline constexpr ObsFields kDefaultFields{};
+/// NOTE: where compilers see that these are zeros they write them by an instruction that is slow to start; copied from
+/// elsewhere they go in wide pieces.
+extern const ObsFields kDefaultFields;
 
 /// Makes a record the default one again.
 inline void resetobsrecord(ObsRecord& rec) {
-    static_cast<ObsFields&>(rec) = kDefaultFields;  // a copy in wide pieces
+    static_cast<ObsFields&>(rec) = kDefaultFields;
     if (rec.hasParts()) freeobsrecord(rec);
 }
 

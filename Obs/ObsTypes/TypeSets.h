@@ -24,6 +24,17 @@ public:
     constexpr ObsTypeSet(std::initializer_list<std::int32_t> types) {
         for (const std::int32_t type : types) bits_ |= 1u << type;
     }
+    constexpr ObsTypeSet operator|(ObsTypeSet other) const {
+        other.bits_ |= bits_;
+        return other;
+    }
+    constexpr ObsTypeSet operator&(ObsTypeSet other) const {
+        other.bits_ &= bits_;
+        return other;
+    }
+    constexpr std::uint32_t bits() const { return bits_; }
+    constexpr bool isEmpty() const { return bits_ == 0; }
+    constexpr bool meets(ObsTypeSet other) const { return (bits_ & other.bits_) != 0; }
     constexpr bool has(std::int32_t type) const { return type >= 0 && type <= 19 && ((bits_ >> type) & 1u) != 0; }
 
 private:
@@ -37,16 +48,12 @@ inline constexpr ObsTypeSet kRangeTypes{2, 3, 4, 6, 16, 18, 19};
 inline constexpr ObsTypeSet kRangeRateTypes{0, 3, 4};
 inline constexpr ObsTypeSet kRateTypes{4};
 inline constexpr ObsTypeSet kSensorPositionTypes{8, 9, 18, 19};
-inline constexpr ObsTypeSet kAngleOnlyTypes{0, 1, 5, 8, 9};
 
 constexpr bool ObsHasRaDec(std::int32_t type) { return kRaDecTypes.has(type); }
 constexpr bool ObsHasAzEl(std::int32_t type) { return kAzElTypes.has(type); }
 constexpr bool ObsHasRange(std::int32_t type) { return kRangeTypes.has(type); }
 constexpr bool ObsHasRangeRate(std::int32_t type) { return kRangeRateTypes.has(type); }
 constexpr bool ObsHasAzElRate(std::int32_t type) { return kRateTypes.has(type); }
-
-/// NOTE: type 0, a range rate alone, counts among them.
-constexpr bool isangleonlyob(std::int32_t type) { return kAngleOnlyTypes.has(type); }
 
 /// Types 8 and 9 that carry a range are 18 and 19.
 constexpr std::int32_t typeWithRange(std::int32_t type, double rangeKm) {

@@ -10,6 +10,7 @@
 #include <set>
 
 #include "Obs/FormatObs/B3.h"
+#include "Obs/FormatObs/CardFormats.h"
 #include "Obs/FormatObs/Csv.h"
 #include "Obs/FormatObs/Tty.h"
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
@@ -25,30 +26,19 @@ namespace obs::test {
 
 namespace {
 
-enum class Format { b3, tty, csv };
+using Format = SaveForm;
 const std::map<Format, const char*> kNames{{Format::b3, "B3"}, {Format::tty, "TTY"}, {Format::csv, "CSV"}};
 
 /// A record as it comes back from a format; false when the format cannot carry it or what it wrote is refused.
 bool carry(Format format, const ObsRecord& rec, ObsRecord& back) {
-    char line[kCardLength], second[CardWriter::kCapacity];
+    char line[kCardLength], second[kCardLength];
+    CardLines lines{{line, second}, {}};
     back = ObsRecord{};
     back.rotateToDate = 0;
-    switch (format) {
-        case Format::b3: {
-            const std::string_view card(line, CreateB3Obs(rec, line));
-            return ObsCardType(card) == LineClass::b3 && !readLine(card, LineClass::b3, back);
-        }
-        case Format::tty:
-            CreateTTYObs(rec, line, second);
-            return !ReadTTYFrLines(std::string_view(line, 80), std::string_view(second, 80), processSettings(), back);
-        case Format::csv: {
-            std::size_t length = 0;
-            if (CreateCsvObs(rec, line, length)) return false;
-            const std::string_view text(line, length);
-            return ObsCardType(text) == LineClass::csv && !readLine(text, LineClass::csv, back);
-        }
-    }
-    return false;
+    if (cardWriting(static_cast<std::int32_t>(format))->write(rec, lines)) return false;
+    if (format == SaveForm::tty) return !ReadTTYFrLines(lines.line(0), lines.line(1), processSettings(), back);
+    const LineClass lineClass = ObsCardType(lines.line(0));
+    return hasReader(lineClass) && !readLine(lines.line(0), lineClass, back);
 }
 
 /// An observation of a type with every field that the type has.
@@ -162,9 +152,11 @@ TEST_F(Conversions, everyPairOfFormats) {
 }
 
 TEST_F(Conversions, exportedConversions) {
-    char b3[CardWriter::kCapacity];
+    char b3[kCardLength];
+    CardLines b3Lines{{b3, nullptr}, {}};
     const ObsRecord rec = fullRecord(3);
-    const std::string card(b3, CreateB3Obs(rec, b3));
+    ASSERT_FALSE(CreateB3Obs(rec, b3Lines));
+    const std::string card(b3Lines.line(0));
     Text csv, tty1, tty2, again;
     EXPECT_EQ(ObsB3ToCsv(card.c_str(), csv), 0);
     EXPECT_EQ(csv.trimmed().substr(0, 30), "U,12345,211,2024,1,12,0,0,-12.");
@@ -215,17 +207,17 @@ TEST_F(Conversions, addingAndGettingEachText) {
         ObsRecord rec = fullRecord(type);
         rec.equinoxInd = 0;
         rec.obsTime += type / 24.0;
-        char line[kCardLength] = {}, card1[CardWriter::kCapacity], card2[CardWriter::kCapacity];
-        std::size_t length = 0;
-        ASSERT_FALSE(CreateCsvObs(rec, line, length));
-        const std::string csv(line, length);
+        char line[kCardLength] = {}, card1[kCardLength], card2[kCardLength];
+        CardLines csvLine{{line, nullptr}, {}}, message{{card1, card2}, {}};
+        ASSERT_FALSE(CreateCsvObs(rec, csvLine));
+        const std::string csv(csvLine.line(0));
         std::int64_t key = 0;
         ObsAddFrCsvML(csv.c_str(), &key);
         ASSERT_GT(key, 0);
         Text text, text2;
         EXPECT_EQ(ObsGetCsv(key, text), 0);
         EXPECT_EQ(text.trimmed(), csv);
-        CreateTTYObs(rec, card1, card2);
+        ASSERT_FALSE(CreateTTYObs(rec, message));
         EXPECT_EQ(ObsGetTTYCard(key, text, text2), 0);
         EXPECT_EQ(std::string(text.chars, 80), std::string(card1, 80));
         EXPECT_EQ(std::string(text2.chars, 80), std::string(card2, 80));

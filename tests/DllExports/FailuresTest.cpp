@@ -58,7 +58,7 @@ protected:
     double nanCriteria_[32] = {std::nan("")};
     double vector_[3] = {};
     std::int64_t key_ = 0;
-    std::int32_t count_ = 0, dropped_[OBS_CRITERIA];
+    std::int32_t count_ = 0, dropped_[OBS_CRITERIA], numbers_[64];
     ObsLoadLines wrongSize_{};
     ObsLoadOptions noOptions_{};
     ObsReadState noState_{};
@@ -145,6 +145,9 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "~The field indices", ObsGetFieldReals, 1, &kUnknownKey, 38, states_),
         FAILS(2, "~Unable to locate 1 of 1", ObsGetFieldReals, 1, &kUnknownKey, 9, states_),
         FAILS(2, "~The field indices", ObsGetFieldInfo, 38, a_, b_, b_),
+        FAILS(2, "~The observation types are", ObsGetTypeInfo, 20, &f_.type, a_, numbers_),
+        FAILS(2, "~The formats are numbered", ObsGetFormatInfo, 6, a_, b_, numbers_),
+        FAILS(2, "~The observation types are", ObsGetFormatPrecision, 0, 20, states_, numbers_),
         FAILS(2, "~", ObsDataToStates, noTime_, states_),
         FAILS(2, "~Unable to locate obsKey", ObsGetStates, kUnknownKey, states_, 0),
         FAILS(2, "B32Csv: This isn't a valid B3/B3E card.", ObsB3ToCsv, "x", a_),

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <map>
 #include <random>
 
 #include "tests/ExportTest.h"
@@ -311,6 +312,72 @@ TEST_F(FieldCalls, manyInOneCallEqualOneByOne) {
     EXPECT_EQ(ObsAddFrArrays(-1, arrays.data(), many.data()), 2);
     EXPECT_EQ(ObsAddFrArrays(0, nullptr, nullptr), 0);
     EXPECT_EQ(ObsDataToArrays(1, nullptr, back.data()), 2);
+}
+
+TEST_F(FieldCalls, typesAndFormatsTellWhatTheyCarry) {
+    constexpr std::size_t kElevation = 4, kAzimuth = 5, kRange = 6, kRangeRate = 7, kElRate = 8, kPosition = 16, kVelocity = 19;
+    const struct {
+        std::int32_t type;
+        char character;
+        const char* name;
+        std::map<std::size_t, std::int32_t> carried;
+    } types[] = {
+        {0, '0', "range rate", {{kElevation, 0}, {kRangeRate, 10}}},
+        {4, '4', "azimuth, elevation, range and their rates", {{kElevation, 5}, {kAzimuth, 7}, {kElRate, 11}}},
+        {9, '9', "right ascension, declination from a sensor in space", {{kElevation, 6}, {kAzimuth, 8}, {kRange, 0}, {kPosition, 19}}},
+        {11, 'V', "satellite position and velocity", {{kPosition, 22}, {kVelocity, -1}, {63, 0}, {40, -1}}},
+        {12, ' ', "", {{kElevation, 0}, {1, 2}}},
+    };
+    for (const auto& one : types) {
+        char character = '?';
+        Text name("was here");
+        std::int32_t carried[64];
+        ASSERT_EQ(ObsGetTypeInfo(one.type, &character, name, carried), 0);
+        EXPECT_EQ(character, one.character);
+        EXPECT_EQ(name.trimmed(), one.name);
+        for (const auto& [element, index] : one.carried) EXPECT_EQ(carried[element], index) << one.name << element;
+    }
+    // A value comes back from its card within half the last digit that is told, and not always within a tenth of it.
+    for (const std::int32_t format : {OBS_FORMAT_B3, OBS_FORMAT_TTY, OBS_FORMAT_CSV}) {
+        Text name, description;
+        std::int32_t facts[16];
+        ASSERT_EQ(ObsGetFormatInfo(format, name, description, facts), 0);
+        EXPECT_EQ(facts[OBS_FORMAT_SAVE_FORM], format);
+        ObsSetTTYYear(2023);
+        for (const std::int32_t type : {0, 1, 2, 3, 4, 5, 6, 8, 9, 10, 11, 18, 19}) {
+            if ((facts[OBS_FORMAT_TYPES] >> type & 1) == 0) continue;
+            auto array = arrayOf(type);
+            for (std::size_t i = 3; i <= 10; ++i) array[i] += 1e-3 / 7;
+            if (type != 4) array[8] = array[9] = 0;  // the array form takes them for type 4 alone
+            if (type == 8 || type == 9) array[6] = 0;
+            if (type >= 18) array[11] = type - 10;
+            double units[64], back[64];
+            std::int32_t digits[64];
+            ASSERT_EQ(ObsGetFormatPrecision(format, type, units, digits), 0);
+            Text line1, line2;
+            ASSERT_EQ(ObsArrToLines(array.data(), format, line1, line2), 0);
+            EXPECT_EQ(line2.trimmed().empty(), facts[OBS_FORMAT_MOST_LINES] == 1 || (type < 7 && type != 4));
+            ASSERT_EQ(ObsParse(line1, line2, back), 0) << format << " type " << type;
+            for (std::size_t i = 1; i <= 21; ++i) {
+                const double most = std::max(units[i], digits[i] == 0 ? 0 : std::pow(10, 1 + std::floor(std::log10(std::fabs(array[i]))) - digits[i]));
+                if (units[i] < 0) EXPECT_TRUE(back[i] == 0 || i >= 12) << format << " type " << type << " element " << i;
+                else EXPECT_LE(std::fabs(back[i] - array[i]), 0.51 * most + 1e-11)
+                    << format << " type " << type << " element " << i;
+            }
+        }
+    }
+    Text name("was here"), description("was here");
+    std::int32_t numbers[64] = {9};
+    double units[64] = {9};
+    char character = '?';
+    for (const std::int32_t other : {-1, 20}) {
+        EXPECT_EQ(ObsGetTypeInfo(other, &character, name, numbers), 2);
+        EXPECT_EQ(ObsGetFormatPrecision(0, other, units, numbers), 2);
+        EXPECT_EQ(ObsGetFormatInfo(other, name, description, numbers), 2);
+        EXPECT_EQ(name.trimmed() + description.trimmed(), "");
+        EXPECT_EQ(units[0] + numbers[0], 0);
+    }
+    EXPECT_EQ(ObsGetFormatInfo(0, nullptr, description, numbers), 2);
 }
 
 }  // namespace obs::test

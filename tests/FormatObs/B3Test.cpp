@@ -9,6 +9,8 @@
 
 #include "Obs/CardLayouts/B3.h"
 #include "Obs/FormatObs/CardFields.h"
+#include "Obs/FormatObs/Named.h"
+#include "Obs/ObsCardReading/Named.h"
 #include "Obs/ObsCardReading/Cards/B3.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
 #include "tests/CaseFile.h"
@@ -31,7 +33,8 @@ std::string rangeText(double range, bool type6) {
 
 std::string written(const ObsRecord& rec) {
     std::string text(CardWriter::kCapacity, '?');
-    CreateB3Obs(rec, text.data());
+    CardLines lines{{text.data(), nullptr}, {}};
+    EXPECT_FALSE(CreateB3Obs(rec, lines));
     return text;
 }
 

@@ -23,8 +23,9 @@ constexpr char kUnable[] = "CreateCsvObs: Error - Unable to construct CSV card."
 /// The line, or the message of a refusal.
 std::string written(const ObsRecord& rec) {
     std::string line(kCardLength, '?');
-    std::size_t length = 1;
-    const MaybeRefusal refusal = CreateCsvObs(rec, line.data(), length);
+    CardLines lines{{line.data(), nullptr}, {1, 1}};
+    const MaybeRefusal refusal = CreateCsvObs(rec, lines);
+    const std::size_t length = lines.length[0];
     EXPECT_EQ(length, refusal ? 0u : line.find_last_not_of('?') + 1);
     return refusal ? refusal->message() : line.substr(0, length);
 }
@@ -54,16 +55,9 @@ void eachValue(ObsRecord& rec, const Visit& visit) {
     if (!rec.csvData) rec.csvData.create();
     if (!rec.biases) rec.biases.create();
     if (!rec.rfData) rec.rfData.create();
-    const auto bytes = [](auto& owner) { return reinterpret_cast<char*>(&owner); };
-    const csv::Owners<char> owners{nullptr, bytes(static_cast<ObsFields&>(rec)), bytes(*rec.csvData),
-                                   bytes(*rec.biases), bytes(*rec.rfData)};
-    for (const csv::Field& one : csv::kFields) {
-        if (one.part == csv::Part::line) continue;
-        if (one.kind == csv::Kind::character) visit(csv::valueOf<char>(owners, one));
-        else if (one.kind == csv::Kind::integer) visit(csv::valueOf<std::int32_t>(owners, one));
-        else visit(csv::valueOf<double>(owners, one));
-        if (one.kind == csv::Kind::realPair) visit((&csv::valueOf<double>(owners, one))[1]);
-    }
+    forEachField([&](auto one) {
+        if constexpr (one.facts.csv != 0 && one.facts.meaning == Meaning::only) visit(*one.find(rec));
+    });
     for (double* value : {&rec.obsTime, &rec.elOrDec, &rec.elRate, &rec.azOrRa, &rec.azRate}) visit(*value);
 }
 

@@ -33,9 +33,9 @@ ObsRecord plainRecord() {
 
 std::string written(const ObsRecord& rec) {
     std::string line(rf::kLineColumns, '?');
-    std::size_t length = 0;
-    EXPECT_EQ(CreateRFObs(rec, line.data(), length), 0);
-    EXPECT_EQ(length, rf::kLineColumns);
+    CardLines lines{{line.data(), nullptr}, {}};
+    EXPECT_FALSE(CreateRFObs(rec, lines));
+    EXPECT_EQ(lines.length[0], rf::kLineColumns);
     return line;
 }
 
@@ -56,13 +56,15 @@ TEST(RfWriter, wholeLineAndRefusals) {
     noSensor.senNum = 999;
     for (const ObsRecord& rec : {noPart, noSensor}) {
         std::string line(rf::kLineColumns, '?');
-        std::size_t length = 1;
-        std::string_view message;
-        const auto error = CreateRFObs(rec, line.data(), length, &message);
-        EXPECT_EQ(message, rec.rfData ? "" : "CreateRFObs: RF obs type not allocated");
-        EXPECT_TRUE(rec.rfData ? error != 0 : error == 2) << error;
+        CardLines lines{{line.data(), nullptr}, {1, 1}};
+        const MaybeRefusal refusal = CreateRFObs(rec, lines);
+        ASSERT_TRUE(refusal);
+        if (!rec.rfData) {
+            EXPECT_EQ(refusal->message(), "CreateRFObs: RF obs type not allocated");
+        }
+        EXPECT_TRUE(rec.rfData ? refusal->status != 0 : refusal->status == 2) << refusal->status;
         EXPECT_EQ(line, std::string(rf::kLineColumns, ' '));
-        EXPECT_EQ(length, 0u);
+        EXPECT_EQ(lines.length[0], 0u);
     }
 }
 

@@ -23,7 +23,8 @@ struct Message {
 
 Message written(const ObsRecord& rec) {
     Message message;
-    CreateTTYObs(rec, message.card1.data(), message.card2.data());
+    CardLines lines{{message.card1.data(), message.card2.data()}, {}};
+    EXPECT_FALSE(CreateTTYObs(rec, lines));
     for (std::string* card : {&message.card1, &message.card2}) card->resize(card->find_last_not_of(' ') + 1);
     return message;
 }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <limits>
 
 #include "Obs/CardLayouts/Csv.h"
@@ -77,6 +78,18 @@ TEST(CsvCases, everyFieldReachesItsPlace) {
     EXPECT_EQ(rec.csvData->csvReals, (std::array{29.25, 29.75, 42.25, 42.75, 30.5, 31.5, 32.5, 33.5, 34.5}));
     EXPECT_EQ(rec.biases->values, (std::array{35.5, 36.5, 37.5, 38.5, 39.5, 40.5, 41.5}));
     EXPECT_EQ(rec.csvData->lastReals, (Vector3{53.5, 54.5, 55.5}));
+}
+
+TEST(CsvCases, pageNamesTheFields) {
+    std::ifstream page(OBS_EXAMPLES "/../docs/formats/csv.md");
+    std::size_t count = 0;
+    for (std::string line; std::getline(page, line);) {
+        const std::string start = "| " + std::to_string(count + 1) + " | ";
+        if (line.rfind(start, 0) != 0) continue;
+        const std::string name(csv::kFields.at(count++).name);
+        EXPECT_EQ(line.compare(start.size(), name.size(), name), 0) << line;
+    }
+    EXPECT_EQ(count, csv::kFieldCount);
 }
 
 TEST(CsvCases, typesDecideAboutAnglesAndRanges) {

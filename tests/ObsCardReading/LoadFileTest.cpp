@@ -96,7 +96,11 @@ TEST_F(LoadFileTest, theFirstPassSeesEveryLine) {
 
 TEST_F(LoadFileTest, theSecondPassStartsWithAGoodStatus) {
     EXPECT_EQ(load("VM_DMA_OBS_ON\nOBSFIL missing.txt\n"), 0);
-    EXPECT_EQ(load("SELOB x\nOBSFIL missing.txt\n"), 0);
+    told_.clear();
+    EXPECT_EQ(load("SELOB x\nOBSFIL missing.txt\nSELOB sat=5\nTTY_YEAR x\n))7  1121112345001\n"), 2);
+    std::string kinds;
+    for (const Told& told : told_) kinds += std::to_string(told.line) + ":" + std::to_string(told.kind) + " ";
+    EXPECT_EQ(kinds, "2:9 4:8 1:8 3:10 5:2 ");
 }
 
 // Included observations come first and belong to the naming file's load; includes are one level deep.
@@ -109,7 +113,10 @@ TEST_F(LoadFileTest, includeFilesComeFirst) {
     expectCounts(4, 1, 2);
     EXPECT_EQ(ttyYear(), 2022);
     EXPECT_EQ(obsgetnumoftreenodes(42), 4);
-    ASSERT_EQ(told_.size(), 4u);
+    ASSERT_EQ(told_.size(), 5u);
+    EXPECT_EQ(told_[1].kind, kLineIncludeLeftOut);
+    EXPECT_EQ(told_[1].line, 8);
+    told_.erase(told_.begin() + 1);
     EXPECT_EQ(told_[0].file, "inner.txt");
     EXPECT_EQ(told_[0].line, 3);
     EXPECT_EQ(told_[1].kind, kLineDuplicate);

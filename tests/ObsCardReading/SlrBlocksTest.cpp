@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/LaserRanging/SlrBlocks.h"
+#include "Obs/ObsCardReading/Named.h"
 
 #include <gtest/gtest.h>
 #include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"

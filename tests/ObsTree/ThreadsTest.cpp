@@ -68,7 +68,7 @@ struct Folder {
 };
 
 /// What a child can do with its store: 0 everything, 1 nothing but for messages that tell why, 2 neither.
-int useOfStoreInChild(const Folder& folder) {
+[[maybe_unused]] int useOfStoreInChild(const Folder& folder) {
     FamilyClearLastError();
     const std::int32_t count = ObsGetCount();
     char text[512] = {};

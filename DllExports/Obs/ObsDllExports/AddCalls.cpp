@@ -13,13 +13,10 @@ using obs::kNoKey;
 using obs::kStatusOk;
 using obs::kStatusRefused;
 
-int64_t addFields(std::string_view name, obs::Fields fields, const double* pos, const double* vel,
+int64_t addFields(std::string_view name, const obs::Fields& fields, std::initializer_list<const void*> arrays,
                   const double* obsArr) {
-    if (obs::refuseNull(name, {pos, vel, obsArr})) return kNoKey;
-    return obs::guarded(name, kNoKey, [&] {
-        obs::setVectors(fields, pos, vel);
-        return obs::addfrfields(fields, obsArr);
-    });
+    if (obs::refuseNull(name, arrays)) return kNoKey;
+    return obs::guarded(name, kNoKey, [&] { return obs::addfrfields(fields, obsArr); });
 }
 
 int64_t addArray(std::string_view name, const double* obsArr) {
@@ -34,9 +31,9 @@ int64_t ObsAddFrFields(char secClass, int32_t satNum, int32_t senNum, double obs
                        int32_t indicator1, int32_t indicator2, int32_t altSatNum1, int32_t altSatNum2,
                        const double pos[3], const double vel[3], const double obsArr[64]) {
     return addFields("ObsAddFrFields",
-                     {secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel,
-                      obsType, indicator1, indicator2, altSatNum1, altSatNum2, {}, {}},
-                     pos, vel, obsArr);
+                     obs::looseFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate,
+                                      rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, vel),
+                     {pos, vel, obsArr}, obsArr);
 }
 
 void ObsAddFrFieldsML(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec, double azOrRa,
@@ -45,9 +42,10 @@ void ObsAddFrFieldsML(char secClass, int32_t satNum, int32_t senNum, double obsT
                       const double pos[3], const double vel[3], const double obsArr[64], int64_t* obsKey) {
     if (obs::refuseNull("ObsAddFrFieldsML", {obsKey})) return;
     *obsKey = addFields("ObsAddFrFieldsML",
-                        {secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel,
-                         obsType, indicator1, indicator2, altSatNum1, altSatNum2, {}, {}},
-                        pos, vel, obsArr);
+                        obs::looseFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate,
+                                         azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
+                                         pos, vel),
+                        {pos, vel, obsArr}, obsArr);
 }
 
 int64_t ObsAddFrArray(const double obsArr[64]) {
@@ -73,10 +71,11 @@ int32_t ObsUpdateFrFields(int64_t obsKey, char secClass, double elOrDec, double 
                           int32_t indicator2, int32_t altSatNum1, int32_t altSatNum2, const double pos[3],
                           const double vel[3]) {
     if (obs::refuseNull("ObsUpdateFrFields", {pos, vel})) return kStatusRefused;
-    obs::Fields fields{secClass, 0, 0, 0, elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel, obsType,
-                       indicator1, indicator2, altSatNum1, altSatNum2, {}, {}};
     return obs::guarded("ObsUpdateFrFields", kStatusRefused, [&] {
-        obs::setVectors(fields, pos, vel);
-        return obs::updatefrfields(obsKey, fields);
+        constexpr std::int32_t kKept = 0;
+        constexpr double kKeptTime = 0;
+        return obs::updatefrfields(
+            obsKey, obs::looseFields(secClass, kKept, kKept, kKeptTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate,
+                                     rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, vel));
     });
 }

@@ -33,6 +33,16 @@ std::int32_t readMany(std::string_view name, const int64_t* keys, std::size_t co
     return unknown.status(name, count);
 }
 
+/// What messages call a field that the key is made of; null for one that a caller may set.
+const char* partOfKey(std::int32_t fieldIndex) {
+    switch (fieldIndex) {
+        case obs::kFactsOf<&obs::ObsFields::satNum>.index: return "satellite number";
+        case obs::kFactsOf<&obs::ObsFields::senNum>.index: return "sensor number";
+        case obs::kFactsOf<&obs::ObsFields::obsTime>.index: return "time";
+        default: return nullptr;
+    }
+}
+
 }  // namespace
 
 int32_t ObsDataToArray(int64_t obsKey, double obsArr[64]) {
@@ -63,28 +73,30 @@ int32_t ObsDataToArrays(int32_t count, const int64_t* keys, double* obsArrs) {
 
 int32_t ObsGetElementInfo(int32_t element, char name[512], char unit[512]) {
     if (obs::refuseNull("ObsGetElementInfo", {name, unit})) return kStatusRefused;
-    const obs::ElementDef* def = obs::elementDef(element);
-    family::strtochararr(def == nullptr ? "" : def->name, name);
-    family::strtochararr(def == nullptr ? "" : def->unit, unit);
-    if (def != nullptr) return kStatusOk;
-    obs::logFailure("ObsGetElementInfo", "The elements are numbered 0 to 63.");
-    return kStatusRefused;
+    return obs::guarded("ObsGetElementInfo", kStatusRefused, [&] {
+        const std::optional<obs::ElementDef> def = obs::elementDef(element);
+        family::strtochararr(def ? def->name : "", name);
+        family::strtochararr(def ? def->unit : "", unit);
+        if (def) return kStatusOk;
+        obs::logFailure("ObsGetElementInfo", "The elements are numbered 0 to 63.");
+        return kStatusRefused;
+    });
 }
 
 int32_t ObsGetField(int64_t obsKey, int32_t fieldIndex, char value[512]) {
     if (obs::refuseNull("ObsGetField", {value})) return kStatusRefused;
     family::strtochararr({}, value);
     return obs::guarded("ObsGetField", kStatusRefused, [&] {
-        const obs::FieldDef* field = obs::fieldDef(fieldIndex);
+        const obs::IndexedField* field = obs::indexedField(fieldIndex);
         obs::ObsRecord rec;
-        const bool withParts = field != nullptr && field->isCsv();
+        const bool withParts = field != nullptr && field->isOfPart;
         if (withParts ? !obs::obsfindrec(obsKey, rec) : !obs::obsfindfields(obsKey, rec)) {
             // NOTE: the text names ObsGetAllFields, with which it is shared.
             obs::logUnknownKey("ObsGetAllFields", obsKey);
             return kStatusRefused;
         }
-        char work[obs::kFieldTextLength];
-        if (field != nullptr) family::strtochararr(obs::fieldText(*field, rec, work), value);
+        obs::FieldText work;
+        if (field != nullptr) family::strtochararr(field->text(rec, work), value);
         return kStatusOk;
     });
 }
@@ -97,13 +109,13 @@ int32_t ObsSetField(int64_t obsKey, int32_t fieldIndex, const char* value) {
             obs::logUnknownKey("ObsSetField", obsKey);
             return kStatusRefused;
         }
-        const obs::FieldDef* field = obs::fieldDef(fieldIndex);
-        if (field != nullptr && !field->refusal.empty()) {
-            family::tracelogerror(field->refusal);
+        const obs::IndexedField* field = obs::indexedField(fieldIndex);
+        if (const char* const part = partOfKey(fieldIndex)) {
+            obs::logFailure("ObsSetField", std::string("Error! Update to observation's ") + part + " field is not allowed");
             return kStatusRefused;
         }
         const std::string_view text = obs::trimmedText(value);
-        if (field != nullptr && !obs::setField(*field, text, rec)) {
+        if (field != nullptr && !field->set(text, rec)) {
             obs::logFailure("ObsSetField", "Error! No observation type has the character \"" +
                                                std::string(text.substr(0, 1)) + "\"");
             return kStatusRefused;
@@ -114,25 +126,25 @@ int32_t ObsSetField(int64_t obsKey, int32_t fieldIndex, const char* value) {
 
 int32_t ObsGetFieldReals(int32_t count, const int64_t* keys, int32_t fieldIndex, double* values) {
     if (obs::refuseCount("ObsGetFieldReals", count, {keys, values})) return kStatusRefused;
-    const obs::FieldDef* field = obs::fieldDef(fieldIndex);
+    const obs::IndexedField* field = obs::indexedField(fieldIndex);
     if (field == nullptr) {
         obs::logFailure("ObsGetFieldReals", "The field indices are 1 to 37.");
         return kStatusRefused;
     }
     return obs::guarded("ObsGetFieldReals", kStatusRefused, [&] {
         const auto fill = [&](std::size_t i, const obs::ObsRecord* rec) {
-            values[i] = rec == nullptr ? std::numeric_limits<double>::quiet_NaN() : obs::fieldValue(*field, *rec);
+            values[i] = rec == nullptr ? std::numeric_limits<double>::quiet_NaN() : field->value(*rec);
         };
-        return readMany("ObsGetFieldReals", keys, static_cast<std::size_t>(count), field->isCsv(), fill);
+        return readMany("ObsGetFieldReals", keys, static_cast<std::size_t>(count), field->isOfPart, fill);
     });
 }
 
 int32_t ObsGetFieldInfo(int32_t fieldIndex, char name[512], char unit[512], char form[512]) {
     if (obs::refuseNull("ObsGetFieldInfo", {name, unit, form})) return kStatusRefused;
-    const obs::FieldDef* field = obs::fieldDef(fieldIndex);
-    family::strtochararr(field == nullptr ? "" : field->name, name);
-    family::strtochararr(field == nullptr ? "" : field->unit, unit);
-    family::strtochararr(field == nullptr ? "" : obs::formName(field->form), form);
+    const obs::IndexedField* field = obs::indexedField(fieldIndex);
+    family::strtochararr(field == nullptr ? "" : field->facts->name, name);
+    family::strtochararr(field == nullptr ? "" : field->facts->unit, unit);
+    family::strtochararr(field == nullptr ? "" : obs::formName(field->facts->form), form);
     if (field != nullptr) return kStatusOk;
     obs::logFailure("ObsGetFieldInfo", "The field indices are 1 to 37.");
     return kStatusRefused;

@@ -173,7 +173,10 @@ int32_t ObsGetLoadLines(ObsLoadLines* lines) {
 }
 
 static_assert(OBS_LINE_BAD == obs::kLineBad && OBS_LINE_DUPLICATE == obs::kLineDuplicate &&
-              OBS_LINE_ZEROED == obs::kLineZeroed && OBS_LINE_PASSED_OVER == obs::kLinePassedOver);
+              OBS_LINE_ZEROED == obs::kLineZeroed && OBS_LINE_PASSED_OVER == obs::kLinePassedOver &&
+              OBS_LINE_KEYWORD_FAULT == obs::kLineKeywordFault &&
+              OBS_LINE_INCLUDE_LEFT_OUT == obs::kLineIncludeLeftOut && OBS_LINE_SELECTION == obs::kLineSelection &&
+              OBS_LINE_UNKNOWN_SENSOR == obs::kLineUnknownSensor && OBS_LINE_BROKEN_OFF == obs::kLineBrokenOff);
 
 void ObsSetLoadCallback(void (*report)(int32_t kind, const char* fileName, int64_t lineNumber, const char* reason,
                                        void* user),

@@ -342,6 +342,15 @@ OBS_API int32_t ObsGetLoadLines(ObsLoadLines *lines);
 /** Kinds that ObsReadLines reports besides: a keyword line; a remark on a line that is taken all the same. */
 #define OBS_LINE_KEYWORD 6
 #define OBS_LINE_NOTE 7
+/** Kinds that a file load reports besides, which no line count holds: a keyword line that cannot be obeyed and changes
+ *  nothing; a keyword line whose file could not or may not be read; a SELOB line that acts; why the
+ *  line whose report comes next is bad, namely what sensor, site or station is not known (the reason is what it is
+ *  called, as "sensor 345"); the file could not be read beyond this line. */
+#define OBS_LINE_KEYWORD_FAULT 8
+#define OBS_LINE_INCLUDE_LEFT_OUT 9
+#define OBS_LINE_SELECTION 10
+#define OBS_LINE_UNKNOWN_SENSOR 11
+#define OBS_LINE_BROKEN_OFF 12
 
 /** @defgroup ObsSetLoadCallback ObsSetLoadCallback
  *  Addition. Reports each line of a file load that is bad, a duplicate or otherwise worth a message, in the order
@@ -350,7 +359,7 @@ OBS_API int32_t ObsGetLoadLines(ObsLoadLines *lines);
  *  @param[in] report called on the loading thread with the kind (OBS_LINE_...), the name of
  *             the file as it was opened, the line's number from 1, and the reason; both
  *             texts end with a NUL and are valid during the call. It must not call the
- *             library. Null ends the reports.
+ *             library, and takes no notice of kinds that it does not know. Null ends the reports.
  *  @param[in] user handed to `report` unchanged. */
 OBS_API void ObsSetLoadCallback(void (*report)(int32_t kind, const char *fileName, int64_t lineNumber,
                                                const char *reason, void *user),
@@ -633,6 +642,19 @@ OBS_API int32_t ObsGetFieldReals(int32_t count, const int64_t *keys, int32_t fie
  *  @param[out] name,unit,form 512 characters each; `form` is how ObsGetField writes it: A1, I0, I1, I9 or F35.15.
  *  @return 0, or 2 for another index. */
 OBS_API int32_t ObsGetFieldInfo(int32_t fieldIndex, char name[512], char unit[512], char form[512]);
+
+/** @defgroup ObsGetTypeInfo ObsGetTypeInfo
+ *  Addition. What an observation type is and which fields it carries. A field that a type does not carry is 0 as a rule;
+ *  what a CSV line or a caller put there is kept all the same.
+ *  @param[in]  obsType  0 to 19, the number of ObsTypeCToI.
+ *  @param[out] typeChar its character; a blank for a number that has none (12, 14 to 17).
+ *  @param[out] name     512 characters: what it measures; blank where there is none.
+ *  @param[out] carried  64 numbers, one for each element of the array form (ObsDataToArray): 0 where the type does not
+ *              carry the element; else the index of the field (ObsGetField), which tells elevation (5) from declination
+ *              (6) and azimuth (7) from right ascension (8), or -1 for an element without an index. Elements that hold
+ *              what only CSV lines have, biases and sigmas are carried by every type.
+ *  @return 0, or 2 for another number (outputs blank and 0). */
+OBS_API int32_t ObsGetTypeInfo(int32_t obsType, char *typeChar, char name[512], int32_t carried[64]);
 
 /* ---------------------------------------------------------------- states ---- */
 
@@ -1002,6 +1024,66 @@ OBS_API int64_t ObsGetSaveCountOf(int32_t kind);
  *  @param[in] user handed to `report` unchanged. */
 OBS_API void ObsSetSaveCallback(void (*report)(int64_t obsKey, int32_t kind, const char *reason, void *user),
                                 void *user);
+
+/** Numbers of the formats: those of ObsSaveFile, by its save forms, and of ObsSaveSlrFile. */
+#define OBS_FORMAT_B3 0
+#define OBS_FORMAT_TTY 1
+#define OBS_FORMAT_CSV 2
+#define OBS_FORMAT_RF 3
+#define OBS_FORMAT_CRD_NORMAL_POINTS 4
+#define OBS_FORMAT_CRD_FULL_RATE 5
+
+/** Elements of the facts of a format.
+ *
+ *  | element | holds                                                                                       |
+ *  |---------|---------------------------------------------------------------------------------------------|
+ *  | 0       | the save form of ObsSaveFile; -1: it does not write the format                              |
+ *  | 1       | the data type of ObsSaveSlrFile; -1: it does not write the format                           |
+ *  | 2, 3    | least and most lines of an observation; 0: the format has no lines of one observation alone |
+ *  | 4       | lines of a file before its first observation                                                |
+ *  | 5       | column of the classification on the first line, from 1; 0: none                             |
+ *  | 6       | greatest satellite number                                                                   |
+ *  | 7       | greatest sensor number; RF lines and CRD files take known sensors alone                     |
+ *  | 8       | 1 when lines have the year, else 0                                                          |
+ *  | 9       | 1 when lines have what only CSV lines have (CSV data, biases, sigmas of ranges), else 0     |
+ *  | 10      | 1 when lines have what only RF lines have (delays, rf, process time, snr, flags), else 0    |
+ *  | 11      | sum of 2^type over the types that come back from their lines as what they are               |
+ *  | 12-15   | 0                                                                                           | */
+enum ObsFormatFact {
+    OBS_FORMAT_SAVE_FORM = 0,
+    OBS_FORMAT_DATA_TYPE = 1,
+    OBS_FORMAT_LEAST_LINES = 2,
+    OBS_FORMAT_MOST_LINES = 3,
+    OBS_FORMAT_HEADER_LINES = 4,
+    OBS_FORMAT_CLASS_COLUMN = 5,
+    OBS_FORMAT_MOST_SAT_NUM = 6,
+    OBS_FORMAT_MOST_SEN_NUM = 7,
+    OBS_FORMAT_YEAR = 8,
+    OBS_FORMAT_CSV_FIELDS = 9,
+    OBS_FORMAT_RF_FIELDS = 10,
+    OBS_FORMAT_TYPES = 11
+};
+
+/** @defgroup ObsGetFormatInfo ObsGetFormatInfo
+ *  Addition. What a format that is written can carry.
+ *  @param[in]  format      OBS_FORMAT_B3 to OBS_FORMAT_CRD_FULL_RATE.
+ *  @param[out] name        512 characters: b3, tty, csv, rf or crd.
+ *  @param[out] description 512 characters: what it writes, such as "B3 cards".
+ *  @param[out] facts       16 numbers (OBS_FORMAT_SAVE_FORM to OBS_FORMAT_TYPES and after).
+ *  @return 0, or 2 for another format (outputs blank and 0). */
+OBS_API int32_t ObsGetFormatInfo(int32_t format, char name[512], char description[512], int32_t facts[16]);
+
+/** @defgroup ObsGetFormatPrecision ObsGetFormatPrecision
+ *  Addition. Which elements of the array form (ObsDataToArray) a format carries for a type, and how finely: a value is
+ *  written to the nearest multiple of a unit or to a number of significant digits, whichever is coarser.
+ *  @param[in]  format  OBS_FORMAT_B3 to OBS_FORMAT_CRD_FULL_RATE.
+ *  @param[in]  obsType 0 to 19, the number of ObsTypeCToI.
+ *  @param[out] units   64 reals, in the elements' units: the last digit; 0 where no unit bounds it, as for integers;
+ *              -1 where lines of the type do not have the element.
+ *  @param[out] digits  64 numbers: significant digits; 0 where they do not bound it. Of a CSV line they are what is left
+ *              of its reals when it would be too long otherwise.
+ *  @return 0, or 2 for another format or type (outputs 0). */
+OBS_API int32_t ObsGetFormatPrecision(int32_t format, int32_t obsType, double units[64], int32_t digits[64]);
 
 #ifdef __cplusplus
 }

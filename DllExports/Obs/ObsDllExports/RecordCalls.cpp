@@ -4,8 +4,10 @@
 
 #include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
+#include "DllExports/Obs/ObsDllVarsUtils/Conversions.h"
 #include "DllExports/Obs/ObsDllVarsUtils/Fields.h"
 #include "Obs/FormatObs/B3.h"
+#include "Obs/FormatObs/CardFormats.h"
 #include "Obs/FormatObs/Csv.h"
 #include "Obs/FormatObs/Tty.h"
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
@@ -45,24 +47,22 @@ std::int32_t getText(std::string_view name, std::int64_t obsKey, Texts texts, bo
     });
 }
 
-/// The same for loose fields; status 2 and a message for an equinox indicator that is none.
+/// True, and logged, when one of the places for loose fields is null.
+template <class... Places>
+bool refuseOutputs(std::string_view name, const obs::FieldOutputs<Places...>& out) {
+    return std::apply([&](auto*... places) { return obs::refuseNull(name, {places...}); }, out.places);
+}
+
+/// As `getText` for loose fields; status 2 and a message for an equinox indicator that is none.
 template <class Write>
-std::int32_t fieldsToText(std::string_view name, obs::Fields fields, const double* pos, const double* vel, Texts texts,
-                          Write&& write) {
+std::int32_t fieldsToText(std::string_view name, const obs::Fields& fields, const double* pos, const double* vel,
+                          Texts texts, Write&& write) {
     if (refuseTexts(name, texts) || obs::refuseNull(name, {pos, vel})) return kStatusRefused;
     return obs::guarded(name, kStatusRefused, [&] {
-        obs::setVectors(fields, pos, vel);
         if (obs::hasValidEquinox(fields)) return write(obs::fields2record(fields));
         obs::logFailure(name, "Invalid equinox indicator. Its valid range is from 0 to 3.");
         return kStatusRefused;
     });
-}
-
-std::int32_t writeCsv(const obs::ObsRecord& rec, char* csvLine) {
-    std::size_t length = 0;
-    const obs::MaybeRefusal refusal = obs::CreateCsvObs(rec, csvLine, length);
-    if (refusal) family::tracelogerror(refusal->message());
-    return refusal ? kStatusRefused : kStatusOk;
 }
 
 /// Reads a line for taking apart; false after a message.
@@ -78,13 +78,9 @@ int32_t ObsB3Parse(const char* b3Card, char* secClass, int32_t* satNum, int32_t*
                    double* elOrDec, double* azOrRa, double* range, double* rangeRate, double* elRate, double* azRate,
                    double* rangeAccel, char* obsType, int32_t* indicator1, int32_t* indicator2, int32_t* altSatNum1,
                    int32_t* altSatNum2, double pos[3]) {
-    if (obs::refuseNull("ObsB3Parse",
-                        {b3Card, secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate,
-                         rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos}))
-        return kStatusRefused;
-    const obs::FieldOutputs out{secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate,
-                                azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
-                                pos, nullptr};
+    const obs::FieldOutputs out(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate,
+                                rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos);
+    if (obs::refuseNull("ObsB3Parse", {b3Card}) || refuseOutputs("ObsB3Parse", out)) return kStatusRefused;
     out.set({});
     return obs::guarded("ObsB3Parse", kStatusRefused, [&] {
         obs::ObsRecord rec;
@@ -108,21 +104,15 @@ int32_t ObsParse(const char* line1, const char* line2, double obsArr[64]) {
 }
 
 int32_t ObsGetB3Card(int64_t obsKey, char b3Card[512]) {
-    return getText("ObsGetB3Card", obsKey, {b3Card}, false, [&](const obs::ObsRecord& rec) {
-        obs::CreateB3Obs(rec, b3Card);
-        return kStatusOk;
-    });
+    return getText("ObsGetB3Card", obsKey, {b3Card}, false, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateB3Obs, rec, b3Card); });
 }
 
 int32_t ObsGetTTYCard(int64_t obsKey, char card1[512], char card2[512]) {
-    return getText("ObsGetTTYCard", obsKey, {card1, card2}, false, [&](const obs::ObsRecord& rec) {
-        obs::CreateTTYObs(rec, card1, card2);
-        return kStatusOk;
-    });
+    return getText("ObsGetTTYCard", obsKey, {card1, card2}, false, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateTTYObs, rec, card1, card2); });
 }
 
 int32_t ObsGetCsv(int64_t obsKey, char csvLine[512]) {
-    return getText("ObsGetCsv", obsKey, {csvLine}, true, [&](const obs::ObsRecord& rec) { return writeCsv(rec, csvLine); });
+    return getText("ObsGetCsv", obsKey, {csvLine}, true, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateCsvObs, rec, csvLine); });
 }
 
 int32_t ObsFieldsToB3Card(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec, double azOrRa,
@@ -130,12 +120,10 @@ int32_t ObsFieldsToB3Card(char secClass, int32_t satNum, int32_t senNum, double 
                           int32_t indicator1, int32_t indicator2, int32_t altSatNum1, int32_t altSatNum2,
                           const double pos[3], const double vel[3], char b3Card[512]) {
     return fieldsToText("ObsFieldsToB3Card",
-                        {secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel,
-                         obsType, indicator1, indicator2, altSatNum1, altSatNum2, {}, {}},
-                        pos, vel, {b3Card}, [&](const obs::ObsRecord& rec) {
-                            obs::CreateB3Obs(rec, b3Card);
-                            return kStatusOk;
-                        });
+                        obs::looseFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate,
+                                         azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
+                                         pos, vel),
+                        pos, vel, {b3Card}, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateB3Obs, rec, b3Card); });
 }
 
 int32_t ObsFieldsToTTYCard(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec, double azOrRa,
@@ -143,12 +131,10 @@ int32_t ObsFieldsToTTYCard(char secClass, int32_t satNum, int32_t senNum, double
                            char obsType, int32_t indicator1, int32_t indicator2, int32_t altSatNum1, int32_t altSatNum2,
                            const double pos[3], const double vel[3], char card1[512], char card2[512]) {
     return fieldsToText("ObsFieldsToTTYCard",
-                        {secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel,
-                         obsType, indicator1, indicator2, altSatNum1, altSatNum2, {}, {}},
-                        pos, vel, {card1, card2}, [&](const obs::ObsRecord& rec) {
-                            obs::CreateTTYObs(rec, card1, card2);
-                            return kStatusOk;
-                        });
+                        obs::looseFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate,
+                                         azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
+                                         pos, vel),
+                        pos, vel, {card1, card2}, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateTTYObs, rec, card1, card2); });
 }
 
 int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec, double azOrRa,
@@ -156,21 +142,18 @@ int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, double obs
                        int32_t indicator1, int32_t indicator2, int32_t altSatNum1, int32_t altSatNum2,
                        const double pos[3], const double vel[3], char csvLine[512]) {
     return fieldsToText("ObsFieldsToCsv",
-                        {secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel,
-                         obsType, indicator1, indicator2, altSatNum1, altSatNum2, {}, {}},
-                        pos, vel, {csvLine}, [&](const obs::ObsRecord& rec) { return writeCsv(rec, csvLine); });
+                        obs::looseFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate,
+                                         azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
+                                         pos, vel),
+                        pos, vel, {csvLine}, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateCsvObs, rec, csvLine); });
 }
 
 int32_t ObsArrToLines(const double obsArr[64], int32_t format, char line1[512], char line2[512]) {
     if (refuseTexts("ObsArrToLines", {line1, line2}) || obs::refuseNull("ObsArrToLines", {obsArr})) return kStatusRefused;
     return obs::guarded("ObsArrToLines", kStatusRefused, [&] {
         const obs::ObsRecord rec = obs::obsarr2obsrec(obsArr, 0);  // the lines show the array's own equinox
-        switch (format) {
-            case 0: obs::CreateB3Obs(rec, line1); return kStatusOk;
-            case 1: obs::CreateTTYObs(rec, line1, line2); return kStatusOk;
-            case 2: return writeCsv(rec, line1);
-            default: break;
-        }
+        const obs::CardWriting* writing = obs::cardWriting(format);
+        if (writing != nullptr && writing->fromArrays) return obs::writeLines(writing->write, rec, line1, line2);
         obs::logFailure("ObsArrToLines", "Invalid or unsupported obs format.");
         return kStatusRefused;
     });
@@ -180,13 +163,9 @@ int32_t ObsGetAllFields(int64_t obsKey, char* secClass, int32_t* satNum, int32_t
                         double* elOrDec, double* azOrRa, double* range, double* rangeRate, double* elRate,
                         double* azRate, double* rangeAccel, char* obsType, int32_t* indicator1, int32_t* indicator2,
                         int32_t* altSatNum1, int32_t* altSatNum2, double pos[3], double vel[3], double cleared[128]) {
-    if (obs::refuseNull("ObsGetAllFields",
-                        {secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate,
-                         rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, vel, cleared}))
-        return kStatusRefused;
-    const obs::FieldOutputs out{secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate,
-                                azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
-                                pos, vel};
+    const obs::FieldOutputs out(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate,
+                                rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, vel);
+    if (refuseOutputs("ObsGetAllFields", out) || obs::refuseNull("ObsGetAllFields", {cleared})) return kStatusRefused;
     out.set({});
     std::fill_n(cleared, kClearedReals, 0.0);
     return obs::guarded("ObsGetAllFields", kStatusRefused, [&] {

@@ -11,68 +11,60 @@
 #include "DllExports/Obs/ObsDllVarsUtils/SecClass.h"
 #include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsTree/BulkAdd.h"
-#include "Obs/ObsTypes/TypeSets.h"
+#include "Obs/ObsTypes/FieldList.h"
 #include "siblings/include/Sensors.h"
 
 namespace obs {
 
 namespace {
 
-// Elements of the array.
-enum : std::size_t {
-    kSecClass = 0,
-    kElRate = 8,
-    kAzRate = 9,
-    kType = 11,
-    kPosition = 16,
-    kVelocity = 19,
-    kEquinox = 22,
-    kCsvReals = 23,
-    kCsvReal10 = 32,
-    kCsvInt1 = 33,
-    kCsvInt2 = 34,
-    kCsvChar = 35,
-    kBiases = 33,
-    kBiasesEnd = 40,
-    kSigmaCount = 40,
-    kSigmas = 41,
-};
+template <auto kMember, std::size_t kAt = 0>
+constexpr std::size_t kElementOf = kFactsOf<kMember, kAt>.element;
+
+// Elements that do not simply hold a field.
+constexpr std::size_t kSecClass = kElementOf<&ObsFields::secClass>;
+constexpr std::size_t kType = kElementOf<&ObsFields::obsType>;
+constexpr std::size_t kEquinox = kElementOf<&ObsFields::equinoxInd>;
+constexpr std::size_t kPosition = kElementOf<&ObsFields::senPos>;
+constexpr std::size_t kVelocity = kElementOf<&ObsFields::senVel>;
+constexpr std::size_t kCsvReals = kElementOf<&CsvObsData::csvReals>;
+constexpr std::size_t kCsvChar = kElementOf<&CsvObsData::csvChar>;
+constexpr std::size_t kBiases = kElementOf<&ObsBiases::values>;
+constexpr std::size_t kBiasesEnd = kElementOf<&ObsBiases::values, 6> + 1;
+constexpr std::size_t kSigmas = kElementOf<&OptionalParts::extraValues>;
+constexpr std::size_t kSigmaCount = kSigmaCountElement;
+static_assert(kSigmas == kSigmaCount + 1);
+
 constexpr std::size_t kVectorLength = 3;
 constexpr std::int32_t kCsvMark = 7;  ///< the sigma count that also says "CSV data present"
-constexpr std::size_t kSigmaCounts[] = {6, 7, 21};
+constexpr std::size_t kMostSigmas = kSigmasEnd - kSigmas;
+constexpr std::size_t kSigmaCounts[] = {6, 7, kMostSigmas};
 
-/// In order of their numbers, from 0. The optional parts share elements: "or" stands between their names.
-constexpr std::array<ElementDef, kArrayLength> kElements{{
-    {"secClass", "1 U, 2 C, 3 S"}, {"satNum", ""}, {"senNum", ""}, {"obsTime", "days since 1950 UTC"},
-    {"elOrDec", "degrees"}, {"azOrRa", "degrees"}, {"range", "km"}, {"rangeRate", "km/s"},
-    {"elRate", "as on the cards"}, {"azRate", "as on the cards"}, {"rangeAccel", "as on the cards"},
-    {"obsType", ""}, {"indicator1", ""}, {"indicator2", ""}, {"altSatNum1", ""}, {"altSatNum2", ""},
-    {"posX", "km"}, {"posY", "km"}, {"posZ", "km"}, {"velX", "km/s"}, {"velY", "km/s"}, {"velZ", "km/s"},
-    {"equinoxInd", ""},
-    {"csvReal1", ""}, {"csvReal2", ""}, {"csvReal3", ""}, {"csvReal4", ""}, {"csvReal5", ""}, {"csvReal6", ""},
-    {"csvReal7", ""}, {"csvReal8", ""}, {"csvReal9", ""}, {"csvReal10", ""},
-    {"csvInt1 or bias1", ""}, {"csvInt2 or bias2", ""}, {"csvChar or bias3", "csvChar: 1 T, 0 other"},
-    {"bias4", ""}, {"bias5", ""}, {"bias6", ""}, {"bias7", ""},
-    {"sigmaCount", "7 also when csv data"},
-    {"sigma1", ""}, {"sigma2", ""}, {"sigma3", ""}, {"sigma4", ""}, {"sigma5", ""}, {"sigma6", ""}, {"sigma7", ""},
-    {"sigma8", ""}, {"sigma9", ""}, {"sigma10", ""}, {"sigma11", ""}, {"sigma12", ""}, {"sigma13", ""},
-    {"sigma14", ""}, {"sigma15", ""}, {"sigma16", ""}, {"sigma17", ""}, {"sigma18", ""}, {"sigma19", ""},
-    {"sigma20", ""}, {"sigma21", ""}, {"", ""}, {"", ""},
-}};
+/// Elements that go by other names than the fields that they hold.
+struct OwnName {
+    std::size_t element;
+    std::string_view name, unit;
+};
+constexpr OwnName kOwnNames[] = {
+    {kSecClass, "secClass", "1 U, 2 C, 3 S"},
+    {kPosition, "posX", "km"},
+    {kPosition + 1, "posY", "km"},
+    {kPosition + 2, "posZ", "km"},
+    {kVelocity, "velX", "km/s"},
+    {kVelocity + 1, "velY", "km/s"},
+    {kVelocity + 2, "velZ", "km/s"},
+    {kCsvChar, "csvChar or bias3", "csvChar: 1 T, 0 other"},
+    {kSigmaCount, "sigmaCount", "7 also when csv data"},
+};
 
-/// Elements that pass between array and record as they are.
-template <class T>
-using Plain = std::pair<std::size_t, T ObsFields::*>;
-constexpr std::array kReals{
-    Plain<double>{3, &ObsFields::obsTime},   Plain<double>{4, &ObsFields::elOrDec},
-    Plain<double>{5, &ObsFields::azOrRa},    Plain<double>{6, &ObsFields::range},
-    Plain<double>{7, &ObsFields::rangeRate}, Plain<double>{10, &ObsFields::rangeAccel},
-};
-constexpr std::array kIntegers{
-    Plain<std::int32_t>{1, &ObsFields::satNum},      Plain<std::int32_t>{2, &ObsFields::senNum},
-    Plain<std::int32_t>{12, &ObsFields::indicator1}, Plain<std::int32_t>{13, &ObsFields::indicator2},
-    Plain<std::int32_t>{14, &ObsFields::altSatNum1}, Plain<std::int32_t>{15, &ObsFields::altSatNum2},
-};
+/// Calls `use(field)` for the fields of an owner that have an element of their own, whatever the type.
+template <class Owner, class Use>
+void forEachElementOf(Use&& use) {
+    forEachFieldOf<Owner>([&](auto field) {
+        if constexpr (field.facts.element != kNoElement && !field.isComponent && field.facts.meaning != Meaning::ofRaDec)
+            use(field);
+    });
+}
 
 /// An array whose elements stand a stride apart.
 class Elements {
@@ -113,11 +105,15 @@ void putSigmas(const RealList& sigmas, const Elements& out) {
     out.put(kSigmas, sigmas.values, count);
 }
 
+template <class Owner>
+void putFields(const Owner& owner, const Elements& out) {
+    forEachElementOf<Owner>([&](auto field) {
+        if constexpr (!field.isCharacter) out[field.facts.element] = static_cast<double>(field.in(owner));
+    });
+}
+
 void putCsvData(const CsvObsData& csv, const Elements& out) {
-    out.put(kCsvReals, csv.csvReals, csv.csvReals.size());
-    out[kCsvReal10] = csv.csvReal10;
-    out[kCsvInt1] = csv.csvInt1;
-    out[kCsvInt2] = csv.csvInt2;
+    putFields(csv, out);
     if (csv.csvChar == 'T') out[kCsvChar] = 1;  // else the third bias stays
     out[kSigmaCount] = kCsvMark;
 }
@@ -126,6 +122,14 @@ std::int32_t integerOf(double real) {
     using Limits = std::numeric_limits<std::int32_t>;
     if (std::isnan(real)) return 0;
     return static_cast<std::int32_t>(std::clamp(real, double{Limits::min()}, double{Limits::max()}));
+}
+
+template <class Owner>
+void takeFields(const double* obsArr, Owner& owner) {
+    forEachElementOf<Owner>([&](auto field) {
+        if constexpr (field.isReal) field.in(owner) = obsArr[field.facts.element];
+        else if constexpr (field.isInteger) field.in(owner) = integerOf(obsArr[field.facts.element]);
+    });
 }
 
 bool anyNonzero(const double* obsArr, std::size_t from, std::size_t end) {
@@ -147,17 +151,13 @@ bool hasCsvBlock(const double* obsArr) {
 
 void takeCsvData(const double* obsArr, ObsRecord& rec) {
     CsvObsData& csv = rec.csvData.create();
-    std::copy_n(obsArr + kCsvReals, csv.csvReals.size(), csv.csvReals.begin());
-    csv.csvReal10 = obsArr[kCsvReal10];
-    csv.csvInt1 = integerOf(obsArr[kCsvInt1]);
-    csv.csvInt2 = integerOf(obsArr[kCsvInt2]);
+    takeFields(obsArr, csv);
     csv.csvChar = integerOf(obsArr[kCsvChar]) == 1 ? 'T' : 'R';
 }
 
 void takeBiases(const double* obsArr, ObsRecord& rec) {
     if (!anyNonzero(obsArr, kBiases, kBiasesEnd)) return;
-    ObsBiases& biases = rec.biases.create();
-    std::copy_n(obsArr + kBiases, biases.values.size(), biases.values.begin());
+    takeFields(obsArr, rec.biases.create());
 }
 
 /// NOTE: the value 7 that marks a CSV block is also a count of sigmas, so a record may have both.
@@ -169,16 +169,10 @@ void attachCsvDataOrBiases(const double* obsArr, ObsRecord& rec) {
 ObsRecord plainRecord(const double* obsArr, std::int32_t rotateFlag) {
     ObsRecord rec;
     const std::int32_t type = integerOf(obsArr[kType]);
+    takeFields<ObsFields>(obsArr, rec);
     rec.rotateToDate = rotateFlag;
     rec.secClass = secclassinttochar(integerOf(obsArr[kSecClass]));
-    for (const auto& [element, field] : kReals) rec.*field = obsArr[element];
-    for (const auto& [element, field] : kIntegers) rec.*field = integerOf(obsArr[element]);
-    if (kRateTypes.has(type)) {
-        rec.elRate = obsArr[kElRate];
-        rec.azRate = obsArr[kAzRate];
-    }
-    rec.obsType = type;
-    rec.equinoxInd = integerOf(obsArr[kEquinox]);
+    if (!kRateTypes.has(type)) rec.elRate = rec.azRate = 0;
     takeVectors(obsArr, type, rec);
     if (rotateFlag != 0 && ObsHasRaDec(type) && rec.equinoxInd != 0) {
         rotobstodate(rec);
@@ -257,23 +251,31 @@ void addEach(std::size_t count, const double* obsArrs, std::int64_t* keys) {
 
 }  // namespace
 
-const ElementDef* elementDef(std::int32_t element) {
-    if (element < 0 || element >= std::int32_t{kArrayLength}) return nullptr;
-    return &kElements[static_cast<std::size_t>(element)];
+std::optional<ElementDef> elementDef(std::int32_t element) {
+    if (element < 0 || element >= std::int32_t{kArrayLength}) return std::nullopt;
+    const auto number = static_cast<std::size_t>(element);
+    for (const OwnName& own : kOwnNames)
+        if (own.element == number) return ElementDef{std::string(own.name), own.unit};
+    ElementDef def;
+    forEachField([&](auto field) {
+        if (field.facts.element != element || field.facts.meaning == Meaning::ofRaDec) return;
+        def.name.append(def.name.empty() ? "" : " or ").append(field.facts.storageName());
+        def.unit = field.facts.unit;
+    });
+    if (number >= kSigmas && number < kSigmas + kMostSigmas) def.name = "sigma" + std::to_string(number - kSigmas + 1);
+    return def;
 }
 
 void obsrec2arr(const ObsRecord& rec, double* obsArr, std::size_t stride) {
     const Elements out(obsArr, stride);
     for (std::size_t element = 0; element < kArrayLength; ++element) out[element] = 0;
+    putFields<ObsFields>(rec, out);
     out[kSecClass] = secclasschartoint(rec.secClass);
-    for (const auto& [element, field] : kReals) out[element] = rec.*field;
-    for (const auto& [element, field] : kIntegers) out[element] = rec.*field;
-    out[kElRate] = rec.elRate;
-    out[kAzRate] = rec.azRate;
-    out[kType] = rec.obsType == kTypeSpaceAzElRange ? 8 : rec.obsType == kTypeSpaceRaDecRange ? 9 : rec.obsType;
+    if (rec.obsType == kTypeSpaceAzElRange) out[kType] = 8;
+    if (rec.obsType == kTypeSpaceRaDecRange) out[kType] = 9;
+    if (!ObsHasRaDec(rec.obsType)) out[kEquinox] = 0;
     putVectors(rec, out);
-    if (ObsHasRaDec(rec.obsType)) out[kEquinox] = rec.equinoxInd;
-    if (rec.biases) out.put(kBiases, rec.biases->values, rec.biases->values.size());
+    if (rec.biases) putFields(*rec.biases, out);
     if (rec.extraValues) putSigmas(*rec.extraValues, out);
     if (rec.csvData) putCsvData(*rec.csvData, out);
 }

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "Obs/ObsTypes/ObsRecord.h"
@@ -11,14 +13,17 @@ namespace obs {
 
 inline constexpr std::size_t kArrayLength = 64;
 
-/// What an element holds, for the documents and Python.
+/// The sigma list: its length, or the mark of CSV data, and behind it up to 21 values.
+inline constexpr std::size_t kSigmaCountElement = 40, kSigmasEnd = 62;
+
+/// What an element holds, for the documents and other languages.
 struct ElementDef {
-    std::string_view name;
+    std::string name;
     std::string_view unit;
 };
 
-/// The element with a number from 0 to 63, or null.
-const ElementDef* elementDef(std::int32_t element);
+/// The element with a number from 0 to 63, or nothing.
+std::optional<ElementDef> elementDef(std::int32_t element);
 
 /// Fills the array, elements 0 to 63 cleared first; element k stands at k times `stride`. Where optional parts share
 /// elements the later one of biases (33-39), sigmas (40 on) and CSV data (23-35, and 7 in element 40) deliberately

@@ -55,11 +55,6 @@ bool setSatNum(std::int32_t newSatno, ObsRecord& rec) {
     return true;
 }
 
-std::int32_t writeCsv(const ObsRecord& rec, char* csvLine) {
-    std::size_t length = 0;
-    return accepted(CreateCsvObs(rec, csvLine, length)) ? kStatusOk : kStatusRefused;
-}
-
 std::int64_t add(const ObsRecord& rec) {
     LoadCounts counts;
     return AddObsToMem(rec, counts);
@@ -67,32 +62,36 @@ std::int64_t add(const ObsRecord& rec) {
 
 }  // namespace
 
+std::int32_t writeLines(LineWriting write, const ObsRecord& rec, char* line1, char* line2) {
+    CardLines lines{{line1, line2}, {}};
+    const MaybeRefusal refusal = write(rec, lines);
+    return accepted(refusal) ? kStatusOk : refusal->status;
+}
+
 std::int32_t Csv2TTY(const CardText& csvLine, std::int32_t newSatno, char* card1, char* card2) {
     ObsRecord rec;
     if (!readCsv(csvLine, rec)) return fail("Csv2TTY: This isn't a valid CSV observation.");
     if (!setSatNum(newSatno, rec)) return fail("Csv2TTY: newSatno is not valid (must not be greater than 339999).");
-    CreateTTYObs(rec, card1, card2);
-    return kStatusOk;
+    return writeLines(CreateTTYObs, rec, card1, card2);
 }
 
 std::int32_t Csv2B3(const CardText& csvLine, std::int32_t newSatno, char* b3Card) {
     ObsRecord rec;
     if (!readCsv(csvLine, rec)) return fail("Csv2B3: This isn't a valid CSV observation.");
     if (!setSatNum(newSatno, rec)) return fail("Csv2B3: newSatno is not valid (must not be greater than 339999).");
-    CreateB3Obs(rec, b3Card);
-    return kStatusOk;
+    return writeLines(CreateB3Obs, rec, b3Card);
 }
 
 std::int32_t TTY2Csv(const CardText& card1, const CardText& card2, char* csvLine) {
     ObsRecord rec;
     if (!readTty(card1, card2, rec)) return fail("TTY2Csv: This isn't a valid TTY card.");
-    return writeCsv(rec, csvLine);
+    return writeLines(CreateCsvObs, rec, csvLine);
 }
 
 std::int32_t B32Csv(const CardText& b3Card, char* csvLine) {
     ObsRecord rec;
     if (!readB3InUpperCase(b3Card, "B32Csv: This isn't a valid B3/B3E card.", rec)) return kStatusRefused;
-    return writeCsv(rec, csvLine);
+    return writeLines(CreateCsvObs, rec, csvLine);
 }
 
 std::int64_t AddFrCsv(const CardText& csvLine) {

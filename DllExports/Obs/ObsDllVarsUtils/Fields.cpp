@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "DllExports/Obs/ObsDllVarsUtils/Fields.h"
 
-#include <algorithm>
-#include <array>
 #include <new>
-#include <string>
-#include <utility>
 
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 #include "Obs/ObsCardReading/Loading/AddObs.h"
@@ -17,25 +13,6 @@
 namespace obs {
 
 namespace {
-
-/// Fields that pass between list and record as they are.
-template <class T>
-using Same = std::pair<T Fields::*, T ObsFields::*>;
-
-constexpr std::array kReals{
-    Same<double>{&Fields::obsTime, &ObsFields::obsTime},     Same<double>{&Fields::elOrDec, &ObsFields::elOrDec},
-    Same<double>{&Fields::azOrRa, &ObsFields::azOrRa},       Same<double>{&Fields::range, &ObsFields::range},
-    Same<double>{&Fields::rangeRate, &ObsFields::rangeRate}, Same<double>{&Fields::elRate, &ObsFields::elRate},
-    Same<double>{&Fields::azRate, &ObsFields::azRate},       Same<double>{&Fields::rangeAccel, &ObsFields::rangeAccel},
-};
-constexpr std::array kIntegers{
-    Same<std::int32_t>{&Fields::satNum, &ObsFields::satNum},
-    Same<std::int32_t>{&Fields::senNum, &ObsFields::senNum},
-    Same<std::int32_t>{&Fields::indicator1, &ObsFields::indicator1},
-    Same<std::int32_t>{&Fields::indicator2, &ObsFields::indicator2},
-    Same<std::int32_t>{&Fields::altSatNum1, &ObsFields::altSatNum1},
-    Same<std::int32_t>{&Fields::altSatNum2, &ObsFields::altSatNum2},
-};
 
 enum class VectorSlots { none, sensor, satellite };
 
@@ -67,44 +44,16 @@ char canonicalType(char type) {
 
 }  // namespace
 
-void setVectors(Fields& fields, const double* pos, const double* vel) {
-    std::copy_n(pos, fields.pos.size(), fields.pos.begin());
-    std::copy_n(vel, fields.vel.size(), fields.vel.begin());
-}
-
-void FieldOutputs::set(const Fields& fields) const {
-    *secClass = fields.secClass;
-    *satNum = fields.satNum;
-    *senNum = fields.senNum;
-    *obsTime = fields.obsTime;
-    *elOrDec = fields.elOrDec;
-    *azOrRa = fields.azOrRa;
-    *range = fields.range;
-    *rangeRate = fields.rangeRate;
-    *elRate = fields.elRate;
-    *azRate = fields.azRate;
-    *rangeAccel = fields.rangeAccel;
-    *obsType = fields.obsType;
-    *indicator1 = fields.indicator1;
-    *indicator2 = fields.indicator2;
-    *altSatNum1 = fields.altSatNum1;
-    *altSatNum2 = fields.altSatNum2;
-    std::copy(fields.pos.begin(), fields.pos.end(), pos);
-    if (vel != nullptr) std::copy(fields.vel.begin(), fields.vel.end(), vel);
-}
-
 bool hasValidEquinox(const Fields& fields) {
     const double indicator = fields.rangeRate;
-    return !carriesEquinox(fields.obsType) || indicator == 0 || indicator == 1 || indicator == 2 || indicator == 3;
+    return !carriesEquinox(fields.typeChar) || indicator == 0 || indicator == 1 || indicator == 2 || indicator == 3;
 }
 
 ObsRecord fields2record(const Fields& fields) {
     ObsRecord rec;
-    rec.secClass = fields.secClass;
-    rec.obsType = family::obstypechartoint(fields.obsType);
-    for (const auto& [inFields, inRecord] : kReals) rec.*inRecord = fields.*inFields;
-    for (const auto& [inFields, inRecord] : kIntegers) rec.*inRecord = fields.*inFields;
-    const VectorSlots slots = vectorSlots(canonicalType(fields.obsType));
+    static_cast<ObsFields&>(rec) = fields;
+    rec.obsType = family::obstypechartoint(fields.typeChar);
+    const VectorSlots slots = vectorSlots(canonicalType(fields.typeChar));
     if (slots == VectorSlots::sensor) {
         rec.senPos = fields.pos;
         rec.senVel = fields.vel;
@@ -112,7 +61,7 @@ ObsRecord fields2record(const Fields& fields) {
         rec.satPos = fields.pos;
         rec.satVel = fields.vel;
     }
-    if (carriesEquinox(fields.obsType)) {
+    if (carriesEquinox(fields.typeChar)) {
         rec.equinoxInd = static_cast<std::int32_t>(fields.rangeRate);
         rec.rangeRate = 0;
         if (rec.equinoxInd != 0) rotobstodate(rec);
@@ -165,12 +114,10 @@ std::int32_t updatefrfields(std::int64_t obsKey, Fields fields) {
 
 Fields record2fields(const ObsRecord& rec) {
     Fields fields;
-    fields.secClass = rec.secClass;
-    fields.obsType = family::obstypeinttochar(rec.obsType);
-    for (const auto& [inFields, inRecord] : kReals) fields.*inFields = rec.*inRecord;
-    for (const auto& [inFields, inRecord] : kIntegers) fields.*inFields = rec.*inRecord;
-    if (carriesEquinox(fields.obsType)) fields.rangeRate = rec.equinoxInd;
-    const VectorSlots slots = vectorSlots(fields.obsType);
+    static_cast<ObsFields&>(fields) = rec;
+    fields.typeChar = family::obstypeinttochar(rec.obsType);
+    if (carriesEquinox(fields.typeChar)) fields.rangeRate = rec.equinoxInd;
+    const VectorSlots slots = vectorSlots(fields.typeChar);
     if (slots == VectorSlots::sensor) {
         fields.pos = rec.senPos;
         fields.vel = rec.senVel;

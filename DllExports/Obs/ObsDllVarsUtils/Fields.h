@@ -2,59 +2,69 @@
 /// Loose fields (the list F of the exported header) to and from a record.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <tuple>
+#include <type_traits>
 
-#include "Obs/ObsTypes/ObsRecord.h"
+#include "Obs/ObsTypes/FieldList.h"
 
 namespace obs {
 
-/// The list F. For types 5 and 9 `rangeRate` carries the equinox indicator.
-struct Fields {
-    char secClass = ' ';
-    std::int32_t satNum = 0;
-    std::int32_t senNum = 0;
-    double obsTime = 0;
-    double elOrDec = 0;
-    double azOrRa = 0;
-    double range = 0;
-    double rangeRate = 0;
-    double elRate = 0;
-    double azRate = 0;
-    double rangeAccel = 0;
-    char obsType = ' ';
-    std::int32_t indicator1 = 0;
-    std::int32_t indicator2 = 0;
-    std::int32_t altSatNum1 = 0;
-    std::int32_t altSatNum2 = 0;
+/// The list F: plain fields, the type as a character, and the vectors that it means. For types 5 and 9 `rangeRate`
+/// carries the equinox indicator.
+struct Fields : ObsFields {
+    char typeChar = ' ';
     Vector3 pos{};
     Vector3 vel{};
+
+    Fields() { secClass = ' '; }  // what a caller gets when there is nothing to hand out
 };
 
-/// Copies a caller's vectors of three in.
-void setVectors(Fields& fields, const double* pos, const double* vel);
+inline constexpr std::size_t kPosArgument = 16, kVelArgument = 17, kMostArguments = 18;
 
-/// Where a caller wants the list F; `vel` null where a call has none.
+/// Calls `use(argument, value)` for the plain fields of the list F, their places in it counted from 0.
+template <class Some, class Use>
+void forEachArgument(Some& fields, Use&& use) {
+    forEachFieldOf<ObsFields>([&](auto field) {
+        if constexpr (field.facts.loose != 0) {
+            constexpr std::integral_constant<std::size_t, field.facts.loose - 1> kArgument;
+            if constexpr (field.facts.form == FieldForm::typeCharacter) use(kArgument, fields.typeChar);
+            else use(kArgument, field.in(fields));
+        }
+    });
+}
+
+/// The list F as a caller hands it over, in its order. Null vectors stay zero: they are refused elsewhere.
+template <class... Arguments>
+Fields looseFields(Arguments... arguments) {
+    static_assert(sizeof...(Arguments) == kMostArguments);
+    const std::tuple<Arguments...> given(arguments...);
+    Fields fields;
+    forEachArgument(fields, [&](auto argument, auto& value) {
+        using Given = std::tuple_element_t<argument, std::tuple<Arguments...>>;
+        static_assert(std::is_same_v<Given&, decltype(value)>, "the arguments are not in the order of the list");
+        value = std::get<argument>(given);
+    });
+    if (const double* pos = std::get<kPosArgument>(given)) std::copy_n(pos, fields.pos.size(), fields.pos.begin());
+    if (const double* vel = std::get<kVelArgument>(given)) std::copy_n(vel, fields.vel.size(), fields.vel.begin());
+    return fields;
+}
+
+/// Where a caller wants the list F, in its order; the velocity, which is last, may be missing.
+template <class... Places>
 struct FieldOutputs {
-    char* secClass;
-    std::int32_t* satNum;
-    std::int32_t* senNum;
-    double* obsTime;
-    double* elOrDec;
-    double* azOrRa;
-    double* range;
-    double* rangeRate;
-    double* elRate;
-    double* azRate;
-    double* rangeAccel;
-    char* obsType;
-    std::int32_t* indicator1;
-    std::int32_t* indicator2;
-    std::int32_t* altSatNum1;
-    std::int32_t* altSatNum2;
-    double* pos;
-    double* vel;
+    std::tuple<Places*...> places;
 
-    void set(const Fields& fields) const;
+    explicit FieldOutputs(Places*... given) : places(given...) {}
+
+    void set(const Fields& fields) const {
+        forEachArgument(fields, [&](auto argument, const auto& value) { *std::get<argument>(places) = value; });
+        std::copy(fields.pos.begin(), fields.pos.end(), std::get<kPosArgument>(places));
+        if constexpr (sizeof...(Places) == kMostArguments)
+            std::copy(fields.vel.begin(), fields.vel.end(), std::get<kVelArgument>(places));
+    }
 };
 
 /// Whether the equinox indicator that types 5 and 9 carry in the range-rate slot is 0, 1, 2 or 3; true for others.

@@ -33,24 +33,28 @@ bool separatorsAreBlank(const CardText& card) {
 
 // --- Validation ------------------------------------------------------------------
 
-/// Column groups that must hold integers, as the validation of a card type reads them.
-using IntegerFields = std::initializer_list<Columns>;
-
-bool areIntegers(const CardText& card, IntegerFields fields) {
+bool isInteger(const CardText& card, Columns field) {
     std::int64_t ignored = 0;
-    return std::all_of(fields.begin(), fields.end(),
-                       [&](const Columns& field) { return readInteger(card.at(field), ignored); });
+    return readInteger(card.at(field), ignored);
+}
+
+/// Whether the columns that cards of such types have for numbers hold integers, with or without their sign columns.
+bool areIntegers(const CardText& card, ObsTypeSet types, bool withSigns) {
+    if (!isInteger(card, b3::kAzimuth) || !isInteger(card, b3::kRange)) return false;
+    for (const b3::SignedField& field : b3::kSignedFields)
+        if (field.carriedBy.meets(types) && !isInteger(card, withSigns ? field.columns : b3::withoutSign(field.columns)))
+            return false;
+    return !kSensorPositionTypes.meets(types) ||
+           std::all_of(b3::kSensorPosition.begin(), b3::kSensorPosition.end(),
+                       [&](const Columns& field) { return isInteger(card, field); });
 }
 
 // NOTE: a card may fail with its sign columns and pass without them: overpunched letters stand there. That
 // types "M" and "O" are not validated is deliberate; what they cannot decode is refused later.
 bool isValid(const CardText& card, char type) {
-    if (type >= '0' && type <= '6')
-        return areIntegers(card, {{24, 29}, {31, 37}, {39, 46}, {48, 54}, {56, 60}, {62, 66}, {68, 72}}) ||
-               areIntegers(card, {{25, 29}, {31, 37}, {39, 46}, {49, 54}, {57, 60}, {63, 66}, {69, 72}});
-    if (type == '8' || type == '9')
-        return areIntegers(card, {{24, 29}, {31, 37}, {39, 46}, {47, 55}, {56, 64}, {65, 73}}) ||
-               areIntegers(card, {{25, 29}, {31, 37}, {39, 46}, {47, 55}, {56, 64}, {65, 73}});
+    for (const ObsTypeSet types : {b3::kPlainCardTypes, b3::kSensorCardTypes})
+        if (isDigit(type) && types.has(type - '0'))
+            return areIntegers(card, types, true) || areIntegers(card, types, false);
     return true;
 }
 
@@ -105,10 +109,6 @@ Refusal badCard(const CardText& card) {
 }
 
 }  // namespace
-
-bool IsB3Format_PV(const CardText& card) {
-    return hasClassification(card) && !separatorsAreBlank(card) && hasEciType(card);
-}
 
 bool IsB3Format(const CardText& card) {
     if (!hasClassification(card)) return false;
@@ -182,77 +182,6 @@ MaybeRefusal ReadB3Ext(const CardText& card, ObsRecord& rec) {
     rec.azOrRa = 15.0 * hours + 0.25 * minutes + seconds / 240.0;
     rotateIfAsked(rec);
     return std::nullopt;
-}
-
-namespace {
-
-double signedField(std::string_view field, int decimals) {
-    double number = 0;
-    return readSigned(field, number) ? scaled(number, -decimals) : 0;
-}
-
-/// Mantissa columns and one exponent digit behind them: mantissa x 10^(exponent - bias).
-double mantissaAndExponent(std::string_view field, std::size_t mantissaColumns, int bias) {
-    const std::string_view mantissa = field.substr(0, mantissaColumns);
-    const std::string_view exponent = field.substr(std::min(field.size(), mantissaColumns), 1);
-    return scaled(family::strtoreal(mantissa), family::strtoint(exponent) - bias);
-}
-
-double efgComponent(std::string_view field, std::size_t digits) {
-    if (field.empty()) return 0;
-    const double value = mantissaAndExponent(field.substr(1), digits, static_cast<int>(digits));
-    return GetSign(field.front()) * value / 1000.0;
-}
-
-}  // namespace
-
-double ParseOverpunchNum(std::string_view field) {
-    return signedField(field, 0);
-}
-
-double ParseRA(std::string_view hhmmsss) {
-    double degrees = 0;
-    return readRightAscension(hhmmsss, degrees) ? degrees : 0;
-}
-
-double ParseElev(std::string_view field) {
-    return signedField(field, 4);
-}
-
-double ParseAzim(std::string_view field) {
-    return scaled(family::strtoreal(field), -b3::kAzimuthDecimals);
-}
-
-double ParseRange(std::string_view field) {
-    return mantissaAndExponent(field, 7, b3::kRangeExponentBias);
-}
-
-double ParseRangeType6(std::string_view field) {
-    return mantissaAndExponent(field, 8, b3::kRangeExponentBias);
-}
-
-double ParseRangeRate(std::string_view field) {
-    return signedField(field, 5);
-}
-
-double ParseRateB3(std::string_view field) {
-    return signedField(field, 4);
-}
-
-double ParseRangeAccel(std::string_view field) {
-    return signedField(field, 4);
-}
-
-int GetSign(char column) {
-    return column == '1' ? -1 : 1;
-}
-
-double ParseEfgPos(std::string_view field) {
-    return efgComponent(field, 8);
-}
-
-double ParseEfgVel(std::string_view field) {
-    return efgComponent(field, 7);
 }
 
 }  // namespace obs

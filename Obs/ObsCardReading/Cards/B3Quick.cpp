@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "Obs/CardLayouts/B3.h"
 #include "Obs/CardLayouts/CardNumbers.h"
@@ -49,34 +50,27 @@ struct Plain {
     ColumnSet blanks;   ///< columns that must be blank
 };
 
-constexpr Columns kRange{b3::kRangeMantissa.first, b3::kRangeExponent.last};
-constexpr Columns kMeasurements{b3::kElOrDec.first, 72};
-
-constexpr Columns withoutSign(Columns field) {
-    return {field.first + 1, field.last};
-}
-
 constexpr Plain plainCard(std::int32_t type) {
     Plain plain;
     plain.known = true;
     plain.digits.add(b3::kSenNum);
     plain.digits.add(b3::kDateTime);
-    plain.blanks.add(kMeasurements);
+    plain.blanks.add(b3::kMeasurements);
     ColumnSet signs;
     for (const b3::SignedField& field : b3::kSignedFields) {
         if (!field.carriedBy.has(type)) continue;
-        plain.digits.add(withoutSign(field.columns));
+        plain.digits.add(b3::withoutSign(field.columns));
         signs.add({field.columns.first, field.columns.first});
     }
     if (kAngleTypes.has(type)) plain.digits.add(b3::kAzimuth);
-    if (b3::kRangeWrittenTypes.has(type)) plain.digits.add(kRange);
+    if (b3::kRangeWrittenTypes.has(type)) plain.digits.add(b3::kRange);
     if (kSensorPositionTypes.has(type)) {
         for (const Columns& component : b3::kSensorPosition) {
-            plain.digits.add(withoutSign(component));
+            plain.digits.add(b3::withoutSign(component));
             signs.add({component.first, component.first});
         }
         ColumnSet range;  // digits or blanks, looked at by itself
-        range.add(kRange);
+        range.add(b3::kRange);
         plain.blanks.remove(range);
     }
     plain.blanks.remove(plain.digits);
@@ -86,13 +80,14 @@ constexpr Plain plainCard(std::int32_t type) {
 
 constexpr std::array<Plain, 10> kPlainCards = [] {
     std::array<Plain, 10> cards{};
-    for (const std::int32_t type : {0, 1, 2, 3, 4, 5, 6, 8, 9}) cards[static_cast<std::size_t>(type)] = plainCard(type);
+    for (std::size_t type = 0; type < cards.size(); ++type)
+        if (b3::kWrittenTypes.has(static_cast<std::int32_t>(type))) cards[type] = plainCard(static_cast<std::int32_t>(type));
     return cards;
 }();
 
 constexpr ColumnSet kRangeColumns = [] {
     ColumnSet set;
-    set.add(kRange);
+    set.add(b3::kRange);
     return set;
 }();
 
@@ -132,25 +127,37 @@ Shape shapeOf(const char* card) {
 
 /// The number in up to eight digit columns. Reads eight bytes from the field's start.
 template <unsigned width>
-std::uint32_t digitsAt(const char* card, unsigned firstColumn) {
+std::uint32_t digitsAt(const char* card, Columns field) {
     static_assert(width >= 1 && width <= 8);
     std::uint64_t v = 0;
-    std::memcpy(&v, card + firstColumn - 1, sizeof v);
+    std::memcpy(&v, card + field.offset(), sizeof v);
     v = (v & 0x0F0F0F0F0F0F0F0Fu) << (8 * (8 - width));  // the digit read first is the lowest byte
     v = v * 10 + (v >> 8);
     v = ((v & 0x000000FF000000FFu) * 0x000F424000000064u + (v >> 16 & 0x000000FF000000FFu) * 0x0000271000000001u) >> 32;
     return static_cast<std::uint32_t>(v);
 }
 
-/// A signed field of `width` columns, unscaled. False for a surprise in its sign column.
-template <unsigned width>
-bool signedAt(const char* card, unsigned firstColumn, double& number) {
-    const std::uint8_t sign = kSignColumn[static_cast<unsigned char>(card[firstColumn - 1])];
+/// A signed field, where the type carries it. False for a surprise in its sign column.
+template <std::size_t i>
+bool signedFieldAt(const char* card, ObsRecord& rec) {
+    constexpr const b3::SignedField& kField = b3::kSignedFields[i];
+    if (!kField.carriedBy.has(rec.obsType)) return true;
+    const std::uint8_t sign = kSignColumn[static_cast<unsigned char>(card[kField.columns.offset()])];
     if (sign == kSurprise) return false;
-    constexpr double kLeading = kPowersOfTen[width - 1];
-    const double size = (sign & 15u) * kLeading + digitsAt<width - 1>(card, firstColumn + 1);
-    number = (sign & kNegative) != 0 ? -size : size;
+    constexpr unsigned kDigits = kField.columns.width() - 1;
+    constexpr double kLeading = kPowersOfTen[kDigits];
+    const double size = (sign & 15u) * kLeading + digitsAt<kDigits>(card, b3::withoutSign(kField.columns));
+    rec.*kField.value = scaled((sign & kNegative) != 0 ? -size : size, -kField.decimals);
     return true;
+}
+
+template <std::size_t... i>
+bool signedFieldsAt(const char* card, ObsRecord& rec, std::index_sequence<i...>) {
+    return (signedFieldAt<i>(card, rec) && ...);
+}
+
+std::string_view textAt(const char* card, Columns columns) {
+    return {card + columns.offset(), columns.width()};
 }
 
 bool oneDigitOrBlank(const char* card, Columns column, std::int32_t& value) {
@@ -160,37 +167,19 @@ bool oneDigitOrBlank(const char* card, Columns column, std::int32_t& value) {
 }
 
 double rightAscensionAt(const char* card) {
-    const std::uint32_t all = digitsAt<7>(card, b3::kAzimuth.first);
+    const std::uint32_t all = digitsAt<b3::kAzimuth.width()>(card, b3::kAzimuth);
     return rightAscensionDegrees(all / 100000, all / 1000 % 100, all % 1000 / 10.0);
 }
 
-bool signedFieldsAt(const char* card, ObsRecord& rec) {
-    double number = 0;
-    if (kAngleTypes.has(rec.obsType)) {
-        if (!signedAt<6>(card, b3::kElOrDec.first, number)) return false;
-        rec.elOrDec = scaled(number, -b3::kSignedFields[0].decimals);
-    }
-    if (ObsHasRangeRate(rec.obsType)) {
-        if (!signedAt<7>(card, b3::kSignedFields[1].columns.first, number)) return false;
-        rec.rangeRate = scaled(number, -b3::kSignedFields[1].decimals);
-    }
-    if (!ObsHasAzElRate(rec.obsType)) return true;
-    for (std::size_t i = 2; i < b3::kSignedFields.size(); ++i) {
-        const b3::SignedField& field = b3::kSignedFields[i];
-        if (!signedAt<5>(card, field.columns.first, number)) return false;
-        rec.*field.value = scaled(number, -field.decimals);
-    }
-    return true;
-}
-
 bool sensorPositionAt(const char* card, ObsRecord& rec) {
+    constexpr unsigned kDigits = b3::kSensorPosition[0].width() - 1;
     for (std::size_t i = 0; i < 3; ++i) {
         const Columns component = b3::kSensorPosition[i];
         const char sign = card[component.offset()];
         const std::uint8_t digit = kSignColumn[static_cast<unsigned char>(sign)];
         if (digit > kNegative) return false;  // surprises, and letters, which are no signs here
-        double number = digitsAt<8>(card, component.first + 1);
-        number += (digit & 15u) * 1e8;
+        double number = digitsAt<kDigits>(card, b3::withoutSign(component));
+        number += (digit & 15u) * kPowersOfTen[kDigits];
         rec.senPos[i] = scaled(sign == '-' ? -number : number, -b3::kSensorPositionDecimals);
     }
     return true;
@@ -211,24 +200,26 @@ bool readPlain(const char* card, ObsRecord& rec) {
     const Shape shape = shapeOf(card);
     if (shape.notDigit.meets(kPlainCards[type].digits) || shape.notBlank.meets(kPlainCards[type].blanks)) return false;
     rec.obsType = static_cast<std::int32_t>(type);
-    rec.secClass = card[0];
+    rec.secClass = card[b3::kSecClass.offset()];
     if (!oneDigitOrBlank(card, b3::kEquinoxInd, rec.equinoxInd) ||
         !oneDigitOrBlank(card, b3::kIndicator1, rec.indicator1) ||
         !oneDigitOrBlank(card, b3::kIndicator2, rec.indicator2))
         return false;
-    if (!family::readalpha5({card + b3::kSatNum.offset(), 5}, rec.satNum) ||
-        !family::readalpha5({card + b3::kAltSatNum1.offset(), 5}, rec.altSatNum1) ||
-        !family::readalpha5({card + b3::kAltSatNum2.offset(), 5}, rec.altSatNum2))
+    if (!family::readalpha5(textAt(card, b3::kSatNum), rec.satNum) ||
+        !family::readalpha5(textAt(card, b3::kAltSatNum1), rec.altSatNum1) ||
+        !family::readalpha5(textAt(card, b3::kAltSatNum2), rec.altSatNum2))
         return false;
-    rec.senNum = static_cast<std::int32_t>(digitsAt<3>(card, b3::kSenNum.first));
-    if (!dateTimeAt(card, rec) || !signedFieldsAt(card, rec)) return false;
-    if (ObsHasAzEl(rec.obsType)) rec.azOrRa = scaled(digitsAt<7>(card, b3::kAzimuth.first), -b3::kAzimuthDecimals);
+    rec.senNum = static_cast<std::int32_t>(digitsAt<b3::kSenNum.width()>(card, b3::kSenNum));
+    constexpr std::make_index_sequence<b3::kSignedFields.size()> kSignedFields;
+    if (!dateTimeAt(card, rec) || !signedFieldsAt(card, rec, kSignedFields)) return false;
+    if (ObsHasAzEl(rec.obsType))
+        rec.azOrRa = scaled(digitsAt<b3::kAzimuth.width()>(card, b3::kAzimuth), -b3::kAzimuthDecimals);
     if (ObsHasRaDec(rec.obsType)) rec.azOrRa = rightAscensionAt(card);
     if (kSensorPositionTypes.has(rec.obsType) && !sensorPositionAt(card, rec)) return false;
     if (b3::kRangeReadTypes.has(rec.obsType) && shape.notBlank.meets(kRangeColumns)) {
         if (shape.notDigit.meets(kRangeColumns)) return false;
         const int exponent = card[b3::kRangeExponent.offset()] - '0';
-        rec.range = scaled(digitsAt<7>(card, b3::kRangeMantissa.first), exponent - b3::kRangeExponentBias);
+        rec.range = scaled(digitsAt<b3::kRangeMantissa.width()>(card, b3::kRangeMantissa), exponent - b3::kRangeExponentBias);
         rec.obsType = typeWithRange(rec.obsType, rec.range);
     }
     return true;

@@ -101,38 +101,33 @@ public:
     }
 
     /// Fills the owners' values from the line. False when a field of the date holds something else than what it counts.
-    bool readAll(const csv::Owners<char>& owners) {
-        for (; number_ <= csv::kFields.size() && at_ <= end_; ++number_)
-            at_ = read(csv::kFields[number_ - 1], owners) + 1;
-        const auto surplus = std::count(at_, end_ + 1, csv::kSeparator);
-        noteFieldCount(number_ - 1 + static_cast<std::size_t>(surplus));
-        for (; number_ <= csv::kFields.size(); ++number_) setMissing(csv::kFields[number_ - 1], owners);
+    bool readAll(const csv::Owners<true>& owners) {
+        csv::forEachField([&](auto field) {
+            if (at_ <= end_) at_ = read(field, owners) + 1;
+            else setMissing(field, owners);
+        });
+        const auto surplus = std::count(at_, std::max(at_, end_ + 1), csv::kSeparator);
+        noteFieldCount(number_ + static_cast<std::size_t>(surplus));
         return dateIsSound_;
     }
 
 private:
-    /// Gives the place of the separator behind the field.
-    const char* read(const csv::Field& field, const csv::Owners<char>& owners) {
-        switch (field.kind) {
-            case csv::Kind::real:
-            case csv::Kind::exactReal: return readReal(csv::valueOf<double>(owners, field));
-            case csv::Kind::integer: return readInteger(csv::valueOf<std::int32_t>(owners, field));
-            case csv::Kind::realPair: return readPair(&csv::valueOf<double>(owners, field));
-            case csv::Kind::character: return readCharacter(csv::valueOf<char>(owners, field));
-            case csv::Kind::repeated: break;
-        }
-        return fieldEnd();
+    /// Gives the place of the separator after the field.
+    template <class Field>
+    const char* read(Field field, const csv::Owners<true>& owners) {
+        number_ = field.number;
+        if constexpr (field.kind == csv::Kind::repeated) return fieldEnd();
+        else if constexpr (field.kind == csv::Kind::realPair) return readPair(field.in(owners), field.secondIn(owners));
+        else if constexpr (field.kind == csv::Kind::integer) return readInteger(field.in(owners));
+        else if constexpr (field.kind == csv::Kind::character) return readCharacter(field.in(owners));
+        else return readReal(field.in(owners));
     }
 
-    static void setMissing(const csv::Field& field, const csv::Owners<char>& owners) {
-        switch (field.kind) {
-            case csv::Kind::real:
-            case csv::Kind::exactReal: csv::valueOf<double>(owners, field) = 0; break;
-            case csv::Kind::integer: csv::valueOf<std::int32_t>(owners, field) = 0; break;
-            case csv::Kind::realPair: std::fill_n(&csv::valueOf<double>(owners, field), 2, 0.0); break;
-            case csv::Kind::character: csv::valueOf<char>(owners, field) = ' '; break;
-            case csv::Kind::repeated: break;
-        }
+    template <class Field>
+    static void setMissing(Field field, const csv::Owners<true>& owners) {
+        if constexpr (field.kind == csv::Kind::realPair) field.secondIn(owners) = 0;
+        if constexpr (field.kind == csv::Kind::character) field.in(owners) = ' ';
+        else if constexpr (field.kind != csv::Kind::repeated) field.in(owners) = 0;
     }
 
     const char* readReal(double& value) {
@@ -141,24 +136,36 @@ private:
             value = 0;
             return at_ + 1;
         }
+        return readRealNotZero(value);
+    }
+
+    [[gnu::noinline]] const char* readRealNotZero(double& value) {
         if (const char* const behind = readPlainReal(at_, end_ + 1, csv::kSeparator, value)) return behind;
         const char* const behind = fieldEnd();
         value = carefulReal(at_, behind);
         return behind;
     }
 
-    const char* readPair(double* values) {
-        const char* behind = readPlainReal(at_, end_ + 1, csv::kPairSeparator, values[0]);
-        if (behind) behind = readPlainReal(behind + 1, end_ + 1, csv::kSeparator, values[1]);
+    const char* readPair(double& first, double& second) {
+        const char* behind = readPlainReal(at_, end_ + 1, csv::kPairSeparator, first);
+        if (behind) behind = readPlainReal(behind + 1, end_ + 1, csv::kSeparator, second);
         if (behind) return behind;
         behind = fieldEnd();
         const char* const colon = std::find(at_, behind, csv::kPairSeparator);
-        values[0] = carefulReal(at_, colon);
-        values[1] = colon == behind ? 0 : carefulReal(colon + 1, behind);
+        first = carefulReal(at_, colon);
+        second = colon == behind ? 0 : carefulReal(colon + 1, behind);
         return behind;
     }
 
     const char* readInteger(std::int32_t& value) {
+        if (isDigit(at_[0]) && at_[1] == csv::kSeparator) {
+            value = at_[0] - '0';
+            return at_ + 1;
+        }
+        return readIntegerOfMoreDigits(value);
+    }
+
+    [[gnu::noinline]] const char* readIntegerOfMoreDigits(std::int32_t& value) {
         if (const char* const behind = readPlainInteger(at_, value)) return behind;
         const char* const behind = fieldEnd();
         const double number = carefulReal(at_, behind);
@@ -218,19 +225,18 @@ private:
     char text_[kCardLength + 1];
     const char* const end_;  ///< the separator that was put behind the line
     const char* at_ = text_;
-    std::size_t number_ = 1;  ///< of the field, from 1
+    std::size_t number_ = 0;  ///< of the field at hand, or read last; from 1
     bool dateIsSound_ = true;
     FieldNotes* notes_;
 };
 
 // --- From fields to the record --------------------------------------------------------------------
 
-void setAngles(const csv::LineValues& line, ObsRecord& rec) {
-    const bool raDec = ObsHasRaDec(rec.obsType);
-    rec.elOrDec = raDec ? line.declination : line.elevation;
-    rec.elRate = raDec ? line.declinationRate : line.elevationRate;
-    rec.azOrRa = raDec ? line.rightAscension : line.azimuth;
-    rec.azRate = raDec ? line.rightAscensionRate : line.azimuthRate;
+/// Puts the values that types with right ascension and declination have in the place of the others'.
+void takeRaDec(const ObsFields& ofRaDec, ObsFields& fields) {
+    forEachFieldOf<ObsFields>([&](auto field) {
+        if constexpr (field.facts.meaning == Meaning::ofRaDec) field.in(fields) = field.in(ofRaDec);
+    });
 }
 
 /// Puts a part there, or takes it away.
@@ -249,26 +255,21 @@ bool anyNonZero(const RfObsData& rfData) {
     return rfData.rangeSigmaM != 0 || rfData.rangeRateSigmaMs != 0;
 }
 
-template <class T>
-char* bytesOf(T& owner) {
-    return reinterpret_cast<char*>(&owner);
-}
-
 /// Throws std::bad_alloc.
 MaybeRefusal readFields(std::string_view line, ObsRecord& rec, FieldNotes* notes) {
     if (!rec.csvData) rec.csvData.create();
-    csv::LineValues values;
+    csv::TimeParts time;
+    ObsFields ofRaDec(rec);  // any values will do, and a copy in wide pieces takes less time than zeros
     ObsBiases biases;
     RfObsData rfData;
-    const bool dateIsSound = FieldWalk(line, notes)
-                                 .readAll({bytesOf(values), bytesOf(static_cast<ObsFields&>(rec)),
-                                           bytesOf(*rec.csvData), bytesOf(biases), bytesOf(rfData)});
-    rec.obsTime = family::tcomps2utc(values.year, values.dayOfYear, values.hour, values.minute, values.seconds);
+    const bool dateIsSound =
+        FieldWalk(line, notes).readAll({time, rec, rec, ofRaDec, *rec.csvData, biases, rfData});
+    rec.obsTime = family::tcomps2utc(time.year, time.dayOfYear, time.hour, time.minute, time.seconds);
     // NOTE: 0 stands for a failed composition, so the midnight that has this time cannot be read.
     if (!dateIsSound || rec.obsTime == 0) return Refusal{"ReadCsv: Bad date time in CSV string", {}, 0, {}};
     setPart(rec.biases, anyNonZero(biases), biases);
     setPart(rec.rfData, anyNonZero(rfData), rfData);
-    setAngles(values, rec);
+    if (ObsHasRaDec(rec.obsType)) takeRaDec(ofRaDec, rec);
     rec.obsType = typeWithRange(rec.obsType, rec.range);
     rotateIfAsked(rec);
     return std::nullopt;

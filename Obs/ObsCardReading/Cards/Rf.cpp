@@ -156,16 +156,20 @@ Refusal refused(std::string_view message) {
     return {message, {}, 0, {}};
 }
 
+Refusal unknownSite(std::string_view message, std::string_view site) {
+    return {message, {}, 0, {}, "site '" + std::string(site) + "'"};
+}
+
 constexpr std::string_view kNotAllocated = "ReadRFObs: Memory allocation failed";
 
 /// Sites and the RF part. Throws std::bad_alloc.
 MaybeRefusal completeRecord(const Items& items, const SensorSource& sensors, RfObsData& data, ObsRecord& rec) {
     if (!findSite(items[Item::site1], sensors, data.site1SenNum))
-        return refused("ReadRFObs: No record matches site1 description. Make sure sensor data was entered before "
-                       "trying to load RF obs.");
+        return unknownSite("ReadRFObs: No record matches site1 description. Make sure sensor data was entered before "
+                           "trying to load RF obs.", items[Item::site1]);
     if (!findSite(items[Item::site2], sensors, rec.senNum))
-        return refused("ReadRFObs: No record matches site2 description. Make sure sensor data was entered before "
-                       "trying to load RF obs.");
+        return unknownSite("ReadRFObs: No record matches site2 description. Make sure sensor data was entered before "
+                           "trying to load RF obs.", items[Item::site2]);
     // NOTE: a record that has an RF part already is no default record; it gets the same message on purpose.
     if (rec.rfData) return refused(kNotAllocated);
     rec.rfData.create() = data;

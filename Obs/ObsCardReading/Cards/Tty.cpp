@@ -9,6 +9,7 @@
 
 #include "Obs/CardLayouts/CardNumbers.h"
 #include "Obs/CardLayouts/Tty.h"
+#include "Obs/ObsCardReading/Named.h"
 #include "Obs/CardLayouts/LineReader.h"
 #include "Obs/ObsCardReading/Cards/Rotate.h"
 #include "Obs/ObsCardReading/Cards/Type7.h"

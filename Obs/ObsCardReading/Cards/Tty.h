@@ -42,10 +42,4 @@ bool hasSecondCard(const CardText& card1);
 MaybeRefusal ReadTTYFrFile(LineReader* unit, const CardText& card1, const ReadSettings& settings, ObsRecord& rec,
                            FieldNotes* notes = nullptr);
 
-// --- Single fields: a sign column, where "1" alone negates, and digits; 0 when malformed ---
-
-double ParseElevTTY(std::string_view field);       ///< 1 + 6 columns, degrees
-double ParseRateTTY(std::string_view field);       ///< 1 + 5 columns, angle rates and range acceleration
-double ParseRangeRateTTY(std::string_view field);  ///< 1 + 7 columns, km/s
-
 }  // namespace obs

@@ -12,7 +12,7 @@ MaybeRefusal convertType7(ObsRecord& rec, const SensorSource& sensors) {
     const std::optional<SensorPlace> sensor = groundSensor(rec.senNum, rec.obsTime, sensors);
     if (!sensor)
         return Refusal{"ReadTTY2Lines: A type 7 observation needs its sensor, and the place of sensor ",
-                       std::to_string(rec.senNum), 0, " is not known."};
+                       std::to_string(rec.senNum), 0, " is not known.", "sensor " + std::to_string(rec.senNum)};
     const family::Horizon seen = seenOfState(*sensor, rec.obsTime, temeState(rec.senPos, rec.senVel));
     if (!std::isfinite(seen.azimuthRate + seen.elevationRate + seen.rangeRateKms))
         return Refusal{"ReadTTY2Lines: A type 7 observation needs a position and a velocity.", {}, 0, {}};

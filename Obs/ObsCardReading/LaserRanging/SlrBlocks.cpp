@@ -11,6 +11,7 @@
 #include "Obs/ObsCardReading/LaserRanging/Crd.h"
 #include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
 #include "Obs/ObsCardReading/LaserRanging/SlrRange.h"
+#include "Obs/ObsCardReading/Named.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Time.h"
 

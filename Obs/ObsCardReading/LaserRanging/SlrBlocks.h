@@ -85,7 +85,4 @@ private:
     std::int64_t firstBadSumLine_ = 0;
 };
 
-/// Skips the lines of a text up to and including the next mark of a laser-ranging block. False at the end.
-bool GoPassHeaderRecord(LineReader& lines);
-
 }  // namespace obs

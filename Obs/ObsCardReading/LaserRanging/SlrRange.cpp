@@ -32,7 +32,8 @@ MaybeRefusal slrSensor(std::int32_t padNumber, const SensorSource& sensors, std:
     if (senNum != 0) return std::nullopt;
     return Refusal{"ReadSlr: Laser station ", std::to_string(padNumber), 0,
                    mayBeSensor ? " has no known sensor number; a sensor of the station's own number would do."
-                               : " has no known sensor number."};
+                               : " has no known sensor number.",
+                   mayBeSensor ? "laser station " + std::to_string(padNumber) : ""};
 }
 
 double slrRangeKm(double timeOfFlightS, bool twoWay) {

@@ -2,7 +2,7 @@
 #include "Obs/ObsCardReading/Loading/Cut.h"
 
 #include "Obs/CardLayouts/LineReader.h"
-#include "Obs/ObsCardReading/Cards/Tty.h"
+#include "Obs/ObsCardReading/CardFormat.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
 
 namespace obs {
@@ -20,7 +20,9 @@ After afterLine(std::string_view line) {
     if (isCommentOrBlank(line)) return {false, false, false};
     const LineClass lineClass = ObsCardType(line);
     const bool isMark = lineClass == LineClass::slrBlock;
-    return {lineClass != LineClass::notObservation && !isMark, lineClass == LineClass::tty && hasSecondCard(line), isMark};
+    const CardFormat* format = cardFormat(lineClass);
+    const bool hasSecondLine = format != nullptr && format->hasSecondLine != nullptr && format->hasSecondLine(line);
+    return {lineClass != LineClass::notObservation && !isMark, hasSecondLine, isMark};
 }
 
 /// The start of a line some lines before the one that a place is in.

@@ -30,12 +30,12 @@ bool readTtyYear(std::string_view line, std::int32_t& year) {
     return true;
 }
 
-void readSelectionCard(std::string_view line) {
+bool readSelectionCard(std::string_view line) {
     constexpr std::size_t kKeywordLength = 5;
     std::size_t from = std::min(line.find_first_not_of(" \t", kKeywordLength), line.size());
     if (from < line.size() && line[from] == '=') ++from;
     // Decks that mean hours by seven digits go on meaning them.
-    setSelectionFromText("SELOB", line.substr(from), DoubtfulDates::asHours, static_cast<unsigned>(from + 1));
+    return setSelectionFromText("SELOB", line.substr(from), DoubtfulDates::asHours, static_cast<unsigned>(from + 1));
 }
 
 }  // namespace obs

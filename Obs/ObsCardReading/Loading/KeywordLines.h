@@ -15,6 +15,6 @@ std::string includedFileName(std::string_view line, std::string_view namingFile)
 bool readTtyYear(std::string_view line, std::int32_t& year);
 
 /// Sets the selection criteria from a SELOB line; a bad one is logged and the old criteria stay.
-void readSelectionCard(std::string_view line);
+bool readSelectionCard(std::string_view line);
 
 }  // namespace obs

@@ -166,11 +166,17 @@ void LoadBatch::tell(const Remark& remark) {
         case Kind::bad: return tellBad(remark);
         case Kind::passedOver: return state_.report(kLinePassedOver, remark.lineNumber, remark.what.message());
         case Kind::note: return family::traceloginfo(remark.what.message());
-        case Kind::fault: return family::tracelogerror(remark.what.message());
+        case Kind::fault: return tellFault(remark);
         case Kind::zeroed: break;
     }
     family::traceloginfo(remark.what.message());
     state_.report(kLineZeroed, remark.lineNumber, remark.what.message());
+}
+
+void LoadBatch::tellFault(const Remark& remark) {
+    const std::string reason = remark.what.message();
+    family::tracelogerror(reason);
+    state_.report(kLineKeywordFault, remark.lineNumber, reason);
 }
 
 void LoadBatch::tellBad(const Remark& remark) {
@@ -181,6 +187,8 @@ void LoadBatch::tellBad(const Remark& remark) {
     if (remark.what.isLogged && !reason.empty()) family::tracelogerror(reason);
     if (family::traceloginfowanted())
         family::traceloginfo(Refusal{"ReadOnlyObs: Bad obs string '", remark.line, kCardLength, "'."}.message());
+    if (!remark.what.unknownSensor.empty())
+        state_.report(kLineUnknownSensor, remark.lineNumber, remark.what.unknownSensor);
     state_.report(kLineBad, remark.lineNumber, reason.empty() ? std::string(kNoKeyReason) : trimmed(reason));
 }
 

@@ -73,6 +73,7 @@ private:
     void forget();
     void tellAll(const std::vector<BulkAdd::Refused>& duplicates);
     void tell(const Remark& remark);
+    void tellFault(const Remark& remark);
     void tellBad(const Remark& remark);
     void tellDuplicate(const BulkAdd::Refused& refused, std::vector<LineOffset>::const_iterator& offset);
 

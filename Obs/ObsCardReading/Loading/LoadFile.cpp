@@ -13,6 +13,7 @@
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "Obs/ObsTree/Selection.h"
+#include "siblings/include/ObsFamily.h"
 #include "siblings/include/Services.h"
 
 namespace obs {
@@ -37,6 +38,15 @@ public:
 private:
     family::Unit& unit_;
 };
+
+/// The thread's last message, which tells what has just failed.
+std::string lastMessage() {
+    char text[kCardLength];
+    FamilyGetLastError(text);
+    std::string message(text, sizeof text);
+    message.erase(message.find_last_not_of(' ') + 1);
+    return message;
+}
 
 bool refuseDefaultFile(family::Unit unit, LoadState& state) {
     if (!family::existfortdotfileunit(unit)) return false;
@@ -124,6 +134,7 @@ private:
         state_.status = kStatusRefused;
         family::tracelogerror(context_.pass == Pass::laserRanges ? "ReadSlr: Cannot read the file any further."
                                                                  : "ReadOnlyObs: Cannot read obs record.");
+        state_.report(kLineBrokenOff, context_.before.number, lastMessage());
     }
 
     /// Leaves of a piece what the limit of lines allows; true when that is not all.
@@ -153,12 +164,12 @@ private:
         if (!isCertain_) isStopped_ = !mayGoOn(lineClass, place);
         if (isStopped_) return false;
         switch (lineClass) {
-            case LineClass::includeFile: includeIn(line, ReadExtObsFile); break;
+            case LineClass::includeFile: includeIn(line, place, ReadExtObsFile); break;
             case LineClass::slrSection:
-                if (!introducesSlrSection(line)) includeIn(line, ReadExtSlrFile);
+                if (!introducesSlrSection(line)) includeIn(line, place, ReadExtSlrFile);
                 break;
             case LineClass::selection:
-            case LineClass::dmaMode: actOn(lineClass, line); break;
+            case LineClass::dmaMode: actOn(lineClass, line, place); break;
             default: break;
         }
         return true;
@@ -176,20 +187,23 @@ private:
         }
     }
 
-    void includeIn(std::string_view line, UnitReader read) {
+    void includeIn(std::string_view line, LinePlace place, UnitReader read) {
         if (context_.pass != Pass::first) return;
         flush();
         LoadRun& run = state_.run;
         run.ttyYear = context_.ttyYear;
+        const std::int64_t leftOut = run.result.includesLeftOut;
         readNamedFile(line, state_, read);
+        if (run.result.includesLeftOut > leftOut) state_.report(kLineIncludeLeftOut, place.number, lastMessage());
         context_.ttyYear = run.ttyYear;
     }
 
-    void actOn(LineClass lineClass, std::string_view line) {
+    void actOn(LineClass lineClass, std::string_view line, LinePlace place) {
         flush();
         if (state_.run.options.settingsLines == SettingsLines::ignored) return;
-        if (lineClass == LineClass::selection) readSelectionCard(line);
-        else obskeymodeset(1);
+        if (lineClass == LineClass::dmaMode) obskeymodeset(1);
+        else if (readSelectionCard(line)) state_.report(kLineSelection, place.number, std::string(line));
+        else state_.report(kLineKeywordFault, place.number, lastMessage());
     }
 
     FilePieces pieces_;
@@ -221,7 +235,8 @@ void readSlrFile(family::Unit unit, LoadState& state) {
 }
 
 void ReadExtSlrFile(family::Unit unit, LoadState& state) {
-    if (!refuseDefaultFile(unit, state)) readSlrFile(unit, state);
+    if (refuseDefaultFile(unit, state)) ++state.run.result.includesLeftOut;
+    else readSlrFile(unit, state);
 }
 
 /// Reads the file that a keyword line names, with the counts and the group of the file that holds the line.

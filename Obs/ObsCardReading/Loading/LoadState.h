@@ -17,6 +17,11 @@ inline constexpr std::int32_t kLineBad = 2;
 inline constexpr std::int32_t kLineDuplicate = 3;
 inline constexpr std::int32_t kLineZeroed = 4;
 inline constexpr std::int32_t kLinePassedOver = 5;
+inline constexpr std::int32_t kLineKeywordFault = 8;
+inline constexpr std::int32_t kLineIncludeLeftOut = 9;
+inline constexpr std::int32_t kLineSelection = 10;
+inline constexpr std::int32_t kLineUnknownSensor = 11;
+inline constexpr std::int32_t kLineBrokenOff = 12;
 
 struct LoadReporter {
     LineReport report = nullptr;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Loading/Pieces.h"
 
-#include "Obs/ObsCardReading/Cards/Tty.h"
+#include "Obs/ObsCardReading/CardFormat.h"
 #include "Obs/ObsCardReading/Loading/KeywordLines.h"
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
 #include "siblings/include/Services.h"
@@ -88,26 +88,24 @@ private:
         const CardText card(line);
         const LineClass lineClass = ObsCardType(card);
         switch (lineClass) {
-            case LineClass::b3:
-            case LineClass::b3Extended:
-            case LineClass::csv:
-            case LineClass::rf: return takeObservation(card, lineClass);
-            case LineClass::tty: return takeMessage(card);
             case LineClass::notObservation: return isRemark(line) ? count(&LineCounts::comments) : passOver(line);
             case LineClass::slrBlock: return openBlock(line);
             case LineClass::slrHeader: return takeStrayHeader(line);
-            default: return takeKeyword(line, lineClass);
+            default: break;
         }
+        const CardFormat& format = *cardFormat(lineClass);
+        if (format.read == nullptr) return takeKeyword(line, lineClass);
+        return format.hasSecondLine == nullptr ? takeObservation(card, format) : takeMessage(card, format);
     }
 
     // --- Observations ------------------------------------------------------------------------
 
-    bool takeObservation(const CardText& line, LineClass lineClass) {
+    bool takeObservation(const CardText& line, const CardFormat& format) {
         const LinePlace place = lines_.place();
-        if (lineClass == LineClass::csv) static_cast<ObsFields&>(record_) = kDefaultFields;  // its reader reuses the parts
+        if (format.reusesParts) static_cast<ObsFields&>(record_) = kDefaultFields;
         else resetobsrecord(record_);
         record_.rotateToDate = context_.rotateToDate;
-        MaybeRefusal refusal = readLine(line, lineClass, record_, context_, &notes_, &lines_);
+        MaybeRefusal refusal = format.read(line, record_, context_, &notes_, &lines_);
         if (mayHoldNul_ && !refusal) refusal = refuseNul(line.text());
         if (mayHoldNul_ && !refusal) refusal = refuseNul(lines_.current());
         count(&LineCounts::observations);
@@ -117,11 +115,11 @@ private:
         return true;
     }
 
-    bool takeMessage(const CardText& card1) {
-        if (lines_.atEnd() && !isLast_ && hasSecondCard(card1)) return false;
+    bool takeMessage(const CardText& card1, const CardFormat& format) {
+        if (lines_.atEnd() && !isLast_ && format.hasSecondLine(card1)) return false;
         context_.messageWithoutYearLine = context_.messageWithoutYearLine || !context_.yearLineMet;
         const std::int64_t before = lines_.linesTaken();
-        takeObservation(card1, LineClass::tty);
+        takeObservation(card1, format);
         if (lines_.linesTaken() == before) return true;
         context_.firstPassLineTaken = context_.firstPassLineTaken || isFirstPassLine(lines_.current());
         return count(&LineCounts::observations);

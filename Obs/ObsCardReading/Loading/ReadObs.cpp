@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
 
-#include <algorithm>
-#include <iterator>
-
-#include "Obs/ObsCardReading/Cards/B3.h"
-#include "Obs/ObsCardReading/Cards/Rf.h"
+#include "Obs/ObsCardReading/CardFormat.h"
 #include "Obs/ObsCardReading/Cards/Tty.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "siblings/include/Services.h"
@@ -38,21 +34,13 @@ ReadSettings processSettings() {
 
 MaybeRefusal readLine(const CardText& line, LineClass lineClass, ObsRecord& rec, const ReadSettings& settings,
                       FieldNotes* notes, LineReader* unit) {
-    switch (lineClass) {
-        case LineClass::b3: return ReadB3(line, rec);
-        case LineClass::b3Extended: return ReadB3Ext(line, rec);
-        case LineClass::tty: return ReadTTYFrFile(unit, line, settings, rec, notes);
-        case LineClass::csv: return ReadCsv(line, rec, notes);
-        case LineClass::rf: return ReadRFObs(line, rec, *settings.sensors);
-        case LineClass::slrBlock: return notRead("ReadSlr: The mark of a block of laser ranges is no observation by itself.");
-        default: return std::nullopt;
-    }
+    const CardFormat* format = cardFormat(lineClass);
+    return format == nullptr || format->read == nullptr ? std::nullopt : format->read(line, rec, settings, notes, unit);
 }
 
 bool hasReader(LineClass lineClass) {
-    using enum LineClass;
-    constexpr LineClass kRead[] = {b3, b3Extended, tty, csv, rf, slrBlock};
-    return std::find(std::begin(kRead), std::end(kRead), lineClass) != std::end(kRead);
+    const CardFormat* format = cardFormat(lineClass);
+    return format != nullptr && format->read != nullptr;
 }
 
 std::int32_t ReadObsRec(const CardText& line, LineClass lineClass, LoadCounts& counts, std::int32_t gid) {
@@ -88,10 +76,6 @@ MaybeRefusal parseLines(const CardText& line1, const CardText& line2, std::strin
 
 void logNotes(const FieldNotes& notes) {
     for (const FieldNote& note : notes) family::traceloginfo(note.text);
-}
-
-void ValidateObs(const ObsRecord& rec) {
-    [[maybe_unused]] const ObsRecord copy(rec);
 }
 
 }  // namespace obs

@@ -37,7 +37,4 @@ MaybeRefusal parseLines(const CardText& line1, const CardText& line2, std::strin
 /// Writes what a line's reader had to say to the log.
 void logNotes(const FieldNotes& notes);
 
-/// A hook for checks of a record before it is used. It checks nothing and changes nothing.
-void ValidateObs(const ObsRecord& rec);
-
 }  // namespace obs

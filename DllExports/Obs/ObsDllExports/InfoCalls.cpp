@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the library tells of types and formats; of the groups "fields" and "saving" of the exported header.
+#include <algorithm>
+
+#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
+#include "Obs/FormatObs/FormatInfo.h"
+#include "Obs/ObsTypes/FieldList.h"
+#include "siblings/include/Sensors.h"
+
+namespace {
+
+using obs::kStatusOk;
+using obs::kStatusRefused;
+
+constexpr std::int32_t kTypes = 20;
+constexpr std::size_t kFacts = 16;
+
+/// By type.
+constexpr std::string_view kTypeNames[kTypes] = {
+    "range rate",
+    "azimuth, elevation",
+    "azimuth, elevation, range",
+    "azimuth, elevation, range, range rate",
+    "azimuth, elevation, range and their rates",
+    "right ascension, declination",
+    "range",
+    "satellite position and velocity, in the place of the sensor's",
+    "azimuth, elevation from a sensor in space",
+    "right ascension, declination from a sensor in space",
+    "satellite position",
+    "satellite position and velocity",
+    "",
+    "differential range and range rate",
+    "",
+    "",
+    "range",
+    "",
+    "as 8, with range",
+    "as 9, with range",
+};
+
+bool refuseType(std::string_view name, std::int32_t type) {
+    if (type >= 0 && type < kTypes) return false;
+    obs::logFailure(name, "The observation types are numbered 0 to 19.");
+    return true;
+}
+
+bool refuseFormat(std::string_view name, std::int32_t format) {
+    if (format >= 0 && format < std::int32_t{obs::kFormatCount}) return false;
+    obs::logFailure(name, "The formats are numbered 0 to 5.");
+    return true;
+}
+
+}  // namespace
+
+int32_t ObsGetTypeInfo(int32_t obsType, char* typeChar, char name[512], int32_t carried[64]) {
+    if (obs::refuseNull("ObsGetTypeInfo", {typeChar, name, carried})) return kStatusRefused;
+    *typeChar = ' ';
+    family::strtochararr({}, name);
+    std::fill_n(carried, obs::kArrayLength, 0);
+    if (refuseType("ObsGetTypeInfo", obsType)) return kStatusRefused;
+    *typeChar = family::obstypeinttochar(obsType);
+    family::strtochararr(kTypeNames[obsType], name);
+    obs::forEachField([&](auto field) {
+        constexpr std::int32_t kNoIndex = -1;
+        if constexpr (field.facts.element != obs::kNoElement)
+            if (field.facts.types.has(obsType) && carried[field.facts.element] == 0)
+                carried[field.facts.element] = field.facts.index != 0 ? field.facts.index : kNoIndex;
+    });
+    for (std::size_t element = obs::kSigmaCountElement; element < obs::kSigmasEnd; ++element) carried[element] = -1;
+    return kStatusOk;
+}
+
+int32_t ObsGetFormatInfo(int32_t format, char name[512], char description[512], int32_t facts[16]) {
+    if (obs::refuseNull("ObsGetFormatInfo", {name, description, facts})) return kStatusRefused;
+    family::strtochararr({}, name);
+    family::strtochararr({}, description);
+    std::fill_n(facts, kFacts, 0);
+    if (refuseFormat("ObsGetFormatInfo", format)) return kStatusRefused;
+    const obs::FormatFacts& of = obs::formatFacts(static_cast<obs::FormatNumber>(format));
+    family::strtochararr(of.name, name);
+    family::strtochararr(of.description, description);
+    facts[OBS_FORMAT_SAVE_FORM] = of.saveForm;
+    facts[OBS_FORMAT_DATA_TYPE] = of.dataType;
+    facts[OBS_FORMAT_LEAST_LINES] = of.leastLines;
+    facts[OBS_FORMAT_MOST_LINES] = of.mostLines;
+    facts[OBS_FORMAT_HEADER_LINES] = of.headerLines;
+    facts[OBS_FORMAT_CLASS_COLUMN] = of.classColumn;
+    facts[OBS_FORMAT_MOST_SAT_NUM] = of.mostSatNum;
+    facts[OBS_FORMAT_MOST_SEN_NUM] = of.mostSenNum;
+    facts[OBS_FORMAT_YEAR] = of.carriesYear;
+    facts[OBS_FORMAT_CSV_FIELDS] = of.carriesCsvFields;
+    facts[OBS_FORMAT_RF_FIELDS] = of.carriesRfFields;
+    facts[OBS_FORMAT_TYPES] = static_cast<std::int32_t>(of.types.bits());
+    return kStatusOk;
+}
+
+int32_t ObsGetFormatPrecision(int32_t format, int32_t obsType, double units[64], int32_t digits[64]) {
+    if (obs::refuseNull("ObsGetFormatPrecision", {units, digits})) return kStatusRefused;
+    std::fill_n(units, obs::kArrayLength, 0.0);
+    std::fill_n(digits, obs::kArrayLength, 0);
+    if (refuseFormat("ObsGetFormatPrecision", format) || refuseType("ObsGetFormatPrecision", obsType)) return kStatusRefused;
+    const obs::FinenessOfElements all = obs::finenessOf(static_cast<obs::FormatNumber>(format), obsType);
+    for (std::size_t element = 0; element < all.size(); ++element) {
+        units[element] = all[element].unit;
+        digits[element] = all[element].digits;
+    }
+    return kStatusOk;
+}
