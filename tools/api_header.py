@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What the public headers declare: the one parser behind the API page, the Fortran interface and the check of the
+"""What the public headers declare: the one parser of the API page, the Fortran interface and the check of the
 exported symbols."""
 import re
 import sys

@@ -57,7 +57,7 @@ TEST_F(LoadFileTest, countsAndNamesLinesInTheirOrder) {
 
 TEST_F(LoadFileTest, theStatusIsTheLastLines) {
     EXPECT_EQ(load(azElCard(1) + "\n" + badCard(2) + "\n* end\n"), 2);
-    EXPECT_EQ(load(badCard(2) + "\n" + azElCard(1) + "\n"), 0) << "a duplicate is no failure";
+    EXPECT_EQ(load(badCard(2) + "\n" + azElCard(1) + "\n"), 0) << "a duplicate is not a failure";
     EXPECT_EQ(load("* nothing\n\n"), 0);
     expectCounts(0, 0, 0);
     EXPECT_EQ(load(""), 0);
