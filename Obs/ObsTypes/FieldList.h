@@ -32,7 +32,7 @@ enum class FieldForm : std::uint8_t {
     integer1,       ///< one column: more than a digit is an asterisk. NOTE: kept so for its users
     integer9,       ///< nine columns
     real,           ///< 35 columns, 15 decimals
-    list            ///< reals that are no single text
+    list            ///< reals that are not a single text
 };
 
 /// Two rows may share one storage: it then means one thing for the types with right ascension and declination, and
