@@ -160,7 +160,7 @@ TEST(Threads, aForkNeitherWaitsNorLeavesItsChildHanging) {
         for (std::int32_t count; !stop;) ObsListKeys(-1, 0, 0, static_cast<std::int32_t>(keys.size()), keys.data(), &count);
     });
     int outcomes[3] = {};
-    for (int round = 0; round < 100; ++round) {
+    for (int round = 0; round < 50; ++round) {
         std::this_thread::sleep_for(std::chrono::milliseconds(round % 7));
         const int outcome = inChild([&] { return useOfStoreInChild(folder); });
         ++outcomes[outcome < 0 ? 2 : outcome];
