@@ -111,7 +111,7 @@ const std::string kRf =
 // First, since the sensors take their memory when they are first asked for.
 TEST_F(Memory, anRfLineSaysSo) {
     std::string unknownSite = kRf;
-    unknownSite.replace(unknownSite.find("CTU"), 3, "XXX");
+    unknownSite.replace(unknownSite.find("CTU"), 3, "ZZZ");
     std::int32_t status = -1;
     failEachAllocation("an unknown site", [&] { status = ObsLoadCard(unknownSite.c_str()); },
                        [&] {
