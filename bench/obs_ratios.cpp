@@ -119,7 +119,7 @@ constexpr Gain kGains[] = {
     {16, 16, "clear", kNaive, kClear, {3, 4}, {3, 4}},
 };
 
-/// Figures that must stay below their bars, and the one that is no comparison with a peer.
+/// Figures that must stay below their bars, and the one that is not a comparison with a peer.
 const Line kOthers[] = {
     {4, "load, time / (scan + fresh records)", false, 1.8, 1.15,
      [](Round& r) {

@@ -36,7 +36,7 @@ struct ConvertOptions : CommonOptions {
     std::size_t examples = 3;
 };
 
-inline constexpr std::string_view kStrictLosses = "true";  ///< of a flag without value; rounding is no loss
+inline constexpr std::string_view kStrictLosses = "true";  ///< of a flag without value; rounding is not a loss
 inline constexpr std::string_view kStrictExact = "exact";
 
 ExitStatus runInfo(const InfoOptions& options, Output& out);

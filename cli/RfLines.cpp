@@ -15,10 +15,10 @@ namespace obstool {
 
 namespace {
 
-constexpr std::int64_t kFirstLine = 2;  // behind the header
+constexpr std::int64_t kFirstLine = 2;  // after the header
 
 /// Whether a line has more than an observation that came from a CSV line: then the delays, the rf and
-/// all behind it are these.
+/// all after it are these.
 bool isBeyondCsv(std::string_view line) {
     constexpr std::size_t kDelay1 = 113, kDelay2 = 125, kRf = 135;
     if (line.size() < kRf) return true;

@@ -37,7 +37,7 @@ struct CommonOptions {
     std::size_t lineLimit = 10;            ///< most lines or reasons of a kind that are told of a file; 0: all
     bool zeroedFails = false;              ///< values that were taken as 0 are an error
     bool duplicates = false;               ///< lines that are duplicates are told
-    bool passedOverIgnored = false;        ///< lines that are nothing known are no error and not named
+    bool passedOverIgnored = false;        ///< lines that are nothing known are not an error and are not named
 };
 
 struct LoadResult {

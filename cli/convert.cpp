@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -22,7 +21,10 @@ std::int64_t firstLineOf(const ConvertOptions& options, const Format& format) {
     std::error_code error;
     if (options.append && std::filesystem::is_regular_file(options.output, error)) {
         std::ifstream file(options.output);
-        before = std::count(std::istreambuf_iterator<char>(file), {}, '\n');
+        char last = '\n';
+        for (auto at = std::istreambuf_iterator<char>(file); at != std::istreambuf_iterator<char>(); ++at)
+            before += (last = *at) == '\n';
+        before += last != '\n';  // an unfinished line is ended first
     }
     return before + format.facts[OBS_FORMAT_HEADER_LINES] + 1;
 }

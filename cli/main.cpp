@@ -52,7 +52,7 @@ in files select nothing by themselves; a note names each. The names are
 whatever the others say, and how many meet all.
 
 Each FILE is read by itself: with the year of --tty-year until it sets another, whatever the
-files before it have set. Lines that are no observation, comment or keyword line are passed
+files before it have set. Lines that are neither observation, comment nor keyword line are passed
 over and named; so are values that could not be read and are taken as 0. Lines of one kind
 and reason are named once, with how many there are; --line-limit sets how many reasons.
 

@@ -1,6 +1,6 @@
 ! SPDX-License-Identifier: Apache-2.0
 ! Obs and its family from Fortran 2003 and later: one interface for each function of ObsDllExports.h and ObsFamily.h.
-! Made from these headers by tools/api_page.py; what the functions do stands there and in docs/api/functions.md.
+! Made from these headers by tools/api_page.py; what the functions do is there and in docs/api/functions.md.
 !
 ! Texts are character(len=512), blank-padded; a shorter variable is refused by the compiler. A key is
 ! integer(c_int64_t). Functions given as arguments are type(c_funptr), made by c_funloc of a bind(c) procedure.
@@ -45,9 +45,9 @@ module obs_interface
         integer(c_int32_t) :: ttyYear
         integer(c_int32_t) :: settingsLines
         integer(c_int32_t) :: includes
-        integer(c_int64_t) :: mostLines
-        integer(c_int64_t) :: mostBadTold
-        integer(c_int64_t) :: mostIncludes
+        integer(c_int64_t) :: maxLines
+        integer(c_int64_t) :: maxBadTold
+        integer(c_int64_t) :: maxIncludes
     end type
 
     type, bind(c) :: ObsLoadLines

@@ -8,7 +8,7 @@ from api_header import FAMILY_HEADER, OBS_HEADER, read
 HEAD = """\
 ! SPDX-License-Identifier: Apache-2.0
 ! Obs and its family from Fortran 2003 and later: one interface for each function of ObsDllExports.h and ObsFamily.h.
-! Made from these headers by tools/api_page.py; what the functions do stands there and in docs/api/functions.md.
+! Made from these headers by tools/api_page.py; what the functions do is there and in docs/api/functions.md.
 !
 ! Texts are character(len=512), blank-padded; a shorter variable is refused by the compiler. A key is
 ! integer(c_int64_t). Functions given as arguments are type(c_funptr), made by c_funloc of a bind(c) procedure.

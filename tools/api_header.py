@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What the public headers declare: the one parser behind the API page, the Fortran interface and the check of the
+"""What the public headers declare: the one parser of the API page, the Fortran interface and the check of the
 exported symbols."""
 import re
 import sys
@@ -62,7 +62,7 @@ class Header:
 
 
 def comment_text(comment):
-    """The lines of a comment without its frame; what is indented further stays so."""
+    """The lines of a comment without its stars; what is indented further stays so."""
     return re.sub(r"^ ?\*? {0,2}", "", comment, flags=re.M).strip()
 
 
@@ -92,7 +92,7 @@ def function(declaration, comment):
     text = comment_text(comment)
     group = re.match(r"@defgroup (\w+) (\w+)\n?", text)
     if group and set(group.groups()) != {name}:
-        sys.exit(f"the comment of {group[1]} stands before {name}")
+        sys.exit(f"the comment of {group[1]} is that of {name}")
     text = text[group.end():] if group else text
     made.purpose, *tagged = re.split(r"@(?=param|return)", text)
     names = []
@@ -112,6 +112,13 @@ def function(declaration, comment):
     return made
 
 
+def unexplained(function):
+    """What the comment of a function says nothing about: arguments, and the result."""
+    said = {name for names, *_ in function.parameters for name in names}
+    missing = [f"@param {one.name}" for one in function.arguments if one.name not in said]
+    return missing + (["@return"] if function.result != "void" and not function.returns else [])
+
+
 def read(path):
     text = path.read_text()
     opening, groups = "", [Group("")]
@@ -123,11 +130,14 @@ def read(path):
         elif definitions := piece["constants"] or piece["structure"]:
             groups[-1].members.append((comment_text(piece["comment"]), definitions.strip()))
         elif piece["uncommented"]:
-            sys.exit(f"{path.name}: no comment stands before {piece['uncommented']}")
+            sys.exit(f"{path.name}: no comment precedes {piece['uncommented']}")
         elif not opening:
             opening = re.sub(r"^@file\s*", "", comment_text(piece["comment"]))
     made = Header(opening, [group for group in groups if group.members])
     count = len(re.findall(r"^OBS_(?:FAMILY_)?API\b", text, re.M))
     if len(made.functions()) != count:
         sys.exit(f"{path.name}: {count} declarations, but {len(made.functions())} were understood")
+    incomplete = [f"{one.name}: {', '.join(missing)}" for one in made.functions() if (missing := unexplained(one))]
+    if incomplete:
+        sys.exit("\n".join([f"{path.name}: comments that leave out an argument or the result:", *incomplete]))
     return made

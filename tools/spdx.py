@@ -15,7 +15,7 @@ PUBLIC_C = ("ObsDllExports.h", "ObsFamily.h")
 
 
 def form(path):
-    """How the language comments, None for what is no source: texts, pages, data."""
+    """How the language comments, None for what is not a source: texts, pages, data."""
     if path.name in PUBLIC_C:
         return "/* {} */"
     if path.name == "CMakeLists.txt" or path.name in ("run", "test"):

@@ -22,7 +22,7 @@ struct Columns {
 /// The largest satellite number that five alpha-5 columns hold.
 inline constexpr std::int32_t kMostAlpha5 = 339999;
 
-/// The largest number of so many digits.
+/// The largest number of that many digits.
 constexpr std::int32_t mostOf(unsigned digits) {
     return digits == 0 ? 0 : 10 * mostOf(digits - 1) + 9;
 }
@@ -56,7 +56,7 @@ public:
 
     bool isBlank(Columns columns) const { return at(columns).find_first_not_of(' ') == std::string_view::npos; }
 
-    /// The text without the blank columns behind it.
+    /// The text without the blank columns after it.
     std::string_view text() const { return text_; }
 
 private:

@@ -21,7 +21,7 @@ inline constexpr int kVelocityDecimals = 9;
 inline constexpr Columns kCanonicalPosition{24, 35};  ///< Earth radii
 inline constexpr int kCanonicalPositionDecimals = 8;
 
-/// Three fields that stand one behind the other, X, Y and Z.
+/// Three fields that stand one after the other, X, Y and Z.
 constexpr std::array<Columns, 3> components(Columns first) {
     const unsigned width = first.width();
     return {{first, {first.first + width, first.last + width}, {first.first + 2 * width, first.last + 2 * width}}};

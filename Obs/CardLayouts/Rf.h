@@ -85,6 +85,6 @@ inline constexpr Columns kHour{13, 14};
 inline constexpr Columns kMinute{16, 17};
 inline constexpr Columns kSecond{19, 20};
 inline constexpr Columns kFraction{21, 28};
-inline constexpr int kFractionDecimals = 6;  ///< written; up to 7 are read behind the point
+inline constexpr int kFractionDecimals = 6;  ///< written; up to 7 are read after the point
 
 }  // namespace obs::rf

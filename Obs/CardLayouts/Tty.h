@@ -71,7 +71,7 @@ inline constexpr std::array<Measurement, 7> kOnCard1{{
     {{29, 37}, Coding::kRange, 0, {6}, &ObsRecord::range},
 }};
 
-// NOTE: the range of types 9 and 19 stands one column to the right of the others', behind the equinox digit.
+// NOTE: the range of types 9 and 19 stands one column to the right of the others', after the equinox digit.
 inline constexpr std::array<Measurement, 9> kOnCard2{{
     {{13, 19}, Coding::kSigned, kAngleDecimals, {4, 8, 9, 18, 19}, &ObsRecord::elOrDec},
     {{21, 27}, Coding::kAzimuthOnCard2, kAngleDecimals, {4, 8, 18}, &ObsRecord::azOrRa},
@@ -113,7 +113,7 @@ inline constexpr std::array<Columns, 3> kSatPosOnCard1{{{29, 40}, {41, 52}, {53,
 inline constexpr int kSatPosDecimals = 6;
 inline constexpr ObsTypeSet kSatPosTypes{10, 11};
 
-// --- End mark: written two columns behind the values, not looked at by the reader -----------------
+// --- End mark: written two columns after the values, not looked at by the reader -----------------
 
 inline constexpr std::string_view kEndMark = "$$";
 struct EndMarkColumns {

@@ -156,7 +156,7 @@ char GetTypeChar(std::int32_t type) {
 
 namespace {
 
-/// Whether a value lies exactly between two numbers of so many decimals: its own last decimal is then a 5 one place
+/// Whether a value lies exactly between two numbers of that many decimals: its own last decimal is then a 5 one place
 /// further. No such value has more digits than are looked at.
 bool isHalfway(double value, int decimals) {
     constexpr int kDigitsOfHalves = 110;

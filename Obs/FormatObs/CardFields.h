@@ -46,7 +46,7 @@ struct SignificantDigits {
     int exponent = 0;
 };
 
-/// |value| rounded to so many digits, 1 to 8. Finite numbers only.
+/// |value| rounded to that many digits, 1 to 8. Finite numbers only.
 SignificantDigits significantDigits(double value, int digits);
 
 /// The digits of a number from 0 on, zero-filled to `width`; asterisks when there are more or it is negative.
@@ -67,7 +67,7 @@ void GetAzimuthStr(char out[7], double degrees);
 /// A right ascension in 7 columns, HHMMSSs.
 void GetRightAscensionStr(char out[7], double degrees);
 
-/// A field whose sign stands in its first column (nInt integer digits, nDec decimals, as wide as both):
+/// A field whose sign is in its first column (nInt integer digits, nDec decimals, as wide as both):
 /// "J" to "R" for -1 to -9, "-" before fewer digits, "0" before fewer digits of a positive number.
 void GetOverpunchStr(double value, int nInt, int nDec, char* out);
 

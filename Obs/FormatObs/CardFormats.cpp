@@ -74,7 +74,7 @@ MaybeRefusal readRf(const CardText& line, ObsRecord& rec, const ReadSettings& se
 }
 /// A block is read as a whole by whoever has the lines after its mark.
 MaybeRefusal refuseBlockMark(const CardText&, ObsRecord&, const ReadSettings&, FieldNotes*, LineReader*) {
-    return Refusal{"ReadSlr: The mark of a block of laser ranges is no observation by itself.", {}, 0, {}};
+    return Refusal{"ReadSlr: The mark of a block of laser ranges is not an observation by itself.", {}, 0, {}};
 }
 
 }  // namespace

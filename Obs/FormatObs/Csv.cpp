@@ -203,7 +203,7 @@ char* putReal(char* out, double value) {
     return putShortest(out, value);
 }
 
-/// Rounded to so many significant digits; the value itself where that leaves the range of a double.
+/// Rounded to that many significant digits; the value itself where that leaves the range of a double.
 double roundedTo(int digits, double value) {
     char text[kLongestNumber + 8];
     const char* const end =

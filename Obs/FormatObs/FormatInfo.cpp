@@ -56,7 +56,7 @@ public:
     template <auto kMember>
     void put(Fineness fineness, ObsTypeSet types = fieldlist::kAll) {
         if (!types.has(type_)) return;
-        constexpr std::size_t kFirst = kFactsOf<kMember>.element;
+        constexpr auto kFirst = static_cast<std::size_t>(kFactsOf<kMember>.element);
         const std::size_t count = FieldPlace<kMember, 0>::isComponent ? 3 : 1;
         for (std::size_t i = kFirst; i < kFirst + count; ++i) elements_[i] = fineness;
     }

@@ -20,7 +20,7 @@ class LineWriter {
 public:
     explicit LineWriter(family::Unit unit) : unit_(unit), buffer_(new char[kBlockSize]) {}
 
-    /// Room for a line of at most so many characters, to be written there and then `take`n.
+    /// Room for a line of at most that many characters, to be written there and then `take`n.
     char* room(std::size_t most) {
         if (used_ + most + 1 > kBlockSize) flush();
         return buffer_.get() + used_;

@@ -70,7 +70,7 @@ void put(std::string& text, std::int64_t number) {
     put(text, std::string_view(std::to_string(number)));
 }
 
-/// 0 is no number here.
+/// 0 is not a number here.
 void putOrMissing(std::string& text, std::int64_t number) {
     if (number != 0) put(text, number);
     else put(text, "na");

@@ -18,14 +18,14 @@ enum class SlrDataType : std::int32_t { fullRate = 0, normalPoints = 1 };
 /// A sensor has a pad number by the station table; else its own number is one when it is 1004 to 9999, the table
 /// does not use it and the sensor library knows it.
 ///
-/// A session is of one station, one satellite and one sum of corrections by the second indicator; sessions stand in that
+/// A session is of one station, one satellite and one sum of corrections by the second indicator; sessions are in that
 /// order, then by time. One ends before a gap of more than half an hour, and before it is eight hours long: readers tell
 /// a record's day by its distance from the start. It becomes two, of ranges without angles and of ranges with, where a
 /// reader would give angles to one without.
 ///
 /// Returns 0, or the error number of opening a file or reading the one that is appended to; failing writes are reported
 /// by the file service, and no counts then. Save mode 0 replaces the file; any other appends: the file is rewritten
-/// with its end mark behind the new sessions, complete or not at all. An empty store leaves a file with nothing but the
+/// with its end mark after the new sessions, complete or not at all. An empty store leaves a file with nothing but the
 /// end mark; for a group, none.
 std::int32_t saveSlrFile(std::string_view fileName, std::int32_t saveMode, SlrDataType type,
                          std::optional<std::int32_t> gid);

@@ -26,7 +26,7 @@ double signedField(std::string_view field, int decimals) {
     return readSigned(field, number) ? scaled(number, -decimals) : 0;
 }
 
-/// Mantissa columns and one exponent digit behind them: mantissa x 10^(exponent - bias).
+/// Mantissa columns and one exponent digit after them: mantissa x 10^(exponent - bias).
 double mantissaAndExponent(std::string_view field, std::size_t mantissaColumns, int bias) {
     const std::string_view mantissa = field.substr(0, mantissaColumns);
     const std::string_view exponent = field.substr(std::min(field.size(), mantissaColumns), 1);

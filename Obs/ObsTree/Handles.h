@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The handles behind address keys. A handle is never moved and never reused, so that a key
+/// The handles of address keys. A handle is never moved and never reused, so that a key
 /// whose observation is gone is recognised as such; memory is only followed when it is one of
 /// these handles.
 ///

@@ -7,7 +7,7 @@
 /// key's hash, so that a foreign entry is mostly told apart without touching its node.
 ///
 /// A removed entry leaves a mark that probes pass over and additions take; closing the gap instead would have to
-/// look at the nodes of the entries behind it, a cache miss each.
+/// look at the nodes of the entries after it, a cache miss each.
 ///
 /// What the table tells does not depend on the hash, which differs from run to run.
 ///

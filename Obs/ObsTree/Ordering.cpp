@@ -79,7 +79,7 @@ bool isSmallType(std::int32_t type) {
     return type >= -1 && type < 255;
 }
 
-/// Packs an order's fields behind one another into two words. A field that does not fit whole gives its
+/// Packs an order's fields one after another into two words. A field that does not fit whole gives its
 /// upper bits and ends the packing: equal words then mean that the fields have to be compared.
 class Packing {
 public:

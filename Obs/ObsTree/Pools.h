@@ -55,7 +55,7 @@ struct Mark {
     std::int32_t gid;
 };
 
-/// A record as it is kept. The triples of its rare fields stand in their order from `triples` on, those that are all
+/// A record as it is kept. The triples of its rare fields are in their order from `triples` on, those that are all
 /// zero left out.
 struct StoredRecord : CommonFields {
     OptionalParts* parts;  ///< owned; null when the record has none

@@ -22,6 +22,7 @@ namespace {
 constexpr double kRadPerDeg = 0.017453292519943295;
 constexpr double kDegPerRad = 57.29577951308232;
 
+// NOTE: "doens't" is established: programs compare these texts as they are.
 constexpr std::string_view kFindRecEmpty = "FindRec: Search tree is empty.";
 constexpr std::string_view kFindRecUnknown = "FindRec: search key doens't exist.";
 constexpr std::string_view kFindRecPtrEmpty = "FindRecPtr: Search tree is empty.";

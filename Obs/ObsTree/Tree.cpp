@@ -13,7 +13,7 @@ int lean(bool right) {
     return right ? 1 : -1;
 }
 
-/// Height of the tree that `build` makes of so many nodes.
+/// Height of the tree that `build` makes of that many nodes.
 int heightOf(std::size_t size) {
     return static_cast<int>(std::bit_width(size));
 }

@@ -4,8 +4,8 @@
 /// Invariants:
 /// 1. Order: all keys in the left subtree of a node are smaller, all in the right one greater;
 ///    keys are unique.
-/// 2. Balance: height(right) - height(left) of every node is -1, 0 or +1 and stands in the node.
-/// 3. Parents: the parent of every node stands in the pools, apart from the nodes, since no look-up needs it. It
+/// 2. Balance: height(right) - height(left) of every node is -1, 0 or +1 and is in the node.
+/// 3. Parents: the parent of every node is in the pools, apart from the nodes, since no look-up needs it. It
 ///    lets a node that the key index found leave without a descent.
 /// 4. Ownership: the tree owns nothing; a node that leaves it still belongs to the pools.
 ///

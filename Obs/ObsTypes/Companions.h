@@ -15,7 +15,7 @@ namespace obs {
 using SlotNumber = std::uint32_t;
 inline constexpr SlotNumber kNoSlot = 0x7fffffff;
 
-/// The handle behind an address key. `self` holds the handle's own address, so that a key
+/// The handle of an address key. `self` holds the handle's own address, so that a key
 /// can be tested before it is trusted; a handle whose `rec` is none was deallocated.
 /// Handles are never moved and never reused.
 struct ObsDma {

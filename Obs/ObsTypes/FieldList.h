@@ -32,7 +32,7 @@ enum class FieldForm : std::uint8_t {
     integer1,       ///< one column: more than a digit is an asterisk. NOTE: kept so for its users
     integer9,       ///< nine columns
     real,           ///< 35 columns, 15 decimals
-    list            ///< reals that are no single text
+    list            ///< reals that are not a single text
 };
 
 /// Two rows may share one storage: it then means one thing for the types with right ascension and declination, and
@@ -271,13 +271,15 @@ constexpr void forEachFieldOf(Visit&& visit) {
 
 /// The facts of a place, as a caller names it; those of its first row where it has two.
 template <auto kMember, std::size_t kAt = 0>
-inline constexpr const FieldFacts& kFactsOf = []() -> const FieldFacts& {
-    const FieldFacts* found = nullptr;
+inline constexpr const FieldFacts& kFactsOf = std::get<[] {
+    // NOTE: a number, not a pointer: with sanitizers g++ 12 does not take the address of a row for a constant.
+    std::size_t found = kFieldRows, row = 0;
     forEachField([&](auto field) {
-        if (std::is_base_of_v<FieldPlace<kMember, kAt>, decltype(field)> && found == nullptr) found = &field.facts;
+        if (std::is_base_of_v<FieldPlace<kMember, kAt>, decltype(field)> && found == kFieldRows) found = row;
+        ++row;
     });
-    return *found;
-}();
+    return found;
+}()>(fieldlist::kRows).facts;
 
 namespace fieldlist {
 

@@ -13,7 +13,7 @@ namespace {
 constexpr double kMostRevolutions = 1e9;
 /// Of a sum of the terms below, relative to the largest.
 constexpr double kRounding = 4e-15;
-/// A position that rounding may have moved by more than this part of its distance is no answer: from far out on a
+/// A position that rounding may have moved by more than this part of its distance is not an answer: from far out on a
 /// hyperbola the terms grow beyond all digits.
 constexpr double kMostLost = 1e-6;
 constexpr int kMostSteps = 200;

@@ -5,8 +5,8 @@
  *
  *  Texts in are read to a NUL or 512 characters; texts out are exactly 512 characters,
  *  blank-padded, without terminator. Results are 0, or 2 for a refused value unless said
- *  otherwise. A null pointer where text or a result is due is refused with 2.
- *  All functions may be called from any thread; settings belong before concurrent use. */
+ *  otherwise; each refusal leaves a message. A null pointer where text or a result is due is refused with 2.
+ *  All functions may be called from any thread; make settings before threads run beside each other. */
 #ifndef OBS_FAMILY_H
 #define OBS_FAMILY_H
 
@@ -33,6 +33,7 @@ OBS_FAMILY_API int32_t FamilyGetLastError(char text[512]);
 OBS_FAMILY_API void FamilyClearLastError(void);
 
 /** Appends errors and information lines to a file from now on.
+ *  @param[in] fileName name of the file, made if there is none.
  *  @return 0, or 2 when the file cannot be opened (the log then stays as it was). */
 OBS_FAMILY_API int32_t FamilyOpenLog(const char *fileName);
 
@@ -42,9 +43,10 @@ OBS_FAMILY_API void FamilyCloseLog(void);
 /** Hands every message to a function, besides the log file; a null function ends this.
  *  Waits for a call under way in another thread: after the return the former function is
  *  not called any more, and what `user` pointed to may go.
- *  @param f severity 0 information, 1 error; the text ends with a NUL and is valid
+ *  @param[in] f severity 0 information, 1 error; the text ends with a NUL and is valid
  *           during the call only. Called on the thread that logs, one message at a time;
- *           a message that the function causes itself reaches the log file only. */
+ *           a message that the function causes itself reaches the log file only.
+ *  @param[in] user handed to `f` unchanged. */
 OBS_FAMILY_API void FamilySetLogCallback(void (*f)(int32_t severity, const char *text, void *user), void *user);
 
 /* --- files being written (libObsServices) --- */
@@ -57,12 +59,17 @@ OBS_FAMILY_API void FamilyGiveUpFiles(void);
 
 /* --- key modes (libObsServices); 0 at start --- */
 
-/** @param useAll nonzero: `mode` rules every library of the family.
- *  @param mode 0 field keys, 1 address keys. */
+/** Sets one key mode for all libraries of the family, or leaves each its own.
+ *  @param[in] useAll nonzero: `mode` takes precedence over that of each library.
+ *  @param[in] mode 0 field keys, 1 address keys.
+ *  @return 0, or 2 for another mode, which changes nothing. */
 OBS_FAMILY_API int32_t FamilySetAllKeyMode(int32_t useAll, int32_t mode);
 
-/** @param mode 0 duplicates are refused with a message; 1 they are accepted silently: they count as loaded, the store
- *         keeps the earlier observation, and the function that adds returns the key made of time, satellite and sensor. */
+/** What becomes of duplicates.
+ *  @param[in] mode 0 they are refused with a message; 1 they are accepted silently: they count as loaded, the store
+ *             keeps the earlier observation, and the function that adds returns the key made of time, satellite and
+ *             sensor.
+ *  @return 0, or 2 for another mode, which changes nothing. */
 OBS_FAMILY_API int32_t FamilySetDupKeyMode(int32_t mode);
 
 /* --- sensors (libObsSensors); degrees, longitude east, metres above WGS84 --- */
@@ -70,15 +77,28 @@ OBS_FAMILY_API int32_t FamilySetDupKeyMode(int32_t mode);
 /** Adds the sensors of a CSV file with the header
  *  `number,description,latitude_deg,longitude_deg,height_m`. A sensor that is there
  *  already is replaced. A bad line is logged with its number and left out.
+ *  @param[in] fileName name of the file.
  *  @return 0, or 2 when the file cannot be read, its header is wrong or a line was bad. */
 OBS_FAMILY_API int32_t FamilyLoadSensors(const char *fileName);
 
-/** Adds or replaces one sensor; latitude -90 to 90, longitude -180 to 360. */
+/** Adds or replaces one sensor.
+ *  @param[in] number 0 or more.
+ *  @param[in] description up to 24 characters; the rest is cut off.
+ *  @param[in] latitudeDeg geodetic, -90 to 90 degrees.
+ *  @param[in] longitudeDeg east, -180 to 360 degrees.
+ *  @param[in] heightM metres above WGS84.
+ *  @return 0, or 2 for a value out of range, which changes nothing. */
 OBS_FAMILY_API int32_t FamilyAddSensor(int32_t number, const char *description, double latitudeDeg,
                                        double longitudeDeg, double heightM);
 
-/** The three built-in RF sites give zeros until FamilyAddSensor or FamilyLoadSensors tells their places.
- *  @param[out] description 512 characters. */
+/** The place of a sensor. The three built-in RF sites give zeros until FamilyAddSensor or FamilyLoadSensors sets their
+ *  places.
+ *  @param[in]  number of the sensor.
+ *  @param[out] description 512 characters.
+ *  @param[out] latitudeDeg geodetic, degrees.
+ *  @param[out] longitudeDeg east, degrees, as it was given.
+ *  @param[out] heightM metres above WGS84.
+ *  @return 0, or 2 when there is no such sensor (the outputs are then zero and blank). */
 OBS_FAMILY_API int32_t FamilyGetSensor(int32_t number, char description[512], double *latitudeDeg,
                                        double *longitudeDeg, double *heightM);
 
@@ -88,14 +108,17 @@ OBS_FAMILY_API void FamilyRemoveSensors(void);
 /* --- Earth orientation (libObsCoords); zeros at start --- */
 
 /** One set of values for all times; takes the place of a file's.
- *  @param dut1_s UT1-UTC; @param xp_arcsec @param yp_arcsec polar motion;
- *  @param lod_s excess length of day. At most 2 s, 2 arcseconds and 0.1 s. */
+ *  @param[in] dut1_s UT1-UTC, seconds, at most 2 either way.
+ *  @param[in] xp_arcsec,yp_arcsec polar motion, arcseconds, at most 2 either way.
+ *  @param[in] lod_s excess length of day, seconds, at most 0.1 either way.
+ *  @return 0, or 2 for a value beyond these bounds, which changes nothing. */
 OBS_FAMILY_API int32_t FamilySetEarthOrientation(double dut1_s, double xp_arcsec, double yp_arcsec, double lod_s);
 
 /** Daily values from a CSV file with the header `mjd,dut1_s,xp_arcsec,yp_arcsec,lod_s`, one line for each
  *  day (modified Julian date of 0h UTC, a whole number), the days without gaps. Linear between days, a leap
  *  second stays a step; before the first and after the last day the nearest day's values hold.
  *  Takes the place of what was set before.
+ *  @param[in] fileName name of the file.
  *  @return 0, or 2 when the file cannot be read, its header is wrong, it holds no day or a line is bad
  *          (named by its number); the former values then stay. */
 OBS_FAMILY_API int32_t FamilyLoadEarthOrientation(const char *fileName);

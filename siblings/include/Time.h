@@ -26,7 +26,7 @@ FAMILY_API void ds50todate14(double ds50, char text[14]);
 /// The same with a point before the milliseconds: YYDDDHHMMSS.sss.
 FAMILY_API void ds50todate15(double ds50, char text[15]);
 
-/// ds50 of a date: day + (3600 h + 60 m + s) / 86400 after the year's start. 0 for what is no date: a year outside
+/// ds50 of a date: day + (3600 h + 60 m + s) / 86400 after the year's start. 0 for what is not a date: a year outside
 /// 1900-2999, day 0 or past the year's end, an hour over 23, a minute over 59, or a number of seconds beyond a
 /// day either way (they may count back from the minute).
 FAMILY_API double tcomps2utc(std::int32_t year, std::int32_t dayOfYear, std::int32_t hour,

@@ -207,7 +207,7 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
     for (std::string name; std::getline(list, name);) EXPECT_TRUE(tried.contains(name)) << name << " is in no row";
 }
 
-// What is no observation is stored in neither key mode; what is one, whatever its kind, in both.
+// What is not an observation is stored in neither key mode; what is one, whatever its kind, in both.
 TEST_F(Failures, singleLinesInBothKeyModes) {
     const std::string csv = "U,5,211,2024,1,12,0,0" + std::string(48, ',');
     const std::string rf = "2024:01:15::12:34:56.123456 1500 1 2 1 CDE_ESP 0 CTU_ESP 0 25544 7 2024:01:15::12:34:56 1 A B C";

@@ -156,7 +156,7 @@ TEST(CsvCases, linesOfOtherLengths) {
     const std::string whole = joined(ownNumbers());
     FieldNotes notes;
     EXPECT_EQ(readGood(whole + ",,9", &notes).csvData->csvReal10, 56.5);
-    EXPECT_EQ(textsOf(notes), Texts{"ReadCsv: The line has 58 fields instead of 56; the ones behind these are ignored."});
+    EXPECT_EQ(textsOf(notes), Texts{"ReadCsv: The line has 58 fields instead of 56; the ones after these are ignored."});
     notes.clear();
     // The record is read into again: it has the parts of the last line alone.
     ObsRecord rec = readGood(whole);

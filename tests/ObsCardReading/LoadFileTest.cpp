@@ -57,7 +57,7 @@ TEST_F(LoadFileTest, countsAndNamesLinesInTheirOrder) {
 
 TEST_F(LoadFileTest, theStatusIsTheLastLines) {
     EXPECT_EQ(load(azElCard(1) + "\n" + badCard(2) + "\n* end\n"), 2);
-    EXPECT_EQ(load(badCard(2) + "\n" + azElCard(1) + "\n"), 0) << "a duplicate is no failure";
+    EXPECT_EQ(load(badCard(2) + "\n" + azElCard(1) + "\n"), 0) << "a duplicate is not a failure";
     EXPECT_EQ(load("* nothing\n\n"), 0);
     expectCounts(0, 0, 0);
     EXPECT_EQ(load(""), 0);
@@ -301,19 +301,19 @@ TEST_F(LoadFileTest, theOptionsOfALoad) {
     EXPECT_EQ(latestLoad().includesLeftOut, 1);
     EXPECT_EQ(loadWith(including, {.includes = Includes::none}), 0);
     expectCounts(1, 0, 0);
-    EXPECT_EQ(loadWith(including, {.mostIncludes = 1}), 0);
+    EXPECT_EQ(loadWith(including, {.maxIncludes = 1}), 0);
     expectCounts(2, 0, 0);
 
     std::string lines;
     for (int i = 0; i < 9; ++i) lines += badCard(i) + "\n";
-    EXPECT_EQ(loadWith(lines, {.mostLines = 9, .mostBadTold = 3}), 2);
+    EXPECT_EQ(loadWith(lines, {.maxLines = 9, .maxBadTold = 3}), 2);
     expectCounts(0, 0, 9);
     EXPECT_EQ(told_.size(), 3u);
     EXPECT_EQ(log_.errors.size(), 3u);
-    EXPECT_EQ(loadWith(lines + azElCard(1), {.mostLines = 9}), 2);
+    EXPECT_EQ(loadWith(lines + azElCard(1), {.maxLines = 9}), 2);
     EXPECT_EQ(latestLoad().lines.lines, 9);
     EXPECT_EQ(log_.errors.back(), "ReadOnlyObs: There are more than 9 lines; the others are not read.");
-    EXPECT_EQ(loadWith("OBSFIL below/in.txt\n" + lines, {.mostLines = 5}), 2);
+    EXPECT_EQ(loadWith("OBSFIL below/in.txt\n" + lines, {.maxLines = 5}), 2);
     EXPECT_EQ(latestLoad().lines.lines, 5) << "of both files";
 
     obskeymodeset(1);

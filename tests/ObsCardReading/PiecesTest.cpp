@@ -278,7 +278,7 @@ TEST_F(Pieces, programsReadLinesWithoutTheStore) {
         }
     };
     const auto at = [&text](int line) {
-        std::size_t offset = 3;  // behind the byte-order mark
+        std::size_t offset = 3;  // after the byte-order mark
         for (int i = 1; i < line; ++i) offset = text.find('\n', offset) + 1;
         return std::to_string(line) + "@" + std::to_string(offset);
     };

@@ -160,7 +160,7 @@ TEST(SlrBlocks, badHeaders) {
     for (const auto& [column, text, message] :
          {std::tuple{1, "7603902", "ReadSlr: Laser-ranging satellite 7603902 has no known satellite number, and no "
                                    "header H3 gives its catalogue number."},
-          {1, "0000103", "ReadSlr: Ranges to the Moon are no satellite observations: target 103 is Apollo 15."},
+          {1, "0000103", "ReadSlr: Ranges to the Moon are not satellite observations: target 103 is Apollo 15."},
           {13, "7998",
            "ReadSlr: Laser station 7998 has no known sensor number; a sensor of the station's own number would do."},
           {13, "1003", "ReadSlr: Laser station 1003 has no known sensor number."},

@@ -135,7 +135,7 @@ TEST_F(Crd, realFiles) {
          {6, 37372, 161, 25311, 77387.090794492349, 21504.364516926997},
          {6, 37372, 161, 25312, 694.188091794705, 20544.220841362199}},
         // 55432.0414338 0.047960587856 with a record 30 of that time; 11532.317500081099 0.021670462296. Three normal
-        // points of GIOVE-A stand there twice, and one of Jason 1 is in the full rate, too.
+        // points of GIOVE-A occur there twice, and one of Jason 1 is in the full rate, too.
         {"crd2_samples.crd",
          82,
          4,
@@ -206,7 +206,7 @@ TEST_F(Crd, records) {
         {"30 43200.5 0.0 0.0 0 0 1\n30 43200.5 na na\n30 43200.5 x 4\n10 43200.5 0.25 std 2", nullptr, 6, 43200.625},
         {"11", "ReadCrd: Record 11, second of day '' is missing."},
         {"10 -1.000 0.25 std 2", "ReadCrd: Record 10, second of day '-1.000' is missing."},
-        {"10 12h 0.25 std 2", "ReadCrd: Record 10, second of day '12h' is no number."},
+        {"10 12h 0.25 std 2", "ReadCrd: Record 10, second of day '12h' is not a number."},
         {"10 86401 0.25 std 2", "ReadCrd: Record 10, second of day '86401' is out of range."},
         {"10 -0.5 0.25 std 2", "ReadCrd: Record 10, second of day '-0.5' is out of range."},
         {"11 nan 0.25 std 2", "ReadCrd: Record 11, second of day 'nan' is out of range."},
@@ -217,7 +217,7 @@ TEST_F(Crd, records) {
         {"11 43200.5 -0.25 std 2", "ReadCrd: Record 11, time of flight '-0.25' is out of range."},
         {"11 43200.5 0.25 std", "ReadCrd: Record 11, epoch event '' is missing."},
         {"11 43200.5 0.25 std 5", "ReadCrd: Record 11, epoch event '5' is out of range."},
-        {"11 43200.5 0.25 std 2.5", "ReadCrd: Record 11, epoch event '2.5' is no number."},
+        {"11 43200.5 0.25 std 2.5", "ReadCrd: Record 11, epoch event '2.5' is not a number."},
         {"10 43200.5 0.25 std 2 7", "ReadCrd: Record 10, filter flag '7' is out of range."},
     };
     for (const Case& c : cases) {
@@ -264,18 +264,18 @@ TEST_F(Crd, headers) {
          "ReadSlr: Laser-ranging satellite 9912345 has no known satellite number, and no header H3 gives its catalogue "
          "number."},
         {kH12 + "H3 luna17 101 na na 0 1 3\n" + kStart,
-         "ReadSlr: Ranges to the Moon are no satellite observations: target 101 is Luna 17."},
+         "ReadSlr: Ranges to the Moon are not satellite observations: target 101 is Luna 17."},
         {v1 + "H3 Apollo 15       103 0101       -1 0 2\n" + kStart,
-         "ReadSlr: Ranges to the Moon are no satellite observations: target 103 is Apollo 15."},
+         "ReadSlr: Ranges to the Moon are not satellite observations: target 103 is Apollo 15."},
         {kH12 + "H3 GLONA 103    105501 4378    26997 0 1\n" + kStart, nullptr, 26997},
-        {kH12 + "H3 unknown abc 9001 -1 0 0 1\n" + kStart, "ReadCrd: Record H3, satellite id 'abc' is no number."},
+        {kH12 + "H3 unknown abc 9001 -1 0 0 1\n" + kStart, "ReadCrd: Record H3, satellite id 'abc' is not a number."},
         {kH12 + "H3 unknown 999 9001 -1 0 0 1\n" + kStart, "ReadCrd: Record H3, satellite id '999' is out of range."},
         {kH12 + kStart, "ReadCrd: No header H3 stands before the session."},
         {"H1 CRD 2 2021\nH2 GRZL na 34\n" + kStart, "ReadCrd: Record H2, station number 'na' is missing."},
         {kHead + h4 + "3 0\n", "ReadCrd: Record H4, the range type says that the session holds no ranges."},
         {kHead + h4 + "9 0\n", "ReadCrd: Record H4, range type '9' is out of range."},
         {kHead + "H4 1 2004 13 03 12 00 00\n", "ReadCrd: Record H4, start month '13' is out of range."},
-        {kHead + "H4 1 2003 02 29 12 00 00\n", "ReadCrd: Record H4, the start is no date of the calendar."},
+        {kHead + "H4 1 2003 02 29 12 00 00\n", "ReadCrd: Record H4, the start is not a date of the calendar."},
         {kHead + "H4 1 2004 10 03 na na na\n", "ReadCrd: Record H4, start hour 'na' is missing."},
         {kHead, noH4.c_str()},
         {kHead + kStart + "H8\n", noH4.c_str()},
@@ -398,7 +398,7 @@ TEST_F(Crd, linesOfOtherKindsAndNoise) {
     EXPECT_EQ(log_.informations[0],
               "ReadCrd: 1 of 1 ranges from line 9 on are flagged as noise; they are taken, with first indicator 1.");
     EXPECT_EQ(log_.informations[log_.informations.size() - 2],
-              "ReadSlr: 2 line(s) are no laser-ranging records and were left out, the first is line 3 (nonsense).");
+              "ReadSlr: 2 line(s) are not laser-ranging records and were left out, the first is line 3 (nonsense).");
 }
 
 // Sessions and blocks inside an observation file, files named there, and what is left to the second pass.

@@ -82,7 +82,7 @@ void note(int32_t severity, const char* text, void* messages) {
 TEST_F(ServicesTest, LastErrorBelongsToTheThread) {
     tracelogerror(std::string_view("first\0part", 10));
     std::thread([] { EXPECT_EQ(lastError(), ""); }).join();
-    traceloginfo("information is no error");
+    traceloginfo("information is not an error");
     EXPECT_EQ(lastError(), "first part");
 }
 

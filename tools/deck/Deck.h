@@ -86,7 +86,7 @@ struct Look {
     int indicator = 0, equinox = 0;
     bool withRange = false;        ///< on cards that carry a sensor position
     bool asB3e = false;
-    std::uint32_t fine = 0;        ///< B3E: the digits behind those of a B3 card; RF: what no card has
+    std::uint32_t fine = 0;        ///< B3E: the digits after those of a B3 card; RF: what no card has
 };
 
 std::vector<Look> makeLooks(const Options& options);

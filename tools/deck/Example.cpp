@@ -75,7 +75,7 @@ std::string badSecondCard(Look look, int year) {
     return text.substr(0, text.find('\n') + 1) + "SECOND CARD GARBLED, REPEAT FOLLOWS";
 }
 
-/// The line behind card 1 is taken for the second one, whatever it is; a comment is no loss.
+/// The line after card 1 is taken for the second one, whatever it is; a comment is not a loss.
 std::string missingSecondCard(Look look, int year) {
     const std::string text = twoCards(look, year);
     return text.substr(0, text.find('\n') + 1) + "* here a second card is missing";

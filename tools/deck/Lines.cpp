@@ -21,7 +21,7 @@ bool hasRange(const Look& look) {
     return (look.type >= 2 && look.type <= 4) || look.type == 6 || (hasSensorPosition(look.type) && look.withRange);
 }
 
-// ---- the digits behind those of a B3 card ---------------------------------------------------------
+// ---- the digits after those of a B3 card ---------------------------------------------------------
 
 int fineMicros(const Look& look) { return look.asB3e ? static_cast<int>(look.fine % 1000) : 0; }
 /// 1e-6 degrees.
@@ -190,7 +190,7 @@ void ttyCard2Values(char* c, const Look& look) {
     }
 }
 
-/// A card cut behind its values, which end with a mark.
+/// A card cut after its values, which end with a mark.
 std::string ttyCard(std::string text, const char* endMark) {
     text.resize(text.find_last_not_of(' ') + 1);
     return text += endMark;
@@ -213,7 +213,7 @@ std::string ttyMessage(const Look& look) {
 
 // ---- CSV lines -----------------------------------------------------------------------------------------
 
-/// Puts fields one behind the other; a real as the shortest text that gives it back.
+/// Puts fields one after the other; a real as the shortest text that gives it back.
 class CsvText {
 public:
     explicit CsvText(char secClass) : text_(1, secClass) {}

@@ -71,7 +71,7 @@ Result guarded(std::string_view name, Result failure, Body&& body,
     }
 }
 
-/// A caller's text, without the blanks around it (file names) or behind it (cards, whose columns count).
+/// A caller's text, without the blanks around it (file names) or after it (cards, whose columns count).
 std::string_view trimmedText(const char* text);
 inline CardText cardText(const char* text) {
     return CardText(family::chararrtostr(text));

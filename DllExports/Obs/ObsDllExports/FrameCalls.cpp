@@ -6,6 +6,7 @@
 
 namespace {
 
+// NOTE: fixed, as programs that compare the text of ObsGetInfo rely on it, and so that builds are reproducible.
 constexpr std::string_view kBuildDate = "Jun 11 2025";
 
 #define OBS_TEXT_OF(number) #number

@@ -17,8 +17,8 @@ using obs::kStatusRefused;
 bool areOptions(const ObsLoadOptions& options) {
     const auto isOneOfThree = [](int32_t choice) { return choice >= 0 && choice <= 2; };
     return options.size == sizeof options && options.ttyYear >= -1 && isOneOfThree(options.settingsLines) &&
-           isOneOfThree(options.includes) && options.mostLines >= 0 && options.mostBadTold >= 0 &&
-           options.mostIncludes >= 0;
+           isOneOfThree(options.includes) && options.maxLines >= 0 && options.maxBadTold >= 0 &&
+           options.maxIncludes >= 0;
 }
 
 /// A load goes on where memory does not suffice for the line.
@@ -84,8 +84,8 @@ int32_t ObsLoadFileWith(const char* fileName, int32_t gid, const ObsLoadOptions*
     }
     return loadFile("ObsLoadFileWith", "ObsLoadFile", fileName, gid, [&](std::string_view file, int32_t group) {
         return obs::readObsWith(file, {group, given.ttyYear, static_cast<obs::SettingsLines>(given.settingsLines),
-                                       static_cast<obs::Includes>(given.includes), false, given.mostLines,
-                                       given.mostBadTold, given.mostIncludes});
+                                       static_cast<obs::Includes>(given.includes), false, given.maxLines,
+                                       given.maxBadTold, given.maxIncludes});
     });
 }
 

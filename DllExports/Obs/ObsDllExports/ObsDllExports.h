@@ -13,6 +13,8 @@
  *    text, so a C string serves too. Text out: exactly 512 characters, blank-padded,
  *    without terminator.
  *  - Units: days since 1950 UTC (1.0 is 1950 January 1, 00:00), degrees, km, km/s.
+ *  - Groups: `gid` is the number of a group of observations, any integer; 0 is that of
+ *    observations that are loaded or added without one.
  *  - Results: 0 success; 2 unknown key or refused input. Functions that add return
  *    the key under which the observation is stored, 0 for a refused duplicate, -1 when
  *    nothing was added. While duplicates are accepted silently (FamilySetDupKeyMode) the
@@ -21,23 +23,34 @@
  *  - Every failure is written to the trace log as "Operation: reason", the operation being the function or what it
  *    called, and kept as the calling thread's last error (FamilyGetLastError in ObsFamily.h). It leaves what was there.
  *    SatNumFrObsKey and SenNumFrObsKey alone stay silent.
- *  - A null pointer where a text, an array or a result is due is refused with a message.
+ *  - A null pointer where a text, an array or a result is due is refused like any other bad input. What may be null
+ *    says so.
  *  - Threads: any function may be called from any thread. Readers of the store run beside
  *    each other and wait only while it is being changed; changes follow one another.
- *    Loading and saving files, and the settings (key mode, TTY year, callback), must
- *    not be used from two threads at once; the selection criteria may. Where an array has room for
- *    the keys that ObsGetCount told of, nobody may add observations between the two calls
- *    (ObsListKeys does not ask for that).
+ *    Loading and saving files, and the settings (key mode, TTY year, callbacks, corrections of laser ranges), must
+ *    not be used from two threads at once; the selection criteria may. Where an array must have room for
+ *    the keys that ObsGetCount counted, no thread may add observations between the two calls
+ *    (ObsListKeys takes the room and has no such rule).
  *  - fork: the child may go on with a copy of the store. If another thread was changing the
  *    store at that moment, the child's is refused: every call that needs it fails with a
  *    message. A fork waits for no load or save.
  *
- *  F, the observation field list, in this order: secClass, satNum, senNum, obsTime,
- *  elOrDec, azOrRa, range, rangeRate, elRate, azRate, rangeAccel, obsType, indicator1,
- *  indicator2, altSatNum1, altSatNum2, pos[3], vel[3]. `obsType` is the type's character
- *  ("0"-"9", "P", "V", "R", "M", "O"). For types 5 and 9 the range-rate slot carries the
- *  equinox indicator (0-3). `pos` and `vel` are those of the sensor for types 8, 9, M and
- *  O, of the satellite for P and V, and ignored or zero for the others. */
+ *  F, the observation field list, in this order: secClass (classification, "U", "C" or "S"), satNum, senNum (numbers
+ *  of satellite and sensor), obsTime (days since 1950 UTC), elOrDec (elevation or declination, degrees), azOrRa
+ *  (azimuth or right ascension, degrees), range (km), rangeRate (km/s), elRate, azRate, rangeAccel (as the cards have
+ *  them), obsType, indicator1, indicator2, altSatNum1, altSatNum2 (further satellite numbers, 0 none), pos[3] (km),
+ *  vel[3] (km/s). `obsType` is the type's character (see Types). For types 5 and 9 the range-rate slot carries the
+ *  equinox indicator (0-3). `pos` and `vel` are those of the sensor for types 8, 9, M and O, of the satellite for P
+ *  and V, and ignored or zero for the others.
+ *
+ *  Types, by number and character, and what an observation of each holds besides satellite, sensor and time: 0 range
+ *  rate; 1 azimuth and elevation; 2 these and range; 3 these and range rate; 4 these, their rates and the range's
+ *  acceleration; 5 right ascension and declination; 6 range; 7 position and velocity of the satellite; 8 azimuth and
+ *  elevation, 9 right ascension and declination from a sensor in space, with its position; 10 "P" position, 11 "V"
+ *  position and velocity of the satellite (ECI); 13 "R" differences of an RF source between two sites; 16 range; 18
+ *  "M" and 19 "O" as 8 and 9, with range.
+ *
+ *  "Addition." marks a function that goes beyond the interface that Obs shares with the libraries around it. */
 #ifndef OBS_DLL_EXPORTS_H
 #define OBS_DLL_EXPORTS_H
 
@@ -53,9 +66,9 @@
 extern "C" {
 #endif
 
-/* ---------------------------------------------------------------- frame ---- */
+/* -------------------------------------------------------------- library ---- */
 
-/** Addition. The version of this header; ObsGetInfo tells that of the library in use. */
+/** Addition. The version of this header; ObsGetInfo gives that of the library in use. */
 #define OBS_VERSION_MAJOR 0
 #define OBS_VERSION_MINOR 1
 #define OBS_VERSION_PATCH 0
@@ -79,12 +92,13 @@ OBS_API void ObsGetInfo(char info[512]);
 OBS_API void ObsSetTTYYear(int32_t year);
 
 /** @defgroup GetObsKeyMode GetObsKeyMode
+ *  What new keys are made of.
  *  @return this library's key mode: 0 field keys (at start), 1 address keys. */
 OBS_API int32_t GetObsKeyMode(void);
 
 /** @defgroup SetObsKeyMode SetObsKeyMode
  *  Sets the key mode of observations added from now on; stored ones keep their keys.
- *  The family's mode (FamilySetAllKeyMode) rules instead while it is switched on.
+ *  The family's mode (FamilySetAllKeyMode) takes precedence while it is switched on.
  *  Threads: before others add observations.
  *  @param[in] mode 0 field keys, 1 address keys.
  *  @return 0, or 2 for another mode. */
@@ -96,21 +110,29 @@ OBS_API int32_t SetObsKeyMode(int32_t mode);
  *  The key of a satellite, sensor and time: T * 10^10 + (satNum mod 10^7) * 10^3 +
  *  (senNum mod 10^3), T being tenths of a second since the start of the year's day count.
  *  The year is not part of the key.
+ *  @param[in] satNum,senNum numbers of satellite and sensor, 0 or more.
+ *  @param[in] obsTime days since 1950 UTC.
  *  @return the key, or -1 for a negative number or a time that is not within the years 1 to 9999. */
 OBS_API int64_t ObsFieldsToObsKey(int32_t satNum, int32_t senNum, double obsTime);
 
 /** @defgroup ObsFieldsToObsKeyML ObsFieldsToObsKeyML
- *  As ObsFieldsToObsKey, the key also stored through the last argument. */
+ *  As ObsFieldsToObsKey, the key also stored through the last argument.
+ *  @param[in]  satNum,senNum numbers of satellite and sensor, 0 or more.
+ *  @param[in]  obsTime days since 1950 UTC.
+ *  @param[out] obsKey the result once more.
+ *  @return as ObsFieldsToObsKey; -1 also for a null pointer. */
 OBS_API int64_t ObsFieldsToObsKeyML(int32_t satNum, int32_t senNum, double obsTime, int64_t *obsKey);
 
 /** @defgroup SatNumFrObsKey SatNumFrObsKey
- *  @return the satellite number of the stored observation with this key, -1 when there
- *          is none (not logged). */
+ *  The satellite number of a stored observation.
+ *  @param[in] obsKey key of a stored observation.
+ *  @return the number, -1 when no stored observation has this key (not logged). */
 OBS_API int32_t SatNumFrObsKey(int64_t obsKey);
 
 /** @defgroup SenNumFrObsKey SenNumFrObsKey
- *  @return the sensor number of the stored observation with this key, -1 when there
- *          is none (not logged). */
+ *  The sensor number of a stored observation.
+ *  @param[in] obsKey key of a stored observation.
+ *  @return the number, -1 when no stored observation has this key (not logged). */
 OBS_API int32_t SenNumFrObsKey(int64_t obsKey);
 
 /* -------------------------------------------------------------- loading ---- */
@@ -121,13 +143,17 @@ OBS_API int32_t SenNumFrObsKey(int64_t obsKey);
  *  sessions that follow it in the file; what it brings in shows in the counts only. Bad lines are logged and left
  *  out; the counts are logged at the end ("Total observations = ...") and kept for ObsGetLoadCounts.
  *  Threads: not beside another load or save; other functions may run meanwhile.
- *  @param[in] fileName 512 characters.
+ *  @param[in] fileName name of the file.
  *  @return the outcome of the last observation line (0 good or duplicate, 2 bad), or the
  *          system's error number when the file cannot be opened. */
 OBS_API int32_t ObsLoadFile(const char *fileName);
 
 /** @defgroup ObsLoadFileGID ObsLoadFileGID
- *  As ObsLoadFile; every observation added belongs to group `gid`. */
+ *  As ObsLoadFile; every observation added belongs to a group.
+ *  Threads: as ObsLoadFile.
+ *  @param[in] fileName name of the file.
+ *  @param[in] gid group of the observations; 0 none.
+ *  @return as ObsLoadFile. */
 OBS_API int32_t ObsLoadFileGID(const char *fileName, int32_t gid);
 
 /** What a load with options may do. All zeros but for the size is what ObsLoadFileGID does, other than that a
@@ -137,20 +163,20 @@ typedef struct ObsLoadOptions {
     int32_t ttyYear;       /* year of TTY cards at the start: 0 that of ObsSetTTYYear, -1 none, else the year */
     int32_t settingsLines; /* TTY_YEAR, SELOB and VM_DMA_OBS_ON lines: 0 act and stay in force, 1 act in this load */
                            /* alone, 2 do nothing */
-    int32_t includes;      /* files that OBSFIL and SLROBS lines name are read: 0 all, 1 those below the folder of the */
-                           /* deck, links followed, 2 none */
-    int64_t mostLines;     /* lines read, include files counted in; 0 any number, as with the limits below */
-    int64_t mostBadTold;   /* bad lines that are told one by one, in the log and by the callback */
-    int64_t mostIncludes;  /* include files read */
+    int32_t includes;      /* files that OBSFIL and SLROBS lines name are read: 0 all, 1 those below the folder of */
+                           /* the deck, links followed, 2 none */
+    int64_t maxLines;      /* lines read, include files counted in; 0 any number, as with the limits below */
+    int64_t maxBadTold;    /* bad lines that are reported one by one, in the log and by the callback */
+    int64_t maxIncludes;   /* include files read */
 } ObsLoadOptions;
 
 /** @defgroup ObsLoadFileWith ObsLoadFileWith
- *  Addition. As ObsLoadFileGID, within limits and without effects on later loads as the options say. What the options
- *  keep out is told by a message.
+ *  Addition. As ObsLoadFileGID, with limits, and without effects on later loads where the options say so. What the
+ *  options keep out is logged.
  *  Threads: as ObsLoadFile.
- *  @param[in] fileName 512 characters.
+ *  @param[in] fileName name of the file.
  *  @param[in] gid group of the observations; 0 none.
- *  @param[in] options null for the default.
+ *  @param[in] options see ObsLoadOptions; null for all zeros.
  *  @return as ObsLoadFile; 2 also for options of another size or out of range, and for more lines than allowed. */
 OBS_API int32_t ObsLoadFileWith(const char *fileName, int32_t gid, const ObsLoadOptions *options);
 
@@ -160,31 +186,43 @@ OBS_API int32_t ObsLoadFileWith(const char *fileName, int32_t gid, const ObsLoad
  *  of reflection), or of type 2 with the pointing angles that the file gives for it. Nothing is corrected unless
  *  ObsSetSlrCorrections asks for it. A station must be in the number table or be a known sensor under its
  *  pad number. Counts, log lines and callback as for ObsLoadFile; see docs/formats/slr.md.
+ *  Threads: as ObsLoadFile.
+ *  @param[in] fileName name of the file.
  *  @return as ObsLoadFile. */
 OBS_API int32_t ObsLoadSlrFile(const char *fileName);
 
 /** @defgroup ObsLoadSlrFileGID ObsLoadSlrFileGID
- *  As ObsLoadSlrFile; every observation added belongs to group `gid`. */
+ *  Addition. As ObsLoadSlrFile; every observation added belongs to a group.
+ *  Threads: as ObsLoadFile.
+ *  @param[in] fileName name of the file.
+ *  @param[in] gid group of the observations; 0 none.
+ *  @return as ObsLoadFile. */
 OBS_API int32_t ObsLoadSlrFileGID(const char *fileName, int32_t gid);
 
 /** @defgroup ObsLoadCard ObsLoadCard
  *  Loads one line that is an observation by itself.
+ *  @param[in] card B3, B3E, ECI, CSV or RF line, or a TTY card that needs no second one.
  *  @return 0 (also for a duplicate), or 2 for a bad line, a keyword line or an unrecognised one: nothing is stored,
  *          under field keys as under address keys. */
 OBS_API int32_t ObsLoadCard(const char *card);
 
 /** @defgroup ObsLoadTwoCards ObsLoadTwoCards
  *  Loads a TTY pair; any other observation line is taken from the first card.
+ *  @param[in] card1 first card, or any line that ObsLoadCard takes.
+ *  @param[in] card2 second card; blank where the first needs none.
  *  @return as ObsLoadCard. */
 OBS_API int32_t ObsLoadTwoCards(const char *card1, const char *card2);
 
 /** @defgroup ObsAddFrB3Card ObsAddFrB3Card
  *  Adds the observation of a B3 or B3E card (either case).
+ *  @param[in] b3Card the card.
  *  @return the key, 0 for a refused duplicate, -1 for a bad card. */
 OBS_API int64_t ObsAddFrB3Card(const char *b3Card);
 
 /** @defgroup ObsAddFrB3CardML ObsAddFrB3CardML
- *  As ObsAddFrB3Card, the key handed back through the last argument. */
+ *  As ObsAddFrB3Card, the key handed back through the last argument.
+ *  @param[in]  b3Card the card.
+ *  @param[out] obsKey the key, 0 for a refused duplicate, -1 for a bad card. */
 OBS_API void ObsAddFrB3CardML(const char *b3Card, int64_t *obsKey);
 
 /** @defgroup ObsAddFrTTYCards ObsAddFrTTYCards
@@ -194,22 +232,29 @@ OBS_API void ObsAddFrB3CardML(const char *b3Card, int64_t *obsKey);
 OBS_API int64_t ObsAddFrTTYCards(const char *card1, const char *card2);
 
 /** @defgroup ObsAddFrTTYCardsML ObsAddFrTTYCardsML
- *  As ObsAddFrTTYCards, the key handed back through the last argument. */
+ *  As ObsAddFrTTYCards, the key handed back through the last argument.
+ *  @param[in]  card1,card2 the cards; the second is blank for types that need none.
+ *  @param[out] obsKey the key, 0 for a refused duplicate, -1 for a bad card. */
 OBS_API void ObsAddFrTTYCardsML(const char *card1, const char *card2, int64_t *obsKey);
 
 /** @defgroup ObsAddFrCsv ObsAddFrCsv
  *  Adds the observation of a CSV line.
+ *  @param[in] csvLine the line.
  *  @return the key, 0 for a refused duplicate, -1 for a bad line. */
 OBS_API int64_t ObsAddFrCsv(const char *csvLine);
 
 /** @defgroup ObsAddFrCsvML ObsAddFrCsvML
- *  As ObsAddFrCsv, the key handed back through the last argument. */
+ *  As ObsAddFrCsv, the key handed back through the last argument.
+ *  @param[in]  csvLine the line.
+ *  @param[out] obsKey the key, 0 for a refused duplicate, -1 for a bad line. */
 OBS_API void ObsAddFrCsvML(const char *csvLine, int64_t *obsKey);
 
 /** @defgroup ObsAddFrFields ObsAddFrFields
  *  Adds an observation given as loose fields F. An equinox indicator 1-3 rotates to date; types 8 and 9 with
- *  a range above 0 are stored as 18 and 19. Without a satellite number the further ones, in turn, stand in
- *  for it in the key. A character that names no type is stored as type -1.
+ *  a range above 0 are stored as 18 and 19. Without a satellite number the key is made with the first of the further
+ *  ones that is not 0. A character that names no type is stored as type -1.
+ *  @param[in] secClass,satNum,senNum,obsTime,elOrDec,azOrRa,range,rangeRate,elRate,azRate,rangeAccel,obsType
+ *  @param[in] indicator1,indicator2,altSatNum1,altSatNum2,pos,vel fields F.
  *  @param[in] obsArr the array form, of which only the sigma list is read (elements 40-61: a count of 6, 7 or 21 and
  *             that many values, of which one is not 0).
  *  @return the key, 0 for a refused duplicate; -1 for an equinox indicator other than 0-3, when all three satellite
@@ -221,7 +266,11 @@ OBS_API int64_t ObsAddFrFields(char secClass, int32_t satNum, int32_t senNum, do
                                const double obsArr[64]);
 
 /** @defgroup ObsAddFrFieldsML ObsAddFrFieldsML
- *  As ObsAddFrFields, the key handed back through the last argument. */
+ *  As ObsAddFrFields, the key handed back through the last argument.
+ *  @param[in] secClass,satNum,senNum,obsTime,elOrDec,azOrRa,range,rangeRate,elRate,azRate,rangeAccel,obsType
+ *  @param[in] indicator1,indicator2,altSatNum1,altSatNum2,pos,vel fields F.
+ *  @param[in] obsArr as ObsAddFrFields.
+ *  @param[out] obsKey what ObsAddFrFields returns. */
 OBS_API void ObsAddFrFieldsML(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec,
                               double azOrRa, double range, double rangeRate, double elRate, double azRate,
                               double rangeAccel, char obsType, int32_t indicator1, int32_t indicator2,
@@ -237,25 +286,29 @@ OBS_API void ObsAddFrFieldsML(char secClass, int32_t satNum, int32_t senNum, dou
  *  and one of elements 23-34 is not 0, these are CSV data; else elements 33-39, if one is not 0, are biases. Sigmas,
  *  CSV data and biases that memory does not suffice for are left out without a message; ObsAddFrArrays refuses the
  *  observation then.
+ *  @param[in] obsArr 64 reals.
  *  @return the key, 0 for a refused duplicate, -1 when nothing could be added. */
 OBS_API int64_t ObsAddFrArray(const double obsArr[64]);
 
 /** @defgroup ObsAddFrArrayML ObsAddFrArrayML
- *  As ObsAddFrArray, the key handed back through the last argument. */
+ *  As ObsAddFrArray, the key handed back through the last argument.
+ *  @param[in]  obsArr 64 reals.
+ *  @param[out] obsKey what ObsAddFrArray returns. */
 OBS_API void ObsAddFrArrayML(const double obsArr[64], int64_t *obsKey);
 
 /** @defgroup ObsAddFrArrays ObsAddFrArrays
  *  Addition. Adds many observations in one call, with the same result as that many calls of ObsAddFrArray, except that
  *  none is stored without its sigmas, CSV data or biases: one for which memory does not suffice is refused.
  *  @param[in]  count   number of observations, 0 or more.
- *  @param[in]  obsArrs count times 64 reals, one observation behind the other.
+ *  @param[in]  obsArrs count times 64 reals, one observation after the other.
  *  @param[out] keys    what ObsAddFrArray would have returned for each; -1 where memory did not suffice.
  *  @return 0 when each was stored under a key of its own or accepted as a duplicate; 2 otherwise. */
 OBS_API int32_t ObsAddFrArrays(int32_t count, const double *obsArrs, int64_t *keys);
 
 /** @defgroup ObsGetLoadCounts ObsGetLoadCounts
  *  Addition. The counts of the latest file load, include files counted in.
- *  @param[out] loaded,duplicate,bad numbers of observation lines.
+ *  Threads: not during a load.
+ *  @param[out] loaded,duplicate,bad numbers of observation lines stored, refused as duplicates, and bad.
  *  @return 0, or 2 for a null pointer. */
 OBS_API int32_t ObsGetLoadCounts(int64_t *loaded, int64_t *duplicate, int64_t *bad);
 
@@ -266,7 +319,7 @@ typedef struct ObsLoadLines {
     int64_t lines;           /* in all */
     int64_t observations;    /* loaded, duplicate or bad; both cards of a TTY message */
     int64_t comments;        /* "*" in column 1, other lines with "#" there, and blank lines */
-    int64_t keywords;
+    int64_t keywords;        /* lines that begin with a keyword, whether or not it acts */
     int64_t laser;           /* of laser-ranging sessions and blocks, other than ranges */
     int64_t passedOver;      /* none of these: not read at all */
     int64_t zeroed;          /* values, not lines, that were taken as 0 because they could not be read */
@@ -275,6 +328,7 @@ typedef struct ObsLoadLines {
 
 /** @defgroup ObsGetLoadLines ObsGetLoadLines
  *  Addition. The account of every line of the latest file load.
+ *  Threads: not during a load.
  *  @param[in,out] lines its `size` is set by the caller.
  *  @return 0, or 2 for a null pointer or another size. */
 OBS_API int32_t ObsGetLoadLines(ObsLoadLines *lines);
@@ -285,7 +339,7 @@ OBS_API int32_t ObsGetLoadLines(ObsLoadLines *lines);
 #define OBS_LINE_DUPLICATE 3
 #define OBS_LINE_ZEROED 4
 #define OBS_LINE_PASSED_OVER 5
-/** Kinds that ObsReadLines reports besides: a keyword line; what there is to say of a line that is taken all the same. */
+/** Kinds that ObsReadLines reports besides: a keyword line; a remark on a line that is taken all the same. */
 #define OBS_LINE_KEYWORD 6
 #define OBS_LINE_NOTE 7
 /** Kinds that a file load reports besides, which no line count holds: a keyword line that cannot be obeyed and changes
@@ -299,7 +353,8 @@ OBS_API int32_t ObsGetLoadLines(ObsLoadLines *lines);
 #define OBS_LINE_BROKEN_OFF 12
 
 /** @defgroup ObsSetLoadCallback ObsSetLoadCallback
- *  Addition. Names each line of a file load that there is something to tell of, in the order of the file.
+ *  Addition. Reports each line of a file load that is bad, a duplicate or otherwise worth a message, in the order
+ *  of the file.
  *  Threads: not during a load.
  *  @param[in] report called on the loading thread with the kind (OBS_LINE_...), the name of
  *             the file as it was opened, the line's number from 1, and the reason; both
@@ -313,10 +368,11 @@ OBS_API void ObsSetLoadCallback(void (*report)(int32_t kind, const char *fileNam
 /** @defgroup ObsSetSlrCorrections ObsSetSlrCorrections
  *  Addition. What is applied to laser ranges read from now on; nothing at start. A correction that the file has
  *  applied is not applied again; one that cannot be computed is left out: the models need the weather, the
- *  wavelength, an elevation (above 3 and 10 degrees) and the station in the sensor library. The second indicator of
- *  a range tells what has been applied: a sum of 1 troposphere, 2 centre of mass (by the file or when it was read);
- *  4 the system delay is still in it.
- *  @param[in] troposphere 0 none, 1 Mendes-Pavlis, 2 Marini-Murray; a delay that the file gives goes before both.
+ *  wavelength, an elevation (above 3 degrees for Mendes-Pavlis, 10 for Marini-Murray) and the station in the sensor
+ *  library. The second indicator of a range says what has been applied: a sum of 1 troposphere, 2 centre of mass (by
+ *  the file or when it was read); 4 the system delay is still in it.
+ *  @param[in] troposphere model of its delay: 0 none, 1 Mendes-Pavlis, 2 Marini-Murray; a delay that the file gives
+ *             takes precedence over both.
  *  @param[in] centreOfMass nonzero: to the satellite's centre of mass, by the file or for LAGEOS 1 and 2, LARES
  *             and Ajisai.
  *  @return 0, or 2 for another troposphere. */
@@ -329,11 +385,11 @@ OBS_API int32_t ObsSetSlrCorrections(int32_t troposphere, int32_t centreOfMass);
 /** @defgroup ObsGetSlrCorrectionCounts ObsGetSlrCorrectionCounts
  *  Addition. What became of a correction that ObsSetSlrCorrections asked for, in the latest file load: of the ranges
  *  that were read, duplicates and include files counted in. All three are 0 when it was not asked for.
- *  Threads: as ObsGetLoadCounts.
+ *  Threads: not during a load.
  *  @param[in]  correction OBS_SLR_TROPOSPHERE or OBS_SLR_CENTRE_OF_MASS.
  *  @param[out] applied    number of ranges to which it was applied.
  *  @param[out] byFile     to which the file had applied it already.
- *  @param[out] notApplied to which it could not be applied; the log tells why.
+ *  @param[out] notApplied to which it could not be applied; the log says why.
  *  @return 0, or 2 for a null pointer or another correction. */
 OBS_API int32_t ObsGetSlrCorrectionCounts(int32_t correction, int64_t *applied, int64_t *byFile, int64_t *notApplied);
 
@@ -341,7 +397,11 @@ OBS_API int32_t ObsGetSlrCorrectionCounts(int32_t correction, int64_t *applied, 
 
 /** @defgroup ObsB3Parse ObsB3Parse
  *  Takes a B3, B3E, TTY (first card) or CSV line apart; right ascension and declination
- *  are rotated to date. Nothing is stored. Outputs are zero or blank before.
+ *  are rotated to date. Nothing is stored. The outputs are set to zero or blank first and stay
+ *  so after a failure.
+ *  @param[in]  b3Card the line.
+ *  @param[out] secClass,satNum,senNum,obsTime,elOrDec,azOrRa,range,rangeRate,elRate,azRate,rangeAccel,obsType
+ *  @param[out] indicator1,indicator2,altSatNum1,altSatNum2,pos fields F without `vel`.
  *  @return 0, or 2 for a line of another kind or a bad one. */
 OBS_API int32_t ObsB3Parse(const char *b3Card, char *secClass, int32_t *satNum, int32_t *senNum,
                            double *obsTime, double *elOrDec, double *azOrRa, double *range,
@@ -352,18 +412,20 @@ OBS_API int32_t ObsB3Parse(const char *b3Card, char *secClass, int32_t *satNum, 
 /** @defgroup ObsParse ObsParse
  *  Takes a line, or a TTY pair, into the array form; angles stay in the equinox that
  *  the card states. Nothing is stored.
- *  @param[out] obsArr 64 reals, cleared first.
+ *  @param[in]  line1 the line, or the first card of a TTY message.
+ *  @param[in]  line2 the second card; blank where there is none.
+ *  @param[out] obsArr the array form (see ObsDataToArray), 64 reals, cleared first.
  *  @return 0, or 2 for a line of another kind or a bad one. */
 OBS_API int32_t ObsParse(const char *line1, const char *line2, double obsArr[64]);
 
-/** Where a reading of lines stands; what the lines before mean for those that follow. Zeros but for the size at the
+/** How far a reading of lines has come; what the lines before mean for those that follow. Zeros but for the size at the
  *  start of a text, and `rotateToDate` 1 for records as loads make them. It may be copied and kept. */
 typedef struct ObsReadState {
     int32_t size;         /* sizeof(ObsReadState) */
     int32_t ttyYear;      /* of TTY cards, 0 none; TTY_YEAR lines change it */
     int32_t rotateToDate; /* nonzero: right ascension and declination are rotated to date */
-    int32_t troposphere;  /* corrections of laser ranges, as for ObsSetSlrCorrections */
-    int32_t centreOfMass;
+    int32_t troposphere;  /* correction of laser ranges, as ObsSetSlrCorrections takes it */
+    int32_t centreOfMass; /* the same */
     int32_t addressKeys;  /* a VM_DMA_OBS_ON line was read */
     int32_t laserSection; /* an SLROBS line without a name was read, and no record H9 since */
     int32_t isLast;       /* nonzero: the text ends with these bytes */
@@ -375,21 +437,25 @@ typedef struct ObsReadState {
  *  Addition. Reads lines of text as a load would, without the store, the log and the settings of the process. Settings
  *  lines act on the state, in their order; SELOB, OBSFIL and SLROBS lines are reported, and files that they name are
  *  not read. A line H1 CRD outside of a laser-ranging section is bad. An unfinished last line, and a first TTY card
- *  without its second, are left for the next call unless `isLast` is set: the state's `offset` tells where that begins.
+ *  without its second, are left for the next call unless `isLast` is set: the state's `offset` is where that begins.
  *  A laser-ranging session or block must be given whole: it ends where the bytes end.
  *  Threads: any number of calls at once, each on a state of its own.
- *  @param[in] bytes,length the text; need not end with a NUL.
- *  @param[in,out] state as it is behind the lines read; unchanged on failure.
+ *  @param[in] bytes the text; need not end with a NUL.
+ *  @param[in] length number of bytes, 0 or more.
+ *  @param[in,out] state as it is after the lines read; unchanged on failure.
  *  @param[in] observation called for each observation, in the order of the lines but for laser ranges, which come when
- *             their session ends: the array form (see ObsDataToArray), valid during the call, number of the line from 1
- *             and bytes before it.
- *  @param[in] report unless null called for each other thing to tell: kind (OBS_LINE_..., no duplicates), place (0, 0 for
- *             what concerns no single line), and the reason or, for a keyword line, the line.
+ *             their session ends, with the array form (see ObsDataToArray), valid during the call, the number of the
+ *             line from 1 and the number of bytes before it.
+ *  @param[in] report unless null called for each other thing to report, with its kind (OBS_LINE_..., no duplicates),
+ *             the number of the line and of the bytes before it (0, 0 for what concerns no single line), and the
+ *             reason or, for a keyword line, the line; the text ends with a NUL and is valid during the call.
  *  @param[in] user handed to both unchanged.
  *  @return 0, or 2 for a null pointer, a negative length, a state of another size, or memory running out. */
 OBS_API int32_t ObsReadLines(const char *bytes, int64_t length, ObsReadState *state,
-                             void (*observation)(const double obsArr[64], int64_t lineNumber, int64_t offset, void *user),
-                             void (*report)(int32_t kind, int64_t lineNumber, int64_t offset, const char *text, void *user),
+                             void (*observation)(const double obsArr[64], int64_t lineNumber, int64_t offset,
+                                                 void *user),
+                             void (*report)(int32_t kind, int64_t lineNumber, int64_t offset, const char *text,
+                                            void *user),
                              void *user);
 
 /** @defgroup ObsNextCut ObsNextCut
@@ -397,8 +463,9 @@ OBS_API int32_t ObsReadLines(const char *bytes, int64_t length, ObsReadState *st
  *  nor inside a block of laser ranges. Read from states that differ in `lines` and `offset` alone, the pieces give what
  *  the whole gives, if no TTY_YEAR and SLROBS line is in it.
  *  Threads: any.
- *  @param[in] bytes,length a text, or what is left of it from a cut on.
- *  @param[in] from a place in it.
+ *  @param[in] bytes a text, or what is left of it from a cut on.
+ *  @param[in] length number of bytes, 0 or more.
+ *  @param[in] from offset in it, bytes.
  *  @return the first cut at or after `from`; `length` when there is none; -1 for a null pointer or a place outside. */
 OBS_API int64_t ObsNextCut(const char *bytes, int64_t length, int64_t from);
 
@@ -406,12 +473,16 @@ OBS_API int64_t ObsNextCut(const char *bytes, int64_t length, int64_t from);
 
 /** @defgroup ObsGetB3Card ObsGetB3Card
  *  Writes a stored observation as a B3 (or ECI) card.
+ *  @param[in]  obsKey key of a stored observation.
  *  @param[out] b3Card 512 characters; a B3 card is columns 1-90. Blank on failure.
  *  @return 0, or 2 when no stored observation has this key. */
 OBS_API int32_t ObsGetB3Card(int64_t obsKey, char b3Card[512]);
 
 /** @defgroup ObsFieldsToB3Card ObsFieldsToB3Card
  *  Writes loose fields F as a B3 card. An equinox indicator 1-3 rotates to date first.
+ *  @param[in] secClass,satNum,senNum,obsTime,elOrDec,azOrRa,range,rangeRate,elRate,azRate,rangeAccel,obsType
+ *  @param[in] indicator1,indicator2,altSatNum1,altSatNum2,pos,vel fields F.
+ *  @param[out] b3Card 512 characters; blank on failure.
  *  @return 0, or 2 (and a blank card) for an equinox indicator other than 0-3. */
 OBS_API int32_t ObsFieldsToB3Card(char secClass, int32_t satNum, int32_t senNum, double obsTime,
                                   double elOrDec, double azOrRa, double range, double rangeRate,
@@ -422,12 +493,16 @@ OBS_API int32_t ObsFieldsToB3Card(char secClass, int32_t satNum, int32_t senNum,
 
 /** @defgroup ObsGetTTYCard ObsGetTTYCard
  *  Writes a stored observation as a TTY message.
+ *  @param[in]  obsKey key of a stored observation.
  *  @param[out] card1,card2 512 characters each; the second is blank for types that need none. Blank on failure.
  *  @return 0, or 2 when no stored observation has this key. */
 OBS_API int32_t ObsGetTTYCard(int64_t obsKey, char card1[512], char card2[512]);
 
 /** @defgroup ObsFieldsToTTYCard ObsFieldsToTTYCard
  *  Writes loose fields F as a TTY message. An equinox indicator 1-3 rotates to date first.
+ *  @param[in] secClass,satNum,senNum,obsTime,elOrDec,azOrRa,range,rangeRate,elRate,azRate,rangeAccel,obsType
+ *  @param[in] indicator1,indicator2,altSatNum1,altSatNum2,pos,vel fields F.
+ *  @param[out] card1,card2 512 characters each; the second is blank for types that need none.
  *  @return 0, or 2 (and blank cards) for an equinox indicator other than 0-3. */
 OBS_API int32_t ObsFieldsToTTYCard(char secClass, int32_t satNum, int32_t senNum, double obsTime,
                                    double elOrDec, double azOrRa, double range, double rangeRate,
@@ -439,12 +514,16 @@ OBS_API int32_t ObsFieldsToTTYCard(char secClass, int32_t satNum, int32_t senNum
 /** @defgroup ObsGetCsv ObsGetCsv
  *  Writes a stored observation as a CSV line, from which every real comes back bit for bit (a
  *  negative zero as zero; of times within two days of 1949 December 31 some within their last bits).
+ *  @param[in]  obsKey key of a stored observation.
  *  @param[out] csvLine 512 characters; blank on failure.
  *  @return 0, or 2 when no stored observation has this key or CSV cannot carry it (type 7). */
 OBS_API int32_t ObsGetCsv(int64_t obsKey, char csvLine[512]);
 
 /** @defgroup ObsFieldsToCsv ObsFieldsToCsv
  *  Writes loose fields F as a CSV line. An equinox indicator 1-3 rotates to date first.
+ *  @param[in] secClass,satNum,senNum,obsTime,elOrDec,azOrRa,range,rangeRate,elRate,azRate,rangeAccel,obsType
+ *  @param[in] indicator1,indicator2,altSatNum1,altSatNum2,pos,vel fields F.
+ *  @param[out] csvLine 512 characters; blank on failure.
  *  @return 0, or 2 (and a blank line) for an equinox indicator other than 0-3 or type 7. */
 OBS_API int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, double obsTime,
                                double elOrDec, double azOrRa, double range, double rangeRate,
@@ -455,6 +534,9 @@ OBS_API int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, do
 
 /** @defgroup ObsGetAllFields ObsGetAllFields
  *  The fields F of a stored observation.
+ *  @param[in]  obsKey key of a stored observation.
+ *  @param[out] secClass,satNum,senNum,obsTime,elOrDec,azOrRa,range,rangeRate,elRate,azRate,rangeAccel,obsType
+ *  @param[out] indicator1,indicator2,altSatNum1,altSatNum2,pos,vel fields F.
  *  @param[out] cleared 128 reals set to zero and not otherwise filled.
  *  @return 0, or 2 when no stored observation has this key (outputs zero or blank). */
 OBS_API int32_t ObsGetAllFields(int64_t obsKey, char *secClass, int32_t *satNum, int32_t *senNum,
@@ -472,6 +554,7 @@ OBS_API int32_t ObsGetAllFields(int64_t obsKey, char *secClass, int32_t *satNum,
  *  9, M and O the sensor's position alone); 22 equinox indicator of types with right ascension; 23-31 csvReals 1-9;
  *  32 csvReal10; 33 csvInt1; 34 csvInt2; 35 1 when csvChar is "T"; 33-39 the seven biases where there are no CSV data;
  *  40 number of sigmas, or 7 when there are CSV data; 41 on the sigmas. ObsGetElementInfo names each.
+ *  @param[in]  obsKey key of a stored observation.
  *  @param[out] obsArr 64 reals, cleared first.
  *  @return 0, or 2 when no stored observation has this key. */
 OBS_API int32_t ObsDataToArray(int64_t obsKey, double obsArr[64]);
@@ -479,12 +562,14 @@ OBS_API int32_t ObsDataToArray(int64_t obsKey, double obsArr[64]);
 /** @defgroup ObsDataToArrays ObsDataToArrays
  *  Addition. The array form of many stored observations in one call.
  *  @param[in]  count   number of keys, 0 or more.
- *  @param[out] obsArrs count times 64 reals, one observation behind the other; zeros for an unknown key.
+ *  @param[in]  keys    their keys.
+ *  @param[out] obsArrs count times 64 reals, one observation after the other; zeros for an unknown key.
  *  @return 0, or 2 when a key is unknown (logged once, with their number and the first). */
 OBS_API int32_t ObsDataToArrays(int32_t count, const int64_t *keys, double *obsArrs);
 
 /** @defgroup ObsArrToLines ObsArrToLines
  *  Writes an array form as cards; nothing is stored. Right ascension and declination stay in the array's equinox.
+ *  @param[in]  obsArr 64 reals, as ObsDataToArray gives them.
  *  @param[in]  format 0 B3 card, 1 TTY message, 2 CSV line.
  *  @param[out] line1,line2 512 characters each; the second is blank except for TTY messages that need it.
  *  @return 0, or 2 (and blank lines) for another format or an observation that CSV cannot carry (type 7). */
@@ -507,6 +592,8 @@ OBS_API int32_t ObsGetElementInfo(int32_t element, char name[512], char unit[512
  *  25-33 csvReals 1-9; 34 csvReal10; 35 csvInt1; 36 csvInt2; 37 csvChar. ObsGetFieldInfo names each.
  *  Reals have 15 decimals in up to 35 columns, more are asterisks. Indices 15, 16 and 36 have one column: above 9 or
  *  below 0 an asterisk. 17, 18 and 35 have nine.
+ *  @param[in]  obsKey key of a stored observation.
+ *  @param[in]  fieldIndex 1 to 37, as listed.
  *  @param[out] value 512 characters, left-adjusted; blank for another index, and for 25-37 when the
  *              observation has no CSV data.
  *  @return 0, or 2 when no stored observation has this key (logged under the name ObsGetAllFields). */
@@ -515,8 +602,9 @@ OBS_API int32_t ObsGetField(int64_t obsKey, int32_t fieldIndex, char value[512])
 /** @defgroup ObsSetField ObsSetField
  *  Sets one field of a stored observation from text. Neither ranges of values are checked nor types renumbered. (As
  *  with any change of a stored observation, right ascension and declination that are not of date are then rotated to
- *  date.) A text that is no number counts as 0. 25-37 change nothing where the observation has no CSV data; an index
+ *  date.) A text that is not a number counts as 0. 25-37 change nothing where the observation has no CSV data; an index
  *  that names no field changes nothing.
+ *  @param[in] obsKey key of a stored observation.
  *  @param[in] fieldIndex as ObsGetField; 2, 3 and 4 are refused, since they make up the key.
  *  @param[in] value 512 characters.
  *  @return 0; 2 when no stored observation has this key, the field is refused or, for 14, the character names
@@ -527,6 +615,9 @@ OBS_API int32_t ObsSetField(int64_t obsKey, int32_t fieldIndex, const char *valu
  *  Replaces the fields of a stored observation, all but satellite, sensor and time, by the rules of ObsAddFrFields.
  *  Sigmas, biases, CSV and RF data stay, and so do the vectors of a type 7 that stays one; vectors that the new type
  *  does not use become 0.
+ *  @param[in] obsKey key of a stored observation.
+ *  @param[in] secClass,elOrDec,azOrRa,range,rangeRate,elRate,azRate,rangeAccel,obsType
+ *  @param[in] indicator1,indicator2,altSatNum1,altSatNum2,pos,vel fields F without satellite, sensor and time.
  *  @return 0, or 2 when no stored observation has this key (logged under the name ObsGetAllFields) or for an equinox
  *          indicator other than 0-3. */
 OBS_API int32_t ObsUpdateFrFields(int64_t obsKey, char secClass, double elOrDec, double azOrRa, double range,
@@ -538,6 +629,7 @@ OBS_API int32_t ObsUpdateFrFields(int64_t obsKey, char secClass, double elOrDec,
  *  Addition. One field of many stored observations in one call, as reals: integers as they are, characters as their
  *  code, 0 where the observation has no CSV data.
  *  @param[in]  count      number of keys, 0 or more.
+ *  @param[in]  keys       their keys.
  *  @param[in]  fieldIndex 1 to 37, as ObsGetField.
  *  @param[out] values     count reals; "not a number" for an unknown key.
  *  @return 0, or 2 for another index (nothing is written) or when a key is unknown (logged once, with their number and
@@ -566,8 +658,9 @@ OBS_API int32_t ObsGetTypeInfo(int32_t obsType, char *typeChar, char name[512], 
 
 /* ---------------------------------------------------------------- states ---- */
 
-/** Elements of the states array. Those of one row are there together: the mask, an integer carried as a real, is the
- *  sum of the 2^bit of the rows that the observation determines; all others are 0.
+/** Elements of the states array: the index where each row begins. The values of a row are given all together or
+ *  not at all: the mask, an integer carried as a real, is the sum of the 2^bit of the rows that the observation
+ *  determines; all others are 0.
  *
  *  | elements | bit | holds                                  | unit                |
  *  |----------|-----|----------------------------------------|---------------------|
@@ -614,12 +707,13 @@ enum ObsStatesElement {
  *  What a type measures is given as it is, and all that follows from it: a direction also in the other pair of
  *  angles; with a range (types 2, 3, 4, 18, 19) the position; with the rates of type 4, in degrees per second, the
  *  velocity (also where they are 0). Types 6 and 16 give a range, 0 a range rate. Types 7, 10 and 11 are positions of
- *  date, 7 and 11 with velocity. The sensor is that of the sensor library, which turns with the Earth; every other type
- *  has it alone, 13 as well, whose differences of two sites are no range. Types 8, 9, 18 and 19 carry their own, a
- *  position of date, and in a stored observation its velocity unless that is 0; their azimuth and elevation are in its
- *  horizon on WGS84. Vectors of zeros, ranges of 0 and below, and elevations and declinations beyond 90 degrees are
- *  not there. Without its sensor, or with one whose place is not known, an observation gives what needs none. Right
- *  ascension with an equinox indicator 1-3 is rotated to date first.
+ *  date, 7 and 11 with velocity. Types 8, 9, 18 and 19 carry their sensor's position of date, and in a stored
+ *  observation its velocity unless that is 0; their azimuth and elevation are in its horizon on WGS84. For all others
+ *  the sensor is that of the sensor library, which turns with the Earth. A type that measures none of these gives its
+ *  sensor alone, 13 included, since its values are differences between two sites, not ranges. Vectors of zeros,
+ *  ranges of 0 and below, and elevations and declinations beyond 90 degrees count as absent. Without its sensor, or
+ *  with one whose place is not known, an observation gives what needs none. Right ascension with an equinox indicator
+ *  1-3 is rotated to date first.
  *  @param[in]  obsArr 64 reals, as ObsDataToArray gives them.
  *  @param[out] states 64 reals (OBS_STATES_...), cleared first.
  *  @return 0, or 2 when nothing is determined or the time is not within the years 1 to 9999. */
@@ -629,47 +723,62 @@ OBS_API int32_t ObsDataToStates(const double obsArr[64], double states[64]);
  *  As ObsDataToStates, for a stored observation and any time. At another time than its own a satellite with position
  *  and velocity (types 4, 7, 11) has moved on its two-body orbit, be it through the Earth, the sensor with the Earth,
  *  and all angles and ranges are what would be seen.
+ *  @param[in]  obsKey key of a stored observation.
  *  @param[out] states 64 reals (OBS_STATES_...), cleared first.
  *  @param[in]  time   days since 1950 UTC; 0 is the observation's own.
- *  @return 0, or 2 when no stored observation has this key, for another time than the own of an observation without
- *          velocity or of one that two-body motion does not lead there, and as ObsDataToStates. */
+ *  @return 0, or 2 when no stored observation has this key, for a time other than its own when it gives no velocity
+ *          or two-body motion cannot be followed to that time, and as ObsDataToStates. */
 OBS_API int32_t ObsGetStates(int64_t obsKey, double states[64], double time);
 
 /* ----------------------------------------------------------- conversions ---- */
 
 /** @defgroup ObsB3ToCsv ObsB3ToCsv
  *  Converts a B3 or B3E card (either case) into a CSV line. Nothing is stored.
+ *  @param[in]  b3Card the card.
+ *  @param[out] csvLine 512 characters.
  *  @return 0, or 2 (and a blank line) for a bad card. */
 OBS_API int32_t ObsB3ToCsv(const char *b3Card, char csvLine[512]);
 
 /** @defgroup ObsCsvToB3 ObsCsvToB3
  *  Converts a CSV line into a B3 card. Nothing is stored.
- *  @param[in] newSatNum satellite number to write, 1 to 339999; 0 keeps the line's.
+ *  @param[in]  csvLine the line.
+ *  @param[in]  newSatNum satellite number to write, 1 to 339999; 0 keeps the line's.
+ *  @param[out] b3Card 512 characters.
  *  @return 0, or 2 (and a blank card) for a bad line or satellite number. */
 OBS_API int32_t ObsCsvToB3(const char *csvLine, int32_t newSatNum, char b3Card[512]);
 
 /** @defgroup ObsCsvToTTY ObsCsvToTTY
- *  As ObsCsvToB3, into a TTY message. */
+ *  Converts a CSV line into a TTY message. Nothing is stored.
+ *  @param[in]  csvLine the line.
+ *  @param[in]  newSatNum as ObsCsvToB3.
+ *  @param[out] card1,card2 512 characters each; the second is blank for types that need none.
+ *  @return 0, or 2 (and blank cards) for a bad line or satellite number. */
 OBS_API int32_t ObsCsvToTTY(const char *csvLine, int32_t newSatNum, char card1[512], char card2[512]);
 
 /** @defgroup ObsTTYToCsv ObsTTYToCsv
  *  Converts a TTY message into a CSV line; the TTY year must be set. Nothing is stored.
+ *  @param[in]  card1,card2 the cards; the second is blank for types that need none.
+ *  @param[out] csvLine 512 characters.
  *  @return 0, or 2 (and a blank line) for bad cards. */
 OBS_API int32_t ObsTTYToCsv(const char *card1, const char *card2, char csvLine[512]);
 
 /** @defgroup ObsTypeCToI ObsTypeCToI
- *  @return the observation type of a character: 0-9, 10 "P", 11 "V", 13 "R", 18 "M", 19 "O" (either case); -1 and a
- *          message for any other. */
+ *  The number of an observation type.
+ *  @param[in] obsTypeChar its character, in either case.
+ *  @return 0-9, 10 "P", 11 "V", 13 "R", 18 "M", 19 "O"; -1 and a message for any other. */
 OBS_API int32_t ObsTypeCToI(char obsTypeChar);
 
 /** @defgroup ObsTypeIToC ObsTypeIToC
- *  @return the character of an observation type; a blank and a message for one that has none. */
+ *  The character of an observation type.
+ *  @param[in] obsType its number.
+ *  @return the character; a blank and a message for a number that has none. */
 OBS_API char ObsTypeIToC(int32_t obsType);
 
 /* ----------------------------------------------------------------- store ---- */
 
 /** @defgroup ObsGetCount ObsGetCount
- *  @return the number of stored observations. */
+ *  How many observations the store holds.
+ *  @return their number. */
 OBS_API int32_t ObsGetCount(void);
 
 /** @defgroup ObsGetLoaded ObsGetLoaded
@@ -680,22 +789,28 @@ OBS_API int32_t ObsGetCount(void);
  *  9 (0, above 10) ascending key; 10 satellite, sensor, time.
  *  A negative order lists ascending, a positive one descending, except that 9 ascends.
  *  An empty store leaves `keys` as it was.
- *  @param[out] keys room for ObsGetCount keys. */
+ *  @param[in]  order as listed.
+ *  @param[out] keys  room for ObsGetCount keys. */
 OBS_API void ObsGetLoaded(int32_t order, int64_t *keys);
 
 /** @defgroup ObsGetCountGID ObsGetCountGID
- *  @return the number of stored observations of a group; those loaded without one are group 0. */
+ *  How many observations of a group the store holds.
+ *  @param[in] gid the group.
+ *  @return their number. */
 OBS_API int32_t ObsGetCountGID(int32_t gid);
 
 /** @defgroup ObsGetLoadedGID ObsGetLoadedGID
  *  As ObsGetLoaded, for the observations of a group.
- *  @param[out] keys room for ObsGetCountGID keys. */
+ *  @param[in]  gid   the group.
+ *  @param[in]  order as ObsGetLoaded.
+ *  @param[out] keys  room for ObsGetCountGID keys. */
 OBS_API void ObsGetLoadedGID(int32_t gid, int32_t order, int64_t *keys);
 
 /** @defgroup ObsListKeys ObsListKeys
  *  Addition. Lists keys as ObsGetLoaded does, with the room that there is: others may add observations meanwhile.
  *  @param[in]  order as ObsGetLoaded.
- *  @param[in]  useGid nonzero to list the observations of group `gid` alone.
+ *  @param[in]  useGid nonzero to list the observations of one group alone.
+ *  @param[in]  gid that group; not looked at when `useGid` is 0.
  *  @param[in]  room number of keys that `keys` has room for, 0 or more. With 0 `keys` may be null.
  *  @param[out] keys the first `room` keys of the order, or all if there are fewer.
  *  @param[out] count how many there are, whether or not they fit; 0 after a refusal.
@@ -705,24 +820,28 @@ OBS_API int32_t ObsListKeys(int32_t order, int32_t useGid, int32_t gid, int32_t 
 
 /** @defgroup ObsRemoveGID ObsRemoveGID
  *  Removes the observations of a group, one by one: others may read, and see a part of it, meanwhile.
+ *  @param[in] gid the group.
  *  @return 0 (also for an empty group, and when memory did not suffice and nothing was removed, which is logged), or 2
  *          when a removal failed; the rest then stays. */
 OBS_API int32_t ObsRemoveGID(int32_t gid);
 
 /** @defgroup ObsRemove ObsRemove
+ *  Removes a stored observation.
+ *  @param[in] obsKey key of a stored observation.
  *  @return 0, or 2 when no stored observation has this key. */
 OBS_API int32_t ObsRemove(int64_t obsKey);
 
 /** @defgroup ObsRemoveKeys ObsRemoveKeys
  *  Addition. Removes many observations in one call; others may read, and see a part of them gone, meanwhile.
  *  @param[in] count number of keys, 0 or more.
+ *  @param[in] keys the keys.
  *  @return 0, or 2 when a key is unknown or occurs twice (logged once, with their number and the first); the others
  *          are removed. */
 OBS_API int32_t ObsRemoveKeys(int32_t count, const int64_t *keys);
 
 /** @defgroup ObsRemoveAll ObsRemoveAll
- *  Empties the store and gives its memory back to the system, that behind address keys included; their addresses are
- *  never given out again.
+ *  Empties the store and gives its memory back to the system, that of the handles of address keys included; their
+ *  addresses are never given out again.
  *  @return 0. */
 OBS_API int32_t ObsRemoveAll(void);
 
@@ -752,20 +871,22 @@ OBS_API void ObsResetSelObs(void);
  *
  *  A criterion is name=value, name!=value, or name<value with one of < <= > >=. After = and != a value may be a list
  *  with commas, which means any of its members (with !=: none), and each member a range low:high or low..high, both
- *  ends included, either of which may be left out. Criteria are joined by "and" or a blank and by "or", turned round
- *  by "not" (which goes before "and", and that before "or") and grouped by parentheses. One list of criteria joined by
- *  "and" has each name with = once. Double quotes may enclose all. Blank asks for nothing.
- *  "sat=5,25544 sen=211:220 (time=2024-01-01:2024-01-31 or year<2020) not el<10".
+ *  ends included, either of which may be left out. Criteria are joined by "and" or a blank and by "or", negated by
+ *  "not" (which takes precedence over "and", and that over "or") and grouped by parentheses. One list of criteria
+ *  joined by "and" has each name with = once. Double quotes may enclose all. A blank text has no criteria: every
+ *  observation meets it.
+ *  An example: "sat=5,25544 sen=211:220 (time=2024-01-01:2024-01-31 or year<2020) not el<10".
  *
  *  The names: sat (satNum; also A0001 and so on, or the name of a laser target in quotes, "lageos1"); sen (senNum, or
  *  in quotes the description of a sensor of the sensor library, which must be loaded by then); type (number or
- *  character; 8 and 9 include those with a range, M and O); class (U, C, S in either case); time (days since 1950 with a point, or a
- *  date: 2024-01-31, 2024-031 or 24031, with a time of day 2024-01-31T12:30:00.5 or 24031123000500 or less of either);
- *  year (four digits); el (elevation or declination, degrees); az (azimuth or right ascension, degrees; 350:10 goes
- *  through 0); range (km); rate (range rate, km/s); gid; ind1, ind2 (the indicators). Quotes are double or single. A
- *  number may carry a unit: km, m; km/s, m/s; deg, rad, arcmin, arcsec. A date stands for all of its day, hour, minute
- *  or second. A colon separates times where neither end has a "T"; ".." always does. Seven digits that are a date both
- *  as YYDDDHH and as YYYYDDD are refused; a SELOB line takes them for YYDDDHH and logs that as information.
+ *  character; 8 and 9 include those with a range, M and O); class (U, C, S in either case); time (days since 1950
+ *  with a point, or a date: 2024-01-31, 2024-031 or 24031, with a time of day 2024-01-31T12:30:00.5 or 24031123000500
+ *  or less of either); year (four digits); el (elevation or declination, degrees); az (azimuth or right ascension,
+ *  degrees; 350:10 goes through 0); range (km); rate (range rate, km/s); gid; ind1, ind2 (the indicators). Quotes are
+ *  double or single. A number may carry a unit: km, m; km/s, m/s; deg, rad, arcmin, arcsec. A date means all of
+ *  its day, hour, minute or second. A colon separates times where neither end has a "T"; ".." always does. Seven
+ *  digits that are a date both as YYDDDHH and as YYYYDDD are refused; a SELOB line takes them for YYDDDHH and logs
+ *  that as information.
  *
  *  An observation whose type does not carry a quantity meets no criterion about it, != included, and so meets each
  *  such criterion after "not".
@@ -776,7 +897,7 @@ OBS_API int32_t ObsSetSelObs(const char *criteria);
 
 /** @defgroup ObsGetSelectedByText ObsGetSelectedByText
  *  Addition. Lists the keys of the stored observations that meet a text of criteria; the global criteria are neither
- *  asked nor changed.
+ *  applied nor changed.
  *  @param[in]  criteria 512 characters, as ObsSetSelObs.
  *  @param[in]  order    as ObsGetLoaded.
  *  @param[out] count    number of keys, or -1 for a text that is refused (logged).
@@ -784,22 +905,22 @@ OBS_API int32_t ObsSetSelObs(const char *criteria);
 OBS_API void ObsGetSelectedByText(const char *criteria, int32_t order, int32_t *count, int64_t *keys);
 
 /** @defgroup ObsGetTermCounts ObsGetTermCounts
- *  Addition. A dry run of ObsGetSelectedByText: how many observations it would list, and how many each term drops. Terms
- *  are the criteria and parentheses that "and" or a blank joins, or the whole text where it has an "or" outside of
- *  parentheses.
+ *  Addition. A dry run of ObsGetSelectedByText: how many observations it would list, and how many each term drops.
+ *  Terms are the criteria and parentheses that "and" or a blank joins, or the whole text where it has an "or" outside
+ *  of parentheses.
  *  @param[in]  criteria 512 characters, as ObsSetSelObs.
- *  @param[in]  room     elements of each array.
+ *  @param[in]  room     number of elements that each array has room for, 0 or more; with 0 they may be null.
  *  @param[out] selected number of observations that meet all terms.
  *  @param[out] terms    number of terms, which may be above room.
  *  @param[out] firstColumns columns where the terms begin in the text, from 1; after a refusal the first element is
  *              where the fault begins.
  *  @param[out] lastColumns  columns where they end.
- *  @param[out] drops    numbers of observations that do not meet the term, each term counted by itself.
+ *  @param[out] drops    for each term the number of observations that do not meet it, each term counted by itself.
  *  @return 0, or 2 for a text that is refused (logged; selected and terms are then 0). */
 OBS_API int32_t ObsGetTermCounts(const char *criteria, int32_t room, int32_t *selected, int32_t *terms,
                                  int32_t *firstColumns, int32_t *lastColumns, int32_t *drops);
 
-/** Number of criteria that ObsGetSelectionCounts tells of. */
+/** Number of criteria that ObsGetSelectionCounts counts for. */
 #define OBS_CRITERIA 10
 
 /** @defgroup ObsGetSelectionCounts ObsGetSelectionCounts
@@ -807,8 +928,8 @@ OBS_API int32_t ObsGetTermCounts(const char *criteria, int32_t room, int32_t *se
  *  @param[in]  criteria 32 reals, as ObsGetSelected.
  *  @param[out] selected number of observations that meet all.
  *  @param[out] dropped  OBS_CRITERIA numbers: observations that do not meet the criterion, each counted by itself, for
- *              time, satellite, sensor, elevation, azimuth, range, range rate, type, classification, group. Terms of the
- *              global criteria that are more than one criterion, or about indicators, are in none of them
+ *              time, satellite, sensor, elevation, azimuth, range, range rate, type, classification, group. Terms of
+ *              the global criteria that are more than one criterion, or about indicators, are in none of them
  *              (ObsGetTermCounts).
  *  @return 0, or 2 for refused criteria (logged; the numbers are 0). */
 OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t *selected, int32_t dropped[OBS_CRITERIA]);
@@ -819,25 +940,33 @@ OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t *select
  *  Writes all observations in ascending key order, as they were at one moment. The data are flushed to the disk before
  *  the file takes the place of an old one, the folder after it. A file that is appended to gets its last line ended
  *  first, and is cut back to its former length when the save fails.
- *  Threads: not beside another load or save. Readers go on meanwhile; who adds, changes or removes observations waits
- *  until all is written: about half a second for a million, into a pipe as long as its reader takes.
+ *  Threads: not beside another load or save. Readers go on meanwhile; a thread that adds, changes or removes
+ *  observations waits until all is written: about half a second for a million, into a pipe as long as its reader
+ *  takes.
+ *  @param[in] fileName name of the file.
  *  @param[in] saveMode 0 creates the file, or replaces it once completely written;
  *             any other value appends.
  *  @param[in] saveForm 0 B3, 1 TTY, 2 CSV, 3 RF; any other writes no line. An
  *             observation that the form cannot carry is left out.
  *  @return 0, or the system's error number when the file cannot be opened. A failing write
- *          is logged with its reason; ObsGetSaveCounts tells of it. */
+ *          is logged with its reason; ObsGetSaveCounts gives it as well. */
 OBS_API int32_t ObsSaveFile(const char *fileName, int32_t saveMode, int32_t saveForm);
 
 /** @defgroup ObsSaveFileGID ObsSaveFileGID
- *  As ObsSaveFile, for the observations of one group. An empty store touches no file. */
+ *  As ObsSaveFile, for the observations of one group. No file is touched when the store is empty.
+ *  Threads: as ObsSaveFile.
+ *  @param[in] fileName name of the file.
+ *  @param[in] gid the group.
+ *  @param[in] saveMode,saveForm as ObsSaveFile.
+ *  @return as ObsSaveFile. */
 OBS_API int32_t ObsSaveFileGID(const char *fileName, int32_t gid, int32_t saveMode, int32_t saveForm);
 
 /** @defgroup ObsSaveSlrFile ObsSaveSlrFile
  *  Addition. Writes the ranges of laser stations (types 2 and 6) as a CRD file, version 2, in sessions of one station
- *  and satellite each. Other observations, and what CRD cannot carry, are left out; an information line tells both
- *  counts when all was written. The header of a session says what its ranges' second indicators say, as a sum: 1 the
- *  troposphere has been applied, 2 the centre of mass, 4 the ranges contain the station's system delay.
+ *  and satellite each. Other observations, and what CRD cannot carry, are left out; an information line gives both
+ *  counts when all was written. The header of a session states what the second indicators of its ranges state, as a
+ *  sum: 1 the troposphere has been applied, 2 the centre of mass, 4 the ranges contain the station's system delay.
+ *  @param[in] fileName name of the file.
  *  @param[in] saveMode 0 creates the file, or replaces it once completely written; any other value
  *             appends, the end mark of what is there moving to the new end.
  *  @param[in] dataType 0 full rate, 1 normal points.
@@ -846,19 +975,25 @@ OBS_API int32_t ObsSaveFileGID(const char *fileName, int32_t gid, int32_t saveMo
 OBS_API int32_t ObsSaveSlrFile(const char *fileName, int32_t saveMode, int32_t dataType);
 
 /** @defgroup ObsSaveSlrFileGID ObsSaveSlrFileGID
- *  Addition. As ObsSaveSlrFile, for the observations of one group. An empty store touches no file. */
+ *  Addition. As ObsSaveSlrFile, for the observations of one group. No file is touched when the store is empty.
+ *  Threads: as ObsSaveFile.
+ *  @param[in] fileName name of the file.
+ *  @param[in] gid the group.
+ *  @param[in] saveMode,dataType as ObsSaveSlrFile.
+ *  @return as ObsSaveSlrFile. */
 OBS_API int32_t ObsSaveSlrFileGID(const char *fileName, int32_t gid, int32_t saveMode, int32_t dataType);
 
 /** @defgroup ObsGetSaveCounts ObsGetSaveCounts
  *  Addition. What became of the observations of the latest save, a file of laser ranges included: of all, or of its
  *  group's.
+ *  Threads: not during a save.
  *  @param[out] written     observations that the file holds, altered ones included.
  *  @param[out] leftOut     observations without a line.
  *  @param[out] altered     observations with a line that does not bring them back: of one of the kinds OBS_SAVE_...
  *              but the first. Rounding to the columns of a form, and fields that the form does not have, are none.
  *  @param[out] systemError 0 when the file is complete and on the disk; else the system's error number of opening,
- *              writing or flushing it, and the numbers before tell what was tried. A file that was to be replaced or
- *              appended to is then as it was, unless its folder alone could not be flushed (the log tells).
+ *              writing or flushing it, and the other numbers are what was tried. A file that was to be replaced or
+ *              appended to is then as it was, unless its folder alone could not be flushed (the log says so).
  *  @return 0, or 2 for a null pointer. */
 OBS_API int32_t ObsGetSaveCounts(int64_t *written, int64_t *leftOut, int64_t *altered, int32_t *systemError);
 
@@ -875,6 +1010,7 @@ OBS_API int32_t ObsGetSaveCounts(int64_t *written, int64_t *leftOut, int64_t *al
 
 /** @defgroup ObsGetSaveCountOf ObsGetSaveCountOf
  *  Addition. How many observations of the latest save are of a kind; one may be of several.
+ *  Threads: not during a save.
  *  @param[in] kind OBS_SAVE_...
  *  @return the number, or -1 for another kind. */
 OBS_API int64_t ObsGetSaveCountOf(int32_t kind);
@@ -882,9 +1018,9 @@ OBS_API int64_t ObsGetSaveCountOf(int32_t kind);
 /** @defgroup ObsSetSaveCallback ObsSetSaveCallback
  *  Addition. Names each observation that a save leaves out or alters, by ascending key, once for each reason.
  *  Threads: not during a save.
- *  @param[in] report called on the saving thread, when the file is closed, with the key, the kind (OBS_SAVE_...) and the
- *             reason, a text that ends with a NUL and stays. It may call the library, but not load or save. Null ends
- *             the reports.
+ *  @param[in] report called on the saving thread, when the file is closed, with the key, the kind (OBS_SAVE_...) and
+ *             the reason, a text that ends with a NUL and stays valid. It may call the library, but not load or save.
+ *             Null ends the reports.
  *  @param[in] user handed to `report` unchanged. */
 OBS_API void ObsSetSaveCallback(void (*report)(int64_t obsKey, int32_t kind, const char *reason, void *user),
                                 void *user);

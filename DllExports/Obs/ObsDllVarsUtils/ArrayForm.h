@@ -13,7 +13,7 @@ namespace obs {
 
 inline constexpr std::size_t kArrayLength = 64;
 
-/// The sigma list: its length, or the mark of CSV data, and behind it up to 21 values.
+/// The sigma list: its length, or the mark of CSV data, and after it up to 21 values.
 inline constexpr std::size_t kSigmaCountElement = 40, kSigmasEnd = 62;
 
 /// What an element holds, for the documents and other languages.
@@ -25,12 +25,12 @@ struct ElementDef {
 /// The element with a number from 0 to 63, or nothing.
 std::optional<ElementDef> elementDef(std::int32_t element);
 
-/// Fills the array, elements 0 to 63 cleared first; element k stands at k times `stride`. Where optional parts share
+/// Fills the array, elements 0 to 63 cleared first; element k is at k times `stride`. Where optional parts share
 /// elements the later one of biases (33-39), sigmas (40 on) and CSV data (23-35, and 7 in element 40) deliberately
 /// overwrites the earlier.
 void obsrec2arr(const ObsRecord& rec, double* obsArr, std::size_t stride = 1);
 
-/// Builds a record from an array. Integers are truncated toward zero; what is no number is 0, what is out of range
+/// Builds a record from an array. Integers are truncated toward zero; what is not a number is 0, what is out of range
 /// the nearest limit. A nonzero `rotateFlag` rotates right ascension and declination to date and is kept in the record.
 /// A part that memory does not suffice for is left out.
 ObsRecord obsarr2obsrec(const double* obsArr, std::int32_t rotateFlag = 1);
@@ -42,7 +42,7 @@ void attachSigmas(const double* obsArr, ObsRecord& rec);
 /// Adds the observation of an array. Returns the key, 0 for a refused duplicate, -1 when nothing could be added.
 std::int64_t addfrarray(const double* obsArr);
 
-/// Adds the observations of `count` arrays standing behind one another, with the same result as one by one, except that
+/// Adds the observations of `count` arrays standing one after another, with the same result as one by one, except that
 /// none is added without its optional parts. Returns whether each got a key. Throws std::bad_alloc when memory did not
 /// suffice for one, whose key is -1.
 bool addfrarrays(std::size_t count, const double* obsArrs, std::int64_t* keys);

@@ -103,7 +103,11 @@ constexpr std::array<IndexedField, kIndices> kFields = [] {
     });
     return fields;
 }();
-static_assert(std::none_of(kFields.begin(), kFields.end(), [](const IndexedField& field) { return field.facts == nullptr; }));
+static_assert([] {  // an index without a row does not compile
+    for (std::size_t i = 0; i < kIndices; ++i)
+        if (kFields[i].facts->index != static_cast<int>(i) + 1) return false;
+    return true;
+}());
 
 }  // namespace
 

@@ -29,7 +29,7 @@ struct IndexedField {
     /// Value as a real: characters as their code, "not there" as 0.
     double (*value)(const ObsRecord& rec);
 
-    /// Takes the value of a text without blanks in front; a text that is no number counts as what the common number
+    /// Takes the value of a text without blanks in front; a text that is not a number counts as what the common number
     /// routines take it for. False, nothing being changed, for a character that names no observation type. A field
     /// in a part that the record lacks stays away.
     bool (*set)(std::string_view text, ObsRecord& rec);

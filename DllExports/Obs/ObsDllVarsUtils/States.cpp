@@ -53,7 +53,7 @@ double withinTurn(double degrees) {
 
 // --- What was measured ---------------------------------------------------------------------
 
-/// NOTE: an angle beyond the zenith or the pole is no direction, and a range of 0 none of a satellite.
+/// NOTE: an angle beyond the zenith or the pole is not a direction, and a range of 0 none of a satellite.
 void takeMeasured(const ObsRecord& rec, Known& known) {
     const bool isDirection = std::fabs(rec.elOrDec) <= 90 && std::isfinite(rec.azOrRa);
     if (ObsHasAzEl(rec.obsType) && isDirection) {
@@ -128,7 +128,7 @@ void fill(double& value, double from) {
 void completeSeen(const ObsRecord& rec, Known& known) {
     if (!known.sensor) return;
     const bool isPlaced = isFinite(known.satellite.posKm);
-    // A measured direction goes before one from a position, which near the sensor is nothing but rounding.
+    // A measured direction takes precedence over one from a position, which near the sensor is nothing but rounding.
     const bool isMeasured = std::isfinite(known.azimuth) || std::isfinite(known.rightAscension);
     const family::StateKm target = isMeasured ? stateAlong(known, rec, kFarKm) : known.satellite;
     const RaDec direction = directionTo(*known.sensor, target);

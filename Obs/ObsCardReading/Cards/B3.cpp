@@ -49,7 +49,7 @@ bool areIntegers(const CardText& card, ObsTypeSet types, bool withSigns) {
                        [&](const Columns& field) { return isInteger(card, field); });
 }
 
-// NOTE: a card may fail with its sign columns and pass without them: overpunched letters stand there. That
+// NOTE: a card may fail with its sign columns and pass without them: overpunched letters are there. That
 // types "M" and "O" are not validated is deliberate; what they cannot decode is refused later.
 bool isValid(const CardText& card, char type) {
     for (const ObsTypeSet types : {b3::kPlainCardTypes, b3::kSensorCardTypes})

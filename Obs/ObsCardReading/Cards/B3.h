@@ -25,7 +25,7 @@ MaybeRefusal ReadB3Ext(const CardText& card, ObsRecord& rec);
 
 // --- Parts of a card that ECI cards have as well ---
 
-/// The time, 0 when it is no date. `date` gets its text with a point before the milliseconds, as messages show it.
+/// The time, 0 when it is not a date. `date` gets its text with a point before the milliseconds, as messages show it.
 double readB3Date(const CardText& card, char (&date)[15]);
 
 /// Type, equinox and indicators; false where a field cannot be decoded.

@@ -109,7 +109,7 @@ struct Shape {
     ColumnSet notBlank;
 };
 
-/// Looks at 90 columns; the last load overlaps the one before, so that nothing behind them is read.
+/// Looks at 90 columns; the last load overlaps the one before, so that nothing after them is read.
 Shape shapeOf(const char* card) {
     std::uint64_t digits[6], blanks[6];
     static constexpr unsigned kStarts[6] = {0, 16, 32, 48, 64, 74};
@@ -177,7 +177,7 @@ bool sensorPositionAt(const char* card, ObsRecord& rec) {
         const Columns component = b3::kSensorPosition[i];
         const char sign = card[component.offset()];
         const std::uint8_t digit = kSignColumn[static_cast<unsigned char>(sign)];
-        if (digit > kNegative) return false;  // surprises, and letters, which are no signs here
+        if (digit > kNegative) return false;  // surprises, and letters, which are not signs here
         double number = digitsAt<kDigits>(card, b3::withoutSign(component));
         number += (digit & 15u) * kPowersOfTen[kDigits];
         rec.senPos[i] = scaled(sign == '-' ? -number : number, -b3::kSensorPositionDecimals);

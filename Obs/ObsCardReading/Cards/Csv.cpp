@@ -219,11 +219,11 @@ private:
                            {},
                            "ReadCsv: The line has " + std::to_string(count) + " fields instead of " +
                                std::to_string(csv::kFields.size()) +
-                               (isShort ? "; the missing ones are taken as 0." : "; the ones behind these are ignored.")});
+                               (isShort ? "; the missing ones are taken as 0." : "; the ones after these are ignored.")});
     }
 
     char text_[kCardLength + 1];
-    const char* const end_;  ///< the separator that was put behind the line
+    const char* const end_;  ///< the separator that was put after the line
     const char* at_ = text_;
     std::size_t number_ = 0;  ///< of the field at hand, or read last; from 1
     bool dateIsSound_ = true;

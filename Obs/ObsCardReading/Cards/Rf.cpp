@@ -112,7 +112,7 @@ bool readDigitColumns(std::string_view text, Columns columns, std::int32_t& numb
     return true;
 }
 
-/// Whole seconds with the decimals behind them, before which a point may stand.
+/// Whole seconds with the decimals after them, before which a point may stand.
 bool addFraction(std::string_view fraction, double& seconds) {
     if (!fraction.empty() && fraction.front() == '.') fraction.remove_prefix(1);
     for (const char c : fraction) {
@@ -170,7 +170,7 @@ MaybeRefusal completeRecord(const Items& items, const SensorSource& sensors, RfO
     if (!findSite(items[Item::site2], sensors, rec.senNum))
         return unknownSite("ReadRFObs: No record matches site2 description. Make sure sensor data was entered before "
                            "trying to load RF obs.", items[Item::site2]);
-    // NOTE: a record that has an RF part already is no default record; it gets the same message on purpose.
+    // NOTE: a record that has an RF part already is not a default record; it gets the same message on purpose.
     if (rec.rfData) return refused(kNotAllocated);
     rec.rfData.create() = data;
     return std::nullopt;

@@ -318,7 +318,7 @@ MaybeRefusal ReadTTYFrFile(LineReader* unit, const CardText& card1, const ReadSe
     if (MaybeRefusal refusal = ReadTTY1stLine(card1, settings, rec, notes)) return refusal;
     if (!hasSecondCard(card1)) return ReadTTY2Lines(card1, std::string_view(), settings, rec, notes);
     if (unit == nullptr) return Refusal{"ReadTTYFrFile: This TTY obs needs the 2nd card", {}, 0, {}};
-    // A file of this kind is not loaded, but another one may include it.
+    // A file of this kind is not loaded, but another one may include it. NOTE: the text, "Velmora" too, is established.
     if (settings.oneCardOnly)
         return Refusal{"ReadTTYFrFile: Using fort.n not allowed in Velmora due to security risk", {}, 0, {}};
     std::string_view card2;

@@ -8,7 +8,7 @@
 
 namespace obs {
 
-/// Makes a type 7 observation, whose satellite position (km) and velocity (km/s) of date stand in `senPos` and
+/// Makes a type 7 observation, whose satellite position (km) and velocity (km/s) of date are in `senPos` and
 /// `senVel`, the type 4 observation that its sensor would have made: the inverse of the state of a type 4. The rates of
 /// the angles are degrees per second; the range acceleration, which no state holds, is 0. The sensor must be one of
 /// `sensors`.

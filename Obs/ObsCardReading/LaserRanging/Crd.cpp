@@ -17,7 +17,7 @@ constexpr double kNotKnown = std::numeric_limits<double>::quiet_NaN();
 /// Seconds of a day with a leap second; the scale of times takes that second as the next day's first.
 constexpr double kEndOfDayS = 86401;
 
-/// Half a day, light from beyond Neptune: it only keeps out what is no time of flight.
+/// Half a day, light from beyond Neptune: it only keeps out what is not a time of flight.
 constexpr double kLongestFlightS = 43200;
 
 constexpr std::int32_t kLargestPad = 99'999;
@@ -26,7 +26,7 @@ Refusal fixedReason(std::string_view text) {
     return {text, {}, 0, {}};
 }
 
-/// An item that may be missing; then, or when it is no number, `otherwise`.
+/// An item that may be missing; then, or when it is not a number, `otherwise`.
 double valueOr(std::string_view item, double otherwise) {
     double value = 0;
     return !isMissing(item) && family::readreal(item, 0, value) ? value : otherwise;
@@ -83,7 +83,7 @@ constexpr CrdReader::Kind CrdReader::kKinds[] = {
     {"H9", &CrdReader::readH9},
 };
 
-/// What may stand behind a record id. NOTE: not a digit or hyphen behind a comment's, as blocks have data lines that
+/// What may be after a record id. NOTE: not a digit or hyphen after a comment's, as blocks have data lines that
 /// begin with zeros.
 bool endsId(std::string_view line) {
     if (line.size() == 2) return true;
@@ -218,13 +218,13 @@ MaybeRefusal CrdReader::takeStart(const CrdItems& items) {
                 readItem(items, crd::h4::kStart + i, kLimits[i].name, kLimits[i].low, kLimits[i].high, start[i]))
             return why;
     const std::int32_t dayOfYear = family::mmdd2jul(start[0], start[1], start[2]);
-    if (dayOfYear == 0) return fixedReason("ReadCrd: Record H4, the start is no date of the calendar.");
+    if (dayOfYear == 0) return fixedReason("ReadCrd: Record H4, the start is not a date of the calendar.");
     facts_.dayDs50 = static_cast<std::int32_t>(family::parts2utc(start[0], dayOfYear, 0, 0, 0));
     facts_.startSecondOfDay = 3600.0 * start[3] + 60.0 * start[4] + start[5];
     return std::nullopt;
 }
 
-/// Sessions of transmit or receive times alone hold no ranges, whatever stands in the column.
+/// Sessions of transmit or receive times alone hold no ranges, whatever is in the column.
 MaybeRefusal CrdReader::takeRangeType(const CrdItems& items) {
     constexpr std::int32_t kNone = 0, kOneWay = 1, kTwoWay = 2, kReceiveOnly = 3, kMixed = 4;
     std::int32_t rangeType = kTwoWay;

@@ -13,7 +13,7 @@
 
 namespace obs {
 
-/// Whether a line is a laser-ranging record: one of the record ids, and a blank or nothing behind it. A comment needs
+/// Whether a line is a laser-ranging record: one of the record ids, and a blank or nothing after it. A comment needs
 /// no blank.
 bool isCrdRecord(std::string_view line);
 
@@ -32,8 +32,8 @@ public:
         sink_ = &sink;
     }
 
-    /// Takes a line; `no` when it is no laser-ranging record, `range` when it gives or owes an observation. Observations reach the sink when their session ends.
-    /// A line without its end may be cut in a number: records beside the ranges then need an item behind what is read.
+    /// Takes a line; `no` when it is not a laser-ranging record, `range` when it gives or owes an observation. Observations reach the sink when their session ends.
+    /// A line without its end may be cut in a number: records beside the ranges then need an item after what is read.
     enum class Took { no, record, range };
     Took take(std::string_view line, LinePlace place, bool hasEnd = true);
 

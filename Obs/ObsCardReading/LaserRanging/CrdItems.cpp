@@ -95,7 +95,7 @@ MaybeRefusal refused(const CrdItems& items, std::size_t item, std::string_view n
 }
 
 constexpr std::string_view kMissing = " is missing.";
-constexpr std::string_view kNoNumber = " is no number.";
+constexpr std::string_view kNoNumber = " is not a number.";
 constexpr std::string_view kOutside = " is out of range.";
 
 }  // namespace

@@ -34,7 +34,7 @@ bool plausible(const AtmCondRec& air) {
            air.temperatureK >= kLeastTemperatureK && air.temperatureK <= kMostTemperatureK;
 }
 
-/// The wet part of the delay is millimetres: not to know the humidity is no reason to leave out the metres.
+/// The wet part of the delay is millimetres: not to know the humidity is not a reason to leave out the metres.
 double humidityPercent(const AtmCondRec& air) {
     return air.humidityPercent >= 0 && air.humidityPercent <= 100 ? air.humidityPercent : kUsualHumidityPercent;
 }

@@ -49,8 +49,8 @@ struct SlrCorrection {
 };
 
 /// The correction of a range: negative for the troposphere, positive for the centre of mass.
-/// What the file gives goes before model and table, a delay from 3000 to 150000 ps (one way: from less than half of
-/// the zenith delay of a high site to that far below 3 degrees) and a distance below 20 m; others are no values.
+/// What the file gives takes precedence over model and table, a delay from 3000 to 150000 ps (one way: from less than half of
+/// the zenith delay of a high site to that far below 3 degrees) and a distance below 20 m; others are ignored.
 /// What cannot be computed is not applied: no conditions, wavelength, elevation or station, or one outside the
 /// model's validity; a satellite that the table lacks.
 SlrCorrection slrCorrection(const SlrRangeContext& range, const SlrCorrectionSettings& settings);

@@ -18,7 +18,7 @@ MaybeRefusal slrSatellite(std::int32_t ilrsId, std::int32_t catalogueNumber, std
     if (satNum == 0 && catalogueNumber > 0) satNum = catalogueNumber;
     if (satNum != 0) return std::nullopt;
     if (const std::string_view name = lunarTarget(ilrsId); !name.empty())
-        return Refusal{"ReadSlr: Ranges to the Moon are no satellite observations: target ",
+        return Refusal{"ReadSlr: Ranges to the Moon are not satellite observations: target ",
                        std::to_string(ilrsId).append(" is ").append(name), 0, "."};
     return Refusal{"ReadSlr: Laser-ranging satellite ", std::to_string(ilrsId), 0,
                    " has no known satellite number, and no header H3 gives its catalogue number."};

@@ -7,7 +7,7 @@
 namespace obs {
 
 LineClass ObsCardType(const CardText& line) {
-    // NOTE: a line that begins with C, S or U and is no CSV line is not tried any further.
+    // NOTE: a line that begins with C, S or U and is not a CSV line is not tried any further.
     // The commonest line first: no earlier kind begins with "U" or "C".
     const char first = line.at(1);
     if ((first == 'U' || first == 'C') && IsB3Format(line)) return LineClass::b3;

@@ -67,7 +67,7 @@ void FilePieces::took(std::size_t bytes) {
     });
 }
 
-/// Reads on, up to the end of the block, or of the reserve behind it when that is full.
+/// Reads on, up to the end of the block, or of the reserve after it when that is full.
 void FilePieces::fill() {
     const std::size_t limit = size() < kBlockSize ? kBlockSize : kBlockSize + kReserve;
     const bool atStart = read_ == 0;

@@ -46,7 +46,7 @@ private:
     family::Unit unit_;
     std::unique_ptr<char[]> buffer_;
     char* begin_;                ///< first byte that was not taken
-    char* end_;                  ///< behind the last byte that was read
+    char* end_;                  ///< after the last byte that was read
     std::size_t given_ = 0;      ///< bytes from `begin_` on that were in the piece before
     std::size_t pieceSize_ = 0;  ///< of the latest piece
     std::int64_t offset_;        ///< of `begin_`

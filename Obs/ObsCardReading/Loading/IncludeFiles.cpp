@@ -33,8 +33,8 @@ bool isBelowFolderOf(const std::string& naming, std::string& name) {
 std::int32_t openInclude(const LoadState& naming, std::string& name, family::Unit& unit) {
     LoadRun& run = naming.run;
     if (run.options.includes == Includes::none) return refused(name, "Include files are not wanted.");
-    if (run.options.mostIncludes > 0 && run.includesRead >= run.options.mostIncludes)
-        return refused(name, "There are more than " + std::to_string(run.options.mostIncludes) + " include files.");
+    if (run.options.maxIncludes > 0 && run.includesRead >= run.options.maxIncludes)
+        return refused(name, "There are more than " + std::to_string(run.options.maxIncludes) + " include files.");
     if (run.options.includes == Includes::belowFolder && !isBelowFolderOf(naming.fileName, name))
         return refused(name, "It is not below the folder of the file that names it.");
     ++run.includesRead;

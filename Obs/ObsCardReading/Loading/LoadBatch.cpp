@@ -181,7 +181,7 @@ void LoadBatch::tellFault(const Remark& remark) {
 
 void LoadBatch::tellBad(const Remark& remark) {
     LoadRun& run = state_.run;
-    if (run.options.mostBadTold > 0 && run.badTold >= run.options.mostBadTold) return;
+    if (run.options.maxBadTold > 0 && run.badTold >= run.options.maxBadTold) return;
     ++run.badTold;
     const std::string reason = remark.what.message();
     if (remark.what.isLogged && !reason.empty()) family::tracelogerror(reason);

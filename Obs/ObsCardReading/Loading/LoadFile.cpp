@@ -50,6 +50,7 @@ std::string lastMessage() {
 
 bool refuseDefaultFile(family::Unit unit, LoadState& state) {
     if (!family::existfortdotfileunit(unit)) return false;
+    // NOTE: "Velmora" is established: programs compare the text as it is.
     family::tracelogerror("ReadObsFrFileUnit: Using fort.n not allowed in Velmora due to security risk");
     state.status = kStatusRefused;
     return true;
@@ -139,9 +140,9 @@ private:
     /// Leaves of a piece what the limit of lines allows; true when that is not all.
     bool cutAtLineLimit(std::string_view& piece) {
         LoadRun& run = state_.run;
-        if (run.options.mostLines == 0) return false;
+        if (run.options.maxLines == 0) return false;
         LineReader lines(piece, true);
-        const std::int64_t left = run.options.mostLines - run.linesRead - context_.before.number;
+        const std::int64_t left = run.options.maxLines - run.linesRead - context_.before.number;
         std::string_view line;
         while (lines.linesTaken() < left && lines.next(line)) {
         }
@@ -282,9 +283,9 @@ private:
     void write() const {
         const LoadCounts& counts = run_.result.counts;
         if (run_.linesExceeded)
-            family::tracelogerror("ReadOnlyObs: There are more than " + std::to_string(run_.options.mostLines) +
+            family::tracelogerror("ReadOnlyObs: There are more than " + std::to_string(run_.options.maxLines) +
                                   " lines; the others are not read.");
-        if (run_.options.mostBadTold > 0 && counts.bad > run_.badTold)
+        if (run_.options.maxBadTold > 0 && counts.bad > run_.badTold)
             family::traceloginfo("ReadOnlyObs: " + std::to_string(counts.bad - run_.badTold) +
                                  " more bad obs strings are counted and not shown.");
         family::traceloginfo("Total observations = " + std::to_string(counts.loaded + counts.duplicate + counts.bad) +

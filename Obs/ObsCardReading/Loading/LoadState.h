@@ -38,9 +38,9 @@ struct LoadOptions {
     SettingsLines settingsLines = SettingsLines::persist;
     Includes includes = Includes::all;
     bool keepsStrayHeaders = false;  ///< see ReadSettings
-    std::int64_t mostLines = 0;      ///< of all files; 0 any number, as with the limits below
-    std::int64_t mostBadTold = 0;
-    std::int64_t mostIncludes = 0;
+    std::int64_t maxLines = 0;      ///< of all files; 0 any number, as with the limits below
+    std::int64_t maxBadTold = 0;
+    std::int64_t maxIncludes = 0;
 };
 
 /// The result of a load.

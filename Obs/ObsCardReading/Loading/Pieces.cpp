@@ -153,7 +153,7 @@ private:
 
     // --- Laser ranges ------------------------------------------------------------------------
 
-    /// False when the line is no laser-ranging record.
+    /// False when the line is not a laser-ranging record.
     bool takeOfSession(std::string_view line) {
         const CrdReader::Took took = context_.sessions.take(line, lines_.place(), lines_.hasEnd());
         if (took == CrdReader::Took::no) return false;
@@ -235,7 +235,7 @@ void endReading(ReadContext& context, RecordSink& sink) {
     if (context.pass != Pass::second && context.pass != Pass::included) context.sessions.endFile();
     if (context.strangeLineNumber != 0)
         sink.note("ReadSlr: " + std::to_string(context.counts.passedOver) +
-                  " line(s) are no laser-ranging records and were left out, the first is line " +
+                  " line(s) are not laser-ranging records and were left out, the first is line " +
                   std::to_string(context.strangeLineNumber) + " (" + context.strangeLine + ").");
 }
 

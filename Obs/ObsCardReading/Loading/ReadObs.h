@@ -15,7 +15,7 @@ namespace obs {
 ReadSettings processSettings();
 
 /// Fills a record from a line of a class that has a reader; a line of any other class leaves it as it is. `notes`
-/// unless null gets what is to be told of values; `unit` is the text behind the line, for messages of two cards
+/// unless null gets what is to be told of values; `unit` is the text after the line, for messages of two cards
 /// (null: a line by itself).
 MaybeRefusal readLine(const CardText& line, LineClass lineClass, ObsRecord& rec, const ReadSettings& settings = {},
                       FieldNotes* notes = nullptr, LineReader* unit = nullptr);
