@@ -121,6 +121,7 @@ constexpr Shape kShapes[] = {
     {"9999 9999 9.999 9999", 20, 40, "a file of RDE lines"},
     {"###### 99999.99 A ", 60, kAny, "a table of Earth orientation (finals)"},
     {"{", 1, kAny, "a JSON file"},
+    {"A,9", 20, kAny, "CSV lines that were cut or have another number of fields"},
 };
 
 std::string_view shapeOf(std::string_view line) {
