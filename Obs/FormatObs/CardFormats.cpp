@@ -20,32 +20,29 @@ namespace {
 
 // --- What is written ---------------------------------------------------------------------------------------------------
 
-// Most observations have nothing to lose, which a few comparisons tell.
 LossSet lossesOfB3(const WrittenObs& w) {
-    return isUsualOnB3(w.rec, w.vectors, w.hasAsterisks) ? 0 : lossesOfUnusualB3(w.rec, w.vectors, w.lines.line(0));
+    return lossesOfUnusualB3(w.rec, w.vectors, w.lines.line(0));
 }
 LossSet lossesOfTty(const WrittenObs& w) {
-    return isUsualOnTty(w.rec, w.vectors, w.hasAsterisks)
-               ? 0
-               : lossesOfUnusualTty(w.rec, w.vectors, w.lines.line(0), w.lines.line(1));
+    return lossesOfUnusualTty(w.rec, w.vectors, w.lines.line(0), w.lines.line(1));
 }
 LossSet lossesOfCsv(const WrittenObs& w) {
-    return isUsualInCsv(w.rec, w.vectors) ? 0 : lossesOfUnusualCsv(w.rec, w.vectors, w.lines.line(0));
+    return lossesOfUnusualCsv(w.rec, w.vectors, w.lines.line(0));
 }
 LossSet lossesOfRfLine(const WrittenObs& w) {
     return lossesOfRf(w.rec, w.vectors, w.lines.line(0), w.sites);
 }
 
-constexpr CardWriting kB3Writing{SaveForm::b3, false, true, {}, CreateB3Obs, lossesOfB3, nullptr};
-constexpr CardWriting kTtyWriting{SaveForm::tty, false, true, {}, CreateTTYObs, lossesOfTty, nullptr};
-constexpr CardWriting kCsvWriting{SaveForm::csv, true, true, {}, CreateCsvObs, lossesOfCsv, [](const ObsRecord& rec) {
-                                      return rec.obsType == kTypePositionVelocity ? SaveLoss::csvType7
-                                                                                  : SaveLoss::csvValue;
-                                  }};
-constexpr CardWriting kRfWriting{SaveForm::rf, true, false, rf::kHeaderLine, CreateRFObs, lossesOfRfLine,
-                                 [](const ObsRecord& rec) {
-                                     return rec.rfData ? SaveLoss::rfSensor : SaveLoss::rfNoRfPart;
-                                 }};
+constexpr CardWriting kB3Writing{SaveForm::b3, false, true, {}, CreateB3Obs, {true, false, false}, lossesOfB3, nullptr};
+constexpr CardWriting kTtyWriting{SaveForm::tty, false, true, {}, CreateTTYObs, {false, false, true}, lossesOfTty, nullptr};
+constexpr CardWriting kCsvWriting{
+    SaveForm::csv, true, true, {}, CreateCsvObs, {true, true, false}, lossesOfCsv, [](const ObsRecord& rec) {
+        return rec.obsType == kTypePositionVelocity ? SaveLoss::csvType7 : SaveLoss::csvValue;
+    }};
+constexpr CardWriting kRfWriting{
+    SaveForm::rf, true, false, rf::kHeaderLine, CreateRFObs, {}, lossesOfRfLine, [](const ObsRecord& rec) {
+        return rec.rfData ? SaveLoss::rfSensor : SaveLoss::rfNoRfPart;
+    }};
 
 // --- How lines are recognised and read ---------------------------------------------------------------------------------
 

@@ -17,7 +17,6 @@ struct WrittenObs {
     const ObsRecord& rec;
     VectorSet vectors;
     const CardLines& lines;
-    bool hasAsterisks;     ///< a field may have; it may also have been in another thread's card
     SitesReadBack& sites;  ///< of the save
 };
 
@@ -29,7 +28,9 @@ struct CardWriting {
 
     /// Writes the lines of an observation. What no line can hold is refused, and the lengths are then 0.
     MaybeRefusal (*write)(const ObsRecord& rec, CardLines& lines);
-    /// What reading the lines again does not give back.
+    /// An observation that is usual by these rules loses nothing.
+    UsualRules usual;
+    /// What reading the lines of another one does not give back.
     LossSet (*lossesOf)(const WrittenObs& written);
     /// Why an observation was refused; null in formats that refuse none.
     SaveLoss (*lossOfRefused)(const ObsRecord& rec);

@@ -104,7 +104,8 @@ void writeLines(LineWriter& out, const CardWriting& writing, std::optional<std::
             if (refusal->isLogged) family::tracelogerror(refusal->message());
             return lossIf(true, writing.lossOfRefused(rec));
         }
-        const LossSet losses = writing.lossesOf({rec, vectors, lines, asterisks.seen(), sites});
+        const bool usual = isUsual(writing.usual, rec, vectors, asterisks.seen());
+        const LossSet losses = usual ? 0 : writing.lossesOf({rec, vectors, lines, sites});
         out.take(lines.length[0]);
         if (lines.length[1] != 0) out.put(lines.line(1));
         return losses;

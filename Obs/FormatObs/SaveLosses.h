@@ -76,21 +76,20 @@ inline bool isUsualComponent(double value) {
     return value == 0 || (std::fabs(value) >= kLeast && std::fabs(value) <= kMost);
 }
 
-// Most observations pass these few comparisons and need no closer look.
-inline bool isUsual(const ObsRecord& rec, VectorSet vectors) {
+/// What a form may lose of an observation that looks usual otherwise.
+struct UsualRules {
+    bool classification;  ///< other letters than C, S and U
+    bool time;            ///< times that are not usual
+    bool exponents;       ///< of vector components that are not usual
+};
+
+/// Most observations pass these few comparisons and need no closer look.
+inline bool isUsual(const UsualRules& rules, const ObsRecord& rec, VectorSet vectors, bool hasAsterisks) {
     const VectorSet placed = kSensorPositionTypes.has(rec.obsType) ? VectorSet{kSenPosBit} : 0;
-    return (vectors & ~placed) == 0 && rec.satNum != 0 && rec.senNum <= kMostOfThreeDigits &&
-           b3::kWrittenTypes.has(rec.obsType);
-}
-inline bool isUsualOnB3(const ObsRecord& rec, VectorSet vectors, bool hasAsterisks) {
-    return isUsual(rec, vectors) && isClassification(rec.secClass) && !hasAsterisks;
-}
-inline bool isUsualOnTty(const ObsRecord& rec, VectorSet vectors, bool hasAsterisks) {
-    return isUsual(rec, vectors) && !hasAsterisks &&
-           (vectors == 0 || std::all_of(rec.senPos.begin(), rec.senPos.end(), isUsualComponent));
-}
-inline bool isUsualInCsv(const ObsRecord& rec, VectorSet vectors) {
-    return isUsual(rec, vectors) && isClassification(rec.secClass) && isUsualTime(rec.obsTime) && !rec.rfData;
+    return (vectors & ~placed) == 0 && rec.satNum != 0 && rec.senNum <= kMostOfThreeDigits && !hasAsterisks &&
+           b3::kWrittenTypes.has(rec.obsType) && (!rules.classification || isClassification(rec.secClass)) &&
+           (!rules.time || isUsualTime(rec.obsTime)) && !rec.rfData &&
+           (!rules.exponents || vectors == 0 || std::all_of(rec.senPos.begin(), rec.senPos.end(), isUsualComponent));
 }
 
 }  // namespace obs
