@@ -111,6 +111,11 @@ void Input::copyToTemporary(int source) {
             problem_ = std::strerror(errno);
             return;
         }
+        struct stat info {};
+        if (n > 0 && ::fstat(source, &info) == 0 && S_ISCHR(info.st_mode) && ::isatty(source) == 0) {
+            problem_ = "it is a device that may give data without end";
+            return;
+        }
         // After the first read, so that a directory has failed by now.
         if (!temporary_) temporary_.emplace();
         const std::string_view bytes(buffer.data(), static_cast<std::size_t>(n));

@@ -22,7 +22,7 @@ constexpr double kSecondsPerDay = 86400;
 constexpr double kDegreesPerRaSecond = 360 / kSecondsPerDay;
 constexpr std::int32_t kAny = std::numeric_limits<std::int32_t>::max();
 constexpr ObsTypeSet kEciTypes{kTypeEciPosition, kTypeEciPositionVelocity};
-constexpr ObsTypeSet kTtyReadTypes = tty::kCard1Types | ObsTypeSet{4, 7} | kSensorPositionTypes;
+constexpr ObsTypeSet kTtyReadTypes = tty::kCard1Types | ObsTypeSet{4} | kSensorPositionTypes;
 constexpr ObsTypeSet kCsvTypes{0, 1, 2, 3, 4, 5, 6, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19};
 constexpr ObsTypeSet kCrdTypes{kTypeAzElRange, kTypeRange};
 

@@ -38,6 +38,7 @@ constexpr std::array<Row, kSaveLosses> kRows{{
     {SaveLoss::classification, SaveLossKind::unreadable, "a classification other than U, C and S"},
     {SaveLoss::typeOfCard, SaveLossKind::unreadable, "a type that B3 cards do not have"},
     {SaveLoss::typeOfTty, SaveLossKind::unreadable, "TTY messages of types 10 and 11 are not read as they are written"},
+    {SaveLoss::emptyType7, SaveLossKind::unreadable, "a type 7 without a position and a velocity"},
     {SaveLoss::noSatellite, SaveLossKind::unreadable, "no satellite number where the form has one"},
     {SaveLoss::time, SaveLossKind::unreadable, "a time outside the years that the form can hold"},
     {SaveLoss::sensorOfTty, SaveLossKind::unreadable, "a sensor number over 999, which TTY messages cannot hold"},
@@ -46,6 +47,7 @@ constexpr std::array<Row, kSaveLosses> kRows{{
     {SaveLoss::sensorOfB3, SaveLossKind::sensor, "a sensor number over 999, of which B3 cards hold the last three digits"},
     {SaveLoss::otherSite, SaveLossKind::sensor, "a site whose first eight characters name another sensor"},
     {SaveLoss::valuesOfTty, SaveLossKind::type, "a type of whose values TTY messages hold none"},
+    {SaveLoss::type7OfTty, SaveLossKind::type, "type 7, which comes back from a TTY message as type 4"},
     {SaveLoss::typeOfRf, SaveLossKind::type, "another type than R, which RF lines make of it"},
     {SaveLoss::anglesOfCrd, SaveLossKind::type, "angles of 0, which CRD files have for none"},
     {SaveLoss::position, SaveLossKind::position, "a position or velocity for which the form has no place"},
@@ -156,7 +158,10 @@ LossSet lossesOfUnusualTty(const ObsRecord& rec, VectorSet vectors, std::string_
     const bool isOnCard1 = tty::kTimeOnCard1WrittenTypes.has(rec.obsType);
     const char firstOfTime = isOnCard1 ? card1[tty::kTimeOnCard1.offset()] : card2[tty::kTimeOnCard2.offset()];
     const bool isSensorCut = rec.senNum > kMostOfThreeDigits;
-    LossSet losses = lossIf(tty::kSatPosTypes.has(rec.obsType), SaveLoss::typeOfTty) |
+    const bool isType7 = rec.obsType == kTypePositionVelocity;
+    const bool isMoving = (vectors & kSenPosBit) != 0 && (vectors & kSenVelBit) != 0;
+    LossSet losses = lossIf(isType7, SaveLoss::type7OfTty) | lossIf(isType7 && !isMoving, SaveLoss::emptyType7) |
+                     lossIf(tty::kSatPosTypes.has(rec.obsType), SaveLoss::typeOfTty) |
                      lossIf(rec.satNum == 0, SaveLoss::noSatellite) | lossIf(isSensorCut, SaveLoss::sensorOfTty) |
                      lossIf(!hasValues, SaveLoss::valuesOfTty) |
                      (vectors == 0 ? 0 : lossesOfVectors(vectors, kOnTty, rec.obsType) | lossesOfTtyVectors(rec));

@@ -23,8 +23,8 @@ inline constexpr std::int32_t kSaveLossKinds = 7;
 /// Rows of the table of losses.
 enum class SaveLoss : unsigned {
     csvType7, csvValue, rfNoRfPart, rfSensor, crdType, crdSatellite, crdTime, crdRange, crdAngles, crdStation,
-    classification, typeOfCard, typeOfTty, noSatellite, time, sensorOfTty, site, number,
-    sensorOfB3, otherSite, valuesOfTty, typeOfRf, anglesOfCrd, position, site1OfRf, site1OfCsv, exponent
+    classification, typeOfCard, typeOfTty, emptyType7, noSatellite, time, sensorOfTty, site, number,
+    sensorOfB3, otherSite, valuesOfTty, type7OfTty, typeOfRf, anglesOfCrd, position, site1OfRf, site1OfCsv, exponent
 };
 inline constexpr unsigned kSaveLosses = static_cast<unsigned>(SaveLoss::exponent) + 1;
 

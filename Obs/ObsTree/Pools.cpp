@@ -9,6 +9,10 @@
 
 #include "Obs/ObsTypes/FieldList.h"
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 namespace obs {
 
 namespace {
@@ -262,7 +266,7 @@ void Pools::clear() {
         for (SlotNumber slot = 0; slot < scanLimit_; ++slot)
             if (nodes_[slot].key != Node::kDead) release(slot);
     if (keepArrays) return;
-    anyParts_.store(false, std::memory_order_relaxed);
+    [[maybe_unused]] const bool hadParts = anyParts_.exchange(false, std::memory_order_relaxed);
     nodes_.clear();
     parents_.clear();
     marks_.clear();
@@ -271,6 +275,9 @@ void Pools::clear() {
     freshSlot_ = freshTriple_ = scanLimit_ = 0;
     freeSlots_ = kNoSlot;
     for (std::uint32_t& head : freeTriples_) head = 0;
+#if defined(__GLIBC__)
+    if (hadParts) malloc_trim(0);  // else the many small parts stay with the process
+#endif
 }
 
 }  // namespace obs

@@ -85,7 +85,11 @@ private:
     }
 
     void addSession() {
-        add("SLROBS\n", &LineCounts::keywords);
+        // A message may take the line as its second card; the first pass acts on it all the same.
+        const bool isTaken = withSections_ && random_() % 4 == 0;
+        deck_.pairs += isTaken;
+        if (isTaken) add(pair_.card + "\n", &LineCounts::observations);
+        add("SLROBS\n", isTaken ? &LineCounts::observations : &LineCounts::keywords);
         add("H1 CRD 2 2021 1 27 9\nH2 GRZL 7839 34 2 4\nH3 l 7603901 1155 8820 0 1 1\n"
             "H4 0 2004 10 3 12 0 0 na na na na na na 0 0 0 0 1 0 2 0\n", &LineCounts::laser, 4);
         for (auto ranges = random_() % 4; ranges > 0; --ranges) {

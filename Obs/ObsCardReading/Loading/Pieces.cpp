@@ -122,6 +122,10 @@ private:
         takeObservation(card1, format);
         if (lines_.linesTaken() == before) return true;
         context_.firstPassLineTaken = context_.firstPassLineTaken || isFirstPassLine(lines_.current());
+        // The first pass has opened the section all the same.
+        if (context_.pass == Pass::second && ObsCardType(lines_.current()) == LineClass::slrSection &&
+            introducesSlrSection(lines_.current()))
+            openSection();
         return count(&LineCounts::observations);
     }
 
