@@ -5,12 +5,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-/// What `body` returns in a fork of this process, or -1 when it did not end within 30 seconds or died.
+/// What `body` returns in a fork of this process, or -1 when it did not end within a minute or died.
 template <class Body>
 int inChild(Body body) {
     const pid_t child = fork();
     if (child == 0) {
-        alarm(30);
+        alarm(60);
         _exit(body());
     }
     int status = 0;
