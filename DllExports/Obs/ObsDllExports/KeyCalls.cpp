@@ -7,13 +7,14 @@ namespace {
 
 /// An int32 field of a stored record, -1 when there is none. NOTE: the two that ask for it stay silent then.
 int32_t numberOf(std::string_view name, int64_t obsKey, std::int32_t obs::StoredRecord::*field) {
-    int32_t number = -1;
-    obs::guarded(name, obs::kStatusRefused, [&] {
+    try {
         const obs::ReadGuard guard;
-        if (const obs::ObsRecordPtr rec = obs::obsfindrecptr(obsKey, nullptr, true)) number = rec->*field;
-        return obs::kStatusOk;
-    });
-    return number;
+        const obs::ObsRecordPtr rec = obs::obsfindrecptr(obsKey, nullptr, true);
+        return rec == nullptr ? -1 : rec->*field;
+    } catch (...) {
+        obs::logException(name);
+        return -1;
+    }
 }
 
 int64_t makeKey(std::string_view name, int32_t satNum, int32_t senNum, double obsTime) {
