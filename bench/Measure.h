@@ -29,7 +29,8 @@ inline double seconds(clockid_t clock) {
     return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
-template <class Work> double nsPer(std::size_t n, Work work, clockid_t clock = CLOCK_PROCESS_CPUTIME_ID) {
+template <class Work>
+double nsPer(std::size_t n, Work work, clockid_t clock = CLOCK_PROCESS_CPUTIME_ID) {
     const double start = seconds(clock);
     work();
     return (seconds(clock) - start) * 1e9 / static_cast<double>(n);

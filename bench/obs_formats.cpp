@@ -161,7 +161,10 @@ bool printCsvToB3(const std::vector<Round>& rounds) {
     constexpr double kMust = 4, kReach = 2.5;
     const double ratio = medianOf(rounds, [](const Round& r) { return r[2].ns[kLoad] / r[0].ns[kLoad]; });
     std::printf("row 19, load per line, csv / b3: must <= %.4g, reach <= %.4g, measured %.4g: %s\n", kMust, kReach,
-                ratio, ratio <= kReach ? "reached" : ratio <= kMust ? "pass" : "short");
+                ratio,
+                ratio <= kReach  ? "reached"
+                : ratio <= kMust ? "pass"
+                                 : "short");
     return ratio <= kMust;
 }
 

@@ -40,23 +40,34 @@ using bench::require;
 enum DeckId : std::size_t { kTime, kRandom, kTrack, kDirty, kLarge, kDecks };
 constexpr const char* kDeckNames[] = {"time", "random", "track", "dirty", "large"};
 
-enum Engine : std::size_t {
-    kFloor, kNaive, kAvl, kBtree, kObs, kObsMemory, kObsThreads, kObsCards, kEngines
-};
+enum Engine : std::size_t { kFloor, kNaive, kAvl, kBtree, kObs, kObsMemory, kObsThreads, kObsCards, kEngines };
 constexpr const char* kEngineNames[] = {"floor", "naive",      "avl",         "btree",
                                         "Obs",   "Obs memory", "Obs threads", "Obs cards"};
 
 /// In the order in which a store goes through them.
 enum Measure : std::size_t {
-    kLoad, kList9, kLookUp, kList1, kList6, kList10, kSave, kCardByKey, kRemove, kClear,
-    kScan, kTouch, kWrite,      // the floors
-    kBytes, kPeakBytes,         // per observation
-    kOneThread, kTwoThreads,    // wall time
+    kLoad,
+    kList9,
+    kLookUp,
+    kList1,
+    kList6,
+    kList10,
+    kSave,
+    kCardByKey,
+    kRemove,
+    kClear,
+    kScan,
+    kTouch,
+    kWrite,  // the floors
+    kBytes,
+    kPeakBytes,  // per observation
+    kOneThread,
+    kTwoThreads,  // wall time
     kMeasures
 };
-constexpr const char* kMeasureNames[] = {"load",   "list 9", "look-up", "list 1", "list 6", "list 10",
-                                         "save",   "card",   "remove",  "clear",  "scan",   "touch",
-                                         "write",  "bytes",  "peak",    "1 thread", "2 threads"};
+constexpr const char* kMeasureNames[] = {"load",  "list 9", "look-up", "list 1",   "list 6",   "list 10",
+                                         "save",  "card",   "remove",  "clear",    "scan",     "touch",
+                                         "write", "bytes",  "peak",    "1 thread", "2 threads"};
 
 /// What one engine did with one deck; sent through a pipe as it stands. Nanoseconds (or bytes) per
 /// observation; the hashes are for comparing the engines.
@@ -130,12 +141,9 @@ const Line kOthers[] = {
     {5, "load, track / time", false, 1.8, 1.5, [](Round& r) { return r.load(kTrack) / r.load(kTime); }},
     {6, "load per card, four times the deck / deck", false, 2.0, 1.2,
      [](Round& r) { return r.load(kLarge) / r.load(kTime); }},
-    {7, "memory per observation, bytes", false, 275, 170,
-     [](Round& r) { return r(kTime, kObsMemory, kBytes); }},
-    {7, "peak above it, time, bytes", false, 40, 25,
-     [](Round& r) { return r(kTime, kObsMemory, kPeakBytes); }},
-    {7, "peak above it, random, bytes", false, 40, 25,
-     [](Round& r) { return r(kRandom, kObsMemory, kPeakBytes); }},
+    {7, "memory per observation, bytes", false, 275, 170, [](Round& r) { return r(kTime, kObsMemory, kBytes); }},
+    {7, "peak above it, time, bytes", false, 40, 25, [](Round& r) { return r(kTime, kObsMemory, kPeakBytes); }},
+    {7, "peak above it, random, bytes", false, 40, 25, [](Round& r) { return r(kRandom, kObsMemory, kPeakBytes); }},
     {9, "look-ups, two threads: one (wall)", true, 1.25, 1.5,
      [](Round& r) { return r(kTime, kObsThreads, kOneThread) / r(kTime, kObsThreads, kTwoThreads); }},
     {12, "list 9, time, ns per key", false, 30, 15, [](Round& r) { return r(kTime, kObs, kList9); }},
@@ -237,7 +245,8 @@ void runLists(Store& store, const std::vector<std::int64_t>& keys, Measure last,
     }
 }
 
-template <class Store> void runStore(const Job& job, Figures& f) {
+template <class Store>
+void runStore(const Job& job, Figures& f) {
     Store store;
     bool loaded = false;
     const double whole = nsPer(1, [&] { loaded = store.load(job.deckPath, f.counts); });
@@ -327,7 +336,8 @@ void runThreads(const Job& job, Figures& f) {
         count = mine;
     };
     lookUp(0, n, found[0]);  // both measured passes then meet the same caches
-    f.value[kOneThread] = nsPer(n, [&] { lookUp(0, n, found[0]); }, CLOCK_MONOTONIC);
+    f.value[kOneThread] = nsPer(
+        n, [&] { lookUp(0, n, found[0]); }, CLOCK_MONOTONIC);
     f.value[kTwoThreads] = nsPer(
         n,
         [&] {
@@ -356,17 +366,21 @@ void runCards(const Job& job, Figures& f) {
     require(status == 0 && ObsStore{}.count() == n, "cards were not loaded");
 }
 
-constexpr void (*kRunners[])(const Job&, Figures&) = {
-    runFloor,           runStore<peers::Naive>, runStore<peers::Avl>, runStore<peers::Btree>,
-    runStore<ObsStore>, runMemory,              runThreads,           runCards};
+constexpr void (*kRunners[])(const Job&, Figures&) = {runFloor,
+                                                      runStore<peers::Naive>,
+                                                      runStore<peers::Avl>,
+                                                      runStore<peers::Btree>,
+                                                      runStore<ObsStore>,
+                                                      runMemory,
+                                                      runThreads,
+                                                      runCards};
 
 /// The child's work. With `watchMemory` the child's peak of anonymous memory comes back as kPeakBytes.
 Figures inChild(const std::string& what, bool watchMemory, const std::function<void(Figures&)>& work) {
     if (!watchMemory) return bench::inChild<Figures>(what, work);
     double peak = 0;
-    Figures f = bench::inChild<Figures>(what, work, [&](const std::string& process) {
-        peak = std::max(peak, anonymousBytes(process));
-    });
+    Figures f = bench::inChild<Figures>(
+        what, work, [&](const std::string& process) { peak = std::max(peak, anonymousBytes(process)); });
     f.value[kPeakBytes] = std::max(0.0, peak - f.value[kPeakBytes]) / static_cast<double>(f.counts.loaded);
     return f;
 }
@@ -403,14 +417,16 @@ std::string deckPath(DeckId id, const Settings& settings) {
 std::uint64_t makeDeck(DeckId id, const Settings& settings) {
     const std::string path = deckPath(id, settings);
     // In a child, so that this process, of which all engines are copies, keeps a small heap.
-    return inChild("making " + path, false, [&](Figures& f) {
-               std::FILE* const file = std::fopen(path.c_str(), "wb");
-               require(file != nullptr, "cannot be opened");
-               deck::writeDeck(optionsOf(id, settings), file);
-               const bool written = std::ferror(file) == 0;
-               require((std::fclose(file) == 0) && written, "cannot be written");
-               hashFile(path, f.savedBytes, f.savedLines);
-           }).savedLines;
+    return inChild("making " + path, false,
+                   [&](Figures& f) {
+                       std::FILE* const file = std::fopen(path.c_str(), "wb");
+                       require(file != nullptr, "cannot be opened");
+                       deck::writeDeck(optionsOf(id, settings), file);
+                       const bool written = std::ferror(file) == 0;
+                       require((std::fclose(file) == 0) && written, "cannot be written");
+                       hashFile(path, f.savedBytes, f.savedLines);
+                   })
+        .savedLines;
 }
 
 /// All stores must agree, and a clean deck come back line for line.
@@ -470,8 +486,7 @@ void printFigures(const Round::Wanted& wanted, std::vector<Round>& rounds) {
             if (wanted[deck][engine].empty()) continue;
             std::printf("%-7s %-11s", kDeckNames[deck], kEngineNames[engine]);
             for (std::size_t measure = 0; measure < kMeasures; ++measure) {
-                const double value =
-                    medianOf(rounds, [&](Round& r) { return r.figures[deck][engine].value[measure]; });
+                const double value = medianOf(rounds, [&](Round& r) { return r.figures[deck][engine].value[measure]; });
                 if (value > 0) std::printf("  %s %.4g", kMeasureNames[measure], value);
             }
             std::puts("");

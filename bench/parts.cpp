@@ -65,9 +65,8 @@ public:
 };
 
 void perItem(benchmark::State& state, std::size_t items) {
-    state.counters["each"] =
-        benchmark::Counter(static_cast<double>(items),
-                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["each"] = benchmark::Counter(
+        static_cast<double>(items), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 /// With argument 1 the type 5 cards, a fifth, are B3E cards.
@@ -78,9 +77,8 @@ void parse(benchmark::State& state) {
     double time = 0, el = 0, az = 0, range = 0, rate = 0, elRate = 0, azRate = 0, accel = 0, pos[3] = {};
     for (auto _ : state)
         for (const std::string& card : cards)
-            status |= ObsB3Parse(card.data(), &secClass, &satNum, &senNum, &time, &el, &az, &range, &rate,
-                                 &elRate, &azRate, &accel, &type, &indicator1, &indicator2, &alt1, &alt2,
-                                 pos);
+            status |= ObsB3Parse(card.data(), &secClass, &satNum, &senNum, &time, &el, &az, &range, &rate, &elRate,
+                                 &azRate, &accel, &type, &indicator1, &indicator2, &alt1, &alt2, pos);
     require(state, status == 0);
     perItem(state, cards.size());
 }
@@ -152,7 +150,9 @@ void select(benchmark::State& state, const char* criteria) {
 }
 BENCHMARK_CAPTURE(select, few, "el>85")->Name("ObsGetSelectedByText/few")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(select, many, "el>20")->Name("ObsGetSelectedByText/many")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(select, terms, "sat<20000 (el>45 or not range>1000)")->Name("ObsGetSelectedByText/terms")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(select, terms, "sat<20000 (el>45 or not range>1000)")
+    ->Name("ObsGetSelectedByText/terms")
+    ->Unit(benchmark::kMillisecond);
 
 /// What a load cannot undercut: reading the file and finding its lines.
 void scan(benchmark::State& state) {

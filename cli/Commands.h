@@ -27,11 +27,11 @@ struct ListOptions : CommonOptions {
 
 struct ConvertOptions : CommonOptions {
     std::string output;
-    std::string format;       ///< a name of formats()
+    std::string format;  ///< a name of formats()
     std::string crdData = "npt";
     bool append = false;
-    std::string strict;       ///< empty, or one of kStrict...
-    std::string report;       ///< file for the report; empty: standard error
+    std::string strict;  ///< empty, or one of kStrict...
+    std::string report;  ///< file for the report; empty: standard error
     bool noReport = false;
     std::size_t examples = 3;
 };

@@ -55,15 +55,19 @@ constexpr Mark kMarks[] = {
     {0, "PK\3\4"sv, "a zip file, which spreadsheets are, too"sv},
     {0, "PK\5\6"sv, "an empty zip file"sv},
     {0, "BZh"sv, "a bzip2 file (bzcat unpacks it)"sv},
-    {0, "\xFD"
-        "7zXZ"sv, "an xz file (xzcat unpacks it)"sv},
+    {0,
+     "\xFD"
+     "7zXZ"sv,
+     "an xz file (xzcat unpacks it)"sv},
     {0, "\x28\xB5\x2F\xFD"sv, "a zstd file (zstdcat unpacks it)"sv},
     {0, "7z\xBC\xAF"sv, "a 7z file"sv},
     {0, "\xFF\xFE"sv, kUtf16},
     {0, "\xFE\xFF"sv, kUtf16},
     {0, "%PDF-"sv, "a PDF file"sv},
-    {0, "\x7F"
-        "ELF"sv, "a program"sv},
+    {0,
+     "\x7F"
+     "ELF"sv,
+     "a program"sv},
     {0, "\xD0\xCF\x11\xE0"sv, "a document or spreadsheet of an office program"sv},
     {257, "ustar"sv, "a tar file"sv},
     {0, "%=SNX"sv, "a SINEX file"sv},
@@ -181,9 +185,8 @@ std::string_view guessOf(std::string_view head) {
     if (shape) return *shape;
     for (const Phrase& phrase : kPhrases)
         if (head.find(phrase.text) != std::string_view::npos) return phrase.name;
-    const auto moved = firstOfLines(head, [](std::string_view line) {
-        return isMovedCard(line) ? std::optional(true) : std::nullopt;
-    });
+    const auto moved = firstOfLines(
+        head, [](std::string_view line) { return isMovedCard(line) ? std::optional(true) : std::nullopt; });
     if (moved) return "a file of cards that do not begin in column 1";
     if (head.find('\t') != std::string_view::npos) return "a table with tabs between its columns";
     return "text of another kind";

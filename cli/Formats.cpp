@@ -24,9 +24,7 @@ bool writeB3(std::int64_t key, Cards& cards) {
     std::fill_n(cards.lines[1], Cards::kLength, ' ');
     return ObsGetB3Card(key, cards.lines[0]) == 0;
 }
-bool writeTty(std::int64_t key, Cards& cards) {
-    return ObsGetTTYCard(key, cards.lines[0], cards.lines[1]) == 0;
-}
+bool writeTty(std::int64_t key, Cards& cards) { return ObsGetTTYCard(key, cards.lines[0], cards.lines[1]) == 0; }
 bool writeCsv(std::int64_t key, Cards& cards) {
     std::fill_n(cards.lines[1], Cards::kLength, ' ');
     return ObsGetCsv(key, cards.lines[0]) == 0;
@@ -51,8 +49,7 @@ Format formatOf(std::int32_t number, std::string_view crdData, std::string_view 
 }
 
 /// The elements of the array form that the values are taken from, in the order of ValueIndex.
-constexpr std::size_t kElements[] = {0,  11, 1,  2,  3,  4,  5,  6,  7,  8,  9, 10,
-                                     22, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21};
+constexpr std::size_t kElements[] = {0, 11, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 22, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21};
 static_assert(std::size(kElements) == kValueCount);
 
 /// What ObsGetFormatPrecision tells; zeros for a character that names no type.
@@ -135,7 +132,8 @@ bool readBack(const Format& format, const Cards& cards, Values& values) {
     double array[64];
     if (ObsParse(cards.lines[0], cards.lines[1], array) != 0) return false;
     for (std::size_t i = 0; i < kValueCount; ++i) values[i] = array[kElements[i]];
-    values[kSecClass] = cards.lines[0][format.facts[OBS_FORMAT_CLASS_COLUMN] - 1];  // the array knows only three classes
+    values[kSecClass] =
+        cards.lines[0][format.facts[OBS_FORMAT_CLASS_COLUMN] - 1];  // the array knows only three classes
     return true;
 }
 

@@ -16,9 +16,26 @@ namespace obstool {
 
 /// The values of an observation that can be compared with what its text gives back.
 enum ValueIndex : std::size_t {
-    kSecClass, kType, kSatellite, kSensor, kTime, kElOrDec, kAzOrRa, kRange, kRangeRate, kElRate, kAzRate,
-    kRangeAccel, kEquinox, kIndicator1, kIndicator2, kAltSatNum1, kAltSatNum2, kPosition,
-    kVelocity = kPosition + 3, kValueCount = kVelocity + 3
+    kSecClass,
+    kType,
+    kSatellite,
+    kSensor,
+    kTime,
+    kElOrDec,
+    kAzOrRa,
+    kRange,
+    kRangeRate,
+    kElRate,
+    kAzRate,
+    kRangeAccel,
+    kEquinox,
+    kIndicator1,
+    kIndicator2,
+    kAltSatNum1,
+    kAltSatNum2,
+    kPosition,
+    kVelocity = kPosition + 3,
+    kValueCount = kVelocity + 3
 };
 using Values = std::array<double, kValueCount>;
 
@@ -47,7 +64,7 @@ struct Format {
     /// Writes an observation, false when the format cannot carry it. Null for a format whose lines the library
     /// does not write singly.
     bool (*write)(std::int64_t key, Cards& cards);
-    std::int32_t number;       ///< OBS_FORMAT_...
+    std::int32_t number;  ///< OBS_FORMAT_...
 
     std::int32_t save(const char* fileName, std::int32_t saveMode) const;  ///< all observations
     bool carriesYear() const;

@@ -61,18 +61,15 @@ std::string TemporaryFile::path() const { return pathOfDescriptor(descriptor_); 
 
 std::string fileNameProblem(const std::string& name) {
     if (name.empty()) return "the file name is empty";
-    if (name.size() > kTextLength)
-        return fmt::format("the file name is longer than {} characters", kTextLength);
+    if (name.size() > kTextLength) return fmt::format("the file name is longer than {} characters", kTextLength);
     // A blank-padded text cannot hold them: another file might be taken.
     if (name.front() == ' ' || name.back() == ' ') return "the file name begins or ends with a blank";
     return {};
 }
 
 Input::Input(const std::string& name) {
-    if (name == "-")
-        openStandardInput();
-    else
-        openNamed(name);
+    if (name == "-") openStandardInput();
+    else openNamed(name);
 }
 
 void Input::openStandardInput() {
@@ -80,11 +77,10 @@ void Input::openStandardInput() {
     // already or it is another user's.
     const std::string path = pathOfDescriptor(STDIN_FILENO);
     struct stat info {};
-    if (::fstat(STDIN_FILENO, &info) == 0 && S_ISREG(info.st_mode) &&
-        ::lseek(STDIN_FILENO, 0, SEEK_CUR) == 0 && ::access(path.c_str(), R_OK) == 0)
+    if (::fstat(STDIN_FILENO, &info) == 0 && S_ISREG(info.st_mode) && ::lseek(STDIN_FILENO, 0, SEEK_CUR) == 0 &&
+        ::access(path.c_str(), R_OK) == 0)
         path_ = path;
-    else
-        copyToTemporary(STDIN_FILENO);
+    else copyToTemporary(STDIN_FILENO);
 }
 
 void Input::openNamed(const std::string& name) {
@@ -92,12 +88,9 @@ void Input::openNamed(const std::string& name) {
     if (!problem_.empty()) return;
     const int descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
     struct stat info {};
-    if (descriptor < 0 || ::fstat(descriptor, &info) != 0)
-        problem_ = std::strerror(errno);
-    else if (S_ISREG(info.st_mode))
-        path_ = name;
-    else
-        copyToTemporary(descriptor);
+    if (descriptor < 0 || ::fstat(descriptor, &info) != 0) problem_ = std::strerror(errno);
+    else if (S_ISREG(info.st_mode)) path_ = name;
+    else copyToTemporary(descriptor);
     if (descriptor >= 0) ::close(descriptor);
 }
 

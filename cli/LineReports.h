@@ -16,9 +16,9 @@ namespace obstool {
 struct LineReport {
     std::int32_t kind;  ///< OBS_LINE_...
     std::string file;
-    std::int64_t line;      ///< the first; 0: the rest of a kind, which is not named
+    std::int64_t line;  ///< the first; 0: the rest of a kind, which is not named
     std::int64_t lastLine;
-    std::int64_t lines;     ///< how many
+    std::int64_t lines;  ///< how many
     std::string reason;
 
     std::string place() const;       ///< "FILE:LINE"

@@ -26,7 +26,7 @@ struct Field {
     std::size_t count;
     std::string_view name, nameOfRaDec;
     std::string_view unit;
-    double perUnit;                ///< units of the report in one of the value
+    double perUnit;               ///< units of the report in one of the value
     std::int32_t told = kUntold;  ///< the kind of loss (OBS_SAVE_...) whose reason a save gives for a change
 };
 constexpr Field kFields[] = {
@@ -74,7 +74,7 @@ std::vector<Told> toldBySaving(const Format& format) {
 
 /// Fields of a CSV line that ObsGetAllFields does not give, not for all types at least.
 struct CsvField {
-    std::size_t first, last;    ///< numbers, from 1
+    std::size_t first, last;  ///< numbers, from 1
     std::string_view name;
     std::string_view comparedFor;  ///< types of which it is among the values
 };
@@ -191,7 +191,8 @@ private:
     void compareField(const Field& field, const Values& before, const Values& after);
     void compareCsvFields(std::int64_t key, std::optional<std::int64_t> csvKeyBack);
     void compareCsvField(const CsvField& field, const CsvLine& before, const CsvLine& after);
-    LossOfField& lossOf(std::vector<LossOfField>& losses, std::string_view field, std::string_view unit, Loss loss) const;
+    LossOfField& lossOf(std::vector<LossOfField>& losses, std::string_view field, std::string_view unit,
+                        Loss loss) const;
     void count(std::string_view field, const Outcome& outcome, std::string_view unit = "");
     void countReason(std::string_view reason, const Outcome& outcome, std::string_view unit = "");
     void countIn(LossOfField& loss, const Outcome& outcome) const;
@@ -203,15 +204,15 @@ private:
     const std::size_t examples_;
     const std::int32_t freeGroup_;
     std::unique_ptr<Trial> trial_;
-    std::optional<RfLines> rfLines_;  ///< made when needed
-    std::optional<int> year_;  ///< of the first observation, for a format that carries none
+    std::optional<RfLines> rfLines_;     ///< made when needed
+    std::optional<int> year_;            ///< of the first observation, for a format that carries none
     std::vector<LossOfField> byReason_;  ///< of what a save tells; all types together
     std::array<std::vector<LossOfField>, 256> byType_;
     std::int64_t observations_ = 0, written_ = 0;
 
     // the observation at hand
     Observation observation_{};
-    std::int64_t line_ = 0;          ///< its first; 0: none
+    std::int64_t line_ = 0;         ///< its first; 0: none
     std::vector<Told> toldOfThis_;  ///< what is not in the report yet
 };
 
@@ -247,7 +248,8 @@ void LossFinder::takeTold(std::int64_t key) {
 
 /// Why a save says that there is a loss of some kind; it then counts as reported.
 std::optional<std::string_view> LossFinder::toldReason(std::int32_t kind) {
-    const auto told = std::find_if(toldOfThis_.begin(), toldOfThis_.end(), [kind](const Told& t) { return t.kind == kind; });
+    const auto told =
+        std::find_if(toldOfThis_.begin(), toldOfThis_.end(), [kind](const Told& t) { return t.kind == kind; });
     if (told == toldOfThis_.end()) return std::nullopt;
     const std::string_view reason = told->reason;
     toldOfThis_.erase(told);
@@ -305,8 +307,7 @@ void LossFinder::compareField(const Field& field, const Values& before, const Va
 void LossFinder::compareCsvFields(std::int64_t key, std::optional<std::int64_t> csvKeyBack) {
     const CsvLine before(key), after(csvKeyBack);
     for (const CsvField& field : kCsvFields)
-        if (field.comparedFor.find(observation_.type) == std::string_view::npos)
-            compareCsvField(field, before, after);
+        if (field.comparedFor.find(observation_.type) == std::string_view::npos) compareCsvField(field, before, after);
 }
 
 void LossFinder::compareCsvField(const CsvField& field, const CsvLine& before, const CsvLine& after) {
@@ -329,9 +330,8 @@ void LossFinder::compareCsvField(const CsvField& field, const CsvLine& before, c
 
 LossOfField& LossFinder::lossOf(std::vector<LossOfField>& losses, std::string_view field, std::string_view unit,
                                 Loss loss) const {
-    const auto known = std::find_if(losses.begin(), losses.end(), [&](const LossOfField& l) {
-        return l.field == field && l.loss == loss;
-    });
+    const auto known = std::find_if(losses.begin(), losses.end(),
+                                    [&](const LossOfField& l) { return l.field == field && l.loss == loss; });
     if (known != losses.end()) return *known;
     return losses.emplace_back(LossOfField{observation_.type, field, unit, loss, 0, 0, {}});
 }
@@ -369,8 +369,7 @@ Losses LossFinder::result() {
     for (auto& ofType : byType_) append(ofType);
     if (!format_.remark.empty() && written_ > 0) losses.remarks.emplace_back(format_.remark);
     if (year_)
-        losses.remarks.push_back(
-            fmt::format("There is no year in these lines: read them with --tty-year {}.", *year_));
+        losses.remarks.push_back(fmt::format("There is no year in these lines: read them with --tty-year {}.", *year_));
     return losses;
 }
 
@@ -381,8 +380,7 @@ bool Losses::any(bool exact) const {
                        [exact](const LossOfField& loss) { return exact || loss.loss != Loss::rounded; });
 }
 
-Losses findLosses(const Format& format, std::int64_t firstLine, std::size_t examples,
-                  std::int32_t freeGroup) {
+Losses findLosses(const Format& format, std::int64_t firstLine, std::size_t examples, std::int32_t freeGroup) {
     constexpr std::int32_t kAscendingKeys = 9;  // as they are saved
     const std::vector<std::int64_t> keys = storedKeys(kAscendingKeys);
     LossFinder finder(format, firstLine, examples, freeGroup);
@@ -393,15 +391,14 @@ Losses findLosses(const Format& format, std::int64_t firstLine, std::size_t exam
 std::string describe(const Losses& losses, const Format& format, std::string_view output) {
     static constexpr std::string_view kNames[] = {"refused", "unreadable", "dropped", "changed", "rounded"};
     if (losses.ofFields.empty() && losses.remarks.empty()) return {};
-    std::string text = fmt::format("obstool: {}: {} observations as {}", printable(output),
-                                   losses.observations, format.description);
+    std::string text =
+        fmt::format("obstool: {}: {} observations as {}", printable(output), losses.observations, format.description);
     text += losses.ofFields.empty() ? ", nothing lost\n" : "\ntype loss       observations field\n";
     for (const LossOfField& loss : losses.ofFields) {
         text += fmt::format("{:>4} {:<10} {:>12} {}", loss.type, kNames[static_cast<std::size_t>(loss.loss)],
                             loss.observations, loss.field.empty() ? "(the whole observation)" : loss.field);
         if (loss.loss == Loss::rounded)
-            text += fmt::format(", by up to {:.2g}{}{}", loss.largest, loss.unit.empty() ? "" : " ",
-                                loss.unit);
+            text += fmt::format(", by up to {:.2g}{}{}", loss.largest, loss.unit.empty() ? "" : " ", loss.unit);
         text += '\n';
         for (const std::string& example : loss.examples) text += fmt::format("     {}\n", printable(example));
     }

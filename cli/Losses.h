@@ -25,7 +25,7 @@ struct LossOfField {
     std::string_view unit;
     Loss loss;
     std::int64_t observations = 0;
-    double largest = 0;                ///< difference, in `unit`
+    double largest = 0;                 ///< difference, in `unit`
     std::vector<std::string> examples;  ///< the first ones; none of rounded values
 };
 

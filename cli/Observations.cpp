@@ -41,8 +41,8 @@ Observation observationOf(std::int64_t key) {
     Observation o{};
     double cleared[128];
     if (ObsGetAllFields(key, &o.secClass, &o.satellite, &o.sensor, &o.time, &o.elOrDec, &o.azOrRa, &o.range,
-                        &o.rangeRate, &o.elRate, &o.azRate, &o.rangeAccel, &o.type, &o.indicator1,
-                        &o.indicator2, &o.altSatNum1, &o.altSatNum2, o.pos, o.vel, cleared) != 0)
+                        &o.rangeRate, &o.elRate, &o.azRate, &o.rangeAccel, &o.type, &o.indicator1, &o.indicator2,
+                        &o.altSatNum1, &o.altSatNum2, o.pos, o.vel, cleared) != 0)
         throw std::logic_error("the library does not know a key that it listed");
     return o;
 }

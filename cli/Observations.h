@@ -14,12 +14,12 @@ struct Observation {
     double time;  ///< days since 1950 UTC
     std::int32_t satellite, sensor;
     char type, secClass;
-    double elOrDec, azOrRa;              ///< degrees
-    double range, rangeRate;             ///< km, km/s; types 5 and 9 have the equinox indicator as range rate
+    double elOrDec, azOrRa;   ///< degrees
+    double range, rangeRate;  ///< km, km/s; types 5 and 9 have the equinox indicator as range rate
     double elRate, azRate, rangeAccel;
     std::int32_t indicator1, indicator2;
     std::int32_t altSatNum1, altSatNum2;
-    double pos[3], vel[3];               ///< km, km/s
+    double pos[3], vel[3];  ///< km, km/s
 };
 
 /// What an observation type carries, of the values that are shown.

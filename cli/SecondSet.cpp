@@ -13,8 +13,7 @@ namespace obstool {
 
 SecondSet::SecondSet(const Format& format, std::int32_t freeGroup) : group_(freeGroup) {
     constexpr std::int32_t kAppend = 1, kAddressKeys = 1, kOrderOfLoading = -8;
-    if (!file_.isOpen())
-        throw std::runtime_error(std::string("cannot make a temporary file: ") + std::strerror(errno));
+    if (!file_.isOpen()) throw std::runtime_error(std::string("cannot make a temporary file: ") + std::strerror(errno));
     const Text512 path(file_.path());
     // NOTE: a file without a name cannot be replaced.
     if (const std::int32_t status = format.save(path.data(), kAppend); status != 0)

@@ -24,7 +24,7 @@ public:
     SecondSet& operator=(const SecondSet&) = delete;
 
     std::string path() const { return file_.path(); }
-    const std::vector<std::int64_t>& keys() const { return keys_; }  ///< in the order of the file
+    const std::vector<std::int64_t>& keys() const { return keys_; }          ///< in the order of the file
     const std::vector<std::int64_t>& badLines() const { return badLines_; }  ///< their numbers, from 1
 
 private:

@@ -33,7 +33,8 @@ char lowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A'
 /// The name of a criterion `name=value` alone, any other term as it is.
 std::string shownTerm(std::string_view term) {
     std::string name(term.substr(0, term.find('=')));
-    const bool isName = std::all_of(name.begin(), name.end(), [](char c) { return std::isalnum(static_cast<unsigned char>(c)); });
+    const bool isName =
+        std::all_of(name.begin(), name.end(), [](char c) { return std::isalnum(static_cast<unsigned char>(c)); });
     if (!isName || term.find_first_of(" \t\"'(") != std::string_view::npos) return std::string(term);
     std::transform(name.begin(), name.end(), name.begin(), lowerCase);
     return name;
@@ -106,8 +107,8 @@ void printText(Output& out, const SelectionReport& report) {
 }
 
 void printJson(Output& out, const SelectionReport& report) {
-    out.print(R"({{"criteria": {}, "observations": {}, "selected": {}, "dropped": {{)",
-              jsonString(report.criteria), report.observations, report.selected);
+    out.print(R"({{"criteria": {}, "observations": {}, "selected": {}, "dropped": {{)", jsonString(report.criteria),
+              report.observations, report.selected);
     const char* separator = "";
     for (const auto& term : report.terms) {
         out.print("{}{}: {}", separator, jsonString(term.name), term.dropped);

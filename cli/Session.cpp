@@ -42,7 +42,9 @@ void complainOfLine(const LineReport& report) {
 }
 
 Session::Session(const CommonOptions& options, LineReports::Sink sink, bool everyLine)
-    : options_(options), sink_(std::move(sink)), lines_(everyLine ? LineReports::kAll : options.lineLimit, !everyLine),
+    : options_(options),
+      sink_(std::move(sink)),
+      lines_(everyLine ? LineReports::kAll : options.lineLimit, !everyLine),
       faults_(options.lineLimit, true) {
     ObsSetLoadCallback(onLine, this);
 }
@@ -238,10 +240,10 @@ void Session::judge(const LoadResult& result, std::string_view head) {
     if (brokenOff_ || lines.includesLeftOut > 0) raise(ExitStatus::failure);
     if (result.loaded + result.duplicate > 0 || lines.passedOver == 0) return;
     // What has lines that only could not be read is a file of observations.
-    const std::string rest = result.bad > 0 ? fmt::format("{} are bad", result.bad)
-                                            : fmt::format("it looks like {}", guessOf(head));
-    fail(result.file, fmt::format("no observation was loaded: {} of {} lines are of no known kind, {}", lines.passedOver,
-                                  lines.lines, rest));
+    const std::string rest =
+        result.bad > 0 ? fmt::format("{} are bad", result.bad) : fmt::format("it looks like {}", guessOf(head));
+    fail(result.file, fmt::format("no observation was loaded: {} of {} lines are of no known kind, {}",
+                                  lines.passedOver, lines.lines, rest));
 }
 
 void Session::save(const std::string& name, bool append, const Format& format) {
@@ -253,8 +255,8 @@ void Session::save(const std::string& name, bool append, const Format& format) {
     if (!problem.empty()) return fail(subject, problem);
 
     // To replace standard output is to go on where it stands, also in the file that it may be.
-    const std::int32_t status = format.save(Text512(toOutput ? "/dev/stdout" : name).data(),
-                                            append && !toOutput ? kAppend : kReplace);
+    const std::int32_t status =
+        format.save(Text512(toOutput ? "/dev/stdout" : name).data(), append && !toOutput ? kAppend : kReplace);
     std::int64_t written = 0, leftOut = 0, altered = 0;
     std::int32_t systemError = 0;
     ObsGetSaveCounts(&written, &leftOut, &altered, &systemError);

@@ -26,18 +26,18 @@ inline constexpr std::array<std::string_view, 3> kTroposphereModels = {"none", "
 
 struct CommonOptions {
     std::vector<std::string> files;
-    std::vector<std::size_t> groups;       ///< numbers of the files to keep, from 1; empty: all
-    std::optional<std::string> select;     ///< criteria of ObsSetSelObs
-    bool dryRun = false;                   ///< only with `select`
-    std::optional<std::int32_t> ttyYear;   ///< of TTY cards in each file until it sets another; else none
-    std::string sensors;                   ///< file of sensors; empty: none
-    std::string troposphere;               ///< one of kTroposphereModels; empty: the first
-    bool centreOfMass = false;             ///< of laser ranges
-    std::string log;                       ///< empty: none
-    std::size_t lineLimit = 10;            ///< most lines or reasons of a kind that are told of a file; 0: all
-    bool zeroedFails = false;              ///< values that were taken as 0 are an error
-    bool duplicates = false;               ///< lines that are duplicates are told
-    bool passedOverIgnored = false;        ///< lines that are nothing known are not an error and are not named
+    std::vector<std::size_t> groups;      ///< numbers of the files to keep, from 1; empty: all
+    std::optional<std::string> select;    ///< criteria of ObsSetSelObs
+    bool dryRun = false;                  ///< only with `select`
+    std::optional<std::int32_t> ttyYear;  ///< of TTY cards in each file until it sets another; else none
+    std::string sensors;                  ///< file of sensors; empty: none
+    std::string troposphere;              ///< one of kTroposphereModels; empty: the first
+    bool centreOfMass = false;            ///< of laser ranges
+    std::string log;                      ///< empty: none
+    std::size_t lineLimit = 10;           ///< most lines or reasons of a kind that are told of a file; 0: all
+    bool zeroedFails = false;             ///< values that were taken as 0 are an error
+    bool duplicates = false;              ///< lines that are duplicates are told
+    bool passedOverIgnored = false;       ///< lines that are nothing known are not an error and are not named
 };
 
 struct LoadResult {
@@ -85,8 +85,7 @@ public:
     ExitStatus status() const { return status_; }
 
 private:
-    static void onLine(std::int32_t kind, const char* file, std::int64_t line, const char* reason,
-                       void* self);
+    static void onLine(std::int32_t kind, const char* file, std::int64_t line, const char* reason, void* self);
 
     bool openLog(const std::string& name);
     bool loadStations(const std::string& sensors);

@@ -26,9 +26,7 @@ std::string lastError() {
     return FamilyGetLastError(text.data()) == 0 ? std::string() : text.str();
 }
 
-std::string_view withoutTrailingBlanks(std::string_view text) {
-    return text.substr(0, text.find_last_not_of(' ') + 1);
-}
+std::string_view withoutTrailingBlanks(std::string_view text) { return text.substr(0, text.find_last_not_of(' ') + 1); }
 
 // --- Dates ---------------------------------------------------------------------
 
@@ -59,8 +57,8 @@ std::optional<UtcTime> splitTime(double daysSince1950) {
 std::string isoTime(double daysSince1950) {
     const auto t = splitTime(daysSince1950);
     if (!t) return "-";
-    return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z", t->year, t->month, t->day, t->hour,
-                       t->minute, t->second, t->millisecond);
+    return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z", t->year, t->month, t->day, t->hour, t->minute,
+                       t->second, t->millisecond);
 }
 
 // --- Safe text -----------------------------------------------------------------
@@ -100,7 +98,9 @@ std::size_t utf8Length(std::string_view text) {
 
 std::string printable(std::string_view text) {
     // Besides those of ASCII there are the control characters from 0x80 on, as one byte or as two of UTF-8.
-    const auto isHighControl = [](char c) { return static_cast<unsigned char>(c) >= 0x80 && static_cast<unsigned char>(c) < 0xA0; };
+    const auto isHighControl = [](char c) {
+        return static_cast<unsigned char>(c) >= 0x80 && static_cast<unsigned char>(c) < 0xA0;
+    };
     std::string safe(text);
     for (std::size_t i = 0; i < safe.size();) {
         const std::size_t length = std::max<std::size_t>(utf8Length(text.substr(i)), 1);
@@ -130,14 +130,10 @@ std::string jsonString(std::string_view text) {
     while (!text.empty()) {
         const std::size_t length = utf8Length(text);
         const char c = text.front();
-        if (length == 0)
-            json += "\\ufffd";
-        else if (c == '"' || c == '\\')
-            (json += '\\') += c;
-        else if (isControl(c))
-            json += fmt::format("\\u{:04x}", static_cast<unsigned>(c));
-        else
-            json += text.substr(0, length);
+        if (length == 0) json += "\\ufffd";
+        else if (c == '"' || c == '\\') (json += '\\') += c;
+        else if (isControl(c)) json += fmt::format("\\u{:04x}", static_cast<unsigned>(c));
+        else json += text.substr(0, length);
         text.remove_prefix(std::max<std::size_t>(length, 1));
     }
     return json += '"';

@@ -49,8 +49,7 @@ ExitStatus runConvert(const ConvertOptions& options, Output& out) {
     Session session(options, complainOfLine);
     if (options.report == "-" && options.output == "-")
         session.fail("--report", "standard output is taken by the observations");
-    else
-        session.start();
+    else session.start();
     if (session.status() == ExitStatus::failure) return session.status();
     session.load();
     // An incomplete result must not take the place of an earlier good one.
@@ -63,9 +62,8 @@ ExitStatus runConvert(const ConvertOptions& options, Output& out) {
     Losses losses;
     if (!options.noReport || !options.strict.empty()) {
         const auto freeGroup = static_cast<std::int32_t>(options.files.size()) + 1;
-        session.quietly([&] {
-            losses = findLosses(format, firstLineOf(options, format), options.examples, freeGroup);
-        });
+        session.quietly(
+            [&] { losses = findLosses(format, firstLineOf(options, format), options.examples, freeGroup); });
     }
     const std::string output = options.output == "-" ? "(standard output)" : options.output;
     if (!options.strict.empty() && losses.any(options.strict == kStrictExact))
@@ -73,8 +71,7 @@ ExitStatus runConvert(const ConvertOptions& options, Output& out) {
     else if (!options.strict.empty() && session.uncorrected() > 0)
         session.fail(output, fmt::format("not written: {} corrections that were asked for could not be applied",
                                          session.uncorrected()));
-    else
-        session.save(options.output, options.append, format);
+    else session.save(options.output, options.append, format);
     writeReport(options, describe(losses, format, output), session, out);
     return session.status();
 }

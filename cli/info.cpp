@@ -103,10 +103,8 @@ void printFiles(Output& out, const Report& report) {
         out.print("{:>10} {:>10} {:>10}  {}\n", r.loaded, r.duplicate, r.bad, printable(name));
     };
     for (const LoadResult& file : report.files) {
-        if (file.read)
-            row(file, file.file);
-        else
-            out.print("{:>32}  {}\n", "not read", printable(file.file));
+        if (file.read) row(file, file.file);
+        else out.print("{:>32}  {}\n", "not read", printable(file.file));
     }
     if (report.files.size() > 1) row(report.all, fmt::format("all {} files", report.files.size()));
 }
@@ -249,10 +247,8 @@ ExitStatus runInfo(const InfoOptions& options, Output& out) {
     countFiles(report);
     report.selection = session.selection();
     if (!options.dryRun) countObservations(report, options.top);
-    if (options.json)
-        printJson(out, report, options.duplicates);
-    else
-        printText(out, report);
+    if (options.json) printJson(out, report, options.duplicates);
+    else printText(out, report);
     return session.status();
 }
 

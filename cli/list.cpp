@@ -12,10 +12,8 @@ namespace {
 
 /// A number in `width` columns, or "-" when the observation's type does not carry it.
 void printValue(Output& out, bool carried, double value, int width, int decimals) {
-    if (carried)
-        out.print(" {:{}.{}f}", value, width, decimals);
-    else
-        out.print(" {:>{}}", '-', width);
+    if (carried) out.print(" {:{}.{}f}", value, width, decimals);
+    else out.print(" {:>{}}", '-', width);
 }
 
 void printObservation(Output& out, std::int64_t key) {
@@ -46,8 +44,8 @@ ExitStatus runList(const ListOptions& options, Output& out) {
         for (const std::int64_t key : keys) out.print("{}\n", key);
         return session.status();
     }
-    out.print("{:>19} {:<24} {:>9} {:>6} {:>4} {:>13} {:>13} {:>15} {:>15}\n", "key", "time", "satellite",
-              "sensor", "type", "el/dec_deg", "az/ra_deg", "range_km", "range_rate_km/s");
+    out.print("{:>19} {:<24} {:>9} {:>6} {:>4} {:>13} {:>13} {:>15} {:>15}\n", "key", "time", "satellite", "sensor",
+              "type", "el/dec_deg", "az/ra_deg", "range_km", "range_rate_km/s");
     for (const std::int64_t key : keys) printObservation(out, key);
     return session.status();
 }

@@ -112,11 +112,9 @@ std::string version() {
 
 std::string usageError(const CLI::App* app, const CLI::Error& error) {
     const std::vector<std::string> unknown = app->remaining();
-    const bool noCommand =
-        app->get_subcommands().empty() && !unknown.empty() && !unknown.front().starts_with('-');
+    const bool noCommand = app->get_subcommands().empty() && !unknown.empty() && !unknown.front().starts_with('-');
     return fmt::format("obstool: {}\nTry 'obstool --help' or 'obstool COMMAND --help'.\n",
-                       noCommand ? fmt::format("there is no command '{}'", printable(unknown.front()))
-                                 : error.what());
+                       noCommand ? fmt::format("there is no command '{}'", printable(unknown.front())) : error.what());
 }
 
 /// NOTE: without it "-1" would wrap around to a very large count.
@@ -129,9 +127,11 @@ CLI::Validator isCount() {
 }
 
 /// An option of two values, the second of which sets a flag.
-void addChoice(CLI::App* command, const char* name, const char* help, const std::vector<std::string>& values, bool& flag) {
-    command->add_option_function<std::string>(
-               name, [&flag, second = values.back()](const std::string& value) { flag = value == second; }, help)
+void addChoice(CLI::App* command, const char* name, const char* help, const std::vector<std::string>& values,
+               bool& flag) {
+    command
+        ->add_option_function<std::string>(
+            name, [&flag, second = values.back()](const std::string& value) { flag = value == second; }, help)
         ->type_name(fmt::format("{}|{}", values.front(), values.back()))
         ->check(CLI::IsMember(values).description(""));
 }
@@ -140,32 +140,38 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* description, c
                      CommonOptions& options) {
     CLI::App* command = app.add_subcommand(name, description);
     command->footer(footer);
-    command->add_option("FILE", options.files, "Files to load; - is standard input")
-        ->type_name("")->required();
-    command->add_option("--group", options.groups,
-                        "Only what was loaded from the Nth FILE (of duplicates, the first); may be repeated")
-        ->type_name("N")->check(isCount())->allow_extra_args(false);
-    CLI::Option* select = command->add_option("--select", options.select,
-                                              "Only what meets the criteria, for example \"sat=5 el=10:\"")
-        ->type_name("CRITERIA");
-    command->add_flag("--dry-run", options.dryRun, "Only tell how many observations the criteria drop")
-        ->needs(select);
-    command->add_option("--tty-year", options.ttyYear,
-                        "Year of TTY messages in files without a TTY_YEAR line")
-        ->type_name("YEAR")->check(CLI::Range(1000, 9999).description(""));
-    command->add_option("--sensors", options.sensors,
-                        "File of sensors beside the laser stations, for what names or needs them")
+    command->add_option("FILE", options.files, "Files to load; - is standard input")->type_name("")->required();
+    command
+        ->add_option("--group", options.groups,
+                     "Only what was loaded from the Nth FILE (of duplicates, the first); may be repeated")
+        ->type_name("N")
+        ->check(isCount())
+        ->allow_extra_args(false);
+    CLI::Option* select =
+        command->add_option("--select", options.select, "Only what meets the criteria, for example \"sat=5 el=10:\"")
+            ->type_name("CRITERIA");
+    command->add_flag("--dry-run", options.dryRun, "Only tell how many observations the criteria drop")->needs(select);
+    command->add_option("--tty-year", options.ttyYear, "Year of TTY messages in files without a TTY_YEAR line")
+        ->type_name("YEAR")
+        ->check(CLI::Range(1000, 9999).description(""));
+    command
+        ->add_option("--sensors", options.sensors,
+                     "File of sensors beside the laser stations, for what names or needs them")
         ->type_name("SENSORS");
-    command->add_option("--troposphere", options.troposphere,
-                        "Correct laser ranges by none, mendes-pavlis or marini-murray, where the file has not")
+    command
+        ->add_option("--troposphere", options.troposphere,
+                     "Correct laser ranges by none, mendes-pavlis or marini-murray, where the file has not")
         ->type_name("MODEL")
         ->check(CLI::IsMember(std::vector<std::string>(kTroposphereModels.begin(), kTroposphereModels.end()))
                     .description(""));
     command->add_flag("--centre-of-mass", options.centreOfMass,
                       "Refer laser ranges to the satellite's centre of mass, where the file has not");
-    command->add_option("--line-limit", options.lineLimit,
-                        "Name the first N lines or reasons of a kind in each FILE; 0 names all")
-        ->type_name("N")->check(isCount())->capture_default_str();
+    command
+        ->add_option("--line-limit", options.lineLimit,
+                     "Name the first N lines or reasons of a kind in each FILE; 0 names all")
+        ->type_name("N")
+        ->check(isCount())
+        ->capture_default_str();
     addChoice(command, "--zeroed", "Values that cannot be read and are taken as 0: tell of them, or fail for them",
               {"tell", "fail"}, options.zeroedFails);
     addChoice(command, "--passed-over", "Lines that are nothing known: fail for them, or ignore them",
@@ -202,10 +208,11 @@ std::string formatsHelp() {
 }
 
 CLI::App* addInfo(CLI::App& app, InfoOptions& options) {
-    CLI::App* command =
-        addCommand(app, "info", "Tell what files hold and which lines are bad", kInfoFooter, options);
+    CLI::App* command = addCommand(app, "info", "Tell what files hold and which lines are bad", kInfoFooter, options);
     command->add_option("--top", options.top, "Show the busiest N sensors and satellites; 0 shows all")
-        ->type_name("N")->check(isCount())->capture_default_str();
+        ->type_name("N")
+        ->check(isCount())
+        ->capture_default_str();
     command->add_flag("--duplicates", options.duplicates, "Name the duplicate lines, too");
     command->add_flag("--json", options.json, "Write one JSON object instead of tables");
     return command;
@@ -214,31 +221,40 @@ CLI::App* addInfo(CLI::App& app, InfoOptions& options) {
 CLI::App* addList(CLI::App& app, ListOptions& options) {
     CLI::App* command = addCommand(app, "list", "List observations, one a line", kListFooter, options);
     command->add_option("--order", options.order, "Order, from the table below (-10 to 10)")
-        ->type_name("CODE")->check(CLI::Range(-10, 10).description(""))->capture_default_str();
+        ->type_name("CODE")
+        ->check(CLI::Range(-10, 10).description(""))
+        ->capture_default_str();
     command->add_flag("--keys", options.keysOnly, "Keys only, without a header");
-    command->add_option("--limit", options.limit, "Stop after N observations")
-        ->type_name("N")->check(isCount());
+    command->add_option("--limit", options.limit, "Stop after N observations")->type_name("N")->check(isCount());
     return command;
 }
 
 void addConvert(CLI::App& app, ConvertOptions& options) {
-    CLI::App* command = addCommand(app, "convert", "Write the observations of files in another format",
-                                   kConvertFooter, options);
+    CLI::App* command =
+        addCommand(app, "convert", "Write the observations of files in another format", kConvertFooter, options);
     command->add_option("-o,--output", options.output, "File to write; - is standard output")
-        ->type_name("OUT")->required();
+        ->type_name("OUT")
+        ->required();
     command->add_option("--to", options.format, formatsHelp())
-        ->type_name("FORMAT")->required()->check(oneOfTheFormats());
+        ->type_name("FORMAT")
+        ->required()
+        ->check(oneOfTheFormats());
     command->add_option("--crd-data", options.crdData, "Data of --to crd: npt (normal points) or frd (full rate)")
-        ->type_name("DATA")->check(CLI::IsMember({"npt", "frd"}).description(""))->capture_default_str();
+        ->type_name("DATA")
+        ->check(CLI::IsMember({"npt", "frd"}).description(""))
+        ->capture_default_str();
     command->add_flag("--append", options.append, "Add to the file instead of replacing it");
-    command->add_flag("--strict", options.strict,
-                      "Write nothing if more than digits would be lost; --strict=exact: or digits")
+    command
+        ->add_flag("--strict", options.strict,
+                   "Write nothing if more than digits would be lost; --strict=exact: or digits")
         ->check(isStrictness());
     CLI::Option* report = command->add_option("--report", options.report, "File for the report; - is standard output")
-        ->type_name("REPORT");
+                              ->type_name("REPORT");
     command->add_flag("--no-report", options.noReport, "Do not report losses")->excludes(report);
     command->add_option("--examples", options.examples, "Name the first N observations of each loss")
-        ->type_name("N")->check(isCount())->capture_default_str();
+        ->type_name("N")
+        ->check(isCount())
+        ->capture_default_str();
 }
 
 ExitStatus run(int argc, char** argv, Output& out) {
@@ -273,8 +289,7 @@ ExitStatus run(int argc, char** argv, Output& out) {
 /// meant for the stream would end up there. These stand-ins fail when they are used.
 void occupyStandardStreams() {
     for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-        if (::fcntl(descriptor, F_GETFD) < 0)
-            ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        if (::fcntl(descriptor, F_GETFD) < 0) ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
 }
 
 /// The signals that end the command leave no half-written file; then they end it.
@@ -300,8 +315,6 @@ int main(int argc, char** argv) {
     ExitStatus status = ExitStatus::failure;
     try {
         status = run(argc, argv, out);
-    } catch (const std::exception& error) {
-        complain("stopped", error.what());
-    }
+    } catch (const std::exception& error) { complain("stopped", error.what()); }
     return static_cast<int>(std::max(status, out.finish()));
 }

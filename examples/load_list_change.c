@@ -22,7 +22,7 @@ static int length(const char text[kText]) {
 }
 
 /* Every failure leaves its reason as the thread's last error. */
-static void fail(const char *what) {
+static void fail(const char* what) {
     char reason[kText];
     FamilyGetLastError(reason);
     fprintf(stderr, "%s: %.*s\n", what, length(reason), reason);
@@ -37,8 +37,8 @@ static void list(int64_t key) {
                         &azRate, &rangeAccel, &type, &indicator1, &indicator2, &altSatNum1, &altSatNum2, pos, vel,
                         unused) != 0)
         fail("An observation cannot be read");
-    printf("%19lld%10d%7d%5c%18.8f%12.4f%12.4f%12.4f\n", (long long)key, satellite, sensor, type, days, elOrDec,
-           azOrRa, range);
+    printf("%19lld%10d%7d%5c%18.8f%12.4f%12.4f%12.4f\n", (long long)key, satellite, sensor, type, days, elOrDec, azOrRa,
+           range);
 }
 
 /* Adds 0.1 km to a range, as for a radar found to measure short. Fields are exchanged as texts; a C string ends
@@ -52,7 +52,7 @@ static void correctRange(int64_t key) {
     printf("Range before: %.*s km, after: %.*s km\n", length(before), before, length(after), after);
 }
 
-int main(int argc, char **argv) {
+int main(int argc, char** argv) {
     if (argc != 3) {
         fprintf(stderr, "usage: load_list_change DECK CSV_FILE\n");
         return 2;
@@ -66,7 +66,7 @@ int main(int argc, char **argv) {
     printf("%lld observations loaded, %lld duplicate and %lld bad ones left out\n", (long long)loaded,
            (long long)duplicate, (long long)bad);
 
-    int64_t *keys = malloc((size_t)count * sizeof *keys);
+    int64_t* keys = malloc((size_t)count * sizeof *keys);
     if (keys == NULL) return 1;
     ObsGetLoaded(kBySensorAscending, keys);
     puts("The first by sensor, satellite and time:");

@@ -66,7 +66,8 @@ inline std::vector<Case> readCases(const std::string& fileName) {
         if (words.peek() == 'r' && line.find("-> refused ") != std::string::npos) {
             one.refusal = line.substr(line.find("-> refused ") + 11);
         } else {
-            while (words >> word) one.fields.emplace_back(word.substr(0, word.find('=')), withBlanks(word.substr(word.find('=') + 1)));
+            while (words >> word)
+                one.fields.emplace_back(word.substr(0, word.find('=')), withBlanks(word.substr(word.find('=') + 1)));
         }
         if (one.fields.empty() && one.refusal.empty()) throw std::runtime_error(one.where + ": expects nothing");
         cases.push_back(one);

@@ -37,16 +37,16 @@ struct AllFields {
 
     std::int32_t get(std::int64_t key) {
         std::fill(std::begin(cleared), std::end(cleared), -9);
-        return ObsGetAllFields(key, &secClass, &sat, &sen, &time, &el, &az, &range, &rate, &elRate, &azRate, &accel, &type,
-                               &i1, &i2, &a1, &a2, pos, vel, cleared);
+        return ObsGetAllFields(key, &secClass, &sat, &sen, &time, &el, &az, &range, &rate, &elRate, &azRate, &accel,
+                               &type, &i1, &i2, &a1, &a2, pos, vel, cleared);
     }
     std::int32_t parse(const char* card) {
-        return ObsB3Parse(card, &secClass, &sat, &sen, &time, &el, &az, &range, &rate, &elRate, &azRate, &accel, &type, &i1,
-                          &i2, &a1, &a2, pos);
+        return ObsB3Parse(card, &secClass, &sat, &sen, &time, &el, &az, &range, &rate, &elRate, &azRate, &accel, &type,
+                          &i1, &i2, &a1, &a2, pos);
     }
     std::int32_t toCard(char* card) const {
-        return ObsFieldsToB3Card(secClass, sat, sen, time, el, az, range, rate, elRate, azRate, accel, type, i1, i2, a1, a2, pos,
-                                 vel, card);
+        return ObsFieldsToB3Card(secClass, sat, sen, time, el, az, range, rate, elRate, azRate, accel, type, i1, i2, a1,
+                                 a2, pos, vel, card);
     }
 };
 

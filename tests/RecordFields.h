@@ -18,8 +18,6 @@ inline std::map<std::string, double> fieldsOf(const ObsRecord& rec) {
     return fields;
 }
 
-inline double fieldOf(const ObsRecord& rec, const std::string& name) {
-    return fieldsOf(rec).at(name);
-}
+inline double fieldOf(const ObsRecord& rec, const std::string& name) { return fieldsOf(rec).at(name); }
 
 }  // namespace obs::test

@@ -84,7 +84,7 @@ def argument(text):
 
 
 def function(declaration, comment):
-    declaration = re.sub(r"\s+", " ", declaration.strip())
+    declaration = re.sub(r"(\w)\* ?", r"\1 *", re.sub(r"\s+", " ", declaration.strip()))  # the star as C has it
     head, arguments = re.fullmatch(r"([^(]*?\w+) ?\((.*)\)", declaration).groups()
     result, name = re.fullmatch(r"(.*?)(\w+)", head).groups()
     arguments = [] if arguments == "void" else [argument(text) for text in split_arguments(arguments)]

@@ -59,7 +59,8 @@ std::optional<deck::Form> form(std::string_view text) {
     return std::nullopt;
 }
 
-template <class Target, class Value> bool take(Target& target, std::optional<Value> value) {
+template <class Target, class Value>
+bool take(Target& target, std::optional<Value> value) {
     if (value) target = static_cast<Target>(*value);
     return value.has_value();
 }
@@ -73,8 +74,7 @@ bool setOption(deck::Options& options, std::string_view name, const char* value)
     if (name == "--b3e") return take(options.b3e, share(value));
     if (name == "--equinox") return take(options.equinox, share(value));
     if (name == "--seed") return take(options.seed, number(value));
-    if (name == "--year")
-        return take(options.year, number(value)) && options.year >= 1957 && options.year <= 2056;
+    if (name == "--year") return take(options.year, number(value)) && options.year >= 1957 && options.year <= 2056;
     return false;
 }
 

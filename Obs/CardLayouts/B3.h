@@ -15,14 +15,14 @@ namespace obs::b3 {
 inline constexpr unsigned kCardColumns = 90;
 
 inline constexpr Columns kSecClass{1, 1};
-inline constexpr Columns kSatNum{2, 6};         ///< alpha-5
+inline constexpr Columns kSatNum{2, 6};  ///< alpha-5
 inline constexpr Columns kSenNum{7, 9};
-inline constexpr Columns kDateTime{10, 23};     ///< YYDDDHHMMSSsss
+inline constexpr Columns kDateTime{10, 23};  ///< YYDDDHHMMSSsss
 inline constexpr int kSecondsDecimals = 3;
 inline constexpr Columns kElOrDec{24, 29};
-inline constexpr Columns kSeparator1{30, 30};   ///< blank on every angle card
-inline constexpr Columns kAzimuth{31, 37};      ///< or right ascension
-inline constexpr Columns kSeparator2{38, 38};   ///< blank on every angle card
+inline constexpr Columns kSeparator1{30, 30};  ///< blank on every angle card
+inline constexpr Columns kAzimuth{31, 37};     ///< or right ascension
+inline constexpr Columns kSeparator2{38, 38};  ///< blank on every angle card
 inline constexpr Columns kRangeMantissa{39, 45};
 inline constexpr Columns kRangeExponent{46, 46};
 inline constexpr Columns kRange{kRangeMantissa.first, kRangeExponent.last};
@@ -30,8 +30,8 @@ inline constexpr Columns kObsType{75, 75};
 inline constexpr Columns kEquinoxInd{76, 76};
 inline constexpr Columns kIndicator1{77, 77};
 inline constexpr Columns kIndicator2{80, 80};
-inline constexpr Columns kAltSatNum1{81, 85};   ///< alpha-5
-inline constexpr Columns kAltSatNum2{86, 90};   ///< alpha-5
+inline constexpr Columns kAltSatNum1{81, 85};  ///< alpha-5
+inline constexpr Columns kAltSatNum2{86, 90};  ///< alpha-5
 
 /// The number that a "sensor position" card type puts over the range-rate and rate columns.
 inline constexpr std::array<Columns, 3> kSensorPosition{{{47, 55}, {56, 64}, {65, 73}}};
@@ -48,8 +48,8 @@ struct SignedField {
     double ObsRecord::*value;
 };
 inline constexpr std::array<SignedField, 5> kSignedFields{{
-    {kElOrDec, 4, kAngleTypes, &ObsRecord::elOrDec},            // degrees
-    {{48, 54}, 5, kRangeRateTypes, &ObsRecord::rangeRate},      // km/s
+    {kElOrDec, 4, kAngleTypes, &ObsRecord::elOrDec},        // degrees
+    {{48, 54}, 5, kRangeRateTypes, &ObsRecord::rangeRate},  // km/s
     {{56, 60}, 4, kRateTypes, &ObsRecord::elRate},
     {{62, 66}, 4, kRateTypes, &ObsRecord::azRate},
     {{68, 72}, 4, kRateTypes, &ObsRecord::rangeAccel},
@@ -58,9 +58,7 @@ inline constexpr int kAzimuthDecimals = 4;
 inline constexpr int kRightAscensionDecimals = 1;  ///< of the second, HHMMSSs
 
 /// A signed field but for the column that may hold a sign.
-constexpr Columns withoutSign(Columns field) {
-    return {field.first + 1, field.last};
-}
+constexpr Columns withoutSign(Columns field) { return {field.first + 1, field.last}; }
 
 /// All that a card without sensor position may hold between its time and its type.
 inline constexpr Columns kMeasurements{kElOrDec.first, kSignedFields.back().columns.last};
@@ -86,15 +84,15 @@ namespace obs::b3e {
 inline constexpr std::string_view kMark = "B3E";  ///< columns 1-3
 inline constexpr Columns kSatNum{4, 8};
 inline constexpr Columns kSenNum{9, 11};
-inline constexpr Columns kDateTime{12, 29};       ///< YYDDDHHMMSS.ssssss
+inline constexpr Columns kDateTime{12, 29};          ///< YYDDDHHMMSS.ssssss
 inline constexpr unsigned kDateToMilliseconds = 15;  ///< characters of the date up to the milliseconds
 inline constexpr Columns kDateMicroseconds{27, 29};  ///< fourth to sixth decimals of the second
 inline constexpr Columns kDeclination{31, 40};
 inline constexpr Columns kRaHours{42, 43};
 inline constexpr Columns kRaMinutes{44, 45};
 inline constexpr Columns kRaSeconds{46, 54};
-inline constexpr int kDecimals = 6;               ///< of declination and seconds, when no point is written
-inline constexpr char kObsTypeChar = '5';         ///< the only type that the extended card carries
+inline constexpr int kDecimals = 6;        ///< of declination and seconds, when no point is written
+inline constexpr char kObsTypeChar = '5';  ///< the only type that the extended card carries
 // Columns 75 to 90 are those of the B3 card.
 
 }  // namespace obs::b3e

@@ -13,9 +13,7 @@ namespace {
 constexpr std::size_t kMostDigits = 18;
 
 /// The first column's sign and digit, when it is an overpunched letter.
-bool isOverpunch(char c) {
-    return c >= 'J' && c <= 'R';
-}
+bool isOverpunch(char c) { return c >= 'J' && c <= 'R'; }
 
 }  // namespace
 

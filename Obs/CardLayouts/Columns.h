@@ -23,16 +23,12 @@ struct Columns {
 inline constexpr std::int32_t kMostAlpha5 = 339999;
 
 /// The largest number of that many digits.
-constexpr std::int32_t mostOf(unsigned digits) {
-    return digits == 0 ? 0 : 10 * mostOf(digits - 1) + 9;
-}
+constexpr std::int32_t mostOf(unsigned digits) { return digits == 0 ? 0 : 10 * mostOf(digits - 1) + 9; }
 
 /// Characters of every text that is exchanged, and of a line of a file (a longer one is cut).
 inline constexpr std::size_t kCardLength = 512;
 
-constexpr char upperCase(char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
+constexpr char upperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
 /// A card as it was passed: columns beyond its text are blank.
 class CardText {
@@ -63,13 +59,9 @@ private:
     std::string_view text_;
 };
 
-constexpr char lowerCase(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
+constexpr char lowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-constexpr bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
+constexpr bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 /// The classification characters that make a line an observation, in either case.
 constexpr bool isClassification(char c) {

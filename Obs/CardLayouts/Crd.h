@@ -46,8 +46,8 @@ namespace pointing {  // record 30
 inline constexpr std::size_t kSecondOfDay = 1, kAzimuth = 2, kElevation = 3;
 }
 
-inline constexpr int kAngleDecimals = 6;          ///< degrees, of pointing records
-inline constexpr double kFlightUnitS = 1e-12;     ///< of times of flight, two-way
+inline constexpr int kAngleDecimals = 6;       ///< degrees, of pointing records
+inline constexpr double kFlightUnitS = 1e-12;  ///< of times of flight, two-way
 
 /// Launch year, launch number, piece: 0000101 at least, of which files drop the leading zeros.
 inline constexpr std::int32_t kLeastIlrsId = 1000, kMostIlrsId = 9'999'999;

@@ -44,9 +44,7 @@ enum class Kind : std::uint8_t {
 };
 
 /// Fields 46 to 49 give fields 38 to 41 again.
-constexpr bool isRepeated(std::size_t number) {
-    return number >= 46 && number <= 49;
-}
+constexpr bool isRepeated(std::size_t number) { return number >= 46 && number <= 49; }
 inline constexpr std::size_t kRepeatedAfter = 8;
 
 /// The owners of a line's values, to be read through or only read. Of the values whose meaning hangs on the type, the
@@ -102,9 +100,13 @@ struct FieldAt {
 
     /// The value, or the first of a pair.
     template <class Some>
-    static auto& in(const Some& owners) { return owners.valueOf(Row{}); }
+    static auto& in(const Some& owners) {
+        return owners.valueOf(Row{});
+    }
     template <class Some>
-    static auto& secondIn(const Some& owners) { return owners.valueOf(FieldRow<kSecondRow>{}); }
+    static auto& secondIn(const Some& owners) {
+        return owners.valueOf(FieldRow<kSecondRow>{});
+    }
 };
 
 /// A part of the time.
@@ -116,7 +118,9 @@ struct TimeField {
     static constexpr Kind kind = kKind;
 
     template <class Some>
-    static auto& in(const Some& owners) { return owners.time.*kMember; }
+    static auto& in(const Some& owners) {
+        return owners.time.*kMember;
+    }
 };
 template <>
 struct FieldAt<4> : TimeField<4, &TimeParts::year> {};
@@ -132,9 +136,8 @@ struct FieldAt<8> : TimeField<8, &TimeParts::seconds, Kind::exactReal> {};
 /// Calls `visit(field)` for the fields in the order of the line.
 template <class Visit>
 constexpr void forEachField(Visit&& visit) {
-    [&]<std::size_t... i>(std::index_sequence<i...>) {
-        (visit(FieldAt<i + 1>{}), ...);
-    }(std::make_index_sequence<kFieldCount>{});
+    [&]<std::size_t... i>(std::index_sequence<i...>) { (visit(FieldAt<i + 1>{}), ...); }
+    (std::make_index_sequence<kFieldCount>{});
 }
 
 /// What messages say of a field.

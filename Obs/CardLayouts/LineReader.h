@@ -25,7 +25,10 @@ public:
     /// `before` is the place of the first line, less one line. An unfinished last line is a line only when the text
     /// ends with it.
     LineReader(std::string_view text, bool isLast, LinePlace before = {})
-        : start_(text.data()), at_(start_), limit_(start_ + (isLast ? text.size() : text.rfind('\n') + 1)), before_(before) {}
+        : start_(text.data()),
+          at_(start_),
+          limit_(start_ + (isLast ? text.size() : text.rfind('\n') + 1)),
+          before_(before) {}
 
     /// The next line without its end (LF or CR LF). False when there is none.
     bool next(std::string_view& line) {
@@ -50,7 +53,8 @@ public:
 
     bool atEnd() const { return at_ == limit_; }
 
-    /// The line that `next` gave, where it is, and whether it has its end: the last one of a file that was cut has none.
+    /// The line that `next` gave, where it is, and whether it has its end: the last one of a file that was cut has
+    /// none.
     std::string_view current() const { return current_; }
     LinePlace place() const { return {before_.number + number_, before_.offset + (lineStart_ - start_)}; }
     bool hasEnd() const { return hasEnd_; }

@@ -20,8 +20,22 @@ static_assert(kHeaderLine.size() == 145);
 
 /// The items of a line, in order.
 enum class Item : std::size_t {
-    date, rangeM, rangeSigmaM, rangeRateMs, rangeRateSigmaMs, site1, delay1, site2, delay2, satNum, rf, processTime,
-    snr, flag1, flag2, reserved
+    date,
+    rangeM,
+    rangeSigmaM,
+    rangeRateMs,
+    rangeRateSigmaMs,
+    site1,
+    delay1,
+    site2,
+    delay2,
+    satNum,
+    rf,
+    processTime,
+    snr,
+    flag1,
+    flag2,
+    reserved
 };
 inline constexpr std::size_t kItemCount = 16;
 
@@ -32,10 +46,10 @@ struct ItemColumns {
 };
 inline constexpr std::array<ItemColumns, kItemCount> kItems{{
     {"date", {1, 28}},
-    {"drange", {31, 47}},               // metres
-    {"drange_sigma", {48, 66}},         // metres
-    {"drange_rate", {69, 85}},          // m/s
-    {"drange_rate_sigma", {86, 104}},   // m/s
+    {"drange", {31, 47}},              // metres
+    {"drange_sigma", {48, 66}},        // metres
+    {"drange_rate", {69, 85}},         // m/s
+    {"drange_rate_sigma", {86, 104}},  // m/s
     {"site1", {106, 113}},
     {"delay1", {114, 116}},
     {"site2", {118, 125}},
@@ -49,9 +63,7 @@ inline constexpr std::array<ItemColumns, kItemCount> kItems{{
     {"reserved", {191, 191}},
 }};
 
-constexpr Columns columnsOf(Item item) {
-    return kItems[static_cast<std::size_t>(item)].columns;
-}
+constexpr Columns columnsOf(Item item) { return kItems[static_cast<std::size_t>(item)].columns; }
 
 inline constexpr unsigned kLineColumns = 191;
 

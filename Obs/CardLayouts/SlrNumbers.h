@@ -11,7 +11,8 @@ namespace obs {
 std::int32_t Nasa2SsnSat(std::int32_t nasaNumber);
 std::int32_t Nasa2SsnSen(std::int32_t stationNumber);
 
-/// What a reflector on the Moon is called that has an ILRS id of its own (it has no catalogue number); empty for others.
+/// What a reflector on the Moon is called that has an ILRS id of its own (it has no catalogue number); empty for
+/// others.
 std::string_view lunarTarget(std::int32_t ilrsId);
 
 /// And back: ILRS id of a satellite number, pad number of a sensor number; 0 when the tables have none.

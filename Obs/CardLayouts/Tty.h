@@ -22,7 +22,7 @@ inline constexpr Columns kSecClass{3, 3};
 inline constexpr Columns kIndicator1{7, 7};
 inline constexpr Columns kObsType{8, 8};
 inline constexpr Columns kSenNum{9, 11};
-inline constexpr Columns kSatNum{12, 16};        ///< alpha-5
+inline constexpr Columns kSatNum{12, 16};  ///< alpha-5
 
 // --- Time: DDDHHMMSSsss, the year being set beforehand -------------------------------------
 
@@ -94,7 +94,6 @@ inline constexpr Columns kEquinoxIndOnCard2{29, 29};  ///< types 9 and 19
 // NOTE: type 5 is always written as of date, which every stored one is, whatever its indicator says.
 inline constexpr char kEquinoxOfDate = '0';
 
-
 /// X, Y and Z: a sign column, mantissa digits, and an exponent of ten that turns 0.mantissa into m or m/s.
 struct Vector {
     std::array<Columns, 3> columns;
@@ -122,10 +121,17 @@ struct EndMarkColumns {
 };
 // NOTE: types 10 and 11 have none.
 inline constexpr std::array<EndMarkColumns, 6> kEndMarksOnCard1{{
-    {{39, 40}, {0}}, {{46, 47}, {1}}, {{55, 56}, {2}}, {{64, 65}, {3}}, {{47, 48}, {5}}, {{40, 41}, {6}},
+    {{39, 40}, {0}},
+    {{46, 47}, {1}},
+    {{55, 56}, {2}},
+    {{64, 65}, {3}},
+    {{47, 48}, {5}},
+    {{40, 41}, {6}},
 }};
 inline constexpr std::array<EndMarkColumns, 3> kEndMarksOnCard2{{
-    {{69, 70}, {4}}, {{70, 71}, {7}}, {{71, 72}, kSensorPositionTypes},
+    {{69, 70}, {4}},
+    {{70, 71}, {7}},
+    {{71, 72}, kSensorPositionTypes},
 }};
 
 }  // namespace obs::tty

@@ -9,8 +9,9 @@
 
 namespace obs {
 
-/// Writes a card, blank after its end, of 90 columns, or 126 for a position-and-velocity card. Refuses nothing; what does not fit shows as asterisks. Types 18 and 19 are written with the characters of 8 and 9; their
-/// positive range brings them back. A type that no card carries gives the head alone.
+/// Writes a card, blank after its end, of 90 columns, or 126 for a position-and-velocity card. Refuses nothing; what
+/// does not fit shows as asterisks. Types 18 and 19 are written with the characters of 8 and 9; their positive range
+/// brings them back. A type that no card carries gives the head alone.
 MaybeRefusal CreateB3Obs(const ObsRecord& rec, CardLines& lines);
 
 }  // namespace obs

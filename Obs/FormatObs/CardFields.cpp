@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "Obs/CardLayouts/CardNumbers.h"
-#include "Obs/ObsTypes/TypeSets.h"
 #include "Obs/FormatObs/Named.h"
+#include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Sensors.h"
 #include "siblings/include/Services.h"
 
@@ -191,13 +191,9 @@ void GetOverpunchStr(double value, int nInt, int nDec, char* out) {
     *out = leading == 0 ? '-' : static_cast<char>('J' + leading - 1);
 }
 
-void GetRangeStr(char out[8], double range) {
-    putRange(out, range, 7);
-}
+void GetRangeStr(char out[8], double range) { putRange(out, range, 7); }
 
-void GetRangeStrType6(char out[9], double range) {
-    putRange(out, range, 8);
-}
+void GetRangeStrType6(char out[9], double range) { putRange(out, range, 8); }
 
 void GetPosStr(char out[9], double value) {
     constexpr unsigned kDigits = 8;

@@ -22,8 +22,8 @@ struct WrittenObs {
 
 struct CardWriting {
     SaveForm form;
-    bool writesParts;  ///< the optional parts of a record, too
-    bool fromArrays;   ///< ObsArrToLines knows the form
+    bool writesParts;             ///< the optional parts of a record, too
+    bool fromArrays;              ///< ObsArrToLines knows the form
     std::string_view headerLine;  ///< before the first observation; empty: none
 
     /// Writes the lines of an observation. What no line can hold is refused, and the lengths are then 0.

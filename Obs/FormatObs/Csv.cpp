@@ -31,9 +31,7 @@ std::int64_t nearest(double value) {
     return static_cast<std::int64_t>(raised);
 }
 
-char* putShortest(char* out, double value) {
-    return std::to_chars(out, out + kLongestNumber, value).ptr;
-}
+char* putShortest(char* out, double value) { return std::to_chars(out, out + kLongestNumber, value).ptr; }
 
 // --- The time ---------------------------------------------------------------------------------------
 

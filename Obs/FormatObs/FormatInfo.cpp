@@ -26,26 +26,26 @@ constexpr ObsTypeSet kTtyReadTypes = tty::kCard1Types | ObsTypeSet{4} | kSensorP
 constexpr ObsTypeSet kCsvTypes{0, 1, 2, 3, 4, 5, 6, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19};
 constexpr ObsTypeSet kCrdTypes{kTypeAzElRange, kTypeRange};
 
-constexpr std::int32_t formOf(SaveForm form) {
-    return static_cast<std::int32_t>(form);
-}
+constexpr std::int32_t formOf(SaveForm form) { return static_cast<std::int32_t>(form); }
 
 /// In the order of `FormatNumber`.
+// clang-format off
 constexpr std::array<FormatFacts, kFormatCount> kFormats{{
     {"b3", "B3 cards", formOf(SaveForm::b3), kNoSaveForm, 1, 1, 0, b3::kSecClass.first, kMostAlpha5,
      mostOf(b3::kSenNum.width()), true, false, false, b3::kWrittenTypes | kEciTypes},
     {"tty", "TTY messages", formOf(SaveForm::tty), kNoSaveForm, 1, 2, 0, tty::kSecClass.first, kMostAlpha5,
      mostOf(tty::kSenNum.width()), false, false, false, kTtyReadTypes},
     {"csv", "CSV lines", formOf(SaveForm::csv), kNoSaveForm, 1, 1, 0, 1, kAny, kAny, true, true, false, kCsvTypes},
-    {"rf", "RF lines", formOf(SaveForm::rf), kNoSaveForm, 1, 1, 1, 0, mostOf(rf::columnsOf(rf::Item::satNum).width()), kAny,
-     true, false, true, {kTypeRf}},
-    {"crd", "CRD normal points", kNoSaveForm, 1, 0, 0, 0, 0, kLargestCatalogueNumber, kAny, true, false, false, kCrdTypes},
-    {"crd", "CRD full-rate data", kNoSaveForm, 0, 0, 0, 0, 0, kLargestCatalogueNumber, kAny, true, false, false, kCrdTypes},
+    {"rf", "RF lines", formOf(SaveForm::rf), kNoSaveForm, 1, 1, 1, 0, mostOf(rf::columnsOf(rf::Item::satNum).width()),
+     kAny, true, false, true, {kTypeRf}},
+    {"crd", "CRD normal points", kNoSaveForm, 1, 0, 0, 0, 0, kLargestCatalogueNumber, kAny, true, false, false,
+     kCrdTypes},
+    {"crd", "CRD full-rate data", kNoSaveForm, 0, 0, 0, 0, 0, kLargestCatalogueNumber, kAny, true, false, false,
+     kCrdTypes},
 }};
+// clang-format on
 
-double unitOf(int decimals) {
-    return std::pow(10.0, -decimals);
-}
+double unitOf(int decimals) { return std::pow(10.0, -decimals); }
 
 /// The elements of a line of some type.
 class Elements {
@@ -68,7 +68,8 @@ public:
     void putReal(double ObsRecord::*member, Fineness fineness, ObsTypeSet types) {
         forEachFieldOf<ObsFields>([&](auto field) {
             if constexpr (field.facts.element != kNoElement && field.isReal && !field.isComponent)
-                if (types.has(type_) && &field.in(record_) == &(record_.*member)) elements_[field.facts.element] = fineness;
+                if (types.has(type_) && &field.in(record_) == &(record_.*member))
+                    elements_[field.facts.element] = fineness;
         });
     }
     void putElement(std::size_t element, Fineness fineness) { elements_[element] = fineness; }
@@ -81,12 +82,8 @@ private:
     FinenessOfElements elements_;
 };
 
-constexpr Fineness toUnit(double unit) {
-    return {unit, 0};
-}
-constexpr Fineness toDigits(int digits) {
-    return {Fineness::kAsItIs, digits};
-}
+constexpr Fineness toUnit(double unit) { return {unit, 0}; }
+constexpr Fineness toDigits(int digits) { return {Fineness::kAsItIs, digits}; }
 
 void putB3(Elements& elements, std::int32_t type) {
     elements.putAsTheyAre<&ObsFields::secClass, &ObsFields::satNum, &ObsFields::senNum, &ObsFields::obsType>();
@@ -163,9 +160,7 @@ void putCrd(Elements& elements) {
 
 }  // namespace
 
-const FormatFacts& formatFacts(FormatNumber format) {
-    return kFormats[static_cast<std::size_t>(format)];
-}
+const FormatFacts& formatFacts(FormatNumber format) { return kFormats[static_cast<std::size_t>(format)]; }
 
 FinenessOfElements finenessOf(FormatNumber format, std::int32_t type) {
     Elements elements(type);

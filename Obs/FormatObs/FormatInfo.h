@@ -29,7 +29,7 @@ struct FormatFacts {
     bool carriesYear;
     bool carriesCsvFields;
     bool carriesRfFields;
-    ObsTypeSet types;          ///< whose lines read back as what they are
+    ObsTypeSet types;  ///< whose lines read back as what they are
 };
 const FormatFacts& formatFacts(FormatNumber format);
 

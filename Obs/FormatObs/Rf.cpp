@@ -32,9 +32,7 @@ struct Field {
 };
 
 /// A control character would break the line.
-char printable(char c) {
-    return static_cast<unsigned char>(c) >= ' ' && c != 0x7f ? c : '*';
-}
+char printable(char c) { return static_cast<unsigned char>(c) >= ' ' && c != 0x7f ? c : '*'; }
 
 // --- Numbers ----------------------------------------------------------------------------
 
@@ -71,11 +69,9 @@ void putFixedPoint(Field field, int decimals, double value) {
 }
 
 /// Powers of ten from 1e-7; those from 1 up are exact.
-constexpr double kPowers[] = {1e-7, 1e-6, 1e-5, 1e-4, 1e-3, 1e-2, 1e-1, 1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,
+constexpr double kPowers[] = {1e-7, 1e-6, 1e-5, 1e-4, 1e-3, 1e-2, 1e-1, 1e0,  1e1,  1e2,  1e3,  1e4,  1e5, 1e6,
                               1e7,  1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19};
-constexpr double powerOfTen(int exponent) {
-    return kPowers[exponent + 7];
-}
+constexpr double powerOfTen(int exponent) { return kPowers[exponent + 7]; }
 constexpr double kLeastPlain = powerOfTen(-7);
 constexpr double kBeyondPlain = powerOfTen(18);
 
@@ -200,8 +196,8 @@ MaybeRefusal CreateRFObs(const ObsRecord& rec, CardLines& lines) {
     std::memset(line, ' ', rf::kLineColumns);
     lines.length = {};
     family::SensorData sensor;
-    // NOTE: not logged here: the sensor library has named the sensor, and that a file of RF lines holds nothing else needs
-    // no word.
+    // NOTE: not logged here: the sensor library has named the sensor, and that a file of RF lines holds nothing else
+    // needs no word.
     if (const std::int32_t error = family::getsendata(rec.senNum, sensor); error != 0)
         return Refusal{"CreateRFObs: The sensor is not known.", {}, 0, {}, error, false};
     if (!rec.rfData) return Refusal{"CreateRFObs: RF obs type not allocated", {}, 0, {}, kNoRfPart, false};

@@ -11,8 +11,8 @@ namespace obs {
 
 /// Writes a line. What does not fit its columns shows as asterisks.
 ///
-/// Refuses, the line being blank, an observation whose sensor is not known, with the error code of the sensor look-up, and
-/// one without an RF part, with the status 2; neither is to be logged.
+/// Refuses, the line being blank, an observation whose sensor is not known, with the error code of the sensor look-up,
+/// and one without an RF part, with the status 2; neither is to be logged.
 MaybeRefusal CreateRFObs(const ObsRecord& rec, CardLines& lines);
 
 /// Days since 1950 UTC as RF time text, rounded to the microsecond; asterisks outside the years 1 to 9999.

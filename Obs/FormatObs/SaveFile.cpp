@@ -45,7 +45,8 @@ private:
     /// A card is mostly blank at its end, so eight at a time first.
     static std::size_t withoutBlanks(const char* line, std::size_t length) {
         constexpr std::string_view kBlanks = "        ";
-        while (length >= kBlanks.size() && std::memcmp(line + length - kBlanks.size(), kBlanks.data(), kBlanks.size()) == 0)
+        while (length >= kBlanks.size() &&
+               std::memcmp(line + length - kBlanks.size(), kBlanks.data(), kBlanks.size()) == 0)
             length -= kBlanks.size();
         while (length > 0 && line[length - 1] == ' ') --length;
         return length;

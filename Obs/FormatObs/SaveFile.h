@@ -12,13 +12,13 @@
 namespace obs {
 
 /// Writes all observations, or those of a group, to an open file, while the store stands still: readers go on, who
-/// adds or removes waits until all is written. An observation that the writer refuses is left out. A form that is none of
-/// the four writes nothing.
+/// adds or removes waits until all is written. An observation that the writer refuses is left out. A form that is none
+/// of the four writes nothing.
 void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::int32_t> gid, SaveTally& tally);
 
 /// Opens, writes and closes a file. Returns 0, or the error number of opening it; a write that fails is told by
-/// the file service and in `latestSaveCounts`. Save mode 0 replaces the file, any other appends. An empty store leaves an
-/// empty file.
+/// the file service and in `latestSaveCounts`. Save mode 0 replaces the file, any other appends. An empty store leaves
+/// an empty file.
 std::int32_t saveObsFile(std::string_view fileName, std::int32_t saveMode, std::int32_t saveForm);
 
 /// The same for a group. NOTE: unlike the above, an empty store touches no file.

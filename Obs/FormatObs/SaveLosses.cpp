@@ -44,14 +44,16 @@ constexpr std::array<Row, kSaveLosses> kRows{{
     {SaveLoss::sensorOfTty, SaveLossKind::unreadable, "a sensor number over 999, which TTY messages cannot hold"},
     {SaveLoss::site, SaveLossKind::unreadable, "a site whose first eight characters name no sensor"},
     {SaveLoss::number, SaveLossKind::unreadable, "a number that does not fit its columns"},
-    {SaveLoss::sensorOfB3, SaveLossKind::sensor, "a sensor number over 999, of which B3 cards hold the last three digits"},
+    {SaveLoss::sensorOfB3, SaveLossKind::sensor,
+     "a sensor number over 999, of which B3 cards hold the last three digits"},
     {SaveLoss::otherSite, SaveLossKind::sensor, "a site whose first eight characters name another sensor"},
     {SaveLoss::valuesOfTty, SaveLossKind::type, "a type of whose values TTY messages hold none"},
     {SaveLoss::type7OfTty, SaveLossKind::type, "type 7, which comes back from a TTY message as type 4"},
     {SaveLoss::typeOfRf, SaveLossKind::type, "another type than R, which RF lines make of it"},
     {SaveLoss::anglesOfCrd, SaveLossKind::type, "angles of 0, which CRD files have for none"},
     {SaveLoss::position, SaveLossKind::position, "a position or velocity for which the form has no place"},
-    {SaveLoss::site1OfRf, SaveLossKind::site, "another site 1 than the observation's own sensor, which RF lines name twice"},
+    {SaveLoss::site1OfRf, SaveLossKind::site,
+     "another site 1 than the observation's own sensor, which RF lines name twice"},
     {SaveLoss::site1OfCsv, SaveLossKind::site, "a site 1, for which CSV lines have no place"},
     {SaveLoss::exponent, SaveLossKind::exponent,
      "a component below 0.1, whose negative exponent TTY messages write as a positive one"},
@@ -69,13 +71,9 @@ constexpr LossSet allOf(SaveLossKind kind) {
 }
 constexpr LossSet kUnreadable = allOf(SaveLossKind::unreadable);
 
-LossSet told(LossSet losses) {
-    return (losses & kUnreadable) != 0 ? losses & kUnreadable : losses;
-}
+LossSet told(LossSet losses) { return (losses & kUnreadable) != 0 ? losses & kUnreadable : losses; }
 
-bool hasAsterisk(std::string_view text) {
-    return text.find('*') != std::string_view::npos;
-}
+bool hasAsterisk(std::string_view text) { return text.find('*') != std::string_view::npos; }
 
 /// What is written as asterisks, and is read neither from a card nor from a line.
 LossSet lossesOfAsterisks(std::string_view text, char firstOfTime) {
@@ -133,13 +131,9 @@ bool isTimeLost(std::string_view rfLine, double timeDs50) {
 
 }  // namespace
 
-SaveLossKind kindOf(SaveLoss loss) {
-    return kRows[static_cast<unsigned>(loss)].kind;
-}
+SaveLossKind kindOf(SaveLoss loss) { return kRows[static_cast<unsigned>(loss)].kind; }
 
-const char* reasonOf(SaveLoss loss) {
-    return kRows[static_cast<unsigned>(loss)].reason;
-}
+const char* reasonOf(SaveLoss loss) { return kRows[static_cast<unsigned>(loss)].reason; }
 
 LossSet lossesOfUnusualB3(const ObsRecord& rec, VectorSet vectors, std::string_view card) {
     const bool isPositionVelocity = rec.obsType == kTypeEciPositionVelocity;  // whose card has one satellite number
@@ -190,15 +184,14 @@ LossSet SitesReadBack::losses(std::string_view line, std::int32_t senNum) {
 }
 
 LossSet lossesOfRf(const ObsRecord& rec, VectorSet vectors, std::string_view line, SitesReadBack& sites) {
-    constexpr rf::Item kNumbers[] = {rf::Item::rangeM, rf::Item::rangeSigmaM, rf::Item::rangeRateMs,
-                                     rf::Item::rangeRateSigmaMs, rf::Item::delay1, rf::Item::delay2,
-                                     rf::Item::satNum, rf::Item::rf, rf::Item::processTime, rf::Item::snr};
+    constexpr rf::Item kNumbers[] = {
+        rf::Item::rangeM, rf::Item::rangeSigmaM, rf::Item::rangeRateMs, rf::Item::rangeRateSigmaMs, rf::Item::delay1,
+        rf::Item::delay2, rf::Item::satNum,      rf::Item::rf,          rf::Item::processTime,      rf::Item::snr};
     LossSet losses = lossIf(!isUsualTime(rec.obsTime) && isTimeLost(line, rec.obsTime), SaveLoss::time) |
                      lossIf(rec.satNum == 0, SaveLoss::noSatellite) | sites.losses(line, rec.senNum) |
                      lossIf(rec.obsType != kTypeRf, SaveLoss::typeOfRf) | lossIf(vectors != 0, SaveLoss::position) |
                      lossIf(rec.rfData->site1SenNum != rec.senNum, SaveLoss::site1OfRf);
-    for (const rf::Item item : kNumbers)
-        losses |= lossIf(line[rf::columnsOf(item).offset()] == '*', SaveLoss::number);
+    for (const rf::Item item : kNumbers) losses |= lossIf(line[rf::columnsOf(item).offset()] == '*', SaveLoss::number);
     return told(losses);
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What a save form does to an observation that loading does not undo: it is left out, its line cannot be read again, or
-/// it comes back as something else. Rounding to the columns of a card is none of these.
+/// What a save form does to an observation that loading does not undo: it is left out, its line cannot be read again,
+/// or it comes back as something else. Rounding to the columns of a card is none of these.
 #pragma once
 
 #include <algorithm>
@@ -22,18 +22,42 @@ inline constexpr std::int32_t kSaveLossKinds = 7;
 
 /// Rows of the table of losses.
 enum class SaveLoss : unsigned {
-    csvType7, csvValue, rfNoRfPart, rfSensor, crdType, crdSatellite, crdTime, crdRange, crdAngles, crdStation,
-    classification, typeOfCard, typeOfTty, emptyType7, noSatellite, time, sensorOfTty, site, number,
-    sensorOfB3, otherSite, valuesOfTty, type7OfTty, typeOfRf, anglesOfCrd, position, site1OfRf, site1OfCsv, exponent
+    csvType7,
+    csvValue,
+    rfNoRfPart,
+    rfSensor,
+    crdType,
+    crdSatellite,
+    crdTime,
+    crdRange,
+    crdAngles,
+    crdStation,
+    classification,
+    typeOfCard,
+    typeOfTty,
+    emptyType7,
+    noSatellite,
+    time,
+    sensorOfTty,
+    site,
+    number,
+    sensorOfB3,
+    otherSite,
+    valuesOfTty,
+    type7OfTty,
+    typeOfRf,
+    anglesOfCrd,
+    position,
+    site1OfRf,
+    site1OfCsv,
+    exponent
 };
 inline constexpr unsigned kSaveLosses = static_cast<unsigned>(SaveLoss::exponent) + 1;
 
 /// Losses of one observation; an empty set is 0.
 using LossSet = std::uint32_t;
 static_assert(kSaveLosses <= 32);
-constexpr LossSet lossIf(bool lost, SaveLoss loss) {
-    return static_cast<LossSet>(lost) << static_cast<unsigned>(loss);
-}
+constexpr LossSet lossIf(bool lost, SaveLoss loss) { return static_cast<LossSet>(lost) << static_cast<unsigned>(loss); }
 
 SaveLossKind kindOf(SaveLoss loss);
 const char* reasonOf(SaveLoss loss);  ///< ends with a NUL
@@ -66,9 +90,7 @@ LossSet lossesOfCrd(VectorSet vectors, bool anglesLost);
 inline constexpr std::int32_t kMostOfThreeDigits = 999;
 
 /// The times that every form can hold: 1950 to 2056.
-inline bool isUsualTime(double timeDs50) {
-    return timeDs50 >= 1 && timeDs50 < 39'000;
-}
+inline bool isUsualTime(double timeDs50) { return timeDs50 >= 1 && timeDs50 < 39'000; }
 
 /// The components whose exponent a TTY card can hold, whatever their digits; km, km/s.
 inline bool isUsualComponent(double value) {

@@ -48,12 +48,8 @@ void SaveTally::finish(std::int32_t systemError) {
         });
 }
 
-SaveCounts latestSaveCounts() {
-    return gLatestCounts;
-}
+SaveCounts latestSaveCounts() { return gLatestCounts; }
 
-void setSaveLossReport(SaveLossReport report, void* user) {
-    gReporter = {report, user};
-}
+void setSaveLossReport(SaveLossReport report, void* user) { gReporter = {report, user}; }
 
 }  // namespace obs

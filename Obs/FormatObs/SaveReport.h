@@ -14,7 +14,7 @@ struct SaveCounts {
     std::int64_t written = 0;  ///< altered ones included
     std::int64_t leftOut = 0;
     std::int64_t altered = 0;
-    std::int32_t systemError = 0;                      ///< 0 when the file is complete and on the disk
+    std::int32_t systemError = 0;                       ///< 0 when the file is complete and on the disk
     std::array<std::int64_t, kSaveLossKinds> ofKind{};  ///< observations, kind 1 first
 };
 

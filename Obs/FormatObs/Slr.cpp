@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "Obs/CardLayouts/CardNumbers.h"
+#include "Obs/CardLayouts/LineReader.h"
 #include "Obs/CardLayouts/SlrNumbers.h"
 #include "Obs/FormatObs/SaveReport.h"
 #include "Obs/ObsCardReading/LaserRanging/Crd.h"
-#include "Obs/CardLayouts/LineReader.h"
 #include "Obs/ObsCardReading/Loading/FilePieces.h"
 #include "Obs/ObsTree/Store.h"
 #include "Obs/ObsTypes/TypeSets.h"
@@ -50,14 +50,10 @@ struct SlrRange {
 };
 
 /// What the ranges of a session share.
-auto headerOf(const SlrRange& range) {
-    return std::tie(range.padNumber, range.satNum, range.corrections);
-}
+auto headerOf(const SlrRange& range) { return std::tie(range.padNumber, range.satNum, range.corrections); }
 
 /// There and back.
-double timeOfFlightS(double rangeKm) {
-    return 2 * rangeKm / family::speedoflightkms();
-}
+double timeOfFlightS(double rangeKm) { return 2 * rangeKm / family::speedoflightkms(); }
 
 // --- Text -----------------------------------------------------------------------------------
 
@@ -66,9 +62,7 @@ void put(std::string& text, std::string_view word) {
     text += word;
 }
 
-void put(std::string& text, std::int64_t number) {
-    put(text, std::string_view(std::to_string(number)));
-}
+void put(std::string& text, std::int64_t number) { put(text, std::string_view(std::to_string(number))); }
 
 /// 0 is not a number here.
 void putOrMissing(std::string& text, std::int64_t number) {
@@ -214,13 +208,13 @@ void putSession(std::string& text, RangeIterator first, RangeIterator end, SlrDa
 
 /// Two ranges of one moment with different angles: a reader would give both the same.
 bool pointElsewhere(const SlrRange& a, const SlrRange& b) {
-    return a.obsTime == b.obsTime && a.hasAngles &&
-           (a.azimuthDeg != b.azimuthDeg || a.elevationDeg != b.elevationDeg);
+    return a.obsTime == b.obsTime && a.hasAngles && (a.azimuthDeg != b.azimuthDeg || a.elevationDeg != b.elevationDeg);
 }
 
 RangeIterator endOfSession(RangeIterator first, RangeIterator end) {
     RangeIterator next = first + 1;
-    while (next != end && headerOf(*next) == headerOf(*first) && next->obsTime - (next - 1)->obsTime <= kLongestGapDays &&
+    while (next != end && headerOf(*next) == headerOf(*first) &&
+           next->obsTime - (next - 1)->obsTime <= kLongestGapDays &&
            next->obsTime - first->obsTime < kLongestSessionDays && !pointElsewhere(*(next - 1), *next))
         ++next;
     return next;
@@ -287,25 +281,19 @@ SlrRange rangeOf(const ObsRecord& rec, VectorSet vectors, std::int64_t key) {
     const double azimuthDeg = rec.azOrRa < 0 ? rec.azOrRa + 360 : rec.azOrRa;
     const bool isTypeWithAngles = rec.obsType == kTypeAzElRange;
     const bool hasAngles = isTypeWithAngles && readAsAngles(azimuthDeg, rec.elOrDec);
-    return {rec.obsTime,
-            rec.range,
-            rec.elOrDec,
-            azimuthDeg,
-            rec.senNum,
-            rec.satNum,
-            0,
-            correctionsOf(rec.indicator2),
-            hasAngles,
-            rec.indicator1 == kNoiseIndicator,
-            key,
-            lossesOfCrd(vectors, isTypeWithAngles && !hasAngles)};
+    return {rec.obsTime, rec.range,
+            rec.elOrDec, azimuthDeg,
+            rec.senNum,  rec.satNum,
+            0,           correctionsOf(rec.indicator2),
+            hasAngles,   rec.indicator1 == kNoiseIndicator,
+            key,         lossesOfCrd(vectors, isTypeWithAngles && !hasAngles)};
 }
 
 std::int32_t padNumberOf(std::int32_t senNum) {
     if (const std::int32_t pad = Ssn2NasaSen(senNum)) return pad;
     family::SensorData sensor;
-    const bool isPad = senNum >= kLowestPadSensor && senNum <= kHighestPadSensor &&
-                       Nasa2SsnSen(senNum) == 0 && family::findsendata(senNum, sensor);
+    const bool isPad = senNum >= kLowestPadSensor && senNum <= kHighestPadSensor && Nasa2SsnSen(senNum) == 0 &&
+                       family::findsendata(senNum, sensor);
     return isPad ? senNum : 0;
 }
 
@@ -394,8 +382,7 @@ bool holdsSomething(std::string_view fileName) {
     return holds;
 }
 
-std::int32_t writeTo(family::Unit out, std::string_view appendedTo, std::vector<SlrRange>& ranges,
-                     SlrDataType type) {
+std::int32_t writeTo(family::Unit out, std::string_view appendedTo, std::vector<SlrRange>& ranges, SlrDataType type) {
     if (!appendedTo.empty())
         if (const std::int32_t failed = copyWithoutEndMark(appendedTo, out); failed != kStatusOk) return failed;
     std::string text;

@@ -19,9 +19,9 @@ enum class SlrDataType : std::int32_t { fullRate = 0, normalPoints = 1 };
 /// does not use it and the sensor library knows it.
 ///
 /// A session is of one station, one satellite and one sum of corrections by the second indicator; sessions are in that
-/// order, then by time. One ends before a gap of more than half an hour, and before it is eight hours long: readers tell
-/// a record's day by its distance from the start. It becomes two, of ranges without angles and of ranges with, where a
-/// reader would give angles to one without.
+/// order, then by time. One ends before a gap of more than half an hour, and before it is eight hours long: readers
+/// tell a record's day by its distance from the start. It becomes two, of ranges without angles and of ranges with,
+/// where a reader would give angles to one without.
 ///
 /// Returns 0, or the error number of opening a file or reading the one that is appended to; failing writes are reported
 /// by the file service, and no counts then. Save mode 0 replaces the file; any other appends: the file is rewritten

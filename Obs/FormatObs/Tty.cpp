@@ -35,9 +35,7 @@ void putTime(double timeDs50, char* out) {
     std::memcpy(out + (kPoint - kYear), text + kBehindPoint, kMilliseconds);
 }
 
-char signOf(double value) {
-    return value < 0 ? '1' : '0';
-}
+char signOf(double value) { return value < 0 ? '1' : '0'; }
 
 void putSigned(char* out, Columns columns, int decimals, double value) {
     const unsigned digits = columns.width() - 1;

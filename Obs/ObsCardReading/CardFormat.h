@@ -26,8 +26,8 @@ struct CardFormat {
     bool (*recognises)(const CardText& line) = nullptr;
 
     /// Fills a default record from a line. Null for a line that is not an observation, such as a keyword line.
-    /// `notes`, unless null, gets what is to be told of values; `unit` is the text after the line, for formats of two lines
-    /// (null: a line by itself).
+    /// `notes`, unless null, gets what is to be told of values; `unit` is the text after the line, for formats of two
+    /// lines (null: a line by itself).
     MaybeRefusal (*read)(const CardText& line, ObsRecord& rec, const ReadSettings& settings, FieldNotes* notes,
                          LineReader* unit) = nullptr;
     /// Whether an observation goes on in the next line; null in formats of one line.

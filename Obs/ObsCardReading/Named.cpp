@@ -15,9 +15,7 @@ bool IsB3Format_PV(const CardText& card) {
     return !areBlank && IsB3Format(card);
 }
 
-void ValidateObs(const ObsRecord& rec) {
-    [[maybe_unused]] const ObsRecord copy(rec);
-}
+void ValidateObs(const ObsRecord& rec) { [[maybe_unused]] const ObsRecord copy(rec); }
 
 namespace {
 
@@ -41,53 +39,31 @@ double efgComponent(std::string_view field, std::size_t digits) {
 
 }  // namespace
 
-double ParseOverpunchNum(std::string_view field) {
-    return signedField(field, 0);
-}
+double ParseOverpunchNum(std::string_view field) { return signedField(field, 0); }
 
 double ParseRA(std::string_view hhmmsss) {
     double degrees = 0;
     return readRightAscension(hhmmsss, degrees) ? degrees : 0;
 }
 
-double ParseElev(std::string_view field) {
-    return signedField(field, 4);
-}
+double ParseElev(std::string_view field) { return signedField(field, 4); }
 
-double ParseAzim(std::string_view field) {
-    return scaled(family::strtoreal(field), -b3::kAzimuthDecimals);
-}
+double ParseAzim(std::string_view field) { return scaled(family::strtoreal(field), -b3::kAzimuthDecimals); }
 
-double ParseRange(std::string_view field) {
-    return mantissaAndExponent(field, 7, b3::kRangeExponentBias);
-}
+double ParseRange(std::string_view field) { return mantissaAndExponent(field, 7, b3::kRangeExponentBias); }
 
-double ParseRangeType6(std::string_view field) {
-    return mantissaAndExponent(field, 8, b3::kRangeExponentBias);
-}
+double ParseRangeType6(std::string_view field) { return mantissaAndExponent(field, 8, b3::kRangeExponentBias); }
 
-double ParseRangeRate(std::string_view field) {
-    return signedField(field, 5);
-}
+double ParseRangeRate(std::string_view field) { return signedField(field, 5); }
 
-double ParseRateB3(std::string_view field) {
-    return signedField(field, 4);
-}
+double ParseRateB3(std::string_view field) { return signedField(field, 4); }
 
-double ParseRangeAccel(std::string_view field) {
-    return signedField(field, 4);
-}
+double ParseRangeAccel(std::string_view field) { return signedField(field, 4); }
 
-int GetSign(char column) {
-    return column == '1' ? -1 : 1;
-}
+int GetSign(char column) { return column == '1' ? -1 : 1; }
 
-double ParseEfgPos(std::string_view field) {
-    return efgComponent(field, 8);
-}
+double ParseEfgPos(std::string_view field) { return efgComponent(field, 8); }
 
-double ParseEfgVel(std::string_view field) {
-    return efgComponent(field, 7);
-}
+double ParseEfgVel(std::string_view field) { return efgComponent(field, 7); }
 
 }  // namespace obs

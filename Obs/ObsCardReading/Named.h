@@ -21,18 +21,18 @@ bool GoPassHeaderRecord(LineReader& lines);
 
 // --- Single fields of the B3 layout and of formats that share them, in record units; 0 when malformed ---
 
-double ParseOverpunchNum(std::string_view field);      ///< unscaled; at most 7 columns
-double ParseRA(std::string_view hhmmsss);              ///< degrees
-double ParseElev(std::string_view field);              ///< 6 columns, degrees
-double ParseAzim(std::string_view field);              ///< 7 columns, degrees
-double ParseRange(std::string_view field);             ///< 7-column mantissa and exponent digit, km
-double ParseRangeType6(std::string_view field);        ///< 8-column mantissa and exponent digit, km
-double ParseRangeRate(std::string_view field);         ///< 7 columns, km/s
-double ParseRateB3(std::string_view field);            ///< 5 columns
-double ParseRangeAccel(std::string_view field);        ///< 5 columns
-int GetSign(char column);                              ///< -1 for "1", else +1
-double ParseEfgPos(std::string_view field);            ///< sign, 8-digit mantissa, exponent: m on the card, km
-double ParseEfgVel(std::string_view field);            ///< sign, 7-digit mantissa, exponent: m/s on the card, km/s
+double ParseOverpunchNum(std::string_view field);  ///< unscaled; at most 7 columns
+double ParseRA(std::string_view hhmmsss);          ///< degrees
+double ParseElev(std::string_view field);          ///< 6 columns, degrees
+double ParseAzim(std::string_view field);          ///< 7 columns, degrees
+double ParseRange(std::string_view field);         ///< 7-column mantissa and exponent digit, km
+double ParseRangeType6(std::string_view field);    ///< 8-column mantissa and exponent digit, km
+double ParseRangeRate(std::string_view field);     ///< 7 columns, km/s
+double ParseRateB3(std::string_view field);        ///< 5 columns
+double ParseRangeAccel(std::string_view field);    ///< 5 columns
+int GetSign(char column);                          ///< -1 for "1", else +1
+double ParseEfgPos(std::string_view field);        ///< sign, 8-digit mantissa, exponent: m on the card, km
+double ParseEfgVel(std::string_view field);        ///< sign, 7-digit mantissa, exponent: m/s on the card, km/s
 
 // --- Single fields of TTY cards: a sign column, where "1" alone negates, and digits; 0 when malformed ---
 

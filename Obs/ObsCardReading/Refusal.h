@@ -18,7 +18,7 @@ struct Refusal {
     std::size_t quotedWidth = 0;
     std::string_view after;
     std::int32_t status = 2;  ///< what a call that asks for one gets
-    bool isLogged = true;  ///< else the log has the message already; whoever asks for lines is told all the same
+    bool isLogged = true;     ///< else the log has the message already; whoever asks for lines is told all the same
     std::string unknownSensor = {};  ///< when that is the reason: what it is called
 
     Refusal forWantOf(std::string sensor) && {

@@ -16,8 +16,6 @@ constinit const FamilySensors kFamilySensors;
 
 }  // namespace
 
-const SensorSource& familySensors() {
-    return kFamilySensors;
-}
+const SensorSource& familySensors() { return kFamilySensors; }
 
 }  // namespace obs

@@ -12,9 +12,7 @@ namespace {
 
 constexpr double kMetresInKm = 1000;
 
-bool isZero(const Vector3& vector) {
-    return vector == Vector3{};
-}
+bool isZero(const Vector3& vector) { return vector == Vector3{}; }
 
 }  // namespace
 

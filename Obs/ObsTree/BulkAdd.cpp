@@ -47,8 +47,8 @@ void BulkAdd::topUp() {
     if (!open_) gStore.pools.open();
     open_ = true;
     constexpr std::size_t kLeastReserved = 64;
-    gStore.pools.reserve(reserved_, static_cast<std::uint32_t>(std::clamp<std::size_t>(
-                                        pending_.size(), kLeastReserved, Pools::kMostReserved)));
+    gStore.pools.reserve(reserved_, static_cast<std::uint32_t>(std::clamp<std::size_t>(pending_.size(), kLeastReserved,
+                                                                                       Pools::kMostReserved)));
 }
 
 /// Inside an update, seen or unseen.
@@ -105,9 +105,7 @@ bool BulkAdd::claimKeys(std::vector<Refused>& refused, std::int64_t* keys) {
         gStore.pools.release(pending.slot);
         try {
             refused.push_back({i, firstKey});
-        } catch (const std::bad_alloc&) {
-            allNamed = false;
-        }
+        } catch (const std::bad_alloc&) { allNamed = false; }
     }
     pending_.resize(accepted);
     accepted_ = accepted;
@@ -142,7 +140,8 @@ void BulkAdd::sortByKey() {
         for (; at > 0 && pending_[at - 1].key > moving.key && movesLeft > 0; --at, --movesLeft)
             pending_[at] = pending_[at - 1];
         pending_[at] = moving;
-        if (movesLeft == 0) return radixSort(pending_, [](const Pending& p) { return static_cast<std::uint64_t>(p.key); });
+        if (movesLeft == 0)
+            return radixSort(pending_, [](const Pending& p) { return static_cast<std::uint64_t>(p.key); });
     }
 }
 

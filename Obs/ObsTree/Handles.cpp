@@ -19,21 +19,20 @@ constexpr std::size_t kBlockBytes = kBlockSize * sizeof(ObsDma);
 /// Stands for all whose memory was given back.
 ObsDma gGone;
 
-std::uintptr_t addressOf(const ObsDma* handle) {
-    return reinterpret_cast<std::uintptr_t>(handle);
-}
+std::uintptr_t addressOf(const ObsDma* handle) { return reinterpret_cast<std::uintptr_t>(handle); }
 
 }  // namespace
 
 Handles::Block& Handles::addBlock() {
     byAddress_.reserve(byAddress_.size() + 1);
     // Pages are supplied as they are first written.
-    void* const memory = mmap(nullptr, kBlockBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    void* const memory =
+        mmap(nullptr, kBlockBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (memory == MAP_FAILED) throw std::bad_alloc{};
     const Block block{static_cast<ObsDma*>(memory)};
-    const auto place = std::upper_bound(byAddress_.begin(), byAddress_.end(), block, [](const Block& a, const Block& b) {
-        return addressOf(a.handles) < addressOf(b.handles);
-    });
+    const auto place =
+        std::upper_bound(byAddress_.begin(), byAddress_.end(), block,
+                         [](const Block& a, const Block& b) { return addressOf(a.handles) < addressOf(b.handles); });
     last_ = static_cast<std::size_t>(place - byAddress_.begin());
     return *byAddress_.insert(place, block);
 }
@@ -47,9 +46,9 @@ ObsDma* Handles::create(SlotNumber slot) {
 
 ObsDma* Handles::find(std::int64_t obsKey) {
     const std::uintptr_t address = obskeytoaddr(obsKey);
-    const auto after = std::upper_bound(byAddress_.begin(), byAddress_.end(), address, [](std::uintptr_t a, const Block& block) {
-        return a < addressOf(block.handles);
-    });
+    const auto after =
+        std::upper_bound(byAddress_.begin(), byAddress_.end(), address,
+                         [](std::uintptr_t a, const Block& block) { return a < addressOf(block.handles); });
     if (after == byAddress_.begin()) return nullptr;
     const Block& block = *std::prev(after);
     const std::uintptr_t offset = address - addressOf(block.handles);
@@ -66,8 +65,8 @@ void Handles::releaseAll() {
         const std::size_t kept = block.used - block.used % perPage;
         // NOTE: where the system refuses, the memory is lost and nothing else: it is not looked at any more.
         if (kept > block.firstKept)
-            static_cast<void>(mmap(block.handles + block.firstKept, (kept - block.firstKept) * sizeof(ObsDma), PROT_NONE,
-                                   MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, -1, 0));
+            static_cast<void>(mmap(block.handles + block.firstKept, (kept - block.firstKept) * sizeof(ObsDma),
+                                   PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, -1, 0));
         block.firstKept = kept;
         for (std::size_t i = kept; i < block.used; ++i) block.handles[i].rec = kNoSlot;
     }

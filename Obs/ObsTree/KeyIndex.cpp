@@ -18,9 +18,7 @@ constexpr unsigned kLeastBits = 10;
 /// No live entry looks so: the table has more places than the highest number needs.
 constexpr std::uint32_t kRemoved = 0xffffffffu;
 
-bool isLive(std::uint32_t entry) {
-    return entry != 0 && entry != kRemoved;
-}
+bool isLive(std::uint32_t entry) { return entry != 0 && entry != kRemoved; }
 
 }  // namespace
 

@@ -57,7 +57,9 @@ private:
         h = (h ^ (h >> 29)) * multipliers_[1];
         return static_cast<std::uint32_t>(h >> 32);
     }
-    std::uint32_t position(std::uint32_t hash) const { return static_cast<std::uint32_t>(std::uint64_t{hash} >> (32 - bits_)); }
+    std::uint32_t position(std::uint32_t hash) const {
+        return static_cast<std::uint32_t>(std::uint64_t{hash} >> (32 - bits_));
+    }
     std::uint32_t tag(std::uint32_t hash) const { return static_cast<std::uint32_t>(std::uint64_t{hash} << bits_); }
     std::uint32_t numberMask() const { return static_cast<std::uint32_t>((std::uint64_t{1} << bits_) - 1); }
     std::uint32_t entry(std::uint32_t hash, SlotNumber slot) const { return tag(hash) | (slot + 1); }

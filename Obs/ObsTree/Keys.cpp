@@ -43,17 +43,11 @@ std::int64_t cptrtoobskey(const ObsDma* handle) {
     return static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(handle) + kAddressKeyOffset);
 }
 
-std::uintptr_t obskeytoaddr(std::int64_t obsKey) {
-    return static_cast<std::uintptr_t>(obsKey) - kAddressKeyOffset;
-}
+std::uintptr_t obskeytoaddr(std::int64_t obsKey) { return static_cast<std::uintptr_t>(obsKey) - kAddressKeyOffset; }
 
-std::int32_t obskeymodeget() {
-    return obskeymode.load(std::memory_order_relaxed);
-}
+std::int32_t obskeymodeget() { return obskeymode.load(std::memory_order_relaxed); }
 
-void obskeymodeset(std::int32_t mode) {
-    obskeymode.store(mode, std::memory_order_relaxed);
-}
+void obskeymodeset(std::int32_t mode) { obskeymode.store(mode, std::memory_order_relaxed); }
 
 bool addressKeysInForce() {
     if (family::useallkeymode() != 0) return family::allkeymodeget() == 1;

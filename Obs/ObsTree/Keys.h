@@ -32,9 +32,7 @@ inline std::int32_t identifyingSatNum(const ObsRecord& rec) {
 /// The record's field key; -1 when it names no satellite.
 std::int64_t getobskey(const ObsRecord& rec);
 
-inline bool isdmaobs(std::int64_t obsKey) {
-    return obsKey > kLastFieldKeyLimit;
-}
+inline bool isdmaobs(std::int64_t obsKey) { return obsKey > kLastFieldKeyLimit; }
 
 /// Between handles and keys; 64-bit wrap-around arithmetic. The address is not to be trusted
 /// before the store has recognised it.

@@ -36,12 +36,8 @@ std::int32_t getobsdataptr(std::int64_t obsKey, ObsRecordPtr& rec) {
     return refuseUnknown("GetObsDataPtr", obsKey);
 }
 
-ObsRecordPtr getobsptr(ObsBinTreePtr node) {
-    return &gStore.pools.record(node);
-}
+ObsRecordPtr getobsptr(ObsBinTreePtr node) { return &gStore.pools.record(node); }
 
-void obsgetrec(ObsBinTreePtr node, ObsRecord& rec) {
-    gStore.pools.read(node, rec);
-}
+void obsgetrec(ObsBinTreePtr node, ObsRecord& rec) { gStore.pools.read(node, rec); }
 
 }  // namespace obs

@@ -47,9 +47,7 @@ std::uint64_t ordered(double value) {
     const auto bits = std::bit_cast<std::uint64_t>(value + 0.0);
     return (bits >> 63) != 0 ? ~bits : bits | 0x8000000000000000u;
 }
-std::uint64_t ordered(std::int32_t value) {
-    return static_cast<std::uint32_t>(value) ^ 0x80000000u;
-}
+std::uint64_t ordered(std::int32_t value) { return static_cast<std::uint32_t>(value) ^ 0x80000000u; }
 
 std::uint64_t valueOf(Field field, SlotNumber slot) {
     const StoredRecord& rec = gStore.pools.record(slot);
@@ -75,9 +73,7 @@ struct Item {
 
 /// Types are small; where all of a store are, 8 bits suffice for one.
 constexpr unsigned kSmallTypeBits = 8;
-bool isSmallType(std::int32_t type) {
-    return type >= -1 && type < 255;
-}
+bool isSmallType(std::int32_t type) { return type >= -1 && type < 255; }
 
 /// Packs an order's fields one after another into two words. A field that does not fit whole gives its
 /// upper bits and ends the packing: equal words then mean that the fields have to be compared.
@@ -101,7 +97,8 @@ public:
     }
 
     bool before(const Item& a, const Item& b) const {
-        if (a.high == b.high && a.low == b.low) [[unlikely]] return beforeByRecord(a.slot, b.slot);
+        if (a.high == b.high && a.low == b.low) [[unlikely]]
+            return beforeByRecord(a.slot, b.slot);
         // No branch: in a shuffled store its outcome cannot be guessed.
         return static_cast<bool>(static_cast<unsigned>(a.high < b.high) |
                                  (static_cast<unsigned>(a.high == b.high) & static_cast<unsigned>(a.low < b.low)));

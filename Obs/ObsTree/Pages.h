@@ -18,7 +18,8 @@ inline void supplyPages([[maybe_unused]] void* from, [[maybe_unused]] std::size_
 #if defined(MADV_POPULATE_WRITE)
     const auto start = reinterpret_cast<std::uintptr_t>(from) & ~(kPageSize - 1);
     const auto end = (reinterpret_cast<std::uintptr_t>(from) + bytes + kPageSize - 1) & ~(kPageSize - 1);
-    if (bytes >= 4 * kPageSize) static_cast<void>(madvise(reinterpret_cast<void*>(start), end - start, MADV_POPULATE_WRITE));
+    if (bytes >= 4 * kPageSize)
+        static_cast<void>(madvise(reinterpret_cast<void*>(start), end - start, MADV_POPULATE_WRITE));
 #endif
 }
 

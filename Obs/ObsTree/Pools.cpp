@@ -20,9 +20,7 @@ namespace {
 constexpr std::uint32_t kSlotLimit = kNoSlot - Pools::kMostReserved;
 constexpr std::uint32_t kTripleLimit = 0xffff0000u;
 
-std::uint64_t bitsOf(double value) {
-    return std::bit_cast<std::uint64_t>(value);
-}
+std::uint64_t bitsOf(double value) { return std::bit_cast<std::uint64_t>(value); }
 
 /// A triple of the rare fields; their structure has nothing between them.
 static_assert(std::is_standard_layout_v<RareFields> && sizeof(RareFields) == kTripleKinds * sizeof(Triple));
@@ -67,9 +65,7 @@ void setDefaultCsv(OptionalParts& parts) {
     else parts.csvData.create();
 }
 
-unsigned tripleCount(const StoredRecord& stored) {
-    return static_cast<unsigned>(std::popcount(stored.tripleMask));
-}
+unsigned tripleCount(const StoredRecord& stored) { return static_cast<unsigned>(std::popcount(stored.tripleMask)); }
 
 }  // namespace
 
@@ -214,8 +210,7 @@ void Pools::readParts(const StoredRecord& stored, OptionalParts& parts) {
 }
 
 void Pools::reserve(Reservation& reserved, std::uint32_t slots) {
-    while (freeSlots_ != kNoSlot && reserved.slotsLeft() < slots)
-        reserved.reused.push_back(popFreeSlot());
+    while (freeSlots_ != kNoSlot && reserved.slotsLeft() < slots) reserved.reused.push_back(popFreeSlot());
     if (reserved.slotsLeft() == 0) {
         if (freshSlot_ >= kSlotLimit) throw std::bad_alloc{};
         const std::uint32_t end = freshSlot_ + slots;

@@ -155,7 +155,8 @@ public:
 
 private:
     std::uint32_t acquireTriples(unsigned count, Reservation* reserved);
-    void writeFields(SlotNumber slot, const ObsFields& rec, std::unique_ptr<OptionalParts> parts, Reservation* reserved);
+    void writeFields(SlotNumber slot, const ObsFields& rec, std::unique_ptr<OptionalParts> parts,
+                     Reservation* reserved);
     void readRareFields(const StoredRecord& stored, RareFields& rare) const;
     static void readParts(const StoredRecord& stored, OptionalParts& parts);
     void releaseRecord(StoredRecord& stored);

@@ -27,7 +27,8 @@ std::atomic<std::uint32_t> gThreads{0};
 }  // namespace
 
 StoreLost::StoreLost()
-    : std::runtime_error("Another thread was changing the store when this process was forked: it cannot be used here.") {}
+    : std::runtime_error(
+          "Another thread was changing the store when this process was forked: it cannot be used here.") {}
 
 std::size_t Protocol::counterOfThread() {
     // NOTE: initial-exec, since this runs for every look-up and the general form is a call.
@@ -46,9 +47,7 @@ void Protocol::beginRead() {
     }
 }
 
-void Protocol::endRead() {
-    counters_[counterOfThread()].readers.fetch_sub(1);
-}
+void Protocol::endRead() { counters_[counterOfThread()].readers.fetch_sub(1); }
 
 void Protocol::waitForUpdate() {
     for (int spin = 0; spin < kSpins; ++spin) {

@@ -11,8 +11,8 @@
 /// Who only needs the store to stand still, as a save does, holds the mutex without setting the flag: updaters wait,
 /// readers go on, and an updater that waits keeps nobody out.
 ///
-/// A fork waits for none of these. The child has the forking thread alone; those who were inside are not there to leave.
-/// If none of them was changing anything the child starts with nobody inside; else its store is lost and every
+/// A fork waits for none of these. The child has the forking thread alone; those who were inside are not there to
+/// leave. If none of them was changing anything the child starts with nobody inside; else its store is lost and every
 /// access throws StoreLost.
 ///
 /// Rules:

@@ -35,12 +35,8 @@ double withinTurn(double degrees) {
 }
 
 // What a bound is met by. RF observations carry a range and a range rate too, as differences between two sites.
-bool hasRange(std::int32_t type) {
-    return kRangeTypes.has(type) || type == kTypeRf;
-}
-bool hasRangeRate(std::int32_t type) {
-    return kRangeRateTypes.has(type) || type == kTypeRf;
-}
+bool hasRange(std::int32_t type) { return kRangeTypes.has(type) || type == kTypeRf; }
+bool hasRangeRate(std::int32_t type) { return kRangeRateTypes.has(type) || type == kTypeRf; }
 
 /// A record has its class letter in the case of its card.
 char upperClass(char secClass) {
@@ -103,7 +99,8 @@ SlotBlock::Set meeting(const SlotBlock& block, const SelectionTest& test, const 
         case Criterion::elevation:
             return within([](const Rec& rec) { return kAngleTypes.has(rec.obsType) ? rec.elOrDec : kNoValue; });
         case Criterion::azimuth:
-            return within([](const Rec& rec) { return kAngleTypes.has(rec.obsType) ? withinTurn(rec.azOrRa) : kNoValue; });
+            return within(
+                [](const Rec& rec) { return kAngleTypes.has(rec.obsType) ? withinTurn(rec.azOrRa) : kNoValue; });
         case Criterion::range:
             return within([](const Rec& rec) { return hasRange(rec.obsType) ? rec.range : kNoValue; });
         case Criterion::rangeRate:
@@ -126,7 +123,8 @@ struct TestRun {
 
 /// Sends `waiting` through a run of tests, each set on to where its test leads; those who leave the run for anywhere
 /// but kNotSelected.
-SlotBlock::Set passing(const SlotBlock& block, const ObsSelection& selection, TestRun run, const SlotBlock::Set& waiting) {
+SlotBlock::Set passing(const SlotBlock& block, const ObsSelection& selection, TestRun run,
+                       const SlotBlock::Set& waiting) {
     std::array<SlotBlock::Set, ObsSelection::kMostTests> at;
     std::fill_n(at.begin() + static_cast<std::ptrdiff_t>(run.last), run.first - run.last + 1, SlotBlock::Set{});
     at[run.first] = waiting;
@@ -170,9 +168,7 @@ SlotBlock::Set both(SlotBlock::Set one, const SlotBlock::Set& other) {
     return one;
 }
 
-bool isOpen(const double* pair) {
-    return pair[0] == 0 && pair[1] == 0;
-}
+bool isOpen(const double* pair) { return pair[0] == 0 && pair[1] == 0; }
 
 struct PairElement {
     SelectionElement element;
@@ -218,12 +214,11 @@ void takeFlags(const double* criteria, Draft& draft) {
         const char secClass = kClasses[static_cast<std::size_t>(criteria[kSelClass]) - 1];
         draft.emplace_back(Criterion::classification).allow(secClass, secClass);
     }
-    if (criteria[kSelUseGroup] != 0) draft.emplace_back(Criterion::group).allow(criteria[kSelGroup], criteria[kSelGroup]);
+    if (criteria[kSelUseGroup] != 0)
+        draft.emplace_back(Criterion::group).allow(criteria[kSelGroup], criteria[kSelGroup]);
 }
 
-bool isWholeUpTo(double value, double most) {
-    return value >= 0 && value <= most && value == std::floor(value);
-}
+bool isWholeUpTo(double value, double most) { return value >= 0 && value <= most && value == std::floor(value); }
 
 std::string_view faultOf(const double* criteria) {
     if (std::any_of(criteria, criteria + kSelectionLength, [](double value) { return std::isnan(value); }))
@@ -307,7 +302,8 @@ SelectionCounts countSelected(const ObsSelection& one, const ObsSelection& other
             forEachTerm(*selection, [&](TestRun term) {
                 const SlotBlock::Set passed = passing(block, *selection, term, block.all());
                 const auto criterion = static_cast<std::size_t>(selection->tests[term.first].criterion);
-                if (term.first == term.last && criterion < kCountedCriteria) meet[criterion] = both(meet[criterion], passed);
+                if (term.first == term.last && criterion < kCountedCriteria)
+                    meet[criterion] = both(meet[criterion], passed);
                 all = both(all, passed);
             });
         counts.selected += sizeOf(all);

@@ -41,9 +41,9 @@ private:
     std::vector<Pair> pairs_;
 };
 
-/// Adds a test to a selection, which must have room, before the tests that it has; without intervals no value is allowed. `test` says what follows, to which
-/// term it belongs and whether the values shall be outside the intervals. Returns the test's number.
-/// Throws std::bad_alloc.
+/// Adds a test to a selection, which must have room, before the tests that it has; without intervals no value is
+/// allowed. `test` says what follows, to which term it belongs and whether the values shall be outside the intervals.
+/// Returns the test's number. Throws std::bad_alloc.
 std::uint8_t addTest(ObsSelection& selection, Intervals&& intervals, SelectionTest test);
 
 /// Slots that are looked at together: their records fit the inner caches, so that each test can be made of all of them
@@ -119,7 +119,7 @@ enum SelectionElement : std::size_t {
     kSelClass = 15,      ///< 0 all, 1 U, 2 C, 3 S
     kSelUseGroup = 16,   ///< nonzero: the next element counts
     kSelGroup = 17,
-    kSelSatCount = 18,   ///< 0-10
+    kSelSatCount = 18,  ///< 0-10
     kSelSatellites = 19,
     kSelReserved = 29
 };

@@ -36,7 +36,8 @@ constexpr std::size_t kKeyColumns = 19;
 constexpr std::int32_t kMostSeqNum = std::numeric_limits<std::int32_t>::max();
 
 constexpr unsigned kTimeStepBits = 6;
-constexpr std::int64_t kEqualTimeReach = 8;  ///< equal times differ by no more, in units of the smaller one's last place
+constexpr std::int64_t kEqualTimeReach =
+    8;  ///< equal times differ by no more, in units of the smaller one's last place
 
 void logKey(std::string_view before, std::int64_t obsKey, std::string_view after) {
     family::tracelogerror(std::string(before) + keyText(obsKey) + std::string(after));
@@ -53,8 +54,8 @@ void linkNode(SlotNumber slot, std::int64_t key, std::int32_t gid, bool& grown) 
     grown = gStore.tree.link(slot);
 }
 
-/// Calls `use(field)` for the values by which `equal` tells two observations of a type apart, beside satellite and time.
-/// A type without any is never a duplicate.
+/// Calls `use(field)` for the values by which `equal` tells two observations of a type apart, beside satellite and
+/// time. A type without any is never a duplicate.
 template <class Use>
 void forEachCompared(std::int32_t type, Use&& use) {
     forEachFieldOf<ObsFields>([&](auto field) {
@@ -266,9 +267,7 @@ bool obsfindrec(std::int64_t obsKey, ObsRecord& rec, std::string_view* errMsg) {
         gStore.pools.read(slot, rec);
         return true;
     }
-    setReason(errMsg, isdmaobs(obsKey)       ? kInvalidDmaKey
-                      : gStore.tree.empty() ? kFindRecEmpty
-                                            : kFindRecUnknown);
+    setReason(errMsg, isdmaobs(obsKey) ? kInvalidDmaKey : gStore.tree.empty() ? kFindRecEmpty : kFindRecUnknown);
     rec = ObsRecord{};
     rec.satNum = kSatNumNotFound;
     return false;
@@ -324,7 +323,8 @@ bool equal(const ObsRecord& a, const ObsRecord& b) {
 std::array<std::int64_t, 3> timeSteps(double obsTime) {
     // Round times, whose last bits are zero, lie in the middle of a step.
     const std::int64_t bits = std::bit_cast<std::int64_t>(obsTime) + (std::int64_t{1} << (kTimeStepBits - 1));
-    return {(bits - kEqualTimeReach) >> kTimeStepBits, (bits + kEqualTimeReach) >> kTimeStepBits, bits >> kTimeStepBits};
+    return {(bits - kEqualTimeReach) >> kTimeStepBits, (bits + kEqualTimeReach) >> kTimeStepBits,
+            bits >> kTimeStepBits};
 }
 
 std::uint64_t equalityFingerprint(const ObsRecord& rec, std::int64_t timeStep) {

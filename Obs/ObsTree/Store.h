@@ -131,7 +131,7 @@ bool obsfindfields(std::int64_t obsKey, ObsRecord& rec);
 /// threads get their turn between spells of keys, so what they do meanwhile may or may not be seen. Logs nothing.
 template <class Use>
 void obsfindrecs(const std::int64_t* obsKeys, std::size_t count, bool withParts, Use&& use) {
-    constexpr std::size_t kSpell = 1024;   // some 0.1 ms
+    constexpr std::size_t kSpell = 1024;  // some 0.1 ms
     constexpr std::size_t kIndexAhead = 16, kRecordAhead = 8;
     ObsRecord rec;
     SlotNumber slots[kSpell];

@@ -9,14 +9,10 @@ namespace obs {
 namespace {
 
 /// The balance that stands for "this side is the higher one".
-int lean(bool right) {
-    return right ? 1 : -1;
-}
+int lean(bool right) { return right ? 1 : -1; }
 
 /// Height of the tree that `build` makes of that many nodes.
-int heightOf(std::size_t size) {
-    return static_cast<int>(std::bit_width(size));
-}
+int heightOf(std::size_t size) { return static_cast<int>(std::bit_width(size)); }
 
 }  // namespace
 

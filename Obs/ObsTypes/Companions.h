@@ -39,12 +39,23 @@ struct ObsBinTree {
     std::int32_t gid = 0;      ///< group id, 0 when none was given
     ObsBinTreePtr left = kNoSlot;
     ObsBinTreePtr right = kNoSlot;
-    Owned<ObsRecord> rec;      ///< absent for an observation held through an ObsDma
+    Owned<ObsRecord> rec;  ///< absent for an observation held through an ObsDma
 };
 
 /// What an observation is selected by. The first kCountedCriteria are those of the array form.
 enum class Criterion : std::uint8_t {
-    time, satellite, sensor, elevation, azimuth, range, rangeRate, type, classification, group, indicator1, indicator2
+    time,
+    satellite,
+    sensor,
+    elevation,
+    azimuth,
+    range,
+    rangeRate,
+    type,
+    classification,
+    group,
+    indicator1,
+    indicator2
 };
 inline constexpr std::size_t kCountedCriteria = 10;
 inline constexpr std::size_t kCriterionCount = 12;
@@ -52,9 +63,9 @@ inline constexpr std::size_t kCriterionCount = 12;
 /// One test of a selection: whether a value is in one of some intervals, which are in order and apart.
 struct SelectionTest {
     Criterion criterion{};
-    bool outside = false;           ///< the value must be there, and in none of them
-    std::uint8_t term = 0;          ///< which of the terms it belongs to
-    std::uint8_t ifMet = 0;         ///< the test that comes next, or kSelected or kNotSelected
+    bool outside = false;    ///< the value must be there, and in none of them
+    std::uint8_t term = 0;   ///< which of the terms it belongs to
+    std::uint8_t ifMet = 0;  ///< the test that comes next, or kSelected or kNotSelected
     std::uint8_t ifNotMet = 0;
     std::uint32_t first = 0, end = 0;  ///< its intervals in the list
 };

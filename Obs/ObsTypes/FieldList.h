@@ -43,19 +43,19 @@ inline constexpr int kNoElement = -1;
 
 /// What there is to know of a field besides its place in the record; 0 or empty where it has no such thing.
 struct FieldFacts {
-    std::string_view name;         ///< as functions and pages call it
-    std::string_view column;       ///< as columns for other programs call it
+    std::string_view name;    ///< as functions and pages call it
+    std::string_view column;  ///< as columns for other programs call it
     std::string_view unit;
     FieldForm form;
-    ObsTypeSet types;              ///< observation types that carry it
-    ObsTypeSet comparedFor;        ///< types of which duplicates have it equal
-    int index;                     ///< for access by index, from 1
-    int element;                   ///< of the array form, from 0; fields may share one
-    int loose;                     ///< place among the loose fields (the list F), from 1
-    int csv;                       ///< number of the field of a CSV line, from 1
-    std::string_view csvName = {}; ///< as messages call that, where it is not `name`
+    ObsTypeSet types;               ///< observation types that carry it
+    ObsTypeSet comparedFor;         ///< types of which duplicates have it equal
+    int index;                      ///< for access by index, from 1
+    int element;                    ///< of the array form, from 0; fields may share one
+    int loose;                      ///< place among the loose fields (the list F), from 1
+    int csv;                        ///< number of the field of a CSV line, from 1
+    std::string_view csvName = {};  ///< as messages call that, where it is not `name`
     Meaning meaning = Meaning::only;
-    std::string_view storage = {}; ///< as the record calls it, where it is not `name`
+    std::string_view storage = {};  ///< as the record calls it, where it is not `name`
 
     constexpr std::string_view storageName() const { return storage.empty() ? name : storage; }
 };
@@ -256,9 +256,8 @@ struct FieldRow : std::tuple_element_t<i, std::remove_const_t<decltype(fieldlist
 /// Calls `visit(row)` for every row, in their order.
 template <class Visit>
 constexpr void forEachField(Visit&& visit) {
-    [&]<std::size_t... i>(std::index_sequence<i...>) {
-        (visit(FieldRow<i>{}), ...);
-    }(std::make_index_sequence<kFieldRows>{});
+    [&]<std::size_t... i>(std::index_sequence<i...>) { (visit(FieldRow<i>{}), ...); }
+    (std::make_index_sequence<kFieldRows>{});
 }
 
 /// The same for the fields of the record or of one of its parts.
@@ -271,15 +270,17 @@ constexpr void forEachFieldOf(Visit&& visit) {
 
 /// The facts of a place, as a caller names it; those of its first row where it has two.
 template <auto kMember, std::size_t kAt = 0>
-inline constexpr const FieldFacts& kFactsOf = std::get<[] {
-    // NOTE: a number, not a pointer: with sanitizers g++ 12 does not take the address of a row for a constant.
-    std::size_t found = kFieldRows, row = 0;
-    forEachField([&](auto field) {
-        if (std::is_base_of_v<FieldPlace<kMember, kAt>, decltype(field)> && found == kFieldRows) found = row;
-        ++row;
-    });
-    return found;
-}()>(fieldlist::kRows).facts;
+inline constexpr const FieldFacts& kFactsOf =
+    std::get<[] {
+        // NOTE: a number, not a pointer: with sanitizers g++ 12 does not take the address of a row for a constant.
+        std::size_t found = kFieldRows, row = 0;
+        forEachField([&](auto field) {
+            if (std::is_base_of_v<FieldPlace<kMember, kAt>, decltype(field)> && found == kFieldRows) found = row;
+            ++row;
+        });
+        return found;
+    }()>(fieldlist::kRows)
+        .facts;
 
 namespace fieldlist {
 

@@ -8,17 +8,11 @@
 namespace obs {
 
 /// Releases the node's record with its parts; never touches the children.
-inline void freeobsbintree(ObsBinTree& node) {
-    node.rec.release();
-}
+inline void freeobsbintree(ObsBinTree& node) { node.rec.release(); }
 
-inline void freematchedobs(MatchedObs& matched) {
-    matched.list.release();
-}
+inline void freematchedobs(MatchedObs& matched) { matched.list.release(); }
 
 /// NOTE: type 0, a range rate alone, counts among the types of angles alone.
-constexpr bool isangleonlyob(std::int32_t type) {
-    return ObsTypeSet{0, 1, 5, 8, 9}.has(type);
-}
+constexpr bool isangleonlyob(std::int32_t type) { return ObsTypeSet{0, 1, 5, 8, 9}.has(type); }
 
 }  // namespace obs

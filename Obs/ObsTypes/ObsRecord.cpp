@@ -5,8 +5,6 @@ namespace obs {
 
 const ObsFields kDefaultFields{};
 
-void freeobsrecord(ObsRecord& rec) {
-    static_cast<OptionalParts&>(rec) = OptionalParts{};
-}
+void freeobsrecord(ObsRecord& rec) { static_cast<OptionalParts&>(rec) = OptionalParts{}; }
 
 }  // namespace obs

@@ -55,41 +55,41 @@ struct RfObsData {
 
 /// The numbers that nearly every observation has. They are stored as they stand here, see Pools.h.
 struct CommonFields {
-    std::int32_t equinoxInd = 0;   ///< 0 of date, 1 start of year, 2 J2000, 3 B1950
+    std::int32_t equinoxInd = 0;  ///< 0 of date, 1 start of year, 2 J2000, 3 B1950
     std::int32_t satNum = 0;
     std::int32_t senNum = 0;
-    std::int32_t obsType = 0;      ///< 18 and 19 are 8 and 9 with a range
+    std::int32_t obsType = 0;  ///< 18 and 19 are 8 and 9 with a range
     std::int32_t indicator1 = 0;
     std::int32_t indicator2 = 0;
-    std::int32_t altSatNum1 = 0;   ///< keys the observation when satNum is 0
-    std::int32_t altSatNum2 = 0;   ///< keys the observation when both others are 0
-    double obsTime = 0;            ///< days since 1950 UTC
-    double elOrDec = 0;            ///< elevation or declination by type, degrees
-    double azOrRa = 0;             ///< azimuth or right ascension by type, degrees
-    double range = 0;              ///< km
-    double rangeRate = 0;          ///< km/s
+    std::int32_t altSatNum1 = 0;  ///< keys the observation when satNum is 0
+    std::int32_t altSatNum2 = 0;  ///< keys the observation when both others are 0
+    double obsTime = 0;           ///< days since 1950 UTC
+    double elOrDec = 0;           ///< elevation or declination by type, degrees
+    double azOrRa = 0;            ///< azimuth or right ascension by type, degrees
+    double range = 0;             ///< km
+    double rangeRate = 0;         ///< km/s
 };
 
 /// Triples of reals that few observations have; the store keeps those that are not all zero.
 struct RareFields {
-    double elRate = 0;             ///< as on the cards
-    double azRate = 0;             ///< as on the cards
-    double rangeAccel = 0;         ///< as on the cards
-    Vector3 senPos{};              ///< sensor position, km (types 8, 9, 18, 19)
-    Vector3 senVel{};              ///< km/s
-    Vector3 satPos{};              ///< satellite position, km (types 10, 11)
-    Vector3 satVel{};              ///< km/s
+    double elRate = 0;      ///< as on the cards
+    double azRate = 0;      ///< as on the cards
+    double rangeAccel = 0;  ///< as on the cards
+    Vector3 senPos{};       ///< sensor position, km (types 8, 9, 18, 19)
+    Vector3 senVel{};       ///< km/s
+    Vector3 satPos{};       ///< satellite position, km (types 10, 11)
+    Vector3 satVel{};       ///< km/s
 };
 
 /// The plain fields of an observation. FieldList.h tells what else there is to know of each.
 struct ObsFields : CommonFields, RareFields {
-    char secClass = 'U';           ///< classification; "U", "C" and "S" are recognised
-    std::int32_t rotateToDate = 1; ///< nonzero: readers rotate right ascension and declination to date
+    char secClass = 'U';            ///< classification; "U", "C" and "S" are recognised
+    std::int32_t rotateToDate = 1;  ///< nonzero: readers rotate right ascension and declination to date
 };
 
 /// What an observation may have besides.
 struct OptionalParts {
-    Owned<RealList> extraValues;   ///< sigmas: 6, 7 or 21 values
+    Owned<RealList> extraValues;  ///< sigmas: 6, 7 or 21 values
     Owned<ObsBiases> biases;
     Owned<CsvObsData> csvData;
     Owned<RfObsData> rfData;

@@ -43,9 +43,7 @@ public:
             return 0;
         }
     }
-    double number(std::size_t at, std::size_t width, int decimals) {
-        return real(line_.substr(at, width), decimals);
-    }
+    double number(std::size_t at, std::size_t width, int decimals) { return real(line_.substr(at, width), decimals); }
     double signedNumber(std::size_t at, std::size_t width, int decimals) {
         std::string text = line_.substr(at, width);
         if (text[0] >= 'J' && text[0] <= 'R')
@@ -70,9 +68,7 @@ public:
     bool failed = false;
 
     char at(std::size_t column) const { return line_[column]; }
-    int integer(std::size_t at, std::size_t width) {
-        return digits(line_.data() + at, line_.data() + at + width);
-    }
+    int integer(std::size_t at, std::size_t width) { return digits(line_.data() + at, line_.data() + at + width); }
     double number(std::size_t at, std::size_t width, int decimals) {
         return integer(at, width) / kPowerOfTen[decimals];
     }
@@ -99,7 +95,8 @@ private:
     std::string_view line_;
 };
 
-template <class Fields> int readSatellite(Fields& f, std::size_t at) {
+template <class Fields>
+int readSatellite(Fields& f, std::size_t at) {
     const char first = f.at(at);
     if (first <= '9') return f.integer(at, 5);
     const std::size_t letter = kAlpha5.find(first);
@@ -107,7 +104,8 @@ template <class Fields> int readSatellite(Fields& f, std::size_t at) {
     return static_cast<int>(letter) * 10000 + f.integer(at + 1, 4);
 }
 
-template <class Fields> double readTime(Fields& f) {
+template <class Fields>
+double readTime(Fields& f) {
     const int twoDigits = f.integer(9, 2), day = f.integer(11, 3);
     const int hour = f.integer(14, 2), minute = f.integer(16, 2);
     const double second = f.number(18, 5, 3);
@@ -117,14 +115,16 @@ template <class Fields> double readTime(Fields& f) {
     return daysBeforeYear(year) + day + (hour * 3600 + minute * 60 + second) / 86400.0;
 }
 
-template <class Fields> double readRightAscension(Fields& f) {
+template <class Fields>
+double readRightAscension(Fields& f) {
     const int hours = f.integer(30, 2), minutes = f.integer(32, 2);
     return f.number(34, 3, 1) / 240 + 0.25 * minutes + 15.0 * hours;
 }
 
 /// A B3 card of one of the types 0-6, 8, 9 (no equinox digit, no B3E card).
 /// @return false for a card that cannot be read.
-template <class Fields> bool readCard(Fields f, Record& r) {
+template <class Fields>
+bool readCard(Fields f, Record& r) {
     r.secClass = f.at(0);
     r.satNum = readSatellite(f, 1);
     r.senNum = f.integer(6, 3);
@@ -159,7 +159,8 @@ template <class Fields> bool readCard(Fields f, Record& r) {
 
 struct NaiveNumbers {
     /// Zero-filled integers side by side, from pairs of width and value.
-    template <class... Ints> static void integers(char* at, Ints... widthsAndValues) {
+    template <class... Ints>
+    static void integers(char* at, Ints... widthsAndValues) {
         constexpr const char* kFormats = "%0*d%0*d%0*d%0*d%0*d";
         char text[64];
         const int length =
@@ -170,7 +171,8 @@ struct NaiveNumbers {
 
 struct CharsNumbers {
     static void integers(char*) {}
-    template <class... Ints> static void integers(char* at, int width, int value, Ints... more) {
+    template <class... Ints>
+    static void integers(char* at, int width, int value, Ints... more) {
         char text[24];
         const char* const end = std::to_chars(text, text + sizeof text, value).ptr;
         const auto length = static_cast<std::size_t>(end - text), columns = static_cast<std::size_t>(width);
@@ -185,32 +187,37 @@ inline int scaled(double value, int decimals) {
     return static_cast<int>(std::lround(std::fabs(value) * kPowerOfTen[decimals]));
 }
 
-template <class Numbers> void writeSatellite(char* at, int number) {
+template <class Numbers>
+void writeSatellite(char* at, int number) {
     at[0] = kAlpha5[static_cast<std::size_t>(number / 10000)];
     Numbers::integers(at + 1, 4, number % 10000);
 }
 
-template <class Numbers> void writeSigned(char* at, int width, int decimals, double value) {
+template <class Numbers>
+void writeSigned(char* at, int width, int decimals, double value) {
     Numbers::integers(at, width, scaled(value, decimals));
     if (value < 0) at[0] = at[0] == '0' ? '-' : static_cast<char>('J' + (at[0] - '1'));
 }
 
-template <class Numbers> void writeTime(char* at, double obsTime) {
+template <class Numbers>
+void writeTime(char* at, double obsTime) {
     const int year = yearOf(obsTime);
     const long long ms = std::llround((obsTime - daysBeforeYear(year) - 1) * 86400000.0);
-    Numbers::integers(at, 2, year % 100, 3, static_cast<int>(ms / 86400000) + 1,  //
+    Numbers::integers(at, 2, year % 100, 3, static_cast<int>(ms / 86400000) + 1,                     //
                       2, static_cast<int>(ms / 3600000 % 24), 2, static_cast<int>(ms / 60000 % 60),  //
                       5, static_cast<int>(ms % 60000));
 }
 
-template <class Numbers> void writeRange(char* at, double range) {
+template <class Numbers>
+void writeRange(char* at, double range) {
     int exponent = 0;
     while (range >= kPowerOfTen[exponent + 2] && exponent < 5) ++exponent;
     Numbers::integers(at, 7, scaled(range, 5 - exponent), 1, exponent);
 }
 
 /// Fills 90 columns. As the product writes them: the second indicator 9 is left blank.
-template <class Numbers> void writeCard(const Record& r, char* c) {
+template <class Numbers>
+void writeCard(const Record& r, char* c) {
     std::memset(c, ' ', kCardColumns);
     const int type = r.obsType >= 18 ? r.obsType - 10 : r.obsType;
     const bool withPosition = type == 8 || type == 9;

@@ -33,7 +33,8 @@ struct NaiveText {
     using Fields = NaiveFields;
     using Numbers = NaiveNumbers;
 
-    template <class Use> static bool forEachLine(const std::string& path, Use use) {
+    template <class Use>
+    static bool forEachLine(const std::string& path, Use use) {
         std::ifstream file(path);
         for (std::string line; std::getline(file, line);) use(line);
         return file.eof();
@@ -54,7 +55,8 @@ struct CharsText {
     using Fields = CharsFields;
     using Numbers = CharsNumbers;
 
-    template <class Use> static bool forEachLine(const std::string& path, Use use) {
+    template <class Use>
+    static bool forEachLine(const std::string& path, Use use) {
         const int file = ::open(path.c_str(), O_RDONLY);
         if (file < 0) return false;
         std::vector<char> block(kBlock);
@@ -115,7 +117,8 @@ public:
     }
     bool erase(std::int64_t key) { return map_.erase(key) == 1; }
     void clear() { map_.clear(); }
-    template <class Use> void forEach(Use use) const {
+    template <class Use>
+    void forEach(Use use) const {
         for (const auto& [key, record] : map_) use(key, record);
     }
 
@@ -148,7 +151,8 @@ public:
         return true;
     }
     void clear() { set_.clear_and_dispose(std::default_delete<Node>{}); }
-    template <class Use> void forEach(Use use) const {
+    template <class Use>
+    void forEach(Use use) const {
         for (const Node& node : set_) use(node.key, node.record);
     }
 
@@ -182,7 +186,8 @@ public:
     }
     bool erase(std::int64_t key) { return map_.erase(key) == 1; }
     void clear() { map_.clear(); }
-    template <class Use> void forEach(Use use) const {
+    template <class Use>
+    void forEach(Use use) const {
         for (const auto& [key, record] : map_) use(key, *record);
     }
 
@@ -196,7 +201,8 @@ struct Counts {
     std::int64_t loaded = 0, duplicate = 0, bad = 0;
 };
 
-template <class Index, class Text> class Peer {
+template <class Index, class Text>
+class Peer {
 public:
     bool load(const std::string& path, Counts& counts) {
         return Text::forEachLine(path, [&](const auto& line) {
@@ -250,7 +256,8 @@ private:
         std::int64_t key;
         const Record* record;
     };
-    template <auto before> static void sort(std::vector<Entry>& entries) {
+    template <auto before>
+    static void sort(std::vector<Entry>& entries) {
         std::stable_sort(entries.begin(), entries.end(),
                          [](const Entry& a, const Entry& b) { return before(*a.record, *b.record); });
     }

@@ -40,14 +40,13 @@ inline std::int64_t keyOf(const Record& r) {
 }
 
 inline bool sameObservation(const Record& a, const Record& b) {
-    return a.satNum == b.satNum && a.obsTime == b.obsTime && a.obsType == b.obsType &&
-           a.elOrDec == b.elOrDec && a.azOrRa == b.azOrRa && a.range == b.range && a.rangeRate == b.rangeRate;
+    return a.satNum == b.satNum && a.obsTime == b.obsTime && a.obsType == b.obsType && a.elOrDec == b.elOrDec &&
+           a.azOrRa == b.azOrRa && a.range == b.range && a.rangeRate == b.rangeRate;
 }
 
 /// The orders 1, 6 and 10 of ObsGetLoaded.
 inline bool comesBefore1(const Record& a, const Record& b) {
-    return std::tie(a.obsTime, a.senNum, a.obsType, a.elOrDec) <
-           std::tie(b.obsTime, b.senNum, b.obsType, b.elOrDec);
+    return std::tie(a.obsTime, a.senNum, a.obsType, a.elOrDec) < std::tie(b.obsTime, b.senNum, b.obsType, b.elOrDec);
 }
 inline bool comesBefore6(const Record& a, const Record& b) {
     return std::tie(a.senNum, a.satNum, a.obsType, a.obsTime, a.elOrDec) <

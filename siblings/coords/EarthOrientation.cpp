@@ -71,9 +71,7 @@ double taiMinusUtcS(double mjd, double fraction) {
 
 /// The step of UT1-UTC at the end of a day over which it changes by `change`, so that what remains is the drift.
 double stepS(double mjd, double change) {
-    if (std::abs(change) < kLeastStepS) {
-        return 0;
-    }
+    if (std::abs(change) < kLeastStepS) { return 0; }
     // Before 1972 steps were of 0.05 and 0.1 s; a leap second may be later than the known ones.
     const double known = taiMinusUtcS(mjd + 1, 0) - taiMinusUtcS(mjd, 1);
     return known + std::round(change - known);
@@ -93,18 +91,14 @@ const char* addDay(std::span<const std::string_view> fields, Table& table) {
         !readsetting(fields[3], day.ypArcsec) || !readsetting(fields[4], day.lodS)) {
         return "a number is missing or malformed";
     }
-    if (!isPlausible(day)) {
-        return kImplausible;
-    }
+    if (!isPlausible(day)) { return kImplausible; }
     if (mjd != std::floor(mjd) || std::abs(mjd) > 1e6) {
         return "the modified Julian date must be a whole number of days";
     }
     if (!table.days.empty() && mjd != table.firstMjd + static_cast<double>(table.days.size())) {
         return "the day must follow that of the line before";
     }
-    if (table.days.empty()) {
-        table.firstMjd = mjd;
-    }
+    if (table.days.empty()) { table.firstMjd = mjd; }
     table.days.push_back(day);
     return nullptr;
 }
@@ -131,12 +125,8 @@ EarthOrientation earthorientation(double ds50) {
     const TablePointer table = tableInForce();
     const std::vector<EarthOrientation>& days = table->days;
     const double whole = std::floor(ds50), sinceFirst = whole + kMjdOfDs50 - table->firstMjd;
-    if (!(sinceFirst >= 0)) {
-        return days.front();
-    }
-    if (sinceFirst >= static_cast<double>(days.size() - 1)) {
-        return days.back();
-    }
+    if (!(sinceFirst >= 0)) { return days.front(); }
+    if (sinceFirst >= static_cast<double>(days.size() - 1)) { return days.back(); }
     const auto day = static_cast<std::size_t>(sinceFirst);
     return between(days[day], days[day + 1], whole + kMjdOfDs50, ds50 - whole);
 }

@@ -18,9 +18,7 @@ constexpr double kTtMinusTaiS = 32.184;
 /// NOTE: not ERFA's conversion from UTC, which stretches the day of a leap second; days
 /// since 1950 all have 86400 s.
 bool epochOf(double ds50, Epoch& epoch) {
-    if (!std::isfinite(ds50)) {
-        return false;
-    }
+    if (!std::isfinite(ds50)) { return false; }
     const double day = std::floor(ds50);
     const double fraction = ds50 - day;
     int year = 0, month = 0, dayOfMonth = 0;
@@ -30,9 +28,7 @@ bool epochOf(double ds50, Epoch& epoch) {
         return false;
     }
     // Status 1 says that leap seconds are unknown then (before 1960, 0 s) or not yet announced.
-    if (eraDat(year, month, dayOfMonth, fraction, &taiMinusUtcS) < 0) {
-        return false;
-    }
+    if (eraDat(year, month, dayOfMonth, fraction, &taiMinusUtcS) < 0) { return false; }
     epoch.utcDay = epoch.ttDay = kJulianDateOfDs50 + day;
     epoch.utcFraction = fraction;
     epoch.ttFraction = fraction + (taiMinusUtcS + kTtMinusTaiS) / ERFA_DAYSEC;
@@ -66,9 +62,7 @@ bool isFinite(const double vector[3]) {
     return std::isfinite(vector[0]) && std::isfinite(vector[1]) && std::isfinite(vector[2]);
 }
 
-bool isFinite(const StateKm& state) {
-    return isFinite(state.posKm) && isFinite(state.velKms);
-}
+bool isFinite(const StateKm& state) { return isFinite(state.posKm) && isFinite(state.velKms); }
 
 StateKm noState() {
     constexpr double none = std::numeric_limits<double>::quiet_NaN();

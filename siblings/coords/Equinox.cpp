@@ -26,14 +26,12 @@ void yearStartToMean(const Epoch& time, double matrix[3][3]) {
 }  // namespace
 
 void rotradec_eqnx2date(std::int32_t equinoxInd, double ds50, double& declination, double& rightAscension) {
-    if (equinoxInd < kYearStart || equinoxInd > kB1950 || !std::isfinite(ds50) ||
-        !std::isfinite(declination) || !std::isfinite(rightAscension)) {
+    if (equinoxInd < kYearStart || equinoxInd > kB1950 || !std::isfinite(ds50) || !std::isfinite(declination) ||
+        !std::isfinite(rightAscension)) {
         return;
     }
     Epoch time;
-    if (!epochOf(ds50, time)) {
-        return;
-    }
+    if (!epochOf(ds50, time)) { return; }
     double ra = rightAscension, dec = declination;
     double toMean[3][3];
     if (equinoxInd == kYearStart) {

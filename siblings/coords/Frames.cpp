@@ -18,9 +18,7 @@ struct EarthRotation {
 
 bool earthRotation(double ds50, EarthRotation& rotation) {
     Epoch epoch;
-    if (!epochOf(ds50, epoch)) {
-        return false;
-    }
+    if (!epochOf(ds50, epoch)) { return false; }
     const EarthOrientation earth = earthorientation(ds50);
     double toItrs[3][3];
     eraPom00(earth.xpArcsec * ERFA_DAS2R, earth.ypArcsec * ERFA_DAS2R, 0, toItrs);
@@ -50,9 +48,7 @@ void rotateBack(double matrix[3][3], StateKm& state) {
 
 bool j2000ToTeme(double ds50, double matrix[3][3]) {
     Epoch epoch;
-    if (!epochOf(ds50, epoch)) {
-        return false;
-    }
+    if (!epochOf(ds50, epoch)) { return false; }
     Nutation nutation = nutationOf(epoch);
     double precession[3][3];
     eraPmat76(epoch.ttDay, epoch.ttFraction, precession);

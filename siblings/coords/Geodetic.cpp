@@ -18,9 +18,7 @@ constexpr double kMetresInKm = 1000;
 void geodetictoitrs(double latitude, double longitude, double heightKm, double itrsKm[3]) {
     double metres[3];
     const int status = eraGd2gc(ERFA_WGS84, longitude, latitude, heightKm * kMetresInKm, metres);
-    for (int i = 0; i < 3; ++i) {
-        itrsKm[i] = status == 0 ? metres[i] / kMetresInKm : kNone;
-    }
+    for (int i = 0; i < 3; ++i) { itrsKm[i] = status == 0 ? metres[i] / kMetresInKm : kNone; }
 }
 
 void itrstogeodetic(const double itrsKm[3], double& latitude, double& longitude, double& heightKm) {

@@ -20,13 +20,9 @@ constexpr int kMostSteps = 200;
 /// Of sqrt(-z): cosh of more is beyond what any time needs (e^300 s), and products of it would overflow.
 constexpr double kLargestHyperbolicAngle = 300;
 
-double dot(const double a[3], const double b[3]) {
-    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
+double dot(const double a[3], const double b[3]) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 
-double length(const double vector[3]) {
-    return std::sqrt(dot(vector, vector));
-}
+double length(const double vector[3]) { return std::sqrt(dot(vector, vector)); }
 
 /// Stumpff functions c2 = (1 - cos sqrt z) / z and c3 = (sqrt z - sin sqrt z) / sqrt(z)^3.
 struct Stumpff {
@@ -104,9 +100,7 @@ bool KeplerEquation::bracket(double time, double& low, double& high) const {
     while (at(high).time < time) {
         low = high;
         high *= 2;
-        if (!(high < limit)) {
-            return false;
-        }
+        if (!(high < limit)) { return false; }
     }
     return true;
 }
@@ -114,22 +108,16 @@ bool KeplerEquation::bracket(double time, double& low, double& high) const {
 /// Newton's method, halving the bracket whenever a step would leave it or hardly shortens it.
 bool KeplerEquation::solve(double time, double& x) const {
     double low = 0, high = 0;
-    if (!bracket(time, low, high)) {
-        return false;
-    }
+    if (!bracket(time, low, high)) { return false; }
     x = high;
     double lastStep = high - low;
     for (int i = 0; i < kMostSteps; ++i) {
         const At here = at(x);
         const bool close = std::abs(here.time - time) <= here.rounding || high - low <= 2e-16 * high;
-        if (close && here.rounding <= kMostLost * time) {
-            return true;
-        }
+        if (close && here.rounding <= kMostLost * time) { return true; }
         (here.time < time ? low : high) = x;
         double next = x - (here.time - time) / here.radius;
-        if (!(next > low && next < high) || std::abs(next - x) > lastStep / 2) {
-            next = low + (high - low) / 2;
-        }
+        if (!(next > low && next < high) || std::abs(next - x) > lastStep / 2) { next = low + (high - low) / 2; }
         lastStep = std::abs(next - x);
         x = next;
     }
@@ -138,13 +126,9 @@ bool KeplerEquation::solve(double time, double& x) const {
 
 /// The part of a closed orbit's time that counts, within half a period of 0.
 bool dropRevolutions(const KeplerEquation& kepler, double& seconds) {
-    if (kepler.alpha <= 0) {
-        return true;
-    }
+    if (kepler.alpha <= 0) { return true; }
     const double periodS = 2 * std::numbers::pi / (kepler.alpha * std::sqrt(kepler.alpha) * kepler.sqrtMu);
-    if (!(std::abs(seconds) / periodS <= kMostRevolutions)) {
-        return false;
-    }
+    if (!(std::abs(seconds) / periodS <= kMostRevolutions)) { return false; }
     seconds = std::remainder(seconds, periodS);
     return true;
 }
@@ -152,9 +136,7 @@ bool dropRevolutions(const KeplerEquation& kepler, double& seconds) {
 /// For a time from 0 on.
 bool forward(const KeplerEquation& kepler, const StateKm& from, double seconds, StateKm& to) {
     double x = 0;
-    if (!kepler.solve(kepler.sqrtMu * seconds, x)) {
-        return false;
-    }
+    if (!kepler.solve(kepler.sqrtMu * seconds, x)) { return false; }
     const KeplerEquation::At end = kepler.at(x);
     const double f = 1 - end.u2 / kepler.radius, g = seconds - end.u3 / kepler.sqrtMu;
     const double fRate = -kepler.sqrtMu * end.u1 / (end.radius * kepler.radius);
@@ -170,9 +152,7 @@ bool forward(const KeplerEquation& kepler, const StateKm& from, double seconds, 
 
 /// Motion is the same backwards, with the velocity turned round.
 void reverse(StateKm& state) {
-    for (double& component : state.velKms) {
-        component = -component;
-    }
+    for (double& component : state.velKms) { component = -component; }
 }
 
 }  // namespace
@@ -189,12 +169,8 @@ bool twobodymotion(const StateKm& from, double seconds, StateKm& to) {
         reverse(start);
         kepler.sigma = -kepler.sigma;
     }
-    if (!forward(kepler, start, std::abs(seconds), end)) {
-        return false;
-    }
-    if (backwards) {
-        reverse(end);
-    }
+    if (!forward(kepler, start, std::abs(seconds), end)) { return false; }
+    if (backwards) { reverse(end); }
     to = end;
     return true;
 }

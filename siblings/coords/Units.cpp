@@ -5,15 +5,11 @@
 namespace family {
 
 void tocanonicalpos(const double km[3], double earthRadii[3]) {
-    for (int i = 0; i < 3; ++i) {
-        earthRadii[i] = km[i] / earthradiuskm();
-    }
+    for (int i = 0; i < 3; ++i) { earthRadii[i] = km[i] / earthradiuskm(); }
 }
 
 void fromcanonicalpos(const double earthRadii[3], double km[3]) {
-    for (int i = 0; i < 3; ++i) {
-        km[i] = earthRadii[i] * earthradiuskm();
-    }
+    for (int i = 0; i < 3; ++i) { km[i] = earthRadii[i] * earthradiuskm(); }
 }
 
 }  // namespace family

@@ -20,8 +20,7 @@ namespace family {
 /// 2 J2000 (FK5), 3 B1950 (FK4); any other value changes nothing.
 /// IAU 1976 precession, IAU 1980 nutation, equation of the equinoxes 1994; B1950 by
 /// the FK4 to FK5 transformation for zero proper motion. Right ascension comes back in [0, 2 pi).
-FAMILY_API void rotradec_eqnx2date(std::int32_t equinoxInd, double ds50, double& declination,
-                                   double& rightAscension);
+FAMILY_API void rotradec_eqnx2date(std::int32_t equinoxInd, double ds50, double& declination, double& rightAscension);
 
 /// Kilometres to Earth radii and back, three components.
 FAMILY_API void tocanonicalpos(const double km[3], double earthRadii[3]);

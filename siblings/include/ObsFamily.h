@@ -35,7 +35,7 @@ OBS_FAMILY_API void FamilyClearLastError(void);
 /** Appends errors and information lines to a file from now on.
  *  @param[in] fileName name of the file, made if there is none.
  *  @return 0, or 2 when the file cannot be opened (the log then stays as it was). */
-OBS_FAMILY_API int32_t FamilyOpenLog(const char *fileName);
+OBS_FAMILY_API int32_t FamilyOpenLog(const char* fileName);
 
 /** Writes out and closes the log file, if any. */
 OBS_FAMILY_API void FamilyCloseLog(void);
@@ -47,7 +47,7 @@ OBS_FAMILY_API void FamilyCloseLog(void);
  *           during the call only. Called on the thread that logs, one message at a time;
  *           a message that the function causes itself reaches the log file only.
  *  @param[in] user handed to `f` unchanged. */
-OBS_FAMILY_API void FamilySetLogCallback(void (*f)(int32_t severity, const char *text, void *user), void *user);
+OBS_FAMILY_API void FamilySetLogCallback(void (*f)(int32_t severity, const char* text, void* user), void* user);
 
 /* --- files being written (libObsServices) --- */
 
@@ -79,7 +79,7 @@ OBS_FAMILY_API int32_t FamilySetDupKeyMode(int32_t mode);
  *  already is replaced. A bad line is logged with its number and left out.
  *  @param[in] fileName name of the file.
  *  @return 0, or 2 when the file cannot be read, its header is wrong or a line was bad. */
-OBS_FAMILY_API int32_t FamilyLoadSensors(const char *fileName);
+OBS_FAMILY_API int32_t FamilyLoadSensors(const char* fileName);
 
 /** Adds or replaces one sensor.
  *  @param[in] number 0 or more.
@@ -88,8 +88,8 @@ OBS_FAMILY_API int32_t FamilyLoadSensors(const char *fileName);
  *  @param[in] longitudeDeg east, -180 to 360 degrees.
  *  @param[in] heightM metres above WGS84.
  *  @return 0, or 2 for a value out of range, which changes nothing. */
-OBS_FAMILY_API int32_t FamilyAddSensor(int32_t number, const char *description, double latitudeDeg,
-                                       double longitudeDeg, double heightM);
+OBS_FAMILY_API int32_t FamilyAddSensor(int32_t number, const char* description, double latitudeDeg, double longitudeDeg,
+                                       double heightM);
 
 /** The place of a sensor. The three built-in RF sites give zeros until FamilyAddSensor or FamilyLoadSensors sets their
  *  places.
@@ -99,8 +99,8 @@ OBS_FAMILY_API int32_t FamilyAddSensor(int32_t number, const char *description, 
  *  @param[out] longitudeDeg east, degrees, as it was given.
  *  @param[out] heightM metres above WGS84.
  *  @return 0, or 2 when there is no such sensor (the outputs are then zero and blank). */
-OBS_FAMILY_API int32_t FamilyGetSensor(int32_t number, char description[512], double *latitudeDeg,
-                                       double *longitudeDeg, double *heightM);
+OBS_FAMILY_API int32_t FamilyGetSensor(int32_t number, char description[512], double* latitudeDeg, double* longitudeDeg,
+                                       double* heightM);
 
 /** Forgets all sensors but the three built-in RF sites 1001-1003. */
 OBS_FAMILY_API void FamilyRemoveSensors(void);
@@ -121,7 +121,7 @@ OBS_FAMILY_API int32_t FamilySetEarthOrientation(double dut1_s, double xp_arcsec
  *  @param[in] fileName name of the file.
  *  @return 0, or 2 when the file cannot be read, its header is wrong, it holds no day or a line is bad
  *          (named by its number); the former values then stay. */
-OBS_FAMILY_API int32_t FamilyLoadEarthOrientation(const char *fileName);
+OBS_FAMILY_API int32_t FamilyLoadEarthOrientation(const char* fileName);
 
 #ifdef __cplusplus
 }

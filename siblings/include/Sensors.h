@@ -19,11 +19,11 @@ FAMILY_API char obstypeinttochar(std::int32_t type);
 
 struct SensorData {
     std::int32_t number = 0;
-    char description[24] = {};   ///< blank-padded, no terminator
-    double latitudeDeg = 0;      ///< geodetic, WGS84
-    double longitudeDeg = 0;     ///< east
-    double heightM = 0;          ///< above the ellipsoid
-    bool hasPlace = false;       ///< false for a built-in site to which nobody gave its place
+    char description[24] = {};  ///< blank-padded, no terminator
+    double latitudeDeg = 0;     ///< geodetic, WGS84
+    double longitudeDeg = 0;    ///< east
+    double heightM = 0;         ///< above the ellipsoid
+    bool hasPlace = false;      ///< false for a built-in site to which nobody gave its place
 };
 
 /// Sensor number of a description (compared blank-padded), or -1. Throws std::bad_alloc.

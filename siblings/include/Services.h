@@ -45,16 +45,16 @@ public:
 // --- Files -------------------------------------------------------------------
 
 class OpenFile;
-using Unit = OpenFile*;               ///< an open file; null is "unit 0", no file
+using Unit = OpenFile*;  ///< an open file; null is "unit 0", no file
 inline constexpr Unit kNoUnit = nullptr;
 
 inline constexpr std::int32_t kOpenReplace = 0;  ///< create, or replace once completely written
 inline constexpr std::int32_t kOpenRead = 1;
-inline constexpr std::int32_t kOpenAppend = 2;   ///< append, or create; an unfinished last line is ended first
+inline constexpr std::int32_t kOpenAppend = 2;  ///< append, or create; an unfinished last line is ended first
 
 /// Opens a file. Returns 0, or the system's error number after logging the
-/// reason and the name of the file, or of the folder that it lies in; `unit` is then `kNoUnit`. Only regular files can be
-/// read (a loader reads a file twice); a terminal, pipe or device can be written.
+/// reason and the name of the file, or of the folder that it lies in; `unit` is then `kNoUnit`. Only regular files can
+/// be read (a loader reads a file twice); a terminal, pipe or device can be written.
 FAMILY_API std::int32_t fileopen(std::string_view name, std::int32_t mode, Unit& unit);
 
 /// Closes a file and forgets the unit. What was written is on the disk when this returns 0. A file opened with
@@ -143,9 +143,9 @@ FAMILY_API bool neqr(double a, double b);
 
 // --- Key modes of the whole family ---------------------------------------------
 
-FAMILY_API std::int32_t useallkeymode();   ///< nonzero: the family's mode rules every library
-FAMILY_API std::int32_t allkeymodeget();   ///< that mode; 1 is address keys
-FAMILY_API std::int32_t dupkeymodeget();   ///< nonzero: a duplicate is accepted silently
+FAMILY_API std::int32_t useallkeymode();  ///< nonzero: the family's mode rules every library
+FAMILY_API std::int32_t allkeymodeget();  ///< that mode; 1 is address keys
+FAMILY_API std::int32_t dupkeymodeget();  ///< nonzero: a duplicate is accepted silently
 
 /// The next key to try after a collision: the same nine leading digits (time of year)
 /// and ten digits from 3,400,000,000 up drawn from a fixed hash of the key and of what tells

@@ -29,8 +29,8 @@ FAMILY_API void ds50todate15(double ds50, char text[15]);
 /// ds50 of a date: day + (3600 h + 60 m + s) / 86400 after the year's start. 0 for what is not a date: a year outside
 /// 1900-2999, day 0 or past the year's end, an hour over 23, a minute over 59, or a number of seconds beyond a
 /// day either way (they may count back from the minute).
-FAMILY_API double tcomps2utc(std::int32_t year, std::int32_t dayOfYear, std::int32_t hour,
-                             std::int32_t minute, double seconds);
+FAMILY_API double tcomps2utc(std::int32_t year, std::int32_t dayOfYear, std::int32_t hour, std::int32_t minute,
+                             double seconds);
 
 /// The same arithmetic without a look at the calendar: any year, and hour 24 is hour 0 of the next day.
 FAMILY_API double parts2utc(std::int32_t year, std::int32_t dayOfYear, std::int32_t hour, std::int32_t minute,
@@ -41,8 +41,8 @@ FAMILY_API double parts2utc(std::int32_t year, std::int32_t dayOfYear, std::int3
 FAMILY_API void fyklok(double ds50, double& dayOfYear, std::int32_t& year);
 
 /// Splits a time, rounded first to `decimals` (0 to 9) of a second. Year 0 when out of range.
-FAMILY_API void dyklok(double ds50, int decimals, std::int32_t& year, std::int32_t& dayOfYear,
-                       std::int32_t& hour, std::int32_t& minute, double& seconds);
+FAMILY_API void dyklok(double ds50, int decimals, std::int32_t& year, std::int32_t& dayOfYear, std::int32_t& hour,
+                       std::int32_t& minute, double& seconds);
 
 /// Day of year of a date, 0 when there is no such date; and back (month 0 when there is none).
 FAMILY_API std::int32_t mmdd2jul(std::int32_t year, std::int32_t month, std::int32_t day);

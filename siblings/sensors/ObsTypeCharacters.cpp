@@ -11,9 +11,7 @@ constexpr std::int32_t kTypes = 20;
 constexpr std::array<char, kTypes> kCharacters = [] {
     std::array<char, kTypes> characters{};
     characters.fill(' ');
-    for (std::size_t digit = 0; digit < 10; ++digit) {
-        characters[digit] = static_cast<char>('0' + digit);
-    }
+    for (std::size_t digit = 0; digit < 10; ++digit) { characters[digit] = static_cast<char>('0' + digit); }
     characters[10] = 'P';
     characters[11] = 'V';
     characters[13] = 'R';
@@ -27,13 +25,9 @@ constexpr auto kTypeOfCharacter = [] {
     types.fill(-1);
     for (std::size_t type = 0; type < kCharacters.size(); ++type) {
         const auto character = static_cast<unsigned char>(kCharacters[type]);
-        if (character == ' ') {
-            continue;
-        }
+        if (character == ' ') { continue; }
         types[character] = static_cast<std::int8_t>(type);
-        if (character >= 'A') {
-            types[character - 'A' + std::size_t{'a'}] = static_cast<std::int8_t>(type);
-        }
+        if (character >= 'A') { types[character - 'A' + std::size_t{'a'}] = static_cast<std::int8_t>(type); }
     }
     return types;
 }();

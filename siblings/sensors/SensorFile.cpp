@@ -26,9 +26,7 @@ bool loadSensors(std::string_view name) {
     const auto take = [&sensors](std::span<const std::string_view> fields) {
         SensorData sensor;
         const char* wrong = readSensor(fields, sensor);
-        if (wrong == nullptr) {
-            sensors.push_back(sensor);
-        }
+        if (wrong == nullptr) { sensors.push_back(sensor); }
         return wrong;
     };
     const bool good = readsettingsfile("FamilyLoadSensors", name, kHeader, BadLines::LeaveOut, take);

@@ -61,18 +61,15 @@ SensorMap& sensors = *new SensorMap(builtInSensors());
 bool findSensor(std::int32_t number, SensorData& sensor) {
     const std::lock_guard lock(sensorsMutex);
     const auto found = sensors.find(number);
-    if (found == sensors.end()) {
-        return false;
-    }
+    if (found == sensors.end()) { return false; }
     sensor = found->second;
     return true;
 }
 
 std::int64_t findDescription(std::string_view description) {
     const std::lock_guard lock(sensorsMutex);
-    const auto found = std::find_if(sensors.begin(), sensors.end(), [&](const auto& entry) {
-        return descriptionOf(entry.second) == description;
-    });
+    const auto found = std::find_if(sensors.begin(), sensors.end(),
+                                    [&](const auto& entry) { return descriptionOf(entry.second) == description; });
     return found != sensors.end() ? found->first : -1;
 }
 
@@ -91,19 +88,12 @@ int32_t addSensor(int32_t number, std::string_view description, double latitudeD
 
 const char* makeSensor(double number, std::string_view description, double latitudeDeg, double longitudeDeg,
                        double heightM, SensorData& sensor) {
-    if (!(number >= 0 && number <= std::numeric_limits<std::int32_t>::max()) ||
-        number != std::floor(number)) {
+    if (!(number >= 0 && number <= std::numeric_limits<std::int32_t>::max()) || number != std::floor(number)) {
         return "the sensor number must be a whole number, 0 or more";
     }
-    if (!(latitudeDeg >= -90 && latitudeDeg <= 90)) {
-        return "the latitude must be -90 to 90 degrees";
-    }
-    if (!(longitudeDeg >= -180 && longitudeDeg <= 360)) {
-        return "the longitude must be -180 to 360 degrees";
-    }
-    if (!std::isfinite(heightM)) {
-        return "the height must be finite";
-    }
+    if (!(latitudeDeg >= -90 && latitudeDeg <= 90)) { return "the latitude must be -90 to 90 degrees"; }
+    if (!(longitudeDeg >= -180 && longitudeDeg <= 360)) { return "the longitude must be -180 to 360 degrees"; }
+    if (!std::isfinite(heightM)) { return "the height must be finite"; }
     sensor.number = static_cast<std::int32_t>(number);
     setDescription(sensor, description);
     sensor.latitudeDeg = latitudeDeg;
@@ -115,42 +105,30 @@ const char* makeSensor(double number, std::string_view description, double latit
 
 void storeSensors(const std::vector<SensorData>& added) {
     const std::lock_guard lock(sensorsMutex);
-    for (const SensorData& sensor : added) {
-        sensors.insert_or_assign(sensor.number, sensor);
-    }
+    for (const SensorData& sensor : added) { sensors.insert_or_assign(sensor.number, sensor); }
 }
 
 std::int64_t desctokey(std::string_view description) {
     description = trimmed(description.substr(0, sizeof SensorData::description));
-    if (description.empty()) {
-        return -1;
-    }
+    if (description.empty()) { return -1; }
     for (const BuiltInSite& site : kBuiltInSites) {
-        if (site.description == description) {
-            return site.number;
-        }
+        if (site.description == description) { return site.number; }
     }
     return findDescription(description);
 }
 
 std::int32_t getsendata(std::int32_t number, SensorData& sensor) {
     try {
-        if (findSensor(number, sensor)) {
-            return 0;
-        }
+        if (findSensor(number, sensor)) { return 0; }
         tracelogerror("getsendata: Sensor " + std::to_string(number) + " is not known");
-    } catch (...) {
-        tracelogerror("getsendata: Out of memory");
-    }
+    } catch (...) { tracelogerror("getsendata: Out of memory"); }
     return 2;
 }
 
 bool findsendata(std::int32_t number, SensorData& sensor) {
     try {
         return findSensor(number, sensor);
-    } catch (...) {
-        return false;
-    }
+    } catch (...) { return false; }
 }
 
 }  // namespace family
@@ -191,7 +169,5 @@ void FamilyRemoveSensors(void) {
         SensorMap builtIn = builtInSensors();
         const std::lock_guard lock(sensorsMutex);
         sensors.swap(builtIn);
-    } catch (...) {
-        tracelogerror("FamilyRemoveSensors: Out of memory");
-    }
+    } catch (...) { tracelogerror("FamilyRemoveSensors: Out of memory"); }
 }

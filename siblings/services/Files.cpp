@@ -28,9 +28,7 @@ namespace {
 template <class Call>
 auto retried(Call call) {
     auto result = call();
-    while (result < 0 && errno == EINTR) {
-        result = call();
-    }
+    while (result < 0 && errno == EINTR) { result = call(); }
     return result;
 }
 
@@ -115,9 +113,7 @@ public:
     bool armed() const { return armed_; }
 
     void disarm() {
-        if (!armed_) {
-            return;
-        }
+        if (!armed_) { return; }
         armed_ = false;
         for (auto& place : places) {
             const Undo* self = this;
@@ -143,9 +139,7 @@ public:
 
     /// For a forked child: what its parent writes is not the child's to give up.
     static void forgetAll() {
-        for (auto& place : places) {
-            place.store(nullptr);
-        }
+        for (auto& place : places) { place.store(nullptr); }
     }
 
 private:
@@ -161,9 +155,7 @@ private:
         armed_ = true;
         for (auto& place : places) {
             const Undo* nobody = nullptr;
-            if (place.compare_exchange_strong(nobody, this)) {
-                break;
-            }
+            if (place.compare_exchange_strong(nobody, this)) { break; }
         }
     }
 
@@ -180,9 +172,7 @@ constinit std::atomic<const Undo*> Undo::places[Undo::kMostAtOnce]{};
 int writeBlocks(int descriptor, const char* bytes, std::size_t size) {
     while (size > 0) {
         const ssize_t written = retried([&] { return ::write(descriptor, bytes, size); });
-        if (written <= 0) {
-            return written < 0 ? errno : EIO;
-        }
+        if (written <= 0) { return written < 0 ? errno : EIO; }
         bytes += written;
         size -= static_cast<std::size_t>(written);
     }
@@ -191,11 +181,9 @@ int writeBlocks(int descriptor, const char* bytes, std::size_t size) {
 
 /// Opens without waiting for the other end of a pipe; later reads and writes do wait.
 int openNow(int directory, const char* name, int flags, mode_t permissions, Descriptor& opened) {
-    opened = Descriptor(retried(
-        [&] { return ::openat(directory, name, flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, permissions); }));
-    if (!opened.open()) {
-        return errno;
-    }
+    opened = Descriptor(
+        retried([&] { return ::openat(directory, name, flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, permissions); }));
+    if (!opened.open()) { return errno; }
     const int status = ::fcntl(opened.get(), F_GETFL);
     return status >= 0 && ::fcntl(opened.get(), F_SETFL, status & ~O_NONBLOCK) == 0 ? 0 : errno;
 }
@@ -221,17 +209,11 @@ int followLinks(std::string& path) {
     constexpr int kMostLinks = 40;  // as the system itself allows
     for (int links = 0; links < kMostLinks; ++links) {
         struct stat status {};
-        if (::lstat(path.c_str(), &status) != 0) {
-            return errno == ENOENT ? 0 : errno;
-        }
-        if (!S_ISLNK(status.st_mode)) {
-            return 0;
-        }
+        if (::lstat(path.c_str(), &status) != 0) { return errno == ENOENT ? 0 : errno; }
+        if (!S_ISLNK(status.st_mode)) { return 0; }
         char target[PATH_MAX];
         const ssize_t length = ::readlink(path.c_str(), target, sizeof target);
-        if (length <= 0) {
-            return length < 0 ? errno : ENOENT;
-        }
+        if (length <= 0) { return length < 0 ? errno : ENOENT; }
         const std::string next(target, static_cast<std::size_t>(length));
         path = next.front() == '/' ? next : splitPath(path).directory + next;
     }
@@ -242,9 +224,7 @@ int followLinks(std::string& path) {
 int ownOutput(const struct stat& file) {
     for (const int output : {STDOUT_FILENO, STDERR_FILENO}) {
         struct stat own {};
-        if (::fstat(output, &own) == 0 && own.st_dev == file.st_dev && own.st_ino == file.st_ino) {
-            return output;
-        }
+        if (::fstat(output, &own) == 0 && own.st_dev == file.st_dev && own.st_ino == file.st_ino) { return output; }
     }
     return -1;
 }
@@ -278,9 +258,7 @@ private:
 class Replacement {
 public:
     ~Replacement() {
-        if (undo_.armed()) {
-            undo_.run();
-        }
+        if (undo_.armed()) { undo_.run(); }
     }
 
     /// @param path with its links followed, in the folder.
@@ -291,18 +269,14 @@ public:
         struct stat old {};
         const bool replaces = ::fstatat(folder_, target_.c_str(), &old, 0) == 0;
         // NOTE: renaming over a write-protected file would work, and would not be what its owner wants
-        if (replaces && ::faccessat(folder_, target_.c_str(), W_OK, AT_EACCESS) != 0) {
-            return errno;
-        }
+        if (replaces && ::faccessat(folder_, target_.c_str(), W_OK, AT_EACCESS) != 0) { return errno; }
         const int error = createTemporary(replaces ? S_IRUSR | S_IWUSR : mode_t{0666}, file);
         folderFailed = error != 0 && error != ENAMETOOLONG;
         return error != 0 || !replaces ? error : takeOver(old, file.get());
     }
 
     int finish() {
-        if (::renameat(folder_, temporary_.c_str(), folder_, target_.c_str()) != 0) {
-            return errno;
-        }
+        if (::renameat(folder_, temporary_.c_str(), folder_, target_.c_str()) != 0) { return errno; }
         undo_.disarm();
         return 0;
     }
@@ -318,9 +292,7 @@ private:
             temporary_ = stem + std::to_string(counter.fetch_add(1)) + ".tmp";
             const AllSignalsHeld held;  // a handler must not come between the file and its undoing
             error = openNow(folder_, temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL, permissions, file);
-            if (error == 0) {
-                undo_.removing(folder_, temporary_.c_str());
-            }
+            if (error == 0) { undo_.removing(folder_, temporary_.c_str()); }
         }
         return error;
     }
@@ -355,9 +327,7 @@ bool isRegularFile(int descriptor) {
 }
 
 int writeAll(int descriptor, const char* bytes, std::size_t size, bool regular) {
-    if (regular) {
-        return writeBlocks(descriptor, bytes, size);
-    }
+    if (regular) { return writeBlocks(descriptor, bytes, size); }
     const SignalHeld held(SIGPIPE);
     return writeBlocks(descriptor, bytes, size);
 }
@@ -365,19 +335,17 @@ int writeAll(int descriptor, const char* bytes, std::size_t size, bool regular) 
 /// Files that the kernel makes up while they are read: some have no end, others wait for something to happen.
 bool isMadeUp(int descriptor) {
     struct statfs system {};
-    if (::fstatfs(descriptor, &system) != 0) {
-        return false;
-    }
+    if (::fstatfs(descriptor, &system) != 0) { return false; }
     switch (system.f_type) {
-    case PROC_SUPER_MAGIC:
-    case SYSFS_MAGIC:
-    case DEBUGFS_MAGIC:
-    case TRACEFS_MAGIC:
-    case SECURITYFS_MAGIC:
-    case PSTOREFS_MAGIC:
-    case CGROUP_SUPER_MAGIC:
-    case CGROUP2_SUPER_MAGIC: return true;
-    default: return false;
+        case PROC_SUPER_MAGIC:
+        case SYSFS_MAGIC:
+        case DEBUGFS_MAGIC:
+        case TRACEFS_MAGIC:
+        case SECURITYFS_MAGIC:
+        case PSTOREFS_MAGIC:
+        case CGROUP_SUPER_MAGIC:
+        case CGROUP2_SUPER_MAGIC: return true;
+        default: return false;
     }
 }
 
@@ -386,24 +354,16 @@ public:
     explicit OpenFile(std::string_view name) : name_(name) {}
 
     ~OpenFile() {
-        if (undo_.armed()) {
-            undo_.run();
-        }
+        if (undo_.armed()) { undo_.run(); }
     }
 
     int open(std::int32_t mode) {
-        if (name_.find('\0') != std::string::npos) {
-            return ENOENT;
-        }
+        if (name_.find('\0') != std::string::npos) { return ENOENT; }
         const int error = openIn(mode);
         regular_ = error == 0 && isRegularFile(file_.get());
-        if (error == 0 && mode == kOpenRead && (!regular_ || isMadeUp(file_.get()))) {
-            return EINVAL;
-        }
+        if (error == 0 && mode == kOpenRead && (!regular_ || isMadeUp(file_.get()))) { return EINVAL; }
         isWritten_ = mode != kOpenRead;
-        if (error == 0 && mode == kOpenAppend && regular_) {
-            prepareAppending();
-        }
+        if (error == 0 && mode == kOpenAppend && regular_) { prepareAppending(); }
         return error;
     }
 
@@ -420,21 +380,15 @@ public:
         std::size_t filled = 0;
         while (filled < size) {
             const ssize_t got = retried([&] { return ::read(file_.get(), buffer + filled, size - filled); });
-            if (got < 0) {
-                return -1;
-            }
-            if (got == 0) {
-                break;
-            }
+            if (got < 0) { return -1; }
+            if (got == 0) { break; }
             filled += static_cast<std::size_t>(got);
         }
         return static_cast<std::int64_t>(filled);
     }
 
     bool write(const char* bytes, std::size_t size) {
-        if (std::exchange(lineIsUnfinished_, false)) {
-            write("\n", 1);
-        }
+        if (std::exchange(lineIsUnfinished_, false)) { write("\n", 1); }
         if (error_ == 0) {
             const SignalHeld held(regular_ ? SIGXFSZ : SIGPIPE);
             fail(writeBlocks(file_.get(), bytes, size), "filewrite: Cannot write file ", name_);
@@ -453,17 +407,11 @@ public:
 
     /// The data are on the disk before a new name takes the old one's place, and the name after it.
     int close() {
-        if (isWritten_ && regular_ && error_ == 0) {
-            fail(flushToDisk(file_.get()), kCannotWrite, name_);
-        }
-        if (undo_.armed() && error_ != 0) {
-            tell(undo_.run(), "fileclose: Cannot cut back file ", name_);
-        }
+        if (isWritten_ && regular_ && error_ == 0) { fail(flushToDisk(file_.get()), kCannotWrite, name_); }
+        if (undo_.armed() && error_ != 0) { tell(undo_.run(), "fileclose: Cannot cut back file ", name_); }
         undo_.disarm();
         fail(file_.close(), kCannotWrite, name_);
-        if (replacement_ && error_ == 0) {
-            fail(replacement_->finish(), kCannotWrite, name_);
-        }
+        if (replacement_ && error_ == 0) { fail(replacement_->finish(), kCannotWrite, name_); }
         if (folder_ && error_ == 0) {
             fail(folder_->flush(), "fileclose: Cannot flush the folder of a file that is written, ", folder_->name());
         }
@@ -475,21 +423,17 @@ public:
 private:
     int openIn(std::int32_t mode) {
         switch (mode) {
-        case kOpenReplace: return openReplace();
-        case kOpenRead: return openRead();
-        case kOpenAppend: return openAppend();
-        default: return ENOTSUP;
+            case kOpenReplace: return openReplace();
+            case kOpenRead: return openRead();
+            case kOpenAppend: return openAppend();
+            default: return ENOTSUP;
         }
     }
 
     int openRead() {
-        if (const int error = openNow(AT_FDCWD, name_.c_str(), O_RDONLY, 0, file_); error != 0) {
-            return error;
-        }
+        if (const int error = openNow(AT_FDCWD, name_.c_str(), O_RDONLY, 0, file_); error != 0) { return error; }
         struct stat status {};
-        if (::fstat(file_.get(), &status) != 0) {
-            return errno;
-        }
+        if (::fstat(file_.get(), &status) != 0) { return errno; }
         return S_ISDIR(status.st_mode) ? EISDIR : 0;
     }
 
@@ -497,9 +441,7 @@ private:
         struct stat status {};
         if (::stat(name_.c_str(), &status) != 0 && errno == ENOENT) {
             std::string path = name_;
-            if (const int error = openFolder(path); error != 0) {
-                return error;
-            }
+            if (const int error = openFolder(path); error != 0) { return error; }
         }
         int descriptor = -1;
         const int error = openForAppend(name_, descriptor);
@@ -511,12 +453,8 @@ private:
     /// The folder in which the file's name will be new.
     /// @param path gets its links followed.
     int openFolder(std::string& path) {
-        if (const int error = followLinks(path); error != 0) {
-            return error;
-        }
-        if (splitPath(path).base.empty()) {
-            return path.empty() ? ENOENT : EISDIR;
-        }
+        if (const int error = followLinks(path); error != 0) { return error; }
+        if (splitPath(path).base.empty()) { return path.empty() ? ENOENT : EISDIR; }
         folder_ = std::make_unique<Folder>();
         const int error = folder_->open(path);
         folderFailed_ = error != 0;
@@ -536,9 +474,7 @@ private:
     int openReplace() {
         struct stat status {};
         const bool exists = ::stat(name_.c_str(), &status) == 0;
-        if (exists && S_ISDIR(status.st_mode)) {
-            return EISDIR;
-        }
+        if (exists && S_ISDIR(status.st_mode)) { return EISDIR; }
         // NOTE: "/dev/stdout" may stand for a regular file. It must go on receiving the output, and
         // only the same open file has the right position in it.
         if (const int output = exists && S_ISREG(status.st_mode) ? ownOutput(status) : -1; output >= 0) {
@@ -549,9 +485,7 @@ private:
             return openNow(AT_FDCWD, name_.c_str(), O_WRONLY | O_APPEND, 0, file_);
         }
         std::string path = name_;
-        if (const int error = openFolder(path); error != 0) {
-            return error;
-        }
+        if (const int error = openFolder(path); error != 0) { return error; }
         replacement_ = std::make_unique<Replacement>();
         return replacement_->create(path, *folder_, file_, folderFailed_);
     }
@@ -563,9 +497,7 @@ private:
     }
 
     void fail(int error, const char* what, const std::string& name) {
-        if (error_ == 0) {
-            tell(error_ = error, what, name);
-        }
+        if (error_ == 0) { tell(error_ = error, what, name); }
     }
 
     static constexpr const char* kCannotWrite = "fileclose: Cannot write file ";
@@ -612,18 +544,14 @@ std::int64_t fileread(Unit unit, char* buffer, std::size_t size) {
     return unit != kNoUnit ? unit->read(buffer, size) : -1;
 }
 
-bool filewrite(Unit unit, const char* bytes, std::size_t size) {
-    return unit != kNoUnit && unit->write(bytes, size);
-}
+bool filewrite(Unit unit, const char* bytes, std::size_t size) { return unit != kNoUnit && unit->write(bytes, size); }
 
 bool fileseek(Unit unit, std::int64_t position) { return unit != kNoUnit && unit->seek(position); }
 
 std::int64_t filesize(Unit unit) { return unit != kNoUnit ? unit->size() : -1; }
 
 bool existfortdotfileunit(Unit unit) {
-    if (unit == kNoUnit) {
-        return false;
-    }
+    if (unit == kNoUnit) { return false; }
     constexpr std::string_view kStart = "fort.";
     std::string_view base = unit->name();
     base.remove_prefix(base.rfind('/') + 1);  // from npos to 0

@@ -10,9 +10,7 @@ template <class Result, class Body>
 Result guarded(Result onFailure, Body&& body) noexcept {
     try {
         return std::forward<Body>(body)();
-    } catch (...) {
-        return onFailure;
-    }
+    } catch (...) { return onFailure; }
 }
 
 template <class Body>

@@ -53,21 +53,16 @@ std::int32_t allkeymodeget() { return allMode.load(std::memory_order_relaxed); }
 std::int32_t dupkeymodeget() { return dupMode.load(std::memory_order_relaxed); }
 
 std::int64_t nextsatkey(std::int64_t key, std::uint64_t fingerprint) {
-    if (key < 0 || key >= kFieldKeyEnd) {
-        return -1;
-    }
+    if (key < 0 || key >= kFieldKeyEnd) { return -1; }
     constexpr auto kChoices = static_cast<std::uint64_t>(kTenDigits - kFirstDrawn);
     const std::int64_t time = key / kTenDigits * kTenDigits;
     const auto drawn = static_cast<std::int64_t>(mix(static_cast<std::uint64_t>(key) ^ fingerprint) % kChoices);
     const std::int64_t next = time + kFirstDrawn + drawn;
-    if (next != key) {
-        return next;
-    }
+    if (next != key) { return next; }
     return next + 1 < time + kTenDigits ? next + 1 : time + kFirstDrawn;
 }
 
-std::string getsoftwareinfo(std::string_view libraryTag, std::string_view version,
-                            std::string_view buildDate) {
+std::string getsoftwareinfo(std::string_view libraryTag, std::string_view version, std::string_view buildDate) {
     return guarded(std::string(), [&] {
         return std::string(libraryTag)
             .append(" ")
@@ -82,18 +77,14 @@ std::string getsoftwareinfo(std::string_view libraryTag, std::string_view versio
 }  // namespace family
 
 int32_t FamilySetAllKeyMode(int32_t useAll, int32_t mode) {
-    if (!family::isMode(mode, "FamilySetAllKeyMode: the mode must be 0 or 1")) {
-        return 2;
-    }
+    if (!family::isMode(mode, "FamilySetAllKeyMode: the mode must be 0 or 1")) { return 2; }
     family::allMode.store(mode, std::memory_order_relaxed);
     family::useAllMode.store(useAll != 0 ? 1 : 0, std::memory_order_relaxed);
     return 0;
 }
 
 int32_t FamilySetDupKeyMode(int32_t mode) {
-    if (!family::isMode(mode, "FamilySetDupKeyMode: the mode must be 0 or 1")) {
-        return 2;
-    }
+    if (!family::isMode(mode, "FamilySetDupKeyMode: the mode must be 0 or 1")) { return 2; }
     family::dupMode.store(mode, std::memory_order_relaxed);
     return 0;
 }

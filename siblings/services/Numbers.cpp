@@ -21,9 +21,7 @@ public:
     explicit Cursor(std::string_view text) : at_(text.data()), end_(text.data() + text.size()) {}
     /// The character here, -1 at the end.
     int here() {
-        while (at_ != end_ && isBlank(*at_)) {
-            ++at_;
-        }
+        while (at_ != end_ && isBlank(*at_)) { ++at_; }
         return at_ == end_ ? -1 : static_cast<unsigned char>(*at_);
     }
     int next() {
@@ -99,25 +97,15 @@ bool scanDigits(Cursor& cursor, Decimal& number) {
 
 bool scanExponent(Cursor& cursor, Decimal& number) {
     int c = cursor.here();
-    if (c < 0) {
-        return true;
-    }
-    if (c != 'E' && c != 'e' && c != 'D' && c != 'd') {
-        return false;
-    }
+    if (c < 0) { return true; }
+    if (c != 'E' && c != 'e' && c != 'D' && c != 'd') { return false; }
     number.plain = false;
     c = cursor.next();
     const bool negative = c == '-';
-    if (c == '+' || c == '-') {
-        c = cursor.next();
-    }
-    if (!isDigit(c)) {
-        return false;
-    }
+    if (c == '+' || c == '-') { c = cursor.next(); }
+    if (!isDigit(c)) { return false; }
     int power = 0;
-    for (; isDigit(c); c = cursor.next()) {
-        power = std::min(10 * power + (c - '0'), kLargestExponent);
-    }
+    for (; isDigit(c); c = cursor.next()) { power = std::min(10 * power + (c - '0'), kLargestExponent); }
     number.scale(negative ? -power : power);
     return c < 0;
 }
@@ -135,9 +123,7 @@ bool readShort(std::string_view text, int impliedDecimals, double& value) {
     constexpr std::size_t kMostColumns = 16;
     const bool negative = !text.empty() && text.front() == '-';
     text.remove_prefix(negative ? 1 : 0);
-    if (text.size() > kMostColumns || impliedDecimals < 0 || impliedDecimals > kLargestExactPower) {
-        return false;
-    }
+    if (text.size() > kMostColumns || impliedDecimals < 0 || impliedDecimals > kLargestExactPower) { return false; }
     std::uint64_t digits = 0;
     std::size_t count = 0, beforePoint = std::string_view::npos;
     for (const char c : text) {
@@ -150,9 +136,7 @@ bool readShort(std::string_view text, int impliedDecimals, double& value) {
             return false;
         }
     }
-    if (count == 0 || digits > kLargestExactInteger) {
-        return false;
-    }
+    if (count == 0 || digits > kLargestExactInteger) { return false; }
     const int decimals =
         beforePoint == std::string_view::npos ? impliedDecimals : static_cast<int>(count - beforePoint);
     value = scaled(digits, -decimals);
@@ -162,11 +146,8 @@ bool readShort(std::string_view text, int impliedDecimals, double& value) {
 
 /// Correctly rounded magnitude.
 double magnitude(Decimal& number) {
-    if (number.leading == 0) {
-        return 0;
-    }
-    if (number.exact && number.leading <= kLargestExactInteger &&
-        std::abs(number.exponent) <= kLargestExactPower) {
+    if (number.leading == 0) { return 0; }
+    if (number.exact && number.leading <= kLargestExactInteger && std::abs(number.exponent) <= kLargestExactPower) {
         return scaled(number.leading, number.exponent);
     }
     number.copy[number.length++] = 'e';
@@ -185,9 +166,7 @@ constexpr std::int32_t kLargestAlpha5 = 339999;
 constexpr auto kAlpha5Values = [] {
     std::array<std::uint8_t, 256> values{};
     values.fill(kNoDigit);
-    for (unsigned i = 0; i < 10; ++i) {
-        values['0' + i] = static_cast<std::uint8_t>(i);
-    }
+    for (unsigned i = 0; i < 10; ++i) { values['0' + i] = static_cast<std::uint8_t>(i); }
     for (std::size_t i = 0; i < kAlpha5Letters.size(); ++i) {
         const auto letter = static_cast<unsigned char>(kAlpha5Letters[i]);
         values[letter] = values[letter - 'A' + std::size_t{'a'}] = static_cast<std::uint8_t>(10 + i);
@@ -217,27 +196,17 @@ bool readSparseAlpha5(std::string_view text, std::int32_t& number) {
     char kept[kMostColumns];
     std::size_t length = 0;
     for (const char c : text) {
-        if (isBlank(c)) {
-            continue;
-        }
-        if (length == kMostColumns) {
-            return false;
-        }
+        if (isBlank(c)) { continue; }
+        if (length == kMostColumns) { return false; }
         kept[length++] = c;
     }
-    if (length == 5) {
-        return readFullAlpha5(kept, number);
-    }
+    if (length == 5) { return readFullAlpha5(kept, number); }
     std::int64_t value = 0;
     for (std::size_t i = 0; i < length; ++i) {
-        if (!isDigit(kept[i])) {
-            return false;
-        }
+        if (!isDigit(kept[i])) { return false; }
         value = 10 * value + (kept[i] - '0');
     }
-    if (value > std::numeric_limits<std::int32_t>::max()) {
-        return false;
-    }
+    if (value > std::numeric_limits<std::int32_t>::max()) { return false; }
     number = static_cast<std::int32_t>(value);
     return true;
 }
@@ -250,21 +219,13 @@ inline void putTwo(char* text, std::uint32_t value) {
 }  // namespace
 
 bool readreal(std::string_view text, int impliedDecimals, double& value) {
-    if (readShort(text, impliedDecimals, value)) {
-        return true;
-    }
+    if (readShort(text, impliedDecimals, value)) { return true; }
     value = 0;
     Cursor cursor(text);
-    if (cursor.here() < 0) {
-        return true;
-    }
+    if (cursor.here() < 0) { return true; }
     Decimal number;
-    if (!scanDigits(cursor, number) || !scanExponent(cursor, number)) {
-        return false;
-    }
-    if (number.plain) {
-        number.scale(-impliedDecimals);
-    }
+    if (!scanDigits(cursor, number) || !scanExponent(cursor, number)) { return false; }
+    if (number.plain) { number.scale(-impliedDecimals); }
     value = magnitude(number);
     value = number.negative ? -value : value;
     return true;
@@ -329,17 +290,13 @@ void degtohhmmsss_str(double degrees, char text[7]) {
 }
 
 bool eqr(double a, double b) {
-    if (a == b) {
-        return true;
-    }
-    if (a == 0 || b == 0 || !std::isfinite(a) || !std::isfinite(b)) {
-        return false;
-    }
+    if (a == b) { return true; }
+    if (a == 0 || b == 0 || !std::isfinite(a) || !std::isfinite(b)) { return false; }
     constexpr std::uint64_t kExponentBits = std::uint64_t{0x7ff} << 52;
     const double larger = std::max(std::fabs(a), std::fabs(b));
     const auto powerOfTwo = std::bit_cast<double>(std::bit_cast<std::uint64_t>(larger) & kExponentBits);
-    const double lastPlace = std::max(powerOfTwo * std::numeric_limits<double>::epsilon(),
-                                      std::numeric_limits<double>::denorm_min());
+    const double lastPlace =
+        std::max(powerOfTwo * std::numeric_limits<double>::epsilon(), std::numeric_limits<double>::denorm_min());
     return std::fabs(a - b) <= 4 * lastPlace;
 }
 

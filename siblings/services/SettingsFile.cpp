@@ -29,9 +29,7 @@ std::string_view takeUpTo(std::string_view& text, char separator) {
 
 std::string_view takeLine(std::string_view& text) {
     std::string_view line = takeUpTo(text, '\n');
-    if (line.ends_with('\r')) {
-        line.remove_suffix(1);
-    }
+    if (line.ends_with('\r')) { line.remove_suffix(1); }
     return line;
 }
 
@@ -50,17 +48,13 @@ struct OpenedUnit {
 
 bool readWholeFile(std::string_view operation, std::string_view name, std::string& content) {
     OpenedUnit file;
-    if (fileopen(name, kOpenRead, file.unit) != 0) {
-        return false;
-    }
+    if (fileopen(name, kOpenRead, file.unit) != 0) { return false; }
     std::array<char, 16384> block;
     std::int64_t got = 0;
     while ((got = fileread(file.unit, block.data(), block.size())) > 0) {
         content.append(block.data(), static_cast<std::size_t>(got));
     }
-    if (got < 0) {
-        tracelogerror(std::string(operation) + ": Cannot read file " + std::string(name));
-    }
+    if (got < 0) { tracelogerror(std::string(operation) + ": Cannot read file " + std::string(name)); }
     return got == 0;
 }
 
@@ -76,14 +70,10 @@ bool sameHeader(std::string_view line, std::string_view expected) {
 bool readsettingsfile(std::string_view operation, std::string_view fileName, std::string_view header, BadLines badLines,
                       const TakeSetting& take) {
     std::string content;
-    if (!readWholeFile(operation, fileName, content)) {
-        return false;
-    }
+    if (!readWholeFile(operation, fileName, content)) { return false; }
     std::string_view rest = content;
     constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
-    if (rest.starts_with(kByteOrderMark)) {
-        rest.remove_prefix(kByteOrderMark.size());
-    }
+    if (rest.starts_with(kByteOrderMark)) { rest.remove_prefix(kByteOrderMark.size()); }
     if (!sameHeader(takeLine(rest), header)) {
         tracelogerror(std::string(operation) + ": The first line of file " + std::string(fileName) + " must be " +
                       std::string(header));
@@ -94,26 +84,18 @@ bool readsettingsfile(std::string_view operation, std::string_view fileName, std
     bool good = true;
     for (int lineNumber = 2; !rest.empty(); ++lineNumber) {
         const std::string_view line = takeLine(rest);
-        if (trimmed(line).empty()) {
-            continue;
-        }
+        if (trimmed(line).empty()) { continue; }
         split(line, fields);
         const char* wrong = fields.size() == count ? take(fields) : "there must be as many fields as in the header";
-        if (wrong == nullptr) {
-            continue;
-        }
+        if (wrong == nullptr) { continue; }
         good = false;
         tracelogerror(std::string(operation) + ": Bad line " + std::to_string(lineNumber) + " of file " +
                       std::string(fileName) + ": " + wrong);
-        if (badLines == BadLines::GiveUp) {
-            break;
-        }
+        if (badLines == BadLines::GiveUp) { break; }
     }
     return good;
 }
 
-bool readsetting(std::string_view field, double& value) {
-    return !field.empty() && readreal(field, 0, value);
-}
+bool readsetting(std::string_view field, double& value) { return !field.empty() && readreal(field, 0, value); }
 
 }  // namespace family

@@ -18,8 +18,8 @@ using TakeSetting = std::function<const char*(std::span<const std::string_view> 
 /// Hands every line to `take`; blank lines are passed over. False when the file could not be read, the header is
 /// wrong or a line was bad, each then logged in the name of `operation` with the line's number.
 /// Throws when memory runs out.
-bool readsettingsfile(std::string_view operation, std::string_view fileName, std::string_view header,
-                      BadLines badLines, const TakeSetting& take);
+bool readsettingsfile(std::string_view operation, std::string_view fileName, std::string_view header, BadLines badLines,
+                      const TakeSetting& take);
 
 /// A field that must hold a number.
 bool readsetting(std::string_view field, double& value);

@@ -40,9 +40,7 @@ std::string getinputfilename(std::string_view keywordLine) {
 std::int32_t inputstrtoint(std::string_view keywordLine) { return strtoint(keywordValue(keywordLine)); }
 
 std::string_view chararrtostr(const char* array) {
-    if (array == nullptr) {
-        return {};
-    }
+    if (array == nullptr) { return {}; }
     std::size_t length = ::strnlen(array, kTextLength);
 #ifdef __SSE2__
     // A card of 90 columns ends in more than 400 blanks: they go 64 at a time, the rest 16.
@@ -58,21 +56,15 @@ std::string_view chararrtostr(const char* array) {
     }
     for (; length >= 16; length -= 16) {
         const unsigned others = ~bits(blanksAt(length - 16)) & kAllBlank;
-        if (others != 0) {
-            return {array, length - 16 + static_cast<std::size_t>(std::bit_width(others))};
-        }
+        if (others != 0) { return {array, length - 16 + static_cast<std::size_t>(std::bit_width(others))}; }
     }
 #endif
-    while (length > 0 && array[length - 1] == ' ') {
-        --length;
-    }
+    while (length > 0 && array[length - 1] == ' ') { --length; }
     return {array, length};
 }
 
 void strtochararr(std::string_view text, char* array) {
-    if (array == nullptr) {
-        return;
-    }
+    if (array == nullptr) { return; }
     const std::size_t length = std::min(text.size(), kTextLength);
     if (length > 0) {
         std::memmove(array, text.data(), length);  // the text may be a view into the array
@@ -82,9 +74,7 @@ void strtochararr(std::string_view text, char* array) {
 
 void touppercase(char* text, std::size_t length) {
     for (std::size_t i = 0; i < length; ++i) {
-        if (text[i] >= 'a' && text[i] <= 'z') {
-            text[i] = static_cast<char>(text[i] - 'a' + 'A');
-        }
+        if (text[i] >= 'a' && text[i] <= 'z') { text[i] = static_cast<char>(text[i] - 'a' + 'A'); }
     }
 }
 

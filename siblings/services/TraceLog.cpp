@@ -95,21 +95,17 @@ private:
     bool regular_;
 };
 
-/// Held while a message is given out, which may take its time: a callback is the application's. A callback may change the
-/// log, or cause messages.
+/// Held while a message is given out, which may take its time: a callback is the application's. A callback may change
+/// the log, or cause messages.
 constinit std::mutex turnMutex;
 constinit thread_local int turns = 0;
 class Turn {
 public:
     Turn() {
-        if (turns++ == 0) {
-            turnMutex.lock();
-        }
+        if (turns++ == 0) { turnMutex.lock(); }
     }
     ~Turn() {
-        if (--turns == 0) {
-            turnMutex.unlock();
-        }
+        if (--turns == 0) { turnMutex.unlock(); }
     }
     Turn(const Turn&) = delete;
     Turn& operator=(const Turn&) = delete;
@@ -168,9 +164,7 @@ std::shared_ptr<spdlog::logger> makeLogger(int descriptor) {
 
 /// Gives a message to the callback. One that the callback itself causes goes to the file only.
 void callBack(const Listeners& log, std::int32_t severity, const std::string& text) {
-    if (log.callback == nullptr || insideCallback) {
-        return;
-    }
+    if (log.callback == nullptr || insideCallback) { return; }
     struct Mark {
         Mark() { insideCallback = true; }
         ~Mark() { insideCallback = false; }
@@ -179,9 +173,7 @@ void callBack(const Listeners& log, std::int32_t severity, const std::string& te
 }
 
 void emit(std::int32_t severity, std::string_view message) noexcept {
-    if (!listening.load(std::memory_order_relaxed)) {
-        return;
-    }
+    if (!listening.load(std::memory_order_relaxed)) { return; }
     guarded([&] {
         std::string text(message);
         std::replace(text.begin(), text.end(), '\0', ' ');
@@ -216,9 +208,7 @@ bool openLog(const char* fileName) {
 void tracelogerror(std::string_view message) {
     ++errorCount;
     lastError.length = std::min(message.size(), kTextLength);
-    if (lastError.length > 0) {
-        std::memcpy(lastError.text, message.data(), lastError.length);
-    }
+    if (lastError.length > 0) { std::memcpy(lastError.text, message.data(), lastError.length); }
     if (std::memchr(lastError.text, '\0', lastError.length) != nullptr) {
         std::replace(lastError.text, lastError.text + lastError.length, '\0', ' ');
     }
@@ -232,13 +222,9 @@ void traceloginfo(std::string_view message) { emit(0, message); }
 MessageHold::MessageHold() { ++holds; }
 
 MessageHold::~MessageHold() {
-    if (--holds > 0) {
-        return;
-    }
+    if (--holds > 0) { return; }
     const std::vector<Message> messages = std::exchange(held, {});
-    for (const Message& message : messages) {
-        emit(message.severity, message.text);
-    }
+    for (const Message& message : messages) { emit(message.severity, message.text); }
 }
 
 bool traceloginfowanted() { return listening.load(std::memory_order_relaxed); }

@@ -82,9 +82,7 @@ DayAndTicks<Integer> roundToTicks(double ds50, Integer ticksPerDay) {
     DayAndTicks<Integer> time{floorToDay(ds50), 0};
     const double exact = (ds50 - time.day) * static_cast<double>(ticksPerDay);
     time.ticks = static_cast<Integer>(exact);
-    if (exact - static_cast<double>(time.ticks) >= 0.5) {
-        ++time.ticks;
-    }
+    if (exact - static_cast<double>(time.ticks) >= 0.5) { ++time.ticks; }
     if (time.ticks >= ticksPerDay) {
         ++time.day;
         time.ticks = 0;
@@ -101,9 +99,7 @@ constexpr auto kDigitPairs = [] {
     return pairs;
 }();
 
-inline void putTwo(char* text, std::uint32_t value) {
-    std::memcpy(text, &kDigitPairs[std::size_t{2} * value], 2);
-}
+inline void putTwo(char* text, std::uint32_t value) { std::memcpy(text, &kDigitPairs[std::size_t{2} * value], 2); }
 
 inline void putThree(char* text, std::uint32_t value) {
     text[0] = static_cast<char>('0' + value / 100);
@@ -113,13 +109,9 @@ inline void putThree(char* text, std::uint32_t value) {
 /// Writes YYDDDHHMMSS at `text` and the milliseconds at `millis`; false when two digits
 /// cannot carry the year.
 bool putDate(double ds50, char* text, char* millis) {
-    if (!(ds50 > kFirstTwoDigitDay - 1 && ds50 < kEndTwoDigitDay)) {
-        return false;
-    }
+    if (!(ds50 > kFirstTwoDigitDay - 1 && ds50 < kEndTwoDigitDay)) { return false; }
     const auto time = roundToTicks<std::int32_t>(ds50, kMillisPerDay);
-    if (time.day < kFirstTwoDigitDay || time.day >= kEndTwoDigitDay) {
-        return false;
-    }
+    if (time.day < kFirstTwoDigitDay || time.day >= kEndTwoDigitDay) { return false; }
     // NOTE: every fourth year of these hundred is a leap year, 1960 the first, so one
     // division by the four-year cycle is exact.
     const auto elapsed = static_cast<std::uint32_t>(time.day - kFirstTwoDigitDay);
@@ -151,8 +143,7 @@ constexpr bool areDigits(std::uint64_t bytes) {
     return ((bytes & kHighHalves) | (((bytes + kSixes) & kHighHalves) >> 4)) == kThrees;
 }
 
-constexpr std::array<std::int32_t, 13> kDaysBeforeMonth{0,   31,  59,  90,  120, 151, 181,
-                                                        212, 243, 273, 304, 334, 365};
+constexpr std::array<std::int32_t, 13> kDaysBeforeMonth{0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334, 365};
 
 /// Days of the year before a month (1-13).
 constexpr std::int32_t daysBeforeMonth(std::int32_t month, bool leap) {
@@ -164,17 +155,13 @@ constexpr bool isCalendarYear(std::int32_t year) { return year >= kFirstYear && 
 }  // namespace
 
 double dtgtods50(std::string_view text) {
-    if (text.size() != 15 || text[11] != '.') {
-        return 0;
-    }
+    if (text.size() != 15 || text[11] != '.') { return 0; }
     // Eight characters at a time: 0-7, and 7-14 with a digit in the place of the point.
     std::uint64_t front = 0, back = 0;
     std::memcpy(&front, text.data(), sizeof front);
     std::memcpy(&back, text.data() + 7, sizeof back);
     back ^= std::uint64_t{'.' ^ '0'} << 32;
-    if (!areDigits(front) || !areDigits(back)) {
-        return 0;
-    }
+    if (!areDigits(front) || !areDigits(back)) { return 0; }
     front &= kDigitValues;
     back &= kDigitValues;
     const std::uint64_t frontPairs = front * 10 + (front >> 8);  // byte k: the number of digits k and k + 1
@@ -186,9 +173,7 @@ double dtgtods50(std::string_view text) {
     const std::uint32_t minute = byteOf(backPairs, 0);
     const std::uint32_t second = byteOf(backPairs, 2);
     const std::uint32_t millis = 100 * byteOf(back, 5) + byteOf(backPairs, 6);
-    if (hour > 23 || minute > 59 || second > 59) {
-        return 0;
-    }
+    if (hour > 23 || minute > 59 || second > 59) { return 0; }
     const std::uint32_t year = twoDigits + (twoDigits >= kFirstTwoDigitYear - 1900 ? 1900 : 2000);
     if (day == 0 || day > (year % 4 == 0 ? 366U : 365U)) {  // every fourth year of 1957-2056 is a leap year
         return 0;
@@ -198,9 +183,7 @@ double dtgtods50(std::string_view text) {
 }
 
 void ds50todate14(double ds50, char text[14]) {
-    if (!putDate(ds50, text, text + 11)) {
-        std::memset(text, '*', 14);
-    }
+    if (!putDate(ds50, text, text + 11)) { std::memset(text, '*', 14); }
 }
 
 void ds50todate15(double ds50, char text[15]) {
@@ -211,8 +194,7 @@ void ds50todate15(double ds50, char text[15]) {
     }
 }
 
-double tcomps2utc(std::int32_t year, std::int32_t dayOfYear, std::int32_t hour, std::int32_t minute,
-                  double seconds) {
+double tcomps2utc(std::int32_t year, std::int32_t dayOfYear, std::int32_t hour, std::int32_t minute, double seconds) {
     constexpr std::int32_t kFirst = 1900, kLast = 2999;
     const bool isDay = dayOfYear >= 1 && (dayOfYear <= 365 || (dayOfYear == 366 && isLeap(year)));
     if (year < kFirst || year > kLast || !isDay || hour < 0 || hour > 23 || minute < 0 || minute > 59 ||
@@ -241,17 +223,11 @@ void dyklok(double ds50, int decimals, std::int32_t& year, std::int32_t& dayOfYe
             std::int32_t& minute, double& seconds) {
     year = dayOfYear = hour = minute = 0;
     seconds = 0;
-    if (!(ds50 > kFirstDay - 1 && ds50 < kEndDay)) {
-        return;
-    }
+    if (!(ds50 > kFirstDay - 1 && ds50 < kEndDay)) { return; }
     std::int64_t ticksPerSecond = 1;
-    for (int i = std::clamp(decimals, 0, 9); i > 0; --i) {
-        ticksPerSecond *= 10;
-    }
+    for (int i = std::clamp(decimals, 0, 9); i > 0; --i) { ticksPerSecond *= 10; }
     const auto time = roundToTicks<std::int64_t>(ds50, kSecondsPerDay * ticksPerSecond);
-    if (time.day < kFirstDay || time.day >= kEndDay) {
-        return;
-    }
+    if (time.day < kFirstDay || time.day >= kEndDay) { return; }
     const YearAndBase found = yearOfDay(time.day);
     year = found.year;
     dayOfYear = time.day - found.base;
@@ -262,9 +238,7 @@ void dyklok(double ds50, int decimals, std::int32_t& year, std::int32_t& dayOfYe
 }
 
 std::int32_t mmdd2jul(std::int32_t year, std::int32_t month, std::int32_t day) {
-    if (!isCalendarYear(year) || month < 1 || month > 12 || day < 1) {
-        return 0;
-    }
+    if (!isCalendarYear(year) || month < 1 || month > 12 || day < 1) { return 0; }
     const bool leap = isLeap(year);
     const std::int32_t before = daysBeforeMonth(month, leap);
     return day <= daysBeforeMonth(month + 1, leap) - before ? before + day : 0;
@@ -272,13 +246,9 @@ std::int32_t mmdd2jul(std::int32_t year, std::int32_t month, std::int32_t day) {
 
 void jul2mmdd(std::int32_t year, std::int32_t dayOfYear, std::int32_t& month, std::int32_t& day) {
     month = day = 0;
-    if (!isCalendarYear(year) || dayOfYear < 1 || dayOfYear > (isLeap(year) ? 366 : 365)) {
-        return;
-    }
+    if (!isCalendarYear(year) || dayOfYear < 1 || dayOfYear > (isLeap(year) ? 366 : 365)) { return; }
     month = 1;
-    while (dayOfYear > daysBeforeMonth(month + 1, isLeap(year))) {
-        ++month;
-    }
+    while (dayOfYear > daysBeforeMonth(month + 1, isLeap(year))) { ++month; }
     day = dayOfYear - daysBeforeMonth(month, isLeap(year));
 }
 

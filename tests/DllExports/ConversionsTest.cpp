@@ -13,8 +13,8 @@
 #include "Obs/FormatObs/CardFormats.h"
 #include "Obs/FormatObs/Csv.h"
 #include "Obs/FormatObs/Tty.h"
-#include "Obs/ObsCardReading/Loading/ReadObs.h"
 #include "Obs/ObsCardReading/Cards/Tty.h"
+#include "Obs/ObsCardReading/Loading/ReadObs.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "ObsDllExports.h"
@@ -80,8 +80,8 @@ struct Difference {
 const Difference kDifferences[] = {
     {Format::tty, -1, "altSatNum1", 12345},  // card 1 has one satellite number, which stands in for all three
     {Format::tty, -1, "altSatNum2", 12345},
-    {Format::tty, -1, "indicator2", 9},      // no column: "not given"
-    {Format::tty, 5, "equinoxInd", 0},       // the writer's "0" in column 45
+    {Format::tty, -1, "indicator2", 9},  // no column: "not given"
+    {Format::tty, 5, "equinoxInd", 0},   // the writer's "0" in column 45
 };
 
 using Fields = std::map<std::string, double>;
@@ -94,7 +94,8 @@ Fields expectedAfter(Format format, Fields fields, std::int32_t type) {
 }
 
 void expectSame(const Fields& got, const Fields& expected, const std::string& what) {
-    for (const auto& [name, value] : expected) EXPECT_NEAR(got.at(name), value, 1e-9 * std::fabs(value)) << what << ' ' << name;
+    for (const auto& [name, value] : expected)
+        EXPECT_NEAR(got.at(name), value, 1e-9 * std::fabs(value)) << what << ' ' << name;
 }
 
 struct Text {
@@ -161,7 +162,8 @@ TEST_F(Conversions, exportedConversions) {
     EXPECT_EQ(ObsB3ToCsv(card.c_str(), csv), 0);
     EXPECT_EQ(csv.trimmed().substr(0, 30), "U,12345,211,2024,1,12,0,0,-12.");
     std::string lower = card;
-    std::transform(lower.begin(), lower.end(), lower.begin(), [](char c) { return static_cast<char>(std::tolower(c)); });
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](char c) { return static_cast<char>(std::tolower(c)); });
     EXPECT_EQ(ObsB3ToCsv(lower.c_str(), again), 0);
     EXPECT_EQ(again.trimmed(), csv.trimmed());
     EXPECT_EQ(ObsCsvToB3(csv, 0, again), 0);
@@ -170,7 +172,9 @@ TEST_F(Conversions, exportedConversions) {
     EXPECT_EQ(again.trimmed().substr(0, 6), "UZ9999");
     EXPECT_EQ(again.trimmed().substr(6), card.substr(6)) << "only the satellite number changes";
     EXPECT_EQ(ObsCsvToTTY(csv, 5, tty1, tty2), 0);
-    EXPECT_EQ(tty1.trimmed().substr(0, 28), "))U   33211000050011200" "00000");
+    EXPECT_EQ(tty1.trimmed().substr(0, 28),
+              "))U   33211000050011200"
+              "00000");
     EXPECT_EQ(tty2.trimmed(), "");
     EXPECT_EQ(ObsTTYToCsv(tty1, tty2, again), 0);
     EXPECT_EQ(again.trimmed().substr(0, 20), "U,5,211,2024,1,12,0,");

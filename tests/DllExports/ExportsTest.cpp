@@ -50,7 +50,8 @@ TEST_F(Exports, cardsGoInAndComeOut) {
         EXPECT_EQ(ObsLoadTwoCards(Text(card), Text()), 0);
     }
     std::string lower = caseCard("1");
-    std::transform(lower.begin(), lower.end(), lower.begin(), [](char c) { return static_cast<char>(std::tolower(c)); });
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](char c) { return static_cast<char>(std::tolower(c)); });
     lower.replace(23, 1, "j");
     EXPECT_GT(ObsAddFrB3Card(lower.c_str()), 0);
     EXPECT_EQ(ObsAddFrB3Card("not a card"), -1);
@@ -133,7 +134,8 @@ TEST_F(Exports, allFieldsOfAnObservation) {
     EXPECT_EQ(f.sat, 0);
     EXPECT_EQ(f.secClass, ' ');
     EXPECT_EQ(f.cleared[127], 0);
-    EXPECT_EQ(log_.errors.back(), "ObsGetAllFields: Unable to locate obsKey   12960000012345212 in the OBS binary tree.");
+    EXPECT_EQ(log_.errors.back(),
+              "ObsGetAllFields: Unable to locate obsKey   12960000012345212 in the OBS binary tree.");
     Text card("was here");
     EXPECT_EQ(ObsGetB3Card(-1, card), 2);
     EXPECT_EQ(card.trimmed(), "");
@@ -194,7 +196,8 @@ TEST_F(Exports, anyBytesAreACard) {
     std::int32_t added = 0;
     for (int round = 0; round < 20000; ++round) {
         std::string card = seeds[random() % seeds.size()];
-        for (auto hits = random() % 6; hits > 0; --hits) card[random() % card.size()] = static_cast<char>(random() % 256);
+        for (auto hits = random() % 6; hits > 0; --hits)
+            card[random() % card.size()] = static_cast<char>(random() % 256);
         if (random() % 3 == 0) card.resize(random() % 600, static_cast<char>(random() % 128));
         Text text(card);
         AllFields f;
@@ -247,7 +250,8 @@ TEST_F(Saving, writesByKeyAndLoadsAgain) {
     std::vector<std::string> cards;
     for (std::string line; std::getline(lines, line);) cards.push_back(line);
     ASSERT_EQ(cards.size(), 9u);
-    EXPECT_TRUE(std::is_sorted(cards.begin(), cards.end() - 1, [](const auto& a, const auto& b) { return a.substr(9, 14) < b.substr(9, 14); }));
+    EXPECT_TRUE(std::is_sorted(cards.begin(), cards.end() - 1,
+                               [](const auto& a, const auto& b) { return a.substr(9, 14) < b.substr(9, 14); }));
     for (const std::string& card : cards) EXPECT_NE(card.back(), ' ');
 
     EXPECT_EQ(ObsSaveFile(file_.c_str(), 1, 0), 0) << "any other mode appends";

@@ -16,8 +16,8 @@ namespace obs::test {
 
 namespace {
 
-/// A call that fails: the function, the beginnings of its messages with a "|" between them ("~" is "function: "), what it
-/// returns, and itself.
+/// A call that fails: the function, the beginnings of its messages with a "|" between them ("~" is "function: "), what
+/// it returns, and itself.
 struct Failing {
     std::string function, messages;
     std::int64_t result;
@@ -29,9 +29,7 @@ std::string cardWithKey() {
     return card;
 }
 
-std::string cardWithoutSatellite() {
-    return cardWithKey().replace(1, 5, "00000").replace(80, 10, "0000000000");
-}
+std::string cardWithoutSatellite() { return cardWithKey().replace(1, 5, "00000").replace(80, 10, "0000000000"); }
 
 const std::string kNoKeyCsv = "U,0,211,2024,1,12,0,0";
 constexpr std::int64_t kUnknownKey = 12345;
@@ -64,13 +62,20 @@ protected:
     ObsReadState noState_{};
 };
 
-#define FIELDS(sat, time, rate, type) 'U', sat, 211, time, 1., 2., 3., rate, 0., 0., 0., type, 0, 0, 0, 0, vector_, vector_
-#define FAILS(result, messages, function, ...) \
-    Failing { #function, messages, result, [&]() -> std::int64_t { return function(__VA_ARGS__); } }
-#define FAILS_VOID(result, messages, function, ...) \
-    Failing { #function, messages, 0, [&]() -> std::int64_t { key_ = result; function(__VA_ARGS__); return key_ - (result); } }
-#define FAILS_ML(result, messages, function, ...) \
-    Failing { #function, messages, result, [&]() -> std::int64_t { function(__VA_ARGS__); return key_; } }
+#define FIELDS(sat, time, rate, type) \
+    'U', sat, 211, time, 1., 2., 3., rate, 0., 0., 0., type, 0, 0, 0, 0, vector_, vector_
+#define FAILS(result, messages, function, ...)                                               \
+    Failing {                                                                                \
+#function, messages, result, [&]() -> std::int64_t { return function(__VA_ARGS__); } \
+    }
+#define FAILS_VOID(result, messages, function, ...)                                                             \
+    Failing {                                                                                                   \
+#function, messages, 0, [&]() -> std::int64_t { key_ = result; function(__VA_ARGS__); return key_ - (result); } \
+    }
+#define FAILS_ML(result, messages, function, ...)                                          \
+    Failing {                                                                              \
+#function, messages, result, [&]() -> std::int64_t { function(__VA_ARGS__); return key_; } \
+    }
 
 TEST_F(Failures, everyFailingCallLeavesItsMessage) {
     const std::string noSatellite = cardWithoutSatellite();
@@ -117,8 +122,9 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "~The structure has another size", ObsGetLoadLines, &wrongSize_),
         FAILS(2, "~The options have another size", ObsLoadFileWith, noKey.c_str(), 0, &noOptions_),
         FAILS(2, "~The last observation line is bad", ObsLoadFileWith, noKey.c_str(), 0, nullptr),
-        FAILS(2, "~The state has another size", ObsReadLines, "", 0, &noState_,
-              [](const double*, std::int64_t, std::int64_t, void*) {}, nullptr, nullptr),
+        FAILS(
+            2, "~The state has another size", ObsReadLines, "", 0, &noState_,
+            [](const double*, std::int64_t, std::int64_t, void*) {}, nullptr, nullptr),
         FAILS(-1, "~The place is not in the text", ObsNextCut, "", 0, 1),
         FAILS(2, "~the troposphere", ObsSetSlrCorrections, 3, 0),
         FAILS(2, "~the correction must be", ObsGetSlrCorrectionCounts, 3, &key_, &key_, &key_),
@@ -131,7 +137,8 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "~Unable to locate obsKey", ObsGetTTYCard, kUnknownKey, a_, b_),
         FAILS(2, "~Invalid equinox", ObsFieldsToTTYCard, FIELDS(5, 27000., 4., '9'), a_, b_),
         FAILS(2, "~Unable to locate obsKey", ObsGetCsv, kUnknownKey, a_),
-        FAILS(2, "CreateCsvObs: Error - CSV format doesn't support type 7", ObsFieldsToCsv, FIELDS(5, 27000., 0., '7'), a_),
+        FAILS(2, "CreateCsvObs: Error - CSV format doesn't support type 7", ObsFieldsToCsv, FIELDS(5, 27000., 0., '7'),
+              a_),
         FAILS(2, "CreateCsvObs: Error - Unable to construct", ObsFieldsToCsv, FIELDS(5, nan, 0., '1'), a_),
         {"ObsGetAllFields", "~Unable to locate obsKey", 2, [&] { return f_.get(kUnknownKey); }},
         FAILS(2, "~Unable to locate obsKey", ObsDataToArray, kUnknownKey, array_),
@@ -140,8 +147,8 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "~The elements are numbered", ObsGetElementInfo, 64, a_, b_),
         FAILS(2, "ObsGetAllFields: Unable to locate obsKey", ObsGetField, kUnknownKey, 9, a_),
         FAILS(2, "~Unable to locate obsKey", ObsSetField, kUnknownKey, 9, "1"),
-        FAILS(2, "ObsGetAllFields: Unable", ObsUpdateFrFields, kUnknownKey, 'U', 1., 2., 3., 0., 0., 0., 0., '1', 0, 0, 0, 0,
-              vector_, vector_),
+        FAILS(2, "ObsGetAllFields: Unable", ObsUpdateFrFields, kUnknownKey, 'U', 1., 2., 3., 0., 0., 0., 0., '1', 0, 0,
+              0, 0, vector_, vector_),
         FAILS(2, "~The field indices", ObsGetFieldReals, 1, &kUnknownKey, 38, states_),
         FAILS(2, "~Unable to locate 1 of 1", ObsGetFieldReals, 1, &kUnknownKey, 9, states_),
         FAILS(2, "~The field indices", ObsGetFieldInfo, 38, a_, b_, b_),
@@ -152,8 +159,10 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "~Unable to locate obsKey", ObsGetStates, kUnknownKey, states_, 0),
         FAILS(2, "B32Csv: This isn't a valid B3/B3E card.", ObsB3ToCsv, "x", a_),
         FAILS(2, "ReadCsv: Bad date time|Csv2B3: This isn't a valid CSV observation.", ObsCsvToB3, "hello", 0, a_),
-        FAILS(2, "ReadCsv: Bad date time|Csv2TTY: This isn't a valid CSV observation.", ObsCsvToTTY, "hello", 0, a_, b_),
-        FAILS(2, "ReadTTY1stLine: Bad TTY card (|TTY2Csv: This isn't a valid TTY card.", ObsTTYToCsv, "))U   x", "", a_),
+        FAILS(2, "ReadCsv: Bad date time|Csv2TTY: This isn't a valid CSV observation.", ObsCsvToTTY, "hello", 0, a_,
+              b_),
+        FAILS(2, "ReadTTY1stLine: Bad TTY card (|TTY2Csv: This isn't a valid TTY card.", ObsTTYToCsv, "))U   x", "",
+              a_),
         FAILS(-1, "~No observation type", ObsTypeCToI, '?'),
         FAILS(' ', "~No character", ObsTypeIToC, 12),
         FAILS_VOID(-7, "~A null pointer", ObsGetLoaded, 1, nullptr),
@@ -164,7 +173,8 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS_VOID(-7, "~A criterion is not a number", ObsGetSelected, nanCriteria_, 1, &count_, &key_),
         FAILS(2, "~\"x\" (column 1) is not one of the names", ObsSetSelObs, "x"),
         FAILS_VOID(-7, "~\"sat\" (column 1) is not followed", ObsGetSelectedByText, "sat", 1, &count_, &key_),
-        FAILS(2, "~\"x\" (column 5) is not a satellite", ObsGetTermCounts, "sat=x", 0, &count_, dropped_, nullptr, nullptr, nullptr),
+        FAILS(2, "~\"x\" (column 5) is not a satellite", ObsGetTermCounts, "sat=x", 0, &count_, dropped_, nullptr,
+              nullptr, nullptr),
         FAILS(2, "~A criterion is not a number", ObsGetSelectionCounts, nanCriteria_, &count_, dropped_),
         FAILS(ENOENT, "fileopen: ", ObsSaveFile, (missing + "/x").c_str(), 0, 0),
         FAILS(ENOENT, "fileopen: ", ObsSaveFileGID, (missing + "/x").c_str(), 0, 0, 0),
@@ -181,9 +191,9 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "~UT1-UTC is at most", FamilySetEarthOrientation, 99, 0, 0, 0),
         FAILS(2, "fileopen: ", FamilyLoadEarthOrientation, missing.c_str()),
     };
-    std::set<std::string> tried{"ObsInit", "ObsSetTTYYear", "GetObsKeyMode", "ObsGetCount", "ObsGetCountGID", "ObsRemoveGID",
-                                "ObsRemoveAll", "ObsResetSelObs", "ObsSetLoadCallback",
-                                "ObsSetSaveCallback"};  // these have no way to fail
+    std::set<std::string> tried{
+        "ObsInit",      "ObsSetTTYYear",  "GetObsKeyMode",      "ObsGetCount",       "ObsGetCountGID", "ObsRemoveGID",
+        "ObsRemoveAll", "ObsResetSelObs", "ObsSetLoadCallback", "ObsSetSaveCallback"};  // these have no way to fail
     for (const Failing& one : calls) {
         tried.insert(one.function);
         log_.errors.clear();
@@ -210,7 +220,8 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
 // What is not an observation is stored in neither key mode; what is one, whatever its kind, in both.
 TEST_F(Failures, singleLinesInBothKeyModes) {
     const std::string csv = "U,5,211,2024,1,12,0,0" + std::string(48, ',');
-    const std::string rf = "2024:01:15::12:34:56.123456 1500 1 2 1 CDE_ESP 0 CTU_ESP 0 25544 7 2024:01:15::12:34:56 1 A B C";
+    const std::string rf =
+        "2024:01:15::12:34:56.123456 1500 1 2 1 CDE_ESP 0 CTU_ESP 0 25544 7 2024:01:15::12:34:56 1 A B C";
     for (const std::int32_t mode : {0, 1}) {
         SetObsKeyMode(mode);
         for (const char* line : {"", "x", "OBSFIL x", "TTY_YEAR 2021", "SELOB sat=5", "SLROBS", "VM_DMA_OBS_ON",

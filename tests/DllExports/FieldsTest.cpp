@@ -18,7 +18,8 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 /// A key for an array of the type, with values that tell the elements apart.
 std::array<double, 64> arrayOf(std::int32_t type) {
     std::array<double, 64> array{};
-    const double plain[] = {2, 25544, 211, 27000.5, 12.25, 200.5, 1500.25, 1.5, 0.25, -0.5, 0.125, double(type), 3, 4, 7, 8};
+    const double plain[] = {2,    25544, 211,   27000.5,      12.25, 200.5, 1500.25, 1.5,
+                            0.25, -0.5,  0.125, double(type), 3,     4,     7,       8};
     std::copy(std::begin(plain), std::end(plain), array.begin());
     for (std::size_t i = 16; i <= 21; ++i) array[i] = 100.0 + double(i);
     return array;
@@ -59,8 +60,15 @@ TEST_F(FieldCalls, everyIndexIsSetAndReadBack) {
             ASSERT_EQ(ObsGetFieldInfo(index, name, unit, form), 0);
             const std::string kind = form.trimmed();
             const bool isType = name.trimmed() == "obsType";
-            const std::string given = isType ? "v" : kind == "A1" ? "Xyz" : kind == "F35.15" ? "  -12.5" : kind == "I1" ? "7" : "123456789";
-            const std::string expected = isType ? "V" : kind == "A1" ? "X" : kind == "F35.15" ? "-12.500000000000000" : given;
+            const std::string given = isType             ? "v"
+                                      : kind == "A1"     ? "Xyz"
+                                      : kind == "F35.15" ? "  -12.5"
+                                      : kind == "I1"     ? "7"
+                                                         : "123456789";
+            const std::string expected = isType             ? "V"
+                                         : kind == "A1"     ? "X"
+                                         : kind == "F35.15" ? "-12.500000000000000"
+                                                            : given;
             Text before, after;
             ASSERT_EQ(ObsGetField(key, index, before), 0);
             const bool isKey = index >= 2 && index <= 4;
@@ -95,8 +103,8 @@ TEST_F(FieldCalls, editFormsAreExact) {
         {9, "1000", "1000.000000000000000"},
         {9, "0.1", "0.100000000000000"},
         {9, "2.5D-16", "0.000000000000000"},
-        {9, "7.5e-16", "0.000000000000001"},          // 7.5e-16 is above three quarters of the last digit
-        {9, "0.3", "0.300000000000000"},              // 0.299999999999999988897...
+        {9, "7.5e-16", "0.000000000000001"},  // 7.5e-16 is above three quarters of the last digit
+        {9, "0.3", "0.300000000000000"},      // 0.299999999999999988897...
         {9, "1234567.0009999999", "1234567.000999999931082"},
         {9, "-123456789012345678", "-123456789012345680.000000000000000"},
         {9, "1234567890123456789", "1234567890123456768.000000000000000"},
@@ -145,8 +153,10 @@ TEST_F(FieldCalls, editFormsAreExact) {
 TEST_F(FieldCalls, addingFromFields) {
     const double array[64] = {};
     const double pos[3] = {1, 2, 3}, vel[3] = {4, 5, 6};
-    const auto add = [&](char type, std::int32_t sat, std::int32_t alt2, double range, double rate, const double* sigmas) {
-        return ObsAddFrFields('S', sat, 211, 27000.5, 10, 20, range, rate, 0, 0, 0, type, 1, 2, 0, alt2, pos, vel, sigmas);
+    const auto add = [&](char type, std::int32_t sat, std::int32_t alt2, double range, double rate,
+                         const double* sigmas) {
+        return ObsAddFrFields('S', sat, 211, 27000.5, 10, 20, range, rate, 0, 0, 0, type, 1, 2, 0, alt2, pos, vel,
+                              sigmas);
     };
     AllFields f;
     std::int64_t key = add('9', 5, 0, 500, 2, array);
@@ -163,7 +173,8 @@ TEST_F(FieldCalls, addingFromFields) {
     EXPECT_EQ(key, ObsFieldsToObsKey(77, 211, 27000.5));
     EXPECT_TRUE(log_.errors.empty()) << log_.errors.front();
     for (const double bad : {4.0, 1.5, -1.0, std::nan(""), kInfinity}) EXPECT_EQ(add('5', 7, 0, 0, bad, array), -1);
-    EXPECT_EQ(log_.errors, std::vector<std::string>(5, "AddFrFields: Invalid equinox indicator. Its valid range is from 0 to 3."));
+    EXPECT_EQ(log_.errors,
+              std::vector<std::string>(5, "AddFrFields: Invalid equinox indicator. Its valid range is from 0 to 3."));
 
     for (const int count : {6, 7, 21, 5, 8}) {
         double sigmas[64] = {};
@@ -201,9 +212,10 @@ TEST_F(FieldCalls, updateKeepsKeyAndParts) {
     EXPECT_EQ(field(seven, 19), "116.000000000000000") << "cannot be given, so it stays";
     EXPECT_EQ(update(key, '9', 7), 2);
     EXPECT_EQ(update(1, '9', 7), 2);
-    EXPECT_EQ(log_.errors, (std::vector<std::string>{
-                               "ObsUpdateFrFields: Invalid equinox indicator. Its valid range is 0 to 3.",
-                               "ObsGetAllFields: Unable to locate obsKey                   1 in the OBS binary tree."}));
+    EXPECT_EQ(log_.errors,
+              (std::vector<std::string>{
+                  "ObsUpdateFrFields: Invalid equinox indicator. Its valid range is 0 to 3.",
+                  "ObsGetAllFields: Unable to locate obsKey                   1 in the OBS binary tree."}));
 }
 
 TEST_F(FieldCalls, arraysComeBackByTheirTypesRules) {
@@ -301,8 +313,9 @@ TEST_F(FieldCalls, manyInOneCallEqualOneByOne) {
 
     std::vector<double> back(64 * 3000), one(64), values(3000);
     EXPECT_EQ(ObsDataToArrays(3000, many.data(), back.data()), 2);
-    EXPECT_EQ(log_.errors.back(), "ObsDataToArrays: Unable to locate 60 of 3000 obsKeys in the OBS binary tree, "
-                                  "the first being                  -1.");
+    EXPECT_EQ(log_.errors.back(),
+              "ObsDataToArrays: Unable to locate 60 of 3000 obsKeys in the OBS binary tree, "
+              "the first being                  -1.");
     EXPECT_EQ(ObsGetFieldReals(3000, many.data(), 4, values.data()), 2);
     for (std::size_t i = 0; i < 3000; ++i) {
         EXPECT_EQ(ObsDataToArray(many[i], one.data()), many[i] < 0 ? 2 : 0);
@@ -315,7 +328,8 @@ TEST_F(FieldCalls, manyInOneCallEqualOneByOne) {
 }
 
 TEST_F(FieldCalls, typesAndFormatsTellWhatTheyCarry) {
-    constexpr std::size_t kElevation = 4, kAzimuth = 5, kRange = 6, kRangeRate = 7, kElRate = 8, kPosition = 16, kVelocity = 19;
+    constexpr std::size_t kElevation = 4, kAzimuth = 5, kRange = 6, kRangeRate = 7, kElRate = 8, kPosition = 16,
+                          kVelocity = 19;
     const struct {
         std::int32_t type;
         char character;
@@ -324,7 +338,10 @@ TEST_F(FieldCalls, typesAndFormatsTellWhatTheyCarry) {
     } types[] = {
         {0, '0', "range rate", {{kElevation, 0}, {kRangeRate, 10}}},
         {4, '4', "azimuth, elevation, range and their rates", {{kElevation, 5}, {kAzimuth, 7}, {kElRate, 11}}},
-        {9, '9', "right ascension, declination from a sensor in space", {{kElevation, 6}, {kAzimuth, 8}, {kRange, 0}, {kPosition, 19}}},
+        {9,
+         '9',
+         "right ascension, declination from a sensor in space",
+         {{kElevation, 6}, {kAzimuth, 8}, {kRange, 0}, {kPosition, 19}}},
         {11, 'V', "satellite position and velocity", {{kPosition, 22}, {kVelocity, -1}, {63, 0}, {40, -1}}},
         {12, ' ', "", {{kElevation, 0}, {1, 2}}},
     };
@@ -359,10 +376,14 @@ TEST_F(FieldCalls, typesAndFormatsTellWhatTheyCarry) {
             EXPECT_EQ(line2.trimmed().empty(), facts[OBS_FORMAT_MOST_LINES] == 1 || (type < 7 && type != 4));
             ASSERT_EQ(ObsParse(line1, line2, back), 0) << format << " type " << type;
             for (std::size_t i = 1; i <= 21; ++i) {
-                const double most = std::max(units[i], digits[i] == 0 ? 0 : std::pow(10, 1 + std::floor(std::log10(std::fabs(array[i]))) - digits[i]));
-                if (units[i] < 0) EXPECT_TRUE(back[i] == 0 || i >= 12) << format << " type " << type << " element " << i;
-                else EXPECT_LE(std::fabs(back[i] - array[i]), 0.51 * most + 1e-11)
-                    << format << " type " << type << " element " << i;
+                const double most = std::max(
+                    units[i],
+                    digits[i] == 0 ? 0 : std::pow(10, 1 + std::floor(std::log10(std::fabs(array[i]))) - digits[i]));
+                if (units[i] < 0)
+                    EXPECT_TRUE(back[i] == 0 || i >= 12) << format << " type " << type << " element " << i;
+                else
+                    EXPECT_LE(std::fabs(back[i] - array[i]), 0.51 * most + 1e-11)
+                        << format << " type " << type << " element " << i;
             }
         }
     }

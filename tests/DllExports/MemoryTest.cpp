@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Memory running out at every allocation of a call in turn: nothing crashes, each failure says why, what was there stays
-// and the numbers are true.
+// Memory running out at every allocation of a call in turn: nothing crashes, each failure says why, what was there
+// stays and the numbers are true.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -58,12 +58,11 @@ std::ptrdiff_t openFiles() {
     return std::distance(begin(files), end(files));
 }
 
-bool tellsOfMemory(const std::string& message) {
-    return message.find("emory") != std::string::npos;
-}
+bool tellsOfMemory(const std::string& message) { return message.find("emory") != std::string::npos; }
 
 /// Runs a call with its first, second ... allocation failing, alone and with all after it, until none is left to fail.
-void failEachAllocation(const std::string& what, const std::function<void()>& call, const std::function<void()>& check) {
+void failEachAllocation(const std::string& what, const std::function<void()>& call,
+                        const std::function<void()>& check) {
     for (const bool onlyOne : {true, false}) {
         long nth = 0;
         do {
@@ -113,19 +112,22 @@ TEST_F(Memory, anRfLineSaysSo) {
     std::string unknownSite = kRf;
     unknownSite.replace(unknownSite.find("CTU"), 3, "ZZZ");
     std::int32_t status = -1;
-    failEachAllocation("an unknown site", [&] { status = ObsLoadCard(unknownSite.c_str()); },
-                       [&] {
-                           EXPECT_EQ(status, 2);
-                           if (hasFailed) EXPECT_TRUE(tellsOfMemory(lastError())) << lastError();
-                           else EXPECT_EQ(lastError().substr(0, 34), "ReadRFObs: No record matches site2");
-                       });
+    failEachAllocation(
+        "an unknown site", [&] { status = ObsLoadCard(unknownSite.c_str()); },
+        [&] {
+            EXPECT_EQ(status, 2);
+            if (hasFailed) EXPECT_TRUE(tellsOfMemory(lastError())) << lastError();
+            else EXPECT_EQ(lastError().substr(0, 34), "ReadRFObs: No record matches site2");
+        });
 }
 
 TEST_F(Memory, callsFailWithTheirReasonOrDoTheirWork) {
     const std::string b3 = readCases(OBS_TEST_DATA "/b3/b3.cases")[0].card;
-    const std::string sensors = write("sensors.csv", "number,description,latitude_deg,longitude_deg,height_m\n"
-                                                     "7090,A description longer than 16,1,2,3\n");
-    const std::string earth = write("earth.csv", "mjd,dut1_s,xp_arcsec,yp_arcsec,lod_s\n60000,0,0,0,0\n60001,0,0,0,0\n");
+    const std::string sensors = write("sensors.csv",
+                                      "number,description,latitude_deg,longitude_deg,height_m\n"
+                                      "7090,A description longer than 16,1,2,3\n");
+    const std::string earth =
+        write("earth.csv", "mjd,dut1_s,xp_arcsec,yp_arcsec,lod_s\n60000,0,0,0,0\n60001,0,0,0,0\n");
     const std::string saved = folder_ / "saved.txt", log = folder_ / "log.txt";
     double sigmas[64] = {}, vector[3] = {};
     sigmas[40] = 6;
@@ -141,7 +143,11 @@ TEST_F(Memory, callsFailWithTheirReasonOrDoTheirWork) {
         {"ObsLoadTwoCards, RF", 1, [&] { return ObsLoadTwoCards(kRf.c_str(), ""); }},
         {"ObsLoadTwoCards, bad", 0, [&] { return ObsLoadTwoCards("no observation", "") - 2; }},
         {"ObsAddFrCsv", 1, [&] { return ObsAddFrCsv(kCsv.c_str()) < 0; }},
-        {"ObsAddFrFields", 1, [&] { return ObsAddFrFields('U', 5, 211, 27000, 1, 2, 3, 0, 0, 0, 0, '2', 0, 0, 0, 0, vector, vector, sigmas) < 0; }},
+        {"ObsAddFrFields", 1,
+         [&] {
+             return ObsAddFrFields('U', 5, 211, 27000, 1, 2, 3, 0, 0, 0, 0, '2', 0, 0, 0, 0, vector, vector, sigmas) <
+                    0;
+         }},
         {"ObsB3ToCsv", 0, [&] { return ObsB3ToCsv(b3.c_str(), text); }},
         {"ObsSetSelObs", 0, [&] { return ObsSetSelObs("sat=5 type=6"); }},
         {"ObsSaveFile", 0, [&] { return ObsSaveFile(saved.c_str(), 0, 2); }},
@@ -149,7 +155,8 @@ TEST_F(Memory, callsFailWithTheirReasonOrDoTheirWork) {
         {"FamilyLoadEarthOrientation", 0, [&] { return FamilyLoadEarthOrientation(earth.c_str()); }},
         {"FamilySetEarthOrientation", 0, [&] { return FamilySetEarthOrientation(0, 0, 0, 0); }},
         {"FamilyAddSensor", 0, [&] { return FamilyAddSensor(1, "x", 1, 2, 3); }},
-        {"FamilyOpenLog", 0, [&] {
+        {"FamilyOpenLog", 0,
+         [&] {
              const std::int32_t status = FamilyOpenLog(log.c_str());
              FamilyCloseLog();
              return status;
@@ -157,11 +164,12 @@ TEST_F(Memory, callsFailWithTheirReasonOrDoTheirWork) {
     };
     for (const auto& one : calls) {
         std::int64_t failure = 0;
-        failEachAllocation(one.name, [&] { failure = one.call(); },
-                           [&] {
-                               EXPECT_TRUE(failure == 0 || tellsOfMemory(lastError())) << lastError();
-                               EXPECT_EQ(ObsGetCount(), failure == 0 ? one.adds : 0);
-                           });
+        failEachAllocation(
+            one.name, [&] { failure = one.call(); },
+            [&] {
+                EXPECT_TRUE(failure == 0 || tellsOfMemory(lastError())) << lastError();
+                EXPECT_EQ(ObsGetCount(), failure == 0 ? one.adds : 0);
+            });
         EXPECT_EQ(failure, 0) << one.name;
     }
     ObsResetSelObs();
@@ -179,23 +187,25 @@ TEST_F(Memory, manyArraysKeepTheirPartsOrAreRefused) {
     }
     std::int64_t keys[kCount];
     std::int32_t status = -1;
-    failEachAllocation("ObsAddFrArrays", [&] { status = ObsAddFrArrays(kCount, arrays[0], keys); },
-                       [&] {
-                           const auto refused = std::count(keys, keys + kCount, -1);
-                           EXPECT_EQ(status, refused > 0 ? 2 : 0);
-                           EXPECT_EQ(ObsGetCount(), kCount - refused);
-                           EXPECT_TRUE(refused == 0 || tellsOfMemory(lastError())) << lastError();
-                           for (int i = 0; i < kCount; ++i) {
-                               if (keys[i] < 0) continue;
-                               ASSERT_EQ(ObsDataToArray(keys[i], back), 0);
-                               EXPECT_TRUE(std::equal(back, back + 64, arrays[i])) << i;
-                           }
-                       });
+    failEachAllocation(
+        "ObsAddFrArrays", [&] { status = ObsAddFrArrays(kCount, arrays[0], keys); },
+        [&] {
+            const auto refused = std::count(keys, keys + kCount, -1);
+            EXPECT_EQ(status, refused > 0 ? 2 : 0);
+            EXPECT_EQ(ObsGetCount(), kCount - refused);
+            EXPECT_TRUE(refused == 0 || tellsOfMemory(lastError())) << lastError();
+            for (int i = 0; i < kCount; ++i) {
+                if (keys[i] < 0) continue;
+                ASSERT_EQ(ObsDataToArray(keys[i], back), 0);
+                EXPECT_TRUE(std::equal(back, back + 64, arrays[i])) << i;
+            }
+        });
     // One by one they are stored without what memory does not suffice for.
     std::int64_t key = 0;
     bool lost = false;
-    failEachAllocation("ObsAddFrArray", [&] { key = ObsAddFrArray(arrays[0]); },
-                       [&] { lost = lost || (ObsDataToArray(key, back) == 0 && back[23] == 0); });
+    failEachAllocation(
+        "ObsAddFrArray", [&] { key = ObsAddFrArray(arrays[0]); },
+        [&] { lost = lost || (ObsDataToArray(key, back) == 0 && back[23] == 0); });
     EXPECT_TRUE(lost);
 }
 
@@ -215,18 +225,21 @@ TEST_F(Memory, aFailingLoadCountsWhatItStored) {
     std::int32_t status = -1;
     for (const std::int32_t mode : {0, 1}) {
         SetObsKeyMode(mode);
-        failEachAllocation("ObsLoadFile", [&] {
-            std::fill(std::begin(told), std::end(told), 0);
-            status = ObsLoadFile(file.c_str());
-        }, [&] {
-            std::int64_t loaded = 0, duplicate = 0, badLines = 0;
-            ObsGetLoadCounts(&loaded, &duplicate, &badLines);
-            EXPECT_EQ(loaded, ObsGetCount());
-            EXPECT_GE(duplicate, told[OBS_LINE_DUPLICATE]);
-            EXPECT_GE(badLines, told[OBS_LINE_BAD]);
-            EXPECT_TRUE(status == 0 || tellsOfMemory(lastError())) << lastError();
-            EXPECT_TRUE(status != 0 || loaded + duplicate + badLines == 65) << "lines are missing";
-        });
+        failEachAllocation(
+            "ObsLoadFile",
+            [&] {
+                std::fill(std::begin(told), std::end(told), 0);
+                status = ObsLoadFile(file.c_str());
+            },
+            [&] {
+                std::int64_t loaded = 0, duplicate = 0, badLines = 0;
+                ObsGetLoadCounts(&loaded, &duplicate, &badLines);
+                EXPECT_EQ(loaded, ObsGetCount());
+                EXPECT_GE(duplicate, told[OBS_LINE_DUPLICATE]);
+                EXPECT_GE(badLines, told[OBS_LINE_BAD]);
+                EXPECT_TRUE(status == 0 || tellsOfMemory(lastError())) << lastError();
+                EXPECT_TRUE(status != 0 || loaded + duplicate + badLines == 65) << "lines are missing";
+            });
     }
     ObsSetLoadCallback(nullptr, nullptr);
     SetObsKeyMode(0);

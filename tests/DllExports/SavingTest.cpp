@@ -19,9 +19,9 @@ namespace {
 
 /// A CSV line of a type-2 observation, some of its fields (from 1) replaced.
 std::string csvLine(const std::map<int, std::string>& fields) {
-    static const std::map<int, std::string> kBase = {{1, "U"},  {2, "5"},   {3, "345"}, {4, "2024"},  {5, "163"},
-                                                     {9, "45"}, {13, "90"}, {17, "1000"}, {20, "2"}, {26, "5"},
-                                                     {27, "5"}, {28, ""},  {29, "0:0"}, {42, "0:0"}};
+    static const std::map<int, std::string> kBase = {{1, "U"},  {2, "5"},   {3, "345"},   {4, "2024"}, {5, "163"},
+                                                     {9, "45"}, {13, "90"}, {17, "1000"}, {20, "2"},   {26, "5"},
+                                                     {27, "5"}, {28, ""},   {29, "0:0"},  {42, "0:0"}};
     std::string line;
     for (int number = 1; number <= 56; ++number) {
         const auto given = fields.find(number), base = kBase.find(number);
@@ -87,7 +87,8 @@ TEST_F(SaveCounts, tellWhatTheFileDoesNotBringBack) {
     const auto csv = [](std::map<int, std::string> given) { return ObsAddFrCsv(csvLine(given).c_str()); };
     const auto rf = [](std::string site1, std::string site2) {
         return ObsLoadCard(("2024:05:15::07:16:02.250000 450125 1.5 -2125 0.25 " + site1 + " 0.1 " + site2 +
-                            " 2 25544 145800000 2024:05:15::07:20:00 10.4 A B C").c_str()) == 0;
+                            " 2 25544 145800000 2024:05:15::07:20:00 10.4 A B C")
+                               .c_str()) == 0;
     };
     const struct {
         const char* what;
@@ -95,29 +96,77 @@ TEST_F(SaveCounts, tellWhatTheFileDoesNotBringBack) {
         std::array<Kinds, 5> kinds;  // B3, TTY, CSV, RF, CRD
     } cases[] = {
         {"nothing to tell", [&] { return csv({}); }, {{{}, {}, {}, {1}, {1}}}},
-        {"sensor", [&] { return csv({{3, "1234"}}); }, {{{3}, {2}, {}, {1}, {1}}}},
-        {"classification", [&] { return csv({{1, "X"}}); }, {{{2}, {}, {2}, {1}, {1}}}},
-        {"year 2060", [&] { return csv({{4, "2060"}}); }, {{{2}, {2}, {}, {1}, {1}}}},
+        {"sensor",
+         [&] {
+             return csv({{3, "1234"}});
+         },
+         {{{3}, {2}, {}, {1}, {1}}}},
+        {"classification",
+         [&] {
+             return csv({{1, "X"}});
+         },
+         {{{2}, {}, {2}, {1}, {1}}}},
+        {"year 2060",
+         [&] {
+             return csv({{4, "2060"}});
+         },
+         {{{2}, {2}, {}, {1}, {1}}}},
         {"1950 day 0", [&] { return fields('1', 0, 0, 0); }, {{{2}, {2}, {2}, {1}, {1}}}},
-        {"no satellite but further ones", [&] { return csv({{2, "0"}}); }, {{{}, {2}, {}, {1}, {1}}}},
-        {"satellite", [&] { return csv({{2, "400000"}}); }, {{{2}, {2}, {}, {1}, {1}}}},
-        {"declination", [&] { return csv({{9, "1000"}}); }, {{{2}, {2}, {}, {1}, {1}}}},
-        {"position of a ground sensor", [&] { return csv({{3, "62"}, {21, "7000"}}); }, {{{5}, {5}, {}, {1}, {5}}}},
+        {"no satellite but further ones",
+         [&] {
+             return csv({{2, "0"}});
+         },
+         {{{}, {2}, {}, {1}, {1}}}},
+        {"satellite",
+         [&] {
+             return csv({{2, "400000"}});
+         },
+         {{{2}, {2}, {}, {1}, {1}}}},
+        {"declination",
+         [&] {
+             return csv({{9, "1000"}});
+         },
+         {{{2}, {2}, {}, {1}, {1}}}},
+        {"position of a ground sensor",
+         [&] {
+             return csv({{3, "62"}, {21, "7000"}});
+         },
+         {{{5}, {5}, {}, {1}, {5}}}},
         {"small position", [&] { return fields('8', 27000, 0.0625, 0); }, {{{}, {7}, {}, {1}, {1}}}},
         {"position rounded to 0.1", [&] { return fields('8', 27000, 0.0999999999, 0); }, {{{}, {}, {}, {1}, {1}}}},
         {"large position", [&] { return fields('8', 27000, 999999.996, 0); }, {{{2}, {2}, {}, {1}, {1}}}},
         {"velocity", [&] { return fields('8', 27000, 7000, 1); }, {{{5}, {5}, {5}, {1}, {1}}}},
-        {"type 7", [&] { return csv({{20, "7"}, {21, "7000"}}); }, {{{2}, {2}, {1}, {1}, {1}}}},
-        {"type 16", [&] { return csv({{20, "16"}}); }, {{{2}, {4}, {}, {1}, {1}}}},
+        {"type 7",
+         [&] {
+             return csv({{20, "7"}, {21, "7000"}});
+         },
+         {{{2}, {2}, {1}, {1}, {1}}}},
+        {"type 16",
+         [&] {
+             return csv({{20, "16"}});
+         },
+         {{{2}, {4}, {}, {1}, {1}}}},
         {"type P", [&] { return fields('P', 27000, 7000, 0); }, {{{}, {2}, {5}, {1}, {1}}}},
         {"type V", [&] { return fields('V', 27000, 7000, 1); }, {{{}, {2}, {5}, {1}, {1}}}},
         {"RF", [&] { return rf("CCH_ESP", "CCH_ESP"); }, {{{2}, {2}, {6}, {}, {1}}}},
         {"RF of two sites", [&] { return rf("CCH_ESP", "LONGNAME"); }, {{{2}, {4}, {6}, {6}, {1}}}},
         {"RF of a long name", [&] { return rf("SITE_NAME2", "SITE_NAME2"); }, {{{2}, {4}, {6}, {2}, {1}}}},
         {"RF of another's name", [&] { return rf("LONGNAME1", "LONGNAME1"); }, {{{2}, {4}, {6}, {3}, {1}}}},
-        {"not of type R", [&] { return csv({{3, "701"}, {50, "1.5"}}); }, {{{}, {}, {}, {4, 6}, {1}}}},
-        {"laser range", [&] { return csv({{3, "62"}}); }, {{{}, {}, {}, {1}, {}}}},
-        {"laser range without angles", [&] { return csv({{3, "62"}, {9, "0"}, {13, "0"}}); }, {{{}, {}, {}, {1}, {4}}}},
+        {"not of type R",
+         [&] {
+             return csv({{3, "701"}, {50, "1.5"}});
+         },
+         {{{}, {}, {}, {4, 6}, {1}}}},
+        {"laser range",
+         [&] {
+             return csv({{3, "62"}});
+         },
+         {{{}, {}, {}, {1}, {}}}},
+        {"laser range without angles",
+         [&] {
+             return csv({{3, "62"}, {9, "0"}, {13, "0"}});
+         },
+         {{{}, {}, {}, {1}, {4}}}},
     };
     for (const auto& test : cases) {
         for (int form = 0; form <= kCrd; ++form) {

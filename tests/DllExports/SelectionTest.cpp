@@ -20,15 +20,9 @@ constexpr double kJanuary2024 = 27029;  ///< day 1, 0h; 27029.5 is the B3 case c
 
 using Filter = std::function<bool(const AllFields&)>;
 
-bool hasAngles(char type) {
-    return std::string("1234589MO").find(type) != std::string::npos;
-}
-bool hasRange(char type) {
-    return std::string("2346MOR").find(type) != std::string::npos;
-}
-bool hasRate(char type) {
-    return std::string("034R").find(type) != std::string::npos;
-}
+bool hasAngles(char type) { return std::string("1234589MO").find(type) != std::string::npos; }
+bool hasRange(char type) { return std::string("2346MOR").find(type) != std::string::npos; }
+bool hasRate(char type) { return std::string("034R").find(type) != std::string::npos; }
 
 bool inHours(const AllFields& f, double from, double to) {
     const double start = kJanuary2024 + from / 24;
@@ -116,13 +110,18 @@ TEST_F(Selection, textsSelectLikeAFilter) {
         {"az=350:", [](const AllFields& f) { return hasAngles(f.type) && f.az >= 350; }},
         {"az=300:700", [](const AllFields& f) { return hasAngles(f.type); }},
         {"time=24001", [](const AllFields& f) { return f.time >= kJanuary2024 && f.time < kJanuary2024 + 1; }},
-        {"time=2400112:240011330", [](const AllFields& f) { return f.time >= kJanuary2024 + .5 && f.time < kJanuary2024 + 13.5 / 24 + 1 / 1440.; }},
+        {"time=2400112:240011330",
+         [](const AllFields& f) {
+             return f.time >= kJanuary2024 + .5 && f.time < kJanuary2024 + 13.5 / 24 + 1 / 1440.;
+         }},
         {"time=27030.25:", [](const AllFields& f) { return f.time >= 27030.25; }},
         {"time=:24002000000.000", [](const AllFields& f) { return f.time <= kJanuary2024 + 1; }},
         {"el=10:", [](const AllFields& f) { return hasAngles(f.type) && f.el >= 10; }},
-        {"az=350:10 el=-20.5:20.5", [](const AllFields& f) { return hasAngles(f.type) && (f.az >= 350 || f.az <= 10) && std::abs(f.el) <= 20.5; }},
+        {"az=350:10 el=-20.5:20.5",
+         [](const AllFields& f) { return hasAngles(f.type) && (f.az >= 350 || f.az <= 10) && std::abs(f.el) <= 20.5; }},
         {"range=:1000", [](const AllFields& f) { return hasRange(f.type) && f.range <= 1000; }},
-        {"rate=-1.5:1.5,4", [](const AllFields& f) { return hasRate(f.type) && (std::abs(f.rate) <= 1.5 || f.rate == 4); }},
+        {"rate=-1.5:1.5,4",
+         [](const AllFields& f) { return hasRate(f.type) && (std::abs(f.rate) <= 1.5 || f.rate == 4); }},
         {"class=u,S", [](const AllFields& f) { return upperCase(f.secClass) != 'C'; }},
         {"gid=0", [](const AllFields&) { return true; }},
         {"gid=3", [](const AllFields&) { return false; }},
@@ -144,26 +143,32 @@ TEST_F(Selection, textsSelectLikeAFilter) {
         {"time=2024-01-01:2024-01-03", [](const AllFields& f) { return inHours(f, 0, 72); }},
         {"time=2024-001T01", [](const AllFields& f) { return inHours(f, 1, 2); }},
         {"time=2024-01-01t01:59", [](const AllFields& f) { return inHours(f, 119 / 60., 2); }},
-        {"time=2024-01-01T10:00..2024-01-01T12:00:00Z", [](const AllFields& f) { return inHours(f, 10, 12 + 1 / 3600.); }},
-        {"time=2024-01-01T00:00:00.0000..2024-01-01T01:00:00.5", [](const AllFields& f) { return inHours(f, 0, 1 + .6 / 3600); }},
+        {"time=2024-01-01T10:00..2024-01-01T12:00:00Z",
+         [](const AllFields& f) { return inHours(f, 10, 12 + 1 / 3600.); }},
+        {"time=2024-01-01T00:00:00.0000..2024-01-01T01:00:00.5",
+         [](const AllFields& f) { return inHours(f, 0, 1 + .6 / 3600); }},
         {"time=..2024-01-01", [](const AllFields& f) { return f.time < kJanuary2024 + 1; }},
         {"year=2023", [](const AllFields& f) { return f.time < kJanuary2024; }},
         {"year>2023", [](const AllFields& f) { return f.time >= kJanuary2024; }},
         // Units and names.
-        {"range<2000km range>=500000m", [](const AllFields& f) { return hasRange(f.type) && f.range < 2000 && f.range >= 500; }},
+        {"range<2000km range>=500000m",
+         [](const AllFields& f) { return hasRange(f.type) && f.range < 2000 && f.range >= 500; }},
         {"rate=-1500m/s:1.5E3M/S", [](const AllFields& f) { return hasRate(f.type) && std::abs(f.rate) <= 1.5; }},
         {"el=1200arcmin..0.5rad", [](const AllFields& f) { return hasAngles(f.type) && f.el >= 20 && f.el <= 28.6; }},
         {"sen='A Site',\"CTU_ESP\",206", [](const AllFields& f) { return f.sen == 207 || f.sen == 206; }},
         {"sat=\"LAGEOS-1\",'lageos 2',8", [](const AllFields& f) { return f.sat == 8; }},
         // One term of several criteria is in no criterion's counts, a negated one in its own.
-        {"(sat=7 or el>0) Not(sen=211:215 AND rate>0)", [](const AllFields& f) {
-            return (f.sat == 7 || (hasAngles(f.type) && f.el > 0)) && !(f.sen >= 211 && f.sen <= 215 && hasRate(f.type) && f.rate > 0);
-        }},
+        {"(sat=7 or el>0) Not(sen=211:215 AND rate>0)",
+         [](const AllFields& f) {
+             return (f.sat == 7 || (hasAngles(f.type) && f.el > 0)) &&
+                    !(f.sen >= 211 && f.sen <= 215 && hasRate(f.type) && f.rate > 0);
+         }},
     };
     ASSERT_EQ(FamilyAddSensor(207, "A Site", 0, 0, 0), 0);
     for (const auto& one : cases) {
         ASSERT_EQ(ObsSetSelObs(Text(one.text)), 0) << log_.errors.back();
-        for (const std::int32_t order : {-1, 6, 9, 8}) EXPECT_EQ(selected(open_, order), filtered(order, one.keep)) << one.text;
+        for (const std::int32_t order : {-1, 6, 9, 8})
+            EXPECT_EQ(selected(open_, order), filtered(order, one.keep)) << one.text;
     }
     FamilyRemoveSensors();
     ObsResetSelObs();
@@ -201,7 +206,9 @@ public:
                    holds(Words(words.begin() + std::ptrdiff_t(end) + (words[end] == "and"), words.end()), f);
         if (words[0] == "not") return !holds(Words(words.begin() + 1, words.end()), f);
         if (words[0] == "(") return holds(Words(words.begin() + 1, words.end() - 1), f);
-        return std::find_if(std::begin(kCriteria), std::end(kCriteria), [&](const Criterion& c) { return words[0] == c.text; })->holds(f);
+        return std::find_if(std::begin(kCriteria), std::end(kCriteria),
+                            [&](const Criterion& c) { return words[0] == c.text; })
+            ->holds(f);
     }
 
     /// Random words that make sense.
@@ -225,7 +232,8 @@ private:
     static std::size_t outside(const char* word, const Words& words) {
         int depth = 0;
         std::size_t at = 0;
-        for (; at < words.size() && !(depth == 0 && words[at] == word); ++at) depth += (words[at] == "(") - (words[at] == ")");
+        for (; at < words.size() && !(depth == 0 && words[at] == word); ++at)
+            depth += (words[at] == "(") - (words[at] == ")");
         return at;
     }
 };
@@ -241,7 +249,8 @@ TEST_F(Selection, expressionsSelectAsASlowReadingOfThem) {
         SlowReading::Words words;
         SlowReading::make(words, 1 + i % 6, below);
         std::string text;
-        for (const std::string& word : words) text += (text.empty() || word == ")" || text.back() == '(' ? "" : " ") + word;
+        for (const std::string& word : words)
+            text += (text.empty() || word == ")" || text.back() == '(' ? "" : " ") + word;
         if (text.size() > 512) continue;
         longEnough += words.size() > 4;
         std::vector<std::int64_t> wanted;
@@ -253,7 +262,8 @@ TEST_F(Selection, expressionsSelectAsASlowReadingOfThem) {
         ASSERT_EQ(ObsGetTermCounts(Text(text), 128, &selected, &terms, first, last, dropped), 0);
         EXPECT_EQ(selected, count);
         for (std::int32_t t = 0; t < terms; ++t) {  // each drops what it drops as a text of its own
-            ObsGetSelectedByText(Text(text.substr(std::size_t(first[t] - 1), std::size_t(last[t] + 1 - first[t]))), 9, &count, found.data());
+            ObsGetSelectedByText(Text(text.substr(std::size_t(first[t] - 1), std::size_t(last[t] + 1 - first[t]))), 9,
+                                 &count, found.data());
             EXPECT_EQ(dropped[t], std::int32_t(all.size()) - count) << text << ", term " << t;
         }
     }
@@ -272,16 +282,19 @@ TEST_F(Selection, arraysSelectWithTheGlobalCriteria) {
     criteria[2] = 7;
     criteria[3] = 40;
     const Filter keep = [](const AllFields& f) {
-        return f.time >= kJanuary2024 && (f.az >= 300 || f.az <= 60) && std::string("49O").find(f.type) != std::string::npos &&
-               upperCase(f.secClass) == 'S' && (f.sat == 7 || f.sat == 30);
+        return f.time >= kJanuary2024 && (f.az >= 300 || f.az <= 60) &&
+               std::string("49O").find(f.type) != std::string::npos && upperCase(f.secClass) == 'S' &&
+               (f.sat == 7 || f.sat == 30);
     };
     EXPECT_EQ(selected(criteria, -2), filtered(-2, keep));
     ASSERT_EQ(ObsSetSelObs("el=0:"), 0);
     EXPECT_EQ(selected(criteria, -2), filtered(-2, [&](const AllFields& f) { return keep(f) && f.el >= 0; }));
     std::int32_t total = 0, dropped[OBS_CRITERIA];
     ASSERT_EQ(ObsGetSelectionCounts(criteria, &total, dropped), 0);
-    EXPECT_EQ(dropped[0], static_cast<std::int32_t>(filtered(9, [](const AllFields& f) { return f.time < kJanuary2024; }).size()));
-    EXPECT_EQ(dropped[3], static_cast<std::int32_t>(filtered(9, [](const AllFields& f) { return !hasAngles(f.type) || f.el < 0; }).size()));
+    EXPECT_EQ(dropped[0],
+              static_cast<std::int32_t>(filtered(9, [](const AllFields& f) { return f.time < kJanuary2024; }).size()));
+    EXPECT_EQ(dropped[3], static_cast<std::int32_t>(
+                              filtered(9, [](const AllFields& f) { return !hasAngles(f.type) || f.el < 0; }).size()));
     EXPECT_EQ(dropped[9], 0);
     criteria[2] = 100;
     criteria[3] = 200;
@@ -314,10 +327,13 @@ TEST_F(Selection, linesOfFilesSetTheGlobalCriteria) {
         const char* line;
         std::int32_t sat;  ///< selected, or 0: refused
         const char* says = "";
-    } const cases[] = {{"SELOB sat=7", 7}, {"selob = sat=8\r", 8}, {"SELOB\t=\"sat=9\"", 9},
+    } const cases[] = {{"SELOB sat=7", 7},
+                       {"selob = sat=8\r", 8},
+                       {"SELOB\t=\"sat=9\"", 9},
                        {"SELOB \"sat=5\" sen=211", 0, "SELOB: \" (column 7) begins quotes"},
                        {"SELOB = height=2", 0, "SELOB: \"height\" (column 9) is not one of the names"},
-                       {"SELOB sat=7 time!=2024005", 7, "SELOB: \"2024005\" is taken as the first of the dates 2020-240T05 or 2024-005."}};
+                       {"SELOB sat=7 time!=2024005", 7,
+                        "SELOB: \"2024005\" is taken as the first of the dates 2020-240T05 or 2024-005."}};
     for (const auto& one : cases) {
         ASSERT_EQ(ObsSetSelObs("sat=6"), 0);
         log_.errors.clear();
@@ -326,7 +342,9 @@ TEST_F(Selection, linesOfFilesSetTheGlobalCriteria) {
         EXPECT_EQ(ObsLoadFile(file.c_str()), 0);
         EXPECT_EQ(log_.errors.empty(), one.sat != 0) << one.line;
         const auto& said = one.sat == 0 ? log_.errors : log_.informations;
-        EXPECT_TRUE(std::any_of(said.begin(), said.end(), [&](const std::string& text) { return text.starts_with(one.says); })) << one.line;
+        EXPECT_TRUE(std::any_of(said.begin(), said.end(), [&](const std::string& text) {
+            return text.starts_with(one.says);
+        })) << one.line;
         const std::int32_t sat = one.sat == 0 ? 6 : one.sat;
         EXPECT_EQ(selected(open_, 9), filtered(9, [&](const AllFields& f) { return f.sat == sat; })) << one.line;
     }
@@ -341,28 +359,71 @@ TEST_F(Selection, badCriteriaAreRefused) {
         std::int32_t first, last;  ///< columns at fault
         const char* reason = "";
     } const bad[] = {
-        {"sat", 1, 3, "is not followed by one of =, !=, <, <=, >, >=."}, {"foo=1", 1, 3, "is not one of the names sat, sen,"},
-        {"sat=", 4, 4, "is not followed by a satellite number"}, {"sat=1,,2", 7, 7, "is not a satellite number"}, {"sat=abc", 5, 7},
-        {"sat=5:4", 5, 7, "has its low end above its high end."}, {"sat=1.5", 5, 7}, {"sat=:", 5, 5, "is a range without ends."},
-        {"sat=1:2:3", 7, 9}, {"el=nan", 4, 6, "is not a number of degrees"}, {"type=12,X", 9, 9}, {"type=20", 6, 7},
-        {"class=Q", 7, 7, "is not one of U, C, S."}, {"class=C:", 7, 8}, {"class<U", 6, 6, "does not go with this name"},
-        {"sat=1 sat=2", 7, 9, "was given before"}, {"sat=1e300", 5, 9}, {"= =", 1, 1, "cannot be here"}, {"el=10 range", 7, 11},
-        {"\"sat=5\" sen=211", 1, 1, "begins quotes"}, {"\"sat=5", 1, 1}, {" \"", 2, 2}, {"sat=5 'x", 7, 8, "has no closing quotation mark."},
+        {"sat", 1, 3, "is not followed by one of =, !=, <, <=, >, >=."},
+        {"foo=1", 1, 3, "is not one of the names sat, sen,"},
+        {"sat=", 4, 4, "is not followed by a satellite number"},
+        {"sat=1,,2", 7, 7, "is not a satellite number"},
+        {"sat=abc", 5, 7},
+        {"sat=5:4", 5, 7, "has its low end above its high end."},
+        {"sat=1.5", 5, 7},
+        {"sat=:", 5, 5, "is a range without ends."},
+        {"sat=1:2:3", 7, 9},
+        {"el=nan", 4, 6, "is not a number of degrees"},
+        {"type=12,X", 9, 9},
+        {"type=20", 6, 7},
+        {"class=Q", 7, 7, "is not one of U, C, S."},
+        {"class=C:", 7, 8},
+        {"class<U", 6, 6, "does not go with this name"},
+        {"sat=1 sat=2", 7, 9, "was given before"},
+        {"sat=1e300", 5, 9},
+        {"= =", 1, 1, "cannot be here"},
+        {"el=10 range", 7, 11},
+        {"\"sat=5\" sen=211", 1, 1, "begins quotes"},
+        {"\"sat=5", 1, 1},
+        {" \"", 2, 2},
+        {"sat=5 'x", 7, 8, "has no closing quotation mark."},
         // Structure.
-        {"sat=5 and", 7, 9, "is not followed by a criterion"}, {"or sat=5", 1, 2, "cannot be here"}, {"not", 1, 3}, {"()", 2, 2},
-        {"(sat=5", 1, 1, "has no closing parenthesis."}, {"sat=5 or (el>3))", 16, 16, "closes no parenthesis."},
-        {"sat=5, el>3", 8, 9}, {"sat=5 ! el>3", 7, 7}, {"sat==5", 5, 5}, {"sat=(5)", 5, 5}, {"sat and=5", 1, 3},
+        {"sat=5 and", 7, 9, "is not followed by a criterion"},
+        {"or sat=5", 1, 2, "cannot be here"},
+        {"not", 1, 3},
+        {"()", 2, 2},
+        {"(sat=5", 1, 1, "has no closing parenthesis."},
+        {"sat=5 or (el>3))", 16, 16, "closes no parenthesis."},
+        {"sat=5, el>3", 8, 9},
+        {"sat=5 ! el>3", 7, 7},
+        {"sat==5", 5, 5},
+        {"sat=(5)", 5, 5},
+        {"sat and=5", 1, 3},
         // Values.
-        {"el<1,2", 5, 5, "is not a single value"}, {"el<1:2", 4, 6}, {"az>361", 4, 6, "is not within 0 to 360"},
-        {"range<5kg", 7, 9, "is not a number of km"}, {"range<5m/s", 7, 10}, {"range<km", 7, 8}, {"sat=5km", 5, 7},
-        {"rate=-5:5m/s", 6, 12, "has a unit at one end alone."}, {"sat='iss'", 5, 9, "is not a laser target's name"},
-        {"sen='Nowhere'", 5, 13, "is not the description of a sensor"}, {"el='x'", 4, 6, "is a name in quotes, which sat and sen alone take"},
-        {"sat=''", 5, 6}, {"year=24", 6, 7, "is not a year of four digits."},
+        {"el<1,2", 5, 5, "is not a single value"},
+        {"el<1:2", 4, 6},
+        {"az>361", 4, 6, "is not within 0 to 360"},
+        {"range<5kg", 7, 9, "is not a number of km"},
+        {"range<5m/s", 7, 10},
+        {"range<km", 7, 8},
+        {"sat=5km", 5, 7},
+        {"rate=-5:5m/s", 6, 12, "has a unit at one end alone."},
+        {"sat='iss'", 5, 9, "is not a laser target's name"},
+        {"sen='Nowhere'", 5, 13, "is not the description of a sensor"},
+        {"el='x'", 4, 6, "is a name in quotes, which sat and sen alone take"},
+        {"sat=''", 5, 6},
+        {"year=24", 6, 7, "is not a year of four digits."},
         // Dates.
-        {"time=24400", 6, 10, "is not a date (2024-01-31,"}, {"time=240011", 6, 11}, {"time=24001125959.9999", 6, 21}, {"time=5e4", 6, 8},
-        {"time=1e9.", 6, 9}, {"time=2023-02-29", 6, 15}, {"time=2023-366", 6, 13}, {"time=2024-01-01T24", 6, 18},
-        {"time=2024-01-01T10:60", 6, 21}, {"time=2024-01-01T10:00:60", 6, 24}, {"time=2024-01-01T1:00", 6, 20}, {"time=2024-01", 6, 12},
-        {"time=2024-01-01T10:00:2024-01-02", 6, 32}, {"time=2024031", 6, 12}, {"time=2024-01-02..24001", 6, 22, "has its low end"},
+        {"time=24400", 6, 10, "is not a date (2024-01-31,"},
+        {"time=240011", 6, 11},
+        {"time=24001125959.9999", 6, 21},
+        {"time=5e4", 6, 8},
+        {"time=1e9.", 6, 9},
+        {"time=2023-02-29", 6, 15},
+        {"time=2023-366", 6, 13},
+        {"time=2024-01-01T24", 6, 18},
+        {"time=2024-01-01T10:60", 6, 21},
+        {"time=2024-01-01T10:00:60", 6, 24},
+        {"time=2024-01-01T1:00", 6, 20},
+        {"time=2024-01", 6, 12},
+        {"time=2024-01-01T10:00:2024-01-02", 6, 32},
+        {"time=2024031", 6, 12},
+        {"time=2024-01-02..24001", 6, 22, "has its low end"},
         {"time=24001:2024012", 12, 18, "is two dates: write 2020-240T12 or 2024-012."},
     };
     for (const auto& one : bad) {
@@ -370,7 +431,8 @@ TEST_F(Selection, badCriteriaAreRefused) {
         EXPECT_EQ(ObsSetSelObs(one.text), 2) << one.text;
         ASSERT_EQ(log_.errors.size(), 1u) << one.text;
         EXPECT_EQ(log_.errors[0].substr(0, 15), "ObsSetSelObs: \"") << log_.errors[0];
-        EXPECT_NE(log_.errors[0].find(" (column " + std::to_string(one.first) + ") " + one.reason), std::string::npos) << log_.errors[0];
+        EXPECT_NE(log_.errors[0].find(" (column " + std::to_string(one.first) + ") " + one.reason), std::string::npos)
+            << log_.errors[0];
         EXPECT_EQ(selected(open_, 9), before) << one.text;
         std::int32_t count = 7, terms = 7, first = 0, last = 0, dropped = 0;
         EXPECT_EQ(ObsGetTermCounts(one.text, 1, &count, &terms, &first, &last, &dropped), 2) << one.text;
@@ -379,7 +441,8 @@ TEST_F(Selection, badCriteriaAreRefused) {
     struct {
         std::size_t element;
         double value;
-    } const faults[] = {{0, std::nan("")}, {2, 8}, {14, -1}, {14, 1 << 20}, {14, 0.5}, {15, 4}, {18, 11}, {18, kInfinity}, {31, 1}};
+    } const faults[] = {{0, std::nan("")}, {2, 8},   {14, -1},        {14, 1 << 20}, {14, 0.5},
+                        {15, 4},           {18, 11}, {18, kInfinity}, {31, 1}};
     for (const auto& fault : faults) {
         double criteria[32] = {};
         criteria[fault.element] = fault.value;

@@ -31,7 +31,8 @@ Array checked(std::int32_t status, const Array& states, const std::string& where
     EXPECT_EQ(states, valid) << where;
     for (const double real : valid) EXPECT_TRUE(std::isfinite(real)) << where;
     for (const int angle : {OBS_STATES_AZ_EL, OBS_STATES_RA_DEC})
-        EXPECT_TRUE(states[static_cast<std::size_t>(angle)] >= 0 && states[static_cast<std::size_t>(angle)] < 360) << where;
+        EXPECT_TRUE(states[static_cast<std::size_t>(angle)] >= 0 && states[static_cast<std::size_t>(angle)] < 360)
+            << where;
     EXPECT_EQ(status, valid[0] == 0 ? 2 : 0) << where;
     return states;
 }
@@ -124,16 +125,34 @@ TEST_F(StatesOf, whatATypeDetermines) {
         double to;
         unsigned mask;
     } const cases[] = {
-        {0, {}, 0, sensor | rate}, {1, {}, 0, sensor | angles}, {2, {}, 0, placed}, {3, {}, 0, placed | rate},
-        {4, {}, 0, all}, {5, {}, 0, sensor | angles}, {6, {}, 0, sensor | range}, {7, {}, 0, all},
-        {8, {}, 0, placed}, {9, {}, 0, placed}, {10, {}, 0, placed}, {11, {}, 0, all}, {13, {}, 0, sensor},
-        {3, {2}, kUnknownSensor, time | azEl | range | rate}, {5, {2}, kUnknownSensor, time | raDec},
-        {8, {2}, kUnknownSensor, placed}, {11, {2}, kUnknownSensor, time | position | velocity},
-        {13, {2}, kUnknownSensor, 0}, {-1, {}, 0, sensor}, {2, {2}, 1001, time | azEl | range},  // its place is not known
+        {0, {}, 0, sensor | rate},
+        {1, {}, 0, sensor | angles},
+        {2, {}, 0, placed},
+        {3, {}, 0, placed | rate},
+        {4, {}, 0, all},
+        {5, {}, 0, sensor | angles},
+        {6, {}, 0, sensor | range},
+        {7, {}, 0, all},
+        {8, {}, 0, placed},
+        {9, {}, 0, placed},
+        {10, {}, 0, placed},
+        {11, {}, 0, all},
+        {13, {}, 0, sensor},
+        {3, {2}, kUnknownSensor, time | azEl | range | rate},
+        {5, {2}, kUnknownSensor, time | raDec},
+        {8, {2}, kUnknownSensor, placed},
+        {11, {2}, kUnknownSensor, time | position | velocity},
+        {13, {2}, kUnknownSensor, 0},
+        {-1, {}, 0, sensor},
+        {2, {2}, 1001, time | azEl | range},  // its place is not known
         // what is as good as not there
-        {2, {6}, 0, sensor | angles}, {3, {6}, -1, sensor | angles | rate}, {4, {4}, 90.001, sensor | range | rate},
-        {9, {19, 20, 21}, 0, placed & ~moving}, {9, {16, 17, 18}, 0, time | raDec | range},
-        {11, {16, 17, 18}, 0, sensor | velocity}, {11, {19, 20, 21}, 0, placed},
+        {2, {6}, 0, sensor | angles},
+        {3, {6}, -1, sensor | angles | rate},
+        {4, {4}, 90.001, sensor | range | rate},
+        {9, {19, 20, 21}, 0, placed & ~moving},
+        {9, {16, 17, 18}, 0, time | raDec | range},
+        {11, {16, 17, 18}, 0, sensor | velocity},
+        {11, {19, 20, 21}, 0, placed},
     };
     for (const auto& c : cases) {
         Array obsArr = fullArray(c.type);

@@ -10,9 +10,9 @@
 #include "Obs/CardLayouts/B3.h"
 #include "Obs/FormatObs/CardFields.h"
 #include "Obs/FormatObs/Named.h"
-#include "Obs/ObsCardReading/Named.h"
 #include "Obs/ObsCardReading/Cards/B3.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
+#include "Obs/ObsCardReading/Named.h"
 #include "tests/CaseFile.h"
 
 namespace obs::test {
@@ -38,9 +38,7 @@ std::string written(const ObsRecord& rec) {
     return text;
 }
 
-std::string columns(const ObsRecord& rec, Columns which) {
-    return written(rec).substr(which.offset(), which.width());
-}
+std::string columns(const ObsRecord& rec, Columns which) { return written(rec).substr(which.offset(), which.width()); }
 
 ObsRecord plainRecord(std::int32_t type) {
     ObsRecord rec;
@@ -60,12 +58,26 @@ TEST(CardFields, signedFields) {
         int nInt, nDec;
         const char* text;
     } const cases[] = {
-        {-12.3456, 2, 4, "J23456"}, {-5.1234, 2, 4, "-51234"},  {5.1234, 2, 4, "051234"},   {12.3456, 2, 4, "123456"},
-        {-0.1234, 1, 4, "-1234"},   {-1.1234, 1, 4, "J1234"},   {-0.1234, 2, 4, "-01234"},  {-99.99994, 2, 4, "R99999"},
-        {0, 2, 4, "000000"},        {-0.00004, 2, 4, "-00000"}, {99.99996, 2, 4, "******"}, {-100, 2, 4, "******"},
-        {infinity, 2, 5, "*******"}, {-infinity, 1, 4, "*****"}, {std::nan(""), 2, 4, "******"},
+        {-12.3456, 2, 4, "J23456"},
+        {-5.1234, 2, 4, "-51234"},
+        {5.1234, 2, 4, "051234"},
+        {12.3456, 2, 4, "123456"},
+        {-0.1234, 1, 4, "-1234"},
+        {-1.1234, 1, 4, "J1234"},
+        {-0.1234, 2, 4, "-01234"},
+        {-99.99994, 2, 4, "R99999"},
+        {0, 2, 4, "000000"},
+        {-0.00004, 2, 4, "-00000"},
+        {99.99996, 2, 4, "******"},
+        {-100, 2, 4, "******"},
+        {infinity, 2, 5, "*******"},
+        {-infinity, 1, 4, "*****"},
+        {std::nan(""), 2, 4, "******"},
         // halves away from zero, decided on the exact value: 0.00005 is a little above, 1.00105 a little below a half
-        {0.03125, 1, 4, "00313"},   {-0.03125, 1, 4, "-0313"},  {0.00005, 1, 4, "00001"},   {1.00105, 1, 4, "10010"},
+        {0.03125, 1, 4, "00313"},
+        {-0.03125, 1, 4, "-0313"},
+        {0.00005, 1, 4, "00001"},
+        {1.00105, 1, 4, "10010"},
     };
     for (const auto& c : cases) EXPECT_EQ(overpunched(c.value, c.nInt, c.nDec), c.text) << c.value;
 }
@@ -77,10 +89,12 @@ TEST(CardFields, rangesAndPositions) {
         const char* text;
         const char* type6;
     } const cases[] = {
-        {12345.67, "12345673", "123456702"},   {12.3456, "12345600", "012345600"},   {0, "00000000", "000000000"},
-        {1e8, "99999995", "999999995"},        {9e-6, "00000000", "000000000"},      {1e-5, "00000010", "000000010"},
-        {9999999, "99999995", "999999904"},    {99.999999, "10000001", "100000000"}, {-5, "00000000", "000000000"},
-        {1234567.8, "12345685", "123456784"},  {infinity, "99999995", "999999995"},  {std::nan(""), "********", "*********"},
+        {12345.67, "12345673", "123456702"}, {12.3456, "12345600", "012345600"},
+        {0, "00000000", "000000000"},        {1e8, "99999995", "999999995"},
+        {9e-6, "00000000", "000000000"},     {1e-5, "00000010", "000000010"},
+        {9999999, "99999995", "999999904"},  {99.999999, "10000001", "100000000"},
+        {-5, "00000000", "000000000"},       {1234567.8, "12345685", "123456784"},
+        {infinity, "99999995", "999999995"}, {std::nan(""), "********", "*********"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(rangeText(c.range, false), c.text) << c.range;
@@ -89,8 +103,9 @@ TEST(CardFields, rangesAndPositions) {
     struct {
         double value;
         const char* text;
-    } const positions[] = {{123.456, "+00123456"}, {-123.456, "-00123456"}, {0, "         "}, {-0.0, "         "},
-                           {99999.999, "+99999999"}, {1e5, "*********"}, {-0.0004, "-00000000"}};
+    } const positions[] = {{123.456, "+00123456"}, {-123.456, "-00123456"},  {0, "         "},
+                           {-0.0, "         "},    {99999.999, "+99999999"}, {1e5, "*********"},
+                           {-0.0004, "-00000000"}};
     for (const auto& c : positions) {
         std::string text(9, '?');
         GetPosStr(text.data(), c.value);
@@ -142,8 +157,9 @@ TEST(B3Writer, eciCards) {
     ObsRecord rec = plainRecord(11);
     rec.satPos = {6378.135, -1, 1e20};
     rec.satVel = {7.5, -0.000000001, 0};
-    EXPECT_EQ(written(rec).substr(23, 103),
-              "      6378.135000        -1.000000*****************V      7.500000000     -0.000000001      0.000000000");
+    EXPECT_EQ(
+        written(rec).substr(23, 103),
+        "      6378.135000        -1.000000*****************V      7.500000000     -0.000000001      0.000000000");
     rec.satPos = {0.0078125, -0.0234375, 2.5};  // exact halves go away from zero
     rec.satVel = {0.0009765625, 0.0029296875, 0};
     const std::string halves = written(rec);
@@ -163,7 +179,9 @@ TEST(B3Writer, eciCards) {
 // Whatever a card can hold comes back from it: the fields within half a digit, the card itself exactly.
 TEST(B3Writer, cardsComeBack) {
     std::mt19937_64 random(3);
-    const auto uniform = [&](double low, double high) { return std::uniform_real_distribution<double>(low, high)(random); };
+    const auto uniform = [&](double low, double high) {
+        return std::uniform_real_distribution<double>(low, high)(random);
+    };
     constexpr double kHalfAngleDigit = 0.5e-4, kHalfRaDigit = 0.05 * 15 / 3600, kHalfRateDigit = 0.5e-5,
                      kHalfMillisecond = 0.5e-3 / 86400, kHalfMetre = 0.5e-3, kNoise = 1e-9;
     for (int round = 0; round < 4000; ++round) {

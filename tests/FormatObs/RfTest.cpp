@@ -59,9 +59,7 @@ TEST(RfWriter, wholeLineAndRefusals) {
         CardLines lines{{line.data(), nullptr}, {1, 1}};
         const MaybeRefusal refusal = CreateRFObs(rec, lines);
         ASSERT_TRUE(refusal);
-        if (!rec.rfData) {
-            EXPECT_EQ(refusal->message(), "CreateRFObs: RF obs type not allocated");
-        }
+        if (!rec.rfData) { EXPECT_EQ(refusal->message(), "CreateRFObs: RF obs type not allocated"); }
         EXPECT_TRUE(rec.rfData ? refusal->status != 0 : refusal->status == 2) << refusal->status;
         EXPECT_EQ(line, std::string(rf::kLineColumns, ' '));
         EXPECT_EQ(lines.length[0], 0u);
@@ -74,16 +72,23 @@ TEST(RfWriter, numbersInTheirColumns) {
         Item item;
         std::vector<std::pair<double, const char*>> texts;
     } const cases[] = {
-        {&RfObsData::delay1, Item::delay1,
+        {&RfObsData::delay1,
+         Item::delay1,
          {{9.94, "9.9"}, {9.96, "***"}, {0.25, "0.3"}, {-0.25, "-.3"}, {-0.04, "0.0"}, {-1, "***"}}},
-        {&RfObsData::delay2, Item::delay2,
+        {&RfObsData::delay2,
+         Item::delay2,
          {{-0.9, "  0"}, {999.9, "999"}, {1000, "***"}, {-99.9, "-99"}, {-100, "***"}, {std::nan(""), "***"}}},
-        {&RfObsData::snr, Item::snr,
+        {&RfObsData::snr,
+         Item::snr,
          {{0.125, " 0.13"}, {99.99, "99.99"}, {99.996, "*****"}, {-9.99, "-9.99"}, {1e12, "*****"}}},
         // halves away from zero, on the exact value; decades; what only just fits
-        {&RfObsData::rangeSigmaM, Item::rangeSigmaM,
-         {{0x1p-20, " 9.536743164063E-07"}, {9.9999999999996, " 1.000000000000E+01"},
-          {-0.0, " 0.000000000000E+00"}, {1e100, "1.000000000000E+100"}, {-1e100, "*******************"},
+        {&RfObsData::rangeSigmaM,
+         Item::rangeSigmaM,
+         {{0x1p-20, " 9.536743164063E-07"},
+          {9.9999999999996, " 1.000000000000E+01"},
+          {-0.0, " 0.000000000000E+00"},
+          {1e100, "1.000000000000E+100"},
+          {-1e100, "*******************"},
           {std::numeric_limits<double>::infinity(), "*******************"}}},
         {&RfObsData::processTime, Item::processTime, {{1e9, "****************************"}}},
     };
@@ -135,9 +140,11 @@ TEST(RfWriter, writtenLinesComeBack) {
         rec.obsTime = uniform(-10000, 60000);
         rec.range = uniform(-1e5, 1e5);
         rec.rangeRate = std::pow(10.0, uniform(-12, 1));
-        *rec.rfData = {rec.senNum, uniform(-0.9, 9.9), uniform(-99, 999), uniform(-9, 9), uniform(-9, 9),
-                       static_cast<std::int64_t>(random() % 99999999999), uniform(-9, 99),
-                       {"AB ,"[random() % 4], "A "[random() % 2], "AB ,"[random() % 4]}, uniform(20000, 40000)};
+        *rec.rfData = {rec.senNum,           uniform(-0.9, 9.9),
+                       uniform(-99, 999),    uniform(-9, 9),
+                       uniform(-9, 9),       static_cast<std::int64_t>(random() % 99999999999),
+                       uniform(-9, 99),      {"AB ,"[random() % 4], "A "[random() % 2], "AB ,"[random() % 4]},
+                       uniform(20000, 40000)};
         const std::string line = written(rec);
         ObsRecord back;
         // a saved line ends without its trailing blanks

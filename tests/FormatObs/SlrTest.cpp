@@ -9,8 +9,8 @@
 #include <map>
 #include <random>
 
-#include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsCardReading/LaserRanging/Crd.h"
+#include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsTree/Keys.h"
 #include "ObsDllExports.h"
 #include "siblings/include/ObsFamily.h"
@@ -82,10 +82,9 @@ TEST_F(SlrWriter, wholeFile) {
               (std::vector<std::string>{
                   "H1 CRD 2", "H2 na 1884 na na 7 na", "H3 na na na 38077 0 1 1",
                   "H4 0 2019 12 31 23 57 11 2019 12 31 23 57 12 0 1 0 0 0 0 2 2", "C0 0 na std",
-                  "10 86231.2500000" + fullRate, "H8",
-                  "H1 CRD 2", "H2 7090_Yarragadee_MOBLAS-5 7090 na na 7 na", "H3 na 7603901 na 8820 0 1 1",
-                  "H4 0 2019 12 31 23 54 22 2020 1 1 0 5 38 0 0 0 0 1 0 2 2", "C0 0 na std",
-                  "10 86062.5000000" + fullRate, "30 86062.5000000 123.456700 45.678900 0 3 na na na",
+                  "10 86231.2500000" + fullRate, "H8", "H1 CRD 2", "H2 7090_Yarragadee_MOBLAS-5 7090 na na 7 na",
+                  "H3 na 7603901 na 8820 0 1 1", "H4 0 2019 12 31 23 54 22 2020 1 1 0 5 38 0 0 0 0 1 0 2 2",
+                  "C0 0 na std", "10 86062.5000000" + fullRate, "30 86062.5000000 123.456700 45.678900 0 3 na na na",
                   "10 337.5000000" + fullRate, "H8", "H9"}));
     EXPECT_EQ(count(saved(0, 1), "11 337.5000000 0.052035998851 std 1 na na na na na na na na na"), 1);
     EXPECT_EQ(count(linesOfFile(), "H4 1 "), 2);
@@ -117,9 +116,9 @@ TEST_F(SlrWriter, sessionsAndWhatIsLeftOut) {
     ASSERT_EQ(FamilyAddSensor(7999, "", 0, 0, 0), 0);
     obsemptytree();
     add(0, kLageos, 7999);
-    add(1, kLageos, 7998);     // no pad number
-    add(2, kLageos, 80);       // nor this
-    add(3, kLageos, 18, 3);    // a type that CRD has not
+    add(1, kLageos, 7998);   // no pad number
+    add(2, kLageos, 80);     // nor this
+    add(3, kLageos, 18, 3);  // a type that CRD has not
     add(4, kLageos, 18, 6, 0);
     add(5, kLageos, 18, 6, 1e300);
     const TestLog log;

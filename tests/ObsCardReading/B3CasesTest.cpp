@@ -25,7 +25,9 @@ void runCase(const Case& one) {
     ASSERT_FALSE(refusal) << one.where << "\n" << one.card << "\n" << refusal->message();
     for (const auto& [name, value] : one.fields) {
         if (name == "secClass") EXPECT_EQ(std::string(1, rec.secClass), value) << one.where;
-        else EXPECT_EQ(fieldOf(rec, name), std::strtod(value.c_str(), nullptr)) << one.where << " " << name << "\n" << one.card;
+        else
+            EXPECT_EQ(fieldOf(rec, name), std::strtod(value.c_str(), nullptr)) << one.where << " " << name << "\n"
+                                                                               << one.card;
     }
 }
 

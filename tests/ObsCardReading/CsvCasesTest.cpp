@@ -71,8 +71,8 @@ TEST(CsvCases, everyFieldReachesItsPlace) {
     EXPECT_EQ((std::array{rec.satNum, rec.senNum, rec.obsType, rec.indicator1, rec.indicator2, rec.altSatNum1,
                           rec.altSatNum2, rec.csvData->csvInt1, rec.equinoxInd, rec.csvData->csvInt2}),
               (std::array{2, 3, 4, 24, 25, 26, 27, 43, 44, 45}));
-    EXPECT_EQ((std::array{rec.range, rec.rangeRate, rec.rangeAccel, rec.rfData->rangeSigmaM,
-                          rec.csvData->unindexedReal, rec.rfData->rangeRateSigmaMs, rec.csvData->csvReal10}),
+    EXPECT_EQ((std::array{rec.range, rec.rangeRate, rec.rangeAccel, rec.rfData->rangeSigmaM, rec.csvData->unindexedReal,
+                          rec.rfData->rangeRateSigmaMs, rec.csvData->csvReal10}),
               (std::array{17.5, 18.5, 19.5, 50.5, 51.5, 52.5, 56.5}));
     EXPECT_EQ(rec.senPos, (Vector3{21.5, 22.5, 23.5}));
     EXPECT_EQ(rec.csvData->csvReals, (std::array{29.25, 29.75, 42.25, 42.75, 30.5, 31.5, 32.5, 33.5, 34.5}));
@@ -122,17 +122,31 @@ TEST(CsvCases, fieldsInOtherForms) {
         double value, second;
         std::string note;
     } const cases[] = {
-        {kRange, " ", 0, 0, ""}, {kRange, "-.5", -0.5, 0, ""}, {kRange, " +1 2.5 ", 12.5, 0, ""},
-        {kRange, "1.5D2", 150, 0, ""}, {kRange, "5.", 5, 0, ""}, {kRange, "1.7976931348623157e308", most, 0, ""},
-        {kRange, "nan", 0, 0, notANumber}, {kRange, "1:2", 0, 0, notANumber}, {kRange, "1e", 0, 0, notANumber},
+        {kRange, " ", 0, 0, ""},
+        {kRange, "-.5", -0.5, 0, ""},
+        {kRange, " +1 2.5 ", 12.5, 0, ""},
+        {kRange, "1.5D2", 150, 0, ""},
+        {kRange, "5.", 5, 0, ""},
+        {kRange, "1.7976931348623157e308", most, 0, ""},
+        {kRange, "nan", 0, 0, notANumber},
+        {kRange, "1:2", 0, 0, notANumber},
+        {kRange, "1e", 0, 0, notANumber},
         {kRange, "-1e999", -most, 0, " is out of range and is taken as the largest number."},
-        {kRange, "1e-999", 0, 0, " is too small and is taken as 0."}, {kRange, "0e-999", 0, 0, ""},
-        {kSatNum, "-0012", -12, 0, ""}, {kSatNum, "1e2", 100, 0, ""}, {kSatNum, "", 0, 0, ""},
-        {kSatNum, "-2147483648", -2147483648.0, 0, ""}, {kSatNum, "T0001", 0, 0, notANumber},
+        {kRange, "1e-999", 0, 0, " is too small and is taken as 0."},
+        {kRange, "0e-999", 0, 0, ""},
+        {kSatNum, "-0012", -12, 0, ""},
+        {kSatNum, "1e2", 100, 0, ""},
+        {kSatNum, "", 0, 0, ""},
+        {kSatNum, "-2147483648", -2147483648.0, 0, ""},
+        {kSatNum, "T0001", 0, 0, notANumber},
         {kSatNum, "2147483648", 2147483647, 0, " is out of range and is taken as 2147483647."},
         {kSatNum, "1.7", 1, 0, " is not a whole number and is taken as 1."},
-        {kPair, "7", 7, 0, ""}, {kPair, ":", 0, 0, ""}, {kPair, " 7 : +8 ", 7, 8, ""},
-        {kPair, "x:8", 0, 8, notANumber}, {kCsvChar, "", ' ', 0, ""}, {kCsvChar, " R ", 'R', 0, ""},
+        {kPair, "7", 7, 0, ""},
+        {kPair, ":", 0, 0, ""},
+        {kPair, " 7 : +8 ", 7, 8, ""},
+        {kPair, "x:8", 0, 8, notANumber},
+        {kCsvChar, "", ' ', 0, ""},
+        {kCsvChar, " R ", 'R', 0, ""},
         {kCsvChar, "TR", 'T', 0, " has more than one character and is taken as T."},
     };
     for (const auto& c : cases) {
@@ -156,7 +170,8 @@ TEST(CsvCases, linesOfOtherLengths) {
     const std::string whole = joined(ownNumbers());
     FieldNotes notes;
     EXPECT_EQ(readGood(whole + ",,9", &notes).csvData->csvReal10, 56.5);
-    EXPECT_EQ(textsOf(notes), Texts{"ReadCsv: The line has 58 fields instead of 56; the ones after these are ignored."});
+    EXPECT_EQ(textsOf(notes),
+              Texts{"ReadCsv: The line has 58 fields instead of 56; the ones after these are ignored."});
     notes.clear();
     // The record is read into again: it has the parts of the last line alone.
     ObsRecord rec = readGood(whole);
@@ -185,11 +200,31 @@ TEST(CsvCases, refusals) {
         return refusal ? refusal->message() : "";
     };
     for (const char* line : {"", "   "}) EXPECT_EQ(refusalOf(line), "ReadCsv: CSV string is blank");
-    for (const char* date :
-         {"hello", "1949,365,0,0,0", "1950,0,0,0,0", "2024,0,24,0,0", "2024,400,0,0,0", "2023,366,0,0,0",
-          "2024,1,24,0,0", "2024,1,99,0,0", "2024,1,0,60,0", "2024,1,0,-1,0", "2024,1,0,0,86401", "2024,1,0,0,-86401",
-          "2024,1,0,0,1e999", "24,1,0,0,0", "99999,1,0,0,0", "1899,365,0,0,0", "3000,1,0,0,0", "x,1,0,0,0",
-          "2024,x,0,0,0", "2024,1,x,0,0", "2024,1,0,x,0", "2024,1,0,0,x", "2024,1.5,0,0,0", ",,,,", "2024,,0,0,0"})
+    for (const char* date : {"hello",
+                             "1949,365,0,0,0",
+                             "1950,0,0,0,0",
+                             "2024,0,24,0,0",
+                             "2024,400,0,0,0",
+                             "2023,366,0,0,0",
+                             "2024,1,24,0,0",
+                             "2024,1,99,0,0",
+                             "2024,1,0,60,0",
+                             "2024,1,0,-1,0",
+                             "2024,1,0,0,86401",
+                             "2024,1,0,0,-86401",
+                             "2024,1,0,0,1e999",
+                             "24,1,0,0,0",
+                             "99999,1,0,0,0",
+                             "1899,365,0,0,0",
+                             "3000,1,0,0,0",
+                             "x,1,0,0,0",
+                             "2024,x,0,0,0",
+                             "2024,1,x,0,0",
+                             "2024,1,0,x,0",
+                             "2024,1,0,0,x",
+                             "2024,1.5,0,0,0",
+                             ",,,,",
+                             "2024,,0,0,0"})
         EXPECT_EQ(refusalOf(std::string("U,1,2,") + date), "ReadCsv: Bad date time in CSV string") << date;
     for (const auto& [date, time] : {std::pair{"2024,366,23,59,60", family::parts2utc(2025, 1, 0, 0, 0)},
                                      {"2024, 3.66e2,,,", family::parts2utc(2024, 366, 0, 0, 0)},

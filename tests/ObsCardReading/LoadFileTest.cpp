@@ -36,12 +36,14 @@ using LoadFileTest = LoadFixture;
 TEST_F(LoadFileTest, countsAndNamesLinesInTheirOrder) {
     std::string noSatellite = azElCard(9);
     noSatellite.replace(1, 5, "00000").replace(80, 10, "0000000000");
-    const std::string text = "* comment\n\n   \n" + azElCard(1) + "\n" + badCard(2) + "\n" + azElCard(1) + "\nnot a card\n" +
-                             azElCard(3) + "\r\n" + noSatellite + "\n" + azElCard(3) + "\nH1 CRD\n" + azElCard(4);
+    const std::string text = "* comment\n\n   \n" + azElCard(1) + "\n" + badCard(2) + "\n" + azElCard(1) +
+                             "\nnot a card\n" + azElCard(3) + "\r\n" + noSatellite + "\n" + azElCard(3) + "\nH1 CRD\n" +
+                             azElCard(4);
     EXPECT_EQ(load(text), 0) << "the last observation line is good";
     expectCounts(3, 2, 3);
     ASSERT_EQ(told_.size(), 6u);
-    const std::pair<std::int32_t, std::int64_t> expected[] = {{kLineBad, 5}, {kLineDuplicate, 6}, {kLinePassedOver, 7}, {kLineBad, 9}, {kLineDuplicate, 10}, {kLineBad, 11}};
+    const std::pair<std::int32_t, std::int64_t> expected[] = {{kLineBad, 5}, {kLineDuplicate, 6},  {kLinePassedOver, 7},
+                                                              {kLineBad, 9}, {kLineDuplicate, 10}, {kLineBad, 11}};
     for (std::size_t i = 0; i < 6; ++i) {
         EXPECT_EQ(told_[i].kind, expected[i].first) << i;
         EXPECT_EQ(told_[i].line, expected[i].second) << i;
@@ -107,8 +109,9 @@ TEST_F(LoadFileTest, theSecondPassStartsWithAGoodStatus) {
 TEST_F(LoadFileTest, includeFilesComeFirst) {
     write("inner.txt", azElCard(7) + "\nOBSFIL deck.txt\n" + badCard(8) + "\n");
     write("other.txt", azElCard(5) + "\n");
-    const std::string text = azElCard(1) + "\n" + azElCard(7) + "\nobsfil = inner.txt\n  OBSFIL\nTTY_YEAR 2021\n" + badCard(2) +
-                             "\nOBSFIL \"" + (folder_ / "other.txt").string() + "\"\nOBSFIL missing.txt\nTTY_YEAR 2022\n" + azElCard(3) + "\n";
+    const std::string text = azElCard(1) + "\n" + azElCard(7) + "\nobsfil = inner.txt\n  OBSFIL\nTTY_YEAR 2021\n" +
+                             badCard(2) + "\nOBSFIL \"" + (folder_ / "other.txt").string() +
+                             "\"\nOBSFIL missing.txt\nTTY_YEAR 2022\n" + azElCard(3) + "\n";
     EXPECT_EQ(ReadObsFrFile(write("deck.txt", text), 42), 0);
     expectCounts(4, 1, 2);
     EXPECT_EQ(ttyYear(), 2022);
@@ -134,7 +137,9 @@ TEST_F(LoadFileTest, aFileMayIncludeItself) {
 }
 
 TEST_F(LoadFileTest, theDmaKeywordChangesTheModeFromThereOn) {
-    EXPECT_EQ(load(azElCard(1) + "\n" + badCard(9) + "\nVM_DMA_OBS_ON\n" + azElCard(1) + "\n" + badCard(2) + "\nH1 CRD\n"), 0);
+    EXPECT_EQ(
+        load(azElCard(1) + "\n" + badCard(9) + "\nVM_DMA_OBS_ON\n" + azElCard(1) + "\n" + badCard(2) + "\nH1 CRD\n"),
+        0);
     EXPECT_EQ(obskeymodeget(), 1);
     expectCounts(3, 0, 2);
     ASSERT_EQ(told_.size(), 2u);
@@ -213,15 +218,22 @@ TEST_F(LoadFileTest, valuesTakenAsZeroAreTold) {
     const struct {
         std::string card1, card2, told;
     } cases[] = {
-        {"))U   1121112345001120000000 0x2345 1234567  $$", "", "TTY2Lines: Field 29-35 of card 1 (elevation) is not a number and is taken as 0."},
-        {"))U   1121112345001120000000 012345 12345", "", "TTY2Lines: Field 37-43 of card 1 (azimuth) is cut: The card ends before it, or inside of it, without an end mark."},
+        {"))U   1121112345001120000000 0x2345 1234567  $$", "",
+         "TTY2Lines: Field 29-35 of card 1 (elevation) is not a number and is taken as 0."},
+        {"))U   1121112345001120000000 012345 12345", "",
+         "TTY2Lines: Field 37-43 of card 1 (azimuth) is cut: The card ends before it, or inside of it, without an end "
+         "mark."},
         {"))U   1121112345001120000000 012345 12345  $$", "", ""},
         {"))U   1121112345001120000000 012345 1234567", "", ""},
-        {"))U   1521112345001120000000 012345 1234567 x $$", "", "TTY2Lines: Field 45-45 of card 1 (equinox) is not a number and is taken as 0."},
+        {"))U   1521112345001120000000 012345 1234567 x $$", "",
+         "TTY2Lines: Field 45-45 of card 1 (equinox) is not a number and is taken as 0."},
         {"))U   1421112345", "0011200000000123456 1234567 12345673 00123456 001234 001234  0.1E2  $$", ""},
-        {"))U   1421112345", "0011200000000123456 1234567 1234567x 00123456 001234 001234 001234  $$", "TTY2Lines: Field 29-36 of card 2 (range) is not a number and is taken as 0."},
-        {"U,5,345,2024,163,12,34,56.7,1,1,1,1,1,1,1,1,1e,,,1" + std::string(36, ','), "", "Csv: Field 17 (range) is not a number and is taken as 0."},
-        {"U,5,345,2024,163,12,34,56.7,0:0,0:0", "", "Csv: The line has 10 fields instead of 56; the missing ones are taken as 0."},
+        {"))U   1421112345", "0011200000000123456 1234567 1234567x 00123456 001234 001234 001234  $$",
+         "TTY2Lines: Field 29-36 of card 2 (range) is not a number and is taken as 0."},
+        {"U,5,345,2024,163,12,34,56.7,1,1,1,1,1,1,1,1,1e,,,1" + std::string(36, ','), "",
+         "Csv: Field 17 (range) is not a number and is taken as 0."},
+        {"U,5,345,2024,163,12,34,56.7,0:0,0:0", "",
+         "Csv: The line has 10 fields instead of 56; the missing ones are taken as 0."},
         {"U,5,345,2024,163,12,34,56.7,0:0,0:0,,,x", "", "Csv: Field 13 (azimuth) is not a number and is taken as 0."},
     };
     SetTTYYear(2024);
@@ -247,12 +259,16 @@ TEST_F(LoadFileTest, valuesTakenAsZeroAreTold) {
 
 TEST_F(LoadFileTest, aYearThatIsNoneChangesNothing) {
     const std::string card = "))U   1121112345001120000000 012345 1234567  $$\n";
-    for (const std::string line : {"TTY_YEAR", "TTY_YEAR 20x4", "TTY_YEAR = 2024 2025", "TTY_YEAR 2024.5", "TTY_YEAR 99999999999"}) {
-        for (const std::string& deck : {line + "\n" + card, card + line + "\n" + card, line + "\nOBSFIL none\n" + card}) {
+    for (const std::string line :
+         {"TTY_YEAR", "TTY_YEAR 20x4", "TTY_YEAR = 2024 2025", "TTY_YEAR 2024.5", "TTY_YEAR 99999999999"}) {
+        for (const std::string& deck :
+             {line + "\n" + card, card + line + "\n" + card, line + "\nOBSFIL none\n" + card}) {
             SetTTYYear(2023);
             log_.errors.clear();
             EXPECT_EQ(load(deck), 0);
-            std::erase_if(log_.errors, [](const std::string& error) { return error.starts_with("fileopen") || error.starts_with("AddOb"); });
+            std::erase_if(log_.errors, [](const std::string& error) {
+                return error.starts_with("fileopen") || error.starts_with("AddOb");
+            });
             EXPECT_EQ(log_.errors, std::vector<std::string>{"ReadOnlyObs: No year in the line '" + line + "'."});
             EXPECT_EQ(ttyYear(), 2023);
         }
@@ -329,7 +345,8 @@ TEST_F(LoadFileTest, withoutMemoryCountsAreTrue) {
     GTEST_SKIP() << "their own memory would run out";
 #endif
     std::string text;
-    for (int i = 0; i < 300000; ++i) text += azElCard(i) + "\n" + (i % 10 == 0 ? azElCard(i) + "\n" + badCard(i) + "\n" : "");
+    for (int i = 0; i < 300000; ++i)
+        text += azElCard(i) + "\n" + (i % 10 == 0 ? azElCard(i) + "\n" + badCard(i) + "\n" : "");
     const std::string file = write("deck.txt", text);
     int partly = 0;
     for (const int megabytes : {2, 8, 24}) {
@@ -338,13 +355,14 @@ TEST_F(LoadFileTest, withoutMemoryCountsAreTrue) {
             std::ifstream status("/proc/self/statm");
             rlim_t pages = 0;
             status >> pages;
-            const rlim_t limit = pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE)) + (static_cast<rlim_t>(megabytes) << 20);
+            const rlim_t limit =
+                pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE)) + (static_cast<rlim_t>(megabytes) << 20);
             const rlimit memory{limit, limit};
             ::setrlimit(RLIMIT_AS, &memory);
             ObsLoadFile(file.c_str());
             const LoadCounts& counts = latestLoad().counts;
-            const bool isTrue = counts.loaded == ObsGetCount() && counts.loaded + counts.duplicate + counts.bad ==
-                                                                      latestLoad().lines.observations;
+            const bool isTrue = counts.loaded == ObsGetCount() &&
+                                counts.loaded + counts.duplicate + counts.bad == latestLoad().lines.observations;
             ::_exit(!isTrue ? 2 : counts.loaded == 300000 ? 0 : 1);
         }
         int status = -1;

@@ -7,9 +7,9 @@
 
 #include <random>
 
-#include "ObsDllExports.h"
 #include "Obs/ObsCardReading/Loading/Cut.h"
 #include "Obs/ObsCardReading/Loading/FilePieces.h"
+#include "ObsDllExports.h"
 #include "tests/CaseFile.h"
 #include "tests/LoadFixture.h"
 #include "tests/QuietSink.h"
@@ -26,7 +26,7 @@ const std::string kCsv = "U,5,345,2024,163,12,34,56.7" + std::string(48, ',') + 
 
 struct Deck {
     std::string text;
-    LineCounts lines;       ///< what its lines are, known from making them
+    LineCounts lines;        ///< what its lines are, known from making them
     std::int64_t pairs = 0;  ///< messages of two cards
 };
 
@@ -36,7 +36,8 @@ public:
         const std::vector<Case> cases = readCases(OBS_TEST_DATA "/b3/b3.cases");
         b3_ = cases[0].card;
         for (const Case& one : readCases(OBS_TEST_DATA "/tty/tty.cases"))
-            if (one.refusal.empty() && (one.card[7] == '1' || one.card[7] == '4')) (one.card[7] == '1' ? single_ : pair_) = one;
+            if (one.refusal.empty() && (one.card[7] == '1' || one.card[7] == '4'))
+                (one.card[7] == '1' ? single_ : pair_) = one;
     }
 
     Deck make(int items) {
@@ -56,7 +57,9 @@ private:
     void addItem() {
         switch (random_() % (withSections_ ? 16 : 14)) {
             case 0:
-            case 1: return add(b3_.substr(0, 20) + std::to_string(100 + random_() % 900) + b3_.substr(23) + "\n", &LineCounts::observations);
+            case 1:
+                return add(b3_.substr(0, 20) + std::to_string(100 + random_() % 900) + b3_.substr(23) + "\n",
+                           &LineCounts::observations);
             case 2: return add(b3_.substr(0, 33) + "X" + b3_.substr(34) + "\r\n", &LineCounts::observations);
             case 3: return add(single_.card + "\n", &LineCounts::observations);
             case 4: ++deck_.pairs; return add(pair_.card + "\n" + pair_.card2 + "\n", &LineCounts::observations, 2);
@@ -91,7 +94,8 @@ private:
         if (isTaken) add(pair_.card + "\n", &LineCounts::observations);
         add("SLROBS\n", isTaken ? &LineCounts::observations : &LineCounts::keywords);
         add("H1 CRD 2 2021 1 27 9\nH2 GRZL 7839 34 2 4\nH3 l 7603901 1155 8820 0 1 1\n"
-            "H4 0 2004 10 3 12 0 0 na na na na na na 0 0 0 0 1 0 2 0\n", &LineCounts::laser, 4);
+            "H4 0 2004 10 3 12 0 0 na na na na na na 0 0 0 0 1 0 2 0\n",
+            &LineCounts::laser, 4);
         for (auto ranges = random_() % 4; ranges > 0; --ranges) {
             add("10 432" + std::to_string(10 + random_() % 90) + " 0.25 std 2 2 0 0\n", &LineCounts::observations);
             add("30 43201 1 2\n", &LineCounts::laser);
@@ -210,14 +214,14 @@ TEST_F(Pieces, ofFilesAreTheirText) {
     std::int64_t number = 0;
     while (pieces.next(piece, isLast)) {
         if (number == 20) {
-            EXPECT_TRUE(pieces.anyLineFrom(pieces.offset(), [](std::string_view one) { return one.starts_with("zz"); }));
+            EXPECT_TRUE(
+                pieces.anyLineFrom(pieces.offset(), [](std::string_view one) { return one.starts_with("zz"); }));
         }
         LineReader lines(piece, isLast, {number, pieces.offset()});
         // As a message does that waits for its second card: the last line is left.
         std::int64_t left = isLast ? 0 : 1;
         LineReader all(piece, isLast);
-        while (all.next(line)) {
-        }
+        while (all.next(line)) {}
         for (std::int64_t take = all.linesTaken() - left; take > 0 && lines.next(line); --take)
             found += std::to_string(lines.place().number) + "@" + std::to_string(lines.place().offset) + " " +
                      std::to_string(line.size()) + "\n";
@@ -257,7 +261,8 @@ TEST_F(Pieces, everyLineIsAccountedForOnce) {
                   lines.observations);
         EXPECT_EQ(counts.loaded, ObsGetCount());
         std::int64_t missing = 0;
-        for (std::size_t at = deck.text.find("missing"); at != std::string::npos; at = deck.text.find("missing", at + 1))
+        for (std::size_t at = deck.text.find("missing"); at != std::string::npos;
+             at = deck.text.find("missing", at + 1))
             ++missing;
         EXPECT_EQ(lines.includesLeftOut, missing);
         ASSERT_FALSE(HasFailure()) << seed;
@@ -266,10 +271,12 @@ TEST_F(Pieces, everyLineIsAccountedForOnce) {
 
 // In calls that end anywhere, and without a trace in the process.
 TEST_F(Pieces, programsReadLinesWithoutTheStore) {
-    const std::string pair = "))U   1421112345\n0011200000000123456 1234567 12345673 00123456 001234 001234 001234  $$\n";
+    const std::string pair =
+        "))U   1421112345\n0011200000000123456 1234567 12345673 00123456 001234 001234 001234  $$\n";
     const std::string text = "\xEF\xBB\xBF* x\n" + pair + "TTY_YEAR 2024\n" + pair + "TTY_YEAR x\nnothing\n" + kCsv +
                              "OBSFIL a\nSLROBS\nH1 CRD 2\nH2 G 7839\nH3 l 7603901 1155 8820\nH4 0 2004 10 3 12 0 0\n" +
-                             "10 43201 0.25 std 2 2 0 0\nH8\nH9\nH1 CRD 2\nVM_DMA_OBS_ON\n" + kCsv.substr(0, kCsv.size() - 1);
+                             "10 43201 0.25 std 2 2 0 0\nH8\nH9\nH1 CRD 2\nVM_DMA_OBS_ON\n" +
+                             kCsv.substr(0, kCsv.size() - 1);
     struct Found {
         std::string text;
         static void take(const double array[64], std::int64_t line, std::int64_t offset, void* user) {
@@ -286,13 +293,13 @@ TEST_F(Pieces, programsReadLinesWithoutTheStore) {
         for (int i = 1; i < line; ++i) offset = text.find('\n', offset) + 1;
         return std::to_string(line) + "@" + std::to_string(offset);
     };
-    const std::string expected =
-        "2 " + at(2) + " ReadTTY1stLine: Must set the year for TTY input file.|5 " + at(3) + " " +
-        pair.substr(17, pair.size() - 18) + "|6 " + at(4) + " TTY_YEAR 2024|type 4 " + at(5) + "|6 " + at(7) +
-        " TTY_YEAR x|7 " + at(7) + " ReadOnlyObs: No year in the line 'TTY_YEAR x'.|5 " + at(8) + " nothing|type 0 " + at(9) +
-        "|6 " + at(10) + " OBSFIL a|6 " + at(11) + " SLROBS|type 6 " + at(16) + "|2 " + at(19) +
-        " ReadObsRec: No SLROBS line introduces this header of laser ranges.|6 " + at(20) + " VM_DMA_OBS_ON|type 0 " +
-        at(21) + "|";
+    const std::string expected = "2 " + at(2) + " ReadTTY1stLine: Must set the year for TTY input file.|5 " + at(3) +
+                                 " " + pair.substr(17, pair.size() - 18) + "|6 " + at(4) + " TTY_YEAR 2024|type 4 " +
+                                 at(5) + "|6 " + at(7) + " TTY_YEAR x|7 " + at(7) +
+                                 " ReadOnlyObs: No year in the line 'TTY_YEAR x'.|5 " + at(8) + " nothing|type 0 " +
+                                 at(9) + "|6 " + at(10) + " OBSFIL a|6 " + at(11) + " SLROBS|type 6 " + at(16) + "|2 " +
+                                 at(19) + " ReadObsRec: No SLROBS line introduces this header of laser ranges.|6 " +
+                                 at(20) + " VM_DMA_OBS_ON|type 0 " + at(21) + "|";
     for (const std::size_t step : {text.size(), std::size_t{250}}) {
         Found found;
         ObsReadState state{};
@@ -303,7 +310,8 @@ TEST_F(Pieces, programsReadLinesWithoutTheStore) {
             state.isLast = given == text.size() ? 1 : 0;
             const auto from = static_cast<std::size_t>(state.offset);
             ASSERT_EQ(ObsReadLines(text.data() + from, static_cast<std::int64_t>(given - from), &state, Found::take,
-                                   Found::hear, &found), 0);
+                                   Found::hear, &found),
+                      0);
         }
         EXPECT_EQ(found.text, expected) << step;
         EXPECT_EQ(std::tuple(state.ttyYear, state.addressKeys, state.laserSection), std::tuple(2024, 1, 0));

@@ -16,10 +16,37 @@ constexpr double kLightKms = 299792.458;
 constexpr double kDay = 14324;  // 1989 March 20
 
 // LAGEOS 1 from station 7105: a header whose check sum is wrong by one, as in the example known, and its data line.
-const std::string kHeader = "7603901" "89079" "7105" "0702" "5321" "00095942" "00003300407300100650" "54" "1";
-const std::string kPoint = "214360786545" "052035998000" "0000066" "10135" "2905" "055" "010800000" "49";
-const std::string kShot = "214360786545" "052035998000" "10135" "2905" "055" "000000000000" "3" "1234567" "456789"
-                          "00000" "--";
+const std::string kHeader =
+    "7603901"
+    "89079"
+    "7105"
+    "0702"
+    "5321"
+    "00095942"
+    "00003300407300100650"
+    "54"
+    "1";
+const std::string kPoint =
+    "214360786545"
+    "052035998000"
+    "0000066"
+    "10135"
+    "2905"
+    "055"
+    "010800000"
+    "49";
+const std::string kShot =
+    "214360786545"
+    "052035998000"
+    "10135"
+    "2905"
+    "055"
+    "000000000000"
+    "3"
+    "1234567"
+    "456789"
+    "00000"
+    "--";
 
 std::string edited(std::string line, std::size_t column, const std::string& text) {
     return line.replace(column - 1, text.size(), text);
@@ -108,11 +135,24 @@ TEST(SlrBlocks, sampledEngineeringData) {
     FamilyRemoveSensors();
 }
 
-// A pass of LAGEOS 1 from station 7080, 2007 December 2: system delay -837 ps, and its first range, 39894.074961 us with
-// the delay taken off. Read without the sign the range is 251 mm short.
+// A pass of LAGEOS 1 from station 7080, 2007 December 2: system delay -837 ps, and its first range, 39894.074961 us
+// with the delay taken off. Read without the sign the range is 251 mm short.
 TEST(SlrBlocks, theSignOfTheSystemDelay) {
-    const std::string header = "7603901" "07336" "7080" "2419" "5320" "-0000837" "------" "----" "04300" "103000" "--";
-    const std::string raw = "576084437383" "039894074124";
+    const std::string header =
+        "7603901"
+        "07336"
+        "7080"
+        "2419"
+        "5320"
+        "-0000837"
+        "------"
+        "----"
+        "04300"
+        "103000"
+        "--";
+    const std::string raw =
+        "576084437383"
+        "039894074124";
     struct {
         const char* what;
         std::string header;
@@ -132,17 +172,24 @@ TEST(SlrBlocks, theSignOfTheSystemDelay) {
         ASSERT_EQ(read.ranges.size(), one.calibratedPs == 0 ? 0u : 1u) << one.what;
         if (one.calibratedPs != 0)
             EXPECT_NEAR(read.ranges[0].second.range, kLightKms * one.calibratedPs * 1e-12 / 2, 1e-9) << one.what;
-        else
-            EXPECT_EQ(read.refusals.at(0).second, "ReadSlrBlock: Bad pass header/" + one.header);
+        else EXPECT_EQ(read.refusals.at(0).second, "ReadSlrBlock: Bad pass header/" + one.header);
     }
     EXPECT_EQ(Read("99999", {edited(header, 25, "0000-837"), raw}).ranges.size(), 1u) << "not used";
 }
 
 TEST(SlrBlocks, badDataLines) {
     std::vector<std::string> lines{kShot.substr(0, 23), edited(kShot, 24, " ").substr(0, 24), "10 43200.5 0.25 std 2"};
-    for (const auto& [column, text] : {std::pair{20, "X"}, {1, "864010000000"}, {13, "000000000000"},
-                                       {13, "-00000000001"}, {1, "------------"}, {1, "-00000000001"}, {12, "-"},
-                                       {20, "-"}, {1, "."}, {1, "x"}, {30, "."}})
+    for (const auto& [column, text] : {std::pair{20, "X"},
+                                       {1, "864010000000"},
+                                       {13, "000000000000"},
+                                       {13, "-00000000001"},
+                                       {1, "------------"},
+                                       {1, "-00000000001"},
+                                       {12, "-"},
+                                       {20, "-"},
+                                       {1, "."},
+                                       {1, "x"},
+                                       {30, "."}})
         lines.push_back(edited(kShot, static_cast<std::size_t>(column), text));
     for (const std::string& bad : lines) {
         const Read read("88888", {kHeader, kShot, bad, kShot});
@@ -158,8 +205,9 @@ TEST(SlrBlocks, badHeaders) {
     const Read lastYear("99999", {edited(kHeader, 8, "56366"), kPoint});
     EXPECT_EQ(lastYear.ranges.at(0).second.obsTime, 39082.248103063339);  // 2056 December 31
     for (const auto& [column, text, message] :
-         {std::tuple{1, "7603902", "ReadSlr: Laser-ranging satellite 7603902 has no known satellite number, and no "
-                                   "header H3 gives its catalogue number."},
+         {std::tuple{1, "7603902",
+                     "ReadSlr: Laser-ranging satellite 7603902 has no known satellite number, and no "
+                     "header H3 gives its catalogue number."},
           {1, "0000103", "ReadSlr: Ranges to the Moon are not satellite observations: target 103 is Apollo 15."},
           {13, "7998",
            "ReadSlr: Laser station 7998 has no known sensor number; a sensor of the station's own number would do."},
@@ -177,8 +225,7 @@ TEST(SlrBlocks, badHeaders) {
         EXPECT_EQ(read.notes.front(), "ReadSlr: 2 ranges from line 3 on are refused for one reason: " + expected);
         EXPECT_EQ(Read("99999", {header}).refusals, (Refusals{{2, expected}}));
     }
-    EXPECT_EQ(Read("99999", {"99999"}).refusals,
-              (Refusals{{1, "ReadSlrBlock: No pass header follows the mark"}}));
+    EXPECT_EQ(Read("99999", {"99999"}).refusals, (Refusals{{1, "ReadSlrBlock: No pass header follows the mark"}}));
     FamilyRemoveSensors();
 }
 

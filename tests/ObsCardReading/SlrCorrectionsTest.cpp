@@ -26,9 +26,11 @@ TEST(SlrCorrections, publishedNumbers) {
     const ZenithDelayM zenith = mendesPavlisZenithM(kInput);
     EXPECT_NEAR(zenith.hydrostatic, 1.932992177, 5e-10);
     EXPECT_NEAR(zenith.wet, 0.002233748, 5e-10);
-    for (const auto& [elevationDeg, mariniMurray, mendesPavlis] :
-         {std::tuple{90, 1.93612, 1.93523}, {45, 2.73477, 2.73345}, {20, 5.61005, 5.60673},
-          {15, 7.35871, 7.35420}, {10, 10.74578, 10.74370}}) {
+    for (const auto& [elevationDeg, mariniMurray, mendesPavlis] : {std::tuple{90, 1.93612, 1.93523},
+                                                                   {45, 2.73477, 2.73345},
+                                                                   {20, 5.61005, 5.60673},
+                                                                   {15, 7.35871, 7.35420},
+                                                                   {10, 10.74578, 10.74370}}) {
         EXPECT_NEAR(mariniMurrayM(kInput, elevationDeg), mariniMurray, 5e-6) << elevationDeg;
         EXPECT_NEAR(mendesPavlisM(kInput, elevationDeg), mendesPavlis, 5e-6) << elevationDeg;
     }

@@ -167,7 +167,8 @@ TEST_F(Crd, stationsOfTheSensorLibrary) {
     const char* path = OBS_EXAMPLES "/laser_ranging/crd2_all_fields.frd";
     EXPECT_EQ(ObsLoadSlrFileGID(path, 5), 2);
     expectCounts(0, 0, 4);
-    std::erase_if(told_, [](const Told& told) { return told.kind == kLineUnknownSensor && told.reason == "laser station 7825"; });
+    std::erase_if(
+        told_, [](const Told& told) { return told.kind == kLineUnknownSensor && told.reason == "laser station 7825"; });
     ASSERT_EQ(told_.size(), 4u);
     EXPECT_EQ(told_[3].line, 23);
     const std::string reason =
@@ -253,8 +254,7 @@ TEST_F(Crd, headers) {
         {kH12 + "H3 LAGEOS 1    7603901 1155     8820 0\n" + h4 + "2 0\n", nullptr},
         {v1 + "H3 lageos-no-107603901 1155     8820 0 1\n" + h4 + "2 0\n", nullptr},
         {v1 + "H3 a 105501 4378 26997 0 1 1\n" + kStart, nullptr, 26997},
-        {"H1 CRD  1 2021 01 27 09\nH2 GRAZ 1893  7839 34 02\nH3 jason1      105501 4378    26997 0 1\n" + h4 +
-             "2 0\n",
+        {"H1 CRD  1 2021 01 27 09\nH2 GRAZ 1893  7839 34 02\nH3 jason1      105501 4378    26997 0 1\n" + h4 + "2 0\n",
          nullptr, 26997},
         {v1 + "H3 lageos1     7603901 1155     8820 0 1\n" + h4 + "1 0\n", nullptr, 8820, kLightKms / 4},
         {kHead + "H4 0 2004 10 03 12 00 00 na na na na na na 0 01 0 0 00 0 2 0\n", nullptr, 8820, kLightKms / 8, 5},
@@ -307,8 +307,9 @@ TEST_F(Crd, midnightAndHeadersCarriedOver) {
     expectRange(stored(2), {6, 8820, 161, 20001, 0.625, kLightKms * 0.125});
     expectRange(stored(3), {2, 8820, 161, 20000, 86399.75, kLightKms * 0.25, 12, 22});
     expectRange(stored(4), {6, 8820, 161, 20001, 300, kLightKms * 0.25});
-    EXPECT_EQ(log_.informations[0], "ReadCrd: The session with data from line 13 on has no header H3; the satellite of "
-                                    "the session before is kept.");
+    EXPECT_EQ(log_.informations[0],
+              "ReadCrd: The session with data from line 13 on has no header H3; the satellite of "
+              "the session before is kept.");
 }
 
 // Conditions between two records 20, the elevation between two records 30, the wavelength by the configuration's id,
@@ -318,9 +319,9 @@ TEST_F(Crd, whatCorrectionsAreGiven) {
     const std::string session =
         kHead + kStart + "C0 0 1064.0 ir\n20 43300 910 290 30 0\n20 43200 900 280 na 0\n" +
         "20 43240 0 280 40\n20 43245 900 12 40\n30 43248 0 30\n30 43252 0 34\n10 43250 0.25 std 1\n" +
-        "10 43290 0.25 ir 1\n12 43290 ir 5000 1.5\n10 43295 0.25 ir 1\nH8\n" +
-        kStart.substr(0, kStart.find('\n') + 1) + "C0 0 na ir\n20 43250 905 285 30 0\n30 43250 0 32\n" +
-        "10 43250.0005 0.25 std 1\n10 43250.0007 0.25 ir 1\n" + kEnd;
+        "10 43290 0.25 ir 1\n12 43290 ir 5000 1.5\n10 43295 0.25 ir 1\nH8\n" + kStart.substr(0, kStart.find('\n') + 1) +
+        "C0 0 na ir\n20 43250 905 285 30 0\n30 43250 0 32\n" + "10 43250.0005 0.25 std 1\n10 43250.0007 0.25 ir 1\n" +
+        kEnd;
     setSlrCorrections({SlrTroposphere::mendesPavlis, true});
     const std::string applied = kHead + "H4 0 2004 10 04 12 00 00 na na na na na na 0 1 0 0 1 0 2 0\n10 9 0.2 std 2\n";
     write("applied.crd", applied + kEnd);

@@ -5,8 +5,8 @@
 #include <random>
 #include <sstream>
 
-#include "Obs/CardLayouts/Tty.h"
 #include "Obs/CardLayouts/LineReader.h"
+#include "Obs/CardLayouts/Tty.h"
 #include "Obs/ObsCardReading/Cards/Tty.h"
 #include "siblings/include/ObsFamily.h"
 #include "siblings/include/Services.h"
@@ -17,9 +17,7 @@ namespace obs::test {
 
 namespace {
 
-std::vector<Case> ttyCases() {
-    return readCases(OBS_TEST_DATA "/tty/tty.cases");
-}
+std::vector<Case> ttyCases() { return readCases(OBS_TEST_DATA "/tty/tty.cases"); }
 
 /// The cases' first message of a type, as two cards.
 Case messageOfType(char type) {
@@ -33,9 +31,7 @@ std::string inBrackets(const std::string& card) {
     return "(" + card + std::string(kCardLength - card.size(), ' ') + ").";
 }
 
-std::string messageOf(const MaybeRefusal& refusal) {
-    return refusal ? refusal->message() : "";
-}
+std::string messageOf(const MaybeRefusal& refusal) { return refusal ? refusal->message() : ""; }
 
 struct TtyCases : testing::Test {
     ReadSettings settings_{.ttyYear = 2024};

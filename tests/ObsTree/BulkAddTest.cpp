@@ -11,8 +11,8 @@
 
 namespace obs::test {
 
-// Whatever the order of the keys, the kinds of observation and the size of the store, batches leave what single additions
-// leave, with removals in between: keys, order of insertion, groups and refusals.
+// Whatever the order of the keys, the kinds of observation and the size of the store, batches leave what single
+// additions leave, with removals in between: keys, order of insertion, groups and refusals.
 TEST(BulkAdd, leavesWhatSingleAdditionsLeave) {
     std::mt19937_64 random(7);
     const auto pick = [&](std::size_t n) { return static_cast<std::int64_t>(random() % n); };
@@ -20,7 +20,8 @@ TEST(BulkAdd, leavesWhatSingleAdditionsLeave) {
         for (const std::size_t before : {0u, 10u, 5000u}) {
             std::vector<std::pair<std::int64_t, ObsRecord>> input;
             for (std::size_t i = 0; i < before + 3000; ++i) {
-                ObsRecord rec = rangeRecord(pick(20) == 0 ? std::numeric_limits<double>::quiet_NaN() : static_cast<double>(pick(2)));
+                ObsRecord rec = rangeRecord(pick(20) == 0 ? std::numeric_limits<double>::quiet_NaN()
+                                                          : static_cast<double>(pick(2)));
                 if (pick(3) == 0) rec.obsType = 11;
                 rec.satPos[1] = static_cast<double>(pick(2));
                 input.emplace_back((static_cast<std::int64_t>(i / 3) + pick(scatter)) * 10'000'000'000 + 5'000, rec);
@@ -38,9 +39,11 @@ TEST(BulkAdd, leavesWhatSingleAdditionsLeave) {
                     std::int64_t key = input[i].first;
                     ObsRecord rec = input[i].second;
                     if (inBulk && i >= before) batch.add(key, rec);
-                    else if (add(key, input[i].second, i < before ? 0 : 3) == kStatusDuplicate) result.refused.push_back(i);
+                    else if (add(key, input[i].second, i < before ? 0 : 3) == kStatusDuplicate)
+                        result.refused.push_back(i);
                     if ((i + 1 - before) % 1000 != 0) continue;
-                    for (const BulkAdd::Refused& refused : batch.commit()) result.refused.push_back(i - 999 + refused.position);
+                    for (const BulkAdd::Refused& refused : batch.commit())
+                        result.refused.push_back(i - 999 + refused.position);
                     const std::vector<std::int64_t> keys = checkedKeys();
                     for (std::size_t gone = i % 5; gone < keys.size(); gone += 5) obsremovenode(keys[gone]);
                 }
@@ -77,9 +80,9 @@ TEST(BulkAdd, standsBesideOtherChanges) {
     for (int round = 0; round < 5; ++round) {
         for (std::int64_t i = 0; i < 9000; ++i) obsremovenode(2 * i);
         for (std::int64_t i = 0; i < 9000; ++i) {
-        ObsRecord rec(withParts);
-        batch.add(2 * i, rec);
-    }
+            ObsRecord rec(withParts);
+            batch.add(2 * i, rec);
+        }
         batch.commit();
     }
     EXPECT_LT(gStore.pools.slotsUsed(), used + 5000) << "removed places are used again";

@@ -25,7 +25,8 @@ TEST(Keys, aFieldKeyIsTimeSatelliteSensor) {
     const Case cases[] = {
         {12345, 211, noon, 12'960'000'012'345'211},
         {10'000'001, 1211, noon, 12'960'000'000'001'211},
-        {12345, 211, family::tcomps2utc(2020, 33, 1, 2, 3.44), ObsFieldsToObsKey(12345, 211, family::tcomps2utc(2021, 33, 1, 2, 3.44))},
+        {12345, 211, family::tcomps2utc(2020, 33, 1, 2, 3.44),
+         ObsFieldsToObsKey(12345, 211, family::tcomps2utc(2021, 33, 1, 2, 3.44))},
         {-1, 211, noon, kNoKey},
         {12345, -1, noon, kNoKey},
         {-10'000'000, 211, noon, kNoKey},
@@ -36,7 +37,8 @@ TEST(Keys, aFieldKeyIsTimeSatelliteSensor) {
     };
     for (const Case& c : cases) {
         std::int64_t key = 0;
-        EXPECT_EQ(ObsFieldsToObsKeyML(c.satNum, c.senNum, c.time, &key), c.key) << c.satNum << ' ' << c.senNum << ' ' << c.time;
+        EXPECT_EQ(ObsFieldsToObsKeyML(c.satNum, c.senNum, c.time, &key), c.key)
+            << c.satNum << ' ' << c.senNum << ' ' << c.time;
         EXPECT_EQ(key, c.key);
     }
     const std::int64_t lastOfYear = ObsFieldsToObsKey(9'999'999, 999, family::tcomps2utc(2024, 366, 23, 59, 59.999));

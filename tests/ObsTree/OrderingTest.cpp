@@ -26,10 +26,12 @@ Before beforeIn(int code) {
     switch (code) {
         case 1: return by([](const ObsRecord& r) { return std::tie(r.obsTime, r.senNum, r.obsType, r.elOrDec); });
         case 2: return by([](const ObsRecord& r) { return std::tie(r.obsTime, r.elOrDec); });
-        case 3: return by([](const ObsRecord& r) { return std::tie(r.obsTime, r.senNum, r.obsType, r.elOrDec, r.satNum); });
+        case 3:
+            return by([](const ObsRecord& r) { return std::tie(r.obsTime, r.senNum, r.obsType, r.elOrDec, r.satNum); });
         case 4: return by([](const ObsRecord& r) { return std::tie(r.senNum, r.satNum, r.obsTime, r.elOrDec); });
         case 5: return by([](const ObsRecord& r) { return std::tie(r.senNum, r.obsTime, r.elOrDec); });
-        case 6: return by([](const ObsRecord& r) { return std::tie(r.senNum, r.satNum, r.obsType, r.obsTime, r.elOrDec); });
+        case 6:
+            return by([](const ObsRecord& r) { return std::tie(r.senNum, r.satNum, r.obsType, r.obsTime, r.elOrDec); });
         case 7: return by([](const ObsRecord& r) { return std::tie(r.satNum, r.senNum, r.obsType, r.elOrDec); });
         case 8: return by([](const ObsRecord& r) { return std::tie(r.indicator1); });  // set to the order of adding
         case 10: return by([](const ObsRecord& r) { return std::tie(r.satNum, r.senNum, r.obsTime); });
@@ -67,14 +69,39 @@ std::vector<Entry> fillStore(bool oddTypes) {
 TEST(Ordering, allOrdersMatchAStableSort) {
     for (const bool oddTypes : {false, true}) {
         const std::vector<Entry> entries = fillStore(oddTypes);
-        for (const std::int32_t code : {-13, -10, -9, -8, -7, -6, -5, -4, -3, -2, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11,
-                                        std::numeric_limits<std::int32_t>::max(), std::numeric_limits<std::int32_t>::min()}) {
+        for (const std::int32_t code : {-13,
+                                        -10,
+                                        -9,
+                                        -8,
+                                        -7,
+                                        -6,
+                                        -5,
+                                        -4,
+                                        -3,
+                                        -2,
+                                        -1,
+                                        0,
+                                        1,
+                                        2,
+                                        3,
+                                        4,
+                                        5,
+                                        6,
+                                        7,
+                                        8,
+                                        9,
+                                        10,
+                                        11,
+                                        std::numeric_limits<std::int32_t>::max(),
+                                        std::numeric_limits<std::int32_t>::min()}) {
             const auto magnitude = std::abs(std::int64_t{code});
             const Before before = beforeIn(magnitude > 10 ? 0 : static_cast<int>(magnitude));
             std::vector<Entry> sorted = entries;
-            std::stable_sort(sorted.begin(), sorted.end(), [&](const Entry& a, const Entry& b) { return before(a.rec, b.rec); });
+            std::stable_sort(sorted.begin(), sorted.end(),
+                             [&](const Entry& a, const Entry& b) { return before(a.rec, b.rec); });
             if (code > 0 && code != kTreeOrder) std::reverse(sorted.begin(), sorted.end());
-            for (const std::optional<std::int32_t> gid : {std::optional<std::int32_t>{}, std::optional<std::int32_t>{1}}) {
+            for (const std::optional<std::int32_t> gid :
+                 {std::optional<std::int32_t>{}, std::optional<std::int32_t>{1}}) {
                 std::vector<std::int64_t> expected;
                 for (const Entry& entry : sorted)
                     if (!gid || entry.rec.indicator1 % 3 == *gid) expected.push_back(entry.key);
@@ -89,9 +116,11 @@ TEST(Ordering, allOrdersMatchAStableSort) {
                     const auto fitting = static_cast<std::size_t>(std::min(room, count));
                     std::vector<std::int64_t> listed(expected.size() + 1, -5);
                     std::int32_t found = -1;
-                    EXPECT_EQ(ObsListKeys(code, gid.has_value(), gid.value_or(9), room, listed.data(), &found), room < count ? 2 : 0);
+                    EXPECT_EQ(ObsListKeys(code, gid.has_value(), gid.value_or(9), room, listed.data(), &found),
+                              room < count ? 2 : 0);
                     EXPECT_EQ(found, count);
-                    EXPECT_TRUE(std::equal(listed.begin(), listed.begin() + static_cast<std::ptrdiff_t>(fitting), expected.begin()));
+                    EXPECT_TRUE(std::equal(listed.begin(), listed.begin() + static_cast<std::ptrdiff_t>(fitting),
+                                           expected.begin()));
                     EXPECT_EQ(listed[fitting], -5) << "wrote too far";
                 }
             }

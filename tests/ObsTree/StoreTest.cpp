@@ -41,7 +41,8 @@ TEST_F(StoreTest, behavesAsAnOrderedMap) {
     std::map<std::int64_t, double> model;  // key to range; equal ranges are equal observations
     constexpr std::int64_t kKeys = 4000;
     const auto modelAdd = [&](std::int64_t key, double range) {
-        const std::uint64_t fingerprint = equalityFingerprint(rangeRecord(range), timeSteps(rangeRecord(range).obsTime).back());
+        const std::uint64_t fingerprint =
+            equalityFingerprint(rangeRecord(range), timeSteps(rangeRecord(range).obsTime).back());
         for (int tries = 0; tries < kMaxRekeys; ++tries, key = family::nextsatkey(key, fingerprint)) {
             const auto [place, added] = model.emplace(key, range);
             if (added) return key;
@@ -58,9 +59,7 @@ TEST_F(StoreTest, behavesAsAnOrderedMap) {
             const std::int32_t status = add(stored, rangeRecord(range));
             const std::int64_t expected = modelAdd(key, range);
             ASSERT_EQ(status == kStatusDuplicate, expected == kNoKey);
-            if (expected != kNoKey) {
-                ASSERT_EQ(stored, expected);
-            }
+            if (expected != kNoKey) { ASSERT_EQ(stored, expected); }
         } else if (choice < 570) {
             BulkAdd batch(7);
             ObsRecord rec = rangeRecord(range);
@@ -70,8 +69,9 @@ TEST_F(StoreTest, behavesAsAnOrderedMap) {
             const std::size_t size = random() % 300;
             const bool ascending = random() % 2 == 0;
             for (std::size_t i = 0; i < size; ++i) {
-                const std::int64_t each = (ascending ? static_cast<std::int64_t>(i * 13) : static_cast<std::int64_t>(random() % kKeys)) *
-                                          10'000'000'000;
+                const std::int64_t each =
+                    (ascending ? static_cast<std::int64_t>(i * 13) : static_cast<std::int64_t>(random() % kKeys)) *
+                    10'000'000'000;
                 batch.add(each, rec);
                 if (modelAdd(each, range) == kNoKey) expected.push_back(i);
             }
@@ -119,9 +119,9 @@ TEST_F(StoreTest, knowsDuplicatesByType) {
         bool matters;
     };
     const Case cases[] = {
-        {0, &ObsRecord::rangeRate, true}, {0, &ObsRecord::range, false},   {1, &ObsRecord::elOrDec, true},
-        {3, &ObsRecord::rangeRate, true}, {4, &ObsRecord::azRate, true},   {18, &ObsRecord::range, true},
-        {5, &ObsRecord::azOrRa, true},    {19, &ObsRecord::range, false},  {6, &ObsRecord::range, true},
+        {0, &ObsRecord::rangeRate, true}, {0, &ObsRecord::range, false},     {1, &ObsRecord::elOrDec, true},
+        {3, &ObsRecord::rangeRate, true}, {4, &ObsRecord::azRate, true},     {18, &ObsRecord::range, true},
+        {5, &ObsRecord::azOrRa, true},    {19, &ObsRecord::range, false},    {6, &ObsRecord::range, true},
         {6, &ObsRecord::elOrDec, false},  {2, &ObsRecord::rangeAccel, true}, {5, &ObsRecord::obsTime, true},
     };
     for (const Case& c : cases) {
@@ -145,8 +145,9 @@ namespace {
 
 constexpr std::int64_t kSharedKey = 12'960'000'012'345'211;
 
-constexpr double ObsRecord::*kValues[] = {&ObsRecord::elOrDec, &ObsRecord::azOrRa, &ObsRecord::range, &ObsRecord::rangeRate,
-                                          &ObsRecord::elRate, &ObsRecord::azRate, &ObsRecord::rangeAccel};
+constexpr double ObsRecord::*kValues[] = {&ObsRecord::elOrDec,   &ObsRecord::azOrRa, &ObsRecord::range,
+                                          &ObsRecord::rangeRate, &ObsRecord::elRate, &ObsRecord::azRate,
+                                          &ObsRecord::rangeAccel};
 
 std::int32_t addToSharedKey(const ObsRecord& rec) {
     std::int64_t key = kSharedKey;
@@ -181,8 +182,9 @@ TEST_F(StoreTest, differentObservationsUnderOneKeyStayAndEqualsDoNot) {
         std::int32_t type;
         std::string_view compared;
     };
-    const Case cases[] = {{0, "...x..."}, {1, "xxxxxxx"}, {2, "xxxxxxx"},  {3, "xxxxxxx"}, {4, "xxxxxxx"}, {5, "xx....."},
-                          {6, "..x...."}, {8, "xxxxxxx"}, {18, "xxxxxxx"}, {9, "xx....."}, {19, "xx....."}};
+    const Case cases[] = {{0, "...x..."},  {1, "xxxxxxx"}, {2, "xxxxxxx"}, {3, "xxxxxxx"},
+                          {4, "xxxxxxx"},  {5, "xx....."}, {6, "..x...."}, {8, "xxxxxxx"},
+                          {18, "xxxxxxx"}, {9, "xx....."}, {19, "xx....."}};
     for (const Case& c : cases) {
         obsemptytree();
         ObsRecord base = rangeRecord(0);
@@ -194,7 +196,8 @@ TEST_F(StoreTest, differentObservationsUnderOneKeyStayAndEqualsDoNot) {
             stored.emplace_back(base).obsTime = stepped(base.obsTime, 10 * i);
             stored.emplace_back(base).obsTime = base.obsTime + 365.0 * i;  // the same moment of another year
         }
-        for (std::size_t i = 0; i < stored.size(); ++i) ASSERT_NE(addToSharedKey(stored[i]), kStatusDuplicate) << c.type << ": " << i;
+        for (std::size_t i = 0; i < stored.size(); ++i)
+            ASSERT_NE(addToSharedKey(stored[i]), kStatusDuplicate) << c.type << ": " << i;
         for (const int lastPlaces : {-4, 0, 4})
             for (const ObsRecord& rec : stored)
                 ASSERT_EQ(addToSharedKey(equalOf(rec, c.compared, lastPlaces)), kStatusDuplicate) << c.type;
@@ -247,7 +250,8 @@ TEST_F(StoreTest, noInputMakesAddingQuadratic) {
         key ^= key >> 32;
         if (key < static_cast<std::uint64_t>(kLastFieldKeyLimit)) crafted.push_back(static_cast<std::int64_t>(key));
     }
-    const double ordinary = secondsToAdd([](std::size_t i) { return static_cast<std::int64_t>(i) * 10'000'000'000; }, kTypeRange);
+    const double ordinary =
+        secondsToAdd([](std::size_t i) { return static_cast<std::int64_t>(i) * 10'000'000'000; }, kTypeRange);
     EXPECT_LT(secondsToAdd([&](std::size_t i) { return crafted[i]; }, kTypeRange), 20 * ordinary);
     EXPECT_LT(secondsToAdd([](std::size_t) { return kSharedKey; }, kTypeEciPositionVelocity), 50 * ordinary);
 }
@@ -296,7 +300,8 @@ TEST_F(StoreTest, keepsAddressKeysApartAndNeverTrustsThem) {
     ASSERT_TRUE(obsfindrec(second, found));
     EXPECT_EQ(found.csvData->csvChar, 'T');
     EXPECT_EQ(obsremovenode(first), kStatusOk);
-    for (const std::int64_t key : {first, first + 1, second + 8, std::int64_t{4'000'000'000'000'000'000}, INT64_MAX, kLastFieldKeyLimit + 1}) {
+    for (const std::int64_t key :
+         {first, first + 1, second + 8, std::int64_t{4'000'000'000'000'000'000}, INT64_MAX, kLastFieldKeyLimit + 1}) {
         std::string_view reason;
         EXPECT_FALSE(obsfindrec(key, found, &reason)) << key;
         EXPECT_EQ(obsremovenode(key), kStatusRefused) << key;
@@ -320,7 +325,9 @@ TEST_F(StoreTest, emptyingGivesTheMemoryOfAddressKeysBack) {
         std::vector<std::int64_t> again(keys.size(), kNewAddressKey);
         for (std::int64_t& key : round == 0 ? keys : again) add(key, rangeRecord(1));
         if (round == 0) EXPECT_TRUE(isInMemory(keys[0]));
-        else EXPECT_TRUE(std::none_of(again.begin(), again.end(), [&](auto key) { return std::binary_search(keys.begin(), keys.end(), key); }));
+        else
+            EXPECT_TRUE(std::none_of(again.begin(), again.end(),
+                                     [&](auto key) { return std::binary_search(keys.begin(), keys.end(), key); }));
         obsemptytree();
         std::sort(keys.begin(), keys.end());
         EXPECT_FALSE(isInMemory(keys[1000]));
@@ -351,9 +358,7 @@ TEST_F(StoreTest, aForkedChildGoesOnOrIsTold) {
             try {
                 std::int64_t next = 2;
                 return add(next, rangeRecord(2)) <= kStatusGrown && obsgetnumoftreenodes() == 2 ? 0 : 1;
-            } catch (const StoreLost&) {
-                return 2;
-            }
+            } catch (const StoreLost&) { return 2; }
         });
         leave = true;
         other.join();
@@ -376,14 +381,18 @@ TEST_F(StoreTest, aGroupThatStaysForWantOfMemoryIsTold) {
                   const rlimit nothingMore{1, 1};
                   setrlimit(RLIMIT_AS, &nothingMore);
                   void* volatile taken = nullptr;
-                  do taken = std::malloc(1 << 20); while (taken != nullptr);
+                  do taken = std::malloc(1 << 20);
+                  while (taken != nullptr);
                   FamilyClearLastError();
                   if (removegidobs(4) != kStatusOk) return 1;
                   char text[512];
                   FamilyGetLastError(text);
                   return std::string_view(text, 512).starts_with("ObsRemoveGID: Out of memory.") &&
-                                 obsgetnumoftreenodes(4) == 300'000 ? 0 : 2;
-              }), 0);
+                                 obsgetnumoftreenodes(4) == 300'000
+                             ? 0
+                             : 2;
+              }),
+              0);
 }
 #endif
 
@@ -428,7 +437,8 @@ TEST_F(StoreTest, countsGroupsAndNumbersInsertions) {
 TEST_F(StoreTest, keepsWholeRecords) {
     ObsRecord rec;
     double value = 0.5;
-    forEachFieldOf<ObsFields>([&](auto field) { field.in(rec) = static_cast<typename decltype(field)::Value>(value += 1); });
+    forEachFieldOf<ObsFields>(
+        [&](auto field) { field.in(rec) = static_cast<typename decltype(field)::Value>(value += 1); });
     rec.secClass = 'S';
     rec.equinoxInd = -7;
     rec.senNum = INT32_MAX;

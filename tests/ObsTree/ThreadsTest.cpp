@@ -40,12 +40,12 @@ bool lookAt(std::int64_t key, std::atomic<int>& torn) {
     char secClass, type;
     std::int32_t sat, sen, i1, i2, a1, a2;
     double time, el, az, range, rate, elRate, azRate, accel, pos[3], vel[3], cleared[128];
-    if (ObsGetAllFields(key, &secClass, &sat, &sen, &time, &el, &az, &range, &rate, &elRate, &azRate, &accel, &type, &i1, &i2,
-                        &a1, &a2, pos, vel, cleared) != 0)
+    if (ObsGetAllFields(key, &secClass, &sat, &sen, &time, &el, &az, &range, &rate, &elRate, &azRate, &accel, &type,
+                        &i1, &i2, &a1, &a2, pos, vel, cleared) != 0)
         return false;
     const int number = a1;
-    if (a2 != number || sen != number % 1000 || el != number / 1e4 || az != number / 1e4 || range != number || type != '2' ||
-        sat != 5)
+    if (a2 != number || sen != number % 1000 || el != number / 1e4 || az != number / 1e4 || range != number ||
+        type != '2' || sat != 5)
         ++torn;
     return true;
 }
@@ -76,8 +76,8 @@ struct Folder {
     const bool refused = std::string_view(text, 512).find("when this process was forked") != std::string_view::npos;
     const std::string card = cardOf(kObservations + 1), file = folder.path / ("child" + std::to_string(getpid()));
     double height = 0, latitude = 0, longitude = 0;
-    const bool siblingsWork = FamilyGetSensor(1001, text, &latitude, &longitude, &height) == 0 && ObsSetSelObs("sat=5") == 0 &&
-                              FamilySetEarthOrientation(0, 0, 0, 0) == 0;
+    const bool siblingsWork = FamilyGetSensor(1001, text, &latitude, &longitude, &height) == 0 &&
+                              ObsSetSelObs("sat=5") == 0 && FamilySetEarthOrientation(0, 0, 0, 0) == 0;
     if (!siblingsWork) return 2;
     std::vector<std::int64_t> keys(2 * kObservations);
     std::int32_t listed = -1;
@@ -86,8 +86,12 @@ struct Folder {
     const std::int32_t saved = ObsSaveFile(file.c_str(), 0, 0);
     std::filesystem::remove(file);
     const std::int32_t loaded = ObsLoadFile(folder.deck.c_str());
-    if (refused) return count == 0 && listing == 2 && added == -1 && saved != 0 && loaded != 0 && ObsRemoveAll() == 2 ? 1 : 2;
-    return listing == 0 && listed == count && added > 0 && saved == 0 && loaded == 0 && ObsGetCount() > count && ObsRemoveAll() == 0 ? 0 : 2;
+    if (refused)
+        return count == 0 && listing == 2 && added == -1 && saved != 0 && loaded != 0 && ObsRemoveAll() == 2 ? 1 : 2;
+    return listing == 0 && listed == count && added > 0 && saved == 0 && loaded == 0 && ObsGetCount() > count &&
+                   ObsRemoveAll() == 0
+               ? 0
+               : 2;
 }
 
 }  // namespace
@@ -123,7 +127,8 @@ TEST(Threads, aSaveHoldsUpdatersButNoReaders) {
     fcntl(reading, F_SETFL, 0);
     std::string saved;
     char block[4096];
-    for (ssize_t got; (got = read(reading, block, sizeof block)) > 0;) saved.append(block, static_cast<std::size_t>(got));
+    for (ssize_t got; (got = read(reading, block, sizeof block)) > 0;)
+        saved.append(block, static_cast<std::size_t>(got));
     saver.join();
     updater.join();
     close(reading);
@@ -132,8 +137,8 @@ TEST(Threads, aSaveHoldsUpdatersButNoReaders) {
     EXPECT_EQ(ObsGetCount(), kObservations + 1);
 }
 
-// NOTE: the thread sanitizer does not follow a process through a fork, and the address sanitizer of g++ 12 may leave a lock of
-// its own taken in the child.
+// NOTE: the thread sanitizer does not follow a process through a fork, and the address sanitizer of g++ 12 may leave a
+// lock of its own taken in the child.
 #if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
 // Whatever other threads are doing at a fork, it returns soon, and the child works or is told.
 TEST(Threads, aForkNeitherWaitsNorLeavesItsChildHanging) {
@@ -159,7 +164,8 @@ TEST(Threads, aForkNeitherWaitsNorLeavesItsChildHanging) {
     });
     threads.emplace_back([&] {
         std::vector<std::int64_t> keys(2 * kObservations);
-        for (std::int32_t count; !stop;) ObsListKeys(-1, 0, 0, static_cast<std::int32_t>(keys.size()), keys.data(), &count);
+        for (std::int32_t count; !stop;)
+            ObsListKeys(-1, 0, 0, static_cast<std::int32_t>(keys.size()), keys.data(), &count);
     });
     int outcomes[3] = {};
     for (int round = 0; round < 50; ++round) {
@@ -270,7 +276,9 @@ TEST(Threads, linesAreReadSideBySide) {
             state.offset = from;
             ObsReadLines(
                 text.data() + from, to - from, &state,
-                [](const double array[64], std::int64_t, std::int64_t, void* user) { *static_cast<double*>(user) += array[14]; },
+                [](const double array[64], std::int64_t, std::int64_t, void* user) {
+                    *static_cast<double*>(user) += array[14];
+                },
                 nullptr, &sum);
         });
         from = to;

@@ -1,6 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /* Both public headers in a strict C program, in either order, and one call. */
-#include "ObsDllExports.h"
 #include <ObsFamily.h>
 #include "ObsDllExports.h"
 

@@ -64,8 +64,10 @@ TEST(RotradecEqnx2date, StartOfTheYearIsItsFirstInstant) {
     EXPECT_NEAR(std::remainder(jump, 360.0) * 3600, 46.1, 0.1);
 }
 
-constexpr StateKm kReferenceTeme{{5094.18016210, 6127.64465950, 6380.34453270}, {-4.746131487, 0.785818041, 5.531931288}};
-constexpr StateKm kReferenceItrs{{-1033.4793830, 7901.2952754, 6380.3565958}, {-3.225636520, -2.872451450, 5.531924446}};
+constexpr StateKm kReferenceTeme{{5094.18016210, 6127.64465950, 6380.34453270},
+                                 {-4.746131487, 0.785818041, 5.531931288}};
+constexpr StateKm kReferenceItrs{{-1033.4793830, 7901.2952754, 6380.3565958},
+                                 {-3.225636520, -2.872451450, 5.531924446}};
 constexpr StateKm kReferenceJ2000{{5102.50960, 6123.01152, 6378.13630}, {-4.7432196, 0.7905366, 5.53375619}};
 
 void expectNear(const StateKm& got, const StateKm& wanted, double km, double kms) {

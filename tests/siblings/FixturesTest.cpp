@@ -72,9 +72,7 @@ struct Fixtures : testing::Test {
     std::map<std::string, double> worst;
 };
 
-double distance(const double a[3], const double b[3]) {
-    return std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]);
-}
+double distance(const double a[3], const double b[3]) { return std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]); }
 
 std::array<double, 3> direction(double ra, double dec) {
     return {std::cos(dec) * std::cos(ra), std::cos(dec) * std::sin(ra), std::sin(dec)};

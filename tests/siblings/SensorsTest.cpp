@@ -41,8 +41,7 @@ protected:
         return FamilyLoadSensors(file_.c_str());
     }
 
-    std::string file_ =
-        std::filesystem::temp_directory_path() / ("sensors." + std::to_string(::getpid()) + ".csv");
+    std::string file_ = std::filesystem::temp_directory_path() / ("sensors." + std::to_string(::getpid()) + ".csv");
 };
 
 TEST_F(SensorsTest, AddGetAndRemove) {
@@ -65,7 +64,8 @@ TEST_F(SensorsTest, AddGetAndRemove) {
 
 TEST_F(SensorsTest, LoadsAFile) {
     EXPECT_EQ(load("Number, Description, Latitude_deg, Longitude_deg, Height_m\r\n"
-                   "7090, Yarragadee ,-29.0464,115.3467,244\r\n\r\n7840,Herstmonceux,50.8674,.3361,75.4"), 0);
+                   "7090, Yarragadee ,-29.0464,115.3467,244\r\n\r\n7840,Herstmonceux,50.8674,.3361,75.4"),
+              0);
     SensorData sensor;
     EXPECT_EQ(desctokey("Yarragadee"), 7090);
     ASSERT_EQ(getsendata(7090, sensor), 0);
@@ -77,10 +77,12 @@ TEST_F(SensorsTest, LoadsAFile) {
 }
 
 TEST_F(SensorsTest, LeavesBadLinesOut) {
-    for (const char* line : {"7.5,half,0,0,0", ",none,0,0,0", "7,latitude,91,0,0", "7,few,0,0",
-                             "7,many,0,0,0,0", "7,words,0,east,0", "7,empty,0,,0"}) {
-        EXPECT_EQ(load("number,description,latitude_deg,longitude_deg,height_m\n5,good,0,0,0\n" +
-                       std::string(line) + "\n6,also good,0,0,0\n"), 2) << line;
+    for (const char* line : {"7.5,half,0,0,0", ",none,0,0,0", "7,latitude,91,0,0", "7,few,0,0", "7,many,0,0,0,0",
+                             "7,words,0,east,0", "7,empty,0,,0"}) {
+        EXPECT_EQ(load("number,description,latitude_deg,longitude_deg,height_m\n5,good,0,0,0\n" + std::string(line) +
+                       "\n6,also good,0,0,0\n"),
+                  2)
+            << line;
         char text[512];
         FamilyGetLastError(text);
         EXPECT_EQ(chararrtostr(text).find("FamilyLoadSensors: Bad line 3 of file " + file_), 0U) << line;
@@ -111,9 +113,13 @@ TEST_F(SensorsTest, ShippedLaserStations) {
         std::string_view description;
         std::array<double, 3> positionM, velocity;
     } const stations[] = {
-        {18, "7090 Yarragadee MOBLAS-5", {-2389007.77005032, 5043329.48581405, -3078523.97088064},
+        {18,
+         "7090 Yarragadee MOBLAS-5",
+         {-2389007.77005032, 5043329.48581405, -3078523.97088064},
          {-.0468239683, .00797007646, .0509599890}},
-        {93, "7110 Monument P MOBLAS-4", {-2386278.76756282, -4802353.67239530, 3444881.84657152},
+        {93,
+         "7110 Monument P MOBLAS-4",
+         {-2386278.76756282, -4802353.67239530, 3444881.84657152},
          {-.0307701148, .0254090034, .0139238319}},
     };
     ASSERT_EQ(FamilyLoadSensors(OBS_SHIPPED_DATA "/laser_stations.csv"), 0);

@@ -245,7 +245,8 @@ TEST_F(ServicesTest, FlushedBeforeAndAfterTheNameIsNew) {
             EXPECT_EQ(flushed, test.flushed) << test.after;
             EXPECT_EQ(contentOf(path("a")), test.after);
             EXPECT_EQ(lastError(), told ? "fileclose: Cannot flush the folder of a file that is written, " +
-                                              directory_.native() + ": Input/output error" : "");
+                                              directory_.native() + ": Input/output error"
+                                        : "");
         }
     }
     flushOfFolderFails = 0;
@@ -263,12 +264,12 @@ TEST_F(ServicesTest, LostReaderDoesNotEndTheProcess) {
 }
 
 TEST(Getinputfilename, Values) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"OBSFIL deck.txt", "deck.txt"},       {"OBSFIL=deck.txt\r\n", "deck.txt"}, {"OBSFIL =", ""},
-        {"OBSFIL \t = a b.txt  ", "a b.txt"}, {"OBSFIL = \"a b \" rest", "a b "}};
-    for (const auto& [line, value] : cases) {
-        EXPECT_EQ(getinputfilename(line), value) << line;
-    }
+    const std::pair<const char*, const char*> cases[] = {{"OBSFIL deck.txt", "deck.txt"},
+                                                         {"OBSFIL=deck.txt\r\n", "deck.txt"},
+                                                         {"OBSFIL =", ""},
+                                                         {"OBSFIL \t = a b.txt  ", "a b.txt"},
+                                                         {"OBSFIL = \"a b \" rest", "a b "}};
+    for (const auto& [line, value] : cases) { EXPECT_EQ(getinputfilename(line), value) << line; }
     EXPECT_EQ(inputstrtoint("TTY_YEAR = 2004"), 2004);
 }
 
@@ -285,9 +286,11 @@ TEST(Chararrtostr, EndsAtNulOrBlanks) {
 
 TEST(Readreal, WrittenForms) {
     const std::tuple<const char*, int, double> cases[] = {
-        {"    ", 3, 0},   {" - 1 2 . 5 ", 0, -12.5}, {"+1.5E+2", 0, 150}, {"1.5d-2", 0, 0.015},
-        {"5.", 0, 5},     {"12345", 4, 1.2345},      {"1.5", 4, 1.5},     {"-3", 1, -0.3},
-        {"1e-400", 0, 0}, {"1e999999999999", 0, std::numeric_limits<double>::max()}};
+        {"    ", 3, 0},      {" - 1 2 . 5 ", 0, -12.5},
+        {"+1.5E+2", 0, 150}, {"1.5d-2", 0, 0.015},
+        {"5.", 0, 5},        {"12345", 4, 1.2345},
+        {"1.5", 4, 1.5},     {"-3", 1, -0.3},
+        {"1e-400", 0, 0},    {"1e999999999999", 0, std::numeric_limits<double>::max()}};
     double value = -1;
     for (const auto& [text, impliedDecimals, expected] : cases) {
         EXPECT_TRUE(readreal(text, impliedDecimals, value)) << text;
@@ -337,9 +340,14 @@ TEST(Alpha5, BothWays) {
 }
 
 TEST(Degtohhmmsss, RoundsAndReduces) {
-    for (const auto& [degrees, expected] :
-         {std::pair{359.9999, "0000000"}, {359.9997, "2359599"}, {-15.0, "2300000"}, {375.0, "0100000"},
-          {-1e-20, "0000000"}, {0.49 / 2400, "0000000"}, {0.5 / 2400, "0000001"}, {HUGE_VAL, "*******"}}) {
+    for (const auto& [degrees, expected] : {std::pair{359.9999, "0000000"},
+                                            {359.9997, "2359599"},
+                                            {-15.0, "2300000"},
+                                            {375.0, "0100000"},
+                                            {-1e-20, "0000000"},
+                                            {0.49 / 2400, "0000000"},
+                                            {0.5 / 2400, "0000001"},
+                                            {HUGE_VAL, "*******"}}) {
         char text[7];
         degtohhmmsss_str(degrees, text);
         EXPECT_EQ(std::string(text, 7), expected) << degrees;

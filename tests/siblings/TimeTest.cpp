@@ -25,23 +25,30 @@ TEST(Dtgtods50, KnownDatesAndWhatIsNone) {
         {"57001000000.000", 2558},     // Julian date 2435839.5
         {"00001120000.000", 18263.5},  // Julian date 2451545.0, the epoch J2000
         {"56366235959.999", 39083 - kMillisecond},
-        {"00001120000.00", 0},  {"00001120000,000", 0}, {"0000112000 .000", 0}, {"00000120000.000", 0},
-        {"01366120000.000", 0}, {"00001240000.000", 0}, {"00001126000.000", 0}, {"00001120060.000", 0}};
-    for (const auto& [text, ds50] : cases) {
-        EXPECT_DOUBLE_EQ(dtgtods50(text), ds50) << text;
-    }
+        {"00001120000.00", 0},
+        {"00001120000,000", 0},
+        {"0000112000 .000", 0},
+        {"00000120000.000", 0},
+        {"01366120000.000", 0},
+        {"00001240000.000", 0},
+        {"00001126000.000", 0},
+        {"00001120060.000", 0}};
+    for (const auto& [text, ds50] : cases) { EXPECT_DOUBLE_EQ(dtgtods50(text), ds50) << text; }
 }
 
 TEST(Tcomps2utc, DatesThatExistAlone) {
     const std::tuple<int, int, int, int, double> none[] = {
-        {1899, 365, 0, 0, 0}, {3000, 1, 0, 0, 0}, {24, 1, 0, 0, 0},    {2024, 0, 0, 0, 0},  {2023, 366, 0, 0, 0},
-        {2024, 367, 0, 0, 0}, {2024, 1, 24, 0, 0}, {2024, 1, -1, 0, 0}, {2024, 1, 0, 60, 0}, {2024, 1, 0, -1, 0},
-        {2024, 1, 0, 0, 86400.001}, {2024, 1, 0, 0, -86400.001}, {2024, 1, 0, 0, std::nan("")}};
+        {1899, 365, 0, 0, 0},         {3000, 1, 0, 0, 0},   {24, 1, 0, 0, 0},           {2024, 0, 0, 0, 0},
+        {2023, 366, 0, 0, 0},         {2024, 367, 0, 0, 0}, {2024, 1, 24, 0, 0},        {2024, 1, -1, 0, 0},
+        {2024, 1, 0, 60, 0},          {2024, 1, 0, -1, 0},  {2024, 1, 0, 0, 86400.001}, {2024, 1, 0, 0, -86400.001},
+        {2024, 1, 0, 0, std::nan("")}};
     for (const auto& date : none) {
         EXPECT_EQ(std::apply(tcomps2utc, date), 0) << std::get<0>(date) << ' ' << std::get<1>(date);
     }
-    for (const auto& date :
-         {std::tuple{1900, 1, 0, 0, 0.0}, {2024, 366, 23, 59, 59.999}, {2999, 365, 23, 59, 60.}, {1950, 1, 0, 0, -1.5}}) {
+    for (const auto& date : {std::tuple{1900, 1, 0, 0, 0.0},
+                             {2024, 366, 23, 59, 59.999},
+                             {2999, 365, 23, 59, 60.},
+                             {1950, 1, 0, 0, -1.5}}) {
         EXPECT_EQ(std::apply(tcomps2utc, date), std::apply(parts2utc, date)) << std::get<0>(date);
     }
 }
@@ -54,8 +61,8 @@ TEST(Ds50todate, TextComesBack) {
         const int millis = i < 100 ? 86399999 : static_cast<int>(random() % 86400000);
         const int hour = millis / 3600000, minute = millis / 60000 % 60;
         char text[24], shorter[14];
-        std::snprintf(text, sizeof text, "%02d%03d%02d%02d%02d.%03d", year % 100, day, hour, minute,
-                      millis / 1000 % 60, millis % 1000);
+        std::snprintf(text, sizeof text, "%02d%03d%02d%02d%02d.%03d", year % 100, day, hour, minute, millis / 1000 % 60,
+                      millis % 1000);
         const double ds50 = tcomps2utc(year, day, hour, minute, millis % 60000 / 1000.0);
         ASSERT_EQ(dtgtods50(text), ds50);
         ASSERT_EQ(toText(ds50), text);
@@ -93,8 +100,10 @@ TEST(Fyklok, AgreesWithACountThroughTheYears) {
 
 TEST(Dyklok, RoundsToTheDigitsAsked) {
     const std::tuple<double, int, std::tuple<int, int, int, double>> cases[] = {
-        {59.9999996, 6, {101, 0, 0, 0}}, {59.9999994, 6, {100, 23, 59, 59.999999}},
-        {59.50001, 0, {101, 0, 0, 0}},   {12.345678, 3, {100, 23, 59, 12.346}}};
+        {59.9999996, 6, {101, 0, 0, 0}},
+        {59.9999994, 6, {100, 23, 59, 59.999999}},
+        {59.50001, 0, {101, 0, 0, 0}},
+        {12.345678, 3, {100, 23, 59, 12.346}}};
     for (const auto& [exact, decimals, expected] : cases) {
         std::int32_t year = 0, day = 0, hour = 0, minute = 0;
         double seconds = 0;

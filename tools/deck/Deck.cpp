@@ -44,8 +44,7 @@ Look firstLook(Random& random, const Options& options, Sensor sensor, int sat) {
     look.msOfYear += random.between(0, int{kMsPerDay} - 1);
     const bool deepSpace = random.chance(0.3);
     look.withRange = random.chance(0.2);
-    look.elevation = hasRightAscension(look.type) ? random.between(-850000, 850000)
-                                                  : random.between(-50000, 850000);
+    look.elevation = hasRightAscension(look.type) ? random.between(-850000, 850000) : random.between(-50000, 850000);
     look.azimuth = random.between(0, kFullCircle - 1);
     look.rightAscension = random.between(0, kDayOfRa - 1);
     look.mantissa = deepSpace ? random.between(3500000, 4500000) : random.between(1000000, 9000000);
@@ -87,8 +86,8 @@ std::vector<Look> makeLooks(const Options& options) {
         const Sensor sensor = sensors[random.skewedBelow(sensors.size())];
         Look look = firstLook(random, options, sensor, satellites[random.skewedBelow(satellites.size())]);
         look.track = track;
-        for (int left = random.between(3, 12);
-             left > 0 && looks.size() < options.n && look.msOfYear < kMsPerYear; --left) {
+        for (int left = random.between(3, 12); left > 0 && looks.size() < options.n && look.msOfYear < kMsPerYear;
+             --left) {
             for (int& rate : look.rates) rate = random.between(-15000, 15000);
             for (int& component : look.senPos)
                 if (component == 0) component = 1;  // a writer leaves a zero blank

@@ -36,9 +36,7 @@ public:
         const std::uint64_t u = next();
         return static_cast<std::size_t>((((u * u) >> 32) * n) >> 32);
     }
-    int between(int low, int high) {
-        return low + static_cast<int>(below(static_cast<std::size_t>(high - low + 1)));
-    }
+    int between(int low, int high) { return low + static_cast<int>(below(static_cast<std::size_t>(high - low + 1))); }
     bool chance(double share) { return next() < share * 4294967296.0; }
 
 private:
@@ -80,13 +78,13 @@ struct Look {
     int azimuth = 0;         ///< 1e-4 degrees
     int rightAscension = 0;  ///< tenths of a second of time
     int mantissa = 0, exponent = 0;
-    int rangeRate = 0;             ///< 1e-5 km/s
-    std::array<int, 3> rates{};    ///< 1e-4 of degrees/s, degrees/s, km/s2
-    std::array<int, 3> senPos{};   ///< metres
+    int rangeRate = 0;            ///< 1e-5 km/s
+    std::array<int, 3> rates{};   ///< 1e-4 of degrees/s, degrees/s, km/s2
+    std::array<int, 3> senPos{};  ///< metres
     int indicator = 0, equinox = 0;
-    bool withRange = false;        ///< on cards that carry a sensor position
+    bool withRange = false;  ///< on cards that carry a sensor position
     bool asB3e = false;
-    std::uint32_t fine = 0;        ///< B3E: the digits after those of a B3 card; RF: what no card has
+    std::uint32_t fine = 0;  ///< B3E: the digits after those of a B3 card; RF: what no card has
 };
 
 std::vector<Look> makeLooks(const Options& options);

@@ -152,7 +152,7 @@ struct Counts {
     std::array<std::size_t, 4> good{};  ///< of each form
     std::size_t twoCards = 0, b3e = 0;
     std::size_t duplicate = 0, repeatedRf = 0;  ///< the store takes no RF observation for a duplicate
-    std::array<std::size_t, 3> spoilt{};  ///< of each outcome
+    std::array<std::size_t, 3> spoilt{};        ///< of each outcome
 };
 
 std::string withCarriageReturns(std::string text) {
@@ -200,10 +200,11 @@ bool writeFile(const std::string& path, const std::string& text) {
 }
 
 void report(const char* name, const Counts& counts) {
-    std::printf("%s: %zu B3 and B3E cards (%zu B3E), %zu TTY messages (%zu of two cards), %zu CSV lines, %zu RF lines, "
-                "%zu with a number not read; %zu repeated and %zu RF lines, %zu damaged, %zu no observations\n",
-                name, counts.good[0], counts.b3e, counts.good[1], counts.twoCards, counts.good[2], counts.good[3],
-                counts.spoilt[2], counts.duplicate, counts.repeatedRf, counts.spoilt[0], counts.spoilt[1]);
+    std::printf(
+        "%s: %zu B3 and B3E cards (%zu B3E), %zu TTY messages (%zu of two cards), %zu CSV lines, %zu RF lines, "
+        "%zu with a number not read; %zu repeated and %zu RF lines, %zu damaged, %zu no observations\n",
+        name, counts.good[0], counts.b3e, counts.good[1], counts.twoCards, counts.good[2], counts.good[3],
+        counts.spoilt[2], counts.duplicate, counts.repeatedRf, counts.spoilt[0], counts.spoilt[1]);
 }
 
 }  // namespace

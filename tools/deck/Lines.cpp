@@ -217,7 +217,8 @@ std::string ttyMessage(const Look& look) {
 class CsvText {
 public:
     explicit CsvText(char secClass) : text_(1, secClass) {}
-    template <class Number> CsvText& operator<<(Number number) {
+    template <class Number>
+    CsvText& operator<<(Number number) {
         char digits[32];
         text_ += ',';
         text_.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
@@ -316,8 +317,9 @@ std::string header(Form form, int year) {
     std::string text;
     if (form == Form::tty || form == Form::mixed) text += "TTY_YEAR " + std::to_string(year) + "\n";
     if (form == Form::rf || form == Form::mixed)
-        text += "# date  drange  drange_sigma  drange_rate  drange_rate_sigma  site1  delay1  site2  delay2  "
-                "norad  rf  processtime  snr  flags fdoa_dot  reserved\n";
+        text +=
+            "# date  drange  drange_sigma  drange_rate  drange_rate_sigma  site1  delay1  site2  delay2  "
+            "norad  rf  processtime  snr  flags fdoa_dot  reserved\n";
     return text;
 }
 
@@ -343,11 +345,11 @@ void damage(std::string& message, Form form, Random& random) {
     const std::size_t lineEnd = message.find('\n');
     switch (form) {
         case Form::tty:
-            if (first) message[8] = 'X';  // sensor
+            if (first) message[8] = 'X';                                          // sensor
             else message[lineEnd == std::string::npos ? 19 : lineEnd + 4] = 'X';  // hour
             return;
         case Form::csv:
-            if (first) message[2] = 'X';  // satellite; without one there is no key
+            if (first) message[2] = 'X';                       // satellite; without one there is no key
             else setCsvFields(message, 4, 5, "1950,0,0,0,0");  // the date that stands for a failure
             return;
         case Form::rf:
@@ -355,7 +357,7 @@ void damage(std::string& message, Form form, Random& random) {
             else message.erase(48, 18);  // the first sigma
             return;
         default:
-            if (first) message[33] = 'X';  // azimuth
+            if (first) message[33] = 'X';                                          // azimuth
             else message.replace(message.starts_with("B3E") ? 13 : 11, 3, "999");  // day
     }
 }

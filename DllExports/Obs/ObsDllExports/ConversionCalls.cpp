@@ -28,7 +28,8 @@ int32_t ObsB3ToCsv(const char* b3Card, char csvLine[512]) {
 }
 
 int32_t ObsCsvToB3(const char* csvLine, int32_t newSatNum, char b3Card[512]) {
-    return convert("ObsCsvToB3", {csvLine}, {b3Card}, [&] { return obs::Csv2B3(cardText(csvLine), newSatNum, b3Card); });
+    return convert("ObsCsvToB3", {csvLine}, {b3Card},
+                   [&] { return obs::Csv2B3(cardText(csvLine), newSatNum, b3Card); });
 }
 
 int32_t ObsCsvToTTY(const char* csvLine, int32_t newSatNum, char card1[512], char card2[512]) {

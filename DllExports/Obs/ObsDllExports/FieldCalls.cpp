@@ -111,13 +111,14 @@ int32_t ObsSetField(int64_t obsKey, int32_t fieldIndex, const char* value) {
         }
         const obs::IndexedField* field = obs::indexedField(fieldIndex);
         if (const char* const part = partOfKey(fieldIndex)) {
-            obs::logFailure("ObsSetField", std::string("Error! Update to observation's ") + part + " field is not allowed");
+            obs::logFailure("ObsSetField",
+                            std::string("Error! Update to observation's ") + part + " field is not allowed");
             return kStatusRefused;
         }
         const std::string_view text = obs::trimmedText(value);
         if (field != nullptr && !field->set(text, rec)) {
-            obs::logFailure("ObsSetField", "Error! No observation type has the character \"" +
-                                               std::string(text.substr(0, 1)) + "\"");
+            obs::logFailure("ObsSetField",
+                            "Error! No observation type has the character \"" + std::string(text.substr(0, 1)) + "\"");
             return kStatusRefused;
         }
         return obs::obsupdaterec(obsKey, rec);

@@ -23,13 +23,9 @@ void logFailure(std::string_view name, std::string_view reason) noexcept {
 void logException(std::string_view name) noexcept {
     try {
         throw;
-    } catch (const std::bad_alloc&) {
-        logFailure(name, "Out of memory.");
-    } catch (const std::exception& error) {
+    } catch (const std::bad_alloc&) { logFailure(name, "Out of memory."); } catch (const std::exception& error) {
         logFailure(name, error.what());
-    } catch (...) {
-        logFailure(name, "Unknown failure.");
-    }
+    } catch (...) { logFailure(name, "Unknown failure."); }
 }
 
 bool refuseNull(std::string_view name, std::initializer_list<const void*> pointers) noexcept {

@@ -41,19 +41,11 @@ struct UnknownKeys {
 };
 
 /// Whether a result says failure: a status, and the key of what was added.
-constexpr bool isFailure(std::int32_t status) {
-    return status != 0;
-}
-constexpr bool isFailure(std::int64_t key) {
-    return key <= 0;
-}
+constexpr bool isFailure(std::int32_t status) { return status != 0; }
+constexpr bool isFailure(std::int64_t key) { return key <= 0; }
 
-constexpr std::string_view unsaidReason(std::int32_t) {
-    return "The call could not do its work.";
-}
-constexpr std::string_view unsaidReason(std::int64_t) {
-    return kNoKeyReason;
-}
+constexpr std::string_view unsaidReason(std::int32_t) { return "The call could not do its work."; }
+constexpr std::string_view unsaidReason(std::int64_t) { return kNoKeyReason; }
 
 /// Runs the body of a call; an exception is logged and gives the failure value. No call fails without a message: one
 /// that left none gets `unsaid`.
@@ -73,8 +65,6 @@ Result guarded(std::string_view name, Result failure, Body&& body,
 
 /// A caller's text, without the blanks around it (file names) or after it (cards, whose columns count).
 std::string_view trimmedText(const char* text);
-inline CardText cardText(const char* text) {
-    return CardText(family::chararrtostr(text));
-}
+inline CardText cardText(const char* text) { return CardText(family::chararrtostr(text)); }
 
 }  // namespace obs

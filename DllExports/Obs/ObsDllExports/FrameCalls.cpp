@@ -17,9 +17,7 @@ static_assert(kHeaderNumbers == OBS_PROJECT_VERSION && kHeaderNumbers == OBS_VER
 
 }  // namespace
 
-int32_t ObsInit(void) {
-    return 0;
-}
+int32_t ObsInit(void) { return 0; }
 
 void ObsGetInfo(char info[512]) {
     if (obs::refuseNull("ObsGetInfo", {info})) return;
@@ -29,13 +27,9 @@ void ObsGetInfo(char info[512]) {
     });
 }
 
-void ObsSetTTYYear(int32_t year) {
-    obs::SetTTYYear(year);
-}
+void ObsSetTTYYear(int32_t year) { obs::SetTTYYear(year); }
 
-int32_t GetObsKeyMode(void) {
-    return obs::obskeymodeget();
-}
+int32_t GetObsKeyMode(void) { return obs::obskeymodeget(); }
 
 int32_t SetObsKeyMode(int32_t mode) {
     if (mode == 0 || mode == 1) {

@@ -100,7 +100,8 @@ int32_t ObsGetFormatPrecision(int32_t format, int32_t obsType, double units[64],
     if (obs::refuseNull("ObsGetFormatPrecision", {units, digits})) return kStatusRefused;
     std::fill_n(units, obs::kArrayLength, 0.0);
     std::fill_n(digits, obs::kArrayLength, 0);
-    if (refuseFormat("ObsGetFormatPrecision", format) || refuseType("ObsGetFormatPrecision", obsType)) return kStatusRefused;
+    if (refuseFormat("ObsGetFormatPrecision", format) || refuseType("ObsGetFormatPrecision", obsType))
+        return kStatusRefused;
     const obs::FinenessOfElements all = obs::finenessOf(static_cast<obs::FormatNumber>(format), obsType);
     for (std::size_t element = 0; element < all.size(); ++element) {
         units[element] = all[element].unit;

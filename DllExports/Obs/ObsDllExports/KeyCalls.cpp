@@ -18,8 +18,9 @@ int32_t numberOf(std::string_view name, int64_t obsKey, std::int32_t obs::Stored
 }
 
 int64_t makeKey(std::string_view name, int32_t satNum, int32_t senNum, double obsTime) {
-    return obs::guarded(name, obs::kNoKey, [&] { return obs::obsfields2obskey(obsTime, satNum, senNum); },
-                        "A number is negative, or the time is not within the years 1 to 9999.");
+    return obs::guarded(
+        name, obs::kNoKey, [&] { return obs::obsfields2obskey(obsTime, satNum, senNum); },
+        "A number is negative, or the time is not within the years 1 to 9999.");
 }
 
 }  // namespace
@@ -33,10 +34,6 @@ int64_t ObsFieldsToObsKeyML(int32_t satNum, int32_t senNum, double obsTime, int6
     return *obsKey = makeKey("ObsFieldsToObsKeyML", satNum, senNum, obsTime);
 }
 
-int32_t SatNumFrObsKey(int64_t obsKey) {
-    return numberOf("SatNumFrObsKey", obsKey, &obs::StoredRecord::satNum);
-}
+int32_t SatNumFrObsKey(int64_t obsKey) { return numberOf("SatNumFrObsKey", obsKey, &obs::StoredRecord::satNum); }
 
-int32_t SenNumFrObsKey(int64_t obsKey) {
-    return numberOf("SenNumFrObsKey", obsKey, &obs::StoredRecord::senNum);
-}
+int32_t SenNumFrObsKey(int64_t obsKey) { return numberOf("SenNumFrObsKey", obsKey, &obs::StoredRecord::senNum); }

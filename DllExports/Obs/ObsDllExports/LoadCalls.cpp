@@ -27,8 +27,7 @@ void announce(std::string_view shownName, std::string_view file) noexcept {
         std::string said(shownName);
         said.append(": Reading observation data from file \"").append(file).append("\".");
         family::traceloginfo(said);
-    } catch (const std::bad_alloc&) {
-    }
+    } catch (const std::bad_alloc&) {}
 }
 
 /// NOTE: the information line names the same function for all entry points of a reader.
@@ -36,11 +35,14 @@ template <class FileReader>
 int32_t loadFile(std::string_view name, std::string_view shownName, const char* fileName, int32_t gid,
                  FileReader&& read) {
     if (obs::refuseNull(name, {fileName})) return kStatusRefused;
-    return obs::guarded(name, kStatusRefused, [&] {
-        const std::string_view file = obs::trimmedText(fileName);
-        announce(shownName, file);
-        return read(file, gid);
-    }, "The last observation line is bad: it names no satellite, or has a number or time that makes no key.");
+    return obs::guarded(
+        name, kStatusRefused,
+        [&] {
+            const std::string_view file = obs::trimmedText(fileName);
+            announce(shownName, file);
+            return read(file, gid);
+        },
+        "The last observation line is bad: it names no satellite, or has a number or time that makes no key.");
 }
 
 int32_t refuseLine(std::string_view name, const obs::CardText& line) {
@@ -99,51 +101,52 @@ int32_t ObsLoadSlrFileGID(const char* fileName, int32_t gid) {
 
 int32_t ObsLoadCard(const char* card) {
     if (obs::refuseNull("ObsLoadCard", {card})) return kStatusRefused;
-    return obs::guarded("ObsLoadCard", kStatusRefused, [&] {
-        obs::LoadCounts counts;
-        const obs::CardText line = obs::cardText(card);
-        const obs::LineClass lineClass = obs::ObsCardType(line);
-        return obs::hasReader(lineClass) ? obs::ReadObsRec(line, lineClass, counts) : refuseLine("ObsLoadCard", line);
-    }, obs::kNoKeyReason);
+    return obs::guarded(
+        "ObsLoadCard", kStatusRefused,
+        [&] {
+            obs::LoadCounts counts;
+            const obs::CardText line = obs::cardText(card);
+            const obs::LineClass lineClass = obs::ObsCardType(line);
+            return obs::hasReader(lineClass) ? obs::ReadObsRec(line, lineClass, counts)
+                                             : refuseLine("ObsLoadCard", line);
+        },
+        obs::kNoKeyReason);
 }
 
 int32_t ObsLoadTwoCards(const char* card1, const char* card2) {
     if (obs::refuseNull("ObsLoadTwoCards", {card1, card2})) return kStatusRefused;
-    return obs::guarded("ObsLoadTwoCards", kStatusRefused, [&] {
-        obs::LoadCounts counts;
-        const obs::CardText line1 = obs::cardText(card1);
-        const obs::LineClass lineClass = obs::ObsCardType(line1);
-        if (!obs::hasReader(lineClass)) return refuseLine("ObsLoadTwoCards", line1);
-        const bool mayBePair = lineClass == obs::LineClass::tty || lineClass == obs::LineClass::b3 ||
-                               lineClass == obs::LineClass::b3Extended;
-        if (mayBePair && obs::ReadTTY2LineObs(line1, obs::cardText(card2), lineClass, counts) == kStatusOk)
-            return kStatusOk;
-        // NOTE: a second attempt with the first card alone: a bad B3 card is counted and reported twice.
-        return obs::ReadObsRec(line1, lineClass, counts);
-    }, obs::kNoKeyReason);
+    return obs::guarded(
+        "ObsLoadTwoCards", kStatusRefused,
+        [&] {
+            obs::LoadCounts counts;
+            const obs::CardText line1 = obs::cardText(card1);
+            const obs::LineClass lineClass = obs::ObsCardType(line1);
+            if (!obs::hasReader(lineClass)) return refuseLine("ObsLoadTwoCards", line1);
+            const bool mayBePair = lineClass == obs::LineClass::tty || lineClass == obs::LineClass::b3 ||
+                                   lineClass == obs::LineClass::b3Extended;
+            if (mayBePair && obs::ReadTTY2LineObs(line1, obs::cardText(card2), lineClass, counts) == kStatusOk)
+                return kStatusOk;
+            // NOTE: a second attempt with the first card alone: a bad B3 card is counted and reported twice.
+            return obs::ReadObsRec(line1, lineClass, counts);
+        },
+        obs::kNoKeyReason);
 }
 
-int64_t ObsAddFrB3Card(const char* b3Card) {
-    return addB3Card("ObsAddFrB3Card", b3Card);
-}
+int64_t ObsAddFrB3Card(const char* b3Card) { return addB3Card("ObsAddFrB3Card", b3Card); }
 
 void ObsAddFrB3CardML(const char* b3Card, int64_t* obsKey) {
     if (obs::refuseNull("ObsAddFrB3CardML", {obsKey})) return;
     *obsKey = addB3Card("ObsAddFrB3CardML", b3Card);
 }
 
-int64_t ObsAddFrTTYCards(const char* card1, const char* card2) {
-    return addTTYCards("ObsAddFrTTYCards", card1, card2);
-}
+int64_t ObsAddFrTTYCards(const char* card1, const char* card2) { return addTTYCards("ObsAddFrTTYCards", card1, card2); }
 
 void ObsAddFrTTYCardsML(const char* card1, const char* card2, int64_t* obsKey) {
     if (obs::refuseNull("ObsAddFrTTYCardsML", {obsKey})) return;
     *obsKey = addTTYCards("ObsAddFrTTYCardsML", card1, card2);
 }
 
-int64_t ObsAddFrCsv(const char* csvLine) {
-    return addCsv("ObsAddFrCsv", csvLine);
-}
+int64_t ObsAddFrCsv(const char* csvLine) { return addCsv("ObsAddFrCsv", csvLine); }
 
 void ObsAddFrCsvML(const char* csvLine, int64_t* obsKey) {
     if (obs::refuseNull("ObsAddFrCsvML", {obsKey})) return;
@@ -167,8 +170,8 @@ int32_t ObsGetLoadLines(ObsLoadLines* lines) {
     }
     const obs::LoadResult& load = obs::latestLoad();
     const obs::LineCounts& counts = load.lines;
-    *lines = {lines->size, counts.lines, counts.observations, counts.comments, counts.keywords,
-              counts.laser, counts.passedOver, counts.zeroed, load.includesLeftOut};
+    *lines = {lines->size,  counts.lines,      counts.observations, counts.comments,     counts.keywords,
+              counts.laser, counts.passedOver, counts.zeroed,       load.includesLeftOut};
     return obs::kStatusOk;
 }
 

@@ -121,7 +121,7 @@ OBS_API int64_t ObsFieldsToObsKey(int32_t satNum, int32_t senNum, double obsTime
  *  @param[in]  obsTime days since 1950 UTC.
  *  @param[out] obsKey the result once more.
  *  @return as ObsFieldsToObsKey; -1 also for a null pointer. */
-OBS_API int64_t ObsFieldsToObsKeyML(int32_t satNum, int32_t senNum, double obsTime, int64_t *obsKey);
+OBS_API int64_t ObsFieldsToObsKeyML(int32_t satNum, int32_t senNum, double obsTime, int64_t* obsKey);
 
 /** @defgroup SatNumFrObsKey SatNumFrObsKey
  *  The satellite number of a stored observation.
@@ -146,7 +146,7 @@ OBS_API int32_t SenNumFrObsKey(int64_t obsKey);
  *  @param[in] fileName name of the file.
  *  @return the outcome of the last observation line (0 good or duplicate, 2 bad), or the
  *          system's error number when the file cannot be opened. */
-OBS_API int32_t ObsLoadFile(const char *fileName);
+OBS_API int32_t ObsLoadFile(const char* fileName);
 
 /** @defgroup ObsLoadFileGID ObsLoadFileGID
  *  As ObsLoadFile; every observation added belongs to a group.
@@ -154,7 +154,7 @@ OBS_API int32_t ObsLoadFile(const char *fileName);
  *  @param[in] fileName name of the file.
  *  @param[in] gid group of the observations; 0 none.
  *  @return as ObsLoadFile. */
-OBS_API int32_t ObsLoadFileGID(const char *fileName, int32_t gid);
+OBS_API int32_t ObsLoadFileGID(const char* fileName, int32_t gid);
 
 /** What a load with options may do. All zeros but for the size is what ObsLoadFileGID does, other than that a
  *  laser-ranging header which no SLROBS line introduces is a bad line in either key mode. */
@@ -178,7 +178,7 @@ typedef struct ObsLoadOptions {
  *  @param[in] gid group of the observations; 0 none.
  *  @param[in] options see ObsLoadOptions; null for all zeros.
  *  @return as ObsLoadFile; 2 also for options of another size or out of range, and for more lines than allowed. */
-OBS_API int32_t ObsLoadFileWith(const char *fileName, int32_t gid, const ObsLoadOptions *options);
+OBS_API int32_t ObsLoadFileWith(const char* fileName, int32_t gid, const ObsLoadOptions* options);
 
 /** @defgroup ObsLoadSlrFile ObsLoadSlrFile
  *  Addition. Loads a file of laser ranges: CRD sessions (version 1 or 2, full rate or normal points), blocks of the
@@ -189,7 +189,7 @@ OBS_API int32_t ObsLoadFileWith(const char *fileName, int32_t gid, const ObsLoad
  *  Threads: as ObsLoadFile.
  *  @param[in] fileName name of the file.
  *  @return as ObsLoadFile. */
-OBS_API int32_t ObsLoadSlrFile(const char *fileName);
+OBS_API int32_t ObsLoadSlrFile(const char* fileName);
 
 /** @defgroup ObsLoadSlrFileGID ObsLoadSlrFileGID
  *  Addition. As ObsLoadSlrFile; every observation added belongs to a group.
@@ -197,57 +197,57 @@ OBS_API int32_t ObsLoadSlrFile(const char *fileName);
  *  @param[in] fileName name of the file.
  *  @param[in] gid group of the observations; 0 none.
  *  @return as ObsLoadFile. */
-OBS_API int32_t ObsLoadSlrFileGID(const char *fileName, int32_t gid);
+OBS_API int32_t ObsLoadSlrFileGID(const char* fileName, int32_t gid);
 
 /** @defgroup ObsLoadCard ObsLoadCard
  *  Loads one line that is an observation by itself.
  *  @param[in] card B3, B3E, ECI, CSV or RF line, or a TTY card that needs no second one.
  *  @return 0 (also for a duplicate), or 2 for a bad line, a keyword line or an unrecognised one: nothing is stored,
  *          under field keys as under address keys. */
-OBS_API int32_t ObsLoadCard(const char *card);
+OBS_API int32_t ObsLoadCard(const char* card);
 
 /** @defgroup ObsLoadTwoCards ObsLoadTwoCards
  *  Loads a TTY pair; any other observation line is taken from the first card.
  *  @param[in] card1 first card, or any line that ObsLoadCard takes.
  *  @param[in] card2 second card; blank where the first needs none.
  *  @return as ObsLoadCard. */
-OBS_API int32_t ObsLoadTwoCards(const char *card1, const char *card2);
+OBS_API int32_t ObsLoadTwoCards(const char* card1, const char* card2);
 
 /** @defgroup ObsAddFrB3Card ObsAddFrB3Card
  *  Adds the observation of a B3 or B3E card (either case).
  *  @param[in] b3Card the card.
  *  @return the key, 0 for a refused duplicate, -1 for a bad card. */
-OBS_API int64_t ObsAddFrB3Card(const char *b3Card);
+OBS_API int64_t ObsAddFrB3Card(const char* b3Card);
 
 /** @defgroup ObsAddFrB3CardML ObsAddFrB3CardML
  *  As ObsAddFrB3Card, the key handed back through the last argument.
  *  @param[in]  b3Card the card.
  *  @param[out] obsKey the key, 0 for a refused duplicate, -1 for a bad card. */
-OBS_API void ObsAddFrB3CardML(const char *b3Card, int64_t *obsKey);
+OBS_API void ObsAddFrB3CardML(const char* b3Card, int64_t* obsKey);
 
 /** @defgroup ObsAddFrTTYCards ObsAddFrTTYCards
  *  Adds the observation of a TTY message; the TTY year must be set.
  *  @param[in] card1,card2 the cards; the second is blank for types that need none.
  *  @return the key, 0 for a refused duplicate, -1 for bad cards. */
-OBS_API int64_t ObsAddFrTTYCards(const char *card1, const char *card2);
+OBS_API int64_t ObsAddFrTTYCards(const char* card1, const char* card2);
 
 /** @defgroup ObsAddFrTTYCardsML ObsAddFrTTYCardsML
  *  As ObsAddFrTTYCards, the key handed back through the last argument.
  *  @param[in]  card1,card2 the cards; the second is blank for types that need none.
  *  @param[out] obsKey the key, 0 for a refused duplicate, -1 for a bad card. */
-OBS_API void ObsAddFrTTYCardsML(const char *card1, const char *card2, int64_t *obsKey);
+OBS_API void ObsAddFrTTYCardsML(const char* card1, const char* card2, int64_t* obsKey);
 
 /** @defgroup ObsAddFrCsv ObsAddFrCsv
  *  Adds the observation of a CSV line.
  *  @param[in] csvLine the line.
  *  @return the key, 0 for a refused duplicate, -1 for a bad line. */
-OBS_API int64_t ObsAddFrCsv(const char *csvLine);
+OBS_API int64_t ObsAddFrCsv(const char* csvLine);
 
 /** @defgroup ObsAddFrCsvML ObsAddFrCsvML
  *  As ObsAddFrCsv, the key handed back through the last argument.
  *  @param[in]  csvLine the line.
  *  @param[out] obsKey the key, 0 for a refused duplicate, -1 for a bad line. */
-OBS_API void ObsAddFrCsvML(const char *csvLine, int64_t *obsKey);
+OBS_API void ObsAddFrCsvML(const char* csvLine, int64_t* obsKey);
 
 /** @defgroup ObsAddFrFields ObsAddFrFields
  *  Adds an observation given as loose fields F. An equinox indicator 1-3 rotates to date; types 8 and 9 with
@@ -275,7 +275,7 @@ OBS_API void ObsAddFrFieldsML(char secClass, int32_t satNum, int32_t senNum, dou
                               double azOrRa, double range, double rangeRate, double elRate, double azRate,
                               double rangeAccel, char obsType, int32_t indicator1, int32_t indicator2,
                               int32_t altSatNum1, int32_t altSatNum2, const double pos[3], const double vel[3],
-                              const double obsArr[64], int64_t *obsKey);
+                              const double obsArr[64], int64_t* obsKey);
 
 /** @defgroup ObsAddFrArray ObsAddFrArray
  *  Adds an observation given in the array form (see ObsDataToArray). Integers are truncated toward zero. Right
@@ -294,7 +294,7 @@ OBS_API int64_t ObsAddFrArray(const double obsArr[64]);
  *  As ObsAddFrArray, the key handed back through the last argument.
  *  @param[in]  obsArr 64 reals.
  *  @param[out] obsKey what ObsAddFrArray returns. */
-OBS_API void ObsAddFrArrayML(const double obsArr[64], int64_t *obsKey);
+OBS_API void ObsAddFrArrayML(const double obsArr[64], int64_t* obsKey);
 
 /** @defgroup ObsAddFrArrays ObsAddFrArrays
  *  Addition. Adds many observations in one call, with the same result as that many calls of ObsAddFrArray, except that
@@ -303,14 +303,14 @@ OBS_API void ObsAddFrArrayML(const double obsArr[64], int64_t *obsKey);
  *  @param[in]  obsArrs count times 64 reals, one observation after the other.
  *  @param[out] keys    what ObsAddFrArray would have returned for each; -1 where memory did not suffice.
  *  @return 0 when each was stored under a key of its own or accepted as a duplicate; 2 otherwise. */
-OBS_API int32_t ObsAddFrArrays(int32_t count, const double *obsArrs, int64_t *keys);
+OBS_API int32_t ObsAddFrArrays(int32_t count, const double* obsArrs, int64_t* keys);
 
 /** @defgroup ObsGetLoadCounts ObsGetLoadCounts
  *  Addition. The counts of the latest file load, include files counted in.
  *  Threads: not during a load.
  *  @param[out] loaded,duplicate,bad numbers of observation lines stored, refused as duplicates, and bad.
  *  @return 0, or 2 for a null pointer. */
-OBS_API int32_t ObsGetLoadCounts(int64_t *loaded, int64_t *duplicate, int64_t *bad);
+OBS_API int32_t ObsGetLoadCounts(int64_t* loaded, int64_t* duplicate, int64_t* bad);
 
 /** What the lines of a load were, include files counted in. Each line of a file is one of the six kinds from
  *  `observations` to `passedOver`, so that their sum is `lines`. */
@@ -331,7 +331,7 @@ typedef struct ObsLoadLines {
  *  Threads: not during a load.
  *  @param[in,out] lines its `size` is set by the caller.
  *  @return 0, or 2 for a null pointer or another size. */
-OBS_API int32_t ObsGetLoadLines(ObsLoadLines *lines);
+OBS_API int32_t ObsGetLoadLines(ObsLoadLines* lines);
 
 /** Kinds of line that ObsSetLoadCallback reports. Zeroed: a value that could not be read and was taken as 0, or that
  *  the card ends inside of or before. Passed over: neither observation, comment nor keyword line. */
@@ -361,9 +361,9 @@ OBS_API int32_t ObsGetLoadLines(ObsLoadLines *lines);
  *             texts end with a NUL and are valid during the call. It must not call the
  *             library, and takes no notice of kinds that it does not know. Null ends the reports.
  *  @param[in] user handed to `report` unchanged. */
-OBS_API void ObsSetLoadCallback(void (*report)(int32_t kind, const char *fileName, int64_t lineNumber,
-                                               const char *reason, void *user),
-                                void *user);
+OBS_API void ObsSetLoadCallback(void (*report)(int32_t kind, const char* fileName, int64_t lineNumber,
+                                               const char* reason, void* user),
+                                void* user);
 
 /** @defgroup ObsSetSlrCorrections ObsSetSlrCorrections
  *  Addition. What is applied to laser ranges read from now on; nothing at start. A correction that the file has
@@ -391,7 +391,7 @@ OBS_API int32_t ObsSetSlrCorrections(int32_t troposphere, int32_t centreOfMass);
  *  @param[out] byFile     to which the file had applied it already.
  *  @param[out] notApplied to which it could not be applied; the log says why.
  *  @return 0, or 2 for a null pointer or another correction. */
-OBS_API int32_t ObsGetSlrCorrectionCounts(int32_t correction, int64_t *applied, int64_t *byFile, int64_t *notApplied);
+OBS_API int32_t ObsGetSlrCorrectionCounts(int32_t correction, int64_t* applied, int64_t* byFile, int64_t* notApplied);
 
 /* -------------------------------------------------------------- parsing ---- */
 
@@ -403,11 +403,10 @@ OBS_API int32_t ObsGetSlrCorrectionCounts(int32_t correction, int64_t *applied, 
  *  @param[out] secClass,satNum,senNum,obsTime,elOrDec,azOrRa,range,rangeRate,elRate,azRate,rangeAccel,obsType
  *  @param[out] indicator1,indicator2,altSatNum1,altSatNum2,pos fields F without `vel`.
  *  @return 0, or 2 for a line of another kind or a bad one. */
-OBS_API int32_t ObsB3Parse(const char *b3Card, char *secClass, int32_t *satNum, int32_t *senNum,
-                           double *obsTime, double *elOrDec, double *azOrRa, double *range,
-                           double *rangeRate, double *elRate, double *azRate, double *rangeAccel,
-                           char *obsType, int32_t *indicator1, int32_t *indicator2,
-                           int32_t *altSatNum1, int32_t *altSatNum2, double pos[3]);
+OBS_API int32_t ObsB3Parse(const char* b3Card, char* secClass, int32_t* satNum, int32_t* senNum, double* obsTime,
+                           double* elOrDec, double* azOrRa, double* range, double* rangeRate, double* elRate,
+                           double* azRate, double* rangeAccel, char* obsType, int32_t* indicator1, int32_t* indicator2,
+                           int32_t* altSatNum1, int32_t* altSatNum2, double pos[3]);
 
 /** @defgroup ObsParse ObsParse
  *  Takes a line, or a TTY pair, into the array form; angles stay in the equinox that
@@ -416,7 +415,7 @@ OBS_API int32_t ObsB3Parse(const char *b3Card, char *secClass, int32_t *satNum, 
  *  @param[in]  line2 the second card; blank where there is none.
  *  @param[out] obsArr the array form (see ObsDataToArray), 64 reals, cleared first.
  *  @return 0, or 2 for a line of another kind or a bad one. */
-OBS_API int32_t ObsParse(const char *line1, const char *line2, double obsArr[64]);
+OBS_API int32_t ObsParse(const char* line1, const char* line2, double obsArr[64]);
 
 /** How far a reading of lines has come; what the lines before mean for those that follow. Zeros but for the size at the
  *  start of a text, and `rotateToDate` 1 for records as loads make them. It may be copied and kept. */
@@ -451,12 +450,10 @@ typedef struct ObsReadState {
  *             reason or, for a keyword line, the line; the text ends with a NUL and is valid during the call.
  *  @param[in] user handed to both unchanged.
  *  @return 0, or 2 for a null pointer, a negative length, a state of another size, or memory running out. */
-OBS_API int32_t ObsReadLines(const char *bytes, int64_t length, ObsReadState *state,
-                             void (*observation)(const double obsArr[64], int64_t lineNumber, int64_t offset,
-                                                 void *user),
-                             void (*report)(int32_t kind, int64_t lineNumber, int64_t offset, const char *text,
-                                            void *user),
-                             void *user);
+OBS_API int32_t ObsReadLines(
+    const char* bytes, int64_t length, ObsReadState* state,
+    void (*observation)(const double obsArr[64], int64_t lineNumber, int64_t offset, void* user),
+    void (*report)(int32_t kind, int64_t lineNumber, int64_t offset, const char* text, void* user), void* user);
 
 /** @defgroup ObsNextCut ObsNextCut
  *  Addition. Where a text may be cut into pieces that are read by themselves: not between the cards of a TTY message,
@@ -467,7 +464,7 @@ OBS_API int32_t ObsReadLines(const char *bytes, int64_t length, ObsReadState *st
  *  @param[in] length number of bytes, 0 or more.
  *  @param[in] from offset in it, bytes.
  *  @return the first cut at or after `from`; `length` when there is none; -1 for a null pointer or a place outside. */
-OBS_API int64_t ObsNextCut(const char *bytes, int64_t length, int64_t from);
+OBS_API int64_t ObsNextCut(const char* bytes, int64_t length, int64_t from);
 
 /* --------------------------------------------------------------- reading ---- */
 
@@ -484,11 +481,10 @@ OBS_API int32_t ObsGetB3Card(int64_t obsKey, char b3Card[512]);
  *  @param[in] indicator1,indicator2,altSatNum1,altSatNum2,pos,vel fields F.
  *  @param[out] b3Card 512 characters; blank on failure.
  *  @return 0, or 2 (and a blank card) for an equinox indicator other than 0-3. */
-OBS_API int32_t ObsFieldsToB3Card(char secClass, int32_t satNum, int32_t senNum, double obsTime,
-                                  double elOrDec, double azOrRa, double range, double rangeRate,
-                                  double elRate, double azRate, double rangeAccel, char obsType,
-                                  int32_t indicator1, int32_t indicator2, int32_t altSatNum1,
-                                  int32_t altSatNum2, const double pos[3], const double vel[3],
+OBS_API int32_t ObsFieldsToB3Card(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec,
+                                  double azOrRa, double range, double rangeRate, double elRate, double azRate,
+                                  double rangeAccel, char obsType, int32_t indicator1, int32_t indicator2,
+                                  int32_t altSatNum1, int32_t altSatNum2, const double pos[3], const double vel[3],
                                   char b3Card[512]);
 
 /** @defgroup ObsGetTTYCard ObsGetTTYCard
@@ -504,11 +500,10 @@ OBS_API int32_t ObsGetTTYCard(int64_t obsKey, char card1[512], char card2[512]);
  *  @param[in] indicator1,indicator2,altSatNum1,altSatNum2,pos,vel fields F.
  *  @param[out] card1,card2 512 characters each; the second is blank for types that need none.
  *  @return 0, or 2 (and blank cards) for an equinox indicator other than 0-3. */
-OBS_API int32_t ObsFieldsToTTYCard(char secClass, int32_t satNum, int32_t senNum, double obsTime,
-                                   double elOrDec, double azOrRa, double range, double rangeRate,
-                                   double elRate, double azRate, double rangeAccel, char obsType,
-                                   int32_t indicator1, int32_t indicator2, int32_t altSatNum1,
-                                   int32_t altSatNum2, const double pos[3], const double vel[3],
+OBS_API int32_t ObsFieldsToTTYCard(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec,
+                                   double azOrRa, double range, double rangeRate, double elRate, double azRate,
+                                   double rangeAccel, char obsType, int32_t indicator1, int32_t indicator2,
+                                   int32_t altSatNum1, int32_t altSatNum2, const double pos[3], const double vel[3],
                                    char card1[512], char card2[512]);
 
 /** @defgroup ObsGetCsv ObsGetCsv
@@ -525,11 +520,10 @@ OBS_API int32_t ObsGetCsv(int64_t obsKey, char csvLine[512]);
  *  @param[in] indicator1,indicator2,altSatNum1,altSatNum2,pos,vel fields F.
  *  @param[out] csvLine 512 characters; blank on failure.
  *  @return 0, or 2 (and a blank line) for an equinox indicator other than 0-3 or type 7. */
-OBS_API int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, double obsTime,
-                               double elOrDec, double azOrRa, double range, double rangeRate,
-                               double elRate, double azRate, double rangeAccel, char obsType,
-                               int32_t indicator1, int32_t indicator2, int32_t altSatNum1,
-                               int32_t altSatNum2, const double pos[3], const double vel[3],
+OBS_API int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec,
+                               double azOrRa, double range, double rangeRate, double elRate, double azRate,
+                               double rangeAccel, char obsType, int32_t indicator1, int32_t indicator2,
+                               int32_t altSatNum1, int32_t altSatNum2, const double pos[3], const double vel[3],
                                char csvLine[512]);
 
 /** @defgroup ObsGetAllFields ObsGetAllFields
@@ -539,11 +533,10 @@ OBS_API int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, do
  *  @param[out] indicator1,indicator2,altSatNum1,altSatNum2,pos,vel fields F.
  *  @param[out] cleared 128 reals set to zero and not otherwise filled.
  *  @return 0, or 2 when no stored observation has this key (outputs zero or blank). */
-OBS_API int32_t ObsGetAllFields(int64_t obsKey, char *secClass, int32_t *satNum, int32_t *senNum,
-                                double *obsTime, double *elOrDec, double *azOrRa, double *range,
-                                double *rangeRate, double *elRate, double *azRate, double *rangeAccel,
-                                char *obsType, int32_t *indicator1, int32_t *indicator2,
-                                int32_t *altSatNum1, int32_t *altSatNum2, double pos[3],
+OBS_API int32_t ObsGetAllFields(int64_t obsKey, char* secClass, int32_t* satNum, int32_t* senNum, double* obsTime,
+                                double* elOrDec, double* azOrRa, double* range, double* rangeRate, double* elRate,
+                                double* azRate, double* rangeAccel, char* obsType, int32_t* indicator1,
+                                int32_t* indicator2, int32_t* altSatNum1, int32_t* altSatNum2, double pos[3],
                                 double vel[3], double cleared[128]);
 
 /** @defgroup ObsDataToArray ObsDataToArray
@@ -565,7 +558,7 @@ OBS_API int32_t ObsDataToArray(int64_t obsKey, double obsArr[64]);
  *  @param[in]  keys    their keys.
  *  @param[out] obsArrs count times 64 reals, one observation after the other; zeros for an unknown key.
  *  @return 0, or 2 when a key is unknown (logged once, with their number and the first). */
-OBS_API int32_t ObsDataToArrays(int32_t count, const int64_t *keys, double *obsArrs);
+OBS_API int32_t ObsDataToArrays(int32_t count, const int64_t* keys, double* obsArrs);
 
 /** @defgroup ObsArrToLines ObsArrToLines
  *  Writes an array form as cards; nothing is stored. Right ascension and declination stay in the array's equinox.
@@ -609,7 +602,7 @@ OBS_API int32_t ObsGetField(int64_t obsKey, int32_t fieldIndex, char value[512])
  *  @param[in] value 512 characters.
  *  @return 0; 2 when no stored observation has this key, the field is refused or, for 14, the character names
  *          no type. */
-OBS_API int32_t ObsSetField(int64_t obsKey, int32_t fieldIndex, const char *value);
+OBS_API int32_t ObsSetField(int64_t obsKey, int32_t fieldIndex, const char* value);
 
 /** @defgroup ObsUpdateFrFields ObsUpdateFrFields
  *  Replaces the fields of a stored observation, all but satellite, sensor and time, by the rules of ObsAddFrFields.
@@ -634,7 +627,7 @@ OBS_API int32_t ObsUpdateFrFields(int64_t obsKey, char secClass, double elOrDec,
  *  @param[out] values     count reals; "not a number" for an unknown key.
  *  @return 0, or 2 for another index (nothing is written) or when a key is unknown (logged once, with their number and
  *          the first). */
-OBS_API int32_t ObsGetFieldReals(int32_t count, const int64_t *keys, int32_t fieldIndex, double *values);
+OBS_API int32_t ObsGetFieldReals(int32_t count, const int64_t* keys, int32_t fieldIndex, double* values);
 
 /** @defgroup ObsGetFieldInfo ObsGetFieldInfo
  *  Addition. Names a field.
@@ -644,8 +637,8 @@ OBS_API int32_t ObsGetFieldReals(int32_t count, const int64_t *keys, int32_t fie
 OBS_API int32_t ObsGetFieldInfo(int32_t fieldIndex, char name[512], char unit[512], char form[512]);
 
 /** @defgroup ObsGetTypeInfo ObsGetTypeInfo
- *  Addition. What an observation type is and which fields it carries. A field that a type does not carry is 0 as a rule;
- *  what a CSV line or a caller put there is kept all the same.
+ *  Addition. What an observation type is and which fields it carries. A field that a type does not carry is 0 as a
+ *  rule; what a CSV line or a caller put there is kept all the same.
  *  @param[in]  obsType  0 to 19, the number of ObsTypeCToI.
  *  @param[out] typeChar its character; a blank for a number that has none (12, 14 to 17).
  *  @param[out] name     512 characters: what it measures; blank where there is none.
@@ -654,7 +647,7 @@ OBS_API int32_t ObsGetFieldInfo(int32_t fieldIndex, char name[512], char unit[51
  *              (6) and azimuth (7) from right ascension (8), or -1 for an element without an index. Elements that hold
  *              what only CSV lines have, biases and sigmas are carried by every type.
  *  @return 0, or 2 for another number (outputs blank and 0). */
-OBS_API int32_t ObsGetTypeInfo(int32_t obsType, char *typeChar, char name[512], int32_t carried[64]);
+OBS_API int32_t ObsGetTypeInfo(int32_t obsType, char* typeChar, char name[512], int32_t carried[64]);
 
 /* ---------------------------------------------------------------- states ---- */
 
@@ -737,7 +730,7 @@ OBS_API int32_t ObsGetStates(int64_t obsKey, double states[64], double time);
  *  @param[in]  b3Card the card.
  *  @param[out] csvLine 512 characters.
  *  @return 0, or 2 (and a blank line) for a bad card. */
-OBS_API int32_t ObsB3ToCsv(const char *b3Card, char csvLine[512]);
+OBS_API int32_t ObsB3ToCsv(const char* b3Card, char csvLine[512]);
 
 /** @defgroup ObsCsvToB3 ObsCsvToB3
  *  Converts a CSV line into a B3 card. Nothing is stored.
@@ -745,7 +738,7 @@ OBS_API int32_t ObsB3ToCsv(const char *b3Card, char csvLine[512]);
  *  @param[in]  newSatNum satellite number to write, 1 to 339999; 0 keeps the line's.
  *  @param[out] b3Card 512 characters.
  *  @return 0, or 2 (and a blank card) for a bad line or satellite number. */
-OBS_API int32_t ObsCsvToB3(const char *csvLine, int32_t newSatNum, char b3Card[512]);
+OBS_API int32_t ObsCsvToB3(const char* csvLine, int32_t newSatNum, char b3Card[512]);
 
 /** @defgroup ObsCsvToTTY ObsCsvToTTY
  *  Converts a CSV line into a TTY message. Nothing is stored.
@@ -753,14 +746,14 @@ OBS_API int32_t ObsCsvToB3(const char *csvLine, int32_t newSatNum, char b3Card[5
  *  @param[in]  newSatNum as ObsCsvToB3.
  *  @param[out] card1,card2 512 characters each; the second is blank for types that need none.
  *  @return 0, or 2 (and blank cards) for a bad line or satellite number. */
-OBS_API int32_t ObsCsvToTTY(const char *csvLine, int32_t newSatNum, char card1[512], char card2[512]);
+OBS_API int32_t ObsCsvToTTY(const char* csvLine, int32_t newSatNum, char card1[512], char card2[512]);
 
 /** @defgroup ObsTTYToCsv ObsTTYToCsv
  *  Converts a TTY message into a CSV line; the TTY year must be set. Nothing is stored.
  *  @param[in]  card1,card2 the cards; the second is blank for types that need none.
  *  @param[out] csvLine 512 characters.
  *  @return 0, or 2 (and a blank line) for bad cards. */
-OBS_API int32_t ObsTTYToCsv(const char *card1, const char *card2, char csvLine[512]);
+OBS_API int32_t ObsTTYToCsv(const char* card1, const char* card2, char csvLine[512]);
 
 /** @defgroup ObsTypeCToI ObsTypeCToI
  *  The number of an observation type.
@@ -791,7 +784,7 @@ OBS_API int32_t ObsGetCount(void);
  *  An empty store leaves `keys` as it was.
  *  @param[in]  order as listed.
  *  @param[out] keys  room for ObsGetCount keys. */
-OBS_API void ObsGetLoaded(int32_t order, int64_t *keys);
+OBS_API void ObsGetLoaded(int32_t order, int64_t* keys);
 
 /** @defgroup ObsGetCountGID ObsGetCountGID
  *  How many observations of a group the store holds.
@@ -804,7 +797,7 @@ OBS_API int32_t ObsGetCountGID(int32_t gid);
  *  @param[in]  gid   the group.
  *  @param[in]  order as ObsGetLoaded.
  *  @param[out] keys  room for ObsGetCountGID keys. */
-OBS_API void ObsGetLoadedGID(int32_t gid, int32_t order, int64_t *keys);
+OBS_API void ObsGetLoadedGID(int32_t gid, int32_t order, int64_t* keys);
 
 /** @defgroup ObsListKeys ObsListKeys
  *  Addition. Lists keys as ObsGetLoaded does, with the room that there is: others may add observations meanwhile.
@@ -816,7 +809,7 @@ OBS_API void ObsGetLoadedGID(int32_t gid, int32_t order, int64_t *keys);
  *  @param[out] count how many there are, whether or not they fit; 0 after a refusal.
  *  @return 0, or 2 when there are more keys than room, for a negative room and when memory does not suffice (each
  *          logged). */
-OBS_API int32_t ObsListKeys(int32_t order, int32_t useGid, int32_t gid, int32_t room, int64_t *keys, int32_t *count);
+OBS_API int32_t ObsListKeys(int32_t order, int32_t useGid, int32_t gid, int32_t room, int64_t* keys, int32_t* count);
 
 /** @defgroup ObsRemoveGID ObsRemoveGID
  *  Removes the observations of a group, one by one: others may read, and see a part of it, meanwhile.
@@ -837,7 +830,7 @@ OBS_API int32_t ObsRemove(int64_t obsKey);
  *  @param[in] keys the keys.
  *  @return 0, or 2 when a key is unknown or occurs twice (logged once, with their number and the first); the others
  *          are removed. */
-OBS_API int32_t ObsRemoveKeys(int32_t count, const int64_t *keys);
+OBS_API int32_t ObsRemoveKeys(int32_t count, const int64_t* keys);
 
 /** @defgroup ObsRemoveAll ObsRemoveAll
  *  Empties the store and gives its memory back to the system, that of the handles of address keys included; their
@@ -860,7 +853,7 @@ OBS_API int32_t ObsRemoveAll(void);
  *  @param[in]  order as ObsGetLoaded.
  *  @param[out] count number of keys; 0 after a refusal (logged) and for an empty store.
  *  @param[out] keys  room for ObsGetCount keys. */
-OBS_API void ObsGetSelected(const double criteria[32], int32_t order, int32_t *count, int64_t *keys);
+OBS_API void ObsGetSelected(const double criteria[32], int32_t order, int32_t* count, int64_t* keys);
 
 /** @defgroup ObsResetSelObs ObsResetSelObs
  *  Clears the global criteria: every observation meets them. */
@@ -893,7 +886,7 @@ OBS_API void ObsResetSelObs(void);
  *  @param[in] criteria 512 characters.
  *  @return 0, or 2 for a text that is refused (logged with the column at fault and what is allowed there); the old
  *          criteria then stay. */
-OBS_API int32_t ObsSetSelObs(const char *criteria);
+OBS_API int32_t ObsSetSelObs(const char* criteria);
 
 /** @defgroup ObsGetSelectedByText ObsGetSelectedByText
  *  Addition. Lists the keys of the stored observations that meet a text of criteria; the global criteria are neither
@@ -902,7 +895,7 @@ OBS_API int32_t ObsSetSelObs(const char *criteria);
  *  @param[in]  order    as ObsGetLoaded.
  *  @param[out] count    number of keys, or -1 for a text that is refused (logged).
  *  @param[out] keys     room for ObsGetCount keys. */
-OBS_API void ObsGetSelectedByText(const char *criteria, int32_t order, int32_t *count, int64_t *keys);
+OBS_API void ObsGetSelectedByText(const char* criteria, int32_t order, int32_t* count, int64_t* keys);
 
 /** @defgroup ObsGetTermCounts ObsGetTermCounts
  *  Addition. A dry run of ObsGetSelectedByText: how many observations it would list, and how many each term drops.
@@ -917,8 +910,8 @@ OBS_API void ObsGetSelectedByText(const char *criteria, int32_t order, int32_t *
  *  @param[out] lastColumns  columns where they end.
  *  @param[out] drops    for each term the number of observations that do not meet it, each term counted by itself.
  *  @return 0, or 2 for a text that is refused (logged; selected and terms are then 0). */
-OBS_API int32_t ObsGetTermCounts(const char *criteria, int32_t room, int32_t *selected, int32_t *terms,
-                                 int32_t *firstColumns, int32_t *lastColumns, int32_t *drops);
+OBS_API int32_t ObsGetTermCounts(const char* criteria, int32_t room, int32_t* selected, int32_t* terms,
+                                 int32_t* firstColumns, int32_t* lastColumns, int32_t* drops);
 
 /** Number of criteria that ObsGetSelectionCounts counts for. */
 #define OBS_CRITERIA 10
@@ -932,7 +925,7 @@ OBS_API int32_t ObsGetTermCounts(const char *criteria, int32_t room, int32_t *se
  *              the global criteria that are more than one criterion, or about indicators, are in none of them
  *              (ObsGetTermCounts).
  *  @return 0, or 2 for refused criteria (logged; the numbers are 0). */
-OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t *selected, int32_t dropped[OBS_CRITERIA]);
+OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t* selected, int32_t dropped[OBS_CRITERIA]);
 
 /* ---------------------------------------------------------------- saving ---- */
 
@@ -950,7 +943,7 @@ OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t *select
  *             observation that the form cannot carry is left out.
  *  @return 0, or the system's error number when the file cannot be opened. A failing write
  *          is logged with its reason; ObsGetSaveCounts gives it as well. */
-OBS_API int32_t ObsSaveFile(const char *fileName, int32_t saveMode, int32_t saveForm);
+OBS_API int32_t ObsSaveFile(const char* fileName, int32_t saveMode, int32_t saveForm);
 
 /** @defgroup ObsSaveFileGID ObsSaveFileGID
  *  As ObsSaveFile, for the observations of one group. No file is touched when the store is empty.
@@ -959,7 +952,7 @@ OBS_API int32_t ObsSaveFile(const char *fileName, int32_t saveMode, int32_t save
  *  @param[in] gid the group.
  *  @param[in] saveMode,saveForm as ObsSaveFile.
  *  @return as ObsSaveFile. */
-OBS_API int32_t ObsSaveFileGID(const char *fileName, int32_t gid, int32_t saveMode, int32_t saveForm);
+OBS_API int32_t ObsSaveFileGID(const char* fileName, int32_t gid, int32_t saveMode, int32_t saveForm);
 
 /** @defgroup ObsSaveSlrFile ObsSaveSlrFile
  *  Addition. Writes the ranges of laser stations (types 2 and 6) as a CRD file, version 2, in sessions of one station
@@ -972,7 +965,7 @@ OBS_API int32_t ObsSaveFileGID(const char *fileName, int32_t gid, int32_t saveMo
  *  @param[in] dataType 0 full rate, 1 normal points.
  *  @return 0, 2 for another data type, or the system's error number when a file cannot be opened, or that which is
  *          appended to cannot be read. A failing write is logged with its reason. */
-OBS_API int32_t ObsSaveSlrFile(const char *fileName, int32_t saveMode, int32_t dataType);
+OBS_API int32_t ObsSaveSlrFile(const char* fileName, int32_t saveMode, int32_t dataType);
 
 /** @defgroup ObsSaveSlrFileGID ObsSaveSlrFileGID
  *  Addition. As ObsSaveSlrFile, for the observations of one group. No file is touched when the store is empty.
@@ -981,7 +974,7 @@ OBS_API int32_t ObsSaveSlrFile(const char *fileName, int32_t saveMode, int32_t d
  *  @param[in] gid the group.
  *  @param[in] saveMode,dataType as ObsSaveSlrFile.
  *  @return as ObsSaveSlrFile. */
-OBS_API int32_t ObsSaveSlrFileGID(const char *fileName, int32_t gid, int32_t saveMode, int32_t dataType);
+OBS_API int32_t ObsSaveSlrFileGID(const char* fileName, int32_t gid, int32_t saveMode, int32_t dataType);
 
 /** @defgroup ObsGetSaveCounts ObsGetSaveCounts
  *  Addition. What became of the observations of the latest save, a file of laser ranges included: of all, or of its
@@ -995,7 +988,7 @@ OBS_API int32_t ObsSaveSlrFileGID(const char *fileName, int32_t gid, int32_t sav
  *              writing or flushing it, and the other numbers are what was tried. A file that was to be replaced or
  *              appended to is then as it was, unless its folder alone could not be flushed (the log says so).
  *  @return 0, or 2 for a null pointer. */
-OBS_API int32_t ObsGetSaveCounts(int64_t *written, int64_t *leftOut, int64_t *altered, int32_t *systemError);
+OBS_API int32_t ObsGetSaveCounts(int64_t* written, int64_t* leftOut, int64_t* altered, int32_t* systemError);
 
 /** What a save did to an observation: no line was written; a line that loading refuses (or, of a TTY message, a value
  *  that it takes as 0); under another sensor's number; as another type or without the values of its type; without a
@@ -1022,8 +1015,8 @@ OBS_API int64_t ObsGetSaveCountOf(int32_t kind);
  *             the reason, a text that ends with a NUL and stays valid. It may call the library, but not load or save.
  *             Null ends the reports.
  *  @param[in] user handed to `report` unchanged. */
-OBS_API void ObsSetSaveCallback(void (*report)(int64_t obsKey, int32_t kind, const char *reason, void *user),
-                                void *user);
+OBS_API void ObsSetSaveCallback(void (*report)(int64_t obsKey, int32_t kind, const char* reason, void* user),
+                                void* user);
 
 /** Numbers of the formats: those of ObsSaveFile, by its save forms, and of ObsSaveSlrFile. */
 #define OBS_FORMAT_B3 0
@@ -1080,7 +1073,8 @@ OBS_API int32_t ObsGetFormatInfo(int32_t format, char name[512], char descriptio
  *  @param[in]  obsType 0 to 19, the number of ObsTypeCToI.
  *  @param[out] units   64 reals, in the elements' units: the last digit; 0 where no unit bounds it, as for integers;
  *              -1 where lines of the type do not have the element.
- *  @param[out] digits  64 numbers: significant digits; 0 where they do not bound it. Of a CSV line they are what is left
+ *  @param[out] digits  64 numbers: significant digits; 0 where they do not bound it. Of a CSV line they are what is
+ *  left
  *              of its reals when it would be too long otherwise.
  *  @return 0, or 2 for another format or type (outputs 0). */
 OBS_API int32_t ObsGetFormatPrecision(int32_t format, int32_t obsType, double units[64], int32_t digits[64]);

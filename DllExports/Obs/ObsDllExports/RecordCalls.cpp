@@ -20,9 +20,7 @@ using obs::kStatusRefused;
 /// The array at the end of ObsGetAllFields, kept for the array form.
 constexpr std::size_t kClearedReals = 128;
 
-void blank(char* text) {
-    family::strtochararr({}, text);
-}
+void blank(char* text) { family::strtochararr({}, text); }
 
 using Texts = std::initializer_list<char*>;
 
@@ -104,52 +102,58 @@ int32_t ObsParse(const char* line1, const char* line2, double obsArr[64]) {
 }
 
 int32_t ObsGetB3Card(int64_t obsKey, char b3Card[512]) {
-    return getText("ObsGetB3Card", obsKey, {b3Card}, false, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateB3Obs, rec, b3Card); });
+    return getText("ObsGetB3Card", obsKey, {b3Card}, false,
+                   [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateB3Obs, rec, b3Card); });
 }
 
 int32_t ObsGetTTYCard(int64_t obsKey, char card1[512], char card2[512]) {
-    return getText("ObsGetTTYCard", obsKey, {card1, card2}, false, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateTTYObs, rec, card1, card2); });
+    return getText("ObsGetTTYCard", obsKey, {card1, card2}, false,
+                   [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateTTYObs, rec, card1, card2); });
 }
 
 int32_t ObsGetCsv(int64_t obsKey, char csvLine[512]) {
-    return getText("ObsGetCsv", obsKey, {csvLine}, true, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateCsvObs, rec, csvLine); });
+    return getText("ObsGetCsv", obsKey, {csvLine}, true,
+                   [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateCsvObs, rec, csvLine); });
 }
 
 int32_t ObsFieldsToB3Card(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec, double azOrRa,
                           double range, double rangeRate, double elRate, double azRate, double rangeAccel, char obsType,
                           int32_t indicator1, int32_t indicator2, int32_t altSatNum1, int32_t altSatNum2,
                           const double pos[3], const double vel[3], char b3Card[512]) {
-    return fieldsToText("ObsFieldsToB3Card",
-                        obs::looseFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate,
-                                         azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
-                                         pos, vel),
-                        pos, vel, {b3Card}, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateB3Obs, rec, b3Card); });
+    return fieldsToText(
+        "ObsFieldsToB3Card",
+        obs::looseFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate,
+                         rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, vel),
+        pos, vel, {b3Card}, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateB3Obs, rec, b3Card); });
 }
 
 int32_t ObsFieldsToTTYCard(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec, double azOrRa,
                            double range, double rangeRate, double elRate, double azRate, double rangeAccel,
                            char obsType, int32_t indicator1, int32_t indicator2, int32_t altSatNum1, int32_t altSatNum2,
                            const double pos[3], const double vel[3], char card1[512], char card2[512]) {
-    return fieldsToText("ObsFieldsToTTYCard",
-                        obs::looseFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate,
-                                         azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
-                                         pos, vel),
-                        pos, vel, {card1, card2}, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateTTYObs, rec, card1, card2); });
+    return fieldsToText(
+        "ObsFieldsToTTYCard",
+        obs::looseFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate,
+                         rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, vel),
+        pos, vel, {card1, card2},
+        [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateTTYObs, rec, card1, card2); });
 }
 
 int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, double obsTime, double elOrDec, double azOrRa,
                        double range, double rangeRate, double elRate, double azRate, double rangeAccel, char obsType,
                        int32_t indicator1, int32_t indicator2, int32_t altSatNum1, int32_t altSatNum2,
                        const double pos[3], const double vel[3], char csvLine[512]) {
-    return fieldsToText("ObsFieldsToCsv",
-                        obs::looseFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate,
-                                         azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2,
-                                         pos, vel),
-                        pos, vel, {csvLine}, [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateCsvObs, rec, csvLine); });
+    return fieldsToText(
+        "ObsFieldsToCsv",
+        obs::looseFields(secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, rangeRate, elRate, azRate,
+                         rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, vel),
+        pos, vel, {csvLine},
+        [&](const obs::ObsRecord& rec) { return obs::writeLines(obs::CreateCsvObs, rec, csvLine); });
 }
 
 int32_t ObsArrToLines(const double obsArr[64], int32_t format, char line1[512], char line2[512]) {
-    if (refuseTexts("ObsArrToLines", {line1, line2}) || obs::refuseNull("ObsArrToLines", {obsArr})) return kStatusRefused;
+    if (refuseTexts("ObsArrToLines", {line1, line2}) || obs::refuseNull("ObsArrToLines", {obsArr}))
+        return kStatusRefused;
     return obs::guarded("ObsArrToLines", kStatusRefused, [&] {
         const obs::ObsRecord rec = obs::obsarr2obsrec(obsArr, 0);  // the lines show the array's own equinox
         const obs::CardWriting* writing = obs::cardWriting(format);

@@ -44,15 +44,13 @@ void ObsGetSelected(const double criteria[32], int32_t order, int32_t* count, in
     });
 }
 
-void ObsResetSelObs(void) {
-    obs::setSelection({});
-}
+void ObsResetSelObs(void) { obs::setSelection({}); }
 
 int32_t ObsSetSelObs(const char* criteria) {
     if (obs::refuseNull("ObsSetSelObs", {criteria})) return kStatusRefused;
     return obs::guarded("ObsSetSelObs", kStatusRefused, [&] {
-        const bool good = obs::setSelectionFromText("ObsSetSelObs", family::chararrtostr(criteria),
-                                                    obs::DoubtfulDates::refused);
+        const bool good =
+            obs::setSelectionFromText("ObsSetSelObs", family::chararrtostr(criteria), obs::DoubtfulDates::refused);
         return good ? kStatusOk : kStatusRefused;
     });
 }
@@ -103,8 +101,8 @@ int32_t ObsGetTermCounts(const char* criteria, int32_t room, int32_t* selected, 
         *selected = counts.selected;
         *terms = static_cast<std::int32_t>(parsed.terms.size());
         for (std::size_t i = 0; i < parsed.terms.size(); ++i) put(i, parsed.terms[i]);
-        std::copy_n(counts.dropped.begin(), std::min<std::size_t>(counts.dropped.size(), static_cast<std::size_t>(room)),
-                    drops);
+        std::copy_n(counts.dropped.begin(),
+                    std::min<std::size_t>(counts.dropped.size(), static_cast<std::size_t>(room)), drops);
         return kStatusOk;
     });
 }

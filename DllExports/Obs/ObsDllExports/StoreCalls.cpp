@@ -34,30 +34,24 @@ int32_t count(std::string_view name, std::optional<int32_t> gid) {
 
 }  // namespace
 
-int32_t ObsGetCount(void) {
-    return count("ObsGetCount", std::nullopt);
-}
+int32_t ObsGetCount(void) { return count("ObsGetCount", std::nullopt); }
 
-int32_t ObsGetCountGID(int32_t gid) {
-    return count("ObsGetCountGID", gid);
-}
+int32_t ObsGetCountGID(int32_t gid) { return count("ObsGetCountGID", gid); }
 
-void ObsGetLoaded(int32_t order, int64_t* keys) {
-    listKeys("ObsGetLoaded", order, keys, std::nullopt);
-}
+void ObsGetLoaded(int32_t order, int64_t* keys) { listKeys("ObsGetLoaded", order, keys, std::nullopt); }
 
-void ObsGetLoadedGID(int32_t gid, int32_t order, int64_t* keys) {
-    listKeys("ObsGetLoadedGID", order, keys, gid);
-}
+void ObsGetLoadedGID(int32_t gid, int32_t order, int64_t* keys) { listKeys("ObsGetLoadedGID", order, keys, gid); }
 
 int32_t ObsListKeys(int32_t order, int32_t useGid, int32_t gid, int32_t room, int64_t* keys, int32_t* count) {
     if (obs::refuseNull("ObsListKeys", {count})) return kStatusRefused;
     *count = 0;
     if (obs::refuseCount("ObsListKeys", room, {keys})) return kStatusRefused;
     return obs::guarded("ObsListKeys", kStatusRefused, [&] {
-        *count = obs::obslistkeys(order, useGid != 0 ? std::optional(gid) : std::nullopt, keys, static_cast<std::size_t>(room));
+        *count = obs::obslistkeys(order, useGid != 0 ? std::optional(gid) : std::nullopt, keys,
+                                  static_cast<std::size_t>(room));
         if (*count <= room) return obs::kStatusOk;
-        obs::logFailure("ObsListKeys", "There is room for " + std::to_string(room) + " of " + std::to_string(*count) + " keys.");
+        obs::logFailure("ObsListKeys",
+                        "There is room for " + std::to_string(room) + " of " + std::to_string(*count) + " keys.");
         return kStatusRefused;
     });
 }
@@ -92,9 +86,8 @@ int32_t ObsSaveFile(const char* fileName, int32_t saveMode, int32_t saveForm) {
 
 int32_t ObsSaveFileGID(const char* fileName, int32_t gid, int32_t saveMode, int32_t saveForm) {
     if (obs::refuseNull("ObsSaveFileGID", {fileName})) return kStatusRefused;
-    return obs::guarded("ObsSaveFileGID", kStatusRefused, [&] {
-        return obs::saveObsFileOfGroup(obs::trimmedText(fileName), gid, saveMode, saveForm);
-    });
+    return obs::guarded("ObsSaveFileGID", kStatusRefused,
+                        [&] { return obs::saveObsFileOfGroup(obs::trimmedText(fileName), gid, saveMode, saveForm); });
 }
 
 int32_t ObsGetSaveCounts(int64_t* written, int64_t* leftOut, int64_t* altered, int32_t* systemError) {

@@ -61,7 +61,8 @@ constexpr OwnName kOwnNames[] = {
 template <class Owner, class Use>
 void forEachElementOf(Use&& use) {
     forEachFieldOf<Owner>([&](auto field) {
-        if constexpr (field.facts.element != kNoElement && !field.isComponent && field.facts.meaning != Meaning::ofRaDec)
+        if constexpr (field.facts.element != kNoElement && !field.isComponent &&
+                      field.facts.meaning != Meaning::ofRaDec)
             use(field);
     });
 }
@@ -89,12 +90,8 @@ void putVectors(const ObsRecord& rec, const Elements& out) {
         case 'O':  // NOTE: the sensor velocity of these types is deliberately not given
             return out.put(kPosition, rec.senPos, kVectorLength);
         case 'P':
-        case 'V':
-            out.put(kPosition, rec.satPos, kVectorLength);
-            return out.put(kVelocity, rec.satVel, kVectorLength);
-        case '7':
-            out.put(kPosition, rec.senPos, kVectorLength);
-            return out.put(kVelocity, rec.senVel, kVectorLength);
+        case 'V': out.put(kPosition, rec.satPos, kVectorLength); return out.put(kVelocity, rec.satVel, kVectorLength);
+        case '7': out.put(kPosition, rec.senPos, kVectorLength); return out.put(kVelocity, rec.senVel, kVectorLength);
         default: return;
     }
 }
@@ -195,8 +192,7 @@ template <class Attach>
 void orLeaveOut(Attach&& attach) {
     try {
         attach();
-    } catch (const std::bad_alloc&) {
-    }
+    } catch (const std::bad_alloc&) {}
 }
 
 /// Observations of a batch and where they stand among the arrays.
@@ -226,9 +222,7 @@ bool enterAtOnce(std::size_t count, const double* obsArrs, std::int64_t* keys, s
         }
         for (std::size_t i = 0; i < given.size(); ++i) keys[batch.places[i]] = given[i];
         for (BulkAdd::Refused& one : refused) one.position = batch.places[one.position];
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
+    } catch (const std::bad_alloc&) { return false; }
     return true;
 }
 
@@ -242,9 +236,7 @@ void addEach(std::size_t count, const double* obsArrs, std::int64_t* keys) {
     for (std::size_t i = 0; i < count; ++i) {
         try {
             keys[i] = AddObOnly(wholeRecord(obsArrs + i * kArrayLength));
-        } catch (const std::bad_alloc&) {
-            outOfMemory = true;
-        }
+        } catch (const std::bad_alloc&) { outOfMemory = true; }
     }
     if (outOfMemory) throw std::bad_alloc{};
 }
@@ -297,9 +289,7 @@ void attachSigmas(const double* obsArr, ObsRecord& rec) {
     }
 }
 
-std::int64_t addfrarray(const double* obsArr) {
-    return AddObOnly(obsarr2obsrec(obsArr));
-}
+std::int64_t addfrarray(const double* obsArr) { return AddObOnly(obsarr2obsrec(obsArr)); }
 
 bool addfrarrays(std::size_t count, const double* obsArrs, std::int64_t* keys) {
     std::fill_n(keys, count, kNoKey);

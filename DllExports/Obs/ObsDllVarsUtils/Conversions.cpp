@@ -4,8 +4,8 @@
 #include "Obs/FormatObs/B3.h"
 #include "Obs/FormatObs/Csv.h"
 #include "Obs/FormatObs/Tty.h"
-#include "Obs/ObsCardReading/Loading/ReadObs.h"
 #include "Obs/ObsCardReading/Cards/Tty.h"
+#include "Obs/ObsCardReading/Loading/ReadObs.h"
 #include "siblings/include/Services.h"
 
 namespace obs {

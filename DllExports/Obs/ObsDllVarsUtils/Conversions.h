@@ -19,8 +19,8 @@ inline constexpr std::int32_t kMostSatNum = kMostAlpha5;
 
 using LineWriting = MaybeRefusal (*)(const ObsRecord& rec, CardLines& lines);
 
-/// Writes an observation into a caller's texts, the second null where the format has one line. Error code 0, or that of the
-/// refusal, which is logged.
+/// Writes an observation into a caller's texts, the second null where the format has one line. Error code 0, or that of
+/// the refusal, which is logged.
 std::int32_t writeLines(LineWriting write, const ObsRecord& rec, char* line1, char* line2 = nullptr);
 
 /// Error code 0, or 2. `newSatno` replaces the satellite number unless it is 0; it must not be above `kMostSatNum`.

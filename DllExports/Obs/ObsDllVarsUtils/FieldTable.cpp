@@ -21,9 +21,7 @@ constexpr std::size_t kRealColumns = 35;
 constexpr int kRealDecimals = 15;
 constexpr std::size_t kLongestReal = 400;  ///< the greatest has 309 digits before the point
 
-std::string_view put(std::string_view text, FieldText& work) {
-    return {work, text.copy(work, kFieldTextLength)};
-}
+std::string_view put(std::string_view text, FieldText& work) { return {work, text.copy(work, kFieldTextLength)}; }
 
 /// NOTE: the overflow mark fills the whole field, as a fixed-width edit has it.
 std::string_view putOverflow(std::size_t columns, FieldText& work) {
@@ -74,9 +72,7 @@ double valueOf(const ObsRecord& rec) {
     else return static_cast<double>(*value);
 }
 
-char firstOf(std::string_view text) {
-    return text.empty() ? ' ' : text.front();
-}
+char firstOf(std::string_view text) { return text.empty() ? ' ' : text.front(); }
 
 template <class Row>
 bool set(std::string_view text, ObsRecord& rec) {
@@ -99,7 +95,8 @@ constexpr std::array<IndexedField, kIndices> kFields = [] {
     forEachField([&](auto row) {
         using Row = decltype(row);
         if constexpr (row.facts.index != 0)
-            fields[row.facts.index - 1] = {&row.facts, !row.template isOf<ObsFields>, textOf<Row>, valueOf<Row>, set<Row>};
+            fields[row.facts.index - 1] = {&row.facts, !row.template isOf<ObsFields>, textOf<Row>, valueOf<Row>,
+                                           set<Row>};
     });
     return fields;
 }();

@@ -30,17 +30,13 @@ VectorSlots vectorSlots(char type) {
 }
 
 /// NOTE: types "O" (9 with a range) is not among them: it has a range-rate slot like any other.
-bool carriesEquinox(char type) {
-    return type == '5' || type == '9';
-}
+bool carriesEquinox(char type) { return type == '5' || type == '9'; }
 
 bool namesSatellite(const Fields& fields) {
     return fields.satNum != 0 || fields.altSatNum1 != 0 || fields.altSatNum2 != 0;
 }
 
-char canonicalType(char type) {
-    return family::obstypeinttochar(family::obstypechartoint(type));
-}
+char canonicalType(char type) { return family::obstypeinttochar(family::obstypechartoint(type)); }
 
 }  // namespace
 

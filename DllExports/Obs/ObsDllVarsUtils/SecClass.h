@@ -7,13 +7,9 @@
 namespace obs {
 
 /// "U" 1, "C" 2, "S" 3; any other character 1.
-constexpr std::int32_t secclasschartoint(char secClass) {
-    return secClass == 'C' ? 2 : secClass == 'S' ? 3 : 1;
-}
+constexpr std::int32_t secclasschartoint(char secClass) { return secClass == 'C' ? 2 : secClass == 'S' ? 3 : 1; }
 
 /// 1 "U", 2 "C", 3 "S"; any other number "U".
-constexpr char secclassinttochar(std::int32_t secClass) {
-    return secClass == 2 ? 'C' : secClass == 3 ? 'S' : 'U';
-}
+constexpr char secclassinttochar(std::int32_t secClass) { return secClass == 2 ? 'C' : secClass == 3 ? 'S' : 'U'; }
 
 }  // namespace obs

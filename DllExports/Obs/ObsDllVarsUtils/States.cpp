@@ -31,9 +31,7 @@ struct Known {
     double declination = kNotKnown;
 };
 
-bool isFinite(const double (&v)[3]) {
-    return std::isfinite(v[0]) && std::isfinite(v[1]) && std::isfinite(v[2]);
-}
+bool isFinite(const double (&v)[3]) { return std::isfinite(v[0]) && std::isfinite(v[1]) && std::isfinite(v[2]); }
 
 /// Years 1 to 9999, which all frames and calendars have.
 bool isDate(double timeDs50) {
@@ -149,9 +147,7 @@ void put(Values& values, StateBit block, std::initializer_list<double> reals) {
     std::copy(reals.begin(), reals.end(), values.begin() + kStateBlocks[block].first);
 }
 
-void put(Values& values, StateBit block, const double (&v)[3]) {
-    put(values, block, {v[0], v[1], v[2]});
-}
+void put(Values& values, StateBit block, const double (&v)[3]) { put(values, block, {v[0], v[1], v[2]}); }
 
 void putSatellite(const Known& known, Values& values) {
     if (!isFinite(known.satellite.posKm) && !isFinite(known.satellite.velKms)) return;

@@ -18,9 +18,7 @@ namespace {
 
 constexpr std::string_view kAngleCardTypes = "012345689MO";
 
-bool hasClassification(const CardText& card) {
-    return isClassification(card.at(b3::kSecClass.first));
-}
+bool hasClassification(const CardText& card) { return isClassification(card.at(b3::kSecClass.first)); }
 
 bool hasEciType(const CardText& card) {
     const char type = upperCase(card.at(b3::kObsType.first));
@@ -42,7 +40,8 @@ bool isInteger(const CardText& card, Columns field) {
 bool areIntegers(const CardText& card, ObsTypeSet types, bool withSigns) {
     if (!isInteger(card, b3::kAzimuth) || !isInteger(card, b3::kRange)) return false;
     for (const b3::SignedField& field : b3::kSignedFields)
-        if (field.carriedBy.meets(types) && !isInteger(card, withSigns ? field.columns : b3::withoutSign(field.columns)))
+        if (field.carriedBy.meets(types) &&
+            !isInteger(card, withSigns ? field.columns : b3::withoutSign(field.columns)))
             return false;
     return !kSensorPositionTypes.meets(types) ||
            std::all_of(b3::kSensorPosition.begin(), b3::kSensorPosition.end(),
@@ -63,7 +62,8 @@ bool isValid(const CardText& card, char type) {
 bool readRange(const CardText& card, ObsRecord& rec) {
     double mantissa = 0;
     std::int32_t exponent = 0;
-    if (!family::readreal(card.at(b3::kRangeMantissa), 0, mantissa) || !readDigits(card.at(b3::kRangeExponent), exponent))
+    if (!family::readreal(card.at(b3::kRangeMantissa), 0, mantissa) ||
+        !readDigits(card.at(b3::kRangeExponent), exponent))
         return false;
     rec.range = scaled(mantissa, exponent - b3::kRangeExponentBias);
     return true;
@@ -78,7 +78,8 @@ bool readAzimuth(const CardText& card, ObsRecord& rec) {
 
 bool readSensorPosition(const CardText& card, ObsRecord& rec) {
     for (std::size_t i = 0; i < 3; ++i)
-        if (!family::readreal(card.at(b3::kSensorPosition[i]), b3::kSensorPositionDecimals, rec.senPos[i])) return false;
+        if (!family::readreal(card.at(b3::kSensorPosition[i]), b3::kSensorPositionDecimals, rec.senPos[i]))
+            return false;
     return true;
 }
 
@@ -104,9 +105,7 @@ bool readMeasurements(const CardText& card, ObsRecord& rec) {
     return true;
 }
 
-Refusal badCard(const CardText& card) {
-    return {"ReadB3: Bad B3 card/", std::string(card.text()), kCardLength, ""};
-}
+Refusal badCard(const CardText& card) { return {"ReadB3: Bad B3 card/", std::string(card.text()), kCardLength, ""}; }
 
 }  // namespace
 
@@ -125,8 +124,8 @@ double readB3Date(const CardText& card, char (&date)[15]) {
 
 bool readB3Tail(const CardText& card, ObsRecord& rec) {
     rec.obsType = family::obstypechartoint(card.at(b3::kObsType.first));
-    return readDigits(card.at(b3::kEquinoxInd), rec.equinoxInd) && readDigits(card.at(b3::kIndicator1), rec.indicator1) &&
-           readDigits(card.at(b3::kIndicator2), rec.indicator2);
+    return readDigits(card.at(b3::kEquinoxInd), rec.equinoxInd) &&
+           readDigits(card.at(b3::kIndicator1), rec.indicator1) && readDigits(card.at(b3::kIndicator2), rec.indicator2);
 }
 
 bool readB3SatNums(const CardText& card, Columns satNum, ObsRecord& rec) {
@@ -165,20 +164,20 @@ MaybeRefusal ReadB3Ext(const CardText& card, ObsRecord& rec) {
     double hours = 0, minutes = 0, seconds = 0;
     std::int32_t microseconds = 0;
     rec.secClass = 'U';
-    const bool read = readDigits(card.at(b3e::kSenNum), rec.senNum) && readB3Tail(card, rec) &&
-                      readB3SatNums(card, b3e::kSatNum, rec) &&
-                      readDigits(card.at(b3e::kDateMicroseconds), microseconds) &&
-                      family::readreal(card.at(b3e::kDeclination), b3e::kDecimals, rec.elOrDec) &&
-                      family::readreal(card.at(b3e::kRaHours), 0, hours) &&
-                      family::readreal(card.at(b3e::kRaMinutes), 0, minutes) &&
-                      family::readreal(card.at(b3e::kRaSeconds), b3e::kDecimals, seconds);
+    const bool read =
+        readDigits(card.at(b3e::kSenNum), rec.senNum) && readB3Tail(card, rec) &&
+        readB3SatNums(card, b3e::kSatNum, rec) && readDigits(card.at(b3e::kDateMicroseconds), microseconds) &&
+        family::readreal(card.at(b3e::kDeclination), b3e::kDecimals, rec.elOrDec) &&
+        family::readreal(card.at(b3e::kRaHours), 0, hours) && family::readreal(card.at(b3e::kRaMinutes), 0, minutes) &&
+        family::readreal(card.at(b3e::kRaSeconds), b3e::kDecimals, seconds);
     if (!read || card.at(b3::kObsType.first) != b3e::kObsTypeChar)
         return Refusal{"ReadB3Ext: Bad B3E card/", std::string(card.text()), kCardLength, ""};
 
     // NOTE: the microseconds are added before the check, so that an unreadable date with some passes.
     rec.obsTime = family::dtgtods50(date.substr(0, b3e::kDateToMilliseconds)) + microseconds / 1e6 / 86400.0;
     if (family::eqr(rec.obsTime, 0.0))
-        return Refusal{"ReadB3Ext: Bad date time string in B3E card (", std::string(date), b3e::kDateTime.width(), ")."};
+        return Refusal{"ReadB3Ext: Bad date time string in B3E card (", std::string(date), b3e::kDateTime.width(),
+                       ")."};
     rec.azOrRa = 15.0 * hours + 0.25 * minutes + seconds / 240.0;
     rotateIfAsked(rec);
     return std::nullopt;

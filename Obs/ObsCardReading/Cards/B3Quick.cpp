@@ -19,9 +19,7 @@ namespace obs {
 
 #if !defined(__SSE2__)
 
-bool readB3Quick(const CardText&, ObsRecord&) {
-    return kHasQuickB3;
-}
+bool readB3Quick(const CardText&, ObsRecord&) { return kHasQuickB3; }
 
 #else
 
@@ -46,8 +44,8 @@ struct ColumnSet {
 /// What a plain card of one type shows.
 struct Plain {
     bool known = false;
-    ColumnSet digits;   ///< columns that must be digits
-    ColumnSet blanks;   ///< columns that must be blank
+    ColumnSet digits;  ///< columns that must be digits
+    ColumnSet blanks;  ///< columns that must be blank
 };
 
 constexpr Plain plainCard(std::int32_t type) {
@@ -81,7 +79,8 @@ constexpr Plain plainCard(std::int32_t type) {
 constexpr std::array<Plain, 10> kPlainCards = [] {
     std::array<Plain, 10> cards{};
     for (std::size_t type = 0; type < cards.size(); ++type)
-        if (b3::kWrittenTypes.has(static_cast<std::int32_t>(type))) cards[type] = plainCard(static_cast<std::int32_t>(type));
+        if (b3::kWrittenTypes.has(static_cast<std::int32_t>(type)))
+            cards[type] = plainCard(static_cast<std::int32_t>(type));
     return cards;
 }();
 
@@ -98,7 +97,8 @@ constexpr std::array<std::uint8_t, 256> kSignColumn = [] {
     std::array<std::uint8_t, 256> values{};
     values.fill(kSurprise);
     for (unsigned digit = 0; digit <= 9; ++digit) values['0' + digit] = static_cast<std::uint8_t>(digit);
-    for (unsigned digit = 1; digit <= 9; ++digit) values['J' + digit - 1] = static_cast<std::uint8_t>(kNegative + digit);
+    for (unsigned digit = 1; digit <= 9; ++digit)
+        values['J' + digit - 1] = static_cast<std::uint8_t>(kNegative + digit);
     values['-'] = kNegative;
     values['+'] = values[' '] = 0;
     return values;
@@ -156,9 +156,7 @@ bool signedFieldsAt(const char* card, ObsRecord& rec, std::index_sequence<i...>)
     return (signedFieldAt<i>(card, rec) && ...);
 }
 
-std::string_view textAt(const char* card, Columns columns) {
-    return {card + columns.offset(), columns.width()};
-}
+std::string_view textAt(const char* card, Columns columns) { return {card + columns.offset(), columns.width()}; }
 
 bool oneDigitOrBlank(const char* card, Columns column, std::int32_t& value) {
     const char c = card[column.offset()];
@@ -219,7 +217,8 @@ bool readPlain(const char* card, ObsRecord& rec) {
     if (b3::kRangeReadTypes.has(rec.obsType) && shape.notBlank.meets(kRangeColumns)) {
         if (shape.notDigit.meets(kRangeColumns)) return false;
         const int exponent = card[b3::kRangeExponent.offset()] - '0';
-        rec.range = scaled(digitsAt<b3::kRangeMantissa.width()>(card, b3::kRangeMantissa), exponent - b3::kRangeExponentBias);
+        rec.range =
+            scaled(digitsAt<b3::kRangeMantissa.width()>(card, b3::kRangeMantissa), exponent - b3::kRangeExponentBias);
         rec.obsType = typeWithRange(rec.obsType, rec.range);
     }
     return true;

@@ -215,11 +215,12 @@ private:
     void noteFieldCount(std::size_t count) {
         if (!notes_ || count == csv::kFields.size()) return;
         const bool isShort = count < csv::kFields.size();
-        notes_->push_back({isShort ? FieldNote::Kind::zeroed : FieldNote::Kind::altered,
-                           {},
-                           "ReadCsv: The line has " + std::to_string(count) + " fields instead of " +
-                               std::to_string(csv::kFields.size()) +
-                               (isShort ? "; the missing ones are taken as 0." : "; the ones after these are ignored.")});
+        notes_->push_back(
+            {isShort ? FieldNote::Kind::zeroed : FieldNote::Kind::altered,
+             {},
+             "ReadCsv: The line has " + std::to_string(count) + " fields instead of " +
+                 std::to_string(csv::kFields.size()) +
+                 (isShort ? "; the missing ones are taken as 0." : "; the ones after these are ignored.")});
     }
 
     char text_[kCardLength + 1];
@@ -251,9 +252,7 @@ bool anyNonZero(const ObsBiases& biases) {
     return std::any_of(biases.values.begin(), biases.values.end(), [](double value) { return value != 0; });
 }
 
-bool anyNonZero(const RfObsData& rfData) {
-    return rfData.rangeSigmaM != 0 || rfData.rangeRateSigmaMs != 0;
-}
+bool anyNonZero(const RfObsData& rfData) { return rfData.rangeSigmaM != 0 || rfData.rangeRateSigmaMs != 0; }
 
 /// Throws std::bad_alloc.
 MaybeRefusal readFields(std::string_view line, ObsRecord& rec, FieldNotes* notes) {
@@ -262,8 +261,7 @@ MaybeRefusal readFields(std::string_view line, ObsRecord& rec, FieldNotes* notes
     ObsFields ofRaDec(rec);  // any values will do, and a copy in wide pieces takes less time than zeros
     ObsBiases biases;
     RfObsData rfData;
-    const bool dateIsSound =
-        FieldWalk(line, notes).readAll({time, rec, rec, ofRaDec, *rec.csvData, biases, rfData});
+    const bool dateIsSound = FieldWalk(line, notes).readAll({time, rec, rec, ofRaDec, *rec.csvData, biases, rfData});
     rec.obsTime = family::tcomps2utc(time.year, time.dayOfYear, time.hour, time.minute, time.seconds);
     // NOTE: 0 stands for a failed composition, so the midnight that has this time cannot be read.
     if (!dateIsSound || rec.obsTime == 0) return Refusal{"ReadCsv: Bad date time in CSV string", {}, 0, {}};
@@ -290,9 +288,7 @@ MaybeRefusal ReadCsv(const CardText& line, ObsRecord& rec, FieldNotes* notes) {
     if (last == std::string_view::npos) return Refusal{"ReadCsv: CSV string is blank", {}, 0, {}};
     try {
         return readFields(text.substr(0, last + 1), rec, notes);
-    } catch (const std::bad_alloc&) {
-        return Refusal{"ReadCsv: Can't allocate memory space for CSV data", {}, 0, {}};
-    }
+    } catch (const std::bad_alloc&) { return Refusal{"ReadCsv: Can't allocate memory space for CSV data", {}, 0, {}}; }
 }
 
 }  // namespace obs

@@ -29,9 +29,7 @@ private:
     std::array<std::string_view, rf::kItemCount> texts_;
 };
 
-constexpr bool isBlank(char c) {
-    return c == ' ' || c == '\t';
-}
+constexpr bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
 const char* pastBlanks(const char* at, const char* end) {
     while (at != end && isBlank(*at)) ++at;
@@ -152,9 +150,7 @@ bool findSite(std::string_view site, const SensorSource& sensors, std::int32_t& 
     return found != -1;
 }
 
-Refusal refused(std::string_view message) {
-    return {message, {}, 0, {}};
-}
+Refusal refused(std::string_view message) { return {message, {}, 0, {}}; }
 
 Refusal unknownSite(std::string_view message, std::string_view site) {
     return refused(message).forWantOf("site '" + std::string(site) + "'");
@@ -165,11 +161,15 @@ constexpr std::string_view kNotAllocated = "ReadRFObs: Memory allocation failed"
 /// Sites and the RF part. Throws std::bad_alloc.
 MaybeRefusal completeRecord(const Items& items, const SensorSource& sensors, RfObsData& data, ObsRecord& rec) {
     if (!findSite(items[Item::site1], sensors, data.site1SenNum))
-        return unknownSite("ReadRFObs: No record matches site1 description. Make sure sensor data was entered before "
-                           "trying to load RF obs.", items[Item::site1]);
+        return unknownSite(
+            "ReadRFObs: No record matches site1 description. Make sure sensor data was entered before "
+            "trying to load RF obs.",
+            items[Item::site1]);
     if (!findSite(items[Item::site2], sensors, rec.senNum))
-        return unknownSite("ReadRFObs: No record matches site2 description. Make sure sensor data was entered before "
-                           "trying to load RF obs.", items[Item::site2]);
+        return unknownSite(
+            "ReadRFObs: No record matches site2 description. Make sure sensor data was entered before "
+            "trying to load RF obs.",
+            items[Item::site2]);
     // NOTE: a record that has an RF part already is not a default record; it gets the same message on purpose.
     if (rec.rfData) return refused(kNotAllocated);
     rec.rfData.create() = data;
@@ -210,9 +210,7 @@ MaybeRefusal ReadRFObs(const CardText& line, ObsRecord& rec, const SensorSource&
         return refused("ReadRFObs: Can't read obs data.");
     try {
         return completeRecord(items, sensors, data, rec);
-    } catch (const std::bad_alloc&) {
-        return refused(kNotAllocated);
-    }
+    } catch (const std::bad_alloc&) { return refused(kNotAllocated); }
 }
 
 }  // namespace obs

@@ -8,11 +8,11 @@
 #include <utility>
 
 #include "Obs/CardLayouts/CardNumbers.h"
-#include "Obs/CardLayouts/Tty.h"
-#include "Obs/ObsCardReading/Named.h"
 #include "Obs/CardLayouts/LineReader.h"
+#include "Obs/CardLayouts/Tty.h"
 #include "Obs/ObsCardReading/Cards/Rotate.h"
 #include "Obs/ObsCardReading/Cards/Type7.h"
+#include "Obs/ObsCardReading/Named.h"
 #include "siblings/include/Sensors.h"
 #include "siblings/include/Services.h"
 #include "siblings/include/Time.h"
@@ -80,9 +80,7 @@ bool readDigit(char c, std::int32_t& digit) {
 
 /// NOTE: only "1" in the sign column negates, and only a value that was read. A "-" there does not; inside the digits
 /// it does, as in any number.
-double withSign(char sign, double size) {
-    return sign == kNegativeSign && size != 0 ? -size : size;
-}
+double withSign(char sign, double size) { return sign == kNegativeSign && size != 0 ? -size : size; }
 
 [[gnu::always_inline]] inline double signedNumber(const CardText& card, Columns columns, int decimals, bool& isRead) {
     const double size = plainNumber(card, {columns.first + 1, columns.last}, decimals, isRead);
@@ -94,8 +92,8 @@ double withSign(char sign, double size) {
                                                          bool& isRead) {
     double mantissa = 0;
     std::int32_t exponent = 0;
-    isRead = readDigit(card.at(columns.last), exponent) &&
-             readNumber(card, {columns.first, columns.last - 1}, 0, mantissa);
+    isRead =
+        readDigit(card.at(columns.last), exponent) && readNumber(card, {columns.first, columns.last - 1}, 0, mantissa);
     if (!isRead) return 0;
     const double value = scaled(mantissa, exponent - bias);
     isRead = std::isfinite(value);
@@ -106,7 +104,8 @@ double withSign(char sign, double size) {
 double vectorComponent(const CardText& card, Columns columns, bool& isRead) {
     constexpr int kMetresPerKmExponent = 3;
     const auto digits = static_cast<int>(columns.width()) - 2;
-    const double size = mantissaAndExponent(card, {columns.first + 1, columns.last}, digits + kMetresPerKmExponent, isRead);
+    const double size =
+        mantissaAndExponent(card, {columns.first + 1, columns.last}, digits + kMetresPerKmExponent, isRead);
     return withSign(card.at(columns.first), size);
 }
 
@@ -141,14 +140,10 @@ struct Card {
     FieldNotes* notes;
 };
 
-bool hasEndMark(const CardText& card) {
-    return card.text().find(tty::kEndMark) != std::string_view::npos;
-}
+bool hasEndMark(const CardText& card) { return card.text().find(tty::kEndMark) != std::string_view::npos; }
 
 /// Without regard to blanks at the end, which some callers cut.
-bool endsBefore(const CardText& card, unsigned column) {
-    return card.text().find_last_not_of(' ') + 1 < column;
-}
+bool endsBefore(const CardText& card, unsigned column) { return card.text().find_last_not_of(' ') + 1 < column; }
 
 [[gnu::noinline]] void tell(const Card& card, Columns columns, std::string_view field, bool isRead) {
     if (card.notes == nullptr || (isRead && (!endsBefore(card.text, columns.last) || hasEndMark(card.text)))) return;
@@ -189,9 +184,8 @@ inline void readIfCarried(const Card& card, ObsRecord& rec) {
 
 template <std::int32_t type, const auto& table>
 void readMeasurementsOf(const Card& card, ObsRecord& rec) {
-    [&]<std::size_t... i>(std::index_sequence<i...>) {
-        (readIfCarried<type, table, i>(card, rec), ...);
-    }(std::make_index_sequence<table.size()>());
+    [&]<std::size_t... i>(std::index_sequence<i...>) { (readIfCarried<type, table, i>(card, rec), ...); }
+    (std::make_index_sequence<table.size()>());
 }
 
 /// The type picks its walk through the table, so that what a field is and where it stands is known beforehand.
@@ -200,7 +194,8 @@ void readMeasurements(const Card& card, ObsRecord& rec) {
     using Reader = void (*)(const Card&, ObsRecord&);
     static constexpr auto kReaders = []<std::int32_t... type>(std::integer_sequence<std::int32_t, type...>) {
         return std::array<Reader, sizeof...(type)>{&readMeasurementsOf<type, table>...};
-    }(std::make_integer_sequence<std::int32_t, 20>());
+    }
+    (std::make_integer_sequence<std::int32_t, 20>());
     const auto type = static_cast<std::uint32_t>(rec.obsType);
     if (type < kReaders.size()) kReaders[type](card, rec);
 }

@@ -22,9 +22,7 @@ constexpr double kLongestFlightS = 43200;
 
 constexpr std::int32_t kLargestPad = 99'999;
 
-Refusal fixedReason(std::string_view text) {
-    return {text, {}, 0, {}};
-}
+Refusal fixedReason(std::string_view text) { return {text, {}, 0, {}}; }
 
 /// An item that may be missing; then, or when it is not a number, `otherwise`.
 double valueOr(std::string_view item, double otherwise) {
@@ -101,17 +99,11 @@ const CrdReader::Kind* CrdReader::kindOf(std::string_view line) {
     return found == std::end(kKinds) ? nullptr : found;
 }
 
-bool isCrdRecord(std::string_view line) {
-    return CrdReader::kindOf(line) != nullptr;
-}
+bool isCrdRecord(std::string_view line) { return CrdReader::kindOf(line) != nullptr; }
 
-bool isCrdComment(std::string_view line) {
-    return line.starts_with("00") && isCrdRecord(line);
-}
+bool isCrdComment(std::string_view line) { return line.starts_with("00") && isCrdRecord(line); }
 
-bool isCrdEnd(std::string_view line) {
-    return isCrdRecord(line) && upperCase(line[0]) == 'H' && line[1] == '9';
-}
+bool isCrdEnd(std::string_view line) { return isCrdRecord(line) && upperCase(line[0]) == 'H' && line[1] == '9'; }
 
 CrdReader::Took CrdReader::take(std::string_view line, LinePlace place, bool hasEnd) {
     const Kind* kind = kindOf(line);
@@ -327,8 +319,9 @@ void CrdReader::leaveOut(const MaybeRefusal& why, const Line& line) {
 
 bool CrdReader::mayBeCut(const Line& line, const CrdItems& items, std::size_t lastRead) {
     if (line.hasEnd || items.count() > lastRead + 1) return false;
-    session_.note({"ReadCrd: Line ", std::to_string(line.place.number), 0, " is left out: It has no end, and may be cut."},
-                  line.place);
+    session_.note(
+        {"ReadCrd: Line ", std::to_string(line.place.number), 0, " is left out: It has no end, and may be cut."},
+        line.place);
     return true;
 }
 

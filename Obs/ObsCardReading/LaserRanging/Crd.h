@@ -32,8 +32,9 @@ public:
         sink_ = &sink;
     }
 
-    /// Takes a line; `no` when it is not a laser-ranging record, `range` when it gives or owes an observation. Observations reach the sink when their session ends.
-    /// A line without its end may be cut in a number: records beside the ranges then need an item after what is read.
+    /// Takes a line; `no` when it is not a laser-ranging record, `range` when it gives or owes an observation.
+    /// Observations reach the sink when their session ends. A line without its end may be cut in a number: records
+    /// beside the ranges then need an item after what is read.
     enum class Took { no, record, range };
     Took take(std::string_view line, LinePlace place, bool hasEnd = true);
 
@@ -103,7 +104,7 @@ private:
     Known satellite_{0, Refusal{"ReadCrd: No header H3 stands before the session.", {}, 0, {}}};
     Known station_{0, Refusal{"ReadCrd: No header H2 stands before the session.", {}, 0, {}}};
     MaybeRefusal header_{Refusal{"ReadCrd: No header H4 stands before the record.", {}, 0, {}}};
-    MaybeRefusal sessionRefusal_;                         ///< why no range of this session can be read, once `inData_`
+    MaybeRefusal sessionRefusal_;  ///< why no range of this session can be read, once `inData_`
     SlrSessionRefusal refused_;
     Took counted_ = Took::record;                         ///< what the current line is
     bool inPrediction_ = false;                           ///< between an H1 of predictions and the next one

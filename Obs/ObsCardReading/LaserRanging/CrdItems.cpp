@@ -11,9 +11,7 @@ namespace obs {
 
 namespace {
 
-constexpr bool isBlank(char c) {
-    return c == ' ' || c == '\t' || c == '\r';
-}
+constexpr bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 
 constexpr std::string_view withoutPlus(std::string_view item) {
     if (item.size() > 1 && item.front() == '+') item.remove_prefix(1);

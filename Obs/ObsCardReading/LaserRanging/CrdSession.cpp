@@ -153,9 +153,7 @@ void CrdSession::noteWhatRangesAre(RecordSink& sink) const {
     if (std::string text = corrections_.text(ranges_.front().place.number); !text.empty()) sink.note(std::move(text));
 }
 
-double CrdSession::secondOf(const Range& range) {
-    return range.record.secondOfDay + kSecondsPerDay * range.dayShift;
-}
+double CrdSession::secondOf(const Range& range) { return range.record.secondOfDay + kSecondsPerDay * range.dayShift; }
 
 void CrdSession::form(const Range& range, ObsRecord& rec) {
     // From the recorded event to the bounce is one leg, or none, or one back.

@@ -7,10 +7,10 @@
 #include <optional>
 
 #include "Obs/CardLayouts/SlrBlocks.h"
-#include "Obs/ObsCardReading/Loading/Classify.h"
 #include "Obs/ObsCardReading/LaserRanging/Crd.h"
 #include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
 #include "Obs/ObsCardReading/LaserRanging/SlrRange.h"
+#include "Obs/ObsCardReading/Loading/Classify.h"
 #include "Obs/ObsCardReading/Named.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Time.h"
@@ -26,9 +26,7 @@ constexpr double kNotGiven = std::numeric_limits<double>::quiet_NaN();
 
 // --- Columns --------------------------------------------------------------------------------
 
-constexpr bool isItemCharacter(char c) {
-    return isDigit(c) || c == '-' || c == ' ';
-}
+constexpr bool isItemCharacter(char c) { return isDigit(c) || c == '-' || c == ' '; }
 
 bool holdsItems(const CardText& line, Columns columns) {
     const std::string_view text = line.at(columns);
@@ -209,8 +207,10 @@ void SlrBlock::correct(const CardText& line, ObsRecord& rec, double elevationDeg
     constexpr double kTenths = 10, kMetresPerKm = 1e3;
     const AtmCondRec conditions{rec.obsTime, valueOf(line, columns().pressure, kTenths),
                                 valueOf(line, columns().temperature, kTenths), valueOf(line, columns().humidity, 1)};
-    const SlrRangeContext range{&conditions,  pass_.wavelengthUm, elevationDeg, pass_.senNum, pass_.satNum,
-                                pass_.ilrsId, kNotGiven,          kNotGiven,    0,            sensors_};
+    const SlrRangeContext range{&conditions,  pass_.wavelengthUm, elevationDeg,
+                                pass_.senNum, pass_.satNum,       pass_.ilrsId,
+                                kNotGiven,    kNotGiven,          0,
+                                sensors_};
     const SlrCorrection correction = slrCorrection(range, settings_);
     rec.range += correction.metres / kMetresPerKm;
     rec.indicator2 = correction.applied;
@@ -229,8 +229,8 @@ void SlrBlock::checkSum(const CardText& line, Columns summed, Columns sumColumns
 void SlrBlock::noteCheckSums(RecordSink& sink) const {
     if (badSums_ == 0) return;
     sink.note("ReadSlrBlock: Lines with a wrong check sum in the pass that starts on line " +
-               std::to_string(mark_.number) + ": " + std::to_string(badSums_) + ", the first is line " +
-               std::to_string(firstBadSumLine_));
+              std::to_string(mark_.number) + ": " + std::to_string(badSums_) + ", the first is line " +
+              std::to_string(firstBadSumLine_));
 }
 
 bool GoPassHeaderRecord(LineReader& lines) {

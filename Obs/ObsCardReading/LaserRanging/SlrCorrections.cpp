@@ -18,13 +18,9 @@ std::atomic<SlrCorrectionSettings> gSettings{SlrCorrectionSettings{}};
 
 constexpr double kZeroCelsiusK = 273.15;
 
-double radians(double degrees) {
-    return degrees * (std::numbers::pi / 180);
-}
+double radians(double degrees) { return degrees * (std::numbers::pi / 180); }
 
-double square(double x) {
-    return x * x;
-}
+double square(double x) { return x * x; }
 
 // --- Validity -------------------------------------------------------------------------------
 
@@ -108,13 +104,9 @@ double centreOfMassM(const SlrRangeContext& range) {
 
 }  // namespace
 
-void setSlrCorrections(const SlrCorrectionSettings& settings) {
-    gSettings.store(settings, std::memory_order_relaxed);
-}
+void setSlrCorrections(const SlrCorrectionSettings& settings) { gSettings.store(settings, std::memory_order_relaxed); }
 
-SlrCorrectionSettings slrCorrections() {
-    return gSettings.load(std::memory_order_relaxed);
-}
+SlrCorrectionSettings slrCorrections() { return gSettings.load(std::memory_order_relaxed); }
 
 SlrCorrection slrCorrection(const SlrRangeContext& range, const SlrCorrectionSettings& settings) {
     const std::int32_t asked = (settings.troposphere != SlrTroposphere::none ? kSlrTroposphereApplied : 0) |
@@ -134,8 +126,8 @@ SlrCorrection slrCorrection(const SlrRangeContext& range, const SlrCorrectionSet
 }
 
 void SlrCorrectionCounts::count(const SlrCorrection& correction) {
-    for (const auto& [which, of] : {std::pair{kSlrTroposphereApplied, &troposphere},
-                                    std::pair{kSlrCentreOfMassApplied, &centreOfMass}}) {
+    for (const auto& [which, of] :
+         {std::pair{kSlrTroposphereApplied, &troposphere}, std::pair{kSlrCentreOfMassApplied, &centreOfMass}}) {
         of->added += (correction.added & which) != 0 ? 1 : 0;
         of->byFile += (correction.byFile & which) != 0 ? 1 : 0;
         of->lacking += (correction.lacking & which) != 0 ? 1 : 0;

@@ -32,9 +32,9 @@ struct SlrRangeContext {
     std::int32_t senNum;
     std::int32_t satNum;
     std::int32_t ilrsId;
-    double troposphericPs;  ///< delay that the file itself gives, one-way, ps; NaN none
-    double centreOfMassM;   ///< distance that the file itself gives, one-way, m; NaN none
-    std::int32_t applied;   ///< already in the data: second indicator
+    double troposphericPs;                           ///< delay that the file itself gives, one-way, ps; NaN none
+    double centreOfMassM;                            ///< distance that the file itself gives, one-way, m; NaN none
+    std::int32_t applied;                            ///< already in the data: second indicator
     const SensorSource* sensors = &familySensors();  ///< for the station's latitude and height
 };
 
@@ -49,10 +49,10 @@ struct SlrCorrection {
 };
 
 /// The correction of a range: negative for the troposphere, positive for the centre of mass.
-/// What the file gives takes precedence over model and table, a delay from 3000 to 150000 ps (one way: from less than half of
-/// the zenith delay of a high site to that far below 3 degrees) and a distance below 20 m; others are ignored.
-/// What cannot be computed is not applied: no conditions, wavelength, elevation or station, or one outside the
-/// model's validity; a satellite that the table lacks.
+/// What the file gives takes precedence over model and table, a delay from 3000 to 150000 ps (one way: from less than
+/// half of the zenith delay of a high site to that far below 3 degrees) and a distance below 20 m; others are ignored.
+/// What cannot be computed is not applied: no conditions, wavelength, elevation or station, or one outside the model's
+/// validity; a satellite that the table lacks.
 SlrCorrection slrCorrection(const SlrRangeContext& range, const SlrCorrectionSettings& settings);
 
 /// Pressures and temperatures of air where there are stations, and the humidity in place of one that is not known.

@@ -14,9 +14,7 @@ template <class Build>
 void logBuilt(Build build, std::string_view withoutMemory) {
     try {
         family::tracelogerror(build());
-    } catch (const std::bad_alloc&) {
-        family::tracelogerror(withoutMemory);
-    }
+    } catch (const std::bad_alloc&) { family::tracelogerror(withoutMemory); }
 }
 
 void reportNoMemory(AddStage stage, std::int64_t key) {

@@ -9,18 +9,18 @@
 namespace obs {
 
 enum class LineClass : std::int32_t {
-    includeFile = 1,     ///< OBSFIL
-    b3 = 2,              ///< B3 card or ECI card
+    includeFile = 1,  ///< OBSFIL
+    b3 = 2,           ///< B3 card or ECI card
     tty = 3,
-    ttyYear = 5,         ///< TTY_YEAR
-    slrBlock = 6,        ///< 88888 or 99999, the mark of a block of laser ranges
-    slrSection = 8,      ///< SLROBS
-    selection = 9,       ///< SELOB
+    ttyYear = 5,     ///< TTY_YEAR
+    slrBlock = 6,    ///< 88888 or 99999, the mark of a block of laser ranges
+    slrSection = 8,  ///< SLROBS
+    selection = 9,   ///< SELOB
     b3Extended = 10,
     csv = 11,
-    dmaMode = 12,        ///< VM_DMA_OBS_ON
+    dmaMode = 12,  ///< VM_DMA_OBS_ON
     rf = 13,
-    slrHeader = 14,      ///< H1 CRD
+    slrHeader = 14,  ///< H1 CRD
     notObservation = 100,
 };
 

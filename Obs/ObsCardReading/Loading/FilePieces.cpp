@@ -48,7 +48,7 @@ bool FilePieces::next(std::string_view& piece, bool& isLast) {
     pieceSize_ = size();
     if (!isLast)
         pieceSize_ = leftOut_.empty() ? std::string_view(begin_, size()).rfind('\n') + 1
-                                  : static_cast<std::size_t>(newLine + 1 - begin_);
+                                      : static_cast<std::size_t>(newLine + 1 - begin_);
     piece = {begin_, pieceSize_};
     return true;
 }

@@ -15,9 +15,7 @@ namespace {
 /// then costs a constant share per observation.
 constexpr std::size_t kLeastBatch = 1u << 20;
 
-std::size_t batchLimit() {
-    return std::max(kLeastBatch, static_cast<std::size_t>(obsgetnumoftreenodes()));
-}
+std::size_t batchLimit() { return std::max(kLeastBatch, static_cast<std::size_t>(obsgetnumoftreenodes())); }
 
 std::string trimmed(std::string text) {
     text.erase(text.find_last_not_of(' ') + 1);
@@ -42,9 +40,7 @@ void LoadBatch::observation(ObsRecord& rec, std::string_view line, LinePlace pla
     collect(key, rec, place.number);
 }
 
-void LoadBatch::refuse(const Refusal& why, std::string_view line, LinePlace place) {
-    keepBad(why, line, place);
-}
+void LoadBatch::refuse(const Refusal& why, std::string_view line, LinePlace place) { keepBad(why, line, place); }
 
 void LoadBatch::fieldNote(const FieldNote& note, LinePlace place) {
     keep(note.kind == FieldNote::Kind::zeroed ? Kind::zeroed : Kind::note, {{}, note.text, 0, {}}, {}, place.number);
@@ -55,13 +51,9 @@ void LoadBatch::passedOver(std::string_view line, LinePlace place) {
     keep(Kind::passedOver, {"ReadOnlyObs: Not an observation: ", std::string(line), 0, {}}, {}, place.number);
 }
 
-void LoadBatch::note(std::string text) {
-    keep(Kind::note, {{}, std::move(text), 0, {}}, {}, 0);
-}
+void LoadBatch::note(std::string text) { keep(Kind::note, {{}, std::move(text), 0, {}}, {}, 0); }
 
-void LoadBatch::refuseKeyword(const Refusal& why, LinePlace place) {
-    keep(Kind::fault, why, {}, place.number);
-}
+void LoadBatch::refuseKeyword(const Refusal& why, LinePlace place) { keep(Kind::fault, why, {}, place.number); }
 
 void LoadBatch::keepBad(const Refusal& why, std::string_view line, LinePlace place) {
     state_.status = kStatusRefused;

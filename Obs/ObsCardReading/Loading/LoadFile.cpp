@@ -144,8 +144,7 @@ private:
         LineReader lines(piece, true);
         const std::int64_t left = run.options.maxLines - run.linesRead - context_.before.number;
         std::string_view line;
-        while (lines.linesTaken() < left && lines.next(line)) {
-        }
+        while (lines.linesTaken() < left && lines.next(line)) {}
         if (lines.atEnd()) return false;
         piece = piece.substr(0, lines.bytesTaken());
         return run.linesExceeded = true;
@@ -226,13 +225,9 @@ void readInTwoPasses(family::Unit unit, LoadState& state) {
 
 /// Include files are read by the second pass alone, so their own OBSFIL and SLROBS lines are ignored:
 /// includes are one level deep by design.
-void ReadExtObsFile(family::Unit unit, LoadState& state) {
-    Reading(unit, state, Pass::included, kBytesPerLine).run();
-}
+void ReadExtObsFile(family::Unit unit, LoadState& state) { Reading(unit, state, Pass::included, kBytesPerLine).run(); }
 
-void readSlrFile(family::Unit unit, LoadState& state) {
-    Reading(unit, state, Pass::laserRanges, kBytesPerRange).run();
-}
+void readSlrFile(family::Unit unit, LoadState& state) { Reading(unit, state, Pass::laserRanges, kBytesPerRange).run(); }
 
 void ReadExtSlrFile(family::Unit unit, LoadState& state) {
     if (refuseDefaultFile(unit, state)) ++state.run.result.includesLeftOut;
@@ -289,8 +284,8 @@ private:
             family::traceloginfo("ReadOnlyObs: " + std::to_string(counts.bad - run_.badTold) +
                                  " more bad obs strings are counted and not shown.");
         family::traceloginfo("Total observations = " + std::to_string(counts.loaded + counts.duplicate + counts.bad) +
-                             ", Loaded = " + std::to_string(counts.loaded) + ", Dup = " +
-                             std::to_string(counts.duplicate) + ", Bad = " + std::to_string(counts.bad));
+                             ", Loaded = " + std::to_string(counts.loaded) +
+                             ", Dup = " + std::to_string(counts.duplicate) + ", Bad = " + std::to_string(counts.bad));
     }
 
     const LoadRun& run_;
@@ -336,12 +331,8 @@ std::int32_t ReadSlrFrFile(std::string_view fileName, std::int32_t gid) {
     return readFile(fileName, options, readSlrFile);
 }
 
-const LoadResult& latestLoad() {
-    return gLatest;
-}
+const LoadResult& latestLoad() { return gLatest; }
 
-void setLineReport(LineReport report, void* user) {
-    gReporter = {report, user};
-}
+void setLineReport(LineReport report, void* user) { gReporter = {report, user}; }
 
 }  // namespace obs

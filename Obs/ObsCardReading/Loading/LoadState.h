@@ -38,7 +38,7 @@ struct LoadOptions {
     SettingsLines settingsLines = SettingsLines::persist;
     Includes includes = Includes::all;
     bool keepsStrayHeaders = false;  ///< see ReadSettings
-    std::int64_t maxLines = 0;      ///< of all files; 0 any number, as with the limits below
+    std::int64_t maxLines = 0;       ///< of all files; 0 any number, as with the limits below
     std::int64_t maxBadTold = 0;
     std::int64_t maxIncludes = 0;
 };

@@ -18,7 +18,10 @@ bool isRemark(std::string_view line) {
 class PieceReader {
 public:
     PieceReader(std::string_view piece, bool isLast, ReadContext& context, RecordSink& sink)
-        : context_(context), sink_(sink), lines_(piece, isLast, context.before), isLast_(isLast),
+        : context_(context),
+          sink_(sink),
+          lines_(piece, isLast, context.before),
+          isLast_(isLast),
           mayHoldNul_(piece.find('\0') != std::string_view::npos) {
         context_.sessions.attach(context_, sink_);
     }
@@ -145,8 +148,9 @@ private:
     bool takeStrayHeader(std::string_view line) {
         resetobsrecord(record_);
         if (context_.keepsStrayHeaders) sink_.observation(record_, line, lines_.place());
-        else sink_.refuse({"ReadObsRec: No SLROBS line introduces this header of laser ranges.", {}, 0, {}}, line,
-                          lines_.place());
+        else
+            sink_.refuse({"ReadObsRec: No SLROBS line introduces this header of laser ranges.", {}, 0, {}}, line,
+                         lines_.place());
         return count(&LineCounts::observations);
     }
 
@@ -185,8 +189,8 @@ private:
     // --- Keyword lines -----------------------------------------------------------------------
 
     bool takeKeyword(std::string_view line, LineClass lineClass) {
-        const bool namesFile = lineClass == LineClass::includeFile ||
-                               (lineClass == LineClass::slrSection && !introducesSlrSection(line));
+        const bool namesFile =
+            lineClass == LineClass::includeFile || (lineClass == LineClass::slrSection && !introducesSlrSection(line));
         // What is loaded next comes after what was read so far, be it of an unfinished session.
         if (namesFile && context_.pass == Pass::first) context_.sessions.handOver();
         if (!sink_.keyword(lineClass, line, lines_.place())) return false;
@@ -248,8 +252,6 @@ std::string_view withoutByteOrderMark(std::string_view text) {
     return text.starts_with(kMark) ? text.substr(kMark.size()) : text;
 }
 
-bool introducesSlrSection(std::string_view line) {
-    return family::getinputfilename(line).empty();
-}
+bool introducesSlrSection(std::string_view line) { return family::getinputfilename(line).empty(); }
 
 }  // namespace obs

@@ -10,9 +10,7 @@ namespace obs {
 
 namespace {
 
-Refusal notRead(std::string_view message) {
-    return {message, {}, 0, {}};
-}
+Refusal notRead(std::string_view message) { return {message, {}, 0, {}}; }
 
 std::int32_t addAndCount(const MaybeRefusal& refusal, const ObsRecord& rec, LoadCounts& counts, std::int32_t gid) {
     if (refusal) {

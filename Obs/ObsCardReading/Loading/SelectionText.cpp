@@ -20,8 +20,27 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 // --- What can be wrong --------------------------------------------------------------
 
 enum class Fault : std::size_t {
-    halfQuoted, noQuote, notCriterion, nothingFollows, notClosed, notOpen, notName, noComparison, noValue, badValue,
-    noNames, unknownName, notOrdered, oneValue, openRange, emptyRange, oneUnit, beyondTurn, doubtfulDate, givenTwice, tooMany
+    halfQuoted,
+    noQuote,
+    notCriterion,
+    nothingFollows,
+    notClosed,
+    notOpen,
+    notName,
+    noComparison,
+    noValue,
+    badValue,
+    noNames,
+    unknownName,
+    notOrdered,
+    oneValue,
+    openRange,
+    emptyRange,
+    oneUnit,
+    beyondTurn,
+    doubtfulDate,
+    givenTwice,
+    tooMany
 };
 
 /// After the text at fault and its column. Where one ends in a blank, what is allowed follows.
@@ -110,7 +129,8 @@ struct Node {
 
 class Parser {
 public:
-    Parser(std::string_view text, DoubtfulDates dates, SelectionText& parsed) : text_(text), dates_(dates), parsed_(parsed) {}
+    Parser(std::string_view text, DoubtfulDates dates, SelectionText& parsed)
+        : text_(text), dates_(dates), parsed_(parsed) {}
 
     /// Reads what is between two places of the text.
     bool run(std::size_t from, std::size_t to) {
@@ -196,7 +216,8 @@ private:
             std::size_t node = kNoNode;
             if (!parseOne(node, given)) return false;
             members.push_back(node);
-            if (columns != nullptr) columns->push_back({static_cast<unsigned>(from + 1), static_cast<unsigned>(last_.to)});
+            if (columns != nullptr)
+                columns->push_back({static_cast<unsigned>(from + 1), static_cast<unsigned>(last_.to)});
             if (isWord("and")) next();
             else if (token_.kind == Token::end || token_.kind == Token::close || isWord("or")) return true;
         } while (true);
@@ -387,7 +408,8 @@ std::string selectionMessage(std::string_view operation, std::string_view text, 
            std::to_string(first + firstColumn - 1) + ") " + fault.reason;
 }
 
-bool setSelectionFromText(std::string_view operation, std::string_view text, DoubtfulDates dates, unsigned firstColumn) {
+bool setSelectionFromText(std::string_view operation, std::string_view text, DoubtfulDates dates,
+                          unsigned firstColumn) {
     SelectionText parsed;
     if (const auto fault = parseSelection(text, dates, parsed)) {
         family::tracelogerror(selectionMessage(operation, text, *fault, firstColumn));

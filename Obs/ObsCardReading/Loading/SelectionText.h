@@ -38,7 +38,8 @@ std::optional<SelectionFault> parseSelection(std::string_view text, DoubtfulDate
 
 /// Sets the global criteria from a text; false after a message, the old criteria staying. Columns in messages count
 /// from `firstColumn`.
-bool setSelectionFromText(std::string_view operation, std::string_view text, DoubtfulDates dates, unsigned firstColumn = 1);
+bool setSelectionFromText(std::string_view operation, std::string_view text, DoubtfulDates dates,
+                          unsigned firstColumn = 1);
 
 /// "operation: "text" (column n) reason" of a fault.
 std::string selectionMessage(std::string_view operation, std::string_view text, const SelectionFault& fault,

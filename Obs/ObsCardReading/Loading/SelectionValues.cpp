@@ -126,7 +126,8 @@ public:
     explicit Digits(std::string_view text) : rest_(text) {}
 
     bool take(std::size_t count, std::int32_t& value) {
-        if (rest_.size() < count || !std::all_of(rest_.begin(), rest_.begin() + static_cast<std::ptrdiff_t>(count), isDigit))
+        if (rest_.size() < count ||
+            !std::all_of(rest_.begin(), rest_.begin() + static_cast<std::ptrdiff_t>(count), isDigit))
             return false;
         value = family::strtoint(rest_.substr(0, count));
         rest_.remove_prefix(count);
@@ -243,16 +244,18 @@ constexpr std::string_view kWholeNumber = "a whole number";
 
 constexpr std::array kNames{
     CriterionName{"sat", Criterion::satellite,
-                  "a satellite number (25544, A0001) or the name of a laser target in quotes (\"lageos1\")", readSatellite,
-                  numberOfTarget, "is not a laser target's name as in headers of CRD files (lageos1): give its number"},
+                  "a satellite number (25544, A0001) or the name of a laser target in quotes (\"lageos1\")",
+                  readSatellite, numberOfTarget,
+                  "is not a laser target's name as in headers of CRD files (lageos1): give its number"},
     CriterionName{"sen", Criterion::sensor, "a sensor number or a sensor's description in quotes", readWhole,
                   family::desctokey, "is not the description of a sensor that the sensor library knows"},
     CriterionName{"type", Criterion::type, "the number of a type, 0 to 19, or its character on cards", readType},
     CriterionName{"class", Criterion::classification, "one of U, C, S", readClass},
-    CriterionName{"time", Criterion::time,
-                  "a date (2024-01-31, 2024-031, 24031; 2024-01-31T12:30:00.5, 24031123000500 or less of it) or days since "
-                  "1950 with a point",
-                  readTime},
+    CriterionName{
+        "time", Criterion::time,
+        "a date (2024-01-31, 2024-031, 24031; 2024-01-31T12:30:00.5, 24031123000500 or less of it) or days since "
+        "1950 with a point",
+        readTime},
     CriterionName{"year", Criterion::time, "a year of four digits", readYear},
     CriterionName{"el", Criterion::elevation, kAngleValues, readAngle},
     CriterionName{"az", Criterion::azimuth, kAngleValues, readAngle},
@@ -265,9 +268,7 @@ constexpr std::array kNames{
 
 }  // namespace
 
-std::span<const CriterionName> criterionNames() {
-    return kNames;
-}
+std::span<const CriterionName> criterionNames() { return kNames; }
 
 bool splitRange(const CriterionName& what, std::string_view text, std::string_view& low, std::string_view& high) {
     constexpr std::string_view kDots = "..";
@@ -285,7 +286,8 @@ std::string doubtfulDate(std::string_view text) {
     constexpr std::int32_t kFirstYear = 1957, kLastYear = 2056;  // those that two digits can be
     Date hour, day;
     Digits rest(text);
-    if (text.size() != 7 || !readCardDate(text, hour) || !rest.take(4, day.year) || !rest.take(3, day.dayOfYear)) return {};
+    if (text.size() != 7 || !readCardDate(text, hour) || !rest.take(4, day.year) || !rest.take(3, day.dayOfYear))
+        return {};
     if (day.year < kFirstYear || day.year > kLastYear || !day.exists()) return {};
     const auto padded = [](std::int32_t number, std::size_t width) {
         const std::string digits = std::to_string(number);

@@ -11,12 +11,8 @@ std::atomic<std::int32_t> year{0};
 
 }  // namespace
 
-void SetTTYYear(std::int32_t newYear) {
-    year.store(newYear, std::memory_order_relaxed);
-}
+void SetTTYYear(std::int32_t newYear) { year.store(newYear, std::memory_order_relaxed); }
 
-std::int32_t ttyYear() {
-    return year.load(std::memory_order_relaxed);
-}
+std::int32_t ttyYear() { return year.load(std::memory_order_relaxed); }
 
 }  // namespace obs
