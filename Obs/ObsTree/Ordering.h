@@ -11,6 +11,7 @@
 #include <optional>
 
 #include "Obs/ObsTree/Store.h"
+#include "Obs/ObsTypes/ObsSelection.h"
 
 namespace obs {
 

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <utility>
 
+#include "Obs/ObsStates/Angles.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/ForkHold.h"
 
@@ -24,15 +25,6 @@ constinit std::mutex selob;
 ObsSelection& gselob = *new ObsSelection;
 
 [[maybe_unused]] const int gForkHandled = family::holdAtForks<selob>();
-
-constexpr double kTurnDeg = 360;
-
-/// An angle brought into a turn; one that is there already as it is, 360 included.
-double withinTurn(double degrees) {
-    if (!std::isfinite(degrees) || (degrees >= 0 && degrees <= kTurnDeg)) return degrees;
-    const double rest = std::fmod(degrees, kTurnDeg);
-    return rest < 0 ? rest + kTurnDeg : rest;
-}
 
 // What a bound is met by. RF observations carry a range and a range rate too, as differences between two sites.
 bool hasRange(std::int32_t type) { return kRangeTypes.has(type) || type == kTypeRf; }
@@ -100,7 +92,7 @@ SlotBlock::Set meeting(const SlotBlock& block, const SelectionTest& test, const 
             return within([](const Rec& rec) { return kAngleTypes.has(rec.obsType) ? rec.elOrDec : kNoValue; });
         case Criterion::azimuth:
             return within(
-                [](const Rec& rec) { return kAngleTypes.has(rec.obsType) ? withinTurn(rec.azOrRa) : kNoValue; });
+                [](const Rec& rec) { return kAngleTypes.has(rec.obsType) ? inClosedTurnDeg(rec.azOrRa) : kNoValue; });
         case Criterion::range:
             return within([](const Rec& rec) { return hasRange(rec.obsType) ? rec.range : kNoValue; });
         case Criterion::rangeRate:
@@ -243,8 +235,8 @@ void Intervals::allow(double low, double high) {
         low = -kInfinity;
         high = kInfinity;
     } else if (isAngle) {
-        low = withinTurn(low);
-        high = withinTurn(high);
+        low = inClosedTurnDeg(low);
+        high = inClosedTurnDeg(high);
     }
     if (isAngle && low > high) {  // through north
         pairs_.push_back({-kInfinity, high});

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Lines read without the store, of group "parsing" of the exported header.
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 #include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsCardReading/Loading/Cut.h"

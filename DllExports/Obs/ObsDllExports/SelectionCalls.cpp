@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "Obs/ObsCardReading/Loading/SelectionText.h"
 #include "Obs/ObsTree/Ordering.h"
 #include "Obs/ObsTree/Selection.h"

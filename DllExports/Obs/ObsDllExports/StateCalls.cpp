@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
-#include "DllExports/Obs/ObsDllVarsUtils/States.h"
+#include "Obs/ObsStates/States.h"
 #include "Obs/ObsTree/Store.h"
 
 namespace {
