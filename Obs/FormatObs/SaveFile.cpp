@@ -153,7 +153,7 @@ void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::
     // Messages wait until the store is free: whoever receives them may be waiting for it.
     const family::MessageHold hold;
     const StandstillGuard guard;
-    if (const CardWriting* writing = cardWriting(saveForm)) writeLines(out, *writing, gid, tally);
+    if (const CardFormat* format = cardFormatOfForm(saveForm)) writeLines(out, *format->writing, gid, tally);
     out.flush();
 }
 

@@ -35,7 +35,7 @@ bool carry(Format format, const ObsRecord& rec, ObsRecord& back) {
     CardLines lines{{line, second}, {}};
     back = ObsRecord{};
     back.rotateToDate = 0;
-    if (cardWriting(static_cast<std::int32_t>(format))->write(rec, lines)) return false;
+    if (cardFormatOfForm(static_cast<std::int32_t>(format))->writing->write(rec, lines)) return false;
     if (format == SaveForm::tty) return !ReadTTYFrLines(lines.line(0), lines.line(1), processSettings(), back);
     const LineClass lineClass = ObsCardType(lines.line(0));
     return hasReader(lineClass) && !readLine(lines.line(0), lineClass, back);

@@ -526,6 +526,16 @@ OBS_API int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, do
                                int32_t altSatNum1, int32_t altSatNum2, const double pos[3], const double vel[3],
                                char csvLine[512]);
 
+/** @defgroup ObsGetLines ObsGetLines
+ *  Addition. Writes a stored observation as a line, or the cards, of any save form.
+ *  @param[in]  obsKey key of a stored observation.
+ *  @param[in]  saveForm as ObsSaveFile.
+ *  @param[out] line1,line2 512 characters each; the second is blank except for TTY messages that need it. Blank on
+ *              failure.
+ *  @return 0, or 2 when there is no such form, no stored observation has this key, or the form cannot carry the
+ *          observation (an RF line of an unknown sensor: the error of the sensor look-up). */
+OBS_API int32_t ObsGetLines(int64_t obsKey, int32_t saveForm, char line1[512], char line2[512]);
+
 /** @defgroup ObsGetAllFields ObsGetAllFields
  *  The fields F of a stored observation.
  *  @param[in]  obsKey key of a stored observation.
@@ -1057,9 +1067,14 @@ enum ObsFormatFact {
     OBS_FORMAT_TYPES = 11
 };
 
+/** @defgroup ObsGetFormatCount ObsGetFormatCount
+ *  Addition. How many formats are written; their numbers go from 0.
+ *  @return the number of formats. */
+OBS_API int32_t ObsGetFormatCount(void);
+
 /** @defgroup ObsGetFormatInfo ObsGetFormatInfo
  *  Addition. What a format that is written can carry.
- *  @param[in]  format      OBS_FORMAT_B3 to OBS_FORMAT_CRD_FULL_RATE.
+ *  @param[in]  format      OBS_FORMAT_..., below ObsGetFormatCount.
  *  @param[out] name        512 characters: b3, tty, csv, rf or crd.
  *  @param[out] description 512 characters: what it writes, such as "B3 cards".
  *  @param[out] facts       16 numbers (OBS_FORMAT_SAVE_FORM to OBS_FORMAT_TYPES and after).
@@ -1069,7 +1084,7 @@ OBS_API int32_t ObsGetFormatInfo(int32_t format, char name[512], char descriptio
 /** @defgroup ObsGetFormatPrecision ObsGetFormatPrecision
  *  Addition. Which elements of the array form (ObsDataToArray) a format carries for a type, and how finely: a value is
  *  written to the nearest multiple of a unit or to a number of significant digits, whichever is coarser.
- *  @param[in]  format  OBS_FORMAT_B3 to OBS_FORMAT_CRD_FULL_RATE.
+ *  @param[in]  format  OBS_FORMAT_..., below ObsGetFormatCount.
  *  @param[in]  obsType 0 to 19, the number of ObsTypeCToI.
  *  @param[out] units   64 reals, in the elements' units: the last digit; 0 where no unit bounds it, as for integers;
  *              -1 where lines of the type do not have the element.
