@@ -169,6 +169,8 @@ Format findFormat(std::int32_t number) {
     return {nullptr, nullptr, kNoDataType};
 }
 
+std::int32_t crdFormat(SlrDataType type) { return kCrdFormats[static_cast<std::size_t>(type)].number; }
+
 std::int32_t formatCount() {
     const auto isWritten = [](const CardFormat& format) { return format.writing != nullptr; };
     return static_cast<std::int32_t>(std::count_if(kCardFormats.begin(), kCardFormats.end(), isWritten) +

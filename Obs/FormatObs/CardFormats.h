@@ -9,6 +9,7 @@
 #include "Obs/FormatObs/CardLines.h"
 #include "Obs/FormatObs/Fineness.h"
 #include "Obs/FormatObs/SaveLosses.h"
+#include "Obs/FormatObs/Slr.h"
 #include "Obs/ObsCardReading/CardFormat.h"
 
 namespace obs {
@@ -63,6 +64,9 @@ struct Format {
     std::int32_t slrDataType;  ///< of `saveSlrFile`; -1 for formats that have a row
 };
 Format findFormat(std::int32_t number);
+
+/// The number of a format of files of laser ranges.
+std::int32_t crdFormat(SlrDataType type);
 
 /// Formats are numbered from 0.
 std::int32_t formatCount();

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the library tells of types and formats; of the groups "fields" and "saving" of the exported header.
 #include <algorithm>
+#include <cerrno>
 #include <string>
 
 #include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 #include "Obs/FormatObs/CardFormats.h"
+#include "Obs/FormatObs/FileKind.h"
 #include "Obs/ObsTypes/FieldList.h"
 #include "siblings/include/Sensors.h"
+#include "siblings/include/Services.h"
 
 namespace {
 
@@ -54,6 +57,17 @@ bool refuseFormat(std::string_view name, std::int32_t format) {
     return true;
 }
 
+/// The first bytes of a file. Returns 0 or the system's error number, which was logged.
+std::int32_t readHead(std::string_view fileName, std::string& head) {
+    head.resize(obs::kHeadBytes);
+    family::Unit unit = family::kNoUnit;
+    if (const std::int32_t error = family::fileopen(fileName, family::kOpenRead, unit)) return error;
+    const std::int64_t read = family::fileread(unit, head.data(), head.size());
+    family::fileclose(unit);
+    head.resize(read > 0 ? static_cast<std::size_t>(read) : 0);
+    return read < 0 ? EIO : kStatusOk;
+}
+
 }  // namespace
 
 int32_t ObsGetTypeInfo(int32_t obsType, char* typeChar, char name[512], int32_t carried[64]) {
@@ -72,6 +86,22 @@ int32_t ObsGetTypeInfo(int32_t obsType, char* typeChar, char name[512], int32_t 
     });
     for (std::size_t element = obs::kSigmaCountElement; element < obs::kSigmasEnd; ++element) carried[element] = -1;
     return kStatusOk;
+}
+
+int32_t ObsIdentifyFile(const char* fileName, int32_t* kind, int32_t* formats, char name[512]) {
+    constexpr std::string_view kName = "ObsIdentifyFile";
+    if (obs::refuseNull(kName, {fileName, kind, formats, name})) return kStatusRefused;
+    *kind = *formats = 0;
+    family::strtochararr({}, name);
+    return obs::guarded(kName, ENOMEM, [&] {
+        std::string head;
+        if (const std::int32_t error = readHead(obs::trimmedText(fileName), head)) return error;
+        const auto [found, ofLines] = obs::identify(head);
+        *kind = found.number;
+        *formats = static_cast<std::int32_t>(ofLines);
+        family::strtochararr(found.name, name);
+        return kStatusOk;
+    });
 }
 
 int32_t ObsGetFormatCount(void) { return obs::formatCount(); }
