@@ -193,7 +193,7 @@ std::vector<std::string> scan(std::string_view text, const ObsReadState& begin, 
         for (std::size_t given = 1 + random() % rest.size();; given = rest.size()) {
             state = before;
             state.isLast = given == rest.size() ? 1 : 0;
-            state.cutAfter = 1 + random() % 300;
+            state.cutAfter = static_cast<std::int64_t>(1 + random() % 300);
             EXPECT_EQ(ObsReadLines(rest.data(), static_cast<std::int64_t>(given), &state, nullptr, nullptr, nullptr),
                       0);
             if (given == rest.size() || (state.atCut != 0 && state.offset > before.offset)) break;
