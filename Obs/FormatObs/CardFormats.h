@@ -50,7 +50,7 @@ struct CardWriting {
     UsualRules usual;
     /// What reading the lines of another one does not give back.
     LossSet (*lossesOf)(const WrittenObs& written);
-    /// Why an observation was refused; null in formats that refuse none.
+    /// Why an observation was refused; null for a reason that says no more than that.
     SaveLoss (*lossOfRefused)(const ObsRecord& rec);
 };
 
