@@ -158,7 +158,7 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "~Unable to locate 1 of 1", ObsGetFieldReals, 1, &kUnknownKey, 9, states_),
         FAILS(2, "~The field indices", ObsGetFieldInfo, 38, a_, b_, b_),
         FAILS(2, "~The observation types are", ObsGetTypeInfo, 20, &f_.type, a_, numbers_),
-        FAILS(2, "~The formats are numbered", ObsGetFormatInfo, 6, a_, b_, numbers_),
+        FAILS(2, "~The formats are numbered", ObsGetFormatInfo, ObsGetFormatCount(), a_, b_, numbers_),
         FAILS(2, "~The observation types are", ObsGetFormatPrecision, 0, 20, states_, numbers_),
         FAILS(2, "~", ObsDataToStates, noTime_, states_),
         FAILS(2, "~Unable to locate obsKey", ObsGetStates, kUnknownKey, states_, 0),
