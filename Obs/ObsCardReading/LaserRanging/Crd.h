@@ -30,7 +30,6 @@ struct CrdKept {
     struct Configuration {
         std::string id;
         float wavelengthUm;
-        bool operator==(const Configuration&) const = default;
     };
     int version = 1;
     bool inPrediction = false;                            ///< between an H1 of predictions and the next one
@@ -38,7 +37,6 @@ struct CrdKept {
     std::optional<std::string> station;                   ///< item of H2
     std::optional<std::array<std::string, 2>> satellite;  ///< items of H3: laser-ranging id, catalogue number
     std::vector<Configuration> configurations;            ///< since the last end of a file
-    bool operator==(const CrdKept&) const = default;
 };
 
 /// What was read of a file so far. A copy goes on by itself from there.
