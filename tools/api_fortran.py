@@ -30,8 +30,10 @@ def declared(argument):
     """The declaration of an argument, and the function's own where the type tells too little."""
     if "(*)" in argument.type:
         return f"type(c_funptr), value :: {argument.name}"
-    if argument.type == "void *":
+    if argument.type == "void *" or argument.type.startswith("struct "):  # the address (c_loc)
         return f"type(c_ptr), value :: {argument.name}"
+    if argument.type == "const char *const *":
+        return f"type(c_ptr), intent(in) :: {argument.name}(*)"
     constant, base, pointer, size = re.fullmatch(r"(const )?(\w+) ?(\*?)((?:\[\w*\])?)", argument.type).groups()
     if not (pointer or size):
         return f"{KINDS[base]}, value :: {argument.name}"

@@ -998,7 +998,7 @@ OBS_API int32_t ObsImportArrow(struct ArrowArrayStream* stream, int32_t naiveIsU
  *  @param[in] bytes the text; need not end with a NUL.
  *  @param[in] length number of bytes, 0 or more.
  *  @param[in,out] state as ObsReadLines; unchanged on failure.
- *  @param[in] fileName what the column `file` says, a text that ends with a NUL; null: it is null.
+ *  @param[in] fileName what the column `file` says; null or blank: it is null.
  *  @param[in] columns,columnCount as ObsExportArrow; `file` and `line` (the number of the line, from 1) have to be
  *             asked for by name.
  *  @param[in] batchRows as ObsExportArrow.
