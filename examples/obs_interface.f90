@@ -80,6 +80,15 @@ module obs_interface
         integer(c_int64_t) :: offset
     end type
 
+    type, bind(c) :: ObsPass
+        integer(c_int32_t) :: satNum
+        integer(c_int32_t) :: senNum
+        integer(c_int32_t) :: observations
+        integer(c_int32_t) :: reserved
+        real(c_double) :: firstTime
+        real(c_double) :: lastTime
+    end type
+
     interface
         function ObsInit() bind(c, name="ObsInit") result(outcome)
             import
@@ -781,6 +790,17 @@ module obs_interface
             integer(c_int32_t), intent(out) :: dropped(OBS_CRITERIA)
             integer(c_int32_t) :: outcome
         end function ObsGetSelectionCounts
+
+        function ObsGetPasses(count, keys, room, passes, passCount) bind(c, name="ObsGetPasses") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: count
+            integer(c_int64_t), intent(in) :: keys(*)
+            integer(c_int32_t), value :: room
+            type(ObsPass), intent(inout) :: passes(*)
+            integer(c_int32_t), intent(out) :: passCount
+            integer(c_int32_t) :: outcome
+        end function ObsGetPasses
 
         function ObsExportArrow(count, keys, order, columns, columnCount, batchRows, stream) bind(c, &
             name="ObsExportArrow") result(outcome)

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 
 namespace obs {
 

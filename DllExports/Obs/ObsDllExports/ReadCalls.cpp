@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Lines read without the store, of groups "parsing" and "columns" of the exported header.
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllExports/ColumnTable.h"
-#include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 #include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsCardReading/Loading/Cut.h"

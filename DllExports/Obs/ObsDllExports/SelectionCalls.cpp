@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "Obs/ObsCardReading/Loading/SelectionText.h"
 #include "Obs/ObsTree/Ordering.h"
 #include "Obs/ObsTree/Passes.h"
@@ -21,9 +21,9 @@ static_assert(OBS_CRITERIA == obs::kCountedCriteria);
 
 /// Reads the criteria; false after a message.
 bool takeCriteria(std::string_view name, const double* criteria, obs::ObsSelection& selection) {
-    const std::string_view fault = obs::selectionFromArray(criteria, selection);
-    if (!fault.empty()) obs::logFailure(name, fault);
-    return fault.empty();
+    const obs::MaybeRefusal refusal = obs::selectionFromArray(criteria, selection);
+    if (refusal) obs::logFailure(name, refusal->message());
+    return !refusal;
 }
 
 /// Reads criteria that are a text; what is wrong, after a message.
