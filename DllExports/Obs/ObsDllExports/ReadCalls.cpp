@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Lines read without the store, of group "parsing" of the exported header.
+// Lines read without the store, of groups "parsing" and "columns" of the exported header.
 #include <algorithm>
 #include <charconv>
 
 #include "DllExports/Obs/ObsDllExports/CallGuard.h"
+#include "DllExports/Obs/ObsDllExports/ColumnTable.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 #include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsCardReading/Loading/ContextText.h"
@@ -18,48 +19,77 @@ using obs::LinePlace;
 using Observation = void (*)(const double obsArr[64], int64_t lineNumber, int64_t offset, void* user);
 using Report = void (*)(int32_t kind, int64_t lineNumber, int64_t offset, const char* text, void* user);
 
-/// Hands everything on to a caller's functions.
-class CallingSink final : public obs::RecordSink {
+/// Hands everything but observations on to a caller's function.
+class ReportingSink : public obs::RecordSink {
 public:
-    CallingSink(Observation take, Report report, void* user, bool addressKeys)
-        : take_(take), report_(report), user_(user), addressKeys_(addressKeys) {}
+    ReportingSink(Report report, void* user) : report_(report), user_(user) {}
 
-    void observation(obs::ObsRecord& rec, std::string_view, LinePlace place) override {
-        if (!addressKeys_ && obs::getobskey(rec) == obs::kNoKey)
-            return tell(OBS_LINE_BAD, std::string(obs::kNoKeyReason), place);
-        if (take_ == nullptr) return;
-        double obsArr[obs::kArrayLength];
-        obs::obsrec2arr(rec, obsArr);
-        take_(obsArr, place.number, place.offset, user_);
+    void observation(obs::ObsRecord& rec, std::string_view, LinePlace place) final {
+        const int64_t key = obs::getobskey(rec);
+        if (!addressKeys && key == obs::kNoKey) tell(OBS_LINE_BAD, std::string(obs::kNoKeyReason), place);
+        else take(rec, key, place);
     }
-    void refuse(const obs::Refusal& why, std::string_view, LinePlace place) override {
+    void refuse(const obs::Refusal& why, std::string_view, LinePlace place) final {
         tell(OBS_LINE_BAD, why.message(), place);
     }
-    void fieldNote(const obs::FieldNote& note, LinePlace place) override {
+    void fieldNote(const obs::FieldNote& note, LinePlace place) final {
         tell(note.kind == obs::FieldNote::Kind::zeroed ? OBS_LINE_ZEROED : OBS_LINE_NOTE, note.text, place);
     }
-    void passedOver(std::string_view line, LinePlace place) override {
+    void passedOver(std::string_view line, LinePlace place) final {
         tell(OBS_LINE_PASSED_OVER, std::string(line), place);
     }
-    void note(std::string text) override { tell(OBS_LINE_NOTE, text, {}); }
-    bool keyword(obs::LineClass lineClass, std::string_view line, LinePlace place) override {
-        addressKeys_ = addressKeys_ || lineClass == obs::LineClass::dmaMode;
+    void note(std::string text) final { tell(OBS_LINE_NOTE, text, {}); }
+    bool keyword(obs::LineClass lineClass, std::string_view line, LinePlace place) final {
+        addressKeys = addressKeys || lineClass == obs::LineClass::dmaMode;
         tell(OBS_LINE_KEYWORD, std::string(line), place);
         return true;
     }
-    void refuseKeyword(const obs::Refusal& why, LinePlace place) override { tell(OBS_LINE_NOTE, why.message(), place); }
+    void refuseKeyword(const obs::Refusal& why, LinePlace place) final { tell(OBS_LINE_NOTE, why.message(), place); }
 
-    bool addressKeys() const { return addressKeys_; }
+    bool addressKeys = false;
+
+protected:
+    ~ReportingSink() = default;
+    virtual void take(obs::ObsRecord& rec, int64_t key, LinePlace place) = 0;
 
 private:
     void tell(int32_t kind, const std::string& text, LinePlace place) const {
         if (report_ != nullptr) report_(kind, place.number, place.offset, text.c_str(), user_);
     }
 
-    Observation take_;
     Report report_;
     void* user_;
-    bool addressKeys_;
+};
+
+class CallingSink final : public ReportingSink {
+public:
+    CallingSink(Observation call, Report report, void* user) : ReportingSink(report, user), call_(call), user_(user) {}
+
+private:
+    void take(obs::ObsRecord& rec, int64_t, LinePlace place) override {
+        if (call_ == nullptr) return;
+        double obsArr[obs::kArrayLength];
+        obs::obsrec2arr(rec, obsArr);
+        call_(obsArr, place.number, place.offset, user_);
+    }
+
+    Observation call_;
+    void* user_;
+};
+
+class ColumnSink final : public ReportingSink {
+public:
+    ColumnSink(obs::TableBuilder& table, Report report, void* user) : ReportingSink(report, user), table_(table) {}
+
+private:
+    void take(obs::ObsRecord& rec, int64_t key, LinePlace place) override {
+        obs::ColumnRow& row = table_.nextRow();
+        row.rec = std::move(rec);
+        row.key = key;
+        row.line = place.number;
+    }
+
+    obs::TableBuilder& table_;
 };
 
 std::string_view laserText(const ObsReadState& state) {
@@ -96,10 +126,37 @@ bool writeState(const obs::ReadContext& context, ObsReadState& state) {
 }
 
 /// Reads all, or up to a cut; whether nothing is open there.
-bool readTo(std::string_view text, std::size_t cutAfter, bool isLast, obs::ReadContext& context, CallingSink& sink) {
+bool readTo(std::string_view text, std::size_t cutAfter, bool isLast, obs::ReadContext& context, ReportingSink& sink) {
     if (cutAfter > 0) return obs::readToCut(text, std::min(cutAfter, text.size()), isLast, context, sink).isCut;
     obs::readPiece(text, isLast, context, sink);
     return !context.block.isOpen() && !context.sessions.isOpen();
+}
+
+/// Whether a state and a length are refused, after a message; else the context that the state says.
+bool refuseState(std::string_view name, const ObsReadState& state, int64_t length, obs::ReadContext& context) {
+    if (length >= 0 && readState(state, context)) return false;
+    obs::logFailure(name, "The state has another size or a value out of range, or the length is negative.");
+    return true;
+}
+
+/// Reads the bytes from a state and its context on; the state after them.
+ObsReadState readFrom(const ObsReadState& state, obs::ReadContext& context, const char* bytes, int64_t length,
+                      ReportingSink& sink) {
+    std::string_view text(bytes, static_cast<std::size_t>(length));
+    if (context.before.offset == 0) {
+        text = obs::withoutByteOrderMark(text);
+        context.before.offset = length - static_cast<int64_t>(text.size());
+    }
+    sink.addressKeys = state.addressKeys != 0;
+    const bool isLast = state.isLast != 0;
+    const bool atCut = readTo(text, static_cast<std::size_t>(state.cutAfter), isLast, context, sink);
+    const bool isEnd = isLast && context.before.offset == state.offset + length;
+    if (isEnd) obs::endReading(context, sink);
+    else obs::pauseReading(context, sink);
+    ObsReadState after = state;
+    after.atCut = writeState(context, after) && (atCut || isEnd) ? 1 : 0;
+    after.addressKeys = sink.addressKeys ? 1 : 0;
+    return after;
 }
 
 // --- A state as text -------------------------------------------------------------------------
@@ -164,23 +221,30 @@ int32_t ObsReadLines(const char* bytes, int64_t length, ObsReadState* state, Obs
     if (obs::refuseNull(kName, {bytes, state})) return obs::kStatusRefused;
     return obs::guarded(kName, obs::kStatusRefused, [&] {
         obs::ReadContext context;
-        if (length < 0 || !readState(*state, context)) {
-            obs::logFailure(kName, "The state has another size or a value out of range, or the length is negative.");
-            return obs::kStatusRefused;
-        }
-        std::string_view text(bytes, static_cast<std::size_t>(length));
-        if (context.before.offset == 0) {
-            text = obs::withoutByteOrderMark(text);
-            context.before.offset = length - static_cast<int64_t>(text.size());
-        }
-        CallingSink sink(observation, report, user, state->addressKeys != 0);
-        const bool isLast = state->isLast != 0;
-        const bool atCut = readTo(text, static_cast<std::size_t>(state->cutAfter), isLast, context, sink);
-        const bool isEnd = isLast && context.before.offset == state->offset + length;
-        if (isEnd) obs::endReading(context, sink);
-        else obs::pauseReading(context, sink);
-        state->atCut = writeState(context, *state) && (atCut || isEnd) ? 1 : 0;
-        state->addressKeys = sink.addressKeys() ? 1 : 0;
+        if (refuseState(kName, *state, length, context)) return obs::kStatusRefused;
+        CallingSink sink(observation, report, user);
+        *state = readFrom(*state, context, bytes, length, sink);
+        return obs::kStatusOk;
+    });
+}
+
+int32_t ObsReadArrow(const char* bytes, int64_t length, ObsReadState* state, const char* fileName,
+                     const char* const* columns, int32_t columnCount, int32_t batchRows, Report report, void* user,
+                     struct ArrowArrayStream* stream) {
+    constexpr std::string_view kName = "ObsReadArrow";
+    if (obs::refuseNull(kName, {stream})) return obs::kStatusRefused;
+    stream->release = nullptr;
+    if (obs::refuseNull(kName, {bytes, state})) return obs::kStatusRefused;
+    return obs::guarded(kName, obs::kStatusRefused, [&] {
+        obs::ReadContext context;
+        if (refuseState(kName, *state, length, context)) return obs::kStatusRefused;
+        const std::string_view file = fileName != nullptr ? obs::trimmedText(fileName) : std::string_view();
+        auto table = obs::tableOf(kName, {columns, columnCount, batchRows}, {true, file});
+        if (!table) return obs::kStatusRefused;
+        ColumnSink sink(*table, report, user);
+        const ObsReadState after = readFrom(*state, context, bytes, length, sink);
+        *stream = table->finish();
+        *state = after;
         return obs::kStatusOk;
     });
 }
