@@ -43,12 +43,7 @@ TEST_F(TtyCases, messagesGiveTheirFieldsOrTheirMessage) {
     for (const Case& one : ttyCases()) {
         ObsRecord rec;
         rec.rotateToDate = 0;
-        const std::string message = messageOf(ReadTTYFrLines(one.card, one.card2, settings_, rec));
-        EXPECT_EQ(message.substr(0, message.find('(') + 1), one.refusal) << one.where;
-        for (const auto& [name, value] : one.fields) {
-            if (name == "secClass") EXPECT_EQ(std::string(1, rec.secClass), value) << one.where;
-            else EXPECT_EQ(fieldOf(rec, name), std::strtod(value.c_str(), nullptr)) << one.where << " " << name;
-        }
+        expectCase(one, ReadTTYFrLines(one.card, one.card2, settings_, rec), rec);
     }
 }
 
