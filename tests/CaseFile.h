@@ -31,6 +31,15 @@ inline std::string withBlanks(std::string text) {
     return text;
 }
 
+/// The pairs of a text "VALUE=TEXT VALUE=TEXT ...", such as what a writer makes of numbers.
+inline std::vector<std::pair<double, std::string>> valuesIn(const std::string& text) {
+    std::vector<std::pair<double, std::string>> pairs;
+    std::istringstream words(text);
+    for (std::string word; words >> word;)
+        pairs.emplace_back(std::strtod(word.c_str(), nullptr), withBlanks(word.substr(word.find('=') + 1)));
+    return pairs;
+}
+
 inline void edit(std::string& card, const std::string& word) {
     const std::size_t equals = word.find('=');
     const std::size_t column = std::stoul(word.substr(0, equals));

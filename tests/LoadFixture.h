@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Obs/ObsCardReading/Loading/LoadFile.h"
@@ -53,13 +54,20 @@ protected:
     std::int32_t load(const std::string& text) { return ReadObsFrFile(write("deck.txt", text)); }
     void expectCounts(std::int64_t loaded, std::int64_t duplicate, std::int64_t bad) {
         const LoadCounts counts = latestLoad().counts;
-        EXPECT_EQ(counts.loaded, loaded);
-        EXPECT_EQ(counts.duplicate, duplicate);
-        EXPECT_EQ(counts.bad, bad);
+        EXPECT_EQ(std::tuple(counts.loaded, counts.duplicate, counts.bad), std::tuple(loaded, duplicate, bad));
         EXPECT_EQ(log_.informations.back(), "Total observations = " + std::to_string(loaded + duplicate + bad) +
                                                 ", Loaded = " + std::to_string(loaded) + ", Dup = " +
                                                 std::to_string(duplicate) + ", Bad = " + std::to_string(bad));
         checkedKeys();
+    }
+
+    /// What was told since the last time, as "line:kind", in an included file with its name before it.
+    std::string told() {
+        std::string text;
+        for (const Told& one : std::exchange(told_, {}))
+            text += (one.file == "deck.txt" ? "" : one.file + ":") + std::to_string(one.line) + ":" +
+                    std::to_string(one.kind) + " ";
+        return text;
     }
 
     std::filesystem::path folder_;

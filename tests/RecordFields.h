@@ -25,6 +25,16 @@ inline std::map<std::string, double> fieldsOf(const ObsRecord& rec) {
     return fields;
 }
 
+/// A real by its name, of a part that the record has.
+inline double& realIn(ObsRecord& rec, std::string_view name) {
+    double* found = nullptr;
+    forEachField([&](auto field) {
+        if constexpr (field.isReal)
+            if (field.facts.storageName() == name) found = field.find(rec);
+    });
+    return *found;
+}
+
 /// Whether a card gave what its case says; of a message the beginning, and nothing of the card that it quotes.
 inline void expectCase(const Case& one, const MaybeRefusal& refusal, const ObsRecord& rec) {
     SCOPED_TRACE(one.where + "\n" + one.card + "\n" + one.card2);

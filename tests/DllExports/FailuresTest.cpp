@@ -6,7 +6,6 @@
 #include <fstream>
 #include <functional>
 #include <set>
-#include <sstream>
 
 #include "tests/CaseFile.h"
 #include "tests/ExportTest.h"
@@ -33,13 +32,6 @@ std::string cardWithoutSatellite() { return cardWithKey().replace(1, 5, "00000")
 
 const std::string kNoKeyCsv = "U,0,211,2024,1,12,0,0";
 constexpr std::int64_t kUnknownKey = 12345;
-
-std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> parts;
-    std::istringstream in(text);
-    for (std::string part; std::getline(in, part, separator);) parts.push_back(part);
-    return parts;
-}
 
 }  // namespace
 

@@ -224,7 +224,8 @@ TEST(CsvCases, refusals) {
                              "2024,1,0,0,x",
                              "2024,1.5,0,0,0",
                              ",,,,",
-                             "2024,,0,0,0"})
+                             "2024,,0,0,0",
+                             ""})
         EXPECT_EQ(refusalOf(std::string("U,1,2,") + date), "ReadCsv: Bad date time in CSV string") << date;
     for (const auto& [date, time] : {std::pair{"2024,366,23,59,60", family::parts2utc(2025, 1, 0, 0, 0)},
                                      {"2024, 3.66e2,,,", family::parts2utc(2024, 366, 0, 0, 0)},

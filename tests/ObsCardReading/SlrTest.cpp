@@ -9,7 +9,7 @@
 
 #include "Obs/ObsCardReading/LaserRanging/Corrections.h"
 #include "Obs/ObsCardReading/LaserRanging/Crd.h"
-#include "ObsDllExports.h"
+#include "tests/ExportTest.h"
 #include "tests/LoadFixture.h"
 #include "tests/QuietSink.h"
 
@@ -55,11 +55,8 @@ const std::string kEnd = "H8\nH9\n";
 /// Lines that a file holds with the id of a range.
 std::int64_t rangeLines(const std::string& text) {
     std::int64_t count = 0;
-    for (std::size_t at = 0; at < text.size(); at = text.find('\n', at) + 1) {
-        const std::string id = text.substr(at, 3);
-        count += id == "10" || id == "11" || id == "10 " || id == "11 " || id == "10\n" || id == "11\n" ? 1 : 0;
-        if (text.find('\n', at) == std::string::npos) break;
-    }
+    for (const std::string& line : split(text, '\n'))
+        count += line == "10" || line == "11" || line.starts_with("10 ") || line.starts_with("11 ");
     return count;
 }
 
@@ -112,45 +109,27 @@ TEST_F(Crd, realFiles) {
         std::int64_t loaded, duplicate, bad;
         Range first, last;
     };
+    // clang-format off
     const File files[] = {
         // 43410.8898329 0.044490825842; 1007.946763625370 0.045566238343 after the midnight to 2021 January 27
-        {"crd2_rollover.frd",
-         29,
-         0,
-         0,
-         {6, 8820, 160, 26455, 43410.912078312921, 6669.007018811550},
+        {"crd2_rollover.frd", 29, 0, 0, {6, 8820, 160, 26455, 43410.912078312921, 6669.007018811550},
          {6, 8820, 161, 25960, 1007.9695467445415, 6830.207297330909}},
         // 83098.3290105 .048305496438; 68909.9924172 .051292849408
-        {"crd1_lageos1.npt",
-         14,
-         0,
-         0,
-         {6, 8820, 62, 25952, 83098.353163248219, 7240.811756029132},
+        {"crd1_lageos1.npt", 14, 0, 0, {6, 8820, 62, 25952, 83098.353163248219, 7240.811756029132},
          {6, 8820, 62, 25994, 68910.018063624704, 7688.604700924082}},
         // 77387.019063653420 0.143461677858; 694.119563650340 0.137056288730 after the midnight to 2019 April 20
-        {"crd1_glonass125_midnight.frd",
-         150,
-         0,
-         0,
-         {6, 37372, 161, 25311, 77387.090794492349, 21504.364516926997},
+        {"crd1_glonass125_midnight.frd", 150, 0, 0, {6, 37372, 161, 25311, 77387.090794492349, 21504.364516926997},
          {6, 37372, 161, 25312, 694.188091794705, 20544.220841362199}},
         // 55432.0414338 0.047960587856 with a record 30 of that time; 11532.317500081099 0.021670462296. Three normal
         // points of GIOVE-A occur there twice, and one of Jason 1 is in the full rate, too.
-        {"crd2_samples.crd",
-         82,
-         4,
-         0,
-         {2, 22195, 75, 20771, 55432.065414093928, 7189.111260237595, 297.2990, 38.6340},
+        {"crd2_samples.crd", 82, 4, 0, {2, 22195, 75, 20771, 55432.065414093928, 7189.111260237595, 297.2990, 38.6340},
          {6, 16908, 150, 22661, 11532.328335312247, 3248.320578857082}},
         // 69442.61380994687 .010144434636; 36004.485268558983 0.009228275086. Stations 7941 and 7406 are not in the
         // table: 71 and 55 ranges.
-        {"crd1_blits_2012.frd",
-         331,
-         0,
-         126,
-         {6, 35871, 62, 22822, 69442.618882164188, 1520.612497273388},
+        {"crd1_blits_2012.frd", 331, 0, 126, {6, 35871, 62, 22822, 69442.618882164188, 1520.612497273388},
          {6, 35871, 162, 22816, 36004.489882696526, 1383.283635566051}},
     };
+    // clang-format on
     for (const File& file : files) {
         SCOPED_TRACE(file.name);
         const std::string path = std::string(OBS_EXAMPLES "/laser_ranging/") + file.name;

@@ -130,31 +130,27 @@ ObsRecord equalOf(ObsRecord rec, std::string_view compared, int lastPlaces) {
 // However many observations share a key, the different ones all stay, and an equal of each is refused whatever else
 // it has: the second column marks the values that tell two apart.
 TEST_F(StoreTest, differentObservationsUnderOneKeyStayAndEqualsDoNot) {
-    struct Case {
-        std::int32_t type;
-        std::string_view compared;
-    };
-    const Case cases[] = {{0, "...x..."},  {1, "xxxxxxx"}, {2, "xxxxxxx"}, {3, "xxxxxxx"},
-                          {4, "xxxxxxx"},  {5, "xx....."}, {6, "..x...."}, {8, "xxxxxxx"},
-                          {18, "xxxxxxx"}, {9, "xx....."}, {19, "xx....."}};
-    for (const Case& c : cases) {
+    const std::pair<std::int32_t, std::string_view> cases[] = {
+        {0, "...x..."}, {1, "xxxxxxx"}, {2, "xxxxxxx"},  {3, "xxxxxxx"}, {4, "xxxxxxx"}, {5, "xx....."},
+        {6, "..x...."}, {8, "xxxxxxx"}, {18, "xxxxxxx"}, {9, "xx....."}, {19, "xx....."}};
+    for (const auto& [type, compared] : cases) {
         obsemptytree();
         ObsRecord base = rangeRecord(0);
-        base.obsType = c.type;
+        base.obsType = type;
         std::vector<ObsRecord> stored{base};
         for (int i = 1; i <= 300; ++i) {
-            for (std::size_t v = 0; v < c.compared.size(); ++v)
-                if (c.compared[v] == 'x') (stored.emplace_back(base).*kValues[v]) = 1e-6 * i;
+            for (std::size_t v = 0; v < compared.size(); ++v)
+                if (compared[v] == 'x') (stored.emplace_back(base).*kValues[v]) = 1e-6 * i;
             stored.emplace_back(base).obsTime = stepped(base.obsTime, 10 * i);
             stored.emplace_back(base).obsTime = base.obsTime + 365.0 * i;  // the same moment of another year
         }
         for (std::size_t i = 0; i < stored.size(); ++i)
-            ASSERT_NE(addToSharedKey(stored[i]), kStatusDuplicate) << c.type << ": " << i;
+            ASSERT_NE(addToSharedKey(stored[i]), kStatusDuplicate) << type << ": " << i;
         for (const int lastPlaces : {-4, 0, 4})
             for (const ObsRecord& rec : stored)
-                ASSERT_EQ(addToSharedKey(equalOf(rec, c.compared, lastPlaces)), kStatusDuplicate) << c.type;
+                ASSERT_EQ(addToSharedKey(equalOf(rec, compared, lastPlaces)), kStatusDuplicate) << type;
         const std::vector<std::int64_t> keys = checkedKeys();
-        EXPECT_EQ(keys.size(), stored.size()) << c.type;
+        EXPECT_EQ(keys.size(), stored.size()) << type;
         EXPECT_EQ(keys.front() / 10'000'000'000, keys.back() / 10'000'000'000) << "order in time is kept";
     }
 }
