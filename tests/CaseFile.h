@@ -26,6 +26,14 @@ struct Case {
     std::string card2;
 };
 
+/// The parts of a text between separators.
+inline std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> parts;
+    std::istringstream in(text);
+    for (std::string part; std::getline(in, part, separator);) parts.push_back(part);
+    return parts;
+}
+
 inline std::string withBlanks(std::string text) {
     std::replace(text.begin(), text.end(), '~', ' ');
     return text;

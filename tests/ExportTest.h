@@ -6,11 +6,10 @@
 
 #include <algorithm>
 #include <cstring>
-#include <sstream>
 #include <string>
-#include <vector>
 
 #include "ObsDllExports.h"
+#include "tests/CaseFile.h"
 #include "tests/TestLog.h"
 
 namespace obs::test {
@@ -30,14 +29,6 @@ struct Text {
     }
     char chars[513];
 };
-
-/// The parts of a text between separators.
-inline std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> parts;
-    std::istringstream in(text);
-    for (std::string part; std::getline(in, part, separator);) parts.push_back(part);
-    return parts;
-}
 
 struct AllFields {
     char secClass = '?', type = '?';

@@ -13,6 +13,7 @@
 
 #include "Obs/ObsCardReading/Loading/LoadFile.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
+#include "tests/Files.h"
 #include "tests/StoreCheck.h"
 #include "tests/TestLog.h"
 
@@ -31,8 +32,6 @@ protected:
         obsemptytree();
         obskeymodeset(0);
         SetTTYYear(0);
-        folder_ = std::filesystem::temp_directory_path() / ("obs_load_" + std::to_string(::getpid()));
-        std::filesystem::create_directory(folder_);
         setLineReport(
             [](std::int32_t kind, const char* file, std::int64_t line, const char* reason, void* user) {
                 static_cast<LoadFixture*>(user)->told_.push_back(
@@ -42,15 +41,11 @@ protected:
     }
     void TearDown() override {
         setLineReport(nullptr, nullptr);
-        std::filesystem::remove_all(folder_);
         obskeymodeset(0);
         obsemptytree();
     }
 
-    std::string write(const std::string& name, const std::string& text) {
-        std::ofstream(folder_ / name, std::ios::binary) << text;
-        return folder_ / name;
-    }
+    std::string write(const std::string& name, const std::string& text) const { return temp_.write(name, text); }
     std::int32_t load(const std::string& text) { return ReadObsFrFile(write("deck.txt", text)); }
     void expectCounts(std::int64_t loaded, std::int64_t duplicate, std::int64_t bad) {
         const LoadCounts counts = latestLoad().counts;
@@ -70,7 +65,8 @@ protected:
         return text;
     }
 
-    std::filesystem::path folder_;
+    const TempFolder temp_;
+    const std::filesystem::path& folder_ = temp_.path;
     TestLog log_;
     std::vector<Told> told_;
 };

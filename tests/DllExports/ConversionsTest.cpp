@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <map>
+#include <algorithm>
 
 #include "Obs/FormatObs/B3.h"
 #include "Obs/FormatObs/CardFormats.h"
@@ -114,48 +112,6 @@ TEST_F(Conversions, exportedConversions) {
     EXPECT_EQ(ObsTTYToCsv("))U", "", again), 2);
     EXPECT_EQ(log_.errors[log_.errors.size() - 2], "ReadTTY1stLine: Must set the year for TTY input file.");
     EXPECT_EQ(ObsCsvToTTY(nullptr, 0, tty1, tty2) + ObsCsvToTTY("", 0, tty1, nullptr) + ObsGetCsv(77, nullptr), 6);
-}
-
-// A file that mixes all formats loads whole, and each form that it is saved in gives back what that form carries.
-TEST_F(Conversions, aMixedFileInTwoGroups) {
-    const std::string deck = OBS_TEST_DATA "/mixed/deck.txt";
-    ObsLoadFileGID(deck.c_str(), 1);
-    std::vector<std::int64_t> keys(static_cast<std::size_t>(ObsGetCountGID(1)));
-    ObsLoadFileGID(deck.c_str(), 2);
-    ObsGetLoadedGID(1, -10, keys.data());
-    const auto rfLines = std::count_if(keys.begin(), keys.end(), [](std::int64_t key) {
-        Text csv;
-        ObsGetCsv(key, csv);
-        return csv.trimmed().find(",13,") != std::string::npos;
-    });
-    EXPECT_GT(rfLines, 0);
-    EXPECT_EQ(ObsGetCountGID(2), rfLines) << "all but RF observations were known already";
-    const auto folder = std::filesystem::temp_directory_path() / ("obs_mixed_" + std::to_string(::getpid()));
-    std::filesystem::create_directory(folder);
-    const auto saved = folder / "saved.txt";
-    EXPECT_EQ(ObsSaveFileGID(saved.c_str(), 1, 0, 2), 0);
-    const auto stored = [] {
-        std::vector<std::int64_t> each(static_cast<std::size_t>(ObsGetCount()));
-        ObsGetLoaded(9, each.data());
-        std::map<std::int64_t, std::string> lines;
-        for (const std::int64_t key : each) {
-            Text csv;
-            EXPECT_EQ(ObsGetCsv(key, csv), 0);
-            lines[key] = csv.trimmed();
-        }
-        return lines;
-    };
-    EXPECT_EQ(ObsRemoveGID(2), 0);
-    const auto before = stored();
-    ObsRemoveAll();
-    EXPECT_EQ(ObsLoadFile(saved.c_str()), 0);
-    EXPECT_GT(before.size(), 15u);
-    EXPECT_EQ(stored(), before) << "CSV gives the same store";
-    std::int64_t untouched = -7;
-    ObsGetLoadedGID(5, -1, &untouched);
-    EXPECT_EQ(untouched, -7);
-    EXPECT_EQ(ObsRemoveGID(5) + ObsRemoveGID(0) + ObsGetCount(), 0);
-    std::filesystem::remove_all(folder);
 }
 
 }  // namespace obs::test

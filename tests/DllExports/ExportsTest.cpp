@@ -3,14 +3,13 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <random>
-#include <sstream>
 
 #include "Obs/CardLayouts/Columns.h"
 #include "tests/CaseFile.h"
 #include "tests/ExportTest.h"
+#include "tests/Files.h"
 #include "tests/StoreCheck.h"
 
 namespace obs::test {
@@ -28,12 +27,6 @@ std::vector<Case> cardCases() {
 std::string caseCard(const std::string& type) {
     static const std::vector<Case> cases = cardCases();
     return std::find_if(cases.begin(), cases.end(), [&](const Case& one) { return one.card[74] == type[0]; })->card;
-}
-
-std::string contentOf(const std::filesystem::path& path) {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
 }
 
 }  // namespace
@@ -158,16 +151,6 @@ TEST_F(Exports, anyBytesAreACard) {
 
 class Saving : public Exports {
 protected:
-    void SetUp() override {
-        Exports::SetUp();
-        folder_ = std::filesystem::temp_directory_path() / ("obs_save_" + std::to_string(::getpid()));
-        std::filesystem::create_directory(folder_);
-        file_ = folder_ / "out.txt";
-    }
-    void TearDown() override {
-        std::filesystem::remove_all(folder_);
-        Exports::TearDown();
-    }
     void fill() {
         char hour = '0';
         for (const char* type : {"5", "1", "V", "4", "0", "P", "6", "8"}) {
@@ -176,7 +159,8 @@ protected:
             ASSERT_GT(ObsAddFrB3Card(card.c_str()), 0);
         }
     }
-    std::filesystem::path folder_, file_;
+    const TempFolder folder_;
+    const std::string file_ = folder_ / "out.txt";
 };
 
 TEST_F(Saving, writesByKeyAndLoadsAgain) {
@@ -186,9 +170,7 @@ TEST_F(Saving, writesByKeyAndLoadsAgain) {
     SetObsKeyMode(0);
     EXPECT_EQ(ObsSaveFile(file_.c_str(), 0, 0), 0);
     const std::string saved = contentOf(file_);
-    std::istringstream lines(saved);
-    std::vector<std::string> cards;
-    for (std::string line; std::getline(lines, line);) cards.push_back(line);
+    const std::vector<std::string> cards = split(saved, '\n');
     ASSERT_EQ(cards.size(), 9u);
     EXPECT_TRUE(std::is_sorted(cards.begin(), cards.end() - 1,
                                [](const auto& a, const auto& b) { return a.substr(9, 14) < b.substr(9, 14); }));
@@ -202,7 +184,7 @@ TEST_F(Saving, writesByKeyAndLoadsAgain) {
     ObsRemoveAll();
     EXPECT_EQ(ObsLoadFile(file_.c_str()), 0);
     EXPECT_EQ(ObsGetCount(), 9);
-    const auto again = folder_ / "again.txt";
+    const std::string again = folder_ / "again.txt";
     EXPECT_EQ(ObsSaveFile(again.c_str(), 0, 0), 0);
     std::string a = contentOf(again), b = saved;
     std::sort(a.begin(), a.end());
@@ -212,12 +194,16 @@ TEST_F(Saving, writesByKeyAndLoadsAgain) {
 
 TEST_F(Saving, groupsAndForms) {
     fill();
-    const auto inGroup = folder_ / "group.txt";
-    std::ofstream(inGroup) << caseCard("1") << "\n";
+    const std::string inGroup = folder_.write("group.txt", caseCard("1") + "\n");
     EXPECT_EQ(ObsLoadFileGID(inGroup.c_str(), 6), 0);
-    EXPECT_EQ(log_.informations[0], "ObsLoadFile: Reading observation data from file \"" + inGroup.string() + "\".");
+    EXPECT_EQ(log_.informations[0], "ObsLoadFile: Reading observation data from file \"" + inGroup + "\".");
     EXPECT_EQ(ObsSaveFileGID(file_.c_str(), 6, 0, 0), 0);
     EXPECT_EQ(contentOf(file_), caseCard("1") + "\n");
+    EXPECT_EQ(ObsRemoveGID(6), 0);
+    EXPECT_EQ(std::pair(ObsGetCountGID(6), ObsGetCount()), std::pair(0, 8));
+    std::int64_t untouched = -7;
+    ObsGetLoadedGID(6, -1, &untouched);
+    EXPECT_EQ(untouched, -7);
     EXPECT_EQ(ObsSaveFileGID(file_.c_str(), 77, 0, 0), 0);
     EXPECT_EQ(contentOf(file_), "");
     for (const std::int32_t form : {7, -1, std::numeric_limits<std::int32_t>::max()}) {
@@ -236,8 +222,8 @@ TEST_F(Saving, groupsAndForms) {
 
 TEST_F(Saving, failuresLeaveTheOldFile) {
     fill();
-    EXPECT_EQ(ObsSaveFile((folder_ / "missing" / "out.txt").c_str(), 0, 0), ENOENT);
-    EXPECT_EQ(ObsSaveFile(folder_.c_str(), 0, 0), EISDIR);
+    EXPECT_EQ(ObsSaveFile((folder_ / "missing/out.txt").c_str(), 0, 0), ENOENT);
+    EXPECT_EQ(ObsSaveFile(folder_.path.c_str(), 0, 0), EISDIR);
     EXPECT_EQ(ObsSaveFile("/dev/full", 0, 0), 0);
     EXPECT_NE(log_.errors.back().find("No space left on device"), std::string::npos) << log_.errors.back();
     EXPECT_EQ(ObsGetCount(), 8);

@@ -97,30 +97,23 @@ bool added(const std::string& text) {
 
 /// What, how it is stored, and the kinds that are told when it is saved as B3, TTY, CSV, RF and CRD.
 const std::array<std::string, 3> kCases[] = {
-    {"nothing to tell", "csv", "///1/1"},
-    {"sensor", "csv 3=1234", "3/2//1/1"},
-    {"classification", "csv 1=X", "2//2/1/1"},
-    {"year 2060", "csv 4=2060", "2/2//1/1"},
-    {"1950 day 0", "fields 1 0 0 0", "2/2/2/1/1"},
-    {"no satellite but further ones", "csv 2=0", "/2//1/1"},
-    {"satellite", "csv 2=400000", "2/2//1/1"},
-    {"declination", "csv 9=1000", "2/2//1/1"},
+    // clang-format off
+    {"nothing to tell", "csv", "///1/1"}, {"sensor", "csv 3=1234", "3/2//1/1"},
+    {"classification", "csv 1=X", "2//2/1/1"}, {"year 2060", "csv 4=2060", "2/2//1/1"},
+    {"1950 day 0", "fields 1 0 0 0", "2/2/2/1/1"}, {"no satellite but further ones", "csv 2=0", "/2//1/1"},
+    {"satellite", "csv 2=400000", "2/2//1/1"}, {"declination", "csv 9=1000", "2/2//1/1"},
     {"position of a ground sensor", "csv 3=62 21=7000", "5/5//1/5"},
     {"small position", "fields 8 27000 0.0625 0", "/7//1/1"},
     {"position rounded to 0.1", "fields 8 27000 0.0999999999 0", "///1/1"},
-    {"large position", "fields 8 27000 999999.996 0", "2/2//1/1"},
-    {"velocity", "fields 8 27000 7000 1", "5/5/5/1/1"},
-    {"type 7", "csv 20=7 21=7000", "2/2/1/1/1"},
-    {"type 16", "csv 20=16", "2/4//1/1"},
-    {"type P", "fields P 27000 7000 0", "/2/5/1/1"},
-    {"type V", "fields V 27000 7000 1", "/2/5/1/1"},
-    {"RF", "rf CCH_ESP CCH_ESP", "2/2/6//1"},
-    {"RF of two sites", "rf CCH_ESP LONGNAME", "2/4/6/6/1"},
+    {"large position", "fields 8 27000 999999.996 0", "2/2//1/1"}, {"velocity", "fields 8 27000 7000 1", "5/5/5/1/1"},
+    {"type 7", "csv 20=7 21=7000", "2/2/1/1/1"}, {"type 16", "csv 20=16", "2/4//1/1"},
+    {"type P", "fields P 27000 7000 0", "/2/5/1/1"}, {"type V", "fields V 27000 7000 1", "/2/5/1/1"},
+    {"RF", "rf CCH_ESP CCH_ESP", "2/2/6//1"}, {"RF of two sites", "rf CCH_ESP LONGNAME", "2/4/6/6/1"},
     {"RF of a long name", "rf SITE_NAME2 SITE_NAME2", "2/4/6/2/1"},
     {"RF of another's name", "rf LONGNAME1 LONGNAME1", "2/4/6/3/1"},
-    {"not of type R", "csv 3=701 50=1.5", "///4+6/1"},
-    {"laser range", "csv 3=62", "///1/"},
+    {"not of type R", "csv 3=701 50=1.5", "///4+6/1"}, {"laser range", "csv 3=62", "///1/"},
     {"laser range without angles", "csv 3=62 9=0 13=0", "///1/4"},
+    // clang-format on
 };
 
 TEST_F(SaveCounts, tellWhatTheFileDoesNotBringBack) {
@@ -136,7 +129,7 @@ TEST_F(SaveCounts, tellWhatTheFileDoesNotBringBack) {
             const std::int32_t sensor = SenNumFrObsKey(key);
             const Kinds kinds = kindsOf(form);
             std::string shown;
-            for (const std::int32_t kind : kinds) shown += (shown.empty() ? "" : "+") + std::to_string(kind);
+            for (const std::int32_t kind : kinds) shown.append(shown.empty() ? "" : "+").append(std::to_string(kind));
             EXPECT_EQ(shown, expected[static_cast<std::size_t>(form)]);
             ObsRemoveAll();
             if (form == 1 && what == "type 7") continue;  // which only its sensor's place makes readable

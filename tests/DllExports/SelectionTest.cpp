@@ -170,13 +170,12 @@ public:
         Filter holds;
     };
     static inline const Criterion kCriteria[] = {
-        {"sat<20", WHERE(f.sat < 20)},
-        {"sen>=215", WHERE(f.sen >= 215)},
-        {"el>10", WHERE(hasAngles(f.type) && f.el > 10)},
-        {"az!=0:180", WHERE(hasAngles(f.type) && f.az > 180)},
-        {"range<=2500", WHERE(hasRange(f.type) && f.range <= 2500)},
-        {"ind1!=1,2", WHERE(f.i1 != 1 && f.i1 != 2)},
+        // clang-format off
+        {"sat<20", WHERE(f.sat < 20)}, {"sen>=215", WHERE(f.sen >= 215)},
+        {"el>10", WHERE(hasAngles(f.type) && f.el > 10)}, {"az!=0:180", WHERE(hasAngles(f.type) && f.az > 180)},
+        {"range<=2500", WHERE(hasRange(f.type) && f.range <= 2500)}, {"ind1!=1,2", WHERE(f.i1 != 1 && f.i1 != 2)},
         {"class!=C", WHERE(upperCase(f.secClass) != 'C')},
+        // clang-format on
     };
 
     static bool holds(const Words& words, const AllFields& f) {
@@ -327,33 +326,22 @@ TEST_F(Selection, linesOfFilesSetTheGlobalCriteria) {
 
 /// Reasons, and texts between "|" with what is at fault in brackets.
 const std::pair<const char*, const char*> kBad[] = {
-    {"is not followed by one of =, !=, <, <=, >, >=.", "[sat]"},
-    {"is not one of the names sat, sen,", "[foo]=1"},
-    {"is not followed by a satellite number", "sat[=]"},
-    {"is not a satellite number", "sat=1,[,]2"},
-    {"has its low end above its high end.", "sat=[5:4]"},
-    {"is a range without ends.", "sat=[:]"},
-    {"is not a number of degrees", "el=[nan]"},
-    {"is not one of U, C, S.", "class=[Q]"},
-    {"does not go with this name", "class[<]U"},
-    {"was given before", "sat=1 [sat]=2"},
-    {"cannot be here", "[=] =|[or] sat=5"},
-    {"begins quotes", "[\"]sat=5\" sen=211"},
-    {"has no closing quotation mark.", "sat=5 ['x]"},
-    {"is not followed by a criterion", "sat=5 [and]"},
-    {"has no closing parenthesis.", "[(]sat=5"},
-    {"closes no parenthesis.", "sat=5 or (el>3)[)]"},
-    {"is not a single value", "el<1[,]2"},
-    {"is not within 0 to 360", "az>[361]"},
-    {"is not a number of km", "range<[5kg]"},
-    {"has a unit at one end alone.", "rate=[-5:5m/s]"},
-    {"is not a laser target's name", "sat=['iss']"},
-    {"is not the description of a sensor", "sen=['Nowhere']"},
-    {"is a name in quotes, which sat and sen alone take", "el=['x']"},
-    {"is not a year of four digits.", "year=[24]"},
-    {"is not a date (2024-01-31,", "time=[24400]"},
-    {"has its low end", "time=[2024-01-02..24001]"},
+    // clang-format off
+    {"is not followed by one of =, !=, <, <=, >, >=.", "[sat]"}, {"is not one of the names sat, sen,", "[foo]=1"},
+    {"is not followed by a satellite number", "sat[=]"}, {"is not a satellite number", "sat=1,[,]2"},
+    {"has its low end above its high end.", "sat=[5:4]"}, {"is a range without ends.", "sat=[:]"},
+    {"is not a number of degrees", "el=[nan]"}, {"is not one of U, C, S.", "class=[Q]"},
+    {"does not go with this name", "class[<]U"}, {"was given before", "sat=1 [sat]=2"},
+    {"cannot be here", "[=] =|[or] sat=5"}, {"begins quotes", "[\"]sat=5\" sen=211"},
+    {"has no closing quotation mark.", "sat=5 ['x]"}, {"is not followed by a criterion", "sat=5 [and]"},
+    {"has no closing parenthesis.", "[(]sat=5"}, {"closes no parenthesis.", "sat=5 or (el>3)[)]"},
+    {"is not a single value", "el<1[,]2"}, {"is not within 0 to 360", "az>[361]"},
+    {"is not a number of km", "range<[5kg]"}, {"has a unit at one end alone.", "rate=[-5:5m/s]"},
+    {"is not a laser target's name", "sat=['iss']"}, {"is not the description of a sensor", "sen=['Nowhere']"},
+    {"is a name in quotes, which sat and sen alone take", "el=['x']"}, {"is not a year of four digits.", "year=[24]"},
+    {"is not a date (2024-01-31,", "time=[24400]"}, {"has its low end", "time=[2024-01-02..24001]"},
     {"is two dates: write 2020-240T12 or 2024-012.", "time=24001:[2024012]"},
+    // clang-format on
     {"",
      "sat=[abc]|sat=[1.5]|sat=1:[2:3]|type=12,[X]|type=[20]|class=[C:]|sat=[1e300]|el=10 [range]|[\"]sat=5|"
      " [\"]|[not]|([)]|sat=5, [el]>3|sat=5 [!] el>3|sat=[=]5|sat=[(]5)|[sat] and=5|el<[1:2]|range<[5m/s]|"

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 
@@ -9,6 +8,7 @@
 #include "Obs/ObsTree/Selection.h"
 #include "ObsDllExports.h"
 #include "tests/CaseFile.h"
+#include "tests/Child.h"
 #include "tests/LoadFixture.h"
 
 namespace obs::test {
@@ -333,8 +333,7 @@ TEST_F(LoadFileTest, withoutMemoryCountsAreTrue) {
     const std::string file = write("deck.txt", text);
     int partly = 0;
     for (const int megabytes : {2, 8, 24}) {
-        const pid_t child = ::fork();
-        if (child == 0) {
+        const int outcome = inChild([&] {
             std::ifstream status("/proc/self/statm");
             rlim_t pages = 0;
             status >> pages;
@@ -346,12 +345,10 @@ TEST_F(LoadFileTest, withoutMemoryCountsAreTrue) {
             const LoadCounts& counts = latestLoad().counts;
             const bool isTrue = counts.loaded == ObsGetCount() &&
                                 counts.loaded + counts.duplicate + counts.bad == latestLoad().lines.observations;
-            ::_exit(!isTrue ? 2 : counts.loaded == 300000 ? 0 : 1);
-        }
-        int status = -1;
-        ASSERT_TRUE(::waitpid(child, &status, 0) == child && WIFEXITED(status)) << megabytes;
-        EXPECT_LT(WEXITSTATUS(status), 2) << megabytes;
-        partly += WEXITSTATUS(status);
+            return !isTrue ? 2 : counts.loaded == 300000 ? 0 : 1;
+        });
+        EXPECT_TRUE(outcome == 0 || outcome == 1) << megabytes << " MB: " << outcome;
+        partly += outcome;
     }
     EXPECT_GT(partly, 0) << "memory sufficed";
 }

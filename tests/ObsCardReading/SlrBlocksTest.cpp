@@ -123,14 +123,13 @@ TEST(SlrBlocks, theSignOfTheSystemDelay) {
         std::string header;
         double calibratedPs;  ///< 0: a bad header
     } const cases[] = {
-        {"published", header, 39894074961},
-        {"justified", edited(header, 25, "    -837"), 39894074961},
+        // clang-format off
+        {"published", header, 39894074961}, {"justified", edited(header, 25, "    -837"), 39894074961},
         {"without a sign", edited(header, 25, "00000837"), 39894073287},
         {"missing", edited(header, 25, "--------"), 39894074124},
-        {"missing and beyond the line", header.substr(0, 24), 39894074124},
-        {"cut", header.substr(0, 30), 0},
-        {"damaged", edited(header, 25, "0000-837"), 0},
-        {"with a gap", edited(header, 25, "-  00837"), 0},
+        {"missing and beyond the line", header.substr(0, 24), 39894074124}, {"cut", header.substr(0, 30), 0},
+        {"damaged", edited(header, 25, "0000-837"), 0}, {"with a gap", edited(header, 25, "-  00837"), 0},
+        // clang-format on
     };
     for (const auto& one : cases) {
         const Read read("88888", {one.header, raw});
@@ -170,11 +169,11 @@ TEST(SlrBlocks, badHeaders) {
           {1, "0000103", "ReadSlr: Ranges to the Moon are not satellite observations: target 103 is Apollo 15."},
           {13, "7998",
            "ReadSlr: Laser station 7998 has no known sensor number; a sensor of the station's own number would do."},
+          // clang-format off
           {13, "1003", "ReadSlr: Laser station 1003 has no known sensor number."},
-          {10, "000", "ReadSlrBlock: Bad pass header/"},
-          {10, "366", "ReadSlrBlock: Bad pass header/"},
-          {13, "7-05", "ReadSlrBlock: Bad pass header/"},
-          {8, "--", "ReadSlrBlock: Bad pass header/"},
+          {10, "000", "ReadSlrBlock: Bad pass header/"}, {10, "366", "ReadSlrBlock: Bad pass header/"},
+          {13, "7-05", "ReadSlrBlock: Bad pass header/"}, {8, "--", "ReadSlrBlock: Bad pass header/"},
+          // clang-format on
           {30, "x", "ReadSlrBlock: Bad pass header/"}}) {
         std::string header = edited(kHeader, static_cast<std::size_t>(column), text);
         std::string expected = message;
