@@ -111,6 +111,7 @@ TEST_F(Conversions, exportedConversions) {
     ObsSetTTYYear(0);
     EXPECT_EQ(ObsTTYToCsv("))U", "", again), 2);
     EXPECT_EQ(log_.errors[log_.errors.size() - 2], "ReadTTY1stLine: Must set the year for TTY input file.");
+    EXPECT_EQ(std::pair(ObsTypeCToI('m'), ObsTypeIToC(13)), std::pair(18, 'R'));
     EXPECT_EQ(ObsCsvToTTY(nullptr, 0, tty1, tty2) + ObsCsvToTTY("", 0, tty1, nullptr) + ObsGetCsv(77, nullptr), 6);
 }
 
