@@ -180,18 +180,18 @@ bool putValid(const Values& values, double* states) {
 
 }  // namespace
 
-std::string obsrec2states(ObsRecord rec, double timeDs50, double* states) {
+MaybeRefusal obsrec2states(ObsRecord rec, double timeDs50, double* states) {
     std::fill_n(states, kStatesLength, 0.0);
     rec.rotateToDate = 1;
     rotateIfAsked(rec);
     rec.obsType = typeWithRange(rec.obsType, rec.range);
     const double time = timeDs50 != 0 ? timeDs50 : rec.obsTime;
-    if (!isDate(rec.obsTime) || !isDate(time)) return "The time is not within the years 1 to 9999.";
+    if (!isDate(rec.obsTime) || !isDate(time)) return Refusal{"The time is not within the years 1 to 9999."};
     Known known = atItsTime(rec);
     if (time != rec.obsTime && !moveTo(time, rec, known))
-        return isFinite(known.satellite.velKms)
-                   ? "Two-body motion does not lead from the observation's state to that time."
-                   : "The observation has no position and velocity to be moved to another time.";
+        return Refusal{isFinite(known.satellite.velKms)
+                           ? "Two-body motion does not lead from the observation's state to that time."
+                           : "The observation has no position and velocity to be moved to another time."};
     completeSeen(rec, known);
 
     Values values{};
@@ -203,10 +203,10 @@ std::string obsrec2states(ObsRecord rec, double timeDs50, double* states) {
     put(values, kRaDecBlock, {known.rightAscension, known.declination});
     putSatellite(known, values);
     if (known.sensor) putSensor(*known.sensor, values);
-    if (putValid(values, states)) return {};
+    if (putValid(values, states)) return std::nullopt;
     std::fill_n(states, kStatesLength, 0.0);
-    return "The observation determines nothing (type " + std::to_string(rec.obsType) + ", sensor " +
-           std::to_string(rec.senNum) + ").";
+    return Refusal{"The observation determines nothing (type ",
+                   std::to_string(rec.obsType) + ", sensor " + std::to_string(rec.senNum), 0, ")."};
 }
 
 }  // namespace obs

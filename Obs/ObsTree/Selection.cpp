@@ -212,19 +212,19 @@ void takeFlags(const double* criteria, Draft& draft) {
 
 bool isWholeUpTo(double value, double most) { return value >= 0 && value <= most && value == std::floor(value); }
 
-std::string_view faultOf(const double* criteria) {
+MaybeRefusal refusalOf(const double* criteria) {
     if (std::any_of(criteria, criteria + kSelectionLength, [](double value) { return std::isnan(value); }))
-        return "A criterion is not a number.";
+        return Refusal{"A criterion is not a number."};
     for (const auto& [element, criterion] : kPairs)
         if (criterion != Criterion::azimuth && criteria[element] > criteria[element + 1])
-            return "A low end is above its high end.";
+            return Refusal{"A low end is above its high end."};
     if (!isWholeUpTo(criteria[kSelTypeMask], (1u << (kMaxType + 1)) - 1))
-        return "The type mask has bits for types 0 to 19.";
-    if (!isWholeUpTo(criteria[kSelClass], 3)) return "The classification is 0 to 3.";
-    if (!isWholeUpTo(criteria[kSelSatCount], kMaxListed)) return "The list holds 0 to 10 satellites.";
+        return Refusal{"The type mask has bits for types 0 to 19."};
+    if (!isWholeUpTo(criteria[kSelClass], 3)) return Refusal{"The classification is 0 to 3."};
+    if (!isWholeUpTo(criteria[kSelSatCount], kMaxListed)) return Refusal{"The list holds 0 to 10 satellites."};
     if (std::any_of(criteria + kSelReserved, criteria + kSelectionLength, [](double value) { return value != 0; }))
-        return "The reserved elements must be 0.";
-    return {};
+        return Refusal{"The reserved elements must be 0."};
+    return std::nullopt;
 }
 
 }  // namespace
@@ -331,9 +331,8 @@ ObsSelection currentSelection() {
     return gselob;
 }
 
-std::string_view selectionFromArray(const double* criteria, ObsSelection& selection) {
-    const std::string_view fault = faultOf(criteria);
-    if (!fault.empty()) return fault;
+MaybeRefusal selectionFromArray(const double* criteria, ObsSelection& selection) {
+    if (MaybeRefusal refusal = refusalOf(criteria)) return refusal;
     Draft draft;
     takePairs(criteria, draft);
     takeFlags(criteria, draft);
@@ -344,7 +343,7 @@ std::string_view selectionFromArray(const double* criteria, ObsSelection& select
         next = addTest(made, std::move(intervals), test);
     }
     selection = std::move(made);
-    return {};
+    return std::nullopt;
 }
 
 }  // namespace obs

@@ -22,7 +22,7 @@ ALLOWED = {  # beside itself; a folder stands for those inside it
     "siblings/coords": f"{BASE} siblings/services/SettingsFile.h",
     "siblings/sensors": f"{BASE} siblings/services/SettingsFile.h",
     "Obs/ObsTypes": BASE,
-    "Obs/ObsTree": f"{BASE} Obs/ObsTypes Obs/ObsStates/Angles.h Obs/ObsStates/Equinox.h",
+    "Obs/ObsTree": f"{BASE} Obs/ObsTypes Obs/ObsStates/Angles.h Obs/ObsStates/Equinox.h Obs/CardLayouts/Refusal.h",
     "Obs/ObsStates": f"{BASE} Obs/ObsTypes Obs/CardLayouts/Refusal.h",
     "Obs/CardLayouts": f"{BASE} Obs/ObsTypes",
     "Obs/ObsCardReading": INSIDE,

@@ -17,9 +17,9 @@ static_assert(OBS_CRITERIA == obs::kCountedCriteria);
 
 /// Reads the criteria; false after a message.
 bool takeCriteria(std::string_view name, const double* criteria, obs::ObsSelection& selection) {
-    const std::string_view fault = obs::selectionFromArray(criteria, selection);
-    if (!fault.empty()) obs::logFailure(name, fault);
-    return fault.empty();
+    const obs::MaybeRefusal refusal = obs::selectionFromArray(criteria, selection);
+    if (refusal) obs::logFailure(name, refusal->message());
+    return !refusal;
 }
 
 /// Reads criteria that are a text; what is wrong, after a message.
