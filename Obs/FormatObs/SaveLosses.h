@@ -94,8 +94,8 @@ inline bool isUsualTime(double timeDs50) { return timeDs50 >= 1 && timeDs50 < 39
 
 /// The components whose exponent a TTY card can hold, whatever their digits; km, km/s.
 inline bool isUsualComponent(double value) {
-    constexpr double kLeast = 0.1, kMost = 999'999;
-    return value == 0 || (std::fabs(value) >= kLeast && std::fabs(value) <= kMost);
+    constexpr double kLeast = 0.1, kMax = 999'999;
+    return value == 0 || (std::fabs(value) >= kLeast && std::fabs(value) <= kMax);
 }
 
 /// What a form may lose of an observation that looks usual otherwise.
