@@ -25,6 +25,16 @@ inline std::map<std::string, double> fieldsOf(const ObsRecord& rec) {
     return fields;
 }
 
+/// Of a type, with nothing but what every card has.
+inline ObsRecord plainRecord(std::int32_t type) {
+    ObsRecord rec;
+    rec.satNum = 12345;
+    rec.senNum = 211;
+    rec.obsType = type;
+    rec.obsTime = 27029.5;
+    return rec;
+}
+
 /// A real by its name, of a part that the record has.
 inline double& realIn(ObsRecord& rec, std::string_view name) {
     double* found = nullptr;

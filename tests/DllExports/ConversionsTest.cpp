@@ -6,8 +6,8 @@
 #include "Obs/FormatObs/B3.h"
 #include "Obs/FormatObs/CardFormats.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
-#include "Obs/ObsTypes/FieldList.h"
 #include "tests/ExportTest.h"
+#include "tests/RecordFields.h"
 
 namespace obs::test {
 
@@ -15,16 +15,14 @@ namespace {
 
 /// An observation of a type with every field that the type has.
 ObsRecord fullRecord(std::int32_t type) {
-    ObsRecord rec;
+    ObsRecord rec = plainRecord(type);
     forEachFieldOf<ObsFields>([&](auto field) {
         if constexpr (field.isReal)
             if (field.facts.types.has(type)) field.in(rec) = 0.5 + 0.25 * field.facts.index;
     });
-    rec.satNum = rec.altSatNum1 = rec.altSatNum2 = 12345;
-    rec.senNum = 211;
+    rec.altSatNum1 = rec.altSatNum2 = rec.satNum;
     rec.indicator1 = 3;
-    rec.obsType = type;
-    rec.obsTime = 27029.5;
+    rec.obsTime = plainRecord(type).obsTime;
     return rec;
 }
 

@@ -13,7 +13,7 @@
 #include "Obs/ObsCardReading/Cards/B3.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
 #include "Obs/ObsCardReading/Named.h"
-#include "tests/CaseFile.h"
+#include "tests/RecordFields.h"
 
 namespace obs::test {
 
@@ -39,15 +39,6 @@ std::string written(const ObsRecord& rec) {
 }
 
 std::string columns(const ObsRecord& rec, Columns which) { return written(rec).substr(which.offset(), which.width()); }
-
-ObsRecord plainRecord(std::int32_t type) {
-    ObsRecord rec;
-    rec.satNum = 12345;
-    rec.senNum = 211;
-    rec.obsType = type;
-    rec.obsTime = 27029.5;
-    return rec;
-}
 
 }  // namespace
 

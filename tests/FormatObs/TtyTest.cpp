@@ -29,13 +29,9 @@ Message written(const ObsRecord& rec) {
     return message;
 }
 
-ObsRecord plainRecord(std::int32_t type) {
-    ObsRecord rec;
-    rec.satNum = 12345;
-    rec.senNum = 211;
-    rec.obsType = type;
+ObsRecord fullRecord(std::int32_t type) {
+    ObsRecord rec = plainRecord(type);
     rec.indicator1 = 1;
-    rec.obsTime = 27029.5;
     rec.elOrDec = -12.5;
     rec.azOrRa = -90;
     rec.range = 12345.67;
@@ -71,11 +67,11 @@ TEST(TtyWriter, messageOfEachType) {
         {-1, "))U   1 21112345", "001120000000"},
     };
     for (const auto& [type, card1, card2] : cases) {
-        const Message message = written(plainRecord(type));
+        const Message message = written(fullRecord(type));
         EXPECT_EQ(message.card1, card1) << type;
         EXPECT_EQ(message.card2, card2) << type;
     }
-    ObsRecord rec = plainRecord(13);
+    ObsRecord rec = fullRecord(13);
     rec.secClass = '\n';
     rec.indicator1 = 10;
     rec.senNum = 1000;  // all digits count, where a B3 card drops the thousands
@@ -118,7 +114,7 @@ TEST(TtyWriter, valuesInTheirColumns) {
     };
     for (const auto& c : cases)
         for (const auto& [value, text] : valuesIn(c.texts)) {
-            ObsRecord rec = plainRecord(c.type);
+            ObsRecord rec = fullRecord(c.type);
             realIn(rec, c.field) = value;
             const Message message = written(rec);
             const CardText card = message.card2.empty() ? message.card1 : message.card2;
@@ -135,7 +131,7 @@ TEST(TtyWriter, messagesComeBack) {
     };
     for (int round = 0; round < 4000; ++round) {
         static constexpr std::int32_t kTypes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 18, 19};
-        ObsRecord rec = plainRecord(kTypes[random() % std::size(kTypes)]);
+        ObsRecord rec = fullRecord(kTypes[random() % std::size(kTypes)]);
         const std::int32_t type = rec.obsType;
         rec.obsTime = uniform(27029, 27395);
         rec.elOrDec = uniform(-99.99, 99.99);
@@ -161,7 +157,7 @@ TEST(TtyWriter, messagesComeBack) {
     }
     // Positions have their time on the card where the reader does not look for it.
     ObsRecord back;
-    const Message position = written(plainRecord(10));
+    const Message position = written(fullRecord(10));
     EXPECT_TRUE(ReadTTYFrLines(position.card1, position.card2, settings, back));
 }
 
