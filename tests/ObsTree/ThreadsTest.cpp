@@ -133,8 +133,8 @@ TEST(Threads, aSaveHoldsUpdatersButNoReaders) {
     EXPECT_EQ(ObsGetCount(), kObservations + 1);
 }
 
-// NOTE: the thread sanitizer does not follow a process through a fork. The allocator of g++ 12's address sanitizer has locks
-// that no fork handler takes: when another thread refills from it at the fork, the child's next allocation waits in
+// NOTE: the thread sanitizer does not follow a process through a fork. The allocator of g++ 12's address sanitizer has
+// locks that no fork handler takes: when another thread refills from it at the fork, the child's next allocation waits in
 // SizeClassAllocator64::GetFromAllocator for ever: three of five runs of this test met that within their fifty forks.
 #if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
 // Whatever other threads are doing at a fork, it returns soon, and the child works or is told.
