@@ -636,6 +636,42 @@ OBS_API int32_t ObsGetFieldReals(int32_t count, const int64_t* keys, int32_t fie
  *  @return 0, or 2 for another index. */
 OBS_API int32_t ObsGetFieldInfo(int32_t fieldIndex, char name[512], char unit[512], char form[512]);
 
+/** Forms of the values of a column. */
+#define OBS_COLUMN_INTEGER 0
+#define OBS_COLUMN_REAL 1
+#define OBS_COLUMN_CHARACTER 2
+
+/** Elements of the facts of a column.
+ *
+ *  | element | holds                                               |
+ *  |---------|-----------------------------------------------------|
+ *  | 0       | number of columns in all                            |
+ *  | 1       | index of the field (ObsGetField); 0: it has none    |
+ *  | 2       | sum of 2^type over the types that carry it          |
+ *  | 3       | form of its values (OBS_COLUMN_INTEGER ...)         | */
+enum ObsColumnFact { OBS_COLUMN_COUNT = 0, OBS_COLUMN_INDEX = 1, OBS_COLUMN_TYPES = 2, OBS_COLUMN_FORM = 3 };
+
+/** @defgroup ObsGetColumnInfo ObsGetColumnInfo
+ *  Addition. Names a column: a field under the name that it has in tables for other programs. Every field of the record
+ *  that is one number or character has one, whether or not it has an index.
+ *  @param[in]  column 0 to one less than there are.
+ *  @param[out] name,unit 512 characters each; `unit` is blank where there is none.
+ *  @param[out] facts 4 numbers (OBS_COLUMN_COUNT to OBS_COLUMN_FORM).
+ *  @return 0, or 2 for another column (outputs blank and 0). */
+OBS_API int32_t ObsGetColumnInfo(int32_t column, char name[512], char unit[512], int32_t facts[4]);
+
+/** @defgroup ObsGetColumnReals ObsGetColumnReals
+ *  Addition. One column of many stored observations in one call, as reals: integers as they are, characters as their
+ *  code (of the type its character's). "Not a number" where the observation has no such value: its type does not carry
+ *  it and it is 0, or it lacks the data that only CSV or RF lines have.
+ *  @param[in]  count  number of keys, 0 or more.
+ *  @param[in]  keys   their keys.
+ *  @param[in]  column as ObsGetColumnInfo.
+ *  @param[out] values count reals; "not a number" for an unknown key, too.
+ *  @return 0, or 2 for another column (nothing is written) or when a key is unknown (logged once, with their number and
+ *          the first). */
+OBS_API int32_t ObsGetColumnReals(int32_t count, const int64_t* keys, int32_t column, double* values);
+
 /** @defgroup ObsGetTypeInfo ObsGetTypeInfo
  *  Addition. What an observation type is and which fields it carries. A field that a type does not carry is 0 as a
  *  rule; what a CSV line or a caller put there is kept all the same.
