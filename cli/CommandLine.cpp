@@ -18,8 +18,8 @@ void addChoice(CLI::App& app, const char* name, const char* help, const std::vec
         ->check(CLI::IsMember(values).description(""));
 }
 
-void addFiles(CLI::App& app, CommonOptions& options) {
-    app.add_option("FILE", options.files, "Files to load; - is standard input")->type_name("")->required();
+CLI::Option* addFiles(CLI::App& app, CommonOptions& options) {
+    return app.add_option("FILE", options.files, "Files to load; - is standard input")->type_name("")->required();
 }
 
 void addSelectOptions(CLI::App& app, CommonOptions& options) {

@@ -19,7 +19,7 @@ CLI::Validator isCount();
 void addChoice(CLI::App& app, const char* name, const char* help, const std::vector<std::string>& values, bool& flag);
 
 /// The files to load.
-void addFiles(CLI::App& app, CommonOptions& options);
+CLI::Option* addFiles(CLI::App& app, CommonOptions& options);
 
 /// What is the same wherever observations are loaded, but for the files.
 void addLoadOptions(CLI::App& app, CommonOptions& options);

@@ -5,6 +5,8 @@
 #define OBSTOOL_COMMANDS(ROW) \
     ROW(Info)                 \
     ROW(List)                 \
+    ROW(Show)                 \
+    ROW(Explain)              \
     ROW(Convert)
 
 namespace obstool {

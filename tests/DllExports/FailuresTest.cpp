@@ -125,6 +125,8 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(
             2, "~The state has another size", ObsReadLines, "", 0, &noState_,
             [](const double*, std::int64_t, std::int64_t, void*) {}, nullptr, nullptr),
+        FAILS(2, "~The line has no such group", ObsGetLineColumn, "x", "", 1, a_, b_, a_, numbers_),
+        FAILS(2, "~A null pointer", ObsGetLineKind, nullptr, a_),
         FAILS(-1, "~The place is not in the text", ObsNextCut, "", 0, 1),
         FAILS(2, "~the troposphere", ObsSetSlrCorrections, 3, 0),
         FAILS(2, "~the correction must be", ObsGetSlrCorrectionCounts, 3, &key_, &key_, &key_),

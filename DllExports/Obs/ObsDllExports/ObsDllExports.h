@@ -417,6 +417,46 @@ OBS_API int32_t ObsB3Parse(const char* b3Card, char* secClass, int32_t* satNum, 
  *  @return 0, or 2 for a line of another kind or a bad one. */
 OBS_API int32_t ObsParse(const char* line1, const char* line2, double obsArr[64]);
 
+/** Elements of the facts of a line's columns.
+ *
+ *  | element | holds                                                                          |
+ *  |---------|--------------------------------------------------------------------------------|
+ *  | 0       | number of columns or groups of columns in all; 0 for a line without an account |
+ *  | 1       | card, 1 or 2                                                                   |
+ *  | 2, 3    | first and last column on that card, from 1                                     | */
+enum ObsLineColumnFact {
+    OBS_LINE_COLUMN_COUNT = 0,
+    OBS_LINE_COLUMN_CARD = 1,
+    OBS_LINE_COLUMN_FIRST = 2,
+    OBS_LINE_COLUMN_LAST = 3
+};
+
+/** @defgroup ObsGetLineColumn ObsGetLineColumn
+ *  Addition. What the columns of an observation line hold, by its format and type: one group of columns, such as the
+ *  range, in each call. A line that begins as a card does but is of no known kind is described as a card. Nothing is
+ *  stored. A line is good or bad as a whole (ObsReadLines); the faults tell where to look and are none for a good one,
+ *  except where its reader takes a value as 0.
+ *  @param[in]  line1 the line, or the first card of a TTY message.
+ *  @param[in]  line2 the second card; blank where there is none.
+ *  @param[in]  group 0 to one less than there are.
+ *  @param[out] name  512 characters: the column of the field (ObsGetColumnInfo), or of a part of the time and the like.
+ *  @param[out] form  512 characters: how it is written, with its unit.
+ *  @param[out] fault 512 characters: why the text there cannot be taken; blank where it can.
+ *  @param[out] facts 4 numbers (OBS_LINE_COLUMN_COUNT to OBS_LINE_COLUMN_LAST).
+ *  @return 0, or 2 for a group that there is not (texts blank, `facts` 0 but for the number of groups). Of group 0 of a
+ *          line without an account that is not logged. */
+OBS_API int32_t ObsGetLineColumn(const char* line1, const char* line2, int32_t group, char name[512], char form[512],
+                                 char fault[512], int32_t facts[4]);
+
+/** @defgroup ObsGetLineKind ObsGetLineKind
+ *  Addition. What kind of line a line is, looked at by itself.
+ *  @param[in]  line the line.
+ *  @param[out] kind 512 characters: "B3 card", "B3E card", "ECI card", "TTY message", "CSV line", "RF line", "keyword
+ *              line", "comment", "record of a laser-ranging session" (the first), "mark of a block of laser ranges" or
+ *              "not an observation".
+ *  @return 0, or 2 for a null pointer. */
+OBS_API int32_t ObsGetLineKind(const char* line, char kind[512]);
+
 /** How far a reading of lines has come; what the lines before mean for those that follow. Zeros but for the size at the
  *  start of a text, and `rotateToDate` 1 for records as loads make them. It may be copied and kept. */
 typedef struct ObsReadState {
