@@ -7,6 +7,9 @@
     ROW(List)                 \
     ROW(Show)                 \
     ROW(Explain)              \
+    ROW(Validate)             \
+    ROW(Stats)                \
+    ROW(Compare)              \
     ROW(Convert)
 
 namespace obstool {
