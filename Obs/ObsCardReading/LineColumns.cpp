@@ -44,6 +44,8 @@ bool isWhole(std::string_view text) {
     std::int64_t number = 0;
     return readInteger(text, number);
 }
+/// With or without its sign column, in which an overpunched letter may be.
+bool isWholeOrSigned(std::string_view text) { return isWhole(text) || (!text.empty() && isWhole(text.substr(1))); }
 bool isSigned(std::string_view text) {
     double number = 0;
     return readSigned(text, number);
@@ -150,6 +152,11 @@ public:
         for (std::size_t i = before; i < columns_.size(); ++i) columns_[i].fault = "with the others makes no time";
     }
 
+    bool hasFault() const {
+        return std::any_of(columns_.begin(), columns_.end(), [](const LineColumn& c) { return !c.fault.empty(); });
+    }
+    void clear() { columns_.clear(); }
+
     std::vector<LineColumn> take() {
         std::stable_sort(columns_.begin(), columns_.end(), [](const LineColumn& a, const LineColumn& b) {
             return a.card != b.card ? a.card < b.card : a.columns.first < b.columns.first;
@@ -182,8 +189,9 @@ void putB3Head(Description& to, Columns satNum, Columns senNum, Columns time, bo
     to.putTime(time, kTimeParts, isTime, decimals);
 }
 
-void putB3Tail(Description& to) {
-    to.putType(b3::kObsType);
+void putB3Tail(Description& to, bool isTypeGood = true) {
+    if (isTypeGood) to.putType(b3::kObsType);
+    else to.put(kFactsOf<&ObsFields::obsType>.column, b3::kObsType, "5", false, "is not 5");
     to.putDigits(kFactsOf<&ObsFields::equinoxInd>.column, b3::kEquinoxInd);
     to.putDigits(kFactsOf<&ObsFields::indicator1>.column, b3::kIndicator1);
     to.putDigits(kFactsOf<&ObsFields::indicator2>.column, b3::kIndicator2);
@@ -193,20 +201,23 @@ void putB3Tail(Description& to) {
 
 void putB3Values(Description& to, std::int32_t type) {
     const bool isSensorCard = kSensorPositionTypes.has(type);
+    // The reader looks at what it does not take as well, of some types.
+    const bool isChecked = b3::kPlainCardTypes.has(type) || b3::kSensorCardTypes.has(type);
+    const auto isUnusedGood = [&](std::string_view text) { return !isChecked || isWholeOrSigned(text); };
     for (const b3::SignedField& field : b3::kSignedFields) {
         const FieldFacts& facts = factsOf(field.value, type);
         if (field.carriedBy.has(type))
             to.put(facts.column, field.columns,
                    withUnit("digits after a sign column" + implied(field.decimals), facts.unit), isSigned);
-        else if (!isSensorCard) to.putUnused(field.columns, isWhole);
+        else if (!isSensorCard) to.putUnused(field.columns, isUnusedGood);
     }
     const FieldFacts& azimuth = factsOf(&ObsRecord::azOrRa, type);
     if (ObsHasRaDec(type)) to.put(azimuth.column, b3::kAzimuth, "HHMMSSs, tenths of a second last", isRightAscension);
     else if (ObsHasAzEl(type))
         to.put(azimuth.column, b3::kAzimuth, withUnit("digits" + implied(b3::kAzimuthDecimals), azimuth.unit), isReal);
-    else to.putUnused(b3::kAzimuth, isWhole);
+    else to.putUnused(b3::kAzimuth, isUnusedGood);
     if (b3::kRangeReadTypes.has(type)) to.put(kFactsOf<&ObsFields::range>.column, b3::kRange, rangeForm(), isRange);
-    else to.putUnused(b3::kRange, isWhole);
+    else to.putUnused(b3::kRange, isUnusedGood);
     if (!isSensorCard) return;
     static constexpr std::string_view kNames[] = {kFactsOf<&ObsFields::senPos, 0>.column,
                                                   kFactsOf<&ObsFields::senPos, 1>.column,
@@ -260,7 +271,10 @@ void describeB3(Description& to) {
 void describeB3Extended(Description& to) {
     const CardText& card = to.text();
     const std::string_view date = card.at(b3e::kDateTime);
-    const bool isTime = family::dtgtods50(date.substr(0, b3e::kDateToMilliseconds)) != 0;
+    // NOTE: as the reader has it, microseconds make up for an unreadable date.
+    std::int32_t microseconds = 0;
+    const bool isTime = readDigits(card.at(b3e::kDateMicroseconds), microseconds) &&
+                        (family::dtgtods50(date.substr(0, b3e::kDateToMilliseconds)) != 0 || microseconds != 0);
     to.put("(mark)", {1, static_cast<unsigned>(b3e::kMark.size())}, "B3E");
     putB3Head(to, b3e::kSatNum, b3e::kSenNum, b3e::kDateTime, isTime, 0);
     to.put(factsOf(&ObsRecord::elOrDec, 5).column, b3e::kDeclination,
@@ -268,7 +282,7 @@ void describeB3Extended(Description& to) {
     to.put("ra_hours", b3e::kRaHours, "number", isReal);
     to.put("ra_minutes", b3e::kRaMinutes, "number", isReal);
     to.put("ra_seconds", b3e::kRaSeconds, "number" + implied(b3e::kDecimals) + " without a point", isReal);
-    putB3Tail(to);
+    putB3Tail(to, card.at(b3::kObsType.first) == b3e::kObsTypeChar);
 }
 
 // --- TTY messages --------------------------------------------------------------------------------------------------
@@ -394,29 +408,65 @@ void describeCsv(Description& to) {
 
 bool isRfNumber(std::string_view text) { return text.find(' ') == std::string_view::npos && isReal(text); }
 
-void describeRf(Description& to) {
+bool isRfWhole(std::string_view text) {
+    const std::size_t digits = !text.empty() && (text[0] == '+' || text[0] == '-') ? 1 : 0;
+    std::int64_t number = 0;
+    return text.size() > digits && text.find_first_not_of("0123456789", digits) == std::string_view::npos &&
+           readInteger(text, number);
+}
+
+void putRfItem(Description& to, rf::Item item, Columns columns, std::string_view text) {
+    const std::string_view name = rf::kItems[static_cast<std::size_t>(item)].name;
+    double time = 0;
+    switch (item) {
+        case rf::Item::date:
+        case rf::Item::processTime:
+            return to.put(name, columns, "YYYY:MM:DD::HH:MM:SS.ffffff", readRfTime(text, time), "is not a time");
+        case rf::Item::site1:
+        case rf::Item::site2: return to.put(name, columns, "name of a sensor");
+        case rf::Item::satNum:
+        case rf::Item::rf:
+            return to.put(name, columns, "whole number", isRfWhole(text), "is not a whole number in range");
+        case rf::Item::flag1:
+        case rf::Item::flag2:
+        case rf::Item::reserved: return to.put(name, columns, "character", text.size() == 1, "is not one character");
+        default: return to.put(name, columns, "number", isRfNumber(text));
+    }
+}
+
+/// Items between blanks or commas.
+void describeFreeRf(Description& to) {
     const std::string_view line = to.text().text();
     std::size_t at = 0;
     for (std::size_t i = 0; i < rf::kItemCount; ++i) {
         at = line.find_first_not_of(" \t", at);
         if (at == std::string_view::npos) return;
         const std::size_t end = std::min(line.find_first_of(" \t,", at), line.size());
-        const std::string_view text = line.substr(at, end - at);
-        const auto item = static_cast<rf::Item>(i);
-        const bool isTime = item == rf::Item::date || item == rf::Item::processTime;
-        const bool isSite = item == rf::Item::site1 || item == rf::Item::site2;
-        const bool isFlag = item >= rf::Item::flag1;
-        double time = 0;
-        const bool isGood = isTime ? readRfTime(text, time) : isSite || isFlag || isRfNumber(text);
-        to.put(rf::kItems[i].name, {static_cast<unsigned>(at + 1), static_cast<unsigned>(end)},
-               isTime   ? "YYYY:MM:DD::HH:MM:SS.ffffff"
-               : isSite ? "name of a sensor"
-               : isFlag ? "character"
-                        : "number",
-               isGood, isTime ? "is not a time" : kNotANumber);
+        const Columns columns{static_cast<unsigned>(at + 1), static_cast<unsigned>(std::max(end, at + 1))};
+        putRfItem(to, static_cast<rf::Item>(i), columns, line.substr(at, end - at));
         at = std::min(line.find_first_not_of(" \t", end), line.size());
         if (at < line.size() && line[at] == ',') ++at;
     }
+}
+
+/// The columns in which items are written.
+void describeWrittenRf(Description& to) {
+    for (std::size_t i = 0; i < rf::kItemCount; ++i) {
+        const Columns columns = rf::kItems[i].columns;
+        std::string_view text = to.text().at(columns);
+        text = text.substr(std::min(text.find_first_not_of(' '), text.size()));
+        text = text.substr(0, text.find_last_not_of(' ') + 1);
+        putRfItem(to, static_cast<rf::Item>(i), columns, text.empty() && columns.width() == 1 ? " " : text);
+    }
+}
+
+void describeRf(Description& to) {
+    describeFreeRf(to);
+    const bool isWritten = std::all_of(rf::kBlanks.begin(), rf::kBlanks.end(),
+                                       [&](const Columns& blank) { return to.text().isBlank(blank); });
+    if (!isWritten || !to.hasFault()) return;
+    to.clear();
+    describeWrittenRf(to);
 }
 
 struct Kind {

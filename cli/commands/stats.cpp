@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <optional>
 #include <span>
+#include <tuple>
+#include <unordered_map>
+#include <utility>
 
 #include "cli/Columns.h"
 #include "cli/CommandLine.h"
@@ -38,35 +42,52 @@ struct Row {
     }
 };
 
-void add(Row& row, double time, double gapMinutes) {
+/// False when the time is before that of the last observation.
+bool add(Row& row, double time, double gapMinutes) {
     const double since = time - row.last;
+    if (row.observations > 0 && since < 0) return false;
     if (row.observations == 0) row.first = time;
     if (row.observations == 0 || since * kMinutesPerDay > gapMinutes) ++row.passes;
     else row.minutesInPasses += since * kMinutesPerDay;
     if (row.observations > 0) row.longestGap = std::max(row.longestGap, since);
     row.last = time;
     ++row.observations;
+    return true;
 }
 
-std::vector<Row> rowsOf(double gapMinutes) {
-    constexpr std::int32_t kSatelliteSensorTime = -10;
+/// Nothing when the observations of a satellite and sensor do not come by time in this order.
+std::optional<std::vector<Row>> rowsOf(std::int32_t order, double gapMinutes) {
     constexpr std::size_t kAtOnce = 4096;
-    const std::vector<std::int64_t> keys = storedKeys(kSatelliteSensorTime);
+    const std::vector<std::int64_t> keys = storedKeys(order);
     const std::int32_t satNum = fieldColumn("sat_num"), senNum = fieldColumn("sen_num"), ds50 = fieldColumn("ds50");
     std::vector<Row> all;
+    std::unordered_map<std::uint64_t, std::size_t> places;
     Rows rows;
     for (std::size_t from = 0; from < keys.size(); from += kAtOnce) {
         rows.begin(std::span(keys).subspan(from, std::min(kAtOnce, keys.size() - from)));
-        rows.field(satNum), rows.field(senNum), rows.field(ds50);
-        for (std::size_t i = 0; i < rows.keys().size(); ++i) {
-            const auto satellite = static_cast<std::int32_t>(rows.field(satNum)[i]);
-            const auto sensor = static_cast<std::int32_t>(rows.field(senNum)[i]);
-            if (all.empty() || all.back().satellite != satellite || all.back().sensor != sensor)
-                all.push_back({satellite, sensor});
-            add(all.back(), rows.field(ds50)[i], gapMinutes);
+        for (const std::int32_t column : {satNum, senNum, ds50}) rows.field(column);
+        const auto &satellites = rows.field(satNum), &sensors = rows.field(senNum), &times = rows.field(ds50);
+        for (std::size_t i = 0; i < times.size(); ++i) {
+            const auto satellite = static_cast<std::int32_t>(satellites[i]);
+            const auto sensor = static_cast<std::int32_t>(sensors[i]);
+            const auto both =
+                std::uint64_t{static_cast<std::uint32_t>(satellite)} << 32 | static_cast<std::uint32_t>(sensor);
+            const auto [at, isNew] = places.try_emplace(both, all.size());
+            if (isNew) all.push_back({satellite, sensor});
+            if (!add(all[at->second], times[i], gapMinutes)) return std::nullopt;
         }
     }
+    std::sort(all.begin(), all.end(), [](const Row& a, const Row& b) {
+        return std::tie(a.satellite, a.sensor) < std::tie(b.satellite, b.sensor);
+    });
     return all;
+}
+
+/// By ascending key, which needs no sorting and is by time within a year; else in the order that is sure to be.
+std::vector<Row> rowsOf(double gapMinutes) {
+    constexpr std::int32_t kAscendingKeys = 9, kSatelliteSensorTime = -10;
+    if (auto rows = rowsOf(kAscendingKeys, gapMinutes)) return std::move(*rows);
+    return *rowsOf(kSatelliteSensorTime, gapMinutes);
 }
 
 void printTable(Output& out, const std::vector<Row>& rows) {

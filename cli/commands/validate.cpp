@@ -4,14 +4,13 @@
 #include <chrono>
 #include <cmath>
 #include <fstream>
-#include <iterator>
+#include <limits>
 #include <map>
-#include <span>
+#include <stdexcept>
 #include <unordered_map>
 #include <utility>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
-#include "cli/Columns.h"
 #include "cli/CommandLine.h"
 #include "cli/Observations.h"
 #include "cli/Session.h"
@@ -156,10 +155,48 @@ void addLine(Findings& findings, LineTexts& texts, const LineReport& report) {
 
 // --- Observations --------------------------------------------------------------------------------
 
-/// The values that are looked at.
+/// The values that are looked at; those that the type does not carry are not a number.
 struct Values {
-    double satellite, sensor, time, type, elevation, declination, azimuth, rightAscension, range, rangeRate;
+    double satellite, sensor, time;
+    std::int32_t type;
+    double elOrDec, azOrRa, range, rangeRate;
+    bool isElevation;
 };
+
+constexpr std::size_t kArrayLength = 64;  ///< of the array form
+
+/// Which of the elements types carry, by their number.
+class Carried {
+public:
+    Carried() {
+        for (std::int32_t type = 0; type < kTypes; ++type) {
+            char typeChar = ' ';
+            Text512 name;
+            ObsGetTypeInfo(type, &typeChar, name.data(), carried_[static_cast<std::size_t>(type)].data());
+        }
+    }
+    std::int32_t of(std::int32_t type, std::size_t element) const {
+        return type >= 0 && type < kTypes ? carried_[static_cast<std::size_t>(type)][element] : 0;
+    }
+
+private:
+    static constexpr std::int32_t kTypes = 20;
+    std::array<std::array<std::int32_t, kArrayLength>, kTypes> carried_{};
+};
+
+Values valuesOf(const double* array) {
+    static const Carried carried;
+    constexpr std::size_t kElOrDec = 4, kRange = 6, kType = 11;
+    constexpr std::int32_t kElevationIndex = 5;
+    auto type = static_cast<std::int32_t>(array[kType]);
+    if ((type == 8 || type == 9) && array[kRange] > 0) type += 10;  // in the array form the same
+    const auto value = [&](std::size_t element) {
+        return carried.of(type, element) != 0 ? array[element] : std::numeric_limits<double>::quiet_NaN();
+    };
+    return {array[1], array[2], array[3],
+            type,     value(4), value(5),
+            value(6), value(7), carried.of(type, kElOrDec) == kElevationIndex};
+}
 
 class SenseChecks {
 public:
@@ -174,23 +211,14 @@ public:
 
     void run() {
         constexpr std::int32_t kSatelliteSensorTime = -10;
-        constexpr std::size_t kAtOnce = 4096;
+        constexpr std::size_t kAtOnce = 512;  // which the processor keeps at hand
         const std::vector<std::int64_t> keys = storedKeys(kSatelliteSensorTime);
-        static constexpr const char* kNames[] = {"sat_num",   "sen_num",        "ds50",    "type",
-                                                 "elevation", "declination",    "azimuth", "right_ascension",
-                                                 "range_km",  "range_rate_km_s"};
-        std::array<std::int32_t, std::size(kNames)> columns{};
-        for (std::size_t i = 0; i < columns.size(); ++i) columns[i] = fieldColumn(kNames[i]);
-        Rows rows;
+        std::vector<double> arrays(kAtOnce * kArrayLength);
         for (std::size_t from = 0; from < keys.size(); from += kAtOnce) {
-            rows.begin(std::span(keys).subspan(from, std::min(kAtOnce, keys.size() - from)));
-            std::array<const double*, std::size(kNames)> of{};
-            for (const std::int32_t column : columns) rows.field(column);
-            for (std::size_t i = 0; i < columns.size(); ++i) of[i] = rows.field(columns[i]).data();
-            for (std::size_t i = 0; i < rows.keys().size(); ++i)
-                check({of[0][i], of[1][i], of[2][i], of[3][i], of[4][i], of[5][i], of[6][i], of[7][i], of[8][i],
-                       of[9][i]},
-                      rows.keys()[i]);
+            const std::size_t count = std::min(kAtOnce, keys.size() - from);
+            if (ObsDataToArrays(static_cast<std::int32_t>(count), &keys[from], arrays.data()) != 0)
+                throw std::runtime_error(lastError());
+            for (std::size_t i = 0; i < count; ++i) check(valuesOf(&arrays[i * kArrayLength]), keys[from + i]);
         }
     }
 
@@ -199,12 +227,10 @@ private:
         const auto isOut = [](double value, double least, double most) { return value < least || value > most; };
         if (isOut(v.time, firstTime_, lastTime_))
             tell(key, v, fmt::format("the time is before {} or in the future", options_.firstYear));
-        if (isOut(v.elevation, -90, 90) || isOut(v.declination, -90, 90))
-            tell(key, v, "the elevation or declination is beyond 90 degrees");
-        else if (options_.lowestElevation != 0 && v.elevation < options_.lowestElevation)
+        if (isOut(v.elOrDec, -90, 90)) tell(key, v, "the elevation or declination is beyond 90 degrees");
+        else if (options_.lowestElevation != 0 && v.isElevation && v.elOrDec < options_.lowestElevation)
             tell(key, v, fmt::format("the elevation is below {} degrees", options_.lowestElevation));
-        if (isOut(v.azimuth, 0, 360) || isOut(v.rightAscension, 0, 360))
-            tell(key, v, "the azimuth or right ascension is not from 0 to 360 degrees");
+        if (isOut(v.azOrRa, 0, 360)) tell(key, v, "the azimuth or right ascension is not from 0 to 360 degrees");
         if (v.range <= 0) tell(key, v, "the range is 0 or below");
         if (options_.mostRange > 0 && v.range > options_.mostRange)
             tell(key, v, fmt::format("the range is above {} km", options_.mostRange));
@@ -235,14 +261,14 @@ private:
     void tell(std::int64_t key, const Values& v, const std::string& reason) {
         findings_.add("doubtful", reason, [&] {
             return fmt::format("key {}: {} satellite {} sensor {} type {}", key, isoTime(v.time), v.satellite, v.sensor,
-                               static_cast<char>(v.type));
+                               ObsTypeIToC(v.type));
         });
     }
 
     const Options& options_;
     Findings& findings_;
     double firstTime_ = 0, lastTime_ = 0;
-    Values before_{-1, -1, 0, 0, 0, 0, 0, 0, 0, 0};
+    Values before_{-1, -1, 0, 0, 0, 0, 0, 0, false};
     std::unordered_map<std::int32_t, bool> known_;
 };
 
