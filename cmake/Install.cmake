@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# What `cmake --install` lays down: the libraries, the two public headers, and the descriptions by which
+# What `cmake --install` lays down: the libraries, the public headers, and the descriptions by which
 # CMake (find_package(Obs)) and pkg-config (obs) find them. Paths in both are relative to the description
 # itself, so that an installed tree can be moved. The command obstool installs itself, see cli/.
 include(CMakePackageConfigHelpers)
@@ -10,6 +10,7 @@ set(OBS_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Obs)
 install(TARGETS ${obs_libraries} EXPORT ObsTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES
   ${PROJECT_SOURCE_DIR}/DllExports/Obs/ObsDllExports/ObsDllExports.h
+  ${PROJECT_SOURCE_DIR}/DllExports/Obs/ObsDllExports/ObsArrow.h
   ${PROJECT_SOURCE_DIR}/siblings/include/ObsFamily.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/data/laser_stations.csv DESTINATION ${CMAKE_INSTALL_DATADIR}/obs)

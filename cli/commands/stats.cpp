@@ -1,14 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
-#include <optional>
-#include <span>
-#include <tuple>
-#include <unordered_map>
-#include <utility>
+#include <stdexcept>
 
-#include "cli/Columns.h"
+#include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "cli/CommandLine.h"
-#include "cli/Observations.h"
 #include "cli/Session.h"
 #include "cli/Text.h"
 #include "cli/commands/Command.h"
@@ -19,13 +14,13 @@ namespace {
 
 constexpr auto kFooter = R"(
 One row for each satellite and sensor: observations, passes, first and last time, the days
-between them, observations a minute within passes, and the longest time without one in hours.
-A pass ends where there is no observation for --gap minutes.)";
+between them, observations a minute within passes, and the longest time between two passes in
+hours. A pass ends where the time to the next observation exceeds both 10 minutes and five
+times the median step between those of this satellite and sensor.)";
 
 constexpr double kMinutesPerDay = 1440, kHoursPerDay = 24;
 
 struct Options : CommonOptions {
-    double gap = 15;  ///< minutes
     bool json = false, csv = false;
 };
 
@@ -42,52 +37,30 @@ struct Row {
     }
 };
 
-/// False when the time is before that of the last observation.
-bool add(Row& row, double time, double gapMinutes) {
-    const double since = time - row.last;
-    if (row.observations > 0 && since < 0) return false;
-    if (row.observations == 0) row.first = time;
-    if (row.observations == 0 || since * kMinutesPerDay > gapMinutes) ++row.passes;
-    else row.minutesInPasses += since * kMinutesPerDay;
-    if (row.observations > 0) row.longestGap = std::max(row.longestGap, since);
-    row.last = time;
-    ++row.observations;
-    return true;
+std::vector<ObsPass> passesOf() {
+    constexpr std::int32_t kAll = -1;
+    std::vector<ObsPass> passes(static_cast<std::size_t>(ObsGetCount()));
+    std::int32_t count = 0;
+    if (ObsGetPasses(kAll, nullptr, static_cast<std::int32_t>(passes.size()), passes.data(), &count) != 0)
+        throw std::runtime_error(lastError());
+    passes.resize(static_cast<std::size_t>(count));
+    return passes;
 }
 
-/// Nothing when the observations of a satellite and sensor do not come by time in this order.
-std::optional<std::vector<Row>> rowsOf(std::int32_t order, double gapMinutes) {
-    constexpr std::size_t kAtOnce = 4096;
-    const std::vector<std::int64_t> keys = storedKeys(order);
-    const std::int32_t satNum = fieldColumn("sat_num"), senNum = fieldColumn("sen_num"), ds50 = fieldColumn("ds50");
-    std::vector<Row> all;
-    std::unordered_map<std::uint64_t, std::size_t> places;
-    Rows rows;
-    for (std::size_t from = 0; from < keys.size(); from += kAtOnce) {
-        rows.begin(std::span(keys).subspan(from, std::min(kAtOnce, keys.size() - from)));
-        for (const std::int32_t column : {satNum, senNum, ds50}) rows.field(column);
-        const auto &satellites = rows.field(satNum), &sensors = rows.field(senNum), &times = rows.field(ds50);
-        for (std::size_t i = 0; i < times.size(); ++i) {
-            const auto satellite = static_cast<std::int32_t>(satellites[i]);
-            const auto sensor = static_cast<std::int32_t>(sensors[i]);
-            const auto both =
-                std::uint64_t{static_cast<std::uint32_t>(satellite)} << 32 | static_cast<std::uint32_t>(sensor);
-            const auto [at, isNew] = places.try_emplace(both, all.size());
-            if (isNew) all.push_back({satellite, sensor});
-            if (!add(all[at->second], times[i], gapMinutes)) return std::nullopt;
-        }
+/// The passes come by satellite, sensor and time.
+std::vector<Row> rowsOf() {
+    std::vector<Row> rows;
+    for (const ObsPass& pass : passesOf()) {
+        const bool isNew = rows.empty() || rows.back().satellite != pass.satNum || rows.back().sensor != pass.senNum;
+        if (isNew) rows.push_back({pass.satNum, pass.senNum, 0, 0, pass.firstTime});
+        Row& row = rows.back();
+        if (!isNew) row.longestGap = std::max(row.longestGap, pass.firstTime - row.last);
+        row.observations += pass.observations;
+        ++row.passes;
+        row.minutesInPasses += (pass.lastTime - pass.firstTime) * kMinutesPerDay;
+        row.last = pass.lastTime;
     }
-    std::sort(all.begin(), all.end(), [](const Row& a, const Row& b) {
-        return std::tie(a.satellite, a.sensor) < std::tie(b.satellite, b.sensor);
-    });
-    return all;
-}
-
-/// By ascending key, which needs no sorting and is by time within a year; else in the order that is sure to be.
-std::vector<Row> rowsOf(double gapMinutes) {
-    constexpr std::int32_t kAscendingKeys = 9, kSatelliteSensorTime = -10;
-    if (auto rows = rowsOf(kAscendingKeys, gapMinutes)) return std::move(*rows);
-    return *rowsOf(kSatelliteSensorTime, gapMinutes);
+    return rows;
 }
 
 void printTable(Output& out, const std::vector<Row>& rows) {
@@ -133,7 +106,7 @@ ExitStatus run(const Options& options, Output& out) {
         printText(out, *session.selection());
         return session.status();
     }
-    const std::vector<Row> rows = rowsOf(options.gap);
+    const std::vector<Row> rows = rowsOf();
     if (options.json) printJson(out, rows);
     else if (options.csv) printCsv(out, rows);
     else printTable(out, rows);
@@ -143,10 +116,6 @@ ExitStatus run(const Options& options, Output& out) {
 std::function<ExitStatus(Output&)> add(CLI::App& app) {
     auto options = std::make_shared<Options>();
     addCommonOptions(app, *options);
-    app.add_option("--gap", options->gap, "Minutes without an observation that end a pass")
-        ->type_name("MINUTES")
-        ->check(CLI::NonNegativeNumber.description(""))
-        ->capture_default_str();
     CLI::Option* const json = app.add_flag("--json", options->json, "Write a JSON array instead of a table");
     app.add_flag("--csv", options->csv, "Write CSV instead of a table")->excludes(json);
     return runWith(std::move(options), run);

@@ -56,6 +56,8 @@
 
 #include <stdint.h>
 
+#include "ObsArrow.h"
+
 #if defined(__GNUC__)
 #define OBS_API __attribute__((visibility("default")))
 #else
@@ -1002,6 +1004,111 @@ OBS_API int32_t ObsGetTermCounts(const char* criteria, int32_t room, int32_t* se
  *              (ObsGetTermCounts).
  *  @return 0, or 2 for refused criteria (logged; the numbers are 0). */
 OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t* selected, int32_t dropped[OBS_CRITERIA]);
+
+/** A pass: observations of one satellite by one sensor without a long gap. */
+typedef struct ObsPass {
+    int32_t satNum;
+    int32_t senNum;
+    int32_t observations; /* how many */
+    int32_t reserved;     /* 0 */
+    double firstTime;     /* of the first and the last of them, days since 1950 UTC */
+    double lastTime;
+} ObsPass;
+
+/** @defgroup ObsGetPasses ObsGetPasses
+ *  Addition. The passes of stored observations, by satellite, sensor and time. A pass ends where the time to the next
+ *  observation exceeds both 10 minutes and five times the median step, which is that between the observations of this
+ *  satellite by this sensor that were asked for. An observation whose time is not a finite number is in none.
+ *  @param[in]  count  number of keys, 0 or more; -1 for all stored observations.
+ *  @param[in]  keys   their keys, in any order; not looked at, and may be null, when `count` is -1.
+ *  @param[in]  room   number of passes that `passes` has room for, 0 or more. With 0 `passes` may be null.
+ *  @param[out] passes the first `room` passes, or all if there are fewer.
+ *  @param[out] passCount how many there are, whether or not they fit; 0 after another refusal.
+ *  @return 0, or 2 when there are more passes than room, for an unknown key or a number out of range, and when memory
+ *          does not suffice (each logged). */
+OBS_API int32_t ObsGetPasses(int32_t count, const int64_t* keys, int32_t room, ObsPass* passes, int32_t* passCount);
+
+/* --------------------------------------------------------------- columns ---- */
+
+/** @defgroup ObsExportArrow ObsExportArrow
+ *  Addition. Stored observations as columns, by the Arrow C stream interface (ObsArrow.h): what any Arrow consumer
+ *  takes without a copy. docs/formats/columns.md names the columns, their types, units and when they are null.
+ *
+ *  The stream is a copy of the observations as they were at one moment of this call. It owns its memory and goes on
+ *  when they are changed or removed; another call gives another stream. It hands out batches of `batchRows` rows, the
+ *  last with what is left, so never an empty one: without observations there is a schema and no batch. What a type
+ *  does not measure is null, unless the observation holds something else than 0 there. A "not a number" that it holds
+ *  is null as well; how many there are is the value of `nan_count` in the metadata of the schema.
+ *  Threads: readers go on meanwhile; a thread that adds, changes or removes observations waits until all are copied.
+ *  The stream itself may be used by one thread at a time.
+ *  @param[in]  count number of keys, 0 or more; -1 for all stored observations.
+ *  @param[in]  keys  their keys, whose order the rows have; not looked at, and may be null, when `count` is -1.
+ *  @param[in]  order as ObsGetLoaded, when `count` is -1.
+ *  @param[in]  columns `columnCount` names, texts that end with a NUL, in the order that the columns shall have; all of
+ *              docs/formats/columns.md but `file` and `line`, which stored observations do not have. May be null when
+ *              `columnCount` is 0.
+ *  @param[in]  columnCount number of names; 0 for all columns.
+ *  @param[in]  batchRows greatest number of rows of a batch; 0 for 65536.
+ *  @param[out] stream what was there before is not released; on failure its `release` is null.
+ *  @return 0, or 2 for an unknown key (logged once, with their number and the first), for a name that is none of a
+ *          column or occurs twice, a number out of range, and when memory does not suffice. */
+OBS_API int32_t ObsExportArrow(int32_t count, const int64_t* keys, int32_t order, const char* const* columns,
+                               int32_t columnCount, int32_t batchRows, struct ArrowArrayStream* stream);
+
+/** Numbers that ObsImportArrow counts: rows in all; those that became observations; those refused as duplicates; those
+ *  that are no observation. */
+#define OBS_ARROW_ROWS 0
+#define OBS_ARROW_ADDED 1
+#define OBS_ARROW_DUPLICATES 2
+#define OBS_ARROW_REFUSED 3
+#define OBS_ARROW_COUNTS 4
+
+/** @defgroup ObsImportArrow ObsImportArrow
+ *  Addition. Adds the rows of a stream as observations. It may have any of the columns of docs/formats/columns.md, in
+ *  any order; a missing column, a null and "not a number" are what a new record has there: 0, no sigmas, class "U",
+ *  csv_int2 1. Values become those of the record as they are: no type is renumbered and no angle rotated. Rows that are
+ *  the export of stored observations with finite numbers make the same observations bit for bit.
+ *
+ *  Whole numbers may come as integers of any width or as reals, reals as integers or reals of any width but 16 bits,
+ *  characters as text or dictionary, times as timestamps of any unit, wherever the value is carried exactly; a type may
+ *  come as its number, too. `ds50` takes precedence over `time`; where a row has both they may differ by 1 us at most.
+ *  `key` is made anew, `group` kept; `file` and `line` are not looked at.
+ *
+ *  A column of another name or type, or one that occurs twice, is refused by its name, and then nothing is added; so it
+ *  is when the stream fails. A row that is no observation is left out, the message naming column and row (from 0); a
+ *  call tells the first hundred of them and the number of all.
+ *  @param[in,out] stream released by this call, whatever its result; it is not touched only when a pointer is null.
+ *  @param[in]  naiveIsUtc nonzero: timestamps without a time zone are UTC; else a column of them is refused.
+ *  @param[in]  gid group of rows without one.
+ *  @param[out] counts OBS_ARROW_COUNTS numbers (OBS_ARROW_ROWS to OBS_ARROW_REFUSED), 0 when nothing was added.
+ *  @param[in]  room number of keys that `keys` has room for, 0 or more.
+ *  @param[out] keys for the first `room` rows what ObsAddFrArray would return: the key, 0 for a refused duplicate, -1
+ *              for a refused row. May be null when `room` is 0.
+ *  @return 0 when each row was added or is a duplicate; 2 otherwise. */
+OBS_API int32_t ObsImportArrow(struct ArrowArrayStream* stream, int32_t naiveIsUtc, int32_t gid,
+                               int64_t counts[OBS_ARROW_COUNTS], int64_t room, int64_t* keys);
+
+/** @defgroup ObsReadArrow ObsReadArrow
+ *  Addition. Reads lines of text into columns, as ObsReadLines reads them: without the store, the log and the settings
+ *  of the process. The stream is as that of ObsExportArrow; its rows are in the order in which ObsReadLines hands
+ *  observations over, duplicates included. `key` is the field key as made of the row's own values, null where they
+ *  make none; `group` is null.
+ *  Threads: any number of calls at once, each on a state of its own.
+ *  @param[in] bytes the text; need not end with a NUL.
+ *  @param[in] length number of bytes, 0 or more.
+ *  @param[in,out] state as ObsReadLines; unchanged on failure.
+ *  @param[in] fileName what the column `file` says; null or blank: it is null.
+ *  @param[in] columns,columnCount as ObsExportArrow; `file` and `line` (the number of the line, from 1) have to be
+ *             asked for by name.
+ *  @param[in] batchRows as ObsExportArrow.
+ *  @param[in] report,user as ObsReadLines.
+ *  @param[out] stream as ObsExportArrow.
+ *  @return 0, or 2 as ObsReadLines and ObsExportArrow do. */
+OBS_API int32_t ObsReadArrow(const char* bytes, int64_t length, ObsReadState* state, const char* fileName,
+                             const char* const* columns, int32_t columnCount, int32_t batchRows,
+                             void (*report)(int32_t kind, int64_t lineNumber, int64_t offset, const char* text,
+                                            void* user),
+                             void* user, struct ArrowArrayStream* stream);
 
 /* ---------------------------------------------------------------- saving ---- */
 
