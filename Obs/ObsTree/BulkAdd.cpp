@@ -28,9 +28,9 @@ BulkAdd::~BulkAdd() {
     }
 }
 
-void BulkAdd::add(std::int64_t key, ObsRecord& rec) {
+void BulkAdd::add(std::int64_t key, ObsRecord& rec, std::int32_t gid) {
     if (reserved_.slotsLeft() == 0 || reserved_.triples.size() < kTripleKinds) topUp();
-    pending_.push_back({key, kNoSlot});
+    pending_.push_back({key, kNoSlot, gid});
     const SlotNumber slot = reserved_.takeSlot();
     try {
         gStore.pools.writeReserved(slot, rec, reserved_);
@@ -111,7 +111,7 @@ bool BulkAdd::claimKeys(std::vector<Refused>& refused, std::int64_t* keys) {
     accepted_ = accepted;
     std::int32_t seqNum = gStore.takeSeqNums(static_cast<std::uint32_t>(accepted));
     for (const Pending& pending : pending_) {
-        gStore.pools.mark(pending.slot) = {++seqNum, gid_};
+        gStore.pools.mark(pending.slot) = {++seqNum, pending.gid};
         gStore.pools.noteLive(pending.slot);
     }
     return allNamed;

@@ -25,7 +25,9 @@ public:
 
     /// Takes a record with its field key (not -1), its optional parts becoming the store's. Nobody sees it
     /// before `commit`.
-    void add(std::int64_t key, ObsRecord& rec);
+    void add(std::int64_t key, ObsRecord& rec) { add(key, rec, gid_); }
+    /// The same for an observation of another group.
+    void add(std::int64_t key, ObsRecord& rec, std::int32_t gid);
 
     /// Observations added since the last commit.
     std::size_t size() const { return pending_.size(); }
@@ -53,6 +55,7 @@ private:
     struct Pending {
         std::int64_t key;
         SlotNumber slot;
+        std::int32_t gid;
     };
 
     void topUp();

@@ -127,13 +127,12 @@ bool obsfindrec(std::int64_t obsKey, ObsRecord& rec, std::string_view* errMsg = 
 /// The plain fields of a stored record, its optional parts left out; false when there is none. Logs nothing.
 bool obsfindfields(std::int64_t obsKey, ObsRecord& rec);
 
-/// Calls `use(i, rec)` with a copy of the record of each of `count` keys, null for an unknown one. Other
-/// threads get their turn between spells of keys, so what they do meanwhile may or may not be seen. Logs nothing.
+/// Calls `use(i, slot)` with the slot of each of `count` keys, kNoSlot for an unknown one, inside a read. Other threads
+/// get their turn between spells of keys, so what they do meanwhile may or may not be seen. Logs nothing.
 template <class Use>
-void obsfindrecs(const std::int64_t* obsKeys, std::size_t count, bool withParts, Use&& use) {
+void obsfindslots(const std::int64_t* obsKeys, std::size_t count, Use&& use) {
     constexpr std::size_t kSpell = 1024;  // some 0.1 ms
     constexpr std::size_t kIndexAhead = 16, kRecordAhead = 8;
-    ObsRecord rec;
     SlotNumber slots[kSpell];
     for (std::size_t from = 0; from < count; from += kSpell) {
         const std::size_t spell = std::min(kSpell, count - from);
@@ -145,10 +144,20 @@ void obsfindrecs(const std::int64_t* obsKeys, std::size_t count, bool withParts,
         for (std::size_t i = 0; i < spell; ++i) {
             if (i + kRecordAhead < spell && slots[i + kRecordAhead] != kNoSlot)
                 gStore.pools.prefetchRecord(slots[i + kRecordAhead]);
-            if (slots[i] != kNoSlot) gStore.pools.read(slots[i], rec, withParts);
-            use(from + i, slots[i] == kNoSlot ? nullptr : &rec);
+            use(from + i, slots[i]);
         }
     }
+}
+
+/// Calls `use(i, rec)` with a copy of the record of each of `count` keys, null for an unknown one; otherwise as
+/// `obsfindslots`.
+template <class Use>
+void obsfindrecs(const std::int64_t* obsKeys, std::size_t count, bool withParts, Use&& use) {
+    ObsRecord rec;
+    obsfindslots(obsKeys, count, [&](std::size_t i, SlotNumber slot) {
+        if (slot != kNoSlot) gStore.pools.read(slot, rec, withParts);
+        use(i, slot == kNoSlot ? nullptr : &rec);
+    });
 }
 
 /// A reference to a stored record, or null. Begins a read that the caller ends with `obsendread` in

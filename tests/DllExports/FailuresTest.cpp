@@ -60,6 +60,9 @@ protected:
     ObsLoadLines wrongSize_{};
     ObsLoadOptions noOptions_{};
     ObsReadState noState_{};
+    ArrowArrayStream stream_{};
+    std::int64_t counts_[OBS_ARROW_COUNTS];
+    const char* columns_[3] = {"key", "key", "line"};
 };
 
 #define FIELDS(sat, time, rate, type) \
@@ -125,6 +128,14 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(
             2, "~The state has another size", ObsReadLines, "", 0, &noState_,
             [](const double*, std::int64_t, std::int64_t, void*) {}, nullptr, nullptr),
+        FAILS(2, "~The state has another size", ObsReadArrow, "", 0, &noState_, nullptr, nullptr, 0, 0, nullptr,
+              nullptr, &stream_),
+        FAILS(2, "~Unable to locate 1 of 1", ObsExportArrow, 1, &kUnknownKey, 0, nullptr, 0, 0, &stream_),
+        FAILS(2, "~Column \"line\": Stored", ObsExportArrow, -1, nullptr, 0, columns_ + 2, 1, 0, &stream_),
+        FAILS(2, "~Column \"key\": It occurs twice", ObsExportArrow, -1, nullptr, 0, columns_, 2, 0, &stream_),
+        FAILS(2, "~The count must not", ObsExportArrow, -2, nullptr, 0, nullptr, 0, 0, &stream_),
+        FAILS(2, "~The number of rows of a batch", ObsExportArrow, -1, nullptr, 0, nullptr, 0, -1, &stream_),
+        FAILS(2, "~The stream has been released", ObsImportArrow, &stream_, 0, 0, counts_, 0, nullptr),
         FAILS(-1, "~The place is not in the text", ObsNextCut, "", 0, 1),
         FAILS(2, "~the troposphere", ObsSetSlrCorrections, 3, 0),
         FAILS(2, "~the correction must be", ObsGetSlrCorrectionCounts, 3, &key_, &key_, &key_),

@@ -28,7 +28,8 @@ ALLOWED = {  # beside itself; a folder stands for those inside it
     "Obs/ObsCardReading": INSIDE,
     "Obs/FormatObs": INSIDE,
     "DllExports/Obs/ObsDllVarsUtils": f"{INSIDE} Obs/FormatObs",
-    "DllExports/Obs/ObsDllExports": f"{INSIDE} Obs/FormatObs DllExports/Obs/ObsDllVarsUtils",
+    "DllExports/Obs/Columns": f"{INSIDE} DllExports/Obs/ObsDllExports/ObsArrow.h",
+    "DllExports/Obs/ObsDllExports": f"{INSIDE} Obs/FormatObs DllExports/Obs/ObsDllVarsUtils DllExports/Obs/Columns",
     "cli": f"{BASE}/ObsFamily.h DllExports/Obs/ObsDllExports/ObsDllExports.h",
 }
 faults, headers, count = [], [], 0

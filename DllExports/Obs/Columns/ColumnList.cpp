@@ -1,0 +1,330 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "DllExports/Obs/Columns/ColumnList.h"
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include "DllExports/Obs/Columns/ColumnBuilder.h"
+#include "siblings/include/Sensors.h"
+
+namespace obs {
+
+namespace {
+
+constexpr std::uint32_t kAllTypes = fieldlist::kAll.bits();
+
+constexpr std::uint32_t typeBit(std::int32_t type) { return type >= 0 && type <= 19 ? 1u << type : 0; }
+
+template <class Value>
+bool isNonzero(Value value) {
+    if constexpr (std::is_same_v<Value, double>) return std::bit_cast<std::uint64_t>(value) != 0;  // -0.0 is kept
+    else return value != 0;
+}
+
+template <auto kMember, std::size_t kAt>
+FieldPlace<kMember, kAt> placeOf(const FieldPlace<kMember, kAt>&);
+
+/// Whether another row of the list gives the same place the other meaning, in a column of its own.
+template <class F>
+constexpr bool kHasTwin = [] {
+    bool has = false;
+    forEachField([&](auto field) {
+        using Place = decltype(placeOf(field));
+        has = has || (std::is_same_v<Place, decltype(placeOf(F{}))> && field.facts.meaning != F::facts.meaning &&
+                      !field.facts.column.empty());
+    });
+    return has;
+}();
+
+/// Whether the value that a type holds at the place of a field is that field's.
+template <class F>
+constexpr bool isMeant(std::int32_t type) {
+    if constexpr (F::facts.meaning == Meaning::ofRaDec) return ObsHasRaDec(type);
+    else if constexpr (kHasTwin<F>) return !ObsHasRaDec(type);
+    else return true;
+}
+
+template <class F>
+using ColumnValue = std::conditional_t<F::isReal, double, typename F::Value>;
+
+/// A field of numbers. A part that is there has all its values; of the others those that the type carries, and what is
+/// not 0.
+template <class F>
+void putNumbers(const RowBlock& block, ColumnBuilder& out) {
+    ColumnValue<F> values[kBlockRows];
+    BlockFlags given;
+    for (std::size_t i = 0; i < block.count; ++i) {
+        const ObsRecord& rec = block.rows[i].rec;
+        if constexpr (F::template isOf<ObsRecord>) {
+            const auto value = F::in(rec);
+            bool isGiven = true;
+            if constexpr (F::facts.types.bits() != kAllTypes)
+                isGiven = (F::facts.types.bits() & typeBit(rec.obsType)) != 0 || isNonzero(value);
+            values[i] = value;
+            given[i] = isGiven && isMeant<F>(rec.obsType);
+        } else {
+            const auto* const value = F::find(rec);
+            values[i] = value != nullptr ? *value : 0;
+            given[i] = value != nullptr;
+        }
+        if constexpr (F::isReal) {
+            const bool isNan = std::isnan(values[i]);
+            out.nanCount += given[i] != 0 && isNan;
+            given[i] = given[i] != 0 && !isNan;
+        }
+    }
+    out.append(values, given, block.count);
+}
+
+template <class F>
+void putCharacters(const RowBlock& block, ColumnBuilder& out) {
+    std::int8_t indices[kBlockRows];
+    BlockFlags given;
+    for (std::size_t i = 0; i < block.count; ++i) {
+        const auto* const value = F::find(block.rows[i].rec);
+        given[i] = value != nullptr;
+        indices[i] = 0;
+        if (value == nullptr) continue;
+        if constexpr (F::facts.form == FieldForm::typeCharacter) indices[i] = out.dictionary.indexOf(*value, typeText);
+        else indices[i] = out.dictionary.indexOf(static_cast<unsigned char>(*value), characterText);
+    }
+    out.append(indices, given, block.count);
+}
+
+void putSigmas(const RowBlock& block, ColumnBuilder& out) {
+    for (std::size_t i = 0; i < block.count; ++i) {
+        const Owned<RealList>& list = block.rows[i].rec.extraValues;
+        out.appendList(list ? &list->values : nullptr);
+    }
+}
+
+void putKeys(const RowBlock& block, ColumnBuilder& out) {
+    std::int64_t keys[kBlockRows];
+    BlockFlags given;
+    for (std::size_t i = 0; i < block.count; ++i) given[i] = (keys[i] = block.rows[i].key) != -1;
+    out.append(keys, given, block.count);
+}
+
+void putGroups(const RowBlock& block, ColumnBuilder& out) {
+    std::int32_t groups[kBlockRows];
+    BlockFlags given;
+    for (std::size_t i = 0; i < block.count; ++i) groups[i] = block.rows[i].gid;
+    given.fill(block.hasGroups);
+    out.append(groups, given, block.count);
+}
+
+void putTimes(const RowBlock& block, ColumnBuilder& out) {
+    std::int64_t times[kBlockRows];
+    BlockFlags given;
+    for (std::size_t i = 0; i < block.count; ++i) given[i] = microsecondsOf(block.rows[i].rec.obsTime, times[i]);
+    out.append(times, given, block.count);
+}
+
+void putFile(const RowBlock& block, ColumnBuilder& out) {
+    constexpr std::int8_t kOnly[kBlockRows] = {};
+    BlockFlags given;
+    given.fill(block.hasFile);
+    out.append(kOnly, given, block.count);
+}
+
+void putLines(const RowBlock& block, ColumnBuilder& out) {
+    std::int64_t lines[kBlockRows];
+    BlockFlags given;
+    given.fill(1);
+    for (std::size_t i = 0; i < block.count; ++i) lines[i] = block.rows[i].line;
+    out.append(lines, given, block.count);
+}
+
+/// The place of a field in a record, its part made when it is not there.
+template <class F>
+auto& placeIn(ObsRecord& rec) {
+    const auto in = [](auto& part) -> auto& {
+        if (!part) part.create();
+        return F::in(*part);
+    };
+    if constexpr (F::template isOf<ObsRecord>) return F::in(rec);
+    else if constexpr (F::template isOf<CsvObsData>) return in(rec.csvData);
+    else if constexpr (F::template isOf<ObsBiases>) return in(rec.biases);
+    else return in(rec.rfData);
+}
+
+template <class F>
+void takeNumbers(Incoming& in, RowBlock& block) {
+    using Limits = std::numeric_limits<typename F::Value>;
+    for (std::size_t i = 0; i < in.count; ++i) {
+        if (in.given[i] == 0) continue;
+        ObsRecord& rec = block.rows[i].rec;
+        if constexpr (F::isReal) {
+            if (isMeant<F>(rec.obsType)) placeIn<F>(rec) = in.reals[i];
+            else if (in.reals[i] != 0) in.refuse(i, "the observation's type has the other pair of angles");
+        } else if (in.integers[i] < Limits::min() || in.integers[i] > Limits::max()) {
+            in.refuse(i, "the number is too large");
+        } else {
+            placeIn<F>(rec) = static_cast<typename F::Value>(in.integers[i]);
+        }
+    }
+}
+
+template <class F>
+void takeCharacters(Incoming& in, RowBlock& block) {
+    for (std::size_t i = 0; i < in.count; ++i) {
+        if (in.given[i] == 0) continue;
+        bool isRead;
+        if constexpr (F::facts.form == FieldForm::typeCharacter)
+            isRead = typeFrom(in.texts[i], placeIn<F>(block.rows[i].rec));
+        else isRead = characterFrom(in.texts[i], placeIn<F>(block.rows[i].rec));
+        if (!isRead) in.refuse(i, "the text is not what the column can hold");
+    }
+}
+
+void takeSigmas(Incoming& in, RowBlock& block) {
+    for (std::size_t i = 0; i < in.count; ++i) {
+        const std::size_t count = in.given[i] != 0 ? in.lists[i].size() : 0;
+        if (count == 0) continue;
+        if (count == 6 || count == 7 || count == 21) block.rows[i].rec.extraValues.create().values = in.lists[i];
+        else in.refuse(i, "a list has 6, 7 or 21 values");
+    }
+}
+
+void takeGroups(Incoming& in, RowBlock& block) {
+    for (std::size_t i = 0; i < in.count; ++i) {
+        if (in.given[i] == 0) continue;
+        if (in.integers[i] != static_cast<std::int32_t>(in.integers[i])) in.refuse(i, "the number is too large");
+        else block.rows[i].gid = static_cast<std::int32_t>(in.integers[i]);
+    }
+}
+
+/// The time where the row has no ds50, which comes before this column; else the two are compared.
+void takeTimes(Incoming& in, RowBlock& block) {
+    for (std::size_t i = 0; i < in.count; ++i) {
+        if (in.given[i] == 0) continue;
+        double& time = block.rows[i].rec.obsTime;
+        if (std::isnan(time)) time = ds50Of(in.integers[i]);
+        else if (!isSameTime(time, in.integers[i])) in.refuse(i, "it differs from ds50 by more than 1 us");
+    }
+}
+
+template <class F>
+ColumnDef fieldColumn() {
+    ColumnDef def{F::facts.column, F::facts.unit, ColumnForm::real, F::facts.types.bits()};
+    def.isOfPart = !F::template isOf<ObsFields>;
+    if constexpr (F::facts.form == FieldForm::list) {
+        def.form = ColumnForm::list;
+        def.put = putSigmas;
+        def.take = takeSigmas;
+    } else if constexpr (F::isCharacter || F::facts.form == FieldForm::typeCharacter) {
+        def.form = ColumnForm::text;
+        def.put = putCharacters<F>;
+        def.take = takeCharacters<F>;
+    } else {
+        def.form = F::isReal                        ? ColumnForm::real
+                   : sizeof(typename F::Value) == 8 ? ColumnForm::int64
+                                                    : ColumnForm::int32;
+        def.put = putNumbers<F>;
+        def.take = takeNumbers<F>;
+    }
+    return def;
+}
+
+std::vector<ColumnDef> makeList() {
+    std::vector<ColumnDef> fields;
+    forEachField([&](auto field) {
+        if constexpr (!field.facts.column.empty()) fields.push_back(fieldColumn<decltype(field)>());
+    });
+    // First what says of which observation the rest is; the time after ds50 and all after the type, see their `take`.
+    const std::string_view kFirst[] = {"ds50", "time", "sat_num", "sen_num", "type", "sec_class"};
+    std::vector<ColumnDef> list{{"key", "", ColumnForm::int64, 0, false, putKeys},
+                                {"group", "", ColumnForm::int32, 0, false, putGroups, takeGroups}};
+    for (const std::string_view name : kFirst) {
+        if (name == "time") {
+            list.push_back({name, "", ColumnForm::time, 0, false, putTimes, takeTimes});
+            continue;
+        }
+        const auto found =
+            std::find_if(fields.begin(), fields.end(), [&](const auto& def) { return def.name == name; });
+        list.push_back(*found);
+        fields.erase(found);
+    }
+    list.insert(list.end(), fields.begin(), fields.end());
+    list.push_back({"file", "", ColumnForm::text, 0, false, putFile, nullptr, true});
+    list.push_back({"line", "", ColumnForm::int64, 0, false, putLines, nullptr, true});
+    return list;
+}
+
+constexpr std::int64_t kMicrosecondsPerDay = 86'400'000'000;
+constexpr double kDs50Of1970 = 7306;
+
+}  // namespace
+
+const std::vector<ColumnDef>& columnList() {
+    static const std::vector<ColumnDef> list = makeList();
+    return list;
+}
+
+const ColumnDef* findColumn(std::string_view name) {
+    for (const ColumnDef& def : columnList())
+        if (def.name == name) return &def;
+    return nullptr;
+}
+
+std::string characterText(std::int32_t character) {
+    if (character < 0x80) return {static_cast<char>(character)};
+    return {static_cast<char>(0xC0 | (character >> 6)), static_cast<char>(0x80 | (character & 0x3F))};
+}
+
+bool characterFrom(std::string_view text, char& character) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    if (text.size() == 1 && byte(0) < 0x80) {
+        character = text[0];
+    } else if (text.size() == 2 && (byte(0) & 0xFC) == 0xC0 && (byte(1) & 0xC0) == 0x80) {
+        character = static_cast<char>((byte(0) & 3) << 6 | (byte(1) & 0x3F));
+    } else {
+        return false;
+    }
+    return true;
+}
+
+std::string typeText(std::int32_t type) {
+    const char character = family::obstypeinttochar(type);
+    return character != ' ' ? std::string(1, character) : std::to_string(type);
+}
+
+bool typeFrom(std::string_view text, std::int32_t& type) {
+    if (text.size() == 1) {
+        const std::int32_t known = family::obstypechartoint(text[0]);
+        if (known >= 0) type = known;
+        return known >= 0;
+    }
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, type);
+    return error == std::errc{} && stop == end;
+}
+
+bool microsecondsOf(double ds50, std::int64_t& microseconds) {
+    constexpr double kMostDays = 1e8;
+    microseconds = 0;
+    if (!(std::abs(ds50) < kMostDays)) return false;
+    const double day = std::floor(ds50);
+    microseconds = static_cast<std::int64_t>(day - kDs50Of1970) * kMicrosecondsPerDay +
+                   std::llround((ds50 - day) * static_cast<double>(kMicrosecondsPerDay));
+    return true;
+}
+
+double ds50Of(std::int64_t microseconds) {
+    std::int64_t day = microseconds / kMicrosecondsPerDay;
+    if (microseconds % kMicrosecondsPerDay < 0) --day;
+    const auto rest = static_cast<double>(microseconds - day * kMicrosecondsPerDay);
+    return static_cast<double>(day) + kDs50Of1970 + rest / static_cast<double>(kMicrosecondsPerDay);
+}
+
+bool isSameTime(double ds50, std::int64_t microseconds) {
+    std::int64_t own;
+    // The own time is rounded, too.
+    return microsecondsOf(ds50, own) && std::abs(static_cast<double>(own - microseconds)) <= 1;
+}
+
+}  // namespace obs

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The table that callers describe by names of columns.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "DllExports/Obs/Columns/ColumnBuilder.h"
+
+namespace obs {
+
+/// What a caller asks for.
+struct WantedColumns {
+    const char* const* names;
+    std::int32_t count;      ///< 0 all
+    std::int32_t batchRows;  ///< 0 the usual number
+};
+
+/// Of a text, which has columns of its own; `name` of its file may be null.
+struct TextOfRows {
+    bool isText = false;
+    const char* fileName = nullptr;
+};
+
+/// Nothing, after a message, for names that are none of a column or occur twice, and for numbers out of range.
+std::optional<TableBuilder> tableOf(std::string_view name, const WantedColumns& wanted, const TextOfRows& text);
+
+}  // namespace obs
