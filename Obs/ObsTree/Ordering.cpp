@@ -315,6 +315,18 @@ std::int32_t obslistkeys(std::int32_t code, std::optional<std::int32_t> gid, std
     return static_cast<std::int32_t>(count);
 }
 
+std::vector<SlotNumber> obslistslots(std::int32_t code) {
+    std::vector<SlotNumber> slots;
+    slots.reserve(gStore.tree.size());
+    if (code == kTreeOrder) {
+        gStore.tree.walk([&](SlotNumber slot) { slots.push_back(slot); });
+        return slots;
+    }
+    for (const Item& item : sortedItems(orderOf(code), inGroup(std::nullopt))) slots.push_back(item.slot);
+    if (code > 0) std::reverse(slots.begin(), slots.end());
+    return slots;
+}
+
 std::int32_t obsgetselected(const ObsSelection& one, const ObsSelection& other, std::int32_t code, std::int64_t* keys) {
     const ReadGuard guard;
     const bool descending = code > 0 && code != kTreeOrder;

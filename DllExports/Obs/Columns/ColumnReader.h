@@ -51,6 +51,9 @@ public:
     /// that its schema does not describe.
     void begin(const ArrowArray& array, std::int64_t rows);
 
+    /// Whether the batch has nothing to read here: all is null, or not looked at.
+    bool isIdle() const { return def_->take == nullptr || array_->null_count == array_->length; }
+
     /// Reads the values from a row of the batch on, `in.count` of them.
     void read(std::int64_t from, Incoming& in) const;
 

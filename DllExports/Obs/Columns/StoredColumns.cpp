@@ -19,17 +19,11 @@ namespace {
 
 constexpr std::int64_t kMostTold = 100;
 
-void putRows(const std::int64_t* keys, std::size_t count, TableBuilder& table,
-             const std::function<void(std::int64_t)>& unknown) {
-    table.expect(count);
-    const bool withParts = table.needsParts();
-    obsfindslots(keys, count, [&](std::size_t i, SlotNumber slot) {
-        if (slot == kNoSlot) return unknown(keys[i]);
-        ColumnRow& row = table.nextRow();
-        row.key = keys[i];
-        row.gid = gStore.pools.mark(slot).gid;
-        gStore.pools.read(slot, row.rec, withParts);
-    });
+void putRow(SlotNumber slot, bool withParts, TableBuilder& table) {
+    ColumnRow& row = table.nextRow();
+    row.key = gStore.pools.node(slot).key;
+    row.gid = gStore.pools.mark(slot).gid;
+    gStore.pools.read(slot, row.rec, withParts);
 }
 
 /// Rows on their way into the store, which sees none of them before all are there.
@@ -154,7 +148,7 @@ private:
         blamed_.fill(nullptr);
         in_->faults.fill(nullptr);
         for (const Source& source : sources_) {
-            if (source.reader.def().take == nullptr) continue;
+            if (source.reader.isIdle()) continue;
             source.reader.read(from, *in_);
             source.reader.def().take(*in_, *block_);
             for (std::size_t i = 0; i < block_->count; ++i)
@@ -195,14 +189,23 @@ private:
 void putStored(const std::int64_t* keys, std::size_t count, TableBuilder& table,
                const std::function<void(std::int64_t)>& unknown) {
     const StandstillGuard guard;
-    putRows(keys, count, table, unknown);
+    const bool withParts = table.needsParts();
+    table.expect(count);
+    obsfindslots(keys, count, [&](std::size_t i, SlotNumber slot) {
+        slot == kNoSlot ? unknown(keys[i]) : putRow(slot, withParts, table);
+    });
 }
 
 void putAllStored(std::int32_t order, TableBuilder& table) {
+    constexpr std::size_t kAhead = 8;
     const StandstillGuard guard;
-    std::vector<std::int64_t> keys(static_cast<std::size_t>(obsgetnumoftreenodes()));
-    obslistkeys(order, std::nullopt, keys.data(), keys.size());
-    putRows(keys.data(), keys.size(), table, [](std::int64_t) {});
+    const bool withParts = table.needsParts();
+    const std::vector<SlotNumber> slots = obslistslots(order);
+    table.expect(slots.size());
+    for (std::size_t i = 0; i < slots.size(); ++i) {
+        if (i + kAhead < slots.size()) gStore.pools.prefetchRecord(slots[i + kAhead]);
+        putRow(slots[i], withParts, table);
+    }
 }
 
 ImportCounts addRows(ArrowArrayStream& stream, const ImportOptions& options) { return Import(stream, options).run(); }
