@@ -32,7 +32,7 @@ def texts(column: Mapping[str, Any]) -> NDArray[Any]:
 
 
 def to_numpy(column: Mapping[str, Any]) -> NDArray[Any]:
-    """A column: NaN, NaT or an empty text for null. Whole numbers that may be null become reals, lists an array of
+    """A column: NaN, NaT or an empty text for null. Whole numbers become reals where one is null, lists an array of
     arrays."""
     form, length = column["format"], column["length"]
     missing = valid(column)
@@ -52,7 +52,7 @@ def to_numpy(column: Mapping[str, Any]) -> NDArray[Any]:
         values = values.view("M8[us]")
         absent: Any = np.datetime64("NaT")
     else:
-        if column["nullable"] and values.dtype.kind in "iu":
+        if missing is not None and values.dtype.kind in "iu":
             values = values.astype("f8")
         absent = np.nan
     if missing is not None and length:

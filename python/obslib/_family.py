@@ -23,7 +23,7 @@ class Sensor:
 
 
 class Sensors:
-    """The sensor library: `sensors[7090]`, `sensors.add(...)`, `7090 in sensors`."""
+    """The sensor library: `sensors[1831]`, `sensors.add(...)`, `1831 in sensors`."""
 
     def __getitem__(self, number: int) -> Sensor:
         return Sensor(number, *_native.sensor(number))

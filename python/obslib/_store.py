@@ -68,7 +68,7 @@ class Observations:
 
     def columns(self, *names: str, order: Order | None = None) -> dict[str, NDArray[Any]]:
         """NumPy arrays of these columns, of all without a name: copied out of the store once, not again. Null is NaN
-        (NaT, an empty text). Whole numbers that some types lack are reals for that."""
+        (NaT, an empty text). Whole numbers become reals where one of them is null."""
         return _columns.arrays(self._export(names, order, WHOLE))
 
     def records(self, *names: str, order: Order | None = None) -> list[_columns.Record]:

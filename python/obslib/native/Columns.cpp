@@ -170,7 +170,6 @@ nb::dict describe(const ArrowSchema& schema, const ArrowArray& array, const nb::
     const bool offsets = schema.format[0] == 'u' || schema.format[0] == '+';
     nb::dict column;
     column["format"] = schema.format;
-    column["nullable"] = (schema.flags & ARROW_FLAG_NULLABLE) != 0;
     column["metadata"] = metadata(schema.metadata);
     column["offset"] = array.offset;
     column["length"] = array.length;
@@ -185,12 +184,21 @@ nb::dict describe(const ArrowSchema& schema, const ArrowArray& array, const nb::
     return column;
 }
 
+nb::dict describeEmpty(const ArrowSchema& schema) {
+    nb::dict column;
+    column["format"] = schema.format;
+    column["metadata"] = metadata(schema.metadata);
+    column["length"] = 0;
+    if (schema.dictionary != nullptr) column["dictionary"] = describeEmpty(*schema.dictionary);
+    return column;
+}
+
 [[noreturn]] void streamFailed(ArrowArrayStream& stream) {
     const char* reason = stream.get_last_error(&stream);
     throw Refused(reason != nullptr ? reason : "the stream failed");
 }
 
-/// The columns of a stream of one batch, without a copy; None where there is no row.
+/// The columns of a stream of one batch, without a copy.
 nb::object takeApart(const nb::capsule& capsule) {
     auto* stream = static_cast<ArrowArrayStream*>(PyCapsule_GetPointer(capsule.ptr(), kStreamName));
     if (stream == nullptr) throw nb::python_error();
@@ -205,15 +213,8 @@ nb::object takeApart(const nb::capsule& capsule) {
     if (failed != 0) streamFailed(*stream);
     nb::dict columns;
     if (batch->value.release == nullptr) {
-        static const ArrowArray empty{};
         for (int64_t i = 0; i < schema.value.n_children; ++i) {
-            const ArrowSchema& field = *schema.value.children[i];
-            nb::dict column;
-            column["format"] = field.format;
-            column["nullable"] = (field.flags & ARROW_FLAG_NULLABLE) != 0;
-            column["metadata"] = metadata(field.metadata);
-            column["length"] = 0;
-            columns[field.name] = column;
+            columns[schema.value.children[i]->name] = describeEmpty(*schema.value.children[i]);
         }
         return columns;
     }
