@@ -39,7 +39,7 @@ def to_numpy(column: Mapping[str, Any]) -> NDArray[Any]:
     if "dictionary" in column or form == "u":
         if "dictionary" in column:
             words = texts(column["dictionary"])
-            found = np.append(words, "")[plain(column) if missing is None else np.where(missing, plain(column), len(words))]
+            found: NDArray[Any] = np.append(words, "")[plain(column) if missing is None else np.where(missing, plain(column), len(words))]
         else:
             found = texts(column)
             if missing is not None:
@@ -141,7 +141,7 @@ def row_values(column: Mapping[str, Any]) -> list[Any]:
     """The values of a column as Python's own, None for null."""
     present = valid(column)
     if column["format"].startswith("ts"):
-        found = [EPOCH + timedelta(microseconds=value) for value in plain(column).tolist()]
+        found: list[Any] = [EPOCH + timedelta(microseconds=value) for value in plain(column).tolist()]
     elif column["format"].startswith("+"):
         found = [None if value is None else tuple(value.tolist()) for value in lists(column, present)]
     elif "dictionary" in column or column["format"] == "u":

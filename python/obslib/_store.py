@@ -151,7 +151,7 @@ class Store(Observations):
         return True
 
     def __contains__(self, key: object) -> bool:
-        return isinstance(key, (int, np.integer)) and -2**63 <= key < 2**63 and bool(_native.contains(int(key)))
+        return isinstance(key, (int, np.integer)) and -2**63 <= int(key) < 2**63 and _native.contains(int(key))
 
     def __iter__(self) -> Iterator[int]:
         return iter(self.keys().tolist())
@@ -180,7 +180,7 @@ class Store(Observations):
     def remove(self, keys: ArrayLike | Observations | int) -> None:
         """Removes the observations with these keys. KeyUnknown when one is not there or occurs twice; the others are
         removed all the same."""
-        _native.remove(key_array([keys] if isinstance(keys, (int, np.integer)) else keys))
+        _native.remove(key_array(np.array([keys]) if isinstance(keys, (int, np.integer)) else keys))
 
     def remove_group(self, group: int) -> None:
         """Removes the observations of a group."""

@@ -232,9 +232,14 @@ void bindColumns(nb::module_& m) {
     define(m, "export_stream", exportStream, nb::arg("keys").none(), nb::arg("order"), nb::arg("columns"),
            nb::arg("batch_rows"));
     define(m, "read_stream", readStream, nb::arg("text"), nb::arg("year"), nb::arg("file").none(), nb::arg("columns"),
-           nb::arg("batch_rows"));
-    define(m, "import_stream", importStream, nb::arg("stream"), nb::arg("naive_is_utc"), nb::arg("group"));
-    define(m, "take_apart", takeApart, nb::arg("stream"));
+           nb::arg("batch_rows"),
+           nb::sig("def read_stream(text: bytes, year: int, file: str | None, columns: collections.abc.Sequence[str],"
+                   " batch_rows: int) -> tuple[typing_extensions.CapsuleType, list[tuple[int, int, str]]]"));
+    define(m, "import_stream", importStream, nb::arg("stream"), nb::arg("naive_is_utc"), nb::arg("group"),
+           nb::sig("def import_stream(stream: typing_extensions.CapsuleType, naive_is_utc: bool, group: int)"
+                   " -> tuple[int, int, int, int]"));
+    define(m, "take_apart", takeApart, nb::arg("stream"),
+           nb::sig("def take_apart(stream: typing_extensions.CapsuleType) -> dict[str, dict[str, typing.Any]]"));
 }
 
 }  // namespace obslib

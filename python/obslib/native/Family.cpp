@@ -31,7 +31,7 @@ void addSensor(int32_t number, const std::string& description, double latitude, 
     refuseUnless(FamilyAddSensor(number, text.c_str(), latitude, longitude, height));
 }
 
-nb::object getSensor(int32_t number) {
+nb::tuple getSensor(int32_t number) {
     char description[kTextLength];
     double latitude = 0, longitude = 0, height = 0;
     if (FamilyGetSensor(number, description, &latitude, &longitude, &height) != 0) throw KeyUnknown(lastError());
@@ -92,7 +92,8 @@ std::vector<std::string> libraries() {
 void bindFamily(nb::module_& m) {
     define(m, "add_sensor", addSensor, nb::arg("number"), nb::arg("description"), nb::arg("latitude_deg"),
            nb::arg("longitude_deg"), nb::arg("height_m"));
-    define(m, "sensor", getSensor, nb::arg("number"));
+    define(m, "sensor", getSensor, nb::arg("number"),
+           nb::sig("def sensor(number: int) -> tuple[str, float, float, float]"));
     define(m, "load_sensors", loadSensors, nb::arg("path"));
     define(m, "remove_sensors", FamilyRemoveSensors);
     define(m, "load_earth_orientation", loadEarthOrientation, nb::arg("path"));

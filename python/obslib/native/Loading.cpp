@@ -127,8 +127,12 @@ nb::tuple saveFile(const nb::bytes& path, int32_t format, bool append, std::opti
 
 void bindLoading(nb::module_& m) {
     define(m, "load_file", loadFile, nb::arg("path"), nb::arg("group"), nb::arg("year"), nb::arg("includes"),
+           nb::sig("def load_file(path: bytes, group: int, year: int, includes: bool)"
+                   " -> tuple[dict[str, int], list[tuple[int, str, int, str]]]"),
            "Loads one file: its counts, and the lines that are worth a word.");
     define(m, "save_file", saveFile, nb::arg("path"), nb::arg("format"), nb::arg("append"), nb::arg("group").none(),
+           nb::sig("def save_file(path: bytes, format: int, append: bool, group: int | None)"
+                   " -> tuple[int, int, int, list[tuple[int, int, str]]]"),
            "Saves all observations or a group's: how many were written, left out and altered, and which.");
 }
 
