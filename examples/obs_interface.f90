@@ -26,6 +26,11 @@ module obs_interface
     integer(c_int32_t), parameter :: OBS_SLR_TROPOSPHERE = 1
     integer(c_int32_t), parameter :: OBS_SLR_CENTRE_OF_MASS = 2
     integer(c_int32_t), parameter :: OBS_CRITERIA = 10
+    integer(c_int32_t), parameter :: OBS_ARROW_ROWS = 0
+    integer(c_int32_t), parameter :: OBS_ARROW_ADDED = 1
+    integer(c_int32_t), parameter :: OBS_ARROW_DUPLICATES = 2
+    integer(c_int32_t), parameter :: OBS_ARROW_REFUSED = 3
+    integer(c_int32_t), parameter :: OBS_ARROW_COUNTS = 4
     integer(c_int32_t), parameter :: OBS_SAVE_LEFT_OUT = 1
     integer(c_int32_t), parameter :: OBS_SAVE_UNREADABLE = 2
     integer(c_int32_t), parameter :: OBS_SAVE_SENSOR = 3
@@ -73,6 +78,15 @@ module obs_interface
         integer(c_int32_t) :: isLast
         integer(c_int64_t) :: lines
         integer(c_int64_t) :: offset
+    end type
+
+    type, bind(c) :: ObsPass
+        integer(c_int32_t) :: satNum
+        integer(c_int32_t) :: senNum
+        integer(c_int32_t) :: observations
+        integer(c_int32_t) :: reserved
+        real(c_double) :: firstTime
+        real(c_double) :: lastTime
     end type
 
     interface
@@ -776,6 +790,58 @@ module obs_interface
             integer(c_int32_t), intent(out) :: dropped(OBS_CRITERIA)
             integer(c_int32_t) :: outcome
         end function ObsGetSelectionCounts
+
+        function ObsGetPasses(count, keys, room, passes, passCount) bind(c, name="ObsGetPasses") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: count
+            integer(c_int64_t), intent(in) :: keys(*)
+            integer(c_int32_t), value :: room
+            type(ObsPass), intent(inout) :: passes(*)
+            integer(c_int32_t), intent(out) :: passCount
+            integer(c_int32_t) :: outcome
+        end function ObsGetPasses
+
+        function ObsExportArrow(count, keys, order, columns, columnCount, batchRows, stream) bind(c, &
+            name="ObsExportArrow") result(outcome)
+            import
+            integer(c_int32_t), value :: count
+            integer(c_int64_t), intent(in) :: keys(*)
+            integer(c_int32_t), value :: order
+            type(c_ptr), intent(in) :: columns(*)
+            integer(c_int32_t), value :: columnCount
+            integer(c_int32_t), value :: batchRows
+            type(c_ptr), value :: stream
+            integer(c_int32_t) :: outcome
+        end function ObsExportArrow
+
+        function ObsImportArrow(stream, naiveIsUtc, gid, counts, room, keys) bind(c, name="ObsImportArrow") &
+            result(outcome)
+            import
+            type(c_ptr), value :: stream
+            integer(c_int32_t), value :: naiveIsUtc
+            integer(c_int32_t), value :: gid
+            integer(c_int64_t), intent(out) :: counts(OBS_ARROW_COUNTS)
+            integer(c_int64_t), value :: room
+            integer(c_int64_t), intent(inout) :: keys(*)
+            integer(c_int32_t) :: outcome
+        end function ObsImportArrow
+
+        function ObsReadArrow(bytes, length, state, fileName, columns, columnCount, batchRows, report, user, &
+            stream) bind(c, name="ObsReadArrow") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: bytes(*)
+            integer(c_int64_t), value :: length
+            type(ObsReadState), intent(inout) :: state
+            character(kind=c_char), intent(in) :: fileName(512)
+            type(c_ptr), intent(in) :: columns(*)
+            integer(c_int32_t), value :: columnCount
+            integer(c_int32_t), value :: batchRows
+            type(c_funptr), value :: report
+            type(c_ptr), value :: user
+            type(c_ptr), value :: stream
+            integer(c_int32_t) :: outcome
+        end function ObsReadArrow
 
         function ObsSaveFile(fileName, saveMode, saveForm) bind(c, name="ObsSaveFile") result(outcome)
             import

@@ -21,7 +21,7 @@ module obs_interface
 KINDS = {"int32_t": "integer(c_int32_t)", "int64_t": "integer(c_int64_t)", "double": "real(c_double)",
          "char": "character(kind=c_char)"}
 # A pointer to numbers that are not constant is one of them, or an array when it has one of these names.
-ARRAYS = {"keys", "obsArrs", "values", "firstColumns", "lastColumns", "drops"}
+ARRAYS = {"keys", "obsArrs", "values", "firstColumns", "lastColumns", "drops", "passes"}
 # A constant text is one of 512 characters, unless it has one of these names.
 TEXTS_OF_ANY_LENGTH = {"bytes"}
 
@@ -30,8 +30,10 @@ def declared(argument):
     """The declaration of an argument, and the function's own where the type tells too little."""
     if "(*)" in argument.type:
         return f"type(c_funptr), value :: {argument.name}"
-    if argument.type == "void *":
+    if argument.type == "void *" or argument.type.startswith("struct "):  # the address (c_loc)
         return f"type(c_ptr), value :: {argument.name}"
+    if argument.type == "const char *const *":
+        return f"type(c_ptr), intent(in) :: {argument.name}(*)"
     constant, base, pointer, size = re.fullmatch(r"(const )?(\w+) ?(\*?)((?:\[\w*\])?)", argument.type).groups()
     if not (pointer or size):
         return f"{KINDS[base]}, value :: {argument.name}"

@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 """Makes what is made from the public headers, docs/api/functions.md and examples/obs_interface.f90, and from the
-library, the tables in docs/formats/fields.md and array.md."""
+library, the tables in docs/formats/fields.md, array.md and columns.md."""
 import argparse
 import re
 import sys
 import textwrap
-from ctypes import CDLL, c_int64, create_string_buffer
+from ctypes import CDLL, CFUNCTYPE, POINTER, Structure, byref, c_char_p, c_int, c_int32, c_int64, c_void_p, \
+    create_string_buffer, string_at
 
 import api_fortran
 from api_header import FAMILY_HEADER, OBS_HEADER, TOP, Function, read
@@ -83,6 +84,61 @@ def rows(ask, numbers, texts, *extra):
         yield f"| {number} | {' | '.join(cells)} |\n"
 
 
+class Schema(Structure):
+    """ArrowSchema of ObsArrow.h."""
+
+
+Schema._fields_ = [("format", c_char_p), ("name", c_char_p), ("metadata", c_void_p), ("flags", c_int64),
+                   ("n_children", c_int64), ("children", POINTER(POINTER(Schema))), ("dictionary", POINTER(Schema)),
+                   ("release", CFUNCTYPE(None, POINTER(Schema))), ("private_data", c_void_p)]
+
+
+class Stream(Structure):
+    """ArrowArrayStream, of which the schema alone is asked."""
+    _fields_ = [("get_schema", CFUNCTYPE(c_int, c_void_p, POINTER(Schema))), ("get_next", c_void_p),
+                ("get_last_error", c_void_p), ("release", CFUNCTYPE(None, c_void_p)), ("private_data", c_void_p)]
+
+
+class ReadState(Structure):
+    _fields_ = [(f"number{i}", c_int32) for i in range(8)] + [("lines", c_int64), ("offset", c_int64)]
+
+
+FORMATS = {"i": "int32", "l": "int64", "g": "float64", "tsu:UTC": "timestamp[us, UTC]", "+l": "list of float64",
+           "c": "dictionary of text, int8"}
+
+
+def notes(metadata):
+    """What the metadata of a schema say."""
+    def number():
+        nonlocal metadata
+        metadata += 4
+        return int.from_bytes(string_at(metadata - 4, 4), sys.byteorder)
+
+    def text():
+        nonlocal metadata
+        length = number()
+        metadata += length
+        return string_at(metadata - length, length).decode()
+
+    return {text(): text() for _ in range(number())} if metadata else {}
+
+
+def columns(obs):
+    """The rows of the table of columns, asked of a text without lines, which has them all."""
+    def children(fill, *arguments):
+        stream, schema = Stream(), Schema()
+        if fill(*arguments, byref(stream)) != 0 or stream.get_schema(byref(stream), byref(schema)) != 0:
+            sys.exit("the library gives no columns")
+        made = [schema.children[i][0] for i in range(schema.n_children)]
+        return [(one.name.decode(), one.format.decode(), notes(one.metadata)) for one in made]
+
+    names = [name.encode() for name, *_ in children(obs.ObsExportArrow, 0, None, 0, None, 0, 0)] + [b"file", b"line"]
+    state = ReadState(ReadState.lines.offset + 16)
+    for name, form, said in children(obs.ObsReadArrow, b"", c_int64(0), byref(state), None,
+                                     (c_char_p * len(names))(*names), len(names), 0, None, None):
+        yield f"| `{name}` | {FORMATS[form]} | {said.get('unit', '')} | {said.get('types', 'all').replace(',', ', ')} |\n"
+
+
 def tables(library):
     """The pages with tables of the library's, made anew."""
     obs = CDLL(library)
@@ -97,7 +153,8 @@ def tables(library):
         "fields": "| index | name | unit | form | can be set |\n|---|---|---|---|---|\n"
                   + "".join(rows(obs.ObsGetFieldInfo, range(1, 38), 3, settable)),
         "array": "| element | name | unit or meaning |\n|---|---|---|\n"
-                 + "".join(rows(obs.ObsGetElementInfo, range(64), 2))}
+                 + "".join(rows(obs.ObsGetElementInfo, range(64), 2)),
+        "columns": "| column | type | unit | measured by types |\n|---|---|---|---|\n" + "".join(columns(obs))}
     for name, table in made.items():
         path = TOP / f"docs/formats/{name}.md"
         around = re.fullmatch(r"(.*<!-- table -->\n).*(<!-- end of table -->.*)", path.read_text(), re.S)

@@ -2,9 +2,9 @@
 /// Writer of B3 cards and of the ECI cards that share their head.
 #pragma once
 
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/FormatObs/CardFields.h"
 #include "Obs/FormatObs/CardLines.h"
-#include "Obs/ObsCardReading/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {

@@ -8,6 +8,7 @@
 
 #include "Obs/CardLayouts/CardNumbers.h"
 #include "Obs/FormatObs/Named.h"
+#include "Obs/ObsStates/Angles.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Sensors.h"
 #include "siblings/include/Services.h"
@@ -172,7 +173,7 @@ bool isHalfway(double value, int decimals) {
 
 void GetAzimuthStr(char out[7], double degrees) {
     constexpr unsigned kWidth = 7;
-    const double azimuth = degrees < 0 ? degrees + 360.0 : degrees;
+    const double azimuth = eastwardsDeg(degrees);
     putDigits(out, kWidth, azimuth < 0 ? -1 : roundedUnits(azimuth, 4, kIntegerPowers[kWidth]));
 }
 

@@ -2,8 +2,8 @@
 /// Writer of CSV observation lines.
 #pragma once
 
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/FormatObs/CardLines.h"
-#include "Obs/ObsCardReading/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {

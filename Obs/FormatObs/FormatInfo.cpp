@@ -12,6 +12,7 @@
 #include "Obs/CardLayouts/SlrNumbers.h"
 #include "Obs/CardLayouts/Tty.h"
 #include "Obs/FormatObs/SaveFile.h"
+#include "Obs/ObsStates/Angles.h"
 #include "siblings/include/Constants.h"
 
 namespace obs {
@@ -19,7 +20,7 @@ namespace obs {
 namespace {
 
 constexpr double kSecondsPerDay = 86400;
-constexpr double kDegreesPerRaSecond = 360 / kSecondsPerDay;
+constexpr double kDegreesPerRaSecond = kTurnDeg / kSecondsPerDay;
 constexpr std::int32_t kAny = std::numeric_limits<std::int32_t>::max();
 constexpr ObsTypeSet kEciTypes{kTypeEciPosition, kTypeEciPositionVelocity};
 constexpr ObsTypeSet kTtyReadTypes = tty::kCard1Types | ObsTypeSet{4} | kSensorPositionTypes;

@@ -2,9 +2,9 @@
 /// Writer of RF lines.
 #pragma once
 
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/CardLayouts/Rf.h"
 #include "Obs/FormatObs/CardLines.h"
-#include "Obs/ObsCardReading/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {

@@ -16,6 +16,7 @@
 #include "Obs/FormatObs/SaveReport.h"
 #include "Obs/ObsCardReading/LaserRanging/Crd.h"
 #include "Obs/ObsCardReading/Loading/FilePieces.h"
+#include "Obs/ObsStates/Angles.h"
 #include "Obs/ObsTree/Store.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Constants.h"
@@ -278,7 +279,7 @@ std::optional<SaveLoss> obstacleTo(const ObsRecord& rec) {
 
 /// The range of a record that CRD can carry, without its pad number.
 SlrRange rangeOf(const ObsRecord& rec, VectorSet vectors, std::int64_t key) {
-    const double azimuthDeg = rec.azOrRa < 0 ? rec.azOrRa + 360 : rec.azOrRa;
+    const double azimuthDeg = eastwardsDeg(rec.azOrRa);
     const bool isTypeWithAngles = rec.obsType == kTypeAzElRange;
     const bool hasAngles = isTypeWithAngles && readAsAngles(azimuthDeg, rec.elOrDec);
     return {rec.obsTime, rec.range,

@@ -2,9 +2,9 @@
 /// Writer of TTY messages.
 #pragma once
 
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/FormatObs/CardFields.h"
 #include "Obs/FormatObs/CardLines.h"
-#include "Obs/ObsCardReading/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {

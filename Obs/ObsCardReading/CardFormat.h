@@ -9,10 +9,10 @@
 
 #include "Obs/CardLayouts/Columns.h"
 #include "Obs/CardLayouts/LineReader.h"
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/ObsCardReading/FieldNote.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
 #include "Obs/ObsCardReading/ReadSettings.h"
-#include "Obs/ObsCardReading/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {

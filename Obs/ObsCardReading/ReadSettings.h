@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/Corrections.h"
 #include "Obs/ObsStates/SensorSource.h"
 
 namespace obs {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Obs/ObsStates/Angles.h"
 #include "siblings/include/Sensors.h"
 
 namespace obs {
@@ -41,8 +42,8 @@ std::optional<SensorPlace> spaceSensor(const family::StateKm& teme, double timeD
     double latitude = 0, longitude = 0;
     family::itrstogeodetic(itrs.posKm, latitude, longitude, sensor.heightKm);
     if (!std::isfinite(latitude + longitude + sensor.heightKm)) return std::nullopt;
-    sensor.latitudeDeg = latitude * kDegInRad;
-    sensor.longitudeDeg = longitude * kDegInRad;
+    sensor.latitudeDeg = latitude * kDegPerRad;
+    sensor.longitudeDeg = longitude * kDegPerRad;
     return sensor;
 }
 
@@ -67,13 +68,6 @@ RaDec directionTo(const SensorPlace& sensor, const family::StateKm& teme) {
     const double level = std::hypot(v[0], v[1]);
     if (level == 0 && v[2] == 0) return {};
     return {std::atan2(v[1], v[0]), std::atan2(v[2], level)};
-}
-
-double withinTurnDeg(double radians) {
-    const double degrees = radians * kDegInRad;
-    const double within = degrees < 0 ? degrees + 360 : degrees;
-    // NOTE: a tiny negative angle and a turn add up to a whole one
-    return within >= 360 ? 0 : within;
 }
 
 family::StateKm positionAt(const SensorPlace& sensor, const RaDec& direction, double rangeKm) {

@@ -11,18 +11,15 @@
 #include <limits>
 #include <optional>
 
+#include "Obs/ObsStates/Angles.h"
 #include "Obs/ObsStates/SensorSource.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 #include "siblings/include/Coords.h"
 
 namespace obs {
 
-inline constexpr double kDegInRad = 57.295779513082320876798154814105;
 inline constexpr double kNotKnown = std::numeric_limits<double>::quiet_NaN();
 inline constexpr family::StateKm kNoState{{kNotKnown, kNotKnown, kNotKnown}, {kNotKnown, kNotKnown, kNotKnown}};
-
-/// An angle between -1 and 1 turn as degrees from 0 to below 360.
-double withinTurnDeg(double radians);
 
 /// A sensor at one time.
 struct SensorPlace {
@@ -30,8 +27,8 @@ struct SensorPlace {
     double longitudeDeg = 0;  ///< east
     double heightKm = 0;
 
-    double latitude() const { return latitudeDeg / kDegInRad; }
-    double longitude() const { return longitudeDeg / kDegInRad; }
+    double latitude() const { return latitudeDeg / kDegPerRad; }
+    double longitude() const { return longitudeDeg / kDegPerRad; }
     family::StateKm teme{};
 };
 

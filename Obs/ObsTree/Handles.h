@@ -11,7 +11,7 @@
 
 #include <vector>
 
-#include "Obs/ObsTypes/Companions.h"
+#include "Obs/ObsTypes/ObsNode.h"
 
 namespace obs {
 

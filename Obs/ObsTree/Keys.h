@@ -10,7 +10,7 @@
 
 #include <cstdint>
 
-#include "Obs/ObsTypes/Companions.h"
+#include "Obs/ObsTypes/ObsNode.h"
 
 namespace obs {
 

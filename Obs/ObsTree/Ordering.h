@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Obs/ObsTree/Store.h"
+#include "Obs/ObsTypes/ObsSelection.h"
 
 namespace obs {
 

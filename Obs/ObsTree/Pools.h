@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "Obs/ObsTree/ChunkArray.h"
-#include "Obs/ObsTypes/Companions.h"
+#include "Obs/ObsTypes/ObsNode.h"
 
 namespace obs {
 

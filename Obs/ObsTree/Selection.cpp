@@ -7,6 +7,7 @@
 #include <mutex>
 #include <utility>
 
+#include "Obs/ObsStates/Angles.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/ForkHold.h"
 
@@ -24,15 +25,6 @@ constinit std::mutex selob;
 ObsSelection& gselob = *new ObsSelection;
 
 [[maybe_unused]] const int gForkHandled = family::holdAtForks<selob>();
-
-constexpr double kTurnDeg = 360;
-
-/// An angle brought into a turn; one that is there already as it is, 360 included.
-double withinTurn(double degrees) {
-    if (!std::isfinite(degrees) || (degrees >= 0 && degrees <= kTurnDeg)) return degrees;
-    const double rest = std::fmod(degrees, kTurnDeg);
-    return rest < 0 ? rest + kTurnDeg : rest;
-}
 
 // What a bound is met by. RF observations carry a range and a range rate too, as differences between two sites.
 bool hasRange(std::int32_t type) { return kRangeTypes.has(type) || type == kTypeRf; }
@@ -100,7 +92,7 @@ SlotBlock::Set meeting(const SlotBlock& block, const SelectionTest& test, const 
             return within([](const Rec& rec) { return kAngleTypes.has(rec.obsType) ? rec.elOrDec : kNoValue; });
         case Criterion::azimuth:
             return within(
-                [](const Rec& rec) { return kAngleTypes.has(rec.obsType) ? withinTurn(rec.azOrRa) : kNoValue; });
+                [](const Rec& rec) { return kAngleTypes.has(rec.obsType) ? inClosedTurnDeg(rec.azOrRa) : kNoValue; });
         case Criterion::range:
             return within([](const Rec& rec) { return hasRange(rec.obsType) ? rec.range : kNoValue; });
         case Criterion::rangeRate:
@@ -220,19 +212,19 @@ void takeFlags(const double* criteria, Draft& draft) {
 
 bool isWholeUpTo(double value, double most) { return value >= 0 && value <= most && value == std::floor(value); }
 
-std::string_view faultOf(const double* criteria) {
+MaybeRefusal refusalOf(const double* criteria) {
     if (std::any_of(criteria, criteria + kSelectionLength, [](double value) { return std::isnan(value); }))
-        return "A criterion is not a number.";
+        return Refusal{"A criterion is not a number."};
     for (const auto& [element, criterion] : kPairs)
         if (criterion != Criterion::azimuth && criteria[element] > criteria[element + 1])
-            return "A low end is above its high end.";
+            return Refusal{"A low end is above its high end."};
     if (!isWholeUpTo(criteria[kSelTypeMask], (1u << (kMostType + 1)) - 1))
-        return "The type mask has bits for types 0 to 19.";
-    if (!isWholeUpTo(criteria[kSelClass], 3)) return "The classification is 0 to 3.";
-    if (!isWholeUpTo(criteria[kSelSatCount], kMostListed)) return "The list holds 0 to 10 satellites.";
+        return Refusal{"The type mask has bits for types 0 to 19."};
+    if (!isWholeUpTo(criteria[kSelClass], 3)) return Refusal{"The classification is 0 to 3."};
+    if (!isWholeUpTo(criteria[kSelSatCount], kMostListed)) return Refusal{"The list holds 0 to 10 satellites."};
     if (std::any_of(criteria + kSelReserved, criteria + kSelectionLength, [](double value) { return value != 0; }))
-        return "The reserved elements must be 0.";
-    return {};
+        return Refusal{"The reserved elements must be 0."};
+    return std::nullopt;
 }
 
 }  // namespace
@@ -243,8 +235,8 @@ void Intervals::allow(double low, double high) {
         low = -kInfinity;
         high = kInfinity;
     } else if (isAngle) {
-        low = withinTurn(low);
-        high = withinTurn(high);
+        low = inClosedTurnDeg(low);
+        high = inClosedTurnDeg(high);
     }
     if (isAngle && low > high) {  // through north
         pairs_.push_back({-kInfinity, high});
@@ -339,9 +331,8 @@ ObsSelection currentSelection() {
     return gselob;
 }
 
-std::string_view selectionFromArray(const double* criteria, ObsSelection& selection) {
-    const std::string_view fault = faultOf(criteria);
-    if (!fault.empty()) return fault;
+MaybeRefusal selectionFromArray(const double* criteria, ObsSelection& selection) {
+    if (MaybeRefusal refusal = refusalOf(criteria)) return refusal;
     Draft draft;
     takePairs(criteria, draft);
     takeFlags(criteria, draft);
@@ -352,7 +343,7 @@ std::string_view selectionFromArray(const double* criteria, ObsSelection& select
         next = addTest(made, std::move(intervals), test);
     }
     selection = std::move(made);
-    return {};
+    return std::nullopt;
 }
 
 }  // namespace obs

@@ -6,11 +6,12 @@
 
 #include <array>
 #include <bit>
-#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/ObsTree/Store.h"
+#include "Obs/ObsTypes/ObsSelection.h"
 
 namespace obs {
 
@@ -124,7 +125,7 @@ enum SelectionElement : std::size_t {
     kSelReserved = 29
 };
 
-/// Reads the array; what is wrong with it, or an empty text.
-std::string_view selectionFromArray(const double* criteria, ObsSelection& selection);
+/// Reads the array; refuses one that no selection is.
+MaybeRefusal selectionFromArray(const double* criteria, ObsSelection& selection);
 
 }  // namespace obs

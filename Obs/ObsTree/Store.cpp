@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "Obs/ObsStates/Equinox.h"
 #include "Obs/ObsTree/RadixSort.h"
 #include "Obs/ObsTypes/FieldList.h"
 #include "siblings/include/Coords.h"
@@ -18,9 +19,6 @@ namespace obs {
 Store& gStore = *new Store;
 
 namespace {
-
-constexpr double kRadPerDeg = 0.017453292519943295;
-constexpr double kDegPerRad = 57.29577951308232;
 
 // NOTE: "doens't" is established: programs compare these texts as they are.
 constexpr std::string_view kFindRecEmpty = "FindRec: Search tree is empty.";
@@ -337,15 +335,6 @@ std::uint64_t equalityFingerprint(const ObsRecord& rec, std::int64_t timeStep) {
         fingerprint.take(std::bit_cast<std::int64_t>(value == 0 ? 0.0 : value));  // the two zeros are equal
     });
     return fingerprint.sum;
-}
-
-void rotobstodate(ObsRecord& rec) {
-    if (rec.equinoxInd < 1 || rec.equinoxInd > 3) return;  // not even the last bit may change then
-    double declination = rec.elOrDec * kRadPerDeg;
-    double rightAscension = rec.azOrRa * kRadPerDeg;
-    family::rotradec_eqnx2date(rec.equinoxInd, rec.obsTime, declination, rightAscension);
-    rec.elOrDec = declination * kDegPerRad;
-    rec.azOrRa = rightAscension * kDegPerRad;
 }
 
 }  // namespace obs

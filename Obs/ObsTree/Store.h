@@ -18,13 +18,9 @@
 #include "Obs/ObsTree/Pools.h"
 #include "Obs/ObsTree/Protocol.h"
 #include "Obs/ObsTree/Tree.h"
+#include "Obs/ObsTypes/Status.h"
 
 namespace obs {
-
-inline constexpr std::int32_t kStatusOk = 0;
-inline constexpr std::int32_t kStatusGrown = 1;  ///< linked, and the tree grew in height
-inline constexpr std::int32_t kStatusRefused = 2;
-inline constexpr std::int32_t kStatusDuplicate = 3;
 
 /// A satellite number that no observation has: what a record copied out for an unknown key carries.
 inline constexpr std::int32_t kSatNumNotFound = -123;
@@ -197,8 +193,5 @@ std::uint64_t equalityFingerprint(const ObsRecord& rec, std::int64_t timeStep);
 
 /// The steps in which an equal time lies, the time's own last.
 std::array<std::int64_t, 3> timeSteps(double obsTime);
-
-/// Rotates a record's right ascension and declination to the equinox of date. The caller resets `equinoxInd`.
-void rotobstodate(ObsRecord& rec);
 
 }  // namespace obs

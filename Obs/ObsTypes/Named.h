@@ -2,7 +2,8 @@
 /// Functions that the design of the record names and that nothing in the library calls: kept for whoever goes by it.
 #pragma once
 
-#include "Obs/ObsTypes/Companions.h"
+#include "Obs/ObsTypes/ObsNode.h"
+#include "Obs/ObsTypes/ObsSelection.h"
 #include "Obs/ObsTypes/TypeSets.h"
 
 namespace obs {

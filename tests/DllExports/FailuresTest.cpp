@@ -180,6 +180,8 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS_VOID(-7, "~A null pointer", ObsGetLoadedGID, 1, 1, nullptr),
         FAILS(2, "RemoveNode: Unable to locate this key", ObsRemove, kUnknownKey),
         FAILS(2, "~There is room for 0 of 1 keys.", ObsListKeys, 0, 0, 0, 0, nullptr, &count_),
+        FAILS(2, "~There is room for 0 of 1 passes.", ObsGetPasses, -1, nullptr, 0, nullptr, &count_),
+        FAILS(2, "~Unable to locate 1 of 1", ObsGetPasses, 1, &kUnknownKey, 0, nullptr, &count_),
         FAILS(2, "~Unable to locate 1 of 1", ObsRemoveKeys, 1, &kUnknownKey),
         FAILS_VOID(-7, "~A criterion is not a number", ObsGetSelected, nanCriteria_, 1, &count_, &key_),
         FAILS(2, "~\"x\" (column 1) is not one of the names", ObsSetSelObs, "x"),

@@ -464,4 +464,47 @@ TEST_F(Selection, badCriteriaAreRefused) {
     EXPECT_EQ(key, -7) << "an empty store writes no key";
 }
 
+// Gaps in minutes between one observation and the next, and how many each pass then has.
+TEST_F(ExportTest, passesEndAtLongGaps) {
+    struct Row {
+        std::vector<double> gaps;
+        std::vector<int> passes;
+    };
+    const Row rows[] = {{{}, {1}},
+                        {{1, 1, 9.9, 1}, {5}},
+                        {{1, 1, 10.1, 1}, {3, 2}},
+                        {{4, 4, 19.9, 4}, {5}},  // five median steps are 20 minutes
+                        {{4, 4, 20.1, 4}, {3, 2}},
+                        {{2, 4, 30, 100}, {4, 1}},  // the median is 17 minutes
+                        {{600, 600, 600}, {4}}};    // sparse all along
+    std::vector<ObsPass> expected;
+    std::int32_t sat = 100;
+    for (const Row& row : rows) {
+        double time = 27000;
+        std::vector<double> times{time};
+        for (const double gap : row.gaps) times.push_back(time += gap / 1440);
+        std::size_t at = 0;
+        for (const int pass : row.passes) {
+            expected.push_back({sat, 211, pass, 0, times[at], times[at + static_cast<std::size_t>(pass) - 1]});
+            at += static_cast<std::size_t>(pass);
+        }
+        const double none[3] = {}, noArray[64] = {};
+        for (auto one = times.rbegin(); one != times.rend(); ++one)
+            ASSERT_GT(ObsAddFrFields('U', sat, 211, *one, 1, 2, 0, 0, 0, 0, 0, '1', 0, 0, 0, 0, none, none, noArray),
+                      0);
+        ++sat;
+    }
+    std::vector<ObsPass> passes(expected.size());
+    std::int32_t count = 0;
+    ASSERT_EQ(ObsGetPasses(-1, nullptr, static_cast<std::int32_t>(passes.size()), passes.data(), &count), 0)
+        << testing::PrintToString(log_.errors);
+    ASSERT_EQ(count, static_cast<std::int32_t>(expected.size()));
+    EXPECT_EQ(std::memcmp(passes.data(), expected.data(), expected.size() * sizeof(ObsPass)), 0);
+    std::vector<std::int64_t> keys(static_cast<std::size_t>(ObsGetCount()));
+    ObsGetLoaded(4, keys.data());
+    std::vector<ObsPass> some(expected.size());
+    ASSERT_EQ(ObsGetPasses(static_cast<std::int32_t>(keys.size()), keys.data(), 1, some.data(), &count), 2);
+    EXPECT_EQ(std::memcmp(some.data(), expected.data(), sizeof(ObsPass)), 0);
+}
+
 }  // namespace obs::test

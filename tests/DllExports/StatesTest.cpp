@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "DllExports/Obs/ObsDllVarsUtils/States.h"
+#include "Obs/ObsStates/States.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
-#include "Obs/ObsCardReading/Cards/Type7.h"
+#include "Obs/ObsStates/Type7.h"
 #include "ObsDllExports.h"
 #include "tests/TestLog.h"
 
@@ -176,7 +176,7 @@ TEST_F(StatesOf, whatATypeDetermines) {
 TEST_F(StatesOf, anotherEquinox) {
     Array five = fullArray(5), states;
     five[22] = 2;
-    EXPECT_EQ(obsrec2states(obsarr2obsrec(five.data(), 0), 0, states.data()), "");
+    EXPECT_FALSE(obsrec2states(obsarr2obsrec(five.data(), 0), 0, states.data()));
     EXPECT_EQ(states, statesOf(five));
 }
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Obs/ObsCardReading/LaserRanging/SlrBlocks.h"
+#include "Obs/ObsCardReading/LaserRanging/Blocks.h"
 #include "Obs/ObsCardReading/Named.h"
 
 #include <gtest/gtest.h>
-#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/Corrections.h"
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
 #include "siblings/include/ObsFamily.h"
 #include "tests/QuietSink.h"

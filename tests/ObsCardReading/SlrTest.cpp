@@ -7,8 +7,8 @@
 #include <iterator>
 #include <sstream>
 
+#include "Obs/ObsCardReading/LaserRanging/Corrections.h"
 #include "Obs/ObsCardReading/LaserRanging/Crd.h"
-#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
 #include "ObsDllExports.h"
 #include "tests/LoadFixture.h"
 #include "tests/QuietSink.h"

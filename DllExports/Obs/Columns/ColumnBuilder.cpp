@@ -179,17 +179,17 @@ ColumnPart ColumnBuilder::finish(ColumnForm form, const std::shared_ptr<const vo
 }
 
 TableBuilder::TableBuilder(std::vector<const ColumnDef*> columns, std::size_t batchRows, bool hasGroups,
-                           const char* fileName)
+                           const std::string& fileName)
     : defs_(std::move(columns)), builders_(defs_.size()), batchRows_(batchRows) {
     block_->hasGroups = hasGroups;
-    block_->hasFile = fileName != nullptr;
+    block_->hasFile = !fileName.empty();
     for (std::size_t i = 0; i < defs_.size(); ++i) {
         TextDictionary& dictionary = builders_[i].dictionary;
         if (defs_[i]->name == "type")
             for (const std::int32_t type : kTypesWithCharacter) dictionary.indexOf(type, typeText);
         if (defs_[i]->name == "sec_class")
             for (const char secClass : kClasses) dictionary.indexOf(secClass, characterText);
-        if (defs_[i]->name == "file" && fileName != nullptr) dictionary.indexOfText(fileName);
+        if (defs_[i]->name == "file" && !fileName.empty()) dictionary.indexOfText(fileName);
     }
 }
 

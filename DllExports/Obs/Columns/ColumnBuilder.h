@@ -80,7 +80,8 @@ private:
 /// Rows to a stream of batches.
 class TableBuilder {
 public:
-    TableBuilder(std::vector<const ColumnDef*> columns, std::size_t batchRows, bool hasGroups, const char* fileName);
+    TableBuilder(std::vector<const ColumnDef*> columns, std::size_t batchRows, bool hasGroups,
+                 const std::string& fileName);
 
     /// Whether a column needs the optional parts of records.
     bool needsParts() const;

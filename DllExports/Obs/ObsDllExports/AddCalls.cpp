@@ -2,9 +2,9 @@
 // Group "loading" of the exported header: observations given as fields and arrays.
 #include <algorithm>
 
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
-#include "DllExports/Obs/ObsDllVarsUtils/Fields.h"
+#include "DllExports/Obs/ObsDllVarsUtils/LooseFields.h"
 #include "Obs/ObsTree/Store.h"
 
 namespace {

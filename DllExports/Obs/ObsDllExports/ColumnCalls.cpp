@@ -4,7 +4,7 @@
 
 #include "DllExports/Obs/Columns/StoredColumns.h"
 #include "DllExports/Obs/ObsDllExports/ColumnTable.h"
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "Obs/ObsTree/Store.h"
 
 using obs::kStatusOk;

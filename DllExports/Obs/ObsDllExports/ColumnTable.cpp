@@ -5,11 +5,11 @@
 #include <string>
 #include <utility>
 
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 
 namespace obs {
 
-std::optional<TableBuilder> tableOf(std::string_view name, const WantedColumns& wanted, const TextOfRows& text) {
+std::optional<TableBuilder> tableOf(std::string_view name, const WantedColumns& wanted, const RowsFrom& from) {
     constexpr std::size_t kUsualRows = 65536;
     if (refuseCount(name, wanted.count, {wanted.names})) return std::nullopt;
     if (wanted.batchRows < 0) {
@@ -23,7 +23,7 @@ std::optional<TableBuilder> tableOf(std::string_view name, const WantedColumns& 
         const ColumnDef* const def = findColumn(given);
         const char* fault = nullptr;
         if (def == nullptr) fault = "\": There is no column of this name.";
-        else if (def->isOfText && !text.isText) fault = "\": Stored observations do not have it.";
+        else if (def->isOfText && !from.isText) fault = "\": Stored observations do not have it.";
         else if (std::find(defs.begin(), defs.end(), def) != defs.end()) fault = "\": It occurs twice.";
         if (fault != nullptr) {
             logFailure(name, std::string("Column \"").append(given).append(fault));
@@ -35,7 +35,8 @@ std::optional<TableBuilder> tableOf(std::string_view name, const WantedColumns& 
         for (const ColumnDef& def : columnList())
             if (!def.isOfText) defs.push_back(&def);
     const std::size_t batchRows = wanted.batchRows != 0 ? static_cast<std::size_t>(wanted.batchRows) : kUsualRows;
-    return std::optional<TableBuilder>(std::in_place, std::move(defs), batchRows, !text.isText, text.fileName);
+    return std::optional<TableBuilder>(std::in_place, std::move(defs), batchRows, !from.isText,
+                                       std::string(from.fileName));
 }
 
 }  // namespace obs

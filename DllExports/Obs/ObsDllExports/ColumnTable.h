@@ -17,13 +17,13 @@ struct WantedColumns {
     std::int32_t batchRows;  ///< 0 the usual number
 };
 
-/// Of a text, which has columns of its own; `name` of its file may be null.
-struct TextOfRows {
+/// Where rows come from: a text has columns of its own. Its file may have no name.
+struct RowsFrom {
     bool isText = false;
-    const char* fileName = nullptr;
+    std::string_view fileName = {};
 };
 
 /// Nothing, after a message, for names that are none of a column or occur twice, and for numbers out of range.
-std::optional<TableBuilder> tableOf(std::string_view name, const WantedColumns& wanted, const TextOfRows& text);
+std::optional<TableBuilder> tableOf(std::string_view name, const WantedColumns& wanted, const RowsFrom& from);
 
 }  // namespace obs

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Group "conversions" of the exported header.
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllVarsUtils/Conversions.h"
 #include "siblings/include/Sensors.h"
 

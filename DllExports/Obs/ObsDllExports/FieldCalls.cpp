@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 #include "DllExports/Obs/ObsDllVarsUtils/FieldTable.h"
 #include "Obs/ObsTree/Store.h"

@@ -2,7 +2,7 @@
 // What the library tells of types and formats; of the groups "fields" and "saving" of the exported header.
 #include <algorithm>
 
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 #include "Obs/FormatObs/FormatInfo.h"
 #include "Obs/ObsTypes/FieldList.h"

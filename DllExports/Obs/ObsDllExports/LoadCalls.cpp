@@ -3,7 +3,7 @@
 #include <new>
 #include <string>
 
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllVarsUtils/Conversions.h"
 #include "Obs/ObsCardReading/Loading/LoadFile.h"
 #include "Obs/ObsCardReading/Loading/ReadObs.h"

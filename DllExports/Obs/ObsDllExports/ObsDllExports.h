@@ -929,6 +929,29 @@ OBS_API int32_t ObsGetTermCounts(const char* criteria, int32_t room, int32_t* se
  *  @return 0, or 2 for refused criteria (logged; the numbers are 0). */
 OBS_API int32_t ObsGetSelectionCounts(const double criteria[32], int32_t* selected, int32_t dropped[OBS_CRITERIA]);
 
+/** A pass: observations of one satellite by one sensor without a long gap. */
+typedef struct ObsPass {
+    int32_t satNum;
+    int32_t senNum;
+    int32_t observations; /* how many */
+    int32_t reserved;     /* 0 */
+    double firstTime;     /* of the first and the last of them, days since 1950 UTC */
+    double lastTime;
+} ObsPass;
+
+/** @defgroup ObsGetPasses ObsGetPasses
+ *  Addition. The passes of stored observations, by satellite, sensor and time. A pass ends where the time to the next
+ *  observation exceeds both 10 minutes and five times the median step, which is that between the observations of this
+ *  satellite by this sensor that were asked for. An observation whose time is not a finite number is in none.
+ *  @param[in]  count  number of keys, 0 or more; -1 for all stored observations.
+ *  @param[in]  keys   their keys, in any order; not looked at, and may be null, when `count` is -1.
+ *  @param[in]  room   number of passes that `passes` has room for, 0 or more. With 0 `passes` may be null.
+ *  @param[out] passes the first `room` passes, or all if there are fewer.
+ *  @param[out] passCount how many there are, whether or not they fit; 0 after another refusal.
+ *  @return 0, or 2 when there are more passes than room, for an unknown key or a number out of range, and when memory
+ *          does not suffice (each logged). */
+OBS_API int32_t ObsGetPasses(int32_t count, const int64_t* keys, int32_t room, ObsPass* passes, int32_t* passCount);
+
 /* --------------------------------------------------------------- columns ---- */
 
 /** @defgroup ObsExportArrow ObsExportArrow
@@ -998,7 +1021,7 @@ OBS_API int32_t ObsImportArrow(struct ArrowArrayStream* stream, int32_t naiveIsU
  *  @param[in] bytes the text; need not end with a NUL.
  *  @param[in] length number of bytes, 0 or more.
  *  @param[in,out] state as ObsReadLines; unchanged on failure.
- *  @param[in] fileName what the column `file` says, a text that ends with a NUL; null: it is null.
+ *  @param[in] fileName what the column `file` says; null or blank: it is null.
  *  @param[in] columns,columnCount as ObsExportArrow; `file` and `line` (the number of the line, from 1) have to be
  *             asked for by name.
  *  @param[in] batchRows as ObsExportArrow.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Lines read without the store, of groups "parsing" and "columns" of the exported header.
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllExports/ColumnTable.h"
-#include "DllExports/Obs/ObsDllExports/Frame.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 #include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsCardReading/Loading/Cut.h"
@@ -146,7 +146,8 @@ int32_t ObsReadArrow(const char* bytes, int64_t length, ObsReadState* state, con
     stream->release = nullptr;
     if (obs::refuseNull(kName, {bytes, state}) || refuseState(kName, *state, length)) return obs::kStatusRefused;
     return obs::guarded(kName, obs::kStatusRefused, [&] {
-        auto table = obs::tableOf(kName, {columns, columnCount, batchRows}, {true, fileName});
+        const std::string_view file = fileName != nullptr ? obs::trimmedText(fileName) : std::string_view();
+        auto table = obs::tableOf(kName, {columns, columnCount, batchRows}, {true, file});
         if (!table) return obs::kStatusRefused;
         ColumnSink sink(*table, report, user);
         const ObsReadState after = readFrom(*state, bytes, length, sink);

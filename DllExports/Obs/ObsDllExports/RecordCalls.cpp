@@ -2,10 +2,10 @@
 // Groups "parsing" and "reading" of the exported header.
 #include <algorithm>
 
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 #include "DllExports/Obs/ObsDllVarsUtils/Conversions.h"
-#include "DllExports/Obs/ObsDllVarsUtils/Fields.h"
+#include "DllExports/Obs/ObsDllVarsUtils/LooseFields.h"
 #include "Obs/FormatObs/B3.h"
 #include "Obs/FormatObs/CardFormats.h"
 #include "Obs/FormatObs/Csv.h"

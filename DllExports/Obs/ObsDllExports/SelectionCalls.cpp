@@ -2,10 +2,14 @@
 // Group "selection" of the exported header.
 #include <algorithm>
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "Obs/ObsCardReading/Loading/SelectionText.h"
 #include "Obs/ObsTree/Ordering.h"
+#include "Obs/ObsTree/Passes.h"
 #include "Obs/ObsTree/Selection.h"
 
 namespace {
@@ -17,9 +21,9 @@ static_assert(OBS_CRITERIA == obs::kCountedCriteria);
 
 /// Reads the criteria; false after a message.
 bool takeCriteria(std::string_view name, const double* criteria, obs::ObsSelection& selection) {
-    const std::string_view fault = obs::selectionFromArray(criteria, selection);
-    if (!fault.empty()) obs::logFailure(name, fault);
-    return fault.empty();
+    const obs::MaybeRefusal refusal = obs::selectionFromArray(criteria, selection);
+    if (refusal) obs::logFailure(name, refusal->message());
+    return !refusal;
 }
 
 /// Reads criteria that are a text; what is wrong, after a message.
@@ -104,5 +108,39 @@ int32_t ObsGetTermCounts(const char* criteria, int32_t room, int32_t* selected, 
         std::copy_n(counts.dropped.begin(),
                     std::min<std::size_t>(counts.dropped.size(), static_cast<std::size_t>(room)), drops);
         return kStatusOk;
+    });
+}
+
+int32_t ObsGetPasses(int32_t count, const int64_t* keys, int32_t room, ObsPass* passes, int32_t* passCount) {
+    constexpr std::string_view kName = "ObsGetPasses";
+    constexpr int32_t kAll = -1;
+    if (obs::refuseNull(kName, {passCount})) return kStatusRefused;
+    *passCount = 0;
+    if (obs::refuseCount(kName, room, {passes}) || (count != kAll && obs::refuseCount(kName, count, {keys})))
+        return kStatusRefused;
+    return obs::guarded(kName, kStatusRefused, [&] {
+        std::vector<obs::Sighting> sightings;
+        obs::UnknownKeys unknown;
+        if (count == kAll) {
+            sightings = obs::storedSightings();
+        } else {
+            obs::obsfindrecs(keys, static_cast<std::size_t>(count), false,
+                             [&](std::size_t i, const obs::ObsRecord* rec) {
+                                 if (rec == nullptr) unknown.note(keys[i]);
+                                 else sightings.push_back({rec->satNum, rec->senNum, rec->obsTime});
+                             });
+            if (unknown.count != 0) return unknown.status(kName, static_cast<std::size_t>(count));
+        }
+        const std::vector<obs::Pass> found = obs::passesOf(std::move(sightings));
+        *passCount = static_cast<int32_t>(found.size());
+        const std::size_t fitting = std::min(found.size(), static_cast<std::size_t>(room));
+        std::transform(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(fitting), passes,
+                       [](const obs::Pass& one) {
+                           return ObsPass{one.satNum, one.senNum, one.observations, 0, one.first, one.last};
+                       });
+        if (fitting == found.size()) return kStatusOk;
+        obs::logFailure(
+            kName, "There is room for " + std::to_string(room) + " of " + std::to_string(found.size()) + " passes.");
+        return kStatusRefused;
     });
 }

@@ -2,9 +2,9 @@
 // What the exported header adds for laser ranging: corrections and the CRD writer.
 #include <optional>
 
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "Obs/FormatObs/Slr.h"
-#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/Corrections.h"
 #include "Obs/ObsCardReading/Loading/LoadFile.h"
 #include "Obs/ObsTree/Store.h"
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
-#include "DllExports/Obs/ObsDllVarsUtils/States.h"
+#include "Obs/ObsStates/States.h"
 #include "Obs/ObsTree/Store.h"
 
 namespace {
@@ -14,10 +14,10 @@ using obs::kStatusOk;
 using obs::kStatusRefused;
 
 std::int32_t toStates(std::string_view name, obs::ObsRecord rec, double timeDs50, double* states) {
-    const std::string reason = obs::obsrec2states(std::move(rec), timeDs50, states);
-    if (reason.empty()) return kStatusOk;
-    obs::logFailure(name, reason);
-    return kStatusRefused;
+    const obs::MaybeRefusal refusal = obs::obsrec2states(std::move(rec), timeDs50, states);
+    if (!refusal) return kStatusOk;
+    obs::logFailure(name, refusal->message());
+    return refusal->status;
 }
 
 }  // namespace

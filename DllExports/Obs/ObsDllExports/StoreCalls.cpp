@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "Obs/FormatObs/SaveFile.h"
 #include "Obs/ObsTree/Groups.h"
 #include "Obs/ObsTree/Ordering.h"

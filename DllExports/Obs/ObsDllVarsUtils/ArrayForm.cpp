@@ -8,10 +8,11 @@
 #include <new>
 #include <utility>
 
-#include "DllExports/Obs/ObsDllVarsUtils/SecClass.h"
 #include "Obs/ObsCardReading/Loading/AddObs.h"
+#include "Obs/ObsStates/Equinox.h"
 #include "Obs/ObsTree/BulkAdd.h"
 #include "Obs/ObsTypes/FieldList.h"
+#include "Obs/ObsTypes/SecClass.h"
 #include "siblings/include/Sensors.h"
 
 namespace obs {

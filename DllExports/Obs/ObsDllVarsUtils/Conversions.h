@@ -8,8 +8,8 @@
 #include <cstdint>
 
 #include "Obs/CardLayouts/Columns.h"
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/FormatObs/CardLines.h"
-#include "Obs/ObsCardReading/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {

@@ -7,7 +7,7 @@
 #include "Obs/CardLayouts/CardNumbers.h"
 #include "Obs/ObsCardReading/Cards/B3Quick.h"
 #include "Obs/ObsCardReading/Cards/Eci.h"
-#include "Obs/ObsCardReading/Cards/Rotate.h"
+#include "Obs/ObsStates/Equinox.h"
 #include "siblings/include/Sensors.h"
 #include "siblings/include/Services.h"
 #include "siblings/include/Time.h"

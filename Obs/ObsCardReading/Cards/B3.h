@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "Obs/CardLayouts/Columns.h"
-#include "Obs/ObsCardReading/Refusal.h"
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {

@@ -8,6 +8,7 @@
 
 #include "Obs/CardLayouts/B3.h"
 #include "Obs/CardLayouts/CardNumbers.h"
+#include "Obs/CardLayouts/DigitRuns.h"
 #include "siblings/include/Services.h"
 #include "siblings/include/Time.h"
 
@@ -128,13 +129,10 @@ Shape shapeOf(const char* card) {
 /// The number in up to eight digit columns. Reads eight bytes from the field's start.
 template <unsigned width>
 std::uint32_t digitsAt(const char* card, Columns field) {
-    static_assert(width >= 1 && width <= 8);
+    static_assert(width >= 1 && width <= kDigitRun);
     std::uint64_t v = 0;
     std::memcpy(&v, card + field.offset(), sizeof v);
-    v = (v & 0x0F0F0F0F0F0F0F0Fu) << (8 * (8 - width));  // the digit read first is the lowest byte
-    v = v * 10 + (v >> 8);
-    v = ((v & 0x000000FF000000FFu) * 0x000F424000000064u + (v >> 16 & 0x000000FF000000FFu) * 0x0000271000000001u) >> 32;
-    return static_cast<std::uint32_t>(v);
+    return numberOfDigits((v & 0x0F0F0F0F0F0F0F0Fu) << (8 * (kDigitRun - width)));
 }
 
 /// A signed field, where the type carries it. False for a surprise in its sign column.

@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "Obs/CardLayouts/Csv.h"
-#include "Obs/ObsCardReading/Cards/Rotate.h"
+#include "Obs/ObsStates/Equinox.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Services.h"
 #include "siblings/include/Time.h"

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "Obs/CardLayouts/Columns.h"
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/ObsCardReading/FieldNote.h"
-#include "Obs/ObsCardReading/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "Obs/CardLayouts/Columns.h"
-#include "Obs/ObsCardReading/Refusal.h"
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {

@@ -8,11 +8,12 @@
 #include <utility>
 
 #include "Obs/CardLayouts/CardNumbers.h"
+#include "Obs/CardLayouts/DigitRuns.h"
 #include "Obs/CardLayouts/LineReader.h"
 #include "Obs/CardLayouts/Tty.h"
-#include "Obs/ObsCardReading/Cards/Rotate.h"
-#include "Obs/ObsCardReading/Cards/Type7.h"
 #include "Obs/ObsCardReading/Named.h"
+#include "Obs/ObsStates/Equinox.h"
+#include "Obs/ObsStates/Type7.h"
 #include "siblings/include/Sensors.h"
 #include "siblings/include/Services.h"
 #include "siblings/include/Time.h"
@@ -34,16 +35,15 @@ Refusal refused(std::string_view before, const CardText& card) {
 /// The number in up to eight columns that hold digits alone, as nearly all do: eight bytes that end with
 /// the field are taken at once. False for anything else, which says nothing about the field.
 [[gnu::always_inline]] inline bool readPlainDigits(const CardText& card, Columns columns, std::uint32_t& number) {
-    constexpr unsigned kBytes = 8;
     const std::string_view text = card.text();
-    if (std::endian::native != std::endian::little || columns.last > text.size() || columns.last < kBytes) return false;
+    if (std::endian::native != std::endian::little || columns.last > text.size() || columns.last < kDigitRun)
+        return false;
     std::uint64_t v = 0;
-    std::memcpy(&v, text.data() + columns.last - kBytes, kBytes);
-    v = (v ^ 0x3030303030303030u) >> (8 * (kBytes - columns.width())) << (8 * (kBytes - columns.width()));
-    if (((v | (v + 0x7676767676767676u)) & 0x8080808080808080u) != 0) return false;  // a byte above 9
-    v = v * 10 + (v >> 8);
-    v = ((v & 0x000000FF000000FFu) * 0x000F424000000064u + (v >> 16 & 0x000000FF000000FFu) * 0x0000271000000001u) >> 32;
-    number = static_cast<std::uint32_t>(v);
+    std::memcpy(&v, text.data() + columns.last - kDigitRun, kDigitRun);
+    const unsigned bitsBefore = 8 * (kDigitRun - columns.width());
+    v = (v ^ kZeroDigits) >> bitsBefore << bitsBefore;
+    if (!areDigitValues(v)) return false;
+    number = numberOfDigits(v);
     return true;
 }
 

@@ -12,9 +12,9 @@
 #include <string_view>
 
 #include "Obs/CardLayouts/Columns.h"
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/ObsCardReading/FieldNote.h"
 #include "Obs/ObsCardReading/ReadSettings.h"
-#include "Obs/ObsCardReading/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {

@@ -4,7 +4,8 @@
 #include <algorithm>
 #include <limits>
 
-#include "Obs/ObsCardReading/LaserRanging/SlrRange.h"
+#include "Obs/ObsCardReading/LaserRanging/Range.h"
+#include "Obs/ObsStates/Angles.h"
 #include "siblings/include/Services.h"
 #include "siblings/include/Time.h"
 
@@ -376,7 +377,7 @@ void CrdReader::readPointing(const Line& line) {
     if (why) return leaveOut(why, line);
     // NOTE: stations that do not record their pointing write zeros.
     if (pointing.azimuthDeg == 0 && pointing.elevationDeg == 0) return;
-    if (pointing.azimuthDeg < 0) pointing.azimuthDeg += 360;
+    pointing.azimuthDeg = eastwardsDeg(pointing.azimuthDeg);
     session_.addPointing(secondOfDay, pointing);
 }
 

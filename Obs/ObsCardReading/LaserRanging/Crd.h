@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Obs/ObsCardReading/LaserRanging/CrdItems.h"
-#include "Obs/ObsCardReading/LaserRanging/CrdSession.h"
-#include "Obs/ObsCardReading/LaserRanging/SlrSessionRefusal.h"
+#include "Obs/ObsCardReading/LaserRanging/Items.h"
+#include "Obs/ObsCardReading/LaserRanging/Session.h"
+#include "Obs/ObsCardReading/LaserRanging/SessionRefusal.h"
 
 namespace obs {
 

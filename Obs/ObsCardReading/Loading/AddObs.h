@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/Corrections.h"
 #include "Obs/ObsTree/Store.h"
 
 namespace obs {

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "Obs/CardLayouts/LineReader.h"
+#include "Obs/ObsCardReading/LaserRanging/Blocks.h"
 #include "Obs/ObsCardReading/LaserRanging/Crd.h"
-#include "Obs/ObsCardReading/LaserRanging/SlrBlocks.h"
 #include "Obs/ObsCardReading/ReadSettings.h"
 
 namespace obs {

@@ -3,11 +3,11 @@
 #pragma once
 
 #include "Obs/CardLayouts/LineReader.h"
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/ObsCardReading/Cards/Csv.h"
 #include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
 #include "Obs/ObsCardReading/ReadSettings.h"
-#include "Obs/ObsCardReading/Refusal.h"
 
 namespace obs {
 

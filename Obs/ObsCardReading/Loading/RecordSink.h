@@ -6,10 +6,10 @@
 #include <string_view>
 
 #include "Obs/CardLayouts/LineReader.h"
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/ObsCardReading/FieldNote.h"
-#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/Corrections.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
-#include "Obs/ObsCardReading/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Obs/ObsCardReading/Loading/SelectionValues.h"
+#include "Obs/ObsStates/Angles.h"
 #include "Obs/ObsTree/Selection.h"
 #include "siblings/include/Services.h"
 
@@ -319,7 +320,6 @@ private:
         if (token_.kind != Token::word) return refuseStrange(Fault::badValue, what.allowed);
         if (splitRange(what, textOf(token_), low, high)) return refuse(Fault::oneValue);
         if (!read(what, textOf(token_), value)) return false;
-        constexpr double kTurnDeg = 360;
         if (what.criterion == Criterion::azimuth && !(value.first >= 0 && value.first <= kTurnDeg))
             return refuse(Fault::beyondTurn);
         if (comparison == "<") value = {-kInfinity, std::nextafter(value.first, -kInfinity)};

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "Obs/CardLayouts/Columns.h"
-#include "Obs/ObsTypes/Companions.h"
+#include "Obs/ObsTypes/ObsSelection.h"
 
 namespace obs {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "Obs/ObsTypes/Companions.h"
+#include "Obs/ObsTypes/ObsSelection.h"
 
 namespace obs {
 

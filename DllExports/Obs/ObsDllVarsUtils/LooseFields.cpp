@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "DllExports/Obs/ObsDllVarsUtils/Fields.h"
+#include "DllExports/Obs/ObsDllVarsUtils/LooseFields.h"
 
 #include <new>
 
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 #include "Obs/ObsCardReading/Loading/AddObs.h"
+#include "Obs/ObsStates/Equinox.h"
 #include "Obs/ObsTree/Store.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Sensors.h"

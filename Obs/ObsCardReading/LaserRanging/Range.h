@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "Obs/ObsCardReading/Refusal.h"
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/ObsStates/SensorSource.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 

@@ -4,9 +4,9 @@
 
 #include <array>
 #include <cstddef>
-#include <string>
 #include <string_view>
 
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {
@@ -57,8 +57,7 @@ inline constexpr std::array<StateBlock, kStateBlockCount> kStateBlocks{{
 }};
 
 /// Fills the array from an observation at a time, 0 for its own. Right ascension that is not of date is rotated
-/// first. Another time needs a satellite position and velocity. Returns the reason of a refusal, which leaves the array
-/// cleared, or nothing.
-std::string obsrec2states(ObsRecord rec, double timeDs50, double* states);
+/// first. Another time needs a satellite position and velocity. A refusal leaves the array cleared.
+MaybeRefusal obsrec2states(ObsRecord rec, double timeDs50, double* states);
 
 }  // namespace obs

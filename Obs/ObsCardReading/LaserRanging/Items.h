@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "Obs/CardLayouts/Crd.h"
-#include "Obs/ObsCardReading/Refusal.h"
+#include "Obs/CardLayouts/Refusal.h"
 
 namespace obs {
 

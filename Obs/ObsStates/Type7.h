@@ -2,7 +2,7 @@
 /// Type 7 observations of TTY messages: position and velocity of a satellite, credited to a sensor.
 #pragma once
 
-#include "Obs/ObsCardReading/Refusal.h"
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/ObsStates/SensorSource.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 
 #include <algorithm>
 #include <new>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Obs/ObsCardReading/LaserRanging/SlrRange.h"
+#include "Obs/ObsCardReading/LaserRanging/Range.h"
 
 #include "Obs/CardLayouts/SlrNumbers.h"
 #include "Obs/ObsTypes/TypeSets.h"

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Obs/ObsCardReading/Cards/Type7.h"
+#include "Obs/ObsStates/Type7.h"
 
 #include <cmath>
 
+#include "Obs/ObsStates/Angles.h"
 #include "Obs/ObsStates/Topocentric.h"
 #include "Obs/ObsTypes/TypeSets.h"
 
@@ -18,12 +19,12 @@ MaybeRefusal convertType7(ObsRecord& rec, const SensorSource& sensors) {
     if (!std::isfinite(seen.azimuthRate + seen.elevationRate + seen.rangeRateKms))
         return Refusal{"ReadTTY2Lines: A type 7 observation needs a position and a velocity.", {}, 0, {}};
     rec.obsType = kTypeAllRates;
-    rec.azOrRa = withinTurnDeg(seen.azimuth);
-    rec.elOrDec = seen.elevation * kDegInRad;
+    rec.azOrRa = withinTurnDeg(seen.azimuth * kDegPerRad);
+    rec.elOrDec = seen.elevation * kDegPerRad;
     rec.range = seen.rangeKm;
     rec.rangeRate = seen.rangeRateKms;
-    rec.azRate = seen.azimuthRate * kDegInRad;
-    rec.elRate = seen.elevationRate * kDegInRad;
+    rec.azRate = seen.azimuthRate * kDegPerRad;
+    rec.elRate = seen.elevationRate * kDegPerRad;
     rec.rangeAccel = 0;
     rec.senPos = rec.senVel = {};
     return std::nullopt;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/Corrections.h"
 
 #include <algorithm>
 #include <array>
@@ -8,6 +8,7 @@
 #include <numbers>
 #include <utility>
 
+#include "Obs/ObsStates/Angles.h"
 #include "siblings/include/Constants.h"
 
 namespace obs {
@@ -18,7 +19,7 @@ std::atomic<SlrCorrectionSettings> gSettings{SlrCorrectionSettings{}};
 
 constexpr double kZeroCelsiusK = 273.15;
 
-double radians(double degrees) { return degrees * (std::numbers::pi / 180); }
+double radians(double degrees) { return degrees * kRadPerDeg; }
 
 double square(double x) { return x * x; }
 

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "DllExports/Obs/ObsDllVarsUtils/States.h"
+#include "Obs/ObsStates/States.h"
 
 #include <algorithm>
 #include <cmath>
 #include <optional>
 
-#include "Obs/ObsCardReading/Cards/Rotate.h"
+#include "Obs/ObsStates/Angles.h"
+#include "Obs/ObsStates/Equinox.h"
 #include "Obs/ObsStates/Topocentric.h"
+#include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Time.h"
 
 namespace obs {
@@ -41,25 +43,17 @@ bool isDate(double timeDs50) {
     return year != 0;
 }
 
-/// Degrees from 0 to below 360; what is within stays as it is, to the last bit.
-double withinTurn(double degrees) {
-    if (degrees >= 0 && degrees < 360) return degrees;
-    const double rest = std::fmod(degrees, 360);
-    const double within = rest < 0 ? rest + 360 : rest;
-    return within < 360 ? within + 0.0 : 0;  // no -0 either
-}
-
 // --- What was measured ---------------------------------------------------------------------
 
 /// NOTE: an angle beyond the zenith or the pole is not a direction, and a range of 0 none of a satellite.
 void takeMeasured(const ObsRecord& rec, Known& known) {
     const bool isDirection = std::fabs(rec.elOrDec) <= 90 && std::isfinite(rec.azOrRa);
     if (ObsHasAzEl(rec.obsType) && isDirection) {
-        known.azimuth = withinTurn(rec.azOrRa);
+        known.azimuth = withinTurnDeg(rec.azOrRa);
         known.elevation = rec.elOrDec;
     }
     if (ObsHasRaDec(rec.obsType) && isDirection) {
-        known.rightAscension = withinTurn(rec.azOrRa);
+        known.rightAscension = withinTurnDeg(rec.azOrRa);
         known.declination = rec.elOrDec;
     }
     if (ObsHasRange(rec.obsType) && rec.range > 0) known.range = rec.range;
@@ -77,12 +71,12 @@ std::optional<SensorPlace> sensorOf(const ObsRecord& rec) {
 family::StateKm stateAlong(const Known& known, const ObsRecord& rec, double rangeKm) {
     if (!known.sensor) return kNoState;
     if (!std::isfinite(known.azimuth))
-        return positionAt(*known.sensor, {known.rightAscension / kDegInRad, known.declination / kDegInRad}, rangeKm);
+        return positionAt(*known.sensor, {known.rightAscension / kDegPerRad, known.declination / kDegPerRad}, rangeKm);
     family::Horizon seen{
-        known.azimuth / kDegInRad, known.elevation / kDegInRad, rangeKm, kNotKnown, kNotKnown, kNotKnown};
+        known.azimuth / kDegPerRad, known.elevation / kDegPerRad, rangeKm, kNotKnown, kNotKnown, kNotKnown};
     if (ObsHasAzElRate(rec.obsType)) {
-        seen.azimuthRate = rec.azRate / kDegInRad;
-        seen.elevationRate = rec.elRate / kDegInRad;
+        seen.azimuthRate = rec.azRate / kDegPerRad;
+        seen.elevationRate = rec.elRate / kDegPerRad;
         seen.rangeRateKms = rec.rangeRate;
     }
     return stateOfSeen(*known.sensor, known.timeDs50, seen);
@@ -132,10 +126,10 @@ void completeSeen(const ObsRecord& rec, Known& known) {
     const RaDec direction = directionTo(*known.sensor, target);
     const family::Horizon seen = seenOfState(*known.sensor, known.timeDs50, target);
     if (!(seen.rangeKm > 0)) return;
-    fill(known.azimuth, withinTurnDeg(seen.azimuth));
-    fill(known.elevation, seen.elevation * kDegInRad);
-    fill(known.rightAscension, withinTurnDeg(direction.rightAscension));
-    fill(known.declination, direction.declination * kDegInRad);
+    fill(known.azimuth, withinTurnDeg(seen.azimuth * kDegPerRad));
+    fill(known.elevation, seen.elevation * kDegPerRad);
+    fill(known.rightAscension, withinTurnDeg(direction.rightAscension * kDegPerRad));
+    fill(known.declination, direction.declination * kDegPerRad);
     if (!isPlaced || isMeasured) return;
     fill(known.range, seen.rangeKm);
     fill(known.rangeRate, seen.rangeRateKms);
@@ -160,13 +154,14 @@ void putSatellite(const Known& known, Values& values) {
     put(values, kSatVelBlock, known.satellite.velKms);
     put(values, kSatPosJ2000Block, j2000.posKm);
     put(values, kSatVelJ2000Block, j2000.velKms);
-    put(values, kSatGeodeticBlock, {latitude * kDegInRad, longitude * kDegInRad, heightKm});
+    put(values, kSatGeodeticBlock, {latitude * kDegPerRad, longitude * kDegPerRad, heightKm});
 }
 
 void putSensor(const SensorPlace& sensor, Values& values) {
     put(values, kSenPosBlock, sensor.teme.posKm);
     put(values, kSenVelBlock, sensor.teme.velKms);
-    put(values, kSenGeodeticBlock, {sensor.latitudeDeg, std::remainder(sensor.longitudeDeg, 360), sensor.heightKm});
+    put(values, kSenGeodeticBlock,
+        {sensor.latitudeDeg, std::remainder(sensor.longitudeDeg, kTurnDeg), sensor.heightKm});
 }
 
 /// Blocks of numbers alone go out and into the mask. False when there is none but the time.
@@ -185,18 +180,18 @@ bool putValid(const Values& values, double* states) {
 
 }  // namespace
 
-std::string obsrec2states(ObsRecord rec, double timeDs50, double* states) {
+MaybeRefusal obsrec2states(ObsRecord rec, double timeDs50, double* states) {
     std::fill_n(states, kStatesLength, 0.0);
     rec.rotateToDate = 1;
     rotateIfAsked(rec);
     rec.obsType = typeWithRange(rec.obsType, rec.range);
     const double time = timeDs50 != 0 ? timeDs50 : rec.obsTime;
-    if (!isDate(rec.obsTime) || !isDate(time)) return "The time is not within the years 1 to 9999.";
+    if (!isDate(rec.obsTime) || !isDate(time)) return Refusal{"The time is not within the years 1 to 9999."};
     Known known = atItsTime(rec);
     if (time != rec.obsTime && !moveTo(time, rec, known))
-        return isFinite(known.satellite.velKms)
-                   ? "Two-body motion does not lead from the observation's state to that time."
-                   : "The observation has no position and velocity to be moved to another time.";
+        return Refusal{isFinite(known.satellite.velKms)
+                           ? "Two-body motion does not lead from the observation's state to that time."
+                           : "The observation has no position and velocity to be moved to another time."};
     completeSeen(rec, known);
 
     Values values{};
@@ -208,10 +203,10 @@ std::string obsrec2states(ObsRecord rec, double timeDs50, double* states) {
     put(values, kRaDecBlock, {known.rightAscension, known.declination});
     putSatellite(known, values);
     if (known.sensor) putSensor(*known.sensor, values);
-    if (putValid(values, states)) return {};
+    if (putValid(values, states)) return std::nullopt;
     std::fill_n(states, kStatesLength, 0.0);
-    return "The observation determines nothing (type " + std::to_string(rec.obsType) + ", sensor " +
-           std::to_string(rec.senNum) + ").";
+    return Refusal{"The observation determines nothing (type ",
+                   std::to_string(rec.obsType) + ", sensor " + std::to_string(rec.senNum), 0, ")."};
 }
 
 }  // namespace obs

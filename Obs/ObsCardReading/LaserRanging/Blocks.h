@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "Obs/CardLayouts/LineReader.h"
-#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
-#include "Obs/ObsCardReading/LaserRanging/SlrSessionRefusal.h"
+#include "Obs/ObsCardReading/LaserRanging/Corrections.h"
+#include "Obs/ObsCardReading/LaserRanging/SessionRefusal.h"
 #include "Obs/ObsCardReading/Loading/RecordSink.h"
 #include "Obs/ObsCardReading/ReadSettings.h"
 

@@ -8,7 +8,7 @@
 
 #include "Obs/CardLayouts/SlrNumbers.h"
 #include "Obs/ObsStates/SensorSource.h"
-#include "Obs/ObsTypes/Companions.h"
+#include "Obs/ObsTypes/LaserRecords.h"
 
 namespace obs {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Group "frame" of the exported header.
-#include "DllExports/Obs/ObsDllExports/Frame.h"
+#include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "Obs/ObsTree/Keys.h"
 

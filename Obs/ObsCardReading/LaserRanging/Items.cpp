@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Obs/ObsCardReading/LaserRanging/CrdItems.h"
+#include "Obs/ObsCardReading/LaserRanging/Items.h"
 
 #include <charconv>
 #include <string>

@@ -14,9 +14,9 @@ namespace obs {
 /// A message: fixed words, the text they quote (blank-padded to a width), fixed words.
 struct Refusal {
     std::string_view before;
-    std::string quoted;
+    std::string quoted = {};
     std::size_t quotedWidth = 0;
-    std::string_view after;
+    std::string_view after = {};
     std::int32_t status = 2;  ///< what a call that asks for one gets
     bool isLogged = true;     ///< else the log has the message already; whoever asks for lines is told all the same
     std::string unknownSensor = {};  ///< when that is the reason: what it is called

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Obs/ObsCardReading/LaserRanging/CrdSession.h"
+#include "Obs/ObsCardReading/LaserRanging/Session.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "Obs/CardLayouts/SlrNumbers.h"
-#include "Obs/ObsCardReading/LaserRanging/SlrRange.h"
+#include "Obs/ObsCardReading/LaserRanging/Range.h"
 #include "Obs/ObsTypes/TypeSets.h"
 
 namespace obs {

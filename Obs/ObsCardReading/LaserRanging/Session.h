@@ -9,10 +9,10 @@
 #include <string_view>
 #include <vector>
 
-#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
+#include "Obs/ObsCardReading/LaserRanging/Corrections.h"
 #include "Obs/ObsCardReading/Loading/RecordSink.h"
 #include "Obs/ObsCardReading/ReadSettings.h"
-#include "Obs/ObsTypes/Companions.h"
+#include "Obs/ObsTypes/LaserRecords.h"
 
 namespace obs {
 

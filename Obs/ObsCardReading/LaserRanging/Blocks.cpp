@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Obs/ObsCardReading/LaserRanging/SlrBlocks.h"
+#include "Obs/ObsCardReading/LaserRanging/Blocks.h"
 
 #include <algorithm>
 #include <cmath>
@@ -7,11 +7,12 @@
 #include <optional>
 
 #include "Obs/CardLayouts/SlrBlocks.h"
+#include "Obs/ObsCardReading/LaserRanging/Corrections.h"
 #include "Obs/ObsCardReading/LaserRanging/Crd.h"
-#include "Obs/ObsCardReading/LaserRanging/SlrCorrections.h"
-#include "Obs/ObsCardReading/LaserRanging/SlrRange.h"
+#include "Obs/ObsCardReading/LaserRanging/Range.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
 #include "Obs/ObsCardReading/Named.h"
+#include "Obs/ObsStates/Angles.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Time.h"
 
@@ -198,7 +199,7 @@ double SlrBlock::readAngles(const CardText& line, ObsRecord& rec) {
     const std::int32_t origin = count(line, layout::kAngleOrigin);
     if (origin < 1 || origin > 3) return elevationDeg;
     rec.obsType = kTypeAzElRange;
-    rec.azOrRa = azimuthDeg < 0 ? azimuthDeg + 360 : azimuthDeg;
+    rec.azOrRa = eastwardsDeg(azimuthDeg);
     return rec.elOrDec = elevationDeg;
 }
 
