@@ -10,8 +10,8 @@ from ._store import Observations, Selection, Store, store
 from ._table import Table
 
 __version__ = about().version
-states = store.states
+passes, states = store.passes, store.states
 
 __all__ = ["About", "AddResult", "BadLine", "EarthOrientation", "KeyUnknown", "LoadResult", "Observations", "Record",
            "SaveResult", "Selection", "Sensor", "Sensors", "Store", "Table", "about", "convert", "earth_orientation",
-           "from_dataframe", "load", "parse", "save", "sensors", "states", "store"]
+           "from_dataframe", "load", "parse", "passes", "save", "sensors", "states", "store"]

@@ -44,7 +44,7 @@ class LoadResult:
     def _add(self, counts: dict[str, int], rows: list[tuple[Any, ...]]) -> None:
         for name, count in counts.items():
             setattr(self, name, getattr(self, name) + count)
-        self.table = Table(self.table.names, [*self.table, *((KINDS.get(row[0], str(row[0])), *row[1:]) for row in rows)])
+        self.table = Table(self.table.names, [*self.table, *((KINDS.get(kind, str(kind)), *place, reason.rstrip()) for kind, *place, reason in rows)])
 
     def _repr_html_(self) -> str:
         counts = [(one.name.replace("_", " "), getattr(self, one.name)) for one in fields(self) if one.name != "table"]

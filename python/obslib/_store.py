@@ -19,6 +19,10 @@ STATES = (("time", 1, 1), ("sat_pos", 2, 3), ("sat_vel", 5, 3), ("sat_pos_j2000"
           ("sen_pos", 14, 3), ("sen_vel", 17, 3), ("sat_lat_lon_height", 20, 3), ("sen_lat_lon_height", 23, 3),
           ("az_el", 26, 2), ("range_km", 28, 1), ("range_rate_km_s", 29, 1), ("ra_dec", 30, 2))
 LINES = {"b3": 0, "tty": 1, "csv": 2}
+# ObsPass of the header.
+PASS = np.dtype([("sat_num", "i4"), ("sen_num", "i4"), ("observations", "i4"), ("reserved", "i4"), ("first_ds50", "f8"),
+                 ("last_ds50", "f8")])
+EPOCH = np.datetime64("1949-12-31", "us")  # day 0 of the days since 1950
 Order = str | int
 
 
@@ -61,6 +65,10 @@ class Observations:
         raise NotImplementedError
 
     def _export(self, columns: Iterable[str], order: Order | None, batch_rows: int) -> Any:
+        raise NotImplementedError
+
+    def _some(self) -> NDArray[np.int64] | None:
+        """The keys where it is not all."""
         raise NotImplementedError
 
     def __len__(self) -> int:
@@ -107,6 +115,16 @@ class Observations:
             found[name] = part[:, 0] if width == 1 else part
         return found
 
+    def passes(self) -> dict[str, NDArray[Any]]:
+        """Runs of observations of a satellite by a sensor, by satellite, sensor and time; a gap of more than ten minutes
+        and five median steps ends one. Columns sat_num, sen_num, observations, and first and last as times, with
+        _ds50 in days since 1950 UTC."""
+        rows = np.frombuffer(_native.passes(self._some()), PASS)
+        found: dict[str, NDArray[Any]] = {name: rows[name].copy() for name in PASS.names or () if name != "reserved"}
+        for name in ("first", "last"):
+            found[name] = EPOCH + np.round(found[name + "_ds50"] * 86400e6).astype("m8[us]")
+        return found
+
     def _repr_html_(self) -> str:
         shown = ("key", "time", "sat_num", "sen_num", "type")
         some = _native.export_stream(self.keys()[:10], 9, list(shown), WHOLE)
@@ -134,6 +152,9 @@ class Selection(Observations):
 
     def _export(self, columns: Iterable[str], order: Order | None, batch_rows: int) -> Any:
         return _native.export_stream(self.keys(order or "key"), 9, list(columns), batch_rows)
+
+    def _some(self) -> NDArray[np.int64] | None:
+        return self._keys
 
     def remove(self) -> None:
         """Removes them from the store."""
@@ -168,6 +189,9 @@ class Store(Observations):
 
     def _export(self, columns: Iterable[str], order: Order | None, batch_rows: int) -> Any:
         return _native.export_stream(None, order_number(order or "key"), list(columns), batch_rows)
+
+    def _some(self) -> NDArray[np.int64] | None:
+        return None
 
     def select(self, criteria: str) -> Selection:
         """What meets a text of criteria, such as "sat=5,25544 el>10"; ValueError says where a text is at fault."""

@@ -57,6 +57,31 @@ def test_selection(deck):
     assert len(deck) == 0 and deck.groups() == {}
 
 
+def test_passes(deck):
+    passes, columns = deck.passes(), deck.columns("sat_num", "sen_num", "time")
+    assert passes["observations"].sum() == len(deck) and (passes["first"] <= passes["last"]).all()
+    for row in range(0, len(passes["first"]), 50):
+        inside = [(columns[name] == passes[name][row]) for name in ("sat_num", "sen_num")]
+        times = columns["time"][inside[0] & inside[1]]
+        tick = np.timedelta64(1, "us")
+        assert ((times >= passes["first"][row] - tick) & (times <= passes["last"][row] + tick)).sum() == passes[
+            "observations"][row]
+    assert len(deck.select("sat=1:2 el<-80").passes()["first"]) == 0
+
+
+@pytest.mark.parametrize("many", [0, 10**6])
+def test_pictures(deck, many, monkeypatch):
+    matplotlib = pytest.importorskip("matplotlib")
+    matplotlib.use("agg")
+    from obslib import plot
+    monkeypatch.setattr(plot, "FEW", many)
+    for axes in (plot.sky(deck), plot.coverage(deck.select("type=2"))):
+        axes.figure.canvas.draw()
+        assert axes.get_title().split()[0].isdigit()
+    deck.clear()
+    plot.sky().figure.canvas.draw(), plot.coverage().figure.canvas.draw()
+
+
 def test_records(deck):
     record = deck.records(order="time")[0]
     assert record == deck[record.key] == pickle.loads(pickle.dumps(record)) and hash(record) == hash(deck[record.key])

@@ -118,8 +118,10 @@ def test_refusals(deck):
 def test_messages_go_to_logging(caplog):
     with caplog.at_level(logging.INFO, "obslib"):
         obslib.load((B3 + "\nrubbish\n").encode())
+        store.select("el>10")
     levels = {record.levelno for record in caplog.records}
     assert logging.INFO in levels and any("Total observations" in one.message for one in caplog.records)
+    assert not [one for one in caplog.records if "ObsGetSelectedByText" in one.message]
 
 
 def test_threads_take_turns():

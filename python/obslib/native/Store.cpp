@@ -6,6 +6,7 @@
 #include <nanobind/stl/string.h>
 
 #include <limits>
+#include <memory>
 
 #include "Call.h"
 
@@ -89,6 +90,23 @@ Reals states(Keys keys, double time) {
     return toArray(std::move(values), kStatesLength);
 }
 
+/// The passes as the bytes of the library's structures, which NumPy gives names.
+nb::object passes(std::optional<Keys> keys) {
+    int32_t count = 0, result = 0;
+    std::unique_ptr<ObsPass[]> found;
+    std::string reason;
+    {
+        const Exclusive exclusive;
+        // There are no more passes than observations; memory that is not written to costs nothing.
+        const int32_t room = keys ? toCount(keys->shape(0)) : ObsGetCount();
+        found.reset(new ObsPass[static_cast<size_t>(room) + 1]);
+        result = ObsGetPasses(keys ? room : -1, keys ? keys->data() : nullptr, room, found.get(), &count);
+        if (result != 0) reason = lastError();
+    }
+    if (result != 0) throw KeyUnknown(reason);
+    return nb::bytes(reinterpret_cast<const char*>(found.get()), static_cast<size_t>(count) * sizeof(ObsPass));
+}
+
 }  // namespace
 
 void bindStore(nb::module_& m) {
@@ -102,6 +120,8 @@ void bindStore(nb::module_& m) {
     define(m, "remove_group", removeGroup, nb::arg("group"));
     define(m, "clear", clear);
     define(m, "states", states, nb::arg("keys"), nb::arg("time"));
+    define(m, "passes", passes, nb::arg("keys").none(),
+           nb::sig("def passes(keys: numpy.typing.NDArray[numpy.int64] | None) -> bytes"));
 }
 
 }  // namespace obslib
