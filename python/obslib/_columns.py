@@ -39,7 +39,8 @@ def to_numpy(column: Mapping[str, Any]) -> NDArray[Any]:
     if "dictionary" in column or form == "u":
         if "dictionary" in column:
             words = texts(column["dictionary"])
-            found: NDArray[Any] = np.append(words, "")[plain(column) if missing is None else np.where(missing, plain(column), len(words))]
+            places = plain(column) if missing is None else np.where(missing, plain(column), len(words))
+            found: NDArray[Any] = np.append(words, "")[places]
         else:
             found = texts(column)
             if missing is not None:

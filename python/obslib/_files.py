@@ -44,11 +44,12 @@ class LoadResult:
     def _add(self, counts: dict[str, int], rows: list[tuple[Any, ...]]) -> None:
         for name, count in counts.items():
             setattr(self, name, getattr(self, name) + count)
-        self.table = Table(self.table.names, [*self.table, *((KINDS.get(kind, str(kind)), *place, reason.rstrip()) for kind, *place, reason in rows)])
+        told = [(KINDS.get(kind, str(kind)), *place, reason.rstrip()) for kind, *place, reason in rows]
+        self.table = Table(self.table.names, [*self.table, *told])
 
     def _repr_html_(self) -> str:
         counts = [(one.name.replace("_", " "), getattr(self, one.name)) for one in fields(self) if one.name != "table"]
-        return html(("count of", ""), [row for row in counts if row[1]]) + (self.table._repr_html_() if self.table else "")
+        return html(("count of", ""), [row for row in counts if row[1]]) + self.table._repr_html_()
 
 
 @dataclass(frozen=True, slots=True)
@@ -128,9 +129,10 @@ def load_text(text: bytes, group: int, year: int) -> Any:
         return counts, [(kind, "<bytes>" if name == file.name else name, *rest) for kind, name, *rest in rows]
 
 
-def save(path: str | os.PathLike[str], format: str = "csv", *, append: bool = False, group: int | None = None) -> SaveResult:
-    """Writes all observations, or a group's, as "b3", "tty", "csv", "rf", "crd" or "crd-full-rate". The file is complete
-    and on the disk when this returns; OSError otherwise, and the old one is still there."""
+def save(path: str | os.PathLike[str], format: str = "csv", *, append: bool = False,
+         group: int | None = None) -> SaveResult:
+    """Writes all observations, or a group's, as "b3", "tty", "csv", "rf", "crd" or "crd-full-rate". The file is
+    complete and on the disk when this returns; OSError otherwise, and the old one is still there."""
     if format not in FORMATS:
         raise ValueError(f"there is no format {format!r}; they are {', '.join(FORMATS)}")
     written, left_out, altered, rows = _native.save_file(os.fsencode(path), FORMATS[format], append, group)
@@ -140,8 +142,8 @@ def save(path: str | os.PathLike[str], format: str = "csv", *, append: bool = Fa
 
 def from_dataframe(frame: Any, *, naive: str | None = None, group: int = 0) -> AddResult:
     """Adds the rows of a frame to the store: of pandas, polars, pyarrow, or whatever hands out an Arrow stream
-    (`__arrow_c_stream__`). Columns are named as those of the store, any subset of them. Times without a zone are refused
-    unless `naive="UTC"`. `group` is that of rows without one."""
+    (`__arrow_c_stream__`). Columns are named as those of the store, any subset of them. Times without a zone are
+    refused unless `naive="UTC"`. `group` is that of rows without one."""
     if naive not in (None, "UTC"):
         raise ValueError(f"naive is None or 'UTC', not {naive!r}")
     if not hasattr(frame, "__arrow_c_stream__"):

@@ -11,7 +11,8 @@ from numpy.typing import ArrayLike, NDArray
 from . import _columns, _native
 from ._table import Table, html
 
-ORDERS = {"key": 9, "time": -1, "time, elevation": -2, "satellite": -10, "sensor": -4, "sensor, time": -5, "insertion": -8}
+ORDERS = {"key": 9, "time": -1, "time, elevation": -2, "satellite": -10, "sensor": -4, "sensor, time": -5,
+          "insertion": -8}
 BATCH_ROWS = 65536
 WHOLE = 2**31 - 1  # rows of a batch that takes all
 # Where the states array has what; the bit of its mask is the place in this list.
@@ -116,9 +117,9 @@ class Observations:
         return found
 
     def passes(self) -> dict[str, NDArray[Any]]:
-        """Runs of observations of a satellite by a sensor, by satellite, sensor and time; a gap of more than ten minutes
-        and five median steps ends one. Columns sat_num, sen_num, observations, and first and last as times, with
-        _ds50 in days since 1950 UTC."""
+        """Runs of observations of a satellite by a sensor, by satellite, sensor and time; a gap of more than ten
+        minutes and five median steps ends one. Columns sat_num, sen_num, observations, and first and last as times,
+        with _ds50 in days since 1950 UTC."""
         rows = np.frombuffer(_native.passes(self._some()), PASS)
         found: dict[str, NDArray[Any]] = {name: rows[name].copy() for name in PASS.names or () if name != "reserved"}
         for name in ("first", "last"):

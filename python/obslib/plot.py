@@ -37,22 +37,24 @@ def sky(observations: Observations | None = None, *, axes: Any = None) -> Any:
 
 
 def coverage(observations: Observations | None = None, *, axes: Any = None) -> Any:
-    """How many passes each sensor has of each satellite; those with the most, where there are too many for a picture."""
+    """How many passes each sensor has of each satellite; those with most, where there are too many for a picture."""
     pyplot = needed("matplotlib.pyplot", "plot")
     passes = (store if observations is None else observations).passes()
+    axes = axes if axes is not None else pyplot.figure().add_subplot()
+    axes.set_title(f"{len(passes['sat_num'])} passes")
+    if not len(passes["sat_num"]):
+        return axes
     satellites, sat_rows = most(passes["sat_num"])
     sensors, sen_rows = most(passes["sen_num"])
     shown = (sat_rows >= 0) & (sen_rows >= 0)
     counts = np.zeros((len(sensors), len(satellites)))
     np.add.at(counts, (sen_rows[shown], sat_rows[shown]), 1)
-    axes = axes if axes is not None else pyplot.figure().add_subplot()
     image = axes.imshow(np.ma.masked_equal(counts, 0), aspect="auto", interpolation="nearest")
     axes.figure.colorbar(image, ax=axes, label="passes")
     axes.set_xticks(range(len(satellites)), satellites, rotation=90, fontsize="small")
     axes.set_yticks(range(len(sensors)), sensors, fontsize="small")
     axes.set_xlabel("satellite")
     axes.set_ylabel("sensor")
-    axes.set_title(f"{len(passes['sat_num'])} passes")
     return axes
 
 

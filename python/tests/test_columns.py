@@ -99,7 +99,8 @@ def test_states(deck):
     own = deck.select("sen=923").columns("range_km", "type")
     assert np.isfinite(states["sen_pos"]).all()
     assert np.array_equal(states["range_km"], own["range_km"], equal_nan=True)
-    assert np.allclose(np.linalg.norm(states["sat_pos"], axis=1), np.linalg.norm(states["sat_pos_j2000"], axis=1), equal_nan=True)
+    of_date, j2000 = (np.linalg.norm(states[name], axis=1) for name in ("sat_pos", "sat_pos_j2000"))
+    assert np.allclose(of_date, j2000, equal_nan=True)
     assert obslib.sensors[923] == obslib.Sensor(923, "SOMEWHERE", 52.0, 5.0, 100.0) and 924 not in obslib.sensors
     obslib.sensors.load_laser_stations()
     assert 51 in obslib.sensors
@@ -144,7 +145,8 @@ def test_frames_that_are_refused():
     naive = arrow.array([10**15], arrow.timestamp("us"))
     for frame, error, words in (
             ({**row, "time": naive}, ValueError, "time"), ({**row, "ds50": [1.0], "colour": [1]}, ValueError, "colour"),
-            ({**row, "ds50": [[1.0]]}, ValueError, "ds50"), ({**row, "sat_num": ["five"], "ds50": [1.0]}, ValueError, "sat_num")):
+            ({**row, "ds50": [[1.0]]}, ValueError, "ds50"),
+            ({**row, "sat_num": ["five"], "ds50": [1.0]}, ValueError, "sat_num")):
         with pytest.raises(error, match=words):
             obslib.from_dataframe(arrow.table(frame))
     with pytest.raises(TypeError, match="dict"):

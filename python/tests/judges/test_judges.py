@@ -33,7 +33,8 @@ def test_stream_outlives_what_it_shows(deck):
     assert len(reader.read_all()) == count
 
 
-FRAMES = {"pandas": lambda table: table.to_pandas(types_mapper=pandas.ArrowDtype), "pandas, NumPy": lambda t: t.to_pandas(),
+FRAMES = {"pandas": lambda table: table.to_pandas(types_mapper=pandas.ArrowDtype),
+          "pandas, NumPy": lambda table: table.to_pandas(),
           "polars": polars.DataFrame, "pyarrow": lambda table: table, "batches": lambda table: table.to_reader(100),
           "duckdb": lambda table: duckdb.from_arrow(table).to_arrow_table()}
 
@@ -54,7 +55,8 @@ def test_frames_come_back(deck, name):
 
 def test_to_pandas_and_polars_agree(deck):
     ours, theirs = deck.to_pandas(order="key"), polars.DataFrame(deck)
-    assert list(ours.columns) == theirs.columns and str(ours["time"].dt.tz) == "UTC" and str(ours["type"].dtype) == "category"
+    assert list(ours.columns) == theirs.columns
+    assert str(ours["time"].dt.tz) == "UTC" and str(ours["type"].dtype) == "category"
     assert ours["range_km"].isna().sum() == theirs["range_km"].null_count() > 0
     assert ours["range_km"].sum() == pytest.approx(theirs["range_km"].sum())
     assert obslib.from_dataframe(theirs.head(0)).rows == 0
@@ -65,4 +67,5 @@ def test_parquet(deck, tmp_path):
     records = {one.key: one for one in deck.select("not type=P,V,R").records()}
     assert archive.write(tmp_path / "a.parquet", deck.select("not type=P,V,R")) == len(records)
     deck.clear()
-    assert archive.read(tmp_path / "a.parquet").added == len(records) and {one.key: one for one in deck.records()} == records
+    assert archive.read(tmp_path / "a.parquet").added == len(records)
+    assert {one.key: one for one in deck.records()} == records
