@@ -11,7 +11,7 @@ from pathlib import Path
 TOP = Path(__file__).resolve().parents[1]
 LINE = "SPDX-License-Identifier: Apache-2.0"
 FORMS = {"// {}": (".cpp", ".h"), "/* {} */": (".c", ".map"), "# {}": (".py", ".sh", ".cmake", ".in"), "! {}": (".f90",)}
-PUBLIC_C = ("ObsDllExports.h", "ObsFamily.h")
+PUBLIC_C = ("ObsDllExports.h", "ObsArrow.h", "ObsFamily.h")
 
 
 def form(path):

@@ -148,6 +148,16 @@ TEST_F(Memory, callsFailWithTheirReasonOrDoTheirWork) {
              return ObsAddFrFields('U', 5, 211, 27000, 1, 2, 3, 0, 0, 0, 0, '2', 0, 0, 0, 0, vector, vector, sigmas) <
                     0;
          }},
+        {"ObsReadArrow, ObsImportArrow", 1,
+         [&] {
+             ObsReadState state{sizeof state, 0, 1, 0, 0, 0, 0, 1, 0, 0};
+             ArrowArrayStream columns;
+             std::int64_t counts[OBS_ARROW_COUNTS];
+             const auto size = static_cast<std::int64_t>(b3.size());
+             const std::int32_t status =
+                 ObsReadArrow(b3.c_str(), size, &state, nullptr, nullptr, 0, 0, nullptr, nullptr, &columns);
+             return status != 0 ? status : ObsImportArrow(&columns, 0, 0, counts, 0, nullptr);
+         }},
         {"ObsB3ToCsv", 0, [&] { return ObsB3ToCsv(b3.c_str(), text); }},
         {"ObsSetSelObs", 0, [&] { return ObsSetSelObs("sat=5 type=6"); }},
         {"ObsSaveFile", 0, [&] { return ObsSaveFile(saved.c_str(), 0, 2); }},

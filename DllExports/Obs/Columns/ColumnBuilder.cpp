@@ -82,10 +82,6 @@ void releaseStream(ArrowArrayStream* stream) {
     stream->release = nullptr;
 }
 
-}  // namespace
-
-namespace {
-
 /// Sets bits from `first` on; those before it are set already, those after it 0.
 void setBits(std::uint8_t* bits, std::size_t first, const BlockFlags& flags, std::size_t count) {
     std::size_t i = 0;

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "DllExports/Obs/Columns/StoredColumns.h"
-#include "DllExports/Obs/ObsDllExports/ColumnTable.h"
 #include "DllExports/Obs/ObsDllExports/CallGuard.h"
+#include "DllExports/Obs/ObsDllExports/ColumnTable.h"
 #include "Obs/ObsTree/Store.h"
 
 using obs::kStatusOk;
