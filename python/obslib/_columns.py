@@ -35,29 +35,32 @@ def to_numpy(column: Mapping[str, Any]) -> NDArray[Any]:
     """A column: NaN, NaT or an empty text for null. Whole numbers become reals where one is null, lists an array of
     arrays."""
     form, length = column["format"], column["length"]
-    missing = valid(column)
+    there = valid(column)
     if "dictionary" in column or form == "u":
         if "dictionary" in column:
             words = texts(column["dictionary"])
-            places = plain(column) if missing is None else np.where(missing, plain(column), len(words))
+            places = plain(column) if there is None else np.where(there, plain(column), len(words))
             found: NDArray[Any] = np.append(words, "")[places]
         else:
             found = texts(column)
-            if missing is not None:
-                found = np.where(missing, found, "")
+            if there is not None:
+                found = np.where(there, found, "")
         return found
     if form.startswith("+"):
-        return lists(column, missing)
+        return lists(column, there)
     values = plain(column)
     if form.startswith("ts"):
         values = values.view("M8[us]")
         absent: Any = np.datetime64("NaT")
     else:
-        if missing is not None and values.dtype.kind in "iu":
+        if there is not None and values.dtype.kind in "iu":
             values = values.astype("f8")
         absent = np.nan
-    if missing is not None and length:
-        values[~missing] = absent  # the memory is this call's own
+    if there is None or not length:
+        return values
+    if not there.any():  # columns without a value share their memory
+        return np.full(length, absent, values.dtype)
+    values[~there] = absent  # the memory is this column's own
     return values
 
 
@@ -69,12 +72,12 @@ def plain(column: Mapping[str, Any]) -> NDArray[Any]:
     return found
 
 
-def lists(column: Mapping[str, Any], missing: NDArray[np.bool_] | None) -> NDArray[Any]:
+def lists(column: Mapping[str, Any], there: NDArray[np.bool_] | None) -> NDArray[Any]:
     found = np.empty(column["length"], object)
     if column["length"]:
         ends = column["values"].view("i4")[column["offset"]:]
         items = to_numpy(column["items"])
-        for row in range(column["length"]) if missing is None else np.flatnonzero(missing):
+        for row in range(column["length"]) if there is None else np.flatnonzero(there):
             found[row] = items[ends[row]:ends[row + 1]]
     return found
 

@@ -36,6 +36,8 @@ def test_columns_are_what_the_library_says(deck):
     assert np.isnan(columns["elevation"][columns["type"] == "5"]).all() and np.isfinite(columns["azimuth"][angles & (
         columns["type"] != "9") & (columns["type"] != "O")]).all()
     assert list(deck.columns("range_km", "key")) == ["range_km", "key"]
+    alone = deck.select("type=2").columns()  # most of its columns have no value, and those of texts none either
+    assert set(alone["type"]) == {"2"} and np.isnan(alone["declination"]).all() and set(alone["rf_flag1"]) == {""}
     store.clear()
     assert {name: len(column) for name, column in deck.columns().items()} == dict.fromkeys(columns, 0)
     assert columns["key"].tolist() == keys.tolist()  # they own what they show

@@ -144,7 +144,7 @@ nb::dict metadata(const char* block) {
 nb::object bytes(const void* data, int64_t length, const nb::object& owner) {
     if (data == nullptr) return nb::none();
     using Bytes = nb::ndarray<nb::numpy, uint8_t, nb::ndim<1>>;
-    // NOTE: the batch is ours alone, so that nulls may be written into it.
+    // NOTE: the batch is ours alone, so that nulls may be written into a column that has values of its own.
     return nb::cast(Bytes(const_cast<void*>(data), {static_cast<size_t>(length)}, owner));
 }
 
