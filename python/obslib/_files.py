@@ -5,7 +5,7 @@ from __future__ import annotations
 import glob
 import os
 import tempfile
-from collections.abc import Callable, Iterable
+from collections.abc import Iterable
 from dataclasses import dataclass, field, fields
 from typing import Any
 
@@ -91,11 +91,12 @@ def expanded(paths: Path | Iterable[Path]) -> list[Path]:
 
 
 def load(paths: Path | Iterable[Path], *, group: int = 0, select: str | None = None, year: int | None = None,
-         threads: int | None = None, progress: Callable[[int, int], object] | None = None) -> LoadResult:
+         threads: int | None = None) -> LoadResult:
     """Loads files into the store: paths, patterns, or bytes with the lines themselves.
 
     Each begins without a year (unless `year` gives that of TTY cards), with field keys and without selection; what its
     keyword lines set ends with it. `group` is the number of their group; `select` keeps what meets the criteria.
+    `threads` is the most that may be used; the library reads with one.
     """
     if threads is not None and threads < 1:
         raise ValueError(f"threads is 1 or more, not {threads}")

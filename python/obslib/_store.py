@@ -9,7 +9,7 @@ import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 from . import _columns, _native
-from ._table import Table, html
+from ._table import html
 
 ORDERS = {"key": 9, "time": -1, "time, elevation": -2, "satellite": -10, "sensor": -4, "sensor, time": -5,
           "insertion": -8}
