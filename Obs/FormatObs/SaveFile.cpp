@@ -103,7 +103,7 @@ void writeLines(LineWriter& out, const CardWriting& writing, std::optional<std::
         // An observation that a writer refuses is left out.
         if (const MaybeRefusal refusal = writing.write(rec, lines)) {
             if (refusal->isLogged) family::tracelogerror(refusal->message());
-            return lossIf(true, writing.lossOfRefused(rec));
+            return lossIf(true, writing.lossOfRefused == nullptr ? SaveLoss::notOfForm : writing.lossOfRefused(rec));
         }
         const bool usual = isUsual(writing.usual, rec, vectors, asterisks.seen());
         const LossSet losses = usual ? 0 : writing.lossesOf({rec, vectors, lines, sites});
@@ -153,7 +153,7 @@ void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::
     // Messages wait until the store is free: whoever receives them may be waiting for it.
     const family::MessageHold hold;
     const StandstillGuard guard;
-    if (const CardWriting* writing = cardWriting(saveForm)) writeLines(out, *writing, gid, tally);
+    if (const CardFormat* format = cardFormatOfForm(saveForm)) writeLines(out, *format->writing, gid, tally);
     out.flush();
 }
 
