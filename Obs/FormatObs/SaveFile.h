@@ -12,7 +12,8 @@
 namespace obs {
 
 /// Writes all observations, or those of a group, to an open file, while the store stands still: readers go on, who
-/// adds or removes waits until all is written. An observation that the writer refuses is left out. A form that is none
+/// adds or removes waits until all is written, or until progress is told on the way: then it is the turn of those who
+/// wait, and what they change of the observations whose turn has not come shows in the file. Throws Cancelled. An observation that the writer refuses is left out. A form that is none
 /// of the four writes nothing.
 void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::int32_t> gid, SaveTally& tally);
 
