@@ -15,6 +15,7 @@
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "FileKind.h"
 #include "Input.h"
+#include "Progress.h"
 #include "Stations.h"
 #include "Text.h"
 #include "siblings/include/ObsFamily.h"
@@ -203,7 +204,12 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
         fail(result.file, fmt::format("this is {}, not observations", kind.name));
         return result;
     }
-    const std::int32_t status = loadFile(kind.content, group);
+    std::int32_t status = 0;
+    {
+        Progress progress(Progress::Of::load, result.file, options_.quiet);
+        status = loadFile(kind.content, group);
+        progress.endLoad();
+    }
     ObsGetLoadCounts(&result.loaded, &result.duplicate, &result.bad);
     ObsGetLoadLines(&result.lines);
     lines_.tell(result.file, sink_);
@@ -255,6 +261,7 @@ void Session::save(const std::string& name, bool append, const Format& format) {
     if (!problem.empty()) return fail(subject, problem);
 
     // To replace standard output is to go on where it stands, also in the file that it may be.
+    const Progress progress(Progress::Of::save, subject, options_.quiet);
     const std::int32_t status =
         format.save(Text512(toOutput ? "/dev/stdout" : name).data(), append && !toOutput ? kAppend : kReplace);
     std::int64_t written = 0, leftOut = 0, altered = 0;
