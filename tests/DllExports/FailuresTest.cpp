@@ -204,6 +204,7 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "~UT1-UTC is at most", FamilySetEarthOrientation, 99, 0, 0, 0),
         FAILS(2, "fileopen: ", FamilyLoadEarthOrientation, missing.c_str()),
     };
+    // These have no way to fail.
     std::set<std::string> tried{"ObsInit",
                                 "ObsSetTTYYear",
                                 "GetObsKeyMode",
@@ -214,7 +215,7 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
                                 "ObsResetSelObs",
                                 "ObsSetLoadCallback",
                                 "ObsSetSaveCallback",
-                                "ObsSetProgressCallback"};  // these have no way to fail
+                                "ObsSetProgressCallback"};
     for (const Failing& one : calls) {
         tried.insert(one.function);
         log_.errors.clear();
