@@ -350,11 +350,11 @@ void runThreads(const Job& job, Figures& f) {
 }
 
 void runCards(const Job& job, Figures& f) {
-    constexpr std::size_t kMost = 100000, kText = 512;
+    constexpr std::size_t kMax = 100000, kText = 512;
     std::vector<char> texts;
-    texts.reserve(kMost * kText);
+    texts.reserve(kMax * kText);
     peers::CharsText::forEachLine(job.deckPath, [&](std::string_view line) {
-        if (texts.size() == kMost * kText) return;
+        if (texts.size() == kMax * kText) return;
         texts.insert(texts.end(), line.begin(), line.end());
         texts.resize((texts.size() / kText + 1) * kText, ' ');
     });

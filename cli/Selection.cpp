@@ -14,16 +14,16 @@ namespace obstool {
 
 namespace {
 
-constexpr std::int32_t kMostTerms = 128;  // more than a text of 512 characters has
+constexpr std::int32_t kMaxTerms = 128;  // more than a text of 512 characters has
 
 struct TermCounts {
     std::int32_t selected = 0, count = 0;
-    std::int32_t first[kMostTerms] = {}, last[kMostTerms] = {}, dropped[kMostTerms] = {};
+    std::int32_t first[kMaxTerms] = {}, last[kMaxTerms] = {}, dropped[kMaxTerms] = {};
 };
 
 /// Whether the library takes the criteria; if not, `first` and `last` of the first term are the columns at fault.
 bool countTerms(const std::string& criteria, TermCounts& counts) {
-    return ObsGetTermCounts(Text512(criteria).data(), kMostTerms, &counts.selected, &counts.count, counts.first,
+    return ObsGetTermCounts(Text512(criteria).data(), kMaxTerms, &counts.selected, &counts.count, counts.first,
                             counts.last, counts.dropped) == 0;
 }
 

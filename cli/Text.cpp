@@ -113,12 +113,12 @@ std::string printable(std::string_view text) {
 }
 
 std::string withoutPadding(std::string_view text) {
-    constexpr std::size_t kLeastPadding = 80;  // no form of card has that many blanks in a row
+    constexpr std::size_t kMinPadding = 80;  // no form of card has that many blanks in a row
     std::string shorter;
     while (!text.empty()) {
         const std::size_t blank = std::min(text.find(' '), text.size());
         const std::size_t end = std::min(text.find_first_not_of(' ', blank), text.size());
-        const bool isPadding = end - blank >= kLeastPadding || end == text.size();
+        const bool isPadding = end - blank >= kMinPadding || end == text.size();
         shorter += text.substr(0, isPadding ? blank : end);
         text.remove_prefix(end);
     }

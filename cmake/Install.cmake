@@ -24,11 +24,16 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/data ${PROJEC
   DESTINATION ${CMAKE_INSTALL_DOCDIR} USE_SOURCE_PERMISSIONS PATTERN CMakeLists.txt EXCLUDE
   PATTERN laser_stations.csv EXCLUDE)
 
-# The major version is the SONAME's number: within it a newer library serves older callers.
+# The major version is the SONAME's number: within it a newer library serves older callers. While it is 0, each minor
+# version may break its callers.
+set(OBS_COMPATIBILITY ${OBS_COMPATIBILITY})
+if(PROJECT_VERSION_MAJOR EQUAL 0)
+  set(OBS_COMPATIBILITY SameMinorVersion)
+endif()
 install(EXPORT ObsTargets NAMESPACE Obs:: DESTINATION ${OBS_CMAKE_DIR})
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/ObsConfig.cmake.in ${PROJECT_BINARY_DIR}/ObsConfig.cmake
   INSTALL_DESTINATION ${OBS_CMAKE_DIR} NO_SET_AND_CHECK_MACRO)
-write_basic_package_version_file(${PROJECT_BINARY_DIR}/ObsConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/ObsConfigVersion.cmake COMPATIBILITY ${OBS_COMPATIBILITY})
 install(FILES ${PROJECT_BINARY_DIR}/ObsConfig.cmake ${PROJECT_BINARY_DIR}/ObsConfigVersion.cmake
   DESTINATION ${OBS_CMAKE_DIR})
 

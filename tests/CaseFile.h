@@ -3,7 +3,7 @@
 ///
 ///   base NAME TEXT [TEXT]     a card, or two, to start from ("~" stands for a blank)
 ///   case NAME EDITS -> WHAT   edits: COLUMN=TEXT each, laid over the base, or "-" for none;
-///                             2:COLUMN=TEXT for the second card;
+///                             2:COLUMN=TEXT for the second card; " | " parts cases that give the same;
 ///                             what: FIELD=VALUE each, or "refused MESSAGE"
 #pragma once
 
@@ -26,9 +26,26 @@ struct Case {
     std::string card2;
 };
 
+/// The parts of a text between separators.
+inline std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> parts;
+    std::istringstream in(text);
+    for (std::string part; std::getline(in, part, separator);) parts.push_back(part);
+    return parts;
+}
+
 inline std::string withBlanks(std::string text) {
     std::replace(text.begin(), text.end(), '~', ' ');
     return text;
+}
+
+/// The pairs of a text "VALUE=TEXT VALUE=TEXT ...", such as what a writer makes of numbers.
+inline std::vector<std::pair<double, std::string>> valuesIn(const std::string& text) {
+    std::vector<std::pair<double, std::string>> pairs;
+    std::istringstream words(text);
+    for (std::string word; words >> word;)
+        pairs.emplace_back(std::strtod(word.c_str(), nullptr), withBlanks(word.substr(word.find('=') + 1)));
+    return pairs;
 }
 
 inline void edit(std::string& card, const std::string& word) {
@@ -57,20 +74,23 @@ inline std::vector<Case> readCases(const std::string& fileName) {
             continue;
         }
         const auto& [card, card2] = bases.at(name);
-        Case one{fileName + ":" + std::to_string(number), card, {}, {}, card2};
+        const std::string where = fileName + ":" + std::to_string(number);
+        const Case unedited{where, card, {}, {}, card2};
+        std::vector<Case> alike{unedited};
         while (words >> word && word != "->") {
-            if (word.rfind("2:", 0) == 0) edit(one.card2, word.substr(2));
-            else if (word != "-") edit(one.card, word);
+            if (word == "|") alike.push_back(unedited);
+            else if (word.rfind("2:", 0) == 0) edit(alike.back().card2, word.substr(2));
+            else if (word != "-") edit(alike.back().card, word);
         }
-        words >> std::ws;
-        if (words.peek() == 'r' && line.find("-> refused ") != std::string::npos) {
-            one.refusal = line.substr(line.find("-> refused ") + 11);
+        Case what;
+        if (const std::size_t refused = line.find("-> refused "); refused != std::string::npos) {
+            what.refusal = line.substr(refused + 11);
         } else {
             while (words >> word)
-                one.fields.emplace_back(word.substr(0, word.find('=')), withBlanks(word.substr(word.find('=') + 1)));
+                what.fields.emplace_back(word.substr(0, word.find('=')), withBlanks(word.substr(word.find('=') + 1)));
         }
-        if (one.fields.empty() && one.refusal.empty()) throw std::runtime_error(one.where + ": expects nothing");
-        cases.push_back(one);
+        if (what.fields.empty() && what.refusal.empty()) throw std::runtime_error(where + ": expects nothing");
+        for (const Case& one : alike) cases.push_back({where, one.card, what.fields, what.refusal, one.card2});
     }
     if (cases.empty()) throw std::runtime_error(fileName + ": no case");
     return cases;

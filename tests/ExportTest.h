@@ -9,6 +9,7 @@
 #include <string>
 
 #include "ObsDllExports.h"
+#include "tests/CaseFile.h"
 #include "tests/TestLog.h"
 
 namespace obs::test {

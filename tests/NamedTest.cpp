@@ -16,25 +16,15 @@ TEST(Named, singleFieldsOfCards) {
         const char* field;
         double value;
     } cases[] = {
-        {ParseOverpunchNum, "J23", -123},
-        {ParseOverpunchNum, "x23", 0},
-        {ParseRA, "1230300", 187.625},
-        {ParseRA, "123030x", 0},
-        {ParseElev, "J23456", -12.3456},
-        {ParseAzim, "1234567", 123.4567},
-        {ParseRange, "12345672", 1234.567},
-        {ParseRangeType6, "123456782", 12345.678},
-        {ParseRangeRate, "J234567", -12.34567},
-        {ParseRateB3, "-1234", -0.1234},
-        {ParseRangeAccel, "R2345", -9.2345},
-        {ParseEfgPos, "1123456784", -1.2345678},
-        {ParseEfgVel, "012345673", 0.1234567},
-        {ParseEfgVel, "", 0},
-        {ParseElevTTY, "1123456", -12.3456},
-        {ParseElevTTY, "-12.5", 12.5},
-        {ParseRateTTY, "112345", -1.2345},
-        {ParseRangeRateTTY, "J0123456", 1.23456},
-        {ParseRangeRateTTY, "1", 0},
+        // clang-format off
+        {ParseOverpunchNum, "J23", -123}, {ParseOverpunchNum, "x23", 0}, {ParseRA, "1230300", 187.625},
+        {ParseRA, "123030x", 0}, {ParseElev, "J23456", -12.3456}, {ParseAzim, "1234567", 123.4567},
+        {ParseRange, "12345672", 1234.567}, {ParseRangeType6, "123456782", 12345.678},
+        {ParseRangeRate, "J234567", -12.34567}, {ParseRateB3, "-1234", -0.1234}, {ParseRangeAccel, "R2345", -9.2345},
+        {ParseEfgPos, "1123456784", -1.2345678}, {ParseEfgVel, "012345673", 0.1234567}, {ParseEfgVel, "", 0},
+        {ParseElevTTY, "1123456", -12.3456}, {ParseElevTTY, "-12.5", 12.5}, {ParseRateTTY, "112345", -1.2345},
+        {ParseRangeRateTTY, "J0123456", 1.23456}, {ParseRangeRateTTY, "1", 0},
+        // clang-format on
     };
     for (const auto& c : cases) EXPECT_DOUBLE_EQ(c.parse(c.field), c.value) << c.field << " at " << &c - cases;
     EXPECT_EQ(GetSign('1') * GetSign('J'), -1);

@@ -24,3 +24,11 @@ public:
     std::vector<std::string> errors;
     std::vector<std::string> informations;
 };
+
+/// The calling thread's last message.
+inline std::string lastError() {
+    char text[512];
+    FamilyGetLastError(text);
+    const std::string all(text, sizeof text);
+    return all.substr(0, all.find_last_not_of(' ') + 1);
+}

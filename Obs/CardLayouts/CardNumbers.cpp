@@ -10,7 +10,7 @@ namespace obs {
 
 namespace {
 
-constexpr std::size_t kMostDigits = 18;
+constexpr std::size_t kMaxDigits = 18;
 
 /// The first column's sign and digit, when it is an overpunched letter.
 bool isOverpunch(char c) { return c >= 'J' && c <= 'R'; }
@@ -24,7 +24,7 @@ bool readInteger(std::string_view field, std::int64_t& value) {
     for (const char c : field) {
         if (c == ' ') continue;
         if (isDigit(c)) {
-            if (++digits > kMostDigits) return false;
+            if (++digits > kMaxDigits) return false;
             sum = 10 * sum + (c - '0');
         } else if ((c == '+' || c == '-') && !signSeen && digits == 0) {
             signSeen = true;

@@ -14,7 +14,7 @@
 namespace obs::crd {
 
 /// Most items of a line that anybody looks at, the record id included.
-inline constexpr std::size_t kMostItems = 24;
+inline constexpr std::size_t kMaxItems = 24;
 
 /// Items of a record, numbered from 0, the record id. The ones that are read have names.
 namespace h1 {

@@ -98,12 +98,12 @@ void putAsterisks(char* out, unsigned width) {
 }
 
 SignificantDigits significantDigits(double value, int digits) {
-    constexpr int kLeastExponent = -2, kMostExponent = 11;
+    constexpr int kMinExponent = -2, kMaxExponent = 11;
     constexpr double kLeast = 1e-3;
     const double size = std::fabs(value);
     if (size == 0) return {};
-    SignificantDigits result{0, kLeastExponent};
-    if (size >= kLeast && size < kPowersOfTen[kMostExponent]) {
+    SignificantDigits result{0, kMinExponent};
+    if (size >= kLeast && size < kPowersOfTen[kMaxExponent]) {
         while (size >= scaled(1, result.exponent)) ++result.exponent;
         result.digits = nearest(size, digits - result.exponent);
     } else {

@@ -104,7 +104,7 @@ LossSet lossesOfVectors(VectorSet vectors, const VectorsOfTypes& places, std::in
 
 /// NOTE: the exponent of a TTY component is a character of which the reader takes digits alone, see the writer.
 LossSet lossesOfTtyVectors(const ObsRecord& rec) {
-    constexpr int kMostExponent = 6;
+    constexpr int kMaxExponent = 6;
     LossSet losses = 0;
     for (const tty::Vector& vector : tty::kVectorsOnCard2) {
         if (!vector.carriedBy.has(rec.obsType)) continue;
@@ -113,7 +113,7 @@ LossSet lossesOfTtyVectors(const ObsRecord& rec) {
             if (isUsualComponent(value) || !std::isfinite(value)) continue;
             const auto digits = static_cast<int>(vector.columns[i].width()) - 2;
             const int exponent = significantDigits(value, digits).exponent;
-            losses |= lossIf(exponent < 0, SaveLoss::exponent) | lossIf(exponent > kMostExponent, SaveLoss::number);
+            losses |= lossIf(exponent < 0, SaveLoss::exponent) | lossIf(exponent > kMaxExponent, SaveLoss::number);
         }
     }
     return losses;
@@ -142,7 +142,7 @@ LossSet lossesOfUnusualB3(const ObsRecord& rec, VectorSet vectors, std::string_v
     return told(lossIf(!isClassification(rec.secClass), SaveLoss::classification) |
                 lossIf(!hasCard, SaveLoss::typeOfCard) | lossIf((rec.satNum | others) == 0, SaveLoss::noSatellite) |
                 lossesOfAsterisks(card.substr(b3::kSatNum.offset()), card[b3::kDateTime.offset()]) |
-                lossIf(rec.senNum > kMostOfThreeDigits, SaveLoss::sensorOfB3) |
+                lossIf(rec.senNum > kMaxOfThreeDigits, SaveLoss::sensorOfB3) |
                 lossesOfVectors(vectors, kOnB3, rec.obsType));
 }
 
@@ -151,7 +151,7 @@ LossSet lossesOfUnusualTty(const ObsRecord& rec, VectorSet vectors, std::string_
                            rec.obsType == kTypePositionVelocity || kSensorPositionTypes.has(rec.obsType);
     const bool isOnCard1 = tty::kTimeOnCard1WrittenTypes.has(rec.obsType);
     const char firstOfTime = isOnCard1 ? card1[tty::kTimeOnCard1.offset()] : card2[tty::kTimeOnCard2.offset()];
-    const bool isSensorCut = rec.senNum > kMostOfThreeDigits;
+    const bool isSensorCut = rec.senNum > kMaxOfThreeDigits;
     const bool isType7 = rec.obsType == kTypePositionVelocity;
     const bool isMoving = (vectors & kSenPosBit) != 0 && (vectors & kSenVelBit) != 0;
     LossSet losses = lossIf(isType7, SaveLoss::type7OfTty) | lossIf(isType7 && !isMoving, SaveLoss::emptyType7) |

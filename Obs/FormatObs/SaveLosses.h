@@ -87,15 +87,15 @@ LossSet lossesOfRf(const ObsRecord& rec, VectorSet vectors, std::string_view lin
 /// @param anglesLost whether the record has angles that the file does not.
 LossSet lossesOfCrd(VectorSet vectors, bool anglesLost);
 
-inline constexpr std::int32_t kMostOfThreeDigits = 999;
+inline constexpr std::int32_t kMaxOfThreeDigits = 999;
 
 /// The times that every form can hold: 1950 to 2056.
 inline bool isUsualTime(double timeDs50) { return timeDs50 >= 1 && timeDs50 < 39'000; }
 
 /// The components whose exponent a TTY card can hold, whatever their digits; km, km/s.
 inline bool isUsualComponent(double value) {
-    constexpr double kLeast = 0.1, kMost = 999'999;
-    return value == 0 || (std::fabs(value) >= kLeast && std::fabs(value) <= kMost);
+    constexpr double kLeast = 0.1, kMax = 999'999;
+    return value == 0 || (std::fabs(value) >= kLeast && std::fabs(value) <= kMax);
 }
 
 /// What a form may lose of an observation that looks usual otherwise.
@@ -108,7 +108,7 @@ struct UsualRules {
 /// Most observations pass these few comparisons and need no closer look.
 inline bool isUsual(const UsualRules& rules, const ObsRecord& rec, VectorSet vectors, bool hasAsterisks) {
     const VectorSet placed = kSensorPositionTypes.has(rec.obsType) ? VectorSet{kSenPosBit} : 0;
-    return (vectors & ~placed) == 0 && rec.satNum != 0 && rec.senNum <= kMostOfThreeDigits && !hasAsterisks &&
+    return (vectors & ~placed) == 0 && rec.satNum != 0 && rec.senNum <= kMaxOfThreeDigits && !hasAsterisks &&
            b3::kWrittenTypes.has(rec.obsType) && (!rules.classification || isClassification(rec.secClass)) &&
            (!rules.time || isUsualTime(rec.obsTime)) && !rec.rfData &&
            (!rules.exponents || vectors == 0 || std::all_of(rec.senPos.begin(), rec.senPos.end(), isUsualComponent));

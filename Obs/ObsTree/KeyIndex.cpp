@@ -13,7 +13,7 @@ namespace obs {
 
 namespace {
 
-constexpr unsigned kLeastBits = 10;
+constexpr unsigned kMinBits = 10;
 
 /// No live entry looks so: the table has more places than the highest number needs.
 constexpr std::uint32_t kRemoved = 0xffffffffu;
@@ -80,7 +80,7 @@ void KeyIndex::remove(std::int64_t key) {
 void KeyIndex::reserve(std::uint64_t count, std::uint64_t slotLimit) {
     // At least two numbers more than slots: none is all ones, which together with its tag would be the mark.
     const std::uint64_t least = std::max(count, (slotLimit + 1) / 2 + 1);
-    const unsigned bits = std::max({kLeastBits, static_cast<unsigned>(std::bit_width(2 * least - 1)), bits_});
+    const unsigned bits = std::max({kMinBits, static_cast<unsigned>(std::bit_width(2 * least - 1)), bits_});
     if (bits > bits_ || 2 * (count + removed_) > std::uint64_t{1} << bits_) rebuild(bits);
 }
 

@@ -16,8 +16,8 @@ namespace obs {
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr std::size_t kMostListed = 10;
-constexpr std::int32_t kMostType = 19;
+constexpr std::size_t kMaxListed = 10;
+constexpr std::int32_t kMaxType = 19;
 
 constinit std::mutex selob;
 
@@ -117,7 +117,7 @@ struct TestRun {
 /// but kNotSelected.
 SlotBlock::Set passing(const SlotBlock& block, const ObsSelection& selection, TestRun run,
                        const SlotBlock::Set& waiting) {
-    std::array<SlotBlock::Set, ObsSelection::kMostTests> at;
+    std::array<SlotBlock::Set, ObsSelection::kMaxTests> at;
     std::fill_n(at.begin() + static_cast<std::ptrdiff_t>(run.last), run.first - run.last + 1, SlotBlock::Set{});
     at[run.first] = waiting;
     SlotBlock::Set passed{};
@@ -198,7 +198,7 @@ void takeFlags(const double* criteria, Draft& draft) {
     const auto mask = static_cast<std::uint32_t>(criteria[kSelTypeMask]);
     if (mask != 0) {
         Intervals& types = draft.emplace_back(Criterion::type);
-        for (std::int32_t type = 0; type <= kMostType; ++type)
+        for (std::int32_t type = 0; type <= kMaxType; ++type)
             if ((mask >> type & 1u) != 0) types.allowType(type);
     }
     constexpr char kClasses[] = {'U', 'C', 'S'};
@@ -218,10 +218,10 @@ MaybeRefusal refusalOf(const double* criteria) {
     for (const auto& [element, criterion] : kPairs)
         if (criterion != Criterion::azimuth && criteria[element] > criteria[element + 1])
             return Refusal{"A low end is above its high end."};
-    if (!isWholeUpTo(criteria[kSelTypeMask], (1u << (kMostType + 1)) - 1))
+    if (!isWholeUpTo(criteria[kSelTypeMask], (1u << (kMaxType + 1)) - 1))
         return Refusal{"The type mask has bits for types 0 to 19."};
     if (!isWholeUpTo(criteria[kSelClass], 3)) return Refusal{"The classification is 0 to 3."};
-    if (!isWholeUpTo(criteria[kSelSatCount], kMostListed)) return Refusal{"The list holds 0 to 10 satellites."};
+    if (!isWholeUpTo(criteria[kSelSatCount], kMaxListed)) return Refusal{"The list holds 0 to 10 satellites."};
     if (std::any_of(criteria + kSelReserved, criteria + kSelectionLength, [](double value) { return value != 0; }))
         return Refusal{"The reserved elements must be 0."};
     return std::nullopt;

@@ -50,10 +50,10 @@ std::uint8_t addTest(ObsSelection& selection, Intervals&& intervals, SelectionTe
 /// Slots that are looked at together: their records fit the inner caches, so that each test can be made of all of them
 /// in turn. A set of them has a bit for each.
 struct SlotBlock {
-    static constexpr std::size_t kWords = 4, kWordBits = 64, kMost = kWords * kWordBits;
+    static constexpr std::size_t kWords = 4, kWordBits = 64, kMax = kWords * kWordBits;
     using Set = std::array<std::uint64_t, kWords>;
 
-    std::array<SlotNumber, kMost> slots;
+    std::array<SlotNumber, kMax> slots;
     std::size_t count = 0;
 
     Set all() const;
@@ -68,7 +68,7 @@ void scanBlocks(Visit&& visit) {
     SlotBlock block;
     gStore.pools.scan([&](SlotNumber slot) {
         block.slots[block.count++] = slot;
-        if (block.count < SlotBlock::kMost) return;
+        if (block.count < SlotBlock::kMax) return;
         visit(std::as_const(block));
         block.count = 0;
     });

@@ -31,7 +31,7 @@ constexpr std::string_view kDmaGone = "RemoveDMA: /DMA doesn't exist or was alre
 
 constexpr std::size_t kKeyColumns = 19;
 
-constexpr std::int32_t kMostSeqNum = std::numeric_limits<std::int32_t>::max();
+constexpr std::int32_t kMaxSeqNum = std::numeric_limits<std::int32_t>::max();
 
 constexpr unsigned kTimeStepBits = 6;
 constexpr std::int64_t kEqualTimeReach =
@@ -129,7 +129,7 @@ SlotNumber Store::find(std::int64_t obsKey) {
 
 void Store::reserve(std::size_t more, std::uint64_t slotLimit) {
     index.reserve(index.count() + more, slotLimit);
-    if (more > static_cast<std::size_t>(kMostSeqNum - lastSeqNum)) renumber();
+    if (more > static_cast<std::size_t>(kMaxSeqNum - lastSeqNum)) renumber();
 }
 
 bool Store::claimKey(SlotNumber slot, std::int64_t& key) {

@@ -41,10 +41,10 @@ struct SelectionTest {
 /// comes first, and each goes on to one before it. The list holds the low and high end of each interval. Without
 /// tests everything is selected.
 struct ObsSelection {
-    static constexpr std::size_t kMostTests = 128;  ///< a text of 512 characters has room for fewer
+    static constexpr std::size_t kMaxTests = 128;  ///< a text of 512 characters has room for fewer
     static constexpr std::uint8_t kSelected = 254, kNotSelected = 255;
 
-    std::array<SelectionTest, kMostTests> tests{};
+    std::array<SelectionTest, kMaxTests> tests{};
     std::uint8_t testCount = 0;
     std::uint8_t termCount = 0;
     Owned<RealList> bounds;

@@ -23,7 +23,7 @@ namespace {
 constexpr double kMjdOfDs50 = 33281;
 constexpr std::string_view kHeader = "mjd,dut1_s,xp_arcsec,yp_arcsec,lod_s";
 /// UT1-UTC drifts by a few milliseconds a day; more is a step of UTC.
-constexpr double kLeastStepS = 0.02;
+constexpr double kMinStepS = 0.02;
 
 /// UT1-UTC is kept below a second and the pole within 0.6"; days are some milliseconds too long. More is another unit.
 bool isPlausible(const EarthOrientation& earth) {
@@ -71,7 +71,7 @@ double taiMinusUtcS(double mjd, double fraction) {
 
 /// The step of UT1-UTC at the end of a day over which it changes by `change`, so that what remains is the drift.
 double stepS(double mjd, double change) {
-    if (std::abs(change) < kLeastStepS) { return 0; }
+    if (std::abs(change) < kMinStepS) { return 0; }
     // Before 1972 steps were of 0.05 and 0.1 s; a leap second may be later than the known ones.
     const double known = taiMinusUtcS(mjd + 1, 0) - taiMinusUtcS(mjd, 1);
     return known + std::round(change - known);

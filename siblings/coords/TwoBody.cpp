@@ -10,13 +10,13 @@
 namespace family {
 namespace {
 
-constexpr double kMostRevolutions = 1e9;
+constexpr double kMaxRevolutions = 1e9;
 /// Of a sum of the terms below, relative to the largest.
 constexpr double kRounding = 4e-15;
 /// A position that rounding may have moved by more than this part of its distance is not an answer: from far out on a
 /// hyperbola the terms grow beyond all digits.
-constexpr double kMostLost = 1e-6;
-constexpr int kMostSteps = 200;
+constexpr double kMaxLost = 1e-6;
+constexpr int kMaxSteps = 200;
 /// Of sqrt(-z): cosh of more is beyond what any time needs (e^300 s), and products of it would overflow.
 constexpr double kLargestHyperbolicAngle = 300;
 
@@ -111,10 +111,10 @@ bool KeplerEquation::solve(double time, double& x) const {
     if (!bracket(time, low, high)) { return false; }
     x = high;
     double lastStep = high - low;
-    for (int i = 0; i < kMostSteps; ++i) {
+    for (int i = 0; i < kMaxSteps; ++i) {
         const At here = at(x);
         const bool close = std::abs(here.time - time) <= here.rounding || high - low <= 2e-16 * high;
-        if (close && here.rounding <= kMostLost * time) { return true; }
+        if (close && here.rounding <= kMaxLost * time) { return true; }
         (here.time < time ? low : high) = x;
         double next = x - (here.time - time) / here.radius;
         if (!(next > low && next < high) || std::abs(next - x) > lastStep / 2) { next = low + (high - low) / 2; }
@@ -128,7 +128,7 @@ bool KeplerEquation::solve(double time, double& x) const {
 bool dropRevolutions(const KeplerEquation& kepler, double& seconds) {
     if (kepler.alpha <= 0) { return true; }
     const double periodS = 2 * std::numbers::pi / (kepler.alpha * std::sqrt(kepler.alpha) * kepler.sqrtMu);
-    if (!(std::abs(seconds) / periodS <= kMostRevolutions)) { return false; }
+    if (!(std::abs(seconds) / periodS <= kMaxRevolutions)) { return false; }
     seconds = std::remainder(seconds, periodS);
     return true;
 }
@@ -147,7 +147,7 @@ bool forward(const KeplerEquation& kepler, const StateKm& from, double seconds, 
     }
     const double lostKm = kRounding * (std::abs(f) * kepler.radius + std::abs(g) * length(from.velKms)) +
                           end.rounding / kepler.sqrtMu * length(to.velKms);
-    return isFinite(to) && lostKm <= kMostLost * length(to.posKm);
+    return isFinite(to) && lostKm <= kMaxLost * length(to.posKm);
 }
 
 /// Motion is the same backwards, with the velocity turned round.

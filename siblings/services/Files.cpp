@@ -143,8 +143,8 @@ public:
     }
 
 private:
-    static constexpr std::size_t kMostAtOnce = 16;  // more files at a time are not given up by a signal
-    static std::atomic<const Undo*> places[kMostAtOnce];
+    static constexpr std::size_t kMaxAtOnce = 16;  // more files at a time are not given up by a signal
+    static std::atomic<const Undo*> places[kMaxAtOnce];
     static_assert(std::atomic<const Undo*>::is_always_lock_free);
 
     void arm(int descriptor, const char* temporary, off_t length) {
@@ -165,7 +165,7 @@ private:
     pid_t process_ = 0;
     bool armed_ = false;
 };
-constinit std::atomic<const Undo*> Undo::places[Undo::kMostAtOnce]{};
+constinit std::atomic<const Undo*> Undo::places[Undo::kMaxAtOnce]{};
 
 [[maybe_unused]] const int forkHandled = pthread_atfork(nullptr, nullptr, Undo::forgetAll);
 
@@ -206,8 +206,8 @@ PathParts splitPath(const std::string& path) {
 
 /// Follows the links of the last component, also to a file that does not exist yet.
 int followLinks(std::string& path) {
-    constexpr int kMostLinks = 40;  // as the system itself allows
-    for (int links = 0; links < kMostLinks; ++links) {
+    constexpr int kMaxLinks = 40;  // as the system itself allows
+    for (int links = 0; links < kMaxLinks; ++links) {
         struct stat status {};
         if (::lstat(path.c_str(), &status) != 0) { return errno == ENOENT ? 0 : errno; }
         if (!S_ISLNK(status.st_mode)) { return 0; }

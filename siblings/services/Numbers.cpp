@@ -34,7 +34,7 @@ private:
     const char* end_;
 };
 
-constexpr int kMostDigits = 1000;       ///< twice an exchanged text
+constexpr int kMaxDigits = 1000;        ///< twice an exchanged text
 constexpr int kSignificantKept = 19;    ///< decimal digits that 64 bits always hold
 constexpr int kLargestExponent = 9999;  ///< beyond any real, so a longer one may stop there
 
@@ -46,7 +46,7 @@ constexpr std::uint64_t kLargestExactInteger = std::uint64_t{1} << std::numeric_
 
 /// A decimal number taken apart, with a blank-free copy of its digits and point.
 struct Decimal {
-    char copy[kMostDigits + 24];  ///< the last few for point and exponent
+    char copy[kMaxDigits + 24];  ///< the last few for point and exponent
     int length = 0;
     std::uint64_t leading = 0;  ///< the first significant digits
     int leadingDigits = 0;
@@ -88,11 +88,11 @@ bool scanDigits(Cursor& cursor, Decimal& number) {
             point = true;
             number.plain = false;
             number.copy[number.length++] = '.';
-        } else if (digits++ < kMostDigits) {
+        } else if (digits++ < kMaxDigits) {
             number.addDigit(c, point);
         }
     }
-    return digits > 0 && digits <= kMostDigits;
+    return digits > 0 && digits <= kMaxDigits;
 }
 
 bool scanExponent(Cursor& cursor, Decimal& number) {
@@ -120,10 +120,10 @@ double scaled(std::uint64_t digits, int power) {
 /// Sign, a few digits and a point without blanks, as most fields are: the same result as
 /// the full reader in a third of the time. False leaves everything to that one.
 bool readShort(std::string_view text, int impliedDecimals, double& value) {
-    constexpr std::size_t kMostColumns = 16;
+    constexpr std::size_t kMaxColumns = 16;
     const bool negative = !text.empty() && text.front() == '-';
     text.remove_prefix(negative ? 1 : 0);
-    if (text.size() > kMostColumns || impliedDecimals < 0 || impliedDecimals > kLargestExactPower) { return false; }
+    if (text.size() > kMaxColumns || impliedDecimals < 0 || impliedDecimals > kLargestExactPower) { return false; }
     std::uint64_t digits = 0;
     std::size_t count = 0, beforePoint = std::string_view::npos;
     for (const char c : text) {
@@ -192,12 +192,12 @@ bool readFullAlpha5(const char* text, std::int32_t& number) {
 
 /// A number written with blanks, or plain digits of another width.
 bool readSparseAlpha5(std::string_view text, std::int32_t& number) {
-    constexpr std::size_t kMostColumns = 10;  // of a 32-bit integer
-    char kept[kMostColumns];
+    constexpr std::size_t kMaxColumns = 10;  // of a 32-bit integer
+    char kept[kMaxColumns];
     std::size_t length = 0;
     for (const char c : text) {
         if (isBlank(c)) { continue; }
-        if (length == kMostColumns) { return false; }
+        if (length == kMaxColumns) { return false; }
         kept[length++] = c;
     }
     if (length == 5) { return readFullAlpha5(kept, number); }

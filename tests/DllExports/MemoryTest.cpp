@@ -7,13 +7,13 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <new>
 
 #include "ObsDllExports.h"
-#include "siblings/include/ObsFamily.h"
 #include "tests/CaseFile.h"
+#include "tests/Files.h"
+#include "tests/TestLog.h"
 
 namespace {
 
@@ -45,13 +45,6 @@ void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); 
 namespace obs::test {
 
 namespace {
-
-std::string lastError() {
-    char text[512];
-    FamilyGetLastError(text);
-    const std::string all(text, sizeof text);
-    return all.substr(0, all.find_last_not_of(' ') + 1);
-}
 
 std::ptrdiff_t openFiles() {
     const std::filesystem::directory_iterator files("/proc/self/fd");
@@ -86,19 +79,8 @@ void failEachAllocation(const std::string& what, const std::function<void()>& ca
 
 class Memory : public testing::Test {
 protected:
-    void SetUp() override {
-        folder_ = std::filesystem::temp_directory_path() / ("obs_memory_" + std::to_string(::getpid()));
-        std::filesystem::create_directory(folder_);
-    }
-    void TearDown() override {
-        std::filesystem::remove_all(folder_);
-        ObsRemoveAll();
-    }
-    std::string write(const std::string& name, const std::string& text) {
-        std::ofstream(folder_ / name) << text;
-        return folder_ / name;
-    }
-    std::filesystem::path folder_;
+    void TearDown() override { ObsRemoveAll(); }
+    const TempFolder folder_;
 };
 
 const std::string kCsv = "U,5,211,2024,1,12,0,0,0,0,0,0,0,0,0,0,500,0,0,6" + std::string(36, ',');
@@ -123,11 +105,11 @@ TEST_F(Memory, anRfLineSaysSo) {
 
 TEST_F(Memory, callsFailWithTheirReasonOrDoTheirWork) {
     const std::string b3 = readCases(OBS_TEST_DATA "/b3/b3.cases")[0].card;
-    const std::string sensors = write("sensors.csv",
-                                      "number,description,latitude_deg,longitude_deg,height_m\n"
-                                      "7090,A description longer than 16,1,2,3\n");
+    const std::string sensors = folder_.write("sensors.csv",
+                                              "number,description,latitude_deg,longitude_deg,height_m\n"
+                                              "7090,A description longer than 16,1,2,3\n");
     const std::string earth =
-        write("earth.csv", "mjd,dut1_s,xp_arcsec,yp_arcsec,lod_s\n60000,0,0,0,0\n60001,0,0,0,0\n");
+        folder_.write("earth.csv", "mjd,dut1_s,xp_arcsec,yp_arcsec,lod_s\n60000,0,0,0,0\n60001,0,0,0,0\n");
     const std::string saved = folder_ / "saved.txt", log = folder_ / "log.txt";
     double sigmas[64] = {}, vector[3] = {};
     sigmas[40] = 6;
@@ -227,7 +209,7 @@ TEST_F(Memory, aFailingLoadCountsWhatItStored) {
         card[17] = static_cast<char>('0' + i % 10);
         deck += card + "\n" + (i % 4 == 0 ? bad + "\n" + card + "\n" : "") + (i % 9 == 0 ? kCsv + "\n" : "");
     }
-    const std::string file = write("deck.txt", deck);
+    const std::string file = folder_.write("deck.txt", deck);
     std::int64_t told[4] = {};
     ObsSetLoadCallback([](std::int32_t kind, const char*, std::int64_t, const char*,
                           void* user) { ++static_cast<std::int64_t*>(user)[kind]; },

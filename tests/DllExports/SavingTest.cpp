@@ -5,7 +5,6 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -79,115 +78,68 @@ protected:
     const std::string file_ = std::filesystem::temp_directory_path() / ("obs_counts_" + std::to_string(::getpid()));
 };
 
-TEST_F(SaveCounts, tellWhatTheFileDoesNotBringBack) {
-    const auto fields = [](char type, double time, double pos, double vel) {
-        const double p[3] = {pos, pos, pos}, v[3] = {vel, 0, 0}, none[64] = {};
-        return ObsAddFrFields('U', 5, 345, time, 1, 2, 0, 0, 0, 0, 0, type, 0, 0, 5, 5, p, v, none);
-    };
-    const auto csv = [](std::map<int, std::string> given) { return ObsAddFrCsv(csvLine(given).c_str()); };
-    const auto rf = [](std::string site1, std::string site2) {
-        return ObsLoadCard(("2024:05:15::07:16:02.250000 450125 1.5 -2125 0.25 " + site1 + " 0.1 " + site2 +
+/// Stores what a case describes: a CSV line with other fields, loose fields, or an RF line with its sites.
+bool added(const std::string& text) {
+    std::vector<std::string> words = split(text, ' ');
+    std::map<int, std::string> changed;
+    for (const std::string& word : words)
+        if (const std::size_t equals = word.find('='); equals < word.size())
+            changed[std::stoi(word)] = word.substr(equals + 1);
+    if (words[0] == "csv") return ObsAddFrCsv(csvLine(changed).c_str()) > 0;
+    if (words[0] == "rf")
+        return ObsLoadCard(("2024:05:15::07:16:02.250000 450125 1.5 -2125 0.25 " + words[1] + " 0.1 " + words[2] +
                             " 2 25544 145800000 2024:05:15::07:20:00 10.4 A B C")
                                .c_str()) == 0;
-    };
-    const struct {
-        const char* what;
-        std::function<std::int64_t()> add;
-        std::array<Kinds, 5> kinds;  // B3, TTY, CSV, RF, CRD
-    } cases[] = {
-        {"nothing to tell", [&] { return csv({}); }, {{{}, {}, {}, {1}, {1}}}},
-        {"sensor",
-         [&] {
-             return csv({{3, "1234"}});
-         },
-         {{{3}, {2}, {}, {1}, {1}}}},
-        {"classification",
-         [&] {
-             return csv({{1, "X"}});
-         },
-         {{{2}, {}, {2}, {1}, {1}}}},
-        {"year 2060",
-         [&] {
-             return csv({{4, "2060"}});
-         },
-         {{{2}, {2}, {}, {1}, {1}}}},
-        {"1950 day 0", [&] { return fields('1', 0, 0, 0); }, {{{2}, {2}, {2}, {1}, {1}}}},
-        {"no satellite but further ones",
-         [&] {
-             return csv({{2, "0"}});
-         },
-         {{{}, {2}, {}, {1}, {1}}}},
-        {"satellite",
-         [&] {
-             return csv({{2, "400000"}});
-         },
-         {{{2}, {2}, {}, {1}, {1}}}},
-        {"declination",
-         [&] {
-             return csv({{9, "1000"}});
-         },
-         {{{2}, {2}, {}, {1}, {1}}}},
-        {"position of a ground sensor",
-         [&] {
-             return csv({{3, "62"}, {21, "7000"}});
-         },
-         {{{5}, {5}, {}, {1}, {5}}}},
-        {"small position", [&] { return fields('8', 27000, 0.0625, 0); }, {{{}, {7}, {}, {1}, {1}}}},
-        {"position rounded to 0.1", [&] { return fields('8', 27000, 0.0999999999, 0); }, {{{}, {}, {}, {1}, {1}}}},
-        {"large position", [&] { return fields('8', 27000, 999999.996, 0); }, {{{2}, {2}, {}, {1}, {1}}}},
-        {"velocity", [&] { return fields('8', 27000, 7000, 1); }, {{{5}, {5}, {5}, {1}, {1}}}},
-        {"type 7",
-         [&] {
-             return csv({{20, "7"}, {21, "7000"}});
-         },
-         {{{2}, {2}, {1}, {1}, {1}}}},
-        {"type 16",
-         [&] {
-             return csv({{20, "16"}});
-         },
-         {{{2}, {4}, {}, {1}, {1}}}},
-        {"type P", [&] { return fields('P', 27000, 7000, 0); }, {{{}, {2}, {5}, {1}, {1}}}},
-        {"type V", [&] { return fields('V', 27000, 7000, 1); }, {{{}, {2}, {5}, {1}, {1}}}},
-        {"RF", [&] { return rf("CCH_ESP", "CCH_ESP"); }, {{{2}, {2}, {6}, {}, {1}}}},
-        {"RF of two sites", [&] { return rf("CCH_ESP", "LONGNAME"); }, {{{2}, {4}, {6}, {6}, {1}}}},
-        {"RF of a long name", [&] { return rf("SITE_NAME2", "SITE_NAME2"); }, {{{2}, {4}, {6}, {2}, {1}}}},
-        {"RF of another's name", [&] { return rf("LONGNAME1", "LONGNAME1"); }, {{{2}, {4}, {6}, {3}, {1}}}},
-        {"not of type R",
-         [&] {
-             return csv({{3, "701"}, {50, "1.5"}});
-         },
-         {{{}, {}, {}, {4, 6}, {1}}}},
-        {"laser range",
-         [&] {
-             return csv({{3, "62"}});
-         },
-         {{{}, {}, {}, {1}, {}}}},
-        {"laser range without angles",
-         [&] {
-             return csv({{3, "62"}, {9, "0"}, {13, "0"}});
-         },
-         {{{}, {}, {}, {1}, {4}}}},
-    };
-    for (const auto& test : cases) {
+    const double p = std::stod(words[3]), pos[3] = {p, p, p}, vel[3] = {std::stod(words[4])}, none[64] = {};
+    return ObsAddFrFields('U', 5, 345, std::stod(words[2]), 1, 2, 0, 0, 0, 0, 0, words[1][0], 0, 0, 5, 5, pos, vel,
+                          none) > 0;
+}
+
+/// What, how it is stored, and the kinds that are told when it is saved as B3, TTY, CSV, RF and CRD.
+const std::array<std::string, 3> kCases[] = {
+    // clang-format off
+    {"nothing to tell", "csv", "///1/1"}, {"sensor", "csv 3=1234", "3/2//1/1"},
+    {"classification", "csv 1=X", "2//2/1/1"}, {"year 2060", "csv 4=2060", "2/2//1/1"},
+    {"1950 day 0", "fields 1 0 0 0", "2/2/2/1/1"}, {"no satellite but further ones", "csv 2=0", "/2//1/1"},
+    {"satellite", "csv 2=400000", "2/2//1/1"}, {"declination", "csv 9=1000", "2/2//1/1"},
+    {"position of a ground sensor", "csv 3=62 21=7000", "5/5//1/5"},
+    {"small position", "fields 8 27000 0.0625 0", "/7//1/1"},
+    {"position rounded to 0.1", "fields 8 27000 0.0999999999 0", "///1/1"},
+    {"large position", "fields 8 27000 999999.996 0", "2/2//1/1"}, {"velocity", "fields 8 27000 7000 1", "5/5/5/1/1"},
+    {"type 7", "csv 20=7 21=7000", "2/2/1/1/1"}, {"type 16", "csv 20=16", "2/4//1/1"},
+    {"type P", "fields P 27000 7000 0", "/2/5/1/1"}, {"type V", "fields V 27000 7000 1", "/2/5/1/1"},
+    {"RF", "rf CCH_ESP CCH_ESP", "2/2/6//1"}, {"RF of two sites", "rf CCH_ESP LONGNAME", "2/4/6/6/1"},
+    {"RF of a long name", "rf SITE_NAME2 SITE_NAME2", "2/4/6/2/1"},
+    {"RF of another's name", "rf LONGNAME1 LONGNAME1", "2/4/6/3/1"},
+    {"not of type R", "csv 3=701 50=1.5", "///4+6/1"}, {"laser range", "csv 3=62", "///1/"},
+    {"laser range without angles", "csv 3=62 9=0 13=0", "///1/4"},
+    // clang-format on
+};
+
+TEST_F(SaveCounts, tellWhatTheFileDoesNotBringBack) {
+    for (const auto& [what, add, kindsOfForms] : kCases) {
+        std::vector<std::string> expected = split(kindsOfForms, '/');
+        expected.resize(kCrd + 1);
         for (int form = 0; form <= kCrd; ++form) {
+            SCOPED_TRACE(what + ", form " + std::to_string(form));
             ObsRemoveAll();
-            ASSERT_GT(test.add(), 0) << test.what;
+            ASSERT_TRUE(added(add));
             std::int64_t key = 0;
             ObsGetLoaded(9, &key);
             const std::int32_t sensor = SenNumFrObsKey(key);
             const Kinds kinds = kindsOf(form);
-            EXPECT_EQ(kinds, test.kinds[static_cast<std::size_t>(form)]) << test.what << ", form " << form;
+            std::string shown;
+            for (const std::int32_t kind : kinds) shown.append(shown.empty() ? "" : "+").append(std::to_string(kind));
+            EXPECT_EQ(shown, expected[static_cast<std::size_t>(form)]);
             ObsRemoveAll();
-            const std::string what = test.what;
             if (form == 1 && what == "type 7") continue;  // which only its sensor's place makes readable
             const bool isReadAs0 = form == 1 && (what == "declination" || what == "large position");
             const bool comesBack = kinds.empty() || kinds[0] > OBS_SAVE_UNREADABLE || isReadAs0;
-            if (form == kCrd) ObsLoadSlrFile(file_.c_str());
-            else ObsLoadFile(file_.c_str());
-            EXPECT_EQ(ObsGetCount(), comesBack) << what << ", form " << form;
+            form == kCrd ? ObsLoadSlrFile(file_.c_str()) : ObsLoadFile(file_.c_str());
+            EXPECT_EQ(ObsGetCount(), comesBack);
             if (ObsGetCount() != 1) continue;
             ObsGetLoaded(9, &key);
-            EXPECT_EQ(SenNumFrObsKey(key) != sensor, kinds == Kinds{OBS_SAVE_SENSOR}) << test.what << ", form " << form;
+            EXPECT_EQ(SenNumFrObsKey(key) != sensor, kinds == Kinds{OBS_SAVE_SENSOR});
         }
     }
 }

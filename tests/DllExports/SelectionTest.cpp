@@ -91,85 +91,71 @@ protected:
     const double open_[32] = {};
 };
 
+#define WHERE(...) []([[maybe_unused]] const AllFields& f) { return __VA_ARGS__; }
+
+const std::pair<const char*, Filter> kTexts[] = {
+    {"sat=7,9:11,0", WHERE(f.sat == 7 || (f.sat >= 9 && f.sat <= 11))},
+    {"SEN=211: sat=:20", WHERE(f.sen >= 211 && f.sat <= 20)},
+    {"type=8,6", WHERE(std::string("8M6").find(f.type) != std::string::npos)},
+    {"type=M,p", WHERE(f.type == 'M' || f.type == 'P')},
+    {"type=1:3", WHERE(f.type >= '1' && f.type <= '3')},
+    {"time=24001:24003", WHERE(f.time >= kJanuary2024 && f.time < kJanuary2024 + 3)},
+    {"az=-10:10", WHERE(hasAngles(f.type) && (f.az >= 350 || f.az <= 10))},
+    {"az=:90", WHERE(hasAngles(f.type) && f.az <= 90)},
+    {"az=350:", WHERE(hasAngles(f.type) && f.az >= 350)},
+    {"az=300:700", WHERE(hasAngles(f.type))},
+    {"time=24001", WHERE(f.time >= kJanuary2024 && f.time < kJanuary2024 + 1)},
+    {"time=2400112:240011330", WHERE(f.time >= kJanuary2024 + .5 && f.time < kJanuary2024 + 13.5 / 24 + 1 / 1440.)},
+    {"time=27030.25:", WHERE(f.time >= 27030.25)},
+    {"time=:24002000000.000", WHERE(f.time <= kJanuary2024 + 1)},
+    {"el=10:", WHERE(hasAngles(f.type) && f.el >= 10)},
+    {"az=350:10 el=-20.5:20.5", WHERE(hasAngles(f.type) && (f.az >= 350 || f.az <= 10) && std::abs(f.el) <= 20.5)},
+    {"range=:1000", WHERE(hasRange(f.type) && f.range <= 1000)},
+    {"rate=-1.5:1.5,4", WHERE(hasRate(f.type) && (std::abs(f.rate) <= 1.5 || f.rate == 4))},
+    {"class=u,S", WHERE(upperCase(f.secClass) != 'C')},
+    {" |gid=0", WHERE(true)},
+    // Comparisons, on either side of a value; != needs a value, not does not.
+    {"sat != 7, 9:11", WHERE(f.sat != 7 && (f.sat < 9 || f.sat > 11))},
+    {"el<-20 el>=-80", WHERE(hasAngles(f.type) && f.el < -20 && f.el >= -80)},
+    {"el<=5 and el>-5", WHERE(hasAngles(f.type) && f.el <= 5 && f.el > -5)},
+    {"el!=0", WHERE(hasAngles(f.type) && f.el != 0)},
+    {"not el=0", WHERE(!hasAngles(f.type) || f.el != 0)},
+    {"az>350", WHERE(hasAngles(f.type) && f.az > 350)},
+    {"az>360 or az<0|gid=3", WHERE(false)},
+    {"type!=8", WHERE(f.type != '8' && f.type != 'M')},
+    {"type<4 or type<=8 type>7", WHERE(f.type < '4' || f.type == '8' || f.type == 'M')},
+    {"ind1=2 ind2<2", WHERE(f.i1 == 2 && f.i2 < 2)},
+    // Dates: all of the day, the hour, the minute. A colon in a time of day is part of it.
+    {"time>2024-01-01", WHERE(f.time >= kJanuary2024 + 1)},
+    {"time>=24001 time<=2024-002", WHERE(inHours(f, 0, 48))},
+    {"time=2024-01-01:2024-01-03", WHERE(inHours(f, 0, 72))},
+    {"time=2024-001T01|time=2400101", WHERE(inHours(f, 1, 2))},  // 2 h is not in it
+    {"time=2024-01-01t01:59| \"time=240010159\" ", WHERE(inHours(f, 119 / 60., 2))},
+    {"time=2024-01-01T10:00..2024-01-01T12:00:00Z", WHERE(inHours(f, 10, 12 + 1 / 3600.))},
+    {"time=2024-01-01T00:00:00.0000..2024-01-01T01:00:00.5", WHERE(inHours(f, 0, 1 + .6 / 3600))},
+    {"time=..2024-01-01", WHERE(f.time < kJanuary2024 + 1)},
+    {"year=2023|time<24001", WHERE(f.time < kJanuary2024)},
+    {"year>2023", WHERE(f.time >= kJanuary2024)},
+    // Units and names.
+    {"range<2000km range>=500000m", WHERE(hasRange(f.type) && f.range < 2000 && f.range >= 500)},
+    {"rate=-1500m/s:1.5E3M/S", WHERE(hasRate(f.type) && std::abs(f.rate) <= 1.5)},
+    {"el=1200arcmin..0.5rad", WHERE(hasAngles(f.type) && f.el >= 20 && f.el <= 28.6)},
+    {"sen='A Site',\"CTU_ESP\",206", WHERE(f.sen == 207 || f.sen == 206)},
+    {"sat=\"LAGEOS-1\",'lageos 2',8", WHERE(f.sat == 8)},
+    // One term of several criteria is in no criterion's counts, a negated one in its own.
+    {"(sat=7 or el>0) Not(sen=211:215 AND rate>0)",
+     WHERE((f.sat == 7 || (hasAngles(f.type) && f.el > 0)) &&
+           !(f.sen >= 211 && f.sen <= 215 && hasRate(f.type) && f.rate > 0))},
+};
+
 TEST_F(Selection, textsSelectLikeAFilter) {
-    struct {
-        const char* text;
-        Filter keep;
-    } const cases[] = {
-        {"", [](const AllFields&) { return true; }},
-        {"sat=7,9:11,0", [](const AllFields& f) { return f.sat == 7 || (f.sat >= 9 && f.sat <= 11); }},
-        {"SEN=211: sat=:20", [](const AllFields& f) { return f.sen >= 211 && f.sat <= 20; }},
-        {"type=8,6", [](const AllFields& f) { return std::string("8M6").find(f.type) != std::string::npos; }},
-        {"type=M,p", [](const AllFields& f) { return f.type == 'M' || f.type == 'P'; }},
-        {"type=1:3", [](const AllFields& f) { return f.type >= '1' && f.type <= '3'; }},
-        {"time=24001:24003", [](const AllFields& f) { return f.time >= kJanuary2024 && f.time < kJanuary2024 + 3; }},
-        {"time=2400101", [](const AllFields& f) { return inHours(f, 1, 2); }},  // 2 h is not in it
-        {" \"time=240010159\" ", [](const AllFields& f) { return inHours(f, 119 / 60., 2); }},
-        {"az=-10:10", [](const AllFields& f) { return hasAngles(f.type) && (f.az >= 350 || f.az <= 10); }},
-        {"az=:90", [](const AllFields& f) { return hasAngles(f.type) && f.az <= 90; }},
-        {"az=350:", [](const AllFields& f) { return hasAngles(f.type) && f.az >= 350; }},
-        {"az=300:700", [](const AllFields& f) { return hasAngles(f.type); }},
-        {"time=24001", [](const AllFields& f) { return f.time >= kJanuary2024 && f.time < kJanuary2024 + 1; }},
-        {"time=2400112:240011330",
-         [](const AllFields& f) {
-             return f.time >= kJanuary2024 + .5 && f.time < kJanuary2024 + 13.5 / 24 + 1 / 1440.;
-         }},
-        {"time=27030.25:", [](const AllFields& f) { return f.time >= 27030.25; }},
-        {"time=:24002000000.000", [](const AllFields& f) { return f.time <= kJanuary2024 + 1; }},
-        {"el=10:", [](const AllFields& f) { return hasAngles(f.type) && f.el >= 10; }},
-        {"az=350:10 el=-20.5:20.5",
-         [](const AllFields& f) { return hasAngles(f.type) && (f.az >= 350 || f.az <= 10) && std::abs(f.el) <= 20.5; }},
-        {"range=:1000", [](const AllFields& f) { return hasRange(f.type) && f.range <= 1000; }},
-        {"rate=-1.5:1.5,4",
-         [](const AllFields& f) { return hasRate(f.type) && (std::abs(f.rate) <= 1.5 || f.rate == 4); }},
-        {"class=u,S", [](const AllFields& f) { return upperCase(f.secClass) != 'C'; }},
-        {"gid=0", [](const AllFields&) { return true; }},
-        {"gid=3", [](const AllFields&) { return false; }},
-        // Comparisons, on either side of a value; != needs a value, not does not.
-        {"sat != 7, 9:11", [](const AllFields& f) { return f.sat != 7 && (f.sat < 9 || f.sat > 11); }},
-        {"el<-20 el>=-80", [](const AllFields& f) { return hasAngles(f.type) && f.el < -20 && f.el >= -80; }},
-        {"el<=5 and el>-5", [](const AllFields& f) { return hasAngles(f.type) && f.el <= 5 && f.el > -5; }},
-        {"el!=0", [](const AllFields& f) { return hasAngles(f.type) && f.el != 0; }},
-        {"not el=0", [](const AllFields& f) { return !hasAngles(f.type) || f.el != 0; }},
-        {"az>350", [](const AllFields& f) { return hasAngles(f.type) && f.az > 350; }},
-        {"az>360 or az<0", [](const AllFields&) { return false; }},
-        {"type!=8", [](const AllFields& f) { return f.type != '8' && f.type != 'M'; }},
-        {"type<4 or type<=8 type>7", [](const AllFields& f) { return f.type < '4' || f.type == '8' || f.type == 'M'; }},
-        {"ind1=2 ind2<2", [](const AllFields& f) { return f.i1 == 2 && f.i2 < 2; }},
-        // Dates: all of the day, the hour, the minute. A colon in a time of day is part of it.
-        {"time<24001", [](const AllFields& f) { return f.time < kJanuary2024; }},
-        {"time>2024-01-01", [](const AllFields& f) { return f.time >= kJanuary2024 + 1; }},
-        {"time>=24001 time<=2024-002", [](const AllFields& f) { return inHours(f, 0, 48); }},
-        {"time=2024-01-01:2024-01-03", [](const AllFields& f) { return inHours(f, 0, 72); }},
-        {"time=2024-001T01", [](const AllFields& f) { return inHours(f, 1, 2); }},
-        {"time=2024-01-01t01:59", [](const AllFields& f) { return inHours(f, 119 / 60., 2); }},
-        {"time=2024-01-01T10:00..2024-01-01T12:00:00Z",
-         [](const AllFields& f) { return inHours(f, 10, 12 + 1 / 3600.); }},
-        {"time=2024-01-01T00:00:00.0000..2024-01-01T01:00:00.5",
-         [](const AllFields& f) { return inHours(f, 0, 1 + .6 / 3600); }},
-        {"time=..2024-01-01", [](const AllFields& f) { return f.time < kJanuary2024 + 1; }},
-        {"year=2023", [](const AllFields& f) { return f.time < kJanuary2024; }},
-        {"year>2023", [](const AllFields& f) { return f.time >= kJanuary2024; }},
-        // Units and names.
-        {"range<2000km range>=500000m",
-         [](const AllFields& f) { return hasRange(f.type) && f.range < 2000 && f.range >= 500; }},
-        {"rate=-1500m/s:1.5E3M/S", [](const AllFields& f) { return hasRate(f.type) && std::abs(f.rate) <= 1.5; }},
-        {"el=1200arcmin..0.5rad", [](const AllFields& f) { return hasAngles(f.type) && f.el >= 20 && f.el <= 28.6; }},
-        {"sen='A Site',\"CTU_ESP\",206", [](const AllFields& f) { return f.sen == 207 || f.sen == 206; }},
-        {"sat=\"LAGEOS-1\",'lageos 2',8", [](const AllFields& f) { return f.sat == 8; }},
-        // One term of several criteria is in no criterion's counts, a negated one in its own.
-        {"(sat=7 or el>0) Not(sen=211:215 AND rate>0)",
-         [](const AllFields& f) {
-             return (f.sat == 7 || (hasAngles(f.type) && f.el > 0)) &&
-                    !(f.sen >= 211 && f.sen <= 215 && hasRate(f.type) && f.rate > 0);
-         }},
-    };
     ASSERT_EQ(FamilyAddSensor(207, "A Site", 0, 0, 0), 0);
-    for (const auto& one : cases) {
-        ASSERT_EQ(ObsSetSelObs(Text(one.text)), 0) << log_.errors.back();
-        for (const std::int32_t order : {-1, 6, 9, 8})
-            EXPECT_EQ(selected(open_, order), filtered(order, one.keep)) << one.text;
-    }
+    for (const auto& [texts, keep] : kTexts)
+        for (const std::string& text : split(texts, '|')) {
+            ASSERT_EQ(ObsSetSelObs(Text(text)), 0) << log_.errors.back();
+            for (const std::int32_t order : {-1, 6, 9, 8})
+                EXPECT_EQ(selected(open_, order), filtered(order, keep)) << text;
+        }
     FamilyRemoveSensors();
     ObsResetSelObs();
     EXPECT_EQ(selected(open_, 9).size(), static_cast<std::size_t>(ObsGetCount()));
@@ -184,13 +170,12 @@ public:
         Filter holds;
     };
     static inline const Criterion kCriteria[] = {
-        {"sat<20", [](const AllFields& f) { return f.sat < 20; }},
-        {"sen>=215", [](const AllFields& f) { return f.sen >= 215; }},
-        {"el>10", [](const AllFields& f) { return hasAngles(f.type) && f.el > 10; }},
-        {"az!=0:180", [](const AllFields& f) { return hasAngles(f.type) && f.az > 180; }},
-        {"range<=2500", [](const AllFields& f) { return hasRange(f.type) && f.range <= 2500; }},
-        {"ind1!=1,2", [](const AllFields& f) { return f.i1 != 1 && f.i1 != 2; }},
-        {"class!=C", [](const AllFields& f) { return upperCase(f.secClass) != 'C'; }},
+        // clang-format off
+        {"sat<20", WHERE(f.sat < 20)}, {"sen>=215", WHERE(f.sen >= 215)},
+        {"el>10", WHERE(hasAngles(f.type) && f.el > 10)}, {"az!=0:180", WHERE(hasAngles(f.type) && f.az > 180)},
+        {"range<=2500", WHERE(hasRange(f.type) && f.range <= 2500)}, {"ind1!=1,2", WHERE(f.i1 != 1 && f.i1 != 2)},
+        {"class!=C", WHERE(upperCase(f.secClass) != 'C')},
+        // clang-format on
     };
 
     static bool holds(const Words& words, const AllFields& f) {
@@ -270,17 +255,8 @@ TEST_F(Selection, expressionsSelectAsASlowReadingOfThem) {
 }
 
 TEST_F(Selection, arraysSelectWithTheGlobalCriteria) {
-    double criteria[32] = {};
-    criteria[0] = kJanuary2024;
-    criteria[1] = kInfinity;
-    criteria[8] = 300;
-    criteria[9] = 60;
-    criteria[14] = (1 << 4) + (1 << 9);
-    criteria[15] = 3;
-    criteria[18] = 3;
-    std::copy_n(std::begin({6.0, 7.0, 30.0}), 3, criteria + 19);
-    criteria[2] = 7;
-    criteria[3] = 40;
+    double criteria[32] = {kJanuary2024,        kInfinity, 7, 40, 0, 0, 0, 0, 300, 60, 0, 0, 0, 0,
+                           (1 << 4) + (1 << 9), 3,         0, 0,  3, 6, 7, 30};
     const Filter keep = [](const AllFields& f) {
         return f.time >= kJanuary2024 && (f.az >= 300 || f.az <= 60) &&
                std::string("49O").find(f.type) != std::string::npos && upperCase(f.secClass) == 'S' &&
@@ -291,17 +267,14 @@ TEST_F(Selection, arraysSelectWithTheGlobalCriteria) {
     EXPECT_EQ(selected(criteria, -2), filtered(-2, [&](const AllFields& f) { return keep(f) && f.el >= 0; }));
     std::int32_t total = 0, dropped[OBS_CRITERIA];
     ASSERT_EQ(ObsGetSelectionCounts(criteria, &total, dropped), 0);
-    EXPECT_EQ(dropped[0],
-              static_cast<std::int32_t>(filtered(9, [](const AllFields& f) { return f.time < kJanuary2024; }).size()));
-    EXPECT_EQ(dropped[3], static_cast<std::int32_t>(
-                              filtered(9, [](const AllFields& f) { return !hasAngles(f.type) || f.el < 0; }).size()));
+    EXPECT_EQ(dropped[0], std::ssize(filtered(9, WHERE(f.time < kJanuary2024))));
+    EXPECT_EQ(dropped[3], std::ssize(filtered(9, WHERE(!hasAngles(f.type) || f.el < 0))));
     EXPECT_EQ(dropped[9], 0);
-    criteria[2] = 100;
-    criteria[3] = 200;
-    EXPECT_EQ(selected(criteria, 9).size(), 0u) << "no satellite is in both the pair and the list";
-    criteria[2] = 8;
-    criteria[3] = 20;
-    EXPECT_EQ(selected(criteria, 9).size(), 0u) << "no listed satellite within the pair";
+    for (const auto& [from, to] : {std::pair{100, 200}, {8, 20}}) {
+        criteria[2] = from;
+        criteria[3] = to;
+        EXPECT_EQ(selected(criteria, 9).size(), 0u) << "no satellite is in both the pair and the list";
+    }
 }
 
 TEST_F(Selection, manyKeysAreRemovedAtOnce) {
@@ -351,117 +324,69 @@ TEST_F(Selection, linesOfFilesSetTheGlobalCriteria) {
     std::filesystem::remove(file);
 }
 
+/// Reasons, and texts between "|" with what is at fault in brackets.
+const std::pair<const char*, const char*> kBad[] = {
+    // clang-format off
+    {"is not followed by one of =, !=, <, <=, >, >=.", "[sat]"}, {"is not one of the names sat, sen,", "[foo]=1"},
+    {"is not followed by a satellite number", "sat[=]"}, {"is not a satellite number", "sat=1,[,]2"},
+    {"has its low end above its high end.", "sat=[5:4]"}, {"is a range without ends.", "sat=[:]"},
+    {"is not a number of degrees", "el=[nan]"}, {"is not one of U, C, S.", "class=[Q]"},
+    {"does not go with this name", "class[<]U"}, {"was given before", "sat=1 [sat]=2"},
+    {"cannot be here", "[=] =|[or] sat=5"}, {"begins quotes", "[\"]sat=5\" sen=211"},
+    {"has no closing quotation mark.", "sat=5 ['x]"}, {"is not followed by a criterion", "sat=5 [and]"},
+    {"has no closing parenthesis.", "[(]sat=5"}, {"closes no parenthesis.", "sat=5 or (el>3)[)]"},
+    {"is not a single value", "el<1[,]2"}, {"is not within 0 to 360", "az>[361]"},
+    {"is not a number of km", "range<[5kg]"}, {"has a unit at one end alone.", "rate=[-5:5m/s]"},
+    {"is not a laser target's name", "sat=['iss']"}, {"is not the description of a sensor", "sen=['Nowhere']"},
+    {"is a name in quotes, which sat and sen alone take", "el=['x']"}, {"is not a year of four digits.", "year=[24]"},
+    {"is not a date (2024-01-31,", "time=[24400]"}, {"has its low end", "time=[2024-01-02..24001]"},
+    {"is two dates: write 2020-240T12 or 2024-012.", "time=24001:[2024012]"},
+    // clang-format on
+    {"",
+     "sat=[abc]|sat=[1.5]|sat=1:[2:3]|type=12,[X]|type=[20]|class=[C:]|sat=[1e300]|el=10 [range]|[\"]sat=5|"
+     " [\"]|[not]|([)]|sat=5, [el]>3|sat=5 [!] el>3|sat=[=]5|sat=[(]5)|[sat] and=5|el<[1:2]|range<[5m/s]|"
+     "range<[km]|sat=[5km]|sat=['']|time=[240011]|time=[24001125959.9999]|time=[5e4]|time=[1e9.]|"
+     "time=[2023-02-29]|time=[2023-366]|time=[2024-01-01T24]|time=[2024-01-01T10:60]|"
+     "time=[2024-01-01T10:00:60]|time=[2024-01-01T1:00]|time=[2024-01]|time=[2024-01-01T10:00:2024-01-02]|"
+     "time=[2024031]"},
+};
+
 TEST_F(Selection, badCriteriaAreRefused) {
     ASSERT_EQ(ObsSetSelObs("sat=7"), 0);
     const auto before = selected(open_, 9);
-    struct {
-        const char* text;
-        std::int32_t first, last;  ///< columns at fault
-        const char* reason = "";
-    } const bad[] = {
-        {"sat", 1, 3, "is not followed by one of =, !=, <, <=, >, >=."},
-        {"foo=1", 1, 3, "is not one of the names sat, sen,"},
-        {"sat=", 4, 4, "is not followed by a satellite number"},
-        {"sat=1,,2", 7, 7, "is not a satellite number"},
-        {"sat=abc", 5, 7},
-        {"sat=5:4", 5, 7, "has its low end above its high end."},
-        {"sat=1.5", 5, 7},
-        {"sat=:", 5, 5, "is a range without ends."},
-        {"sat=1:2:3", 7, 9},
-        {"el=nan", 4, 6, "is not a number of degrees"},
-        {"type=12,X", 9, 9},
-        {"type=20", 6, 7},
-        {"class=Q", 7, 7, "is not one of U, C, S."},
-        {"class=C:", 7, 8},
-        {"class<U", 6, 6, "does not go with this name"},
-        {"sat=1 sat=2", 7, 9, "was given before"},
-        {"sat=1e300", 5, 9},
-        {"= =", 1, 1, "cannot be here"},
-        {"el=10 range", 7, 11},
-        {"\"sat=5\" sen=211", 1, 1, "begins quotes"},
-        {"\"sat=5", 1, 1},
-        {" \"", 2, 2},
-        {"sat=5 'x", 7, 8, "has no closing quotation mark."},
-        // Structure.
-        {"sat=5 and", 7, 9, "is not followed by a criterion"},
-        {"or sat=5", 1, 2, "cannot be here"},
-        {"not", 1, 3},
-        {"()", 2, 2},
-        {"(sat=5", 1, 1, "has no closing parenthesis."},
-        {"sat=5 or (el>3))", 16, 16, "closes no parenthesis."},
-        {"sat=5, el>3", 8, 9},
-        {"sat=5 ! el>3", 7, 7},
-        {"sat==5", 5, 5},
-        {"sat=(5)", 5, 5},
-        {"sat and=5", 1, 3},
-        // Values.
-        {"el<1,2", 5, 5, "is not a single value"},
-        {"el<1:2", 4, 6},
-        {"az>361", 4, 6, "is not within 0 to 360"},
-        {"range<5kg", 7, 9, "is not a number of km"},
-        {"range<5m/s", 7, 10},
-        {"range<km", 7, 8},
-        {"sat=5km", 5, 7},
-        {"rate=-5:5m/s", 6, 12, "has a unit at one end alone."},
-        {"sat='iss'", 5, 9, "is not a laser target's name"},
-        {"sen='Nowhere'", 5, 13, "is not the description of a sensor"},
-        {"el='x'", 4, 6, "is a name in quotes, which sat and sen alone take"},
-        {"sat=''", 5, 6},
-        {"year=24", 6, 7, "is not a year of four digits."},
-        // Dates.
-        {"time=24400", 6, 10, "is not a date (2024-01-31,"},
-        {"time=240011", 6, 11},
-        {"time=24001125959.9999", 6, 21},
-        {"time=5e4", 6, 8},
-        {"time=1e9.", 6, 9},
-        {"time=2023-02-29", 6, 15},
-        {"time=2023-366", 6, 13},
-        {"time=2024-01-01T24", 6, 18},
-        {"time=2024-01-01T10:60", 6, 21},
-        {"time=2024-01-01T10:00:60", 6, 24},
-        {"time=2024-01-01T1:00", 6, 20},
-        {"time=2024-01", 6, 12},
-        {"time=2024-01-01T10:00:2024-01-02", 6, 32},
-        {"time=2024031", 6, 12},
-        {"time=2024-01-02..24001", 6, 22, "has its low end"},
-        {"time=24001:2024012", 12, 18, "is two dates: write 2020-240T12 or 2024-012."},
-    };
-    for (const auto& one : bad) {
-        log_.errors.clear();
-        EXPECT_EQ(ObsSetSelObs(one.text), 2) << one.text;
-        ASSERT_EQ(log_.errors.size(), 1u) << one.text;
-        EXPECT_EQ(log_.errors[0].substr(0, 15), "ObsSetSelObs: \"") << log_.errors[0];
-        EXPECT_NE(log_.errors[0].find(" (column " + std::to_string(one.first) + ") " + one.reason), std::string::npos)
-            << log_.errors[0];
-        EXPECT_EQ(selected(open_, 9), before) << one.text;
-        std::int32_t count = 7, terms = 7, first = 0, last = 0, dropped = 0;
-        EXPECT_EQ(ObsGetTermCounts(one.text, 1, &count, &terms, &first, &last, &dropped), 2) << one.text;
-        EXPECT_EQ(std::pair(first, last), std::pair(one.first, one.last)) << one.text;
+    for (const auto& [reason, texts] : kBad) {
+        for (std::string text : split(texts, '|')) {
+            const std::size_t open = text.find('['), close = text.find(']') - 1;
+            text.erase(close + 1, 1).erase(open, 1);
+            log_.errors.clear();
+            EXPECT_EQ(ObsSetSelObs(text.c_str()), 2) << text;
+            ASSERT_EQ(log_.errors.size(), 1u) << text;
+            EXPECT_EQ(log_.errors[0].substr(0, 15), "ObsSetSelObs: \"") << log_.errors[0];
+            const std::string where = " (column " + std::to_string(open + 1) + ") ";
+            EXPECT_NE(log_.errors[0].find(where + reason), std::string::npos) << log_.errors[0];
+            EXPECT_EQ(selected(open_, 9), before) << text;
+            std::int32_t count = 7, terms = 7, first = 0, last = 0, dropped = 0;
+            EXPECT_EQ(ObsGetTermCounts(text.c_str(), 1, &count, &terms, &first, &last, &dropped), 2) << text;
+            EXPECT_EQ(std::pair(first, last), std::pair(std::int32_t(open + 1), std::int32_t(close))) << text;
+        }
     }
-    struct {
-        std::size_t element;
-        double value;
-    } const faults[] = {{0, std::nan("")}, {2, 8},   {14, -1},        {14, 1 << 20}, {14, 0.5},
-                        {15, 4},           {18, 11}, {18, kInfinity}, {31, 1}};
-    for (const auto& fault : faults) {
+    const std::pair<std::size_t, double> faults[] = {
+        {0, std::nan("")}, {2, 8}, {14, -1}, {14, 1 << 20}, {14, 0.5}, {15, 4}, {18, 11}, {18, kInfinity}, {31, 1}};
+    std::int32_t count = -1, dropped[OBS_CRITERIA];
+    std::int64_t key = -7;
+    for (const auto& [element, value] : faults) {
         double criteria[32] = {};
-        criteria[fault.element] = fault.value;
-        std::int32_t count = -1, dropped[OBS_CRITERIA];
-        std::int64_t key = -7;
+        criteria[element] = value;
         ObsGetSelected(criteria, 9, &count, &key);
-        EXPECT_EQ(count, 0) << fault.element;
-        EXPECT_EQ(key, -7);
+        EXPECT_EQ(std::pair(count, key), std::pair(0, std::int64_t{-7})) << element;
         EXPECT_EQ(ObsGetSelectionCounts(criteria, &count, dropped), 2);
     }
-    std::int32_t count = -1;
-    ObsGetSelected(open_, 9, &count, nullptr);
+    ObsGetSelected(open_, 9, &(count = -1), nullptr);
     EXPECT_EQ(count, 0);
     ObsGetSelected(nullptr, 9, nullptr, nullptr);
     ObsRemoveAll();
-    std::int64_t key = -7;
-    ObsGetSelected(open_, 9, &count, &key);
-    EXPECT_EQ(count, 0);
-    EXPECT_EQ(key, -7) << "an empty store writes no key";
+    ObsGetSelected(open_, 9, &(count = -1), &key);
+    EXPECT_EQ(std::pair(count, key), std::pair(0, std::int64_t{-7})) << "an empty store writes no key";
 }
 
 // Gaps in minutes between one observation and the next, and how many each pass then has.

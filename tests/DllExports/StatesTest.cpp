@@ -125,34 +125,21 @@ TEST_F(StatesOf, whatATypeDetermines) {
         double to;
         unsigned mask;
     } const cases[] = {
-        {0, {}, 0, sensor | rate},
-        {1, {}, 0, sensor | angles},
-        {2, {}, 0, placed},
-        {3, {}, 0, placed | rate},
-        {4, {}, 0, all},
-        {5, {}, 0, sensor | angles},
-        {6, {}, 0, sensor | range},
-        {7, {}, 0, all},
-        {8, {}, 0, placed},
-        {9, {}, 0, placed},
-        {10, {}, 0, placed},
-        {11, {}, 0, all},
-        {13, {}, 0, sensor},
-        {3, {2}, kUnknownSensor, time | azEl | range | rate},
-        {5, {2}, kUnknownSensor, time | raDec},
-        {8, {2}, kUnknownSensor, placed},
-        {11, {2}, kUnknownSensor, time | position | velocity},
-        {13, {2}, kUnknownSensor, 0},
-        {-1, {}, 0, sensor},
+        // clang-format off
+        {0, {}, 0, sensor | rate}, {1, {}, 0, sensor | angles}, {2, {}, 0, placed}, {3, {}, 0, placed | rate},
+        {4, {}, 0, all}, {5, {}, 0, sensor | angles}, {6, {}, 0, sensor | range}, {7, {}, 0, all}, {8, {}, 0, placed},
+        {9, {}, 0, placed}, {10, {}, 0, placed}, {11, {}, 0, all}, {13, {}, 0, sensor},
+        {3, {2}, kUnknownSensor, time | azEl | range | rate}, {5, {2}, kUnknownSensor, time | raDec},
+        {8, {2}, kUnknownSensor, placed}, {11, {2}, kUnknownSensor, time | position | velocity},
+        {13, {2}, kUnknownSensor, 0}, {-1, {}, 0, sensor},
+        // clang-format on
         {2, {2}, 1001, time | azEl | range},  // its place is not known
         // what is as good as not there
-        {2, {6}, 0, sensor | angles},
-        {3, {6}, -1, sensor | angles | rate},
-        {4, {4}, 90.001, sensor | range | rate},
-        {9, {19, 20, 21}, 0, placed & ~moving},
-        {9, {16, 17, 18}, 0, time | raDec | range},
-        {11, {16, 17, 18}, 0, sensor | velocity},
-        {11, {19, 20, 21}, 0, placed},
+        // clang-format off
+        {2, {6}, 0, sensor | angles}, {3, {6}, -1, sensor | angles | rate}, {4, {4}, 90.001, sensor | range | rate},
+        {9, {19, 20, 21}, 0, placed & ~moving}, {9, {16, 17, 18}, 0, time | raDec | range},
+        {11, {16, 17, 18}, 0, sensor | velocity}, {11, {19, 20, 21}, 0, placed},
+        // clang-format on
     };
     for (const auto& c : cases) {
         Array obsArr = fullArray(c.type);
@@ -241,6 +228,9 @@ TEST_F(StatesOf, anyNumbers) {
                 const std::string where =
                     "type " + std::to_string(type) + ", " + std::to_string(element) + " " + std::to_string(value);
                 statesOf(obsArr, where);
+                char line1[512], line2[512];
+                for (const std::int32_t format : {0, 1, 2}) ObsArrToLines(obsArr.data(), format, line1, line2);
+                obsArr[40] = 7;
                 const std::int64_t key = ObsAddFrArray(obsArr.data());
                 if (key > 0) statesAt(key, kTime + 400000, where);
                 ObsRemoveAll();

@@ -13,7 +13,7 @@
 #include "Obs/ObsCardReading/Cards/B3.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
 #include "Obs/ObsCardReading/Named.h"
-#include "tests/CaseFile.h"
+#include "tests/RecordFields.h"
 
 namespace obs::test {
 
@@ -40,76 +40,37 @@ std::string written(const ObsRecord& rec) {
 
 std::string columns(const ObsRecord& rec, Columns which) { return written(rec).substr(which.offset(), which.width()); }
 
-ObsRecord plainRecord(std::int32_t type) {
-    ObsRecord rec;
-    rec.satNum = 12345;
-    rec.senNum = 211;
-    rec.obsType = type;
-    rec.obsTime = 27029.5;
-    return rec;
-}
-
 }  // namespace
 
 TEST(CardFields, signedFields) {
-    const double infinity = std::numeric_limits<double>::infinity();
-    struct {
-        double value;
-        int nInt, nDec;
-        const char* text;
-    } const cases[] = {
-        {-12.3456, 2, 4, "J23456"},
-        {-5.1234, 2, 4, "-51234"},
-        {5.1234, 2, 4, "051234"},
-        {12.3456, 2, 4, "123456"},
-        {-0.1234, 1, 4, "-1234"},
-        {-1.1234, 1, 4, "J1234"},
-        {-0.1234, 2, 4, "-01234"},
-        {-99.99994, 2, 4, "R99999"},
-        {0, 2, 4, "000000"},
-        {-0.00004, 2, 4, "-00000"},
-        {99.99996, 2, 4, "******"},
-        {-100, 2, 4, "******"},
-        {infinity, 2, 5, "*******"},
-        {-infinity, 1, 4, "*****"},
-        {std::nan(""), 2, 4, "******"},
-        // halves away from zero, decided on the exact value: 0.00005 is a little above, 1.00105 a little below a half
-        {0.03125, 1, 4, "00313"},
-        {-0.03125, 1, 4, "-0313"},
-        {0.00005, 1, 4, "00001"},
-        {1.00105, 1, 4, "10010"},
-    };
-    for (const auto& c : cases) EXPECT_EQ(overpunched(c.value, c.nInt, c.nDec), c.text) << c.value;
+    // halves away from zero, decided on the exact value: 0.00005 is a little above, 1.00105 a little below a half
+    const std::tuple<int, int, const char*> cases[] = {
+        {2, 4,
+         "-12.3456=J23456 -5.1234=-51234 5.1234=051234 12.3456=123456 -0.1234=-01234 -99.99994=R99999 0=000000 "
+         "-0.00004=-00000 99.99996=****** -100=****** nan=******"},
+        {1, 4, "-0.1234=-1234 -1.1234=J1234 -inf=***** 0.03125=00313 -0.03125=-0313 0.00005=00001 1.00105=10010"},
+        {2, 5, "inf=*******"}};
+    for (const auto& [nInt, nDec, texts] : cases)
+        for (const auto& [value, text] : valuesIn(texts)) EXPECT_EQ(overpunched(value, nInt, nDec), text) << value;
 }
 
 TEST(CardFields, rangesAndPositions) {
-    const double infinity = std::numeric_limits<double>::infinity();
-    struct {
-        double range;
-        const char* text;
-        const char* type6;
-    } const cases[] = {
-        {12345.67, "12345673", "123456702"}, {12.3456, "12345600", "012345600"},
-        {0, "00000000", "000000000"},        {1e8, "99999995", "999999995"},
-        {9e-6, "00000000", "000000000"},     {1e-5, "00000010", "000000010"},
-        {9999999, "99999995", "999999904"},  {99.999999, "10000001", "100000000"},
-        {-5, "00000000", "000000000"},       {1234567.8, "12345685", "123456784"},
-        {infinity, "99999995", "999999995"}, {std::nan(""), "********", "*********"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(rangeText(c.range, false), c.text) << c.range;
-        EXPECT_EQ(rangeText(c.range, true), c.type6) << c.range;
-    }
-    struct {
-        double value;
-        const char* text;
-    } const positions[] = {{123.456, "+00123456"}, {-123.456, "-00123456"},  {0, "         "},
-                           {-0.0, "         "},    {99999.999, "+99999999"}, {1e5, "*********"},
-                           {-0.0004, "-00000000"}};
-    for (const auto& c : positions) {
+    for (const auto& [value, text] :
+         valuesIn("12345.67=12345673 12.3456=12345600 0=00000000 1e8=99999995 9e-6=00000000 "
+                  "1e-5=00000010 9999999=99999995 9876543=98765435 99.999999=10000001 -5=00000000 1234567.8=12345685 "
+                  "inf=99999995 "
+                  "nan=********"))
+        EXPECT_EQ(rangeText(value, false), text) << value;
+    for (const auto& [value, text] : valuesIn("12345.67=123456702 12.3456=012345600 0=000000000 1e8=999999995 "
+                                              "9e-6=000000000 1e-5=000000010 9999999=999999904 98765432=987654325 "
+                                              "99.999999=100000000 -5=000000000 1234567.8=123456784 "
+                                              "inf=999999995 nan=*********"))
+        EXPECT_EQ(rangeText(value, true), text) << value;
+    for (const auto& [value, expected] : valuesIn("123.456=+00123456 -123.456=-00123456 0=~~~~~~~~~ -0.0=~~~~~~~~~ "
+                                                  "99999.999=+99999999 1e5=********* -0.0004=-00000000")) {
         std::string text(9, '?');
-        GetPosStr(text.data(), c.value);
-        EXPECT_EQ(text, c.text) << c.value;
+        GetPosStr(text.data(), value);
+        EXPECT_EQ(text, expected) << value;
     }
 }
 

@@ -13,6 +13,7 @@
 #include "Obs/ObsCardReading/Cards/Csv.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
 #include "siblings/include/Time.h"
+#include "tests/CaseFile.h"
 
 namespace obs::test {
 
@@ -110,21 +111,10 @@ TEST(CsvWriter, linesAndNumbers) {
     EXPECT_EQ(written(rec),
               "U,25544,211,2024,15,3,4,5.25,0,0,-12.3456,0,0,0,359.5,0,0,0,0,5,0,0,0,0,0,0,0,,0:0,0,0,0,0,0,"
               "1,2,3,4,5,6,7,0:0,0,0,1,4,5,6,7,0,0,0,0,0,0,0");
-    const std::pair<double, const char*> shortest[] = {
-        {-0.0, "0"},
-        {5, "5"},
-        {-0.5, "-0.5"},
-        {0.001, "0.001"},
-        {0.0001, "1e-04"},
-        {99999.5, "99999.5"},
-        {100000, "1e+05"},
-        {123456, "123456"},
-        {0.1 + 0.2, "0.30000000000000004"},
-        {-5e-324, "-5e-324"},
-        {1.7976931348623157e308, "1.7976931348623157e+308"},
-        {12345.000000001, "12345.000000001"},
-    };
-    for (const auto& [value, text] : shortest) {
+    for (const auto& [value, text] : valuesIn(
+             "-0.0=0 5=5 -0.5=-0.5 0.001=0.001 0.0001=1e-04 99999.5=99999.5 100000=1e+05 "
+             "123456=123456 0.30000000000000004=0.30000000000000004 -5e-324=-5e-324 12345.000000001=12345.000000001 "
+             "1.7976931348623157e308=1.7976931348623157e+308")) {
         rec.range = value;
         EXPECT_EQ(field(written(rec), 17), text);
     }

@@ -6,12 +6,12 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
-#include <limits>
 #include <random>
 #include <sstream>
 
 #include "Obs/ObsCardReading/Cards/Rf.h"
 #include "siblings/include/ObsFamily.h"
+#include "tests/RecordFields.h"
 
 namespace obs::test {
 
@@ -67,43 +67,29 @@ TEST(RfWriter, wholeLineAndRefusals) {
 }
 
 TEST(RfWriter, numbersInTheirColumns) {
-    struct {
-        double RfObsData::*field;
-        Item item;
-        std::vector<std::pair<double, const char*>> texts;
-    } const cases[] = {
-        {&RfObsData::delay1,
-         Item::delay1,
-         {{9.94, "9.9"}, {9.96, "***"}, {0.25, "0.3"}, {-0.25, "-.3"}, {-0.04, "0.0"}, {-1, "***"}}},
-        {&RfObsData::delay2,
-         Item::delay2,
-         {{-0.9, "  0"}, {999.9, "999"}, {1000, "***"}, {-99.9, "-99"}, {-100, "***"}, {std::nan(""), "***"}}},
-        {&RfObsData::snr,
-         Item::snr,
-         {{0.125, " 0.13"}, {99.99, "99.99"}, {99.996, "*****"}, {-9.99, "-9.99"}, {1e12, "*****"}}},
-        // halves away from zero, on the exact value; decades; what only just fits
-        {&RfObsData::rangeSigmaM,
-         Item::rangeSigmaM,
-         {{0x1p-20, " 9.536743164063E-07"},
-          {9.9999999999996, " 1.000000000000E+01"},
-          {-0.0, " 0.000000000000E+00"},
-          {1e100, "1.000000000000E+100"},
-          {-1e100, "*******************"},
-          {std::numeric_limits<double>::infinity(), "*******************"}}},
-        {&RfObsData::processTime, Item::processTime, {{1e9, "****************************"}}},
-    };
     ObsRecord rec = plainRecord();
-    for (const auto& c : cases)
-        for (const auto& [value, text] : c.texts) {
-            (*rec.rfData).*c.field = value;
-            EXPECT_EQ(column(rec, c.item), text) << value;
+    const std::tuple<const char*, Item, const char*> cases[] = {
+        // clang-format off
+        {"delay1", Item::delay1, "9.94=9.9 9.96=*** 0.25=0.3 -0.25=-.3 -0.04=0.0 -1=***"},
+        {"delay2", Item::delay2, "-0.9=~~0 999.9=999 1000=*** -99.9=-99 -100=*** nan=***"},
+        {"snr", Item::snr, "0.125=~0.13 99.99=99.99 99.996=***** -9.99=-9.99 1e12=*****"},
+        // halves away from zero, on the exact value; decades; what only just fits
+        {"rangeSigmaM", Item::rangeSigmaM, "0x1p-20=~9.536743164063E-07 9.9999999999996=~1.000000000000E+01 "
+            "-0.0=~0.000000000000E+00 1e100=1.000000000000E+100 -1e100=******************* inf=*******************"},
+        {"processTime", Item::processTime, "1e9=****************************"},
+        // clang-format on
+    };
+    for (const auto& [field, item, texts] : cases)
+        for (const auto& [value, text] : valuesIn(texts)) {
+            realIn(rec, field) = value;
+            EXPECT_EQ(column(rec, item), text) << value;
         }
+    for (const auto& [value, text] : valuesIn("-1234567890=-1234567890 123456789012=***********")) {
+        rec.rfData->rf = static_cast<std::int64_t>(value);
+        EXPECT_EQ(column(rec, Item::rf), text);
+    }
     rec.satNum = 100000;
     EXPECT_EQ(column(rec, Item::satNum), "*****");
-    rec.rfData->rf = -1234567890;
-    EXPECT_EQ(column(rec, Item::rf), "-1234567890");
-    rec.rfData->rf = 123456789012;
-    EXPECT_EQ(column(rec, Item::rf), "***********");
     rec.rfData->flags = {'\n', '\x7f', ' '};
     EXPECT_EQ(written(rec).substr(185), " * *  ");
     // The C library rounds the exact value too. Only halves differ, and no random number of these sizes is one.
@@ -140,11 +126,11 @@ TEST(RfWriter, writtenLinesComeBack) {
         rec.obsTime = uniform(-10000, 60000);
         rec.range = uniform(-1e5, 1e5);
         rec.rangeRate = std::pow(10.0, uniform(-12, 1));
-        *rec.rfData = {rec.senNum,           uniform(-0.9, 9.9),
-                       uniform(-99, 999),    uniform(-9, 9),
-                       uniform(-9, 9),       static_cast<std::int64_t>(random() % 99999999999),
-                       uniform(-9, 99),      {"AB ,"[random() % 4], "A "[random() % 2], "AB ,"[random() % 4]},
-                       uniform(20000, 40000)};
+        const std::array flags{"AB ,"[random() % 4], "A "[random() % 2], "AB ,"[random() % 4]};
+        const auto rf = static_cast<std::int64_t>(random() % 99999999999);
+        *rec.rfData = {
+            rec.senNum, uniform(-0.9, 9.9),   uniform(-99, 999), uniform(-9, 9), uniform(-9, 9), rf, uniform(-9, 99),
+            flags,      uniform(20000, 40000)};
         const std::string line = written(rec);
         ObsRecord back;
         // a saved line ends without its trailing blanks

@@ -14,6 +14,8 @@
 #include "Obs/ObsTree/Keys.h"
 #include "ObsDllExports.h"
 #include "siblings/include/ObsFamily.h"
+#include "tests/CaseFile.h"
+#include "tests/Files.h"
 #include "tests/QuietSink.h"
 #include "tests/TestLog.h"
 
@@ -46,7 +48,6 @@ protected:
         obsemptytree();
     }
     void TearDown() override {
-        std::filesystem::remove(file_);
         FamilyRemoveSensors();
         obsemptytree();
     }
@@ -57,17 +58,17 @@ protected:
     }
     /// The moment of production, which changes, is cut off.
     std::vector<std::string> linesOfFile() const {
-        std::vector<std::string> lines;
-        std::ifstream in(file_);
-        for (std::string line; std::getline(in, line);)
-            lines.push_back(line.starts_with("H1") ? line.substr(0, 8) : line);
+        std::vector<std::string> lines = split(contentOf(file_), '\n');
+        for (std::string& line : lines)
+            if (line.starts_with("H1")) line.resize(8);
         return lines;
     }
     static std::ptrdiff_t count(const std::vector<std::string>& lines, std::string_view start) {
         return std::count_if(lines.begin(), lines.end(), [&](const auto& line) { return line.starts_with(start); });
     }
 
-    std::string file_ = std::filesystem::temp_directory_path() / ("obs." + std::to_string(::getpid()) + ".crd");
+    const TempFolder folder_;
+    const std::string file_ = folder_ / "ranges.crd";
 };
 
 }  // namespace

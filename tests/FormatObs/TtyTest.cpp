@@ -10,7 +10,7 @@
 #include "Obs/CardLayouts/Tty.h"
 #include "Obs/ObsCardReading/Cards/Tty.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
-#include "Obs/ObsCardReading/Loading/TtyYear.h"
+#include "tests/RecordFields.h"
 
 namespace obs::test {
 
@@ -29,13 +29,9 @@ Message written(const ObsRecord& rec) {
     return message;
 }
 
-ObsRecord plainRecord(std::int32_t type) {
-    ObsRecord rec;
-    rec.satNum = 12345;
-    rec.senNum = 211;
-    rec.obsType = type;
+ObsRecord fullRecord(std::int32_t type) {
+    ObsRecord rec = plainRecord(type);
     rec.indicator1 = 1;
-    rec.obsTime = 27029.5;
     rec.elOrDec = -12.5;
     rec.azOrRa = -90;
     rec.range = 12345.67;
@@ -52,11 +48,7 @@ ObsRecord plainRecord(std::int32_t type) {
 }  // namespace
 
 TEST(TtyWriter, messageOfEachType) {
-    struct {
-        std::int32_t type;
-        const char* card1;
-        const char* card2;
-    } const cases[] = {
+    const std::tuple<std::int32_t, const char*, const char*> cases[] = {
         {0, "))U   102111234500112000000010123456  $$", ""},
         {1, "))U   11211123450011200000001125000 2700000  $$", ""},
         {2, "))U   12211123450011200000001125000 2700000 12345673  $$", ""},
@@ -74,111 +66,56 @@ TEST(TtyWriter, messageOfEachType) {
         {13, "))U   1R21112345", "001120000000"},
         {-1, "))U   1 21112345", "001120000000"},
     };
-    for (const auto& c : cases) {
-        const Message message = written(plainRecord(c.type));
-        EXPECT_EQ(message.card1, c.card1) << c.type;
-        EXPECT_EQ(message.card2, c.card2) << c.type;
+    for (const auto& [type, card1, card2] : cases) {
+        const Message message = written(fullRecord(type));
+        EXPECT_EQ(message.card1, card1) << type;
+        EXPECT_EQ(message.card2, card2) << type;
     }
-    ObsRecord rec = plainRecord(13);
+    ObsRecord rec = fullRecord(13);
     rec.secClass = '\n';
     rec.indicator1 = 10;
     rec.senNum = 1000;  // all digits count, where a B3 card drops the thousands
-    rec.satNum = 339999;
-    EXPECT_EQ(written(rec).card1, "))*   *R***Z9999");
-    rec.senNum = 7;
-    rec.satNum = 340000;
-    EXPECT_EQ(written(rec).card1, "))*   *R007*****");
+    for (const auto& [satNum, card] : {std::pair{339999, "))*   *R***Z9999"}, {340000, "))*   *R********"}}) {
+        rec.satNum = satNum;
+        EXPECT_EQ(written(rec).card1, card);
+    }
     rec.obsTime = 0;
-    EXPECT_EQ(written(rec).card2, "************");
     rec.obsType = 9;
     rec.equinoxInd = 10;
+    EXPECT_EQ(written(rec).card2.substr(0, 12), "************");
     EXPECT_EQ(written(rec).card2[28], '*');
 }
 
 TEST(TtyWriter, valuesInTheirColumns) {
-    const double infinity = std::numeric_limits<double>::infinity();
-    struct {
+    const struct {
         std::int32_t type;
-        double& (*value)(ObsRecord&);
+        const char* field;
         Columns columns;
-        std::vector<std::pair<double, const char*>> texts;
-    } const cases[] = {
-        {3,
-         [](ObsRecord& rec) -> double& { return rec.elOrDec; },
-         {29, 35},
-         {{0, "0000000"},
-          {-0.0, "0000000"},
-          {-12.5, "1125000"},
-          {-0.00001, "1000000"},
-          {0.03125, "0000313"},
-          {-99.99994, "1999999"},
-          {99.99996, "0******"},
-          {-infinity, "1******"},
-          {std::nan(""), "0******"}}},
-        {3,
-         [](ObsRecord& rec) -> double& { return rec.azOrRa; },
-         {37, 43},
-         {{-90, "2700000"}, {-0.00001, "3600000"}, {0.03125, "0000313"}, {1000, "*******"}}},
-        {3,
-         [](ObsRecord& rec) -> double& { return rec.rangeRate; },
-         {54, 61},
-         {{-12.5, "11250000"}, {99.99996, "09999996"}, {-400, "1*******"}}},
+        const char* texts;
+    } cases[] = {
+        // clang-format off
+        {3, "elOrDec", {29, 35}, "0=0000000 -0.0=0000000 -12.5=1125000 -0.00001=1000000 0.03125=0000313 -99.99994=1999999 "
+                                 "99.99996=0****** -inf=1****** nan=0******"},
+        {3, "azOrRa", {37, 43}, "-90=2700000 -0.00001=3600000 0.03125=0000313 1000=*******"},
+        {3, "rangeRate", {54, 61}, "-12.5=11250000 99.99996=09999996 -400=1*******"},
         // A range is rounded to its digits first, then to units of 10^-5 km.
-        {2,
-         [](ObsRecord& rec) -> double& { return rec.range; },
-         {45, 52},
-         {{0, "00000000"},
-          {-5, "00000000"},
-          {9e-6, "00000000"},
-          {1e-5, "00000010"},
-          {0.12345496, "00123460"},
-          {9.9999999, "10000000"},
-          {12.34567, "12345670"},
-          {99.999999, "10000001"},
-          {123.45678, "12345681"},
-          {9999999, "99999995"},
-          {20000000, "99999995"},
-          {infinity, "99999995"},
-          {std::nan(""), "********"}}},
-        {6,
-         [](ObsRecord& rec) -> double& { return rec.range; },
-         {29, 37},
-         {{9e-6, "000000000"},
-          {0.12345496, "000123450"},
-          {9.9999999, "010000000"},
-          {123.45678, "123456780"},
-          {99.999999, "100000000"},
-          {20000000, "200000005"},
-          {1e8, "999999995"}}},
+        {2, "range", {45, 52}, "0=00000000 -5=00000000 9e-6=00000000 1e-5=00000010 0.12345496=00123460 9.9999999=10000000 "
+                               "12.34567=12345670 99.999999=10000001 123.45678=12345681 9999999=99999995 "
+                               "9876543=98765435 20000000=99999995 inf=99999995 nan=********"},
+        {6, "range", {29, 37}, "9e-6=000000000 0.12345496=000123450 9.9999999=010000000 123.45678=123456780 "
+                               "99.999999=100000000 20000000=200000005 98765432=987654325 1e8=999999995"},
         // The exponent is one character: that of its last digit, three further on.
-        {7,
-         [](ObsRecord& rec) -> double& { return rec.senPos[1]; },
-         {23, 32},
-         {{-0.01234567, "1123456704"},
-          {-0.0, "0000000003"},
-          {9.99999999, "0100000005"},
-          {1e9, "0100000003"},
-          {1234567, "012345670:"},
-          {16384.0625, "0163840638"},
-          {-1e300, "1100000004"},
-          {infinity, "0*********"}}},
-        {7,
-         [](ObsRecord& rec) -> double& { return rec.senVel[1]; },
-         {52, 60},
-         {{1.234567, "012345674"}, {-0.01234567, "112345674"}, {123456789, "01234568<"}}},
-        {10,
-         [](ObsRecord& rec) -> double& { return rec.satPos[2]; },
-         {53, 64},
-         {{-1e-7, "           0"},
-          {999999.9999994, "999999999999"},
-          {1e6, "************"},
-          {-99999.9999994, "-99999999999"},
-          {-99999.9999996, "************"}}},
+        {7, "senPosY", {23, 32}, "-0.01234567=1123456704 -0.0=0000000003 9.99999999=0100000005 1e9=0100000003 "
+                                 "1234567=012345670: 16384.0625=0163840638 -1e300=1100000004 inf=0*********"},
+        {7, "senVelY", {52, 60}, "1.234567=012345674 -0.01234567=112345674 123456789=01234568<"},
+        {10, "satPosZ", {53, 64}, "-1e-7=~~~~~~~~~~~0 999999.9999994=999999999999 1e6=************ "
+                                  "-99999.9999994=-99999999999 -99999.9999996=************"},
+        // clang-format on
     };
     for (const auto& c : cases)
-        for (const auto& [value, text] : c.texts) {
-            ObsRecord rec = plainRecord(c.type);
-            c.value(rec) = value;
+        for (const auto& [value, text] : valuesIn(c.texts)) {
+            ObsRecord rec = fullRecord(c.type);
+            realIn(rec, c.field) = value;
             const Message message = written(rec);
             const CardText card = message.card2.empty() ? message.card1 : message.card2;
             EXPECT_EQ(card.at(c.columns), text) << c.type << " " << value;
@@ -194,7 +131,7 @@ TEST(TtyWriter, messagesComeBack) {
     };
     for (int round = 0; round < 4000; ++round) {
         static constexpr std::int32_t kTypes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 18, 19};
-        ObsRecord rec = plainRecord(kTypes[random() % std::size(kTypes)]);
+        ObsRecord rec = fullRecord(kTypes[random() % std::size(kTypes)]);
         const std::int32_t type = rec.obsType;
         rec.obsTime = uniform(27029, 27395);
         rec.elOrDec = uniform(-99.99, 99.99);
@@ -220,7 +157,7 @@ TEST(TtyWriter, messagesComeBack) {
     }
     // Positions have their time on the card where the reader does not look for it.
     ObsRecord back;
-    const Message position = written(plainRecord(10));
+    const Message position = written(fullRecord(10));
     EXPECT_TRUE(ReadTTYFrLines(position.card1, position.card2, settings, back));
 }
 

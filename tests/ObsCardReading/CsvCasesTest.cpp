@@ -8,6 +8,7 @@
 
 #include "Obs/CardLayouts/Csv.h"
 #include "siblings/include/Time.h"
+#include "tests/CaseFile.h"
 
 namespace obs::test {
 
@@ -122,32 +123,20 @@ TEST(CsvCases, fieldsInOtherForms) {
         double value, second;
         std::string note;
     } const cases[] = {
-        {kRange, " ", 0, 0, ""},
-        {kRange, "-.5", -0.5, 0, ""},
-        {kRange, " +1 2.5 ", 12.5, 0, ""},
-        {kRange, "1.5D2", 150, 0, ""},
-        {kRange, "5.", 5, 0, ""},
-        {kRange, "1.7976931348623157e308", most, 0, ""},
-        {kRange, "nan", 0, 0, notANumber},
-        {kRange, "1:2", 0, 0, notANumber},
-        {kRange, "1e", 0, 0, notANumber},
+        // clang-format off
+        {kRange, " ", 0, 0, ""}, {kRange, "-.5", -0.5, 0, ""}, {kRange, " +1 2.5 ", 12.5, 0, ""},
+        {kRange, "1.5D2", 150, 0, ""}, {kRange, "5.", 5, 0, ""}, {kRange, "1.7976931348623157e308", most, 0, ""},
+        {kRange, "nan", 0, 0, notANumber}, {kRange, "1:2", 0, 0, notANumber}, {kRange, "1e", 0, 0, notANumber},
         {kRange, "-1e999", -most, 0, " is out of range and is taken as the largest number."},
-        {kRange, "1e-999", 0, 0, " is too small and is taken as 0."},
-        {kRange, "0e-999", 0, 0, ""},
-        {kSatNum, "-0012", -12, 0, ""},
-        {kSatNum, "1e2", 100, 0, ""},
-        {kSatNum, "", 0, 0, ""},
-        {kSatNum, "-2147483648", -2147483648.0, 0, ""},
-        {kSatNum, "T0001", 0, 0, notANumber},
+        {kRange, "1e-999", 0, 0, " is too small and is taken as 0."}, {kRange, "0e-999", 0, 0, ""},
+        {kSatNum, "-0012", -12, 0, ""}, {kSatNum, "1e2", 100, 0, ""}, {kSatNum, "", 0, 0, ""},
+        {kSatNum, "-2147483648", -2147483648.0, 0, ""}, {kSatNum, "T0001", 0, 0, notANumber},
         {kSatNum, "2147483648", 2147483647, 0, " is out of range and is taken as 2147483647."},
-        {kSatNum, "1.7", 1, 0, " is not a whole number and is taken as 1."},
-        {kPair, "7", 7, 0, ""},
-        {kPair, ":", 0, 0, ""},
-        {kPair, " 7 : +8 ", 7, 8, ""},
-        {kPair, "x:8", 0, 8, notANumber},
-        {kCsvChar, "", ' ', 0, ""},
-        {kCsvChar, " R ", 'R', 0, ""},
+        {kSatNum, "1.7", 1, 0, " is not a whole number and is taken as 1."}, {kPair, "7", 7, 0, ""},
+        {kPair, ":", 0, 0, ""}, {kPair, " 7 : +8 ", 7, 8, ""}, {kPair, "x:8", 0, 8, notANumber},
+        {kCsvChar, "", ' ', 0, ""}, {kCsvChar, " R ", 'R', 0, ""},
         {kCsvChar, "TR", 'T', 0, " has more than one character and is taken as T."},
+        // clang-format on
     };
     for (const auto& c : cases) {
         FieldNotes notes;
@@ -200,32 +189,14 @@ TEST(CsvCases, refusals) {
         return refusal ? refusal->message() : "";
     };
     for (const char* line : {"", "   "}) EXPECT_EQ(refusalOf(line), "ReadCsv: CSV string is blank");
-    for (const char* date : {"hello",
-                             "1949,365,0,0,0",
-                             "1950,0,0,0,0",
-                             "2024,0,24,0,0",
-                             "2024,400,0,0,0",
-                             "2023,366,0,0,0",
-                             "2024,1,24,0,0",
-                             "2024,1,99,0,0",
-                             "2024,1,0,60,0",
-                             "2024,1,0,-1,0",
-                             "2024,1,0,0,86401",
-                             "2024,1,0,0,-86401",
-                             "2024,1,0,0,1e999",
-                             "24,1,0,0,0",
-                             "99999,1,0,0,0",
-                             "1899,365,0,0,0",
-                             "3000,1,0,0,0",
-                             "x,1,0,0,0",
-                             "2024,x,0,0,0",
-                             "2024,1,x,0,0",
-                             "2024,1,0,x,0",
-                             "2024,1,0,0,x",
-                             "2024,1.5,0,0,0",
-                             ",,,,",
-                             "2024,,0,0,0"})
-        EXPECT_EQ(refusalOf(std::string("U,1,2,") + date), "ReadCsv: Bad date time in CSV string") << date;
+    const std::string bad =
+        "hello 1949,365,0,0,0 1950,0,0,0,0 2024,0,24,0,0 2024,400,0,0,0 2023,366,0,0,0 "
+        "2024,1,24,0,0 2024,1,99,0,0 2024,1,0,60,0 2024,1,0,-1,0 2024,1,0,0,86401 "
+        "2024,1,0,0,-86401 2024,1,0,0,1e999 24,1,0,0,0 99999,1,0,0,0 1899,365,0,0,0 "
+        "3000,1,0,0,0 x,1,0,0,0 2024,x,0,0,0 2024,1,x,0,0 2024,1,0,x,0 2024,1,0,0,x "
+        "2024,1.5,0,0,0 ,,,, 2024,,0,0,0";
+    for (const std::string& date : split(bad, ' '))
+        EXPECT_EQ(refusalOf("U,1,2," + date), "ReadCsv: Bad date time in CSV string") << date;
     for (const auto& [date, time] : {std::pair{"2024,366,23,59,60", family::parts2utc(2025, 1, 0, 0, 0)},
                                      {"2024, 3.66e2,,,", family::parts2utc(2024, 366, 0, 0, 0)},
                                      {"1950,1,0,0,-43200", 0.5}})

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "siblings/include/ObsFamily.h"
-#include "tests/CaseFile.h"
+#include "tests/RecordFields.h"
 
 namespace obs::test {
 
@@ -17,27 +17,8 @@ TEST(RfCases, linesGiveTheirFieldsOrTheirMessage) {
     for (const Case& one : readCases(OBS_TEST_DATA "/rf/rf.cases")) {
         ObsRecord rec;
         const MaybeRefusal refusal = ReadRFObs(one.card, rec);
-        EXPECT_EQ(refusal ? refusal->message() : "", one.refusal) << one.where;
+        expectCase(one, refusal, rec);
         if (refusal) continue;
-        const RfObsData& data = *rec.rfData;
-        const std::map<std::string, double> fields{{"satNum", rec.satNum},
-                                                   {"senNum", rec.senNum},
-                                                   {"obsType", rec.obsType},
-                                                   {"obsTime", rec.obsTime},
-                                                   {"range", rec.range},
-                                                   {"rangeRate", rec.rangeRate},
-                                                   {"site1", data.site1SenNum},
-                                                   {"snr", data.snr},
-                                                   {"delay1", data.delay1},
-                                                   {"delay2", data.delay2},
-                                                   {"rf", static_cast<double>(data.rf)},
-                                                   {"rangeSigma", data.rangeSigmaM},
-                                                   {"rangeRateSigma", data.rangeRateSigmaMs},
-                                                   {"processTime", data.processTime}};
-        for (const auto& [name, value] : one.fields) {
-            if (name == "flags") EXPECT_EQ(std::string(data.flags.data(), data.flags.size()), value) << one.where;
-            else EXPECT_EQ(fields.at(name), std::strtod(value.c_str(), nullptr)) << one.where << " " << name;
-        }
         const MaybeRefusal again = ReadRFObs(one.card, rec);  // the record has an RF part by now
         ASSERT_TRUE(again);
         EXPECT_EQ(again->message(), "ReadRFObs: Memory allocation failed");

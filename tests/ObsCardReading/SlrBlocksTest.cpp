@@ -12,41 +12,19 @@ namespace obs::test {
 
 namespace {
 
+std::string joined(std::string fields) {
+    std::erase(fields, ' ');
+    return fields;
+}
+
 constexpr double kLightKms = 299792.458;
 constexpr double kDay = 14324;  // 1989 March 20
 
 // LAGEOS 1 from station 7105: a header whose check sum is wrong by one, as in the example known, and its data line.
-const std::string kHeader =
-    "7603901"
-    "89079"
-    "7105"
-    "0702"
-    "5321"
-    "00095942"
-    "00003300407300100650"
-    "54"
-    "1";
-const std::string kPoint =
-    "214360786545"
-    "052035998000"
-    "0000066"
-    "10135"
-    "2905"
-    "055"
-    "010800000"
-    "49";
-const std::string kShot =
-    "214360786545"
-    "052035998000"
-    "10135"
-    "2905"
-    "055"
-    "000000000000"
-    "3"
-    "1234567"
-    "456789"
-    "00000"
-    "--";
+// Their fields with blanks between them for the reader's eye.
+const std::string kHeader = joined("7603901 89079 7105 0702 5321 00095942 00003300407300100650 54 1");
+const std::string kPoint = joined("214360786545 052035998000 0000066 10135 2905 055 010800000 49");
+const std::string kShot = joined("214360786545 052035998000 10135 2905 055 000000000000 3 1234567 456789 00000 --");
 
 std::string edited(std::string line, std::size_t column, const std::string& text) {
     return line.replace(column - 1, text.size(), text);
@@ -138,34 +116,20 @@ TEST(SlrBlocks, sampledEngineeringData) {
 // A pass of LAGEOS 1 from station 7080, 2007 December 2: system delay -837 ps, and its first range, 39894.074961 us
 // with the delay taken off. Read without the sign the range is 251 mm short.
 TEST(SlrBlocks, theSignOfTheSystemDelay) {
-    const std::string header =
-        "7603901"
-        "07336"
-        "7080"
-        "2419"
-        "5320"
-        "-0000837"
-        "------"
-        "----"
-        "04300"
-        "103000"
-        "--";
-    const std::string raw =
-        "576084437383"
-        "039894074124";
+    const std::string header = joined("7603901 07336 7080 2419 5320 -0000837 ------ ---- 04300 103000 --");
+    const std::string raw = joined("576084437383 039894074124");
     struct {
         const char* what;
         std::string header;
         double calibratedPs;  ///< 0: a bad header
     } const cases[] = {
-        {"published", header, 39894074961},
-        {"justified", edited(header, 25, "    -837"), 39894074961},
+        // clang-format off
+        {"published", header, 39894074961}, {"justified", edited(header, 25, "    -837"), 39894074961},
         {"without a sign", edited(header, 25, "00000837"), 39894073287},
         {"missing", edited(header, 25, "--------"), 39894074124},
-        {"missing and beyond the line", header.substr(0, 24), 39894074124},
-        {"cut", header.substr(0, 30), 0},
-        {"damaged", edited(header, 25, "0000-837"), 0},
-        {"with a gap", edited(header, 25, "-  00837"), 0},
+        {"missing and beyond the line", header.substr(0, 24), 39894074124}, {"cut", header.substr(0, 30), 0},
+        {"damaged", edited(header, 25, "0000-837"), 0}, {"with a gap", edited(header, 25, "-  00837"), 0},
+        // clang-format on
     };
     for (const auto& one : cases) {
         const Read read("88888", {one.header, raw});
@@ -179,17 +143,11 @@ TEST(SlrBlocks, theSignOfTheSystemDelay) {
 
 TEST(SlrBlocks, badDataLines) {
     std::vector<std::string> lines{kShot.substr(0, 23), edited(kShot, 24, " ").substr(0, 24), "10 43200.5 0.25 std 2"};
-    for (const auto& [column, text] : {std::pair{20, "X"},
-                                       {1, "864010000000"},
-                                       {13, "000000000000"},
-                                       {13, "-00000000001"},
-                                       {1, "------------"},
-                                       {1, "-00000000001"},
-                                       {12, "-"},
-                                       {20, "-"},
-                                       {1, "."},
-                                       {1, "x"},
+    // clang-format off
+    for (const auto& [column, text] : {std::pair{20, "X"}, {1, "864010000000"}, {13, "000000000000"}, {13, "-00000000001"},
+                                       {1, "------------"}, {1, "-00000000001"}, {12, "-"}, {20, "-"}, {1, "."}, {1, "x"},
                                        {30, "."}})
+        // clang-format on
         lines.push_back(edited(kShot, static_cast<std::size_t>(column), text));
     for (const std::string& bad : lines) {
         const Read read("88888", {kHeader, kShot, bad, kShot});
@@ -211,11 +169,11 @@ TEST(SlrBlocks, badHeaders) {
           {1, "0000103", "ReadSlr: Ranges to the Moon are not satellite observations: target 103 is Apollo 15."},
           {13, "7998",
            "ReadSlr: Laser station 7998 has no known sensor number; a sensor of the station's own number would do."},
+          // clang-format off
           {13, "1003", "ReadSlr: Laser station 1003 has no known sensor number."},
-          {10, "000", "ReadSlrBlock: Bad pass header/"},
-          {10, "366", "ReadSlrBlock: Bad pass header/"},
-          {13, "7-05", "ReadSlrBlock: Bad pass header/"},
-          {8, "--", "ReadSlrBlock: Bad pass header/"},
+          {10, "000", "ReadSlrBlock: Bad pass header/"}, {10, "366", "ReadSlrBlock: Bad pass header/"},
+          {13, "7-05", "ReadSlrBlock: Bad pass header/"}, {8, "--", "ReadSlrBlock: Bad pass header/"},
+          // clang-format on
           {30, "x", "ReadSlrBlock: Bad pass header/"}}) {
         std::string header = edited(kHeader, static_cast<std::size_t>(column), text);
         std::string expected = message;

@@ -9,7 +9,7 @@
 
 #include "Obs/ObsCardReading/LaserRanging/Corrections.h"
 #include "Obs/ObsCardReading/LaserRanging/Crd.h"
-#include "ObsDllExports.h"
+#include "tests/ExportTest.h"
 #include "tests/LoadFixture.h"
 #include "tests/QuietSink.h"
 
@@ -55,11 +55,8 @@ const std::string kEnd = "H8\nH9\n";
 /// Lines that a file holds with the id of a range.
 std::int64_t rangeLines(const std::string& text) {
     std::int64_t count = 0;
-    for (std::size_t at = 0; at < text.size(); at = text.find('\n', at) + 1) {
-        const std::string id = text.substr(at, 3);
-        count += id == "10" || id == "11" || id == "10 " || id == "11 " || id == "10\n" || id == "11\n" ? 1 : 0;
-        if (text.find('\n', at) == std::string::npos) break;
-    }
+    for (const std::string& line : split(text, '\n'))
+        count += line == "10" || line == "11" || line.starts_with("10 ") || line.starts_with("11 ");
     return count;
 }
 
@@ -84,11 +81,6 @@ struct Found final : QuietSink {
     void refuse(const Refusal&, std::string_view, LinePlace) override { ++refused; }
 };
 
-std::string contents(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 }  // namespace
 
 class Crd : public LoadFixture {
@@ -101,6 +93,18 @@ protected:
         told_.clear();
         return ReadSlrFrFile(write("ranges.crd", text));
     }
+    /// A text with one range, and what it gives, or the reason that refuses it.
+    void expectSession(const std::string& text, const char* reason, const Range& range, int indicator1,
+                       int indicator2) {
+        SCOPED_TRACE(text);
+        obsemptytree();
+        EXPECT_EQ(loadSlr(text), reason == nullptr ? 0 : 2);
+        EXPECT_EQ(lastReason(), reason == nullptr ? "" : reason);
+        ASSERT_EQ(ObsGetCount(), reason == nullptr ? 1 : 0);
+        if (reason != nullptr) return;
+        expectRange(stored(0), range);
+        EXPECT_EQ(std::pair(stored(0).indicator1, stored(0).indicator2), std::pair(indicator1, indicator2));
+    }
     std::string lastReason() const { return told_.empty() ? "" : told_.back().reason; }
 };
 
@@ -112,52 +116,34 @@ TEST_F(Crd, realFiles) {
         std::int64_t loaded, duplicate, bad;
         Range first, last;
     };
+    // clang-format off
     const File files[] = {
         // 43410.8898329 0.044490825842; 1007.946763625370 0.045566238343 after the midnight to 2021 January 27
-        {"crd2_rollover.frd",
-         29,
-         0,
-         0,
-         {6, 8820, 160, 26455, 43410.912078312921, 6669.007018811550},
+        {"crd2_rollover.frd", 29, 0, 0, {6, 8820, 160, 26455, 43410.912078312921, 6669.007018811550},
          {6, 8820, 161, 25960, 1007.9695467445415, 6830.207297330909}},
         // 83098.3290105 .048305496438; 68909.9924172 .051292849408
-        {"crd1_lageos1.npt",
-         14,
-         0,
-         0,
-         {6, 8820, 62, 25952, 83098.353163248219, 7240.811756029132},
+        {"crd1_lageos1.npt", 14, 0, 0, {6, 8820, 62, 25952, 83098.353163248219, 7240.811756029132},
          {6, 8820, 62, 25994, 68910.018063624704, 7688.604700924082}},
         // 77387.019063653420 0.143461677858; 694.119563650340 0.137056288730 after the midnight to 2019 April 20
-        {"crd1_glonass125_midnight.frd",
-         150,
-         0,
-         0,
-         {6, 37372, 161, 25311, 77387.090794492349, 21504.364516926997},
+        {"crd1_glonass125_midnight.frd", 150, 0, 0, {6, 37372, 161, 25311, 77387.090794492349, 21504.364516926997},
          {6, 37372, 161, 25312, 694.188091794705, 20544.220841362199}},
         // 55432.0414338 0.047960587856 with a record 30 of that time; 11532.317500081099 0.021670462296. Three normal
         // points of GIOVE-A occur there twice, and one of Jason 1 is in the full rate, too.
-        {"crd2_samples.crd",
-         82,
-         4,
-         0,
-         {2, 22195, 75, 20771, 55432.065414093928, 7189.111260237595, 297.2990, 38.6340},
+        {"crd2_samples.crd", 82, 4, 0, {2, 22195, 75, 20771, 55432.065414093928, 7189.111260237595, 297.2990, 38.6340},
          {6, 16908, 150, 22661, 11532.328335312247, 3248.320578857082}},
         // 69442.61380994687 .010144434636; 36004.485268558983 0.009228275086. Stations 7941 and 7406 are not in the
         // table: 71 and 55 ranges.
-        {"crd1_blits_2012.frd",
-         331,
-         0,
-         126,
-         {6, 35871, 62, 22822, 69442.618882164188, 1520.612497273388},
+        {"crd1_blits_2012.frd", 331, 0, 126, {6, 35871, 62, 22822, 69442.618882164188, 1520.612497273388},
          {6, 35871, 162, 22816, 36004.489882696526, 1383.283635566051}},
     };
+    // clang-format on
     for (const File& file : files) {
         SCOPED_TRACE(file.name);
         const std::string path = std::string(OBS_EXAMPLES "/laser_ranging/") + file.name;
         obsemptytree();
         EXPECT_EQ(ObsLoadSlrFile(path.c_str()), 0);
         expectCounts(file.loaded, file.duplicate, file.bad);
-        EXPECT_EQ(rangeLines(contents(path)), file.loaded + file.duplicate + file.bad);
+        EXPECT_EQ(rangeLines(contentOf(path)), file.loaded + file.duplicate + file.bad);
         expectRange(stored(0), file.first);
         expectRange(stored(static_cast<std::size_t>(file.loaded) - 1), file.last);
     }
@@ -187,14 +173,14 @@ TEST_F(Crd, stationsOfTheSensorLibrary) {
 
 // One record by itself: what it gives, or why it is refused.
 TEST_F(Crd, records) {
-    struct Case {
+    struct Session {
         const char* lines;
         const char* reason;  ///< null: taken
         std::int32_t obsType = 6;
         double bounceSecond = 0;
         std::int32_t indicator1 = 0;
     };
-    const Case cases[] = {
+    const Session cases[] = {
         {"10 43200.5 0.25 std 2 2 0 0 na na", nullptr, 6, 43200.625},
         {"10\t43200.5  .25  std 1 0", nullptr, 6, 43200.5},
         {"10 43200.5 250.e-3 std 0\r\r", nullptr, 6, 43200.375},
@@ -221,24 +207,18 @@ TEST_F(Crd, records) {
         {"11 43200.5 0.25 std 2.5", "ReadCrd: Record 11, epoch event '2.5' is not a number."},
         {"10 43200.5 0.25 std 2 7", "ReadCrd: Record 10, filter flag '7' is out of range."},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.lines);
-        obsemptytree();
-        EXPECT_EQ(loadSlr(kHead + kStart + c.lines + "\n" + kEnd), c.reason == nullptr ? 0 : 2);
-        EXPECT_EQ(lastReason(), c.reason == nullptr ? "" : c.reason);
-        ASSERT_EQ(ObsGetCount(), c.reason == nullptr ? 1 : 0);
-        if (c.reason != nullptr) continue;
+    for (const Session& c : cases) {
         const bool pointed = c.obsType == 2;
-        const ObsRecord rec = stored(0);
-        expectRange(
-            rec, {c.obsType, 8820, 161, 20000, c.bounceSecond, kLightKms / 8, pointed ? 10.5 : 0, pointed ? 20.25 : 0});
-        EXPECT_EQ(rec.indicator1, c.indicator1);
+        expectSession(
+            kHead + kStart + c.lines + "\n" + kEnd, c.reason,
+            {c.obsType, 8820, 161, 20000, c.bounceSecond, kLightKms / 8, pointed ? 10.5 : 0, pointed ? 20.25 : 0},
+            c.indicator1, 0);
     }
 }
 
 // What comes before the ranges of a session.
 TEST_F(Crd, headers) {
-    struct Case {
+    struct Session {
         std::string head;
         const char* reason;  ///< null: taken
         std::int32_t satNum = 8820;
@@ -248,7 +228,7 @@ TEST_F(Crd, headers) {
     const std::string v1 = "h1 crd 01 2021 01 27 09\nh2 GRZL       7839 34 02  4\n";
     const std::string h4 = "H4  1 2004 10  3 12  0  0 2004 10  3 13  0  0  0 0 0 0 1 0 ";
     const std::string noH4 = "ReadCrd: No header H4 stands before the record.";
-    const Case cases[] = {
+    const Session cases[] = {
         {v1 + "H3 lageos1    07603901 1155     8820 0 1\n" + h4 + "2 0\n", nullptr},
         {v1 + "H3 LAGEOS 1    7603901 1155     8820 0\n" + h4 + "2 0\n", nullptr},
         {kH12 + "H3 LAGEOS 1    7603901 1155     8820 0\n" + h4 + "2 0\n", nullptr},
@@ -281,15 +261,9 @@ TEST_F(Crd, headers) {
         {kHead + kStart + "H8\n", noH4.c_str()},
         {kHead + kStart + "H9\n" + kStart, "ReadCrd: No header H2 stands before the session."},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.head);
-        obsemptytree();
-        loadSlr("00comment\n" + c.head + "10 43200.5 0.25 std 1 2 0 0\n" + kEnd);
-        EXPECT_EQ(lastReason(), c.reason == nullptr ? "" : c.reason);
-        ASSERT_EQ(ObsGetCount(), c.reason == nullptr ? 1 : 0);
-        if (c.reason != nullptr) continue;
-        expectRange(stored(0), {6, c.satNum, 161, 20000, 43200.5, c.rangeKm});
-        EXPECT_EQ(stored(0).indicator2, c.indicator2);
+    for (const Session& c : cases) {
+        expectSession("00comment\n" + c.head + "10 43200.5 0.25 std 1 2 0 0\n" + kEnd, c.reason,
+                      {6, c.satNum, 161, 20000, 43200.5, c.rangeKm}, 0, c.indicator2);
     }
 }
 
@@ -354,7 +328,7 @@ TEST_F(Crd, whatCorrectionsAreGiven) {
 
 // However a file is cut, each line of a range is accounted for and no range is a wrong one.
 TEST_F(Crd, cutAnywhere) {
-    const std::string npt = contents(OBS_EXAMPLES "/laser_ranging/crd1_lageos1.npt");
+    const std::string npt = contentOf(OBS_EXAMPLES "/laser_ranging/crd1_lageos1.npt");
     const std::string whole =
         npt.substr(0, npt.find("11 83405")) + kHead + kStart + "10 43200.5 0.25 std 2 2 0 0\n30 43200.5 1 22";
     const Found all(whole);

@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <random>
-#include <sstream>
 
-#include "Obs/CardLayouts/LineReader.h"
 #include "Obs/CardLayouts/Tty.h"
 #include "Obs/ObsCardReading/Cards/Tty.h"
 #include "siblings/include/ObsFamily.h"
@@ -43,63 +40,37 @@ TEST_F(TtyCases, messagesGiveTheirFieldsOrTheirMessage) {
     for (const Case& one : ttyCases()) {
         ObsRecord rec;
         rec.rotateToDate = 0;
-        const std::string message = messageOf(ReadTTYFrLines(one.card, one.card2, settings_, rec));
-        EXPECT_EQ(message.substr(0, message.find('(') + 1), one.refusal) << one.where;
-        for (const auto& [name, value] : one.fields) {
-            if (name == "secClass") EXPECT_EQ(std::string(1, rec.secClass), value) << one.where;
-            else EXPECT_EQ(fieldOf(rec, name), std::strtod(value.c_str(), nullptr)) << one.where << " " << name;
-        }
+        expectCase(one, ReadTTYFrLines(one.card, one.card2, settings_, rec), rec);
     }
 }
 
 TEST_F(TtyCases, refusalsSayAndQuoteAll) {
     const Case good = messageOfType('4'), one = messageOfType('1'), seven = messageOfType('7');
     std::string badHead = good.card, badCard1 = one.card;
-    badHead[6] = 'x';
-    badCard1[16] = 'x';
+    badHead[6] = badCard1[16] = 'x';
     ObsRecord rec;
-    EXPECT_EQ(messageOf(ReadTTYFrLines(badHead, good.card2, settings_, rec)),
-              "ReadTTY1stLine: Bad TTY card " + inBrackets(badHead));
-    EXPECT_EQ(messageOf(ReadTTYFrLines(badCard1, std::string(), settings_, rec)),
-              "ReadTTY2Lines: Bad TTY card #1 " + inBrackets(badCard1));
-    EXPECT_EQ(messageOf(ReadTTYFrLines(good.card, std::string("x"), settings_, rec)),
-              "ReadTTY2Lines: Bad TTY card #2 " + inBrackets("x"));
-    EXPECT_EQ(messageOf(ReadTTYFrLines(seven.card, seven.card2, settings_, rec)),
-              "ReadTTY2Lines: A type 7 observation needs its sensor, and the place of sensor 211 is not known.");
-    settings_.ttyYear = 0;
-    EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, settings_, rec)),
-              "ReadTTY1stLine: Must set the year for TTY input file.");
-    settings_.ttyYear = 1999;
-    EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, settings_, rec)), "");
-    EXPECT_EQ(rec.obsTime, 17898.5);
-    for (const std::int32_t year : {24, 1899, 3000, -1}) {  // no year of a card
+    const std::array<std::string, 3> refused[] = {
+        {badHead, good.card2, "ReadTTY1stLine: Bad TTY card " + inBrackets(badHead)},
+        {badCard1, "", "ReadTTY2Lines: Bad TTY card #1 " + inBrackets(badCard1)},
+        {good.card, "x", "ReadTTY2Lines: Bad TTY card #2 " + inBrackets("x")},
+        {seven.card, seven.card2,
+         "ReadTTY2Lines: A type 7 observation needs its sensor, and the place of sensor 211 is not known."}};
+    for (const auto& [card1, card2, message] : refused)
+        EXPECT_EQ(messageOf(ReadTTYFrLines(card1, card2, settings_, rec)), message);
+    const std::string noYear = "ReadTTY2Lines: Bad TTY card #1 " + inBrackets(one.card);
+    for (const auto& [year, message] :
+         {std::pair<std::int32_t, std::string>{0, "ReadTTY1stLine: Must set the year for TTY input file."},
+          {24, noYear},
+          {1899, noYear},
+          {3000, noYear},
+          {-1, noYear},
+          {1999, ""}}) {
         settings_.ttyYear = year;
-        EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, settings_, rec)),
-                  "ReadTTY2Lines: Bad TTY card #1 " + inBrackets(one.card));
+        EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, one.card, settings_, rec)), message) << year;
     }
-    settings_.ttyYear = 1999;
+    EXPECT_EQ(rec.obsTime, 17898.5);
     EXPECT_EQ(messageOf(ReadTTYFrFile(nullptr, good.card, settings_, rec)),
               "ReadTTYFrFile: This TTY obs needs the 2nd card");
-}
-
-TEST_F(TtyCases, secondCardIsTheFilesNextLine) {
-    const auto readAll = [this](const char* name) {
-        std::ostringstream text;
-        text << std::ifstream(std::string(OBS_TEST_DATA "/tty/") + name).rdbuf();
-        const std::string file = text.str();
-        std::vector<std::string> outcomes;
-        LineReader lines(file, true);
-        std::string_view line;
-        while (lines.next(line)) {
-            ObsRecord one;
-            const MaybeRefusal refusal = ReadTTYFrFile(&lines, line, settings_, one);
-            outcomes.push_back(refusal ? refusal->message() : "type " + std::to_string(one.obsType));
-        }
-        return outcomes;
-    };
-    EXPECT_EQ(readAll("two_cards.txt"), (std::vector<std::string>{"type 4", "type 1"}));
-    EXPECT_EQ(readAll("second_card_missing.txt"),
-              std::vector<std::string>{"ReadTTYFrFile: Bad TTY card #2 " + inBrackets("")});
 }
 
 TEST_F(TtyCases, rotatesToDateUnlessTold) {

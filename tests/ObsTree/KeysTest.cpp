@@ -27,13 +27,11 @@ TEST(Keys, aFieldKeyIsTimeSatelliteSensor) {
         {10'000'001, 1211, noon, 12'960'000'000'001'211},
         {12345, 211, family::tcomps2utc(2020, 33, 1, 2, 3.44),
          ObsFieldsToObsKey(12345, 211, family::tcomps2utc(2021, 33, 1, 2, 3.44))},
-        {-1, 211, noon, kNoKey},
-        {12345, -1, noon, kNoKey},
-        {-10'000'000, 211, noon, kNoKey},
-        {12345, 211, nan, kNoKey},
-        {12345, 211, infinity, kNoKey},
-        {12345, 211, -1e300, kNoKey},
+        // clang-format off
+        {-1, 211, noon, kNoKey}, {12345, -1, noon, kNoKey}, {-10'000'000, 211, noon, kNoKey},
+        {12345, 211, nan, kNoKey}, {12345, 211, infinity, kNoKey}, {12345, 211, -1e300, kNoKey},
         {12345, 211, 1e300, kNoKey},
+        // clang-format on
     };
     for (const Case& c : cases) {
         std::int64_t key = 0;

@@ -11,18 +11,13 @@
 #include <gtest/gtest.h>
 
 #include "siblings/coords/EarthOrientation.h"
-#include "siblings/include/ObsFamily.h"
 #include "siblings/include/Time.h"
+#include "tests/TestLog.h"
 
 namespace family {
 namespace {
 
 constexpr double kDegree = std::numbers::pi / 180;
-
-/// Half a unit of the last digit in which the reference values are written.
-constexpr double kLastDigitDeg = 0.5e-10;
-/// The FK4 values carry two more roundings, of the way through J2000.
-constexpr double kLastDigitThroughFk5Deg = 2e-10;
 
 /// Angles in degrees.
 struct Direction {
@@ -35,67 +30,21 @@ Direction rotated(int equinoxInd, double ds50, Direction from) {
     return {ra / kDegree, dec / kDegree};
 }
 
-const double kReferenceTime = tcomps2utc(2004, 97, 7, 51, 28.386);
-
-TEST(RotradecEqnx2date, ReferenceDirections) {
-    const struct {
-        int equinoxInd;
-        Direction from, date;
-        double tolerance;
-    } cases[] = {
-        {0, {100, 30}, {100, 30}, kLastDigitDeg},
-        {1, {100, 30}, {100.0036457389, 30.0019813921}, kLastDigitDeg},
-        {2, {100, 30}, {100.0675349921, 29.9981028428}, kLastDigitDeg},
-        {2, {100 - 720, 30}, {100.0675349921, 29.9981028428}, kLastDigitThroughFk5Deg},
-        {3, {100, 30}, {100.8659883485, 29.9475558776}, kLastDigitThroughFk5Deg},
-    };
-    for (const auto& c : cases) {
-        const Direction date = rotated(c.equinoxInd, kReferenceTime, c.from);
-        EXPECT_NEAR(date.ra, c.date.ra, c.tolerance) << c.equinoxInd;
-        EXPECT_NEAR(date.dec, c.date.dec, c.tolerance) << c.equinoxInd;
-    }
-}
-
 TEST(RotradecEqnx2date, StartOfTheYearIsItsFirstInstant) {
     // One second apart, but the equinoxes are those of 2003 and 2004: a year's precession on the
     // equator, 46.1 seconds of arc.
     const double newYear = tcomps2utc(2004, 1, 0, 0, 0);
     const double jump = rotated(1, newYear - 1.0 / 86400, {0, 0}).ra - rotated(1, newYear, {0, 0}).ra;
     EXPECT_NEAR(std::remainder(jump, 360.0) * 3600, 46.1, 0.1);
+    EXPECT_DOUBLE_EQ(rotated(0, newYear, {100, 30}).ra, 100) << "of date already";
 }
 
 constexpr StateKm kReferenceTeme{{5094.18016210, 6127.64465950, 6380.34453270},
                                  {-4.746131487, 0.785818041, 5.531931288}};
-constexpr StateKm kReferenceItrs{{-1033.4793830, 7901.2952754, 6380.3565958},
-                                 {-3.225636520, -2.872451450, 5.531924446}};
-constexpr StateKm kReferenceJ2000{{5102.50960, 6123.01152, 6378.13630}, {-4.7432196, 0.7905366, 5.53375619}};
-
-void expectNear(const StateKm& got, const StateKm& wanted, double km, double kms) {
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_NEAR(got.posKm[i], wanted.posKm[i], km) << i;
-        EXPECT_NEAR(got.velKms[i], wanted.velKms[i], kms) << i;
-    }
-}
-
-TEST(Frames, PublishedState) {
-    // The published numbers were made with the Julian date of UT1 in one double, which moves ITRS by 14 mm.
-    const double day = 2453101.5, fraction = (7 * 3600 + 51 * 60 + 28.386) / 86400, dut1Days = -0.4399619 / 86400;
-    const double roundedAwayS = (day + fraction + dut1Days - day - (fraction + dut1Days)) * 86400;
-    FamilySetEarthOrientation(-0.4399619 + roundedAwayS, -0.140682, 0.333309, 0.0015563);
-    constexpr double kLastDigitKm = 0.1e-6, kLastDigitKms = 1e-9;
-    StateKm got;
-    temetoitrs(kReferenceTime, kReferenceTeme, got);
-    expectNear(got, kReferenceItrs, kLastDigitKm, kLastDigitKms);
-    itrstoteme(kReferenceTime, kReferenceItrs, got);
-    expectNear(got, kReferenceTeme, kLastDigitKm, kLastDigitKms);
-    temetoj2000(kReferenceTime, kReferenceTeme, got);
-    expectNear(got, kReferenceJ2000, kLastDigitKm, kLastDigitKms);
-    FamilySetEarthOrientation(0, 0, 0, 0);
-}
 
 TEST(Frames, WithoutAnswerGiveNoNumbers) {
     StateKm state{};
-    itrstoteme(1e300, kReferenceItrs, state);
+    itrstoteme(1e300, kReferenceTeme, state);
     EXPECT_TRUE(std::isnan(state.posKm[0]) && std::isnan(state.velKms[2]));
     double latitude = 0, longitude = 0, heightKm = 0;
     itrstogeodetic(std::array<double, 3>{HUGE_VAL, 0, 0}.data(), latitude, longitude, heightKm);
@@ -126,17 +75,16 @@ TEST(TwoBodyMotion, RefusesWhatItCannotAnswer) {
         StateKm from;
         double seconds;
     } cases[] = {
-        {"centre", {{0, 0, 0}, {1, 0, 0}}, 10},
-        {"no number", {{7000, 0, none}, {0, 7, 0}}, 10},
-        {"no time", kReferenceTeme, HUGE_VAL},
-        {"too many revolutions", kReferenceTeme, 1e15},
-        {"too large", {{1e200, 0, 0}, {0, 1e200, 0}}, 10},
-        {"back from far out", {{1e9, 1e3, 0}, {-50, 0, 0}}, 2e7},
+        // clang-format off
+        {"centre", {{0, 0, 0}, {1, 0, 0}}, 10}, {"no number", {{7000, 0, none}, {0, 7, 0}}, 10},
+        {"no time", kReferenceTeme, HUGE_VAL}, {"too many revolutions", kReferenceTeme, 1e15},
+        {"too large", {{1e200, 0, 0}, {0, 1e200, 0}}, 10}, {"back from far out", {{1e9, 1e3, 0}, {-50, 0, 0}}, 2e7},
+        // clang-format on
     };
     for (const auto& c : cases) {
-        StateKm to = kReferenceItrs;
+        StateKm to{{1, 2, 3}, {}};
         EXPECT_FALSE(twobodymotion(c.from, c.seconds, to)) << c.what;
-        EXPECT_EQ(to.posKm[0], kReferenceItrs.posKm[0]) << c.what;
+        EXPECT_EQ(to.posKm[0], 1) << c.what;
     }
 }
 
@@ -156,10 +104,8 @@ TEST(FamilyLoadEarthOrientation, RefusesABadFileAndKeepsTheFormerValues) {
     FamilySetEarthOrientation(-0.25, 0, 0, 0);
     for (const auto& c : cases) {
         std::ofstream(name) << c.content;
-        char text[512];
         EXPECT_EQ(FamilyLoadEarthOrientation(name.c_str()), 2) << c.content;
-        FamilyGetLastError(text);
-        EXPECT_TRUE(std::string_view(text, 512).starts_with("FamilyLoadEarthOrientation" + c.message)) << text;
+        EXPECT_TRUE(lastError().starts_with("FamilyLoadEarthOrientation" + c.message)) << lastError();
         EXPECT_EQ(earthorientation(20000).dut1S, -0.25);
     }
     // Steps of UTC: 0.1 s in 1968, which the leap second table knows, and one that it cannot know yet.

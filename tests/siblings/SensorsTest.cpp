@@ -3,17 +3,14 @@
 
 #include <array>
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <tuple>
 
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
-#include "siblings/include/ObsFamily.h"
 #include "siblings/include/Services.h"
+#include "tests/Files.h"
+#include "tests/TestLog.h"
 
 namespace family {
 namespace {
@@ -31,17 +28,12 @@ TEST(ObsTypeCharacters, BothWays) {
 
 class SensorsTest : public testing::Test {
 protected:
-    void TearDown() override {
-        FamilyRemoveSensors();
-        std::filesystem::remove(file_);
-    }
+    void TearDown() override { FamilyRemoveSensors(); }
 
-    int load(const std::string& content) {
-        std::ofstream(file_, std::ios::binary) << content;
-        return FamilyLoadSensors(file_.c_str());
-    }
+    int load(const std::string& content) { return FamilyLoadSensors(folder_.write("sensors.csv", content).c_str()); }
 
-    std::string file_ = std::filesystem::temp_directory_path() / ("sensors." + std::to_string(::getpid()) + ".csv");
+    const obs::test::TempFolder folder_;
+    const std::string file_ = folder_ / "sensors.csv";
 };
 
 TEST_F(SensorsTest, AddGetAndRemove) {
@@ -83,9 +75,7 @@ TEST_F(SensorsTest, LeavesBadLinesOut) {
                        "\n6,also good,0,0,0\n"),
                   2)
             << line;
-        char text[512];
-        FamilyGetLastError(text);
-        EXPECT_EQ(chararrtostr(text).find("FamilyLoadSensors: Bad line 3 of file " + file_), 0U) << line;
+        EXPECT_TRUE(lastError().starts_with("FamilyLoadSensors: Bad line 3 of file " + file_)) << line;
         SensorData sensor;
         EXPECT_EQ(getsendata(5, sensor) + getsendata(6, sensor), 0) << line;
         EXPECT_EQ(getsendata(7, sensor), 2) << line;

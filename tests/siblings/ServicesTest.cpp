@@ -10,7 +10,6 @@
 #include <fstream>
 #include <limits>
 #include <random>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
 #include <tuple>
@@ -23,8 +22,9 @@
 
 #include <gtest/gtest.h>
 
-#include "siblings/include/ObsFamily.h"
 #include "tests/Child.h"
+#include "tests/Files.h"
+#include "tests/TestLog.h"
 
 /// Takes the place of the system's, for the library as well.
 std::vector<std::string> flushed;  ///< what, for each call
@@ -43,33 +43,25 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string lastError() {
-    char text[512];
-    FamilyGetLastError(text);
-    return std::string(chararrtostr(text));
-}
-
-std::string contentOf(const fs::path& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
+using obs::test::contentOf;
 
 class ServicesTest : public testing::Test {
 protected:
-    void SetUp() override {
-        std::string pattern = fs::temp_directory_path() / "siblings.XXXXXX";
-        ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-        directory_ = pattern;
-        FamilyClearLastError();
-    }
+    void SetUp() override { FamilyClearLastError(); }
     void TearDown() override {
         FamilyCloseLog();
         FamilySetLogCallback(nullptr, nullptr);
-        fs::remove_all(directory_);
     }
     std::string path(const char* name) const { return directory_ / name; }
-    fs::path directory_;
+    /// Writes a text to a file; what closing it says.
+    std::int32_t written(const std::string& name, std::int32_t mode, std::string_view text) {
+        Unit unit = kNoUnit;
+        EXPECT_EQ(fileopen(name, mode, unit), 0);
+        EXPECT_TRUE(text.empty() || filewrite(unit, text.data(), text.size()));
+        return fileclose(unit);
+    }
+    const obs::test::TempFolder folder_;
+    const fs::path& directory_ = folder_.path;
 };
 
 using Message = std::pair<int, std::string>;
@@ -143,9 +135,7 @@ TEST_F(ServicesTest, ReplaceAppendRead) {
     EXPECT_EQ(fileclose(unit), 0);
     EXPECT_TRUE(fs::is_symlink(path("link")));
     EXPECT_EQ(fs::status(path("fort.7")).permissions(), kOwnerOnly);
-    ASSERT_EQ(fileopen(path("fort.7"), kOpenAppend, unit), 0);
-    EXPECT_TRUE(filewrite(unit, "two\n", 4));
-    EXPECT_EQ(fileclose(unit), 0);
+    EXPECT_EQ(written(path("fort.7"), kOpenAppend, "two\n"), 0);
     ASSERT_EQ(fileopen(path("fort.7"), kOpenRead, unit), 0);
     EXPECT_TRUE(existfortdotfileunit(unit));
     EXPECT_EQ(filesize(unit), 8);
@@ -155,8 +145,7 @@ TEST_F(ServicesTest, ReplaceAppendRead) {
     EXPECT_EQ(std::string(buffer, 4), "two\n");
     EXPECT_EQ(fileclose(unit), 0);
 
-    ASSERT_EQ(fileopen(path("new"), kOpenReplace, unit), 0);
-    EXPECT_EQ(fileclose(unit), 0);
+    EXPECT_EQ(written(path("new"), kOpenReplace, ""), 0);
     const mode_t mask = ::umask(0);
     ::umask(mask);
     EXPECT_EQ(fs::status(path("new")).permissions(), static_cast<fs::perms>(0666 & ~mask));
@@ -237,11 +226,8 @@ TEST_F(ServicesTest, FlushedBeforeAndAfterTheNameIsNew) {
             flushed.clear();
             flushOfFolderFails = failing;
             FamilyClearLastError();
-            Unit unit = kNoUnit;
-            ASSERT_EQ(fileopen(path("a"), test.mode, unit), 0);
-            EXPECT_TRUE(filewrite(unit, "new\n", 4));
             const bool told = failing != 0 && test.flushed.back() == "folder";
-            EXPECT_EQ(fileclose(unit), told ? EIO : 0);
+            EXPECT_EQ(written(path("a"), test.mode, "new\n"), told ? EIO : 0);
             EXPECT_EQ(flushed, test.flushed) << test.after;
             EXPECT_EQ(contentOf(path("a")), test.after);
             EXPECT_EQ(lastError(), told ? "fileclose: Cannot flush the folder of a file that is written, " +
@@ -341,12 +327,10 @@ TEST(Alpha5, BothWays) {
 
 TEST(Degtohhmmsss, RoundsAndReduces) {
     for (const auto& [degrees, expected] : {std::pair{359.9999, "0000000"},
-                                            {359.9997, "2359599"},
-                                            {-15.0, "2300000"},
-                                            {375.0, "0100000"},
-                                            {-1e-20, "0000000"},
-                                            {0.49 / 2400, "0000000"},
-                                            {0.5 / 2400, "0000001"},
+                                            // clang-format off
+                                            {359.9997, "2359599"}, {-15.0, "2300000"}, {375.0, "0100000"},
+                                            {-1e-20, "0000000"}, {0.49 / 2400, "0000000"}, {0.5 / 2400, "0000001"},
+                                            // clang-format on
                                             {HUGE_VAL, "*******"}}) {
         char text[7];
         degtohhmmsss_str(degrees, text);

@@ -38,8 +38,8 @@ static_assert(kSigmas == kSigmaCount + 1);
 
 constexpr std::size_t kVectorLength = 3;
 constexpr std::int32_t kCsvMark = 7;  ///< the sigma count that also says "CSV data present"
-constexpr std::size_t kMostSigmas = kSigmasEnd - kSigmas;
-constexpr std::size_t kSigmaCounts[] = {6, 7, kMostSigmas};
+constexpr std::size_t kMaxSigmas = kSigmasEnd - kSigmas;
+constexpr std::size_t kSigmaCounts[] = {6, 7, kMaxSigmas};
 
 /// Elements that go by other names than the fields that they hold.
 struct OwnName {
@@ -255,7 +255,7 @@ std::optional<ElementDef> elementDef(std::int32_t element) {
         def.name.append(def.name.empty() ? "" : " or ").append(field.facts.storageName());
         def.unit = field.facts.unit;
     });
-    if (number >= kSigmas && number < kSigmas + kMostSigmas) def.name = "sigma" + std::to_string(number - kSigmas + 1);
+    if (number >= kSigmas && number < kSigmas + kMaxSigmas) def.name = "sigma" + std::to_string(number - kSigmas + 1);
     return def;
 }
 

@@ -50,7 +50,7 @@ bool readB3InUpperCase(const CardText& card, std::string_view notB3, ObsRecord& 
 
 /// NOTE: one unsigned comparison, so a negative number is refused as being too great.
 bool setSatNum(std::int32_t newSatno, ObsRecord& rec) {
-    if (static_cast<std::uint32_t>(newSatno) > static_cast<std::uint32_t>(kMostSatNum)) return false;
+    if (static_cast<std::uint32_t>(newSatno) > static_cast<std::uint32_t>(kMaxSatNum)) return false;
     if (newSatno != 0) rec.satNum = newSatno;
     return true;
 }

@@ -15,7 +15,7 @@
 namespace obs {
 
 /// The largest satellite number that the cards' five columns hold.
-inline constexpr std::int32_t kMostSatNum = kMostAlpha5;
+inline constexpr std::int32_t kMaxSatNum = kMostAlpha5;
 
 using LineWriting = MaybeRefusal (*)(const ObsRecord& rec, CardLines& lines);
 
@@ -23,7 +23,7 @@ using LineWriting = MaybeRefusal (*)(const ObsRecord& rec, CardLines& lines);
 /// the refusal, which is logged.
 std::int32_t writeLines(LineWriting write, const ObsRecord& rec, char* line1, char* line2 = nullptr);
 
-/// Error code 0, or 2. `newSatno` replaces the satellite number unless it is 0; it must not be above `kMostSatNum`.
+/// Error code 0, or 2. `newSatno` replaces the satellite number unless it is 0; it must not be above `kMaxSatNum`.
 std::int32_t Csv2TTY(const CardText& csvLine, std::int32_t newSatno, char* card1, char* card2);
 std::int32_t Csv2B3(const CardText& csvLine, std::int32_t newSatno, char* b3Card);
 std::int32_t TTY2Csv(const CardText& card1, const CardText& card2, char* csvLine);

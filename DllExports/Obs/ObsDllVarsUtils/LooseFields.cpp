@@ -2,6 +2,7 @@
 #include "DllExports/Obs/ObsDllVarsUtils/LooseFields.h"
 
 #include <new>
+#include <utility>
 
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 #include "Obs/ObsCardReading/Loading/AddObs.h"
@@ -15,18 +16,17 @@ namespace obs {
 
 namespace {
 
-enum class VectorSlots { none, sensor, satellite };
-
-/// Which vectors of a record `pos` and `vel` mean, by the type's character.
-VectorSlots vectorSlots(char type) {
+/// The vectors of a record that `pos` and `vel` mean, by the type's character; null where they mean none.
+template <class Record>
+auto vectorsOf(Record& rec, char type) {
     switch (type) {
         case '8':
         case '9':
         case 'M':
-        case 'O': return VectorSlots::sensor;
+        case 'O': return std::pair{&rec.senPos, &rec.senVel};
         case 'P':
-        case 'V': return VectorSlots::satellite;
-        default: return VectorSlots::none;
+        case 'V': return std::pair{&rec.satPos, &rec.satVel};
+        default: return decltype(std::pair{&rec.senPos, &rec.senVel}){};
     }
 }
 
@@ -50,13 +50,9 @@ ObsRecord fields2record(const Fields& fields) {
     ObsRecord rec;
     static_cast<ObsFields&>(rec) = fields;
     rec.obsType = family::obstypechartoint(fields.typeChar);
-    const VectorSlots slots = vectorSlots(canonicalType(fields.typeChar));
-    if (slots == VectorSlots::sensor) {
-        rec.senPos = fields.pos;
-        rec.senVel = fields.vel;
-    } else if (slots == VectorSlots::satellite) {
-        rec.satPos = fields.pos;
-        rec.satVel = fields.vel;
+    if (const auto [pos, vel] = vectorsOf(rec, canonicalType(fields.typeChar)); pos != nullptr) {
+        *pos = fields.pos;
+        *vel = fields.vel;
     }
     if (carriesEquinox(fields.typeChar)) {
         rec.equinoxInd = static_cast<std::int32_t>(fields.rangeRate);
@@ -114,13 +110,9 @@ Fields record2fields(const ObsRecord& rec) {
     static_cast<ObsFields&>(fields) = rec;
     fields.typeChar = family::obstypeinttochar(rec.obsType);
     if (carriesEquinox(fields.typeChar)) fields.rangeRate = rec.equinoxInd;
-    const VectorSlots slots = vectorSlots(fields.typeChar);
-    if (slots == VectorSlots::sensor) {
-        fields.pos = rec.senPos;
-        fields.vel = rec.senVel;
-    } else if (slots == VectorSlots::satellite) {
-        fields.pos = rec.satPos;
-        fields.vel = rec.satVel;
+    if (const auto [pos, vel] = vectorsOf(rec, fields.typeChar); pos != nullptr) {
+        fields.pos = *pos;
+        fields.vel = *vel;
     }
     return fields;
 }

@@ -22,7 +22,7 @@ struct Fields : ObsFields {
     Fields() { secClass = ' '; }  // what a caller gets when there is nothing to hand out
 };
 
-inline constexpr std::size_t kPosArgument = 16, kVelArgument = 17, kMostArguments = 18;
+inline constexpr std::size_t kPosArgument = 16, kVelArgument = 17, kMaxArguments = 18;
 
 /// Calls `use(argument, value)` for the plain fields of the list F, their places in it counted from 0.
 template <class Some, class Use>
@@ -39,7 +39,7 @@ void forEachArgument(Some& fields, Use&& use) {
 /// The list F as a caller hands it over, in its order. Null vectors stay zero: they are refused elsewhere.
 template <class... Arguments>
 Fields looseFields(Arguments... arguments) {
-    static_assert(sizeof...(Arguments) == kMostArguments);
+    static_assert(sizeof...(Arguments) == kMaxArguments);
     const std::tuple<Arguments...> given(arguments...);
     Fields fields;
     forEachArgument(fields, [&](auto argument, auto& value) {
@@ -62,7 +62,7 @@ struct FieldOutputs {
     void set(const Fields& fields) const {
         forEachArgument(fields, [&](auto argument, const auto& value) { *std::get<argument>(places) = value; });
         std::copy(fields.pos.begin(), fields.pos.end(), std::get<kPosArgument>(places));
-        if constexpr (sizeof...(Places) == kMostArguments)
+        if constexpr (sizeof...(Places) == kMaxArguments)
             std::copy(fields.vel.begin(), fields.vel.end(), std::get<kVelArgument>(places));
     }
 };

@@ -170,9 +170,9 @@ private:
         const char* const behind = fieldEnd();
         const double number = carefulReal(at_, behind);
         constexpr double kLeast = std::numeric_limits<std::int32_t>::min(),
-                         kMost = std::numeric_limits<std::int32_t>::max();
-        value = static_cast<std::int32_t>(std::clamp(number, kLeast, kMost));
-        if (number < kLeast || number > kMost) noteTaken("is out of range", std::to_string(value));
+                         kMax = std::numeric_limits<std::int32_t>::max();
+        value = static_cast<std::int32_t>(std::clamp(number, kLeast, kMax));
+        if (number < kLeast || number > kMax) noteTaken("is out of range", std::to_string(value));
         else if (number != std::trunc(number)) noteTaken("is not a whole number", std::to_string(value));
         return behind;
     }

@@ -18,10 +18,10 @@ namespace {
 /// One component. What is out of range is refused, be it too great or too small to tell from 0; and so is a number
 /// without a point in a field that the line does not fill, whose decimals nobody could place.
 bool readComponent(const CardText& card, Columns field, int decimals, double& value) {
-    constexpr double kMost = 1e15;
+    constexpr double kMax = 1e15;
     const std::string_view text = card.at(field);
     const bool isCut = card.text().size() < field.last && text.find('.') == std::string_view::npos;
-    if (isCut || card.isBlank(field) || !family::readreal(text, decimals, value) || !(std::abs(value) <= kMost))
+    if (isCut || card.isBlank(field) || !family::readreal(text, decimals, value) || !(std::abs(value) <= kMax))
         return false;
     const std::string_view mantissa = text.substr(0, text.find_first_of("EeDd"));
     return value != 0 || mantissa.find_first_of("123456789") == std::string_view::npos;

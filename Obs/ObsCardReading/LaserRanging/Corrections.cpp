@@ -69,8 +69,8 @@ double modelledDelayM(const SlrRangeContext& range, SlrTroposphere model) {
 double troposphereDelayM(const SlrRangeContext& range, SlrTroposphere model) {
     constexpr double kMetresPerKm = 1e3;
     constexpr double kSecondsPerPs = 1e-12;
-    constexpr double kLeastPs = 3000, kMostPs = 150'000;  // files hold 0, metres and other units
-    if (range.troposphericPs >= kLeastPs && range.troposphericPs <= kMostPs)
+    constexpr double kMinPs = 3000, kMaxPs = 150'000;  // files hold 0, metres and other units
+    if (range.troposphericPs >= kMinPs && range.troposphericPs <= kMaxPs)
         return range.troposphericPs * kSecondsPerPs * family::speedoflightkms() * kMetresPerKm;
     return modelledDelayM(range, model);
 }

@@ -111,7 +111,7 @@ CrdItems::CrdItems(std::string_view line, std::size_t most) {
 }
 
 CrdItems headerItems(std::string_view line, crd::Header header, int version) {
-    const CrdItems split(line, crd::kMostItems);
+    const CrdItems split(line, crd::kMaxItems);
     const CrdItems columns = itemsInColumns(line, header);
     const bool columnsHold = standApart(line, header) && holds(columns, header, true);
     return columnsHold && (version == 1 || !holds(split, header, false)) ? columns : split;

@@ -32,7 +32,7 @@ private:
         const char* text;
         std::size_t length;
     };
-    std::array<Item, crd::kMostItems> items_;
+    std::array<Item, crd::kMaxItems> items_;
     std::size_t count_ = 0;
 };
 

@@ -23,8 +23,8 @@ constexpr double kSameTimeS = 1.0e-3 + 1e-9;
 constexpr double kLongestElevationGapS = 10;
 
 /// About 130 megabytes. No session known comes near; a file that never ends a session is handed over in pieces.
-constexpr std::size_t kMostRecords = std::size_t{1} << 22;
-constexpr std::size_t kMostRemarkBytes = 4u << 20;
+constexpr std::size_t kMaxRecords = std::size_t{1} << 22;
+constexpr std::size_t kMaxRemarkBytes = 4u << 20;
 
 AtmCondRec between(const CrdTimed<AtmCondRec>& before, const CrdTimed<AtmCondRec>& after, double second) {
     const double share = (second - before.second) / (after.second - before.second);
@@ -106,8 +106,8 @@ void CrdSession::note(const Refusal& what, LinePlace place) {
 }
 
 bool CrdSession::isFull() const {
-    return ranges_.size() + pointings_.size() + supplements_.size() + conditions_.size() >= kMostRecords ||
-           remarkBytes_ >= kMostRemarkBytes;
+    return ranges_.size() + pointings_.size() + supplements_.size() + conditions_.size() >= kMaxRecords ||
+           remarkBytes_ >= kMaxRemarkBytes;
 }
 
 // --- Handing over ---------------------------------------------------------------------------

@@ -13,9 +13,9 @@ namespace {
 
 /// A batch holds at least this many observations, and more the more the store holds: rebuilding the tree
 /// then costs a constant share per observation.
-constexpr std::size_t kLeastBatch = 1u << 20;
+constexpr std::size_t kMinBatch = 1u << 20;
 
-std::size_t batchLimit() { return std::max(kLeastBatch, static_cast<std::size_t>(obsgetnumoftreenodes())); }
+std::size_t batchLimit() { return std::max(kMinBatch, static_cast<std::size_t>(obsgetnumoftreenodes())); }
 
 std::string trimmed(std::string text) {
     text.erase(text.find_last_not_of(' ') + 1);

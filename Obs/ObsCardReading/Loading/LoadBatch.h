@@ -30,7 +30,7 @@ public:
     void corrected(const SlrCorrectionCounts& counts) override { corrections_.add(counts); }
 
     /// Whether it is time to flush.
-    bool isFull() const { return remarkBytes_ >= kMostRemarkBytes || batch_.size() >= batchLimit_; }
+    bool isFull() const { return remarkBytes_ >= kMaxRemarkBytes || batch_.size() >= batchLimit_; }
 
     /// Enters the batch and says what is to be said about its lines, in their order. Without memory for all of it
     /// throws std::bad_alloc; the counts are those of what was entered.
@@ -46,7 +46,7 @@ protected:
 
 private:
     /// Text about lines that may wait for their turn.
-    static constexpr std::size_t kMostRemarkBytes = 4u << 20;
+    static constexpr std::size_t kMaxRemarkBytes = 4u << 20;
 
     enum class Kind : std::uint8_t { bad, zeroed, passedOver, note, fault };
 

@@ -269,7 +269,7 @@ private:
         const bool good = comparison == "=" || made.outside ? parseValues(*what, made.intervals)
                                                             : parseBound(*what, comparison, made.intervals);
         if (!good) return false;
-        if (++tests_ > ObsSelection::kMostTests) return refuse(Fault::tooMany, name.from, last_.to);
+        if (++tests_ > ObsSelection::kMaxTests) return refuse(Fault::tooMany, name.from, last_.to);
         node = add(std::move(made));
         return true;
     }

@@ -148,13 +148,13 @@ private:
     std::string_view rest_;
 };
 
-constexpr std::size_t kMostDecimals = 9;
+constexpr std::size_t kMaxDecimals = 9;
 
 /// Decimals of a second, after the point.
 bool takeDecimals(Digits& text, Date& date) {
     const std::size_t decimals = text.count();
     std::int32_t ticks = 0;
-    if (decimals == 0 || decimals > kMostDecimals || !text.take(decimals, ticks)) return false;
+    if (decimals == 0 || decimals > kMaxDecimals || !text.take(decimals, ticks)) return false;
     for (std::size_t i = 0; i < decimals; ++i) date.ticksPerSecond *= 10;
     date.ticks = date.ticks * date.ticksPerSecond + ticks;
     date.last = Date::fraction;
@@ -215,13 +215,13 @@ bool readCardDate(std::string_view text, Date& date) {
 
 /// Digits alone are a date. Days since 1950 have a point, lest they look like a date.
 bool readTime(std::string_view text, ValueSpan& value) {
-    constexpr double kMostDays = 3e6;  // past the year 9999
+    constexpr double kMaxDays = 3e6;  // past the year 9999
     Date date;
     if (readIsoDate(text, date) || readCardDate(text, date = {})) {
         value = date.span();
         return true;
     }
-    return text.find('.') != std::string_view::npos && readNumber(text, value) && std::abs(value.first) <= kMostDays;
+    return text.find('.') != std::string_view::npos && readNumber(text, value) && std::abs(value.first) <= kMaxDays;
 }
 
 bool readYear(std::string_view text, ValueSpan& value) {
