@@ -20,16 +20,6 @@ constexpr std::string_view kRfRemark =
 constexpr std::string_view kCrdRemark =
     "Observations keep no bins, rms, calibration, weather or wavelengths: CRD files are written without them.";
 
-bool writeB3(std::int64_t key, Cards& cards) {
-    std::fill_n(cards.lines[1], Cards::kLength, ' ');
-    return ObsGetB3Card(key, cards.lines[0]) == 0;
-}
-bool writeTty(std::int64_t key, Cards& cards) { return ObsGetTTYCard(key, cards.lines[0], cards.lines[1]) == 0; }
-bool writeCsv(std::int64_t key, Cards& cards) {
-    std::fill_n(cards.lines[1], Cards::kLength, ' ');
-    return ObsGetCsv(key, cards.lines[0]) == 0;
-}
-
 double typeNumber(char type) {
     const std::int32_t number = ObsTypeCToI(type);
     return number == 18 || number == 19 ? number - 10 : number;
@@ -38,13 +28,22 @@ double typeNumber(char type) {
 /// NOTE: ObsGetAllFields gives the equinox indicator of types 5 and 9 in the place of the range rate.
 bool hasEquinoxForRangeRate(char type) { return type == '5' || type == '9'; }
 
-Format formatOf(std::int32_t number, std::string_view crdData, std::string_view remark, decltype(Format::load) load,
-                decltype(Format::tryOut) tryOut, decltype(Format::write) write) {
-    Format format{{}, {}, {}, crdData, remark, load, tryOut, write, number};
+Format formatOf(std::int32_t number) {
+    Format format;
+    format.number = number;
     Text512 name, description;
     ObsGetFormatInfo(number, name.data(), description.data(), format.facts.data());
     format.name = withoutTrailingBlanks({name.data(), kTextLength});
     format.description = withoutTrailingBlanks({description.data(), kTextLength});
+    if (!format.hasLines()) {
+        constexpr std::string_view kByDataType[] = {"frd", "npt"};
+        format.crdData = kByDataType[format.facts[OBS_FORMAT_DATA_TYPE]];
+        format.remark = kCrdRemark;
+        format.tryOut = tryCrdFile;
+    } else if (format.facts[OBS_FORMAT_RF_FIELDS] != 0) {
+        format.remark = kRfRemark;
+        format.tryOut = tryRfLines;
+    }
     return format;
 }
 
@@ -68,27 +67,33 @@ const Precision& precisionOf(const Format& format, char type) {
 
 }  // namespace
 
-std::int32_t Format::save(const char* fileName, std::int32_t saveMode) const {
-    const std::int32_t form = facts[OBS_FORMAT_SAVE_FORM];
-    return form >= 0 ? ObsSaveFile(fileName, saveMode, form)
-                     : ObsSaveSlrFile(fileName, saveMode, facts[OBS_FORMAT_DATA_TYPE]);
+std::int32_t Format::load(const char* fileName, std::int32_t group) const {
+    return hasLines() ? ObsLoadFileGID(fileName, group) : ObsLoadSlrFileGID(fileName, group);
 }
+
+bool Format::write(std::int64_t key, Cards& cards) const {
+    return ObsGetLines(key, facts[OBS_FORMAT_SAVE_FORM], cards.lines[0], cards.lines[1]) == 0;
+}
+
+std::int32_t Format::save(const char* fileName, std::int32_t saveMode) const {
+    return hasLines() ? ObsSaveFile(fileName, saveMode, facts[OBS_FORMAT_SAVE_FORM])
+                      : ObsSaveSlrFile(fileName, saveMode, facts[OBS_FORMAT_DATA_TYPE]);
+}
+
+bool Format::hasLines() const { return facts[OBS_FORMAT_SAVE_FORM] >= 0; }
 
 bool Format::carriesYear() const { return facts[OBS_FORMAT_YEAR] != 0; }
 
 bool Format::carriesCsvFields() const { return facts[OBS_FORMAT_CSV_FIELDS] != 0; }
 
-bool Format::dropsRfFields() const { return facts[OBS_FORMAT_RF_FIELDS] == 0 && facts[OBS_FORMAT_SAVE_FORM] >= 0; }
+bool Format::dropsRfFields() const { return facts[OBS_FORMAT_RF_FIELDS] == 0 && hasLines(); }
 
 const std::vector<Format>& formats() {
-    static const std::vector<Format> all{
-        formatOf(OBS_FORMAT_B3, "", "", ObsLoadFileGID, tryCards, writeB3),
-        formatOf(OBS_FORMAT_TTY, "", "", ObsLoadFileGID, tryCards, writeTty),
-        formatOf(OBS_FORMAT_CSV, "", "", ObsLoadFileGID, tryCards, writeCsv),
-        formatOf(OBS_FORMAT_RF, "", kRfRemark, ObsLoadFileGID, tryRfLines, nullptr),
-        formatOf(OBS_FORMAT_CRD_NORMAL_POINTS, "npt", kCrdRemark, ObsLoadSlrFileGID, tryCrdFile, nullptr),
-        formatOf(OBS_FORMAT_CRD_FULL_RATE, "frd", kCrdRemark, ObsLoadSlrFileGID, tryCrdFile, nullptr),
-    };
+    static const std::vector<Format> all = [] {
+        std::vector<Format> found;
+        for (std::int32_t number = 0; number < ObsGetFormatCount(); ++number) found.push_back(formatOf(number));
+        return found;
+    }();
     return all;
 }
 

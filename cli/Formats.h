@@ -51,6 +51,13 @@ struct Cards {
 };
 
 class Trial;
+struct Format;
+
+// What becomes of observations in formats whose lines are read back singly, in RF lines and in CRD files. The latter
+// two hold a SecondSet under the free group.
+std::unique_ptr<Trial> tryCards(const Format& format, std::int32_t freeGroup);
+std::unique_ptr<Trial> tryRfLines(const Format& format, std::int32_t freeGroup);
+std::unique_ptr<Trial> tryCrdFile(const Format& format, std::int32_t freeGroup);
 
 /// What the library tells of a format, and how the command goes about it.
 struct Format {
@@ -59,13 +66,12 @@ struct Format {
     std::array<std::int32_t, 16> facts;  ///< of enum ObsFormatFact
     std::string_view crdData;  ///< which of two rows of the same name, as --crd-data says; empty: there is one
     std::string_view remark;   ///< on every report; what a comparison cannot find out
-    std::int32_t (*load)(const char* fileName, std::int32_t group);  ///< a file of nothing else
-    std::unique_ptr<Trial> (*tryOut)(const Format& format, std::int32_t freeGroup);
-    /// Writes an observation, false when the format cannot carry it. Null for a format whose lines the library
-    /// does not write singly.
-    bool (*write)(std::int64_t key, Cards& cards);
+    std::unique_ptr<Trial> (*tryOut)(const Format& format, std::int32_t freeGroup) = tryCards;
     std::int32_t number;  ///< OBS_FORMAT_...
 
+    std::int32_t load(const char* fileName, std::int32_t group) const;  ///< a file of nothing else
+    bool write(std::int64_t key, Cards& cards) const;  ///< an observation; false when the format cannot carry it
+    bool hasLines() const;                             ///< false for files of laser ranges
     std::int32_t save(const char* fileName, std::int32_t saveMode) const;  ///< all observations
     bool carriesYear() const;
     bool carriesCsvFields() const;  ///< what only CSV lines have

@@ -13,7 +13,6 @@
 #include <fmt/format.h>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
-#include "FileKind.h"
 #include "Input.h"
 #include "Progress.h"
 #include "Stations.h"
@@ -198,16 +197,19 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
         return result;
     }
     openedAs_ = input.path();
-    const std::string head = headOf(openedAs_);
-    const FileKind kind = kindOf(head);
-    if (kind.content == Content::foreign) {
-        fail(result.file, fmt::format("this is {}, not observations", kind.name));
+    const std::optional<FileKind> kind = identify();
+    if (!kind) {
+        fail(result.file, lastError());
+        return result;
+    }
+    if (kind->number >= OBS_FILE_OTHER && kind->number < OBS_FILE_GUESS) {
+        fail(result.file, fmt::format("this is {}, not observations", kind->name));
         return result;
     }
     std::int32_t status = 0;
     {
         Progress progress(Progress::Of::load, result.file, options_.quiet);
-        status = loadFile(kind.content, group);
+        status = loadFile(kind->number == OBS_FILE_LASER_RANGES, group);
         progress.endLoad();
     }
     ObsGetLoadCounts(&result.loaded, &result.duplicate, &result.bad);
@@ -219,17 +221,28 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
     result.read = status == 0 || result.lines.lines > 0;
     const bool isToldWhy = brokenOff_ || result.bad > 0 || result.lines.includesLeftOut > 0;
     if (status != 0 && !isToldWhy) fail(result.file, lastError());
-    judge(result, head);
+    judge(result, *kind);
     return result;
 }
 
+/// Nothing when the file cannot be read.
+std::optional<FileKind> Session::identify() const {
+    FamilyClearLastError();
+    FileKind kind;
+    std::int32_t formats = 0;
+    Text512 name;
+    if (ObsIdentifyFile(Text512(openedAs_).data(), &kind.number, &formats, name.data()) != 0) return std::nullopt;
+    kind.name = withoutTrailingBlanks({name.data(), kTextLength});
+    return kind;
+}
+
 /// Each file begins with the same settings, whatever the one before it has set.
-std::int32_t Session::loadFile(Content content, std::int32_t group) {
+std::int32_t Session::loadFile(bool isOfLaserRanges, std::int32_t group) {
     constexpr std::int32_t kNoYear = -1, kInThisLoadAlone = 1;
     brokenOff_ = keywordFault_ = false;
     FamilyClearLastError();
     const Text512 name(openedAs_);
-    if (content == Content::laserRanges) return ObsLoadSlrFileGID(name.data(), group);
+    if (isOfLaserRanges) return ObsLoadSlrFileGID(name.data(), group);
     ObsLoadOptions options{};
     options.size = sizeof options;
     options.ttyYear = options_.ttyYear.value_or(kNoYear);
@@ -238,7 +251,7 @@ std::int32_t Session::loadFile(Content content, std::int32_t group) {
 }
 
 /// What the counts of a load mean for the exit status.
-void Session::judge(const LoadResult& result, std::string_view head) {
+void Session::judge(const LoadResult& result, const FileKind& kind) {
     const ObsLoadLines& lines = result.lines;
     const bool fails = result.bad > 0 || keywordFault_ || (lines.passedOver > 0 && !options_.passedOverIgnored) ||
                        (lines.zeroed > 0 && options_.zeroedFails);
@@ -246,8 +259,9 @@ void Session::judge(const LoadResult& result, std::string_view head) {
     if (brokenOff_ || lines.includesLeftOut > 0) raise(ExitStatus::failure);
     if (result.loaded + result.duplicate > 0 || lines.passedOver == 0) return;
     // What has lines that only could not be read is a file of observations.
+    const std::string_view guess = kind.number >= OBS_FILE_GUESS ? std::string_view(kind.name) : "text of another kind";
     const std::string rest =
-        result.bad > 0 ? fmt::format("{} are bad", result.bad) : fmt::format("it looks like {}", guessOf(head));
+        result.bad > 0 ? fmt::format("{} are bad", result.bad) : fmt::format("it looks like {}", guess);
     fail(result.file, fmt::format("no observation was loaded: {} of {} lines are of no known kind, {}",
                                   lines.passedOver, lines.lines, rest));
 }
@@ -261,9 +275,12 @@ void Session::save(const std::string& name, bool append, const Format& format) {
     if (!problem.empty()) return fail(subject, problem);
 
     // To replace standard output is to go on where it stands, also in the file that it may be.
-    const Progress progress(Progress::Of::save, subject, options_.quiet);
-    const std::int32_t status =
-        format.save(Text512(toOutput ? "/dev/stdout" : name).data(), append && !toOutput ? kAppend : kReplace);
+    std::int32_t status = 0;
+    {
+        const bool quiet = options_.quiet || (toOutput && ::isatty(STDOUT_FILENO) != 0);
+        const Progress progress(Progress::Of::save, subject, quiet);
+        status = format.save(Text512(toOutput ? "/dev/stdout" : name).data(), append && !toOutput ? kAppend : kReplace);
+    }
     std::int64_t written = 0, leftOut = 0, altered = 0;
     std::int32_t systemError = 0;
     ObsGetSaveCounts(&written, &leftOut, &altered, &systemError);

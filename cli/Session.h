@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
-#include "FileKind.h"
 #include "Formats.h"
 #include "LineReports.h"
 #include "Output.h"
@@ -46,6 +45,12 @@ struct LoadResult {
     bool read = false;
     std::int64_t loaded = 0, duplicate = 0, bad = 0;
     ObsLoadLines lines{sizeof(ObsLoadLines), 0, 0, 0, 0, 0, 0, 0, 0};
+};
+
+/// What ObsIdentifyFile tells of a file.
+struct FileKind {
+    std::int32_t number = 0;
+    std::string name;
 };
 
 /// Holds the library's callbacks, so there is one at a time. Its functions complain on
@@ -95,8 +100,9 @@ private:
     void setCorrections(const CommonOptions& options);
     void countCorrections(const std::string& file);
     LoadResult loadOne(const std::string& name, std::int32_t group);
-    std::int32_t loadFile(Content content, std::int32_t group);
-    void judge(const LoadResult& result, std::string_view head);
+    std::optional<FileKind> identify() const;
+    std::int32_t loadFile(bool isOfLaserRanges, std::int32_t group);
+    void judge(const LoadResult& result, const FileKind& kind);
     void select(const CommonOptions& options);
     void raise(ExitStatus status);
 

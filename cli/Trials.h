@@ -25,10 +25,4 @@ public:
     virtual Result next(std::int64_t key, const Observation& observation) = 0;
 };
 
-// For the formats whose lines the library writes singly, for RF lines and for CRD files. The latter two hold a
-// SecondSet under the free group.
-std::unique_ptr<Trial> tryCards(const Format& format, std::int32_t freeGroup);
-std::unique_ptr<Trial> tryRfLines(const Format& format, std::int32_t freeGroup);
-std::unique_ptr<Trial> tryCrdFile(const Format& format, std::int32_t freeGroup);
-
 }  // namespace obstool

@@ -25,6 +25,11 @@ module obs_interface
     integer(c_int32_t), parameter :: OBS_LINE_BROKEN_OFF = 12
     integer(c_int32_t), parameter :: OBS_SLR_TROPOSPHERE = 1
     integer(c_int32_t), parameter :: OBS_SLR_CENTRE_OF_MASS = 2
+    integer(c_int32_t), parameter :: OBS_FILE_NOTHING = 0
+    integer(c_int32_t), parameter :: OBS_FILE_OBSERVATIONS = 1
+    integer(c_int32_t), parameter :: OBS_FILE_LASER_RANGES = 2
+    integer(c_int32_t), parameter :: OBS_FILE_OTHER = 100
+    integer(c_int32_t), parameter :: OBS_FILE_GUESS = 200
     integer(c_int32_t), parameter :: OBS_CRITERIA = 10
     integer(c_int32_t), parameter :: OBS_ARROW_ROWS = 0
     integer(c_int32_t), parameter :: OBS_ARROW_ADDED = 1
@@ -78,6 +83,10 @@ module obs_interface
         integer(c_int32_t) :: isLast
         integer(c_int64_t) :: lines
         integer(c_int64_t) :: offset
+        integer(c_int64_t) :: cutAfter
+        integer(c_int32_t) :: laserFile
+        integer(c_int32_t) :: atCut
+        character(kind=c_char) :: laser(368)
     end type
 
     type, bind(c) :: ObsPass
@@ -381,6 +390,16 @@ module obs_interface
             integer(c_int32_t) :: outcome
         end function ObsParse
 
+        function ObsIdentifyFile(fileName, kind, formats, name) bind(c, name="ObsIdentifyFile") &
+            result(outcome)
+            import
+            character(kind=c_char), intent(in) :: fileName(512)
+            integer(c_int32_t), intent(out) :: kind
+            integer(c_int32_t), intent(out) :: formats
+            character(kind=c_char), intent(out) :: name(512)
+            integer(c_int32_t) :: outcome
+        end function ObsIdentifyFile
+
         function ObsReadLines(bytes, length, state, observation, report, user) bind(c, name="ObsReadLines") &
             result(outcome)
             import
@@ -392,6 +411,20 @@ module obs_interface
             type(c_ptr), value :: user
             integer(c_int32_t) :: outcome
         end function ObsReadLines
+
+        function ObsReadStateToText(state, text) bind(c, name="ObsReadStateToText") result(outcome)
+            import
+            type(ObsReadState), intent(in) :: state
+            character(kind=c_char), intent(out) :: text(512)
+            integer(c_int32_t) :: outcome
+        end function ObsReadStateToText
+
+        function ObsReadStateFromText(text, state) bind(c, name="ObsReadStateFromText") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: text(512)
+            type(ObsReadState), intent(inout) :: state
+            integer(c_int32_t) :: outcome
+        end function ObsReadStateFromText
 
         function ObsNextCut(bytes, length, from) bind(c, name="ObsNextCut") result(outcome)
             import
@@ -501,6 +534,15 @@ module obs_interface
             character(kind=c_char), intent(out) :: csvLine(512)
             integer(c_int32_t) :: outcome
         end function ObsFieldsToCsv
+
+        function ObsGetLines(obsKey, saveForm, line1, line2) bind(c, name="ObsGetLines") result(outcome)
+            import
+            integer(c_int64_t), value :: obsKey
+            integer(c_int32_t), value :: saveForm
+            character(kind=c_char), intent(out) :: line1(512)
+            character(kind=c_char), intent(out) :: line2(512)
+            integer(c_int32_t) :: outcome
+        end function ObsGetLines
 
         function ObsGetAllFields(obsKey, secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, &
             rangeRate, elRate, azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, &
@@ -906,6 +948,11 @@ module obs_interface
             type(c_funptr), value :: report
             type(c_ptr), value :: user
         end subroutine ObsSetSaveCallback
+
+        function ObsGetFormatCount() bind(c, name="ObsGetFormatCount") result(outcome)
+            import
+            integer(c_int32_t) :: outcome
+        end function ObsGetFormatCount
 
         function ObsGetFormatInfo(format, name, description, facts) bind(c, name="ObsGetFormatInfo") &
             result(outcome)

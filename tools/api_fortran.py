@@ -48,7 +48,7 @@ def declared(argument):
 
 
 def structure(name, fields):
-    lines = [f"{KINDS[kind]} :: {field}" for kind, field in fields]
+    lines = [f"{KINDS[kind]} :: {field}".replace("[", "(").replace("]", ")") for kind, field in fields]
     return "\n        ".join([f"    type, bind(c) :: {name}", *lines]) + "\n    end type\n"
 
 

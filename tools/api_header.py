@@ -54,7 +54,7 @@ class Header:
         made = {}
         for text in self.constants():
             for name, fields in re.findall(r"typedef struct (\w+) \{(.*?)^\}", text, re.S | re.M):
-                made[name] = re.findall(r"^ *(\w+) (\w+);", fields, re.M)
+                made[name] = re.findall(r"^ *(\w+) (\w+(?:\[\d+\])?);", fields, re.M)
         return made
 
     def constants(self):

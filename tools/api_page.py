@@ -6,7 +6,7 @@ import argparse
 import re
 import sys
 import textwrap
-from ctypes import CDLL, CFUNCTYPE, POINTER, Structure, byref, c_char_p, c_int, c_int32, c_int64, c_void_p, \
+from ctypes import CDLL, CFUNCTYPE, POINTER, Structure, byref, c_char_p, c_int, c_int64, c_void_p, \
     create_string_buffer, string_at
 
 import api_fortran
@@ -99,8 +99,7 @@ class Stream(Structure):
                 ("get_last_error", c_void_p), ("release", CFUNCTYPE(None, c_void_p)), ("private_data", c_void_p)]
 
 
-class ReadState(Structure):
-    _fields_ = [(f"number{i}", c_int32) for i in range(8)] + [("lines", c_int64), ("offset", c_int64)]
+BEGINNING = b"obs1 year=0 rotate=1 troposphere=0 centre=0 keys=0 section=0 file=0 lines=0 offset=0 laser="
 
 
 FORMATS = {"i": "int32", "l": "int64", "g": "float64", "tsu:UTC": "timestamp[us, UTC]", "+l": "list of float64",
@@ -133,8 +132,9 @@ def columns(obs):
         return [(one.name.decode(), one.format.decode(), notes(one.metadata)) for one in made]
 
     names = [name.encode() for name, *_ in children(obs.ObsExportArrow, 0, None, 0, None, 0, 0)] + [b"file", b"line"]
-    state = ReadState(ReadState.lines.offset + 16)
-    for name, form, said in children(obs.ObsReadArrow, b"", c_int64(0), byref(state), None,
+    state = create_string_buffer(1024)  # larger than an ObsReadState
+    obs.ObsReadStateFromText(BEGINNING, state)
+    for name, form, said in children(obs.ObsReadArrow, b"", c_int64(0), state, None,
                                      (c_char_p * len(names))(*names), len(names), 0, None, None):
         yield f"| `{name}` | {FORMATS[form]} | {said.get('unit', '')} | {said.get('types', 'all').replace(',', ', ')} |\n"
 

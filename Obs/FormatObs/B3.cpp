@@ -3,6 +3,8 @@
 
 #include "Obs/CardLayouts/B3.h"
 #include "Obs/CardLayouts/Eci.h"
+#include "Obs/ObsTypes/TypeSets.h"
+#include "siblings/include/Constants.h"
 #include "siblings/include/Coords.h"
 #include "siblings/include/Services.h"
 #include "siblings/include/Time.h"
@@ -87,6 +89,26 @@ MaybeRefusal CreateB3Obs(const ObsRecord& rec, CardLines& lines) {
         putMeasurements(rec, card);
     }
     return std::nullopt;
+}
+
+void finenessOfB3(Elements& elements) {
+    elements.putAsTheyAre<&ObsFields::secClass, &ObsFields::satNum, &ObsFields::senNum, &ObsFields::obsType>();
+    if (elements.type() != kTypeEciPositionVelocity)
+        elements.putAsTheyAre<&ObsFields::indicator1, &ObsFields::indicator2, &ObsFields::altSatNum1,
+                              &ObsFields::altSatNum2>();
+    elements.put<&ObsFields::obsTime>(toUnit(unitOf(b3::kSecondsDecimals) / kSecondsOfDay));
+    elements.put<&ObsFields::equinoxInd>(toUnit(0), kRaDecTypes);
+    for (const b3::SignedField& field : b3::kSignedFields)
+        elements.putReal(field.value, toUnit(unitOf(field.decimals)), field.carriedBy);
+    elements.put<&ObsFields::azOrRa>(toUnit(unitOf(b3::kAzimuthDecimals)), kAzElTypes);
+    elements.put<&ObsFields::azOrRa>(toUnit(unitOf(b3::kRightAscensionDecimals) * kDegreesPerRaSecond), kRaDecTypes);
+    elements.put<&ObsFields::range>({unitOf(b3::kRangeExponentBias), static_cast<int>(b3::kRangeMantissa.width())},
+                                    b3::kRangeWrittenTypes);
+    elements.put<&ObsFields::senPos>(toUnit(unitOf(b3::kSensorPositionDecimals)), kSensorPositionTypes);
+    elements.put<&ObsFields::satPos>(toUnit(unitOf(eci::kCanonicalPositionDecimals) * family::earthradiuskm()),
+                                     {kTypeEciPosition});
+    elements.put<&ObsFields::satPos>(toUnit(unitOf(eci::kPositionDecimals)), {kTypeEciPositionVelocity});
+    elements.put<&ObsFields::satVel>(toUnit(unitOf(eci::kVelocityDecimals)), {kTypeEciPositionVelocity});
 }
 
 }  // namespace obs

@@ -5,6 +5,7 @@
 #include "Obs/CardLayouts/Refusal.h"
 #include "Obs/FormatObs/CardFields.h"
 #include "Obs/FormatObs/CardLines.h"
+#include "Obs/FormatObs/Fineness.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {
@@ -13,5 +14,8 @@ namespace obs {
 /// does not fit shows as asterisks. Types 18 and 19 are written with the characters of 8 and 9; their positive range
 /// brings them back. A type that no card carries gives the head alone.
 MaybeRefusal CreateB3Obs(const ObsRecord& rec, CardLines& lines);
+
+/// Which elements a card carries, and how finely.
+void finenessOfB3(Elements& elements);
 
 }  // namespace obs

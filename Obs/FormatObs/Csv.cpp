@@ -324,4 +324,13 @@ MaybeRefusal CreateCsvObs(const ObsRecord& rec, CardLines& lines) {
     return notConstructed;
 }
 
+void finenessOfCsv(Elements& elements) {
+    elements.putAsTheyAre<&ObsFields::obsTime>();
+    forEachField([&](auto field) {
+        if constexpr (field.facts.csv != 0 && field.facts.element != kNoElement)
+            if (!field.isComponent || kSensorPositionTypes.has(elements.type()))
+                elements.putElement(field.facts.element, field.isReal ? toDigits(csv::kFewestDigits) : toUnit(0));
+    });
+}
+
 }  // namespace obs

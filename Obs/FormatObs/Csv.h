@@ -4,6 +4,7 @@
 
 #include "Obs/CardLayouts/Refusal.h"
 #include "Obs/FormatObs/CardLines.h"
+#include "Obs/FormatObs/Fineness.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {
@@ -16,5 +17,8 @@ namespace obs {
 /// or control character as classification or CSV character, a line that does not fit with 9 digits. The
 /// length is then 0.
 MaybeRefusal CreateCsvObs(const ObsRecord& rec, CardLines& lines);
+
+/// Which elements a line carries, and how finely.
+void finenessOfCsv(Elements& elements);
 
 }  // namespace obs

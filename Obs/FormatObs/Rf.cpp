@@ -18,11 +18,11 @@ using rf::Item;
 constexpr std::int32_t kNoRfPart = 2;
 
 /// The columns of one item in the line that is being written.
-struct Field {
+struct ItemText {
     char* text;
     unsigned width;
 
-    Field(char* line, Item item) : text(line + rf::columnsOf(item).offset()), width(rf::columnsOf(item).width()) {}
+    ItemText(char* line, Item item) : text(line + rf::columnsOf(item).offset()), width(rf::columnsOf(item).width()) {}
     void putAsterisks() const { std::memset(text, '*', width); }
     void putRight(const char* from, const char* to) const {
         const auto length = static_cast<std::size_t>(to - from);
@@ -36,20 +36,20 @@ char printable(char c) { return static_cast<unsigned char>(c) >= ' ' && c != 0x7
 
 // --- Numbers ----------------------------------------------------------------------------
 
-void putInteger(Field field, std::int64_t number) {
+void putInteger(ItemText field, std::int64_t number) {
     char digits[24];
     field.putRight(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
 }
 
 /// NOTE: towards zero, although delay 1 has a decimal; the columns of delay 2 are an integer by definition.
-void putTruncated(Field field, double value) {
+void putTruncated(ItemText field, double value) {
     constexpr double kBeyondColumns = 1e6;
     if (std::fabs(value) < kBeyondColumns) putInteger(field, static_cast<std::int64_t>(value));
     else field.putAsterisks();
 }
 
 /// Fixed-point, at most nine digits. A leading zero gives way where there is no room for it: "-.5".
-void putFixedPoint(Field field, int decimals, double value) {
+void putFixedPoint(ItemText field, int decimals, double value) {
     constexpr std::int64_t kLimit = 1'000'000'000;
     std::int64_t units = roundedUnits(value, decimals, kLimit);
     if (units < 0) return field.putAsterisks();
@@ -113,7 +113,7 @@ void putMantissaAndExponent(char* out, int decimals, bool negative, std::int64_t
 
 /// Sizes that no measurement has. None of them can lie on a half: outside the plain ones a double has too few
 /// or too many decimals to end in that digit.
-void putUnusual(Field field, int decimals, double value) {
+void putUnusual(ItemText field, int decimals, double value) {
     if (!std::isfinite(value)) return field.putAsterisks();
     char text[32];
     char* const end = std::to_chars(text, text + sizeof text, value, std::chars_format::scientific, decimals).ptr;
@@ -121,7 +121,7 @@ void putUnusual(Field field, int decimals, double value) {
     field.putRight(text, end);
 }
 
-void putScientific(Field field, int decimals, double value) {
+void putScientific(ItemText field, int decimals, double value) {
     const double size = std::fabs(value);
     if (size == 0) return putMantissaAndExponent(field.text, decimals, false, 0, 0);
     if (!(size >= kLeastPlain && size < kBeyondPlain)) return putUnusual(field, decimals, value);
@@ -140,7 +140,7 @@ void putScientific(Field field, int decimals, double value) {
 /// keeps is not written, so a line that is read back has the second site twice.
 void putSites(char* line, const family::SensorData& sensor) {
     for (const Item item : {Item::site1, Item::site2}) {
-        const Field field(line, item);
+        const ItemText field(line, item);
         for (unsigned i = 0; i < field.width; ++i) field.text[i] = printable(sensor.description[i]);
     }
 }
@@ -155,14 +155,14 @@ void putMeasurements(char* line, const ObsRecord& rec, const RfObsData& data) {
 void putRest(char* line, const ObsRecord& rec, const RfObsData& data) {
     putFixedPoint({line, Item::delay1}, rf::kDelay1Decimals, data.delay1);
     putTruncated({line, Item::delay2}, data.delay2);
-    const Field satNum(line, Item::satNum);
+    const ItemText satNum(line, Item::satNum);
     putDigits(satNum.text, satNum.width, rec.satNum);
     putInteger({line, Item::rf}, data.rf);
-    formatrftime(data.processTime, Field(line, Item::processTime).text);
+    formatrftime(data.processTime, ItemText(line, Item::processTime).text);
     putFixedPoint({line, Item::snr}, rf::kSnrDecimals, data.snr);
-    *Field(line, Item::flag1).text = printable(data.flags[0]);
-    *Field(line, Item::flag2).text = printable(data.flags[1]);
-    *Field(line, Item::reserved).text = printable(data.flags[2]);
+    *ItemText(line, Item::flag1).text = printable(data.flags[0]);
+    *ItemText(line, Item::flag2).text = printable(data.flags[1]);
+    *ItemText(line, Item::reserved).text = printable(data.flags[2]);
 }
 
 }  // namespace
@@ -201,12 +201,20 @@ MaybeRefusal CreateRFObs(const ObsRecord& rec, CardLines& lines) {
     if (const std::int32_t error = family::getsendata(rec.senNum, sensor); error != 0)
         return Refusal{"CreateRFObs: The sensor is not known.", {}, 0, {}, error, false};
     if (!rec.rfData) return Refusal{"CreateRFObs: RF obs type not allocated", {}, 0, {}, kNoRfPart, false};
-    formatrftime(rec.obsTime, Field(line, Item::date).text);
+    formatrftime(rec.obsTime, ItemText(line, Item::date).text);
     putMeasurements(line, rec, *rec.rfData);
     putSites(line, sensor);
     putRest(line, rec, *rec.rfData);
     lines.length[0] = rf::kLineColumns;
     return std::nullopt;
+}
+
+void finenessOfRf(Elements& elements) {
+    constexpr int kDigits = rf::kMeasurementDecimals + 1;
+    elements.putAsTheyAre<&ObsFields::satNum, &ObsFields::senNum, &ObsFields::obsType>();
+    elements.put<&ObsFields::obsTime>(toUnit(unitOf(rf::kFractionDecimals) / kSecondsOfDay));
+    elements.put<&ObsFields::range>(toDigits(kDigits));
+    elements.put<&ObsFields::rangeRate>(toDigits(kDigits));
 }
 
 }  // namespace obs

@@ -5,6 +5,7 @@
 #include "Obs/CardLayouts/Refusal.h"
 #include "Obs/CardLayouts/Rf.h"
 #include "Obs/FormatObs/CardLines.h"
+#include "Obs/FormatObs/Fineness.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {
@@ -17,5 +18,8 @@ MaybeRefusal CreateRFObs(const ObsRecord& rec, CardLines& lines);
 
 /// Days since 1950 UTC as RF time text, rounded to the microsecond; asterisks outside the years 1 to 9999.
 void formatrftime(double ds50, char text[rf::kTimeLength]);
+
+/// Which elements a line carries, and how finely.
+void finenessOfRf(Elements& elements);
 
 }  // namespace obs

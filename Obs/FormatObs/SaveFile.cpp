@@ -111,7 +111,7 @@ bool writeLines(LineWriter& out, const CardWriting& writing, std::optional<std::
         // An observation that a writer refuses is left out.
         if (const MaybeRefusal refusal = writing.write(rec, lines)) {
             if (refusal->isLogged) family::tracelogerror(refusal->message());
-            return lossIf(true, writing.lossOfRefused(rec));
+            return lossIf(true, writing.lossOfRefused == nullptr ? SaveLoss::notOfForm : writing.lossOfRefused(rec));
         }
         const bool usual = isUsual(writing.usual, rec, vectors, asterisks.seen());
         const LossSet losses = usual ? 0 : writing.lossesOf({rec, vectors, lines, sites});
@@ -166,8 +166,9 @@ std::int32_t saveFile(std::string_view fileName, std::int32_t saveMode, std::int
 
 void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::int32_t> gid, SaveTally& tally) {
     LineWriter out(unit);
-    const CardWriting* const writing = cardWriting(saveForm);
-    if (writing == nullptr) return;
+    const CardFormat* const format = cardFormatOfForm(saveForm);
+    if (format == nullptr) return;
+    const CardWriting* const writing = format->writing;
     if (!writing->headerLine.empty()) out.put(writing->headerLine);
     if (tally.isProgressWanted()) tally.expect(obsgetnumoftreenodes(gid));
     std::int64_t key = kBelowAll;

@@ -35,6 +35,7 @@ constexpr std::array<Row, kSaveLosses> kRows{{
     {SaveLoss::crdRange, SaveLossKind::leftOut, "no range, or one of more than half a day of flight"},
     {SaveLoss::crdAngles, SaveLossKind::leftOut, "angles beyond a circle or the zenith"},
     {SaveLoss::crdStation, SaveLossKind::leftOut, "a sensor that is not a laser station"},
+    {SaveLoss::notOfForm, SaveLossKind::leftOut, "what the form does not have, its type or a value"},
     {SaveLoss::classification, SaveLossKind::unreadable, "a classification other than U, C and S"},
     {SaveLoss::typeOfCard, SaveLossKind::unreadable, "a type that B3 cards do not have"},
     {SaveLoss::typeOfTty, SaveLossKind::unreadable, "TTY messages of types 10 and 11 are not read as they are written"},

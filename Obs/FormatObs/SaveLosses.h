@@ -32,6 +32,7 @@ enum class SaveLoss : unsigned {
     crdRange,
     crdAngles,
     crdStation,
+    notOfForm,
     classification,
     typeOfCard,
     typeOfTty,

@@ -444,4 +444,13 @@ std::int32_t saveSlrFile(std::string_view fileName, std::int32_t saveMode, SlrDa
     return result;
 }
 
+void finenessOfCrd(Elements& elements) {
+    constexpr ObsTypeSet kWithAngles{kTypeAzElRange};
+    elements.putAsTheyAre<&ObsFields::satNum, &ObsFields::senNum, &ObsFields::obsTime, &ObsFields::obsType,
+                          &ObsFields::indicator2>();
+    elements.put<&ObsFields::elOrDec>(toUnit(unitOf(crd::kAngleDecimals)), kWithAngles);
+    elements.put<&ObsFields::azOrRa>(toUnit(unitOf(crd::kAngleDecimals)), kWithAngles);
+    elements.put<&ObsFields::range>(toUnit(family::speedoflightkms() * crd::kFlightUnitS / 2));
+}
+
 }  // namespace obs

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string_view>
 
+#include "Obs/FormatObs/Fineness.h"
+
 namespace obs {
 
 enum class SlrDataType : std::int32_t { fullRate = 0, normalPoints = 1 };
@@ -29,5 +31,8 @@ enum class SlrDataType : std::int32_t { fullRate = 0, normalPoints = 1 };
 /// end mark; for a group, none.
 std::int32_t saveSlrFile(std::string_view fileName, std::int32_t saveMode, SlrDataType type,
                          std::optional<std::int32_t> gid);
+
+/// Which elements a file carries, and how finely.
+void finenessOfCrd(Elements& elements);
 
 }  // namespace obs

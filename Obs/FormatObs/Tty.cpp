@@ -144,6 +144,14 @@ void putCard2Values(const ObsRecord& rec, const CardWriter& card2) {
     putEndMark(rec, tty::kEndMarksOnCard2, card2);
 }
 
+Fineness finenessOf(const tty::Measurement& field) {
+    switch (field.coding) {
+        case tty::Coding::kRightAscension: return toUnit(unitOf(field.decimals) * kDegreesPerRaSecond);
+        case tty::Coding::kRange: return {unitOf(tty::kRangeExponentBias), static_cast<int>(field.columns.width()) - 1};
+        default: return toUnit(unitOf(field.decimals));
+    }
+}
+
 }  // namespace
 
 MaybeRefusal CreateTTYObs(const ObsRecord& rec, CardLines& lines) {
@@ -159,6 +167,25 @@ MaybeRefusal CreateTTYObs(const ObsRecord& rec, CardLines& lines) {
         putCard2Values(rec, second);
     }
     return std::nullopt;
+}
+
+void finenessOfTty(Elements& elements) {
+    elements.putAsTheyAre<&ObsFields::secClass, &ObsFields::satNum, &ObsFields::senNum, &ObsFields::obsType,
+                          &ObsFields::indicator1>();
+    elements.put<&ObsFields::obsTime>(toUnit(unitOf(tty::kSecondsDecimals) / kSecondsOfDay));
+    elements.put<&ObsFields::equinoxInd>(toUnit(0), kRaDecTypes);
+    const auto putValues = [&](const auto& table) {
+        for (const tty::Measurement& field : table)
+            if (field.coding != tty::Coding::kRange) elements.putReal(field.value, finenessOf(field), field.carriedBy);
+            else elements.putReal(field.value, finenessOf(field), field.carriedBy & tty::kRangeWrittenTypes);
+    };
+    putValues(tty::kOnCard1);
+    putValues(tty::kOnCard2);
+    for (const tty::Vector& vector : tty::kVectorsOnCard2) {
+        const Fineness fineness = toDigits(static_cast<int>(vector.columns[0].width()) - 2);
+        if (vector.value == &ObsRecord::senPos) elements.put<&ObsFields::senPos>(fineness, vector.carriedBy);
+        else elements.put<&ObsFields::senVel>(fineness, vector.carriedBy);
+    }
 }
 
 }  // namespace obs

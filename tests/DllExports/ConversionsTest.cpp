@@ -61,7 +61,7 @@ TEST_F(Conversions, addingAndGettingEachText) {
             SCOPED_TRACE(std::to_string(form) + " type " + std::to_string(type));
             Text one, two, back1, back2;
             CardLines lines{{one, two}, {}};
-            ASSERT_FALSE(cardWriting(form)->write(fullRecord(type), lines));
+            ASSERT_FALSE(cardFormatOfForm(form)->writing->write(fullRecord(type), lines));
             const std::string first = Text(std::string(lines.line(0))).trimmed(),
                               second = Text(std::string(lines.line(1))).trimmed();
             std::int64_t key = 0;

@@ -132,7 +132,9 @@ TEST_F(Memory, callsFailWithTheirReasonOrDoTheirWork) {
          }},
         {"ObsReadArrow, ObsImportArrow", 1,
          [&] {
-             ObsReadState state{sizeof state, 0, 1, 0, 0, 0, 0, 1, 0, 0};
+             ObsReadState state{};
+             state.size = sizeof state;
+             state.rotateToDate = state.isLast = 1;
              ArrowArrayStream columns;
              std::int64_t counts[OBS_ARROW_COUNTS];
              const auto size = static_cast<std::int64_t>(b3.size());

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <set>
 
 #include "Obs/ObsCardReading/Loading/Cut.h"
 #include "Obs/ObsCardReading/Loading/FilePieces.h"
@@ -93,15 +94,18 @@ private:
         deck_.pairs += isTaken;
         if (isTaken) add(pair_.card + "\n", &LineCounts::observations);
         add("SLROBS\n", isTaken ? &LineCounts::observations : &LineCounts::keywords);
-        add("H1 CRD 2 2021 1 27 9\nH2 GRZL 7839 34 2 4\nH3 l 7603901 1155 8820 0 1 1\n"
-            "H4 0 2004 10 3 12 0 0 na na na na na na 0 0 0 0 1 0 2 0\n",
-            &LineCounts::laser, 4);
+        add(random_() % 2 == 0 ? "H1 CRD 2 2021 1 27 9\n" : "H1 CRD  1 2021  1 27  9\n", &LineCounts::laser);
+        if (random_() % 3 != 0) add("H2 GRZL 7839 34 2 4\n", &LineCounts::laser);
+        if (random_() % 3 != 0) add("H3 l 7603901 1155 8820 0 1 1\n", &LineCounts::laser);
+        if (random_() % 3 == 0) add("C0 0 532.1 std x\n", &LineCounts::laser);
+        add("H4 0 2004 10 3 12 0 0 na na na na na na 0 0 0 0 1 0 2 0\n20 43200 950 290 50 0\n", &LineCounts::laser, 2);
         for (auto ranges = random_() % 4; ranges > 0; --ranges) {
             add("10 432" + std::to_string(10 + random_() % 90) + " 0.25 std 2 2 0 0\n", &LineCounts::observations);
             add("30 43201 1 2\n", &LineCounts::laser);
             if (random_() % 3 == 0) add(kRf, &LineCounts::observations);
         }
-        if (random_() % 4 != 0) add("H8\nH9\n", &LineCounts::laser, 2);
+        if (random_() % 4 != 0) add("H8\n", &LineCounts::laser);
+        if (random_() % 2 != 0) add("H9\n", &LineCounts::laser);
     }
 
     std::mt19937 random_;
@@ -145,6 +149,57 @@ std::string readWhole(const std::string& text) {
     endReading(context, all);
     EXPECT_EQ(context.before.offset, std::ssize(text));
     return all.text;
+}
+
+/// What a program hears of lines.
+struct Found {
+    std::string text;
+    static void take(const double array[64], std::int64_t line, std::int64_t offset, void* user) {
+        static_cast<Found*>(user)->text += "type " + std::to_string(static_cast<int>(array[11])) + " " +
+                                           std::to_string(line) + "@" + std::to_string(offset) + "|";
+    }
+    static void hear(std::int32_t kind, std::int64_t line, std::int64_t offset, const char* what, void* user) {
+        static_cast<Found*>(user)->text +=
+            std::to_string(kind) + " " + std::to_string(line) + "@" + std::to_string(offset) + " " + what + "|";
+    }
+};
+
+std::string readLines(std::string_view bytes, bool isLast, ObsReadState& state) {
+    Found found;
+    state.isLast = isLast ? 1 : 0;
+    EXPECT_EQ(ObsReadLines(bytes.data(), std::ssize(bytes), &state, Found::take, Found::hear, &found), 0);
+    return found.text;
+}
+
+ObsReadState stateOf(const std::string& text) {
+    ObsReadState state{};
+    EXPECT_EQ(ObsReadStateFromText(text.c_str(), &state), 0) << text;
+    return state;
+}
+
+std::string textOf(const ObsReadState& state) {
+    char text[512];
+    EXPECT_EQ(ObsReadStateToText(&state, text), 0);
+    return {text, sizeof text};
+}
+
+/// The states at the cuts of a text, found by reading it once.
+std::vector<std::string> scan(std::string_view text, const ObsReadState& begin, std::mt19937& random) {
+    std::vector<std::string> states;
+    for (ObsReadState state = begin; state.offset < std::ssize(text);) {
+        states.push_back(textOf(state));
+        const std::string_view rest = text.substr(static_cast<std::size_t>(state.offset));
+        const ObsReadState before = state;
+        for (std::size_t given = 1 + random() % rest.size();; given = rest.size()) {
+            state = before;
+            state.isLast = given == rest.size() ? 1 : 0;
+            state.cutAfter = static_cast<std::int64_t>(1 + random() % 300);
+            EXPECT_EQ(ObsReadLines(rest.data(), static_cast<std::int64_t>(given), &state, nullptr, nullptr, nullptr),
+                      0);
+            if (given == rest.size() || (state.atCut != 0 && state.offset > before.offset)) break;
+        }
+    }
+    return states;
 }
 
 }  // namespace
@@ -192,6 +247,59 @@ TEST_F(Pieces, standAloneBetweenCuts) {
     EXPECT_EQ(nextCut("1\n2\n", 2), 2u);
     EXPECT_EQ(nextCut("1\n2\n", 3), 4u);
     EXPECT_EQ(nextCut("99999\n2\n3\n4\n5\n6\n", 14), 16u) << "a block that cannot be seen";
+}
+
+// One process scans a text, others read its pieces in any order.
+TEST_F(Pieces, goOnFromStatesInTexts) {
+    std::mt19937 random(8);
+    std::size_t count = 0;
+    for (std::uint32_t seed = 0; seed < 150; ++seed) {
+        const std::string text = Maker(seed, true).make(30).text;
+        ObsReadState begin =
+            stateOf("obs1 year=0 rotate=1 troposphere=0 centre=0 keys=0 section=0 file=0 lines=0 offset=0 laser=");
+        begin.troposphere = static_cast<std::int32_t>(seed % 3);
+        begin.laserFile = seed % 4 == 0 ? 1 : 0;
+        ObsReadState whole = begin;
+        const std::string expected = readLines(text, true, whole);
+        const std::vector<std::string> states = scan(text, begin, random);
+        count += states.size();
+        std::string found;
+        std::size_t end = text.size();
+        for (auto at = states.rbegin(); at != states.rend(); ++at) {
+            ObsReadState state = stateOf(*at);
+            const auto from = static_cast<std::size_t>(state.offset);
+            found.insert(0, readLines(std::string_view(text).substr(from, end - from), end == text.size(), state));
+            end = from;
+        }
+        ASSERT_EQ(found, expected) << text;
+        // Whatever else is taken for a text of a state says what it says.
+        std::string damaged = states.back();
+        damaged[random() % 200] = "0 =;:%sxAv9"[random() % 11];
+        ObsReadState state{};
+        if (ObsReadStateFromText(damaged.c_str(), &state) == 0) { EXPECT_EQ(textOf(state), damaged); }
+    }
+    EXPECT_GT(count, 1500u);
+}
+
+// More configurations than a state holds: no cut before they are forgotten.
+TEST_F(Pieces, haveNoCutWhereAStateWouldBeTooLong) {
+    std::string text = "SLROBS\n";
+    for (int i = 0; i < 90; ++i) text += "C0 0 532 c" + std::to_string(i) + "\nH8\n";
+    const std::size_t end = text.size() + 3;
+    text += "H9\n" + kRf + kRf;
+    ObsReadState state{};
+    state.size = sizeof state;
+    state.cutAfter = 1;
+    std::set<std::size_t> cuts;
+    while (state.offset < std::ssize(text)) {
+        const auto from = static_cast<std::size_t>(state.offset);
+        ObsReadLines(text.data() + from, std::ssize(text) - state.offset, &state, nullptr, nullptr, nullptr);
+        ASSERT_EQ(state.atCut, 1);
+        cuts.insert(static_cast<std::size_t>(state.offset));
+    }
+    EXPECT_GT(cuts.size(), 20u);
+    EXPECT_EQ(*cuts.lower_bound(end / 2), end);
+    EXPECT_TRUE(cuts.contains(end + kRf.size()));
 }
 
 // Blocks of the file service end anywhere; lines longer than a block come cut, at their places.
@@ -278,17 +386,6 @@ TEST_F(Pieces, programsReadLinesWithoutTheStore) {
                              "OBSFIL a\nSLROBS\nH1 CRD 2\nH2 G 7839\nH3 l 7603901 1155 8820\nH4 0 2004 10 3 12 0 0\n" +
                              "10 43201 0.25 std 2 2 0 0\nH8\nH9\nH1 CRD 2\nVM_DMA_OBS_ON\n" +
                              kCsv.substr(0, kCsv.size() - 1);
-    struct Found {
-        std::string text;
-        static void take(const double array[64], std::int64_t line, std::int64_t offset, void* user) {
-            static_cast<Found*>(user)->text += "type " + std::to_string(static_cast<int>(array[11])) + " " +
-                                               std::to_string(line) + "@" + std::to_string(offset) + "|";
-        }
-        static void hear(std::int32_t kind, std::int64_t line, std::int64_t offset, const char* what, void* user) {
-            static_cast<Found*>(user)->text +=
-                std::to_string(kind) + " " + std::to_string(line) + "@" + std::to_string(offset) + " " + what + "|";
-        }
-    };
     const auto at = [&text](int line) {
         std::size_t offset = 3;  // after the byte-order mark
         for (int i = 1; i < line; ++i) offset = text.find('\n', offset) + 1;

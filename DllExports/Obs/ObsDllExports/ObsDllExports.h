@@ -449,7 +449,45 @@ typedef struct ObsReadState {
     int32_t isLast;       /* nonzero: the text ends with these bytes */
     int64_t lines;        /* lines before */
     int64_t offset;       /* bytes before */
+    int64_t cutAfter;     /* 0, or reading stops at the first cut at or after that many of the bytes */
+    int32_t laserFile;    /* nonzero: a file of laser ranges, as ObsLoadSlrFile reads it */
+    int32_t atCut;        /* set by a call: 1 when no session or block of laser ranges goes on after the lines read, */
+                          /* 0 when one does, or means more for what follows than the state holds */
+    char laser[368];      /* set by a call: what laser ranges before mean for those that follow; blank or 0: nothing */
 } ObsReadState;
+
+/** Kinds of file. From OBS_FILE_OTHER on: by a mark or the first line, no observations at all. From OBS_FILE_GUESS on:
+ *  no line is known, and the name says what their form resembles.
+ *
+ *  | kinds   | are                                                                                            |
+ *  |---------|------------------------------------------------------------------------------------------------|
+ *  | 0, 1, 2 | nothing but comments; observations and keyword lines, for ObsLoadFile; laser ranges, for       |
+ *  |         | ObsLoadSlrFile                                                                                 |
+ *  | 101-107 | gzip, zip, empty zip, bzip2, xz, zstd, 7z                                                      |
+ *  | 108-113 | UTF-16 text, PDF, a program, a document of an office program, tar, SINEX                       |
+ *  | 114-117 | TDM, XML or HTML, CSV with semicolons, predictions of laser ranging (CPF)                      |
+ *  | 201-207 | binary, MERIT II, IOD, UK, RDE, Earth orientation (finals), JSON                               |
+ *  | 208-213 | CSV lines with other fields, Earth orientation (C04), leap seconds, CSV with quotes, cards     |
+ *  |         | that do not begin in column 1, a table with tabs                                               |
+ *  | 299     | other text                                                                                     | */
+#define OBS_FILE_NOTHING 0
+#define OBS_FILE_OBSERVATIONS 1
+#define OBS_FILE_LASER_RANGES 2
+#define OBS_FILE_OTHER 100
+#define OBS_FILE_GUESS 200
+
+/** @defgroup ObsIdentifyFile ObsIdentifyFile
+ *  Addition. What a file is, by its first 64 KiB. Nothing is loaded, and no file that a line names is looked at.
+ *  Threads: any.
+ *  @param[in]  fileName name of the file.
+ *  @param[out] kind    OBS_FILE_NOTHING to OBS_FILE_LASER_RANGES, or another number of the table.
+ *  @param[out] formats sum of 2^format (OBS_FORMAT_...) over the formats that its lines are of; those that are read alone
+ *              count as what writes their observations, B3E and ECI cards as OBS_FORMAT_B3.
+ *  @param[out] name    512 characters, the kind in words, such as "a file of observations" or "a gzip file"; blank for
+ *              OBS_FILE_NOTHING.
+ *  @return 0, 2 for a null pointer, or the system's error number when the file cannot be read (outputs 0 and blank):
+ *          as loading, it takes regular files alone. */
+OBS_API int32_t ObsIdentifyFile(const char* fileName, int32_t* kind, int32_t* formats, char name[512]);
 
 /** @defgroup ObsReadLines ObsReadLines
  *  Addition. Reads lines of text as a load would, without the store, the log and the settings of the process. Settings
@@ -457,11 +495,16 @@ typedef struct ObsReadState {
  *  not read. A line H1 CRD outside of a laser-ranging section is bad. An unfinished last line, and a first TTY card
  *  without its second, are left for the next call unless `isLast` is set: the state's `offset` is where that begins.
  *  A laser-ranging session or block must be given whole: it ends where the bytes end.
+ *
+ *  To read a text in pieces, by any process in any order, it is first read once with `cutAfter`, the size of a piece,
+ *  and without `observation`: each call ends at a cut, and the state then is what the next piece begins with
+ *  (ObsReadStateToText). If `atCut` is 0, more bytes are needed from where the call began, and the state from before
+ *  it. A piece is read with `isLast` 0, the last one with 1; together they give what the whole gives.
  *  Threads: any number of calls at once, each on a state of its own.
  *  @param[in] bytes the text; need not end with a NUL.
  *  @param[in] length number of bytes, 0 or more.
  *  @param[in,out] state as it is after the lines read; unchanged on failure.
- *  @param[in] observation called for each observation, in the order of the lines but for laser ranges, which come when
+ *  @param[in] observation unless null called for each observation, in the order of the lines but for laser ranges, which come when
  *             their session ends, with the array form (see ObsDataToArray), valid during the call, the number of the
  *             line from 1 and the number of bytes before it.
  *  @param[in] report unless null called for each other thing to report, with its kind (OBS_LINE_..., no duplicates),
@@ -473,6 +516,23 @@ OBS_API int32_t ObsReadLines(
     const char* bytes, int64_t length, ObsReadState* state,
     void (*observation)(const double obsArr[64], int64_t lineNumber, int64_t offset, void* user),
     void (*report)(int32_t kind, int64_t lineNumber, int64_t offset, const char* text, void* user), void* user);
+
+/** @defgroup ObsReadStateToText ObsReadStateToText
+ *  Addition. A state as a text of printable characters, for ObsReadStateFromText of the same version of the library.
+ *  It holds no `isLast`, `cutAfter` and `atCut`.
+ *  Threads: any.
+ *  @param[in]  state the state.
+ *  @param[out] text 512 characters, such as "obs1 year=2024 rotate=1 ..."; blank on failure.
+ *  @return 0, or 2 for a null pointer, a state of another size or with a value out of range. */
+OBS_API int32_t ObsReadStateToText(const ObsReadState* state, char text[512]);
+
+/** @defgroup ObsReadStateFromText ObsReadStateFromText
+ *  Addition. The state of a text; `isLast` and `cutAfter` are 0, `atCut` 1.
+ *  Threads: any.
+ *  @param[in]  text 512 characters, as ObsReadStateToText gives them.
+ *  @param[out] state the state; unchanged on failure.
+ *  @return 0, or 2 for a null pointer, or for a text that ObsReadStateToText does not give (logged). */
+OBS_API int32_t ObsReadStateFromText(const char* text, ObsReadState* state);
 
 /** @defgroup ObsNextCut ObsNextCut
  *  Addition. Where a text may be cut into pieces that are read by themselves: not between the cards of a TTY message,
@@ -544,6 +604,16 @@ OBS_API int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, do
                                double rangeAccel, char obsType, int32_t indicator1, int32_t indicator2,
                                int32_t altSatNum1, int32_t altSatNum2, const double pos[3], const double vel[3],
                                char csvLine[512]);
+
+/** @defgroup ObsGetLines ObsGetLines
+ *  Addition. Writes a stored observation as a line, or the cards, of any save form.
+ *  @param[in]  obsKey key of a stored observation.
+ *  @param[in]  saveForm as ObsSaveFile.
+ *  @param[out] line1,line2 512 characters each; the second is blank except for TTY messages that need it. Blank on
+ *              failure.
+ *  @return 0, or 2 when there is no such form, no stored observation has this key, or the form cannot carry the
+ *          observation (an RF line of an unknown sensor: the error of the sensor look-up). */
+OBS_API int32_t ObsGetLines(int64_t obsKey, int32_t saveForm, char line1[512], char line2[512]);
 
 /** @defgroup ObsGetAllFields ObsGetAllFields
  *  The fields F of a stored observation.
@@ -1181,9 +1251,14 @@ enum ObsFormatFact {
     OBS_FORMAT_TYPES = 11
 };
 
+/** @defgroup ObsGetFormatCount ObsGetFormatCount
+ *  Addition. How many formats are written; their numbers go from 0.
+ *  @return the number of formats. */
+OBS_API int32_t ObsGetFormatCount(void);
+
 /** @defgroup ObsGetFormatInfo ObsGetFormatInfo
  *  Addition. What a format that is written can carry.
- *  @param[in]  format      OBS_FORMAT_B3 to OBS_FORMAT_CRD_FULL_RATE.
+ *  @param[in]  format      OBS_FORMAT_..., below ObsGetFormatCount.
  *  @param[out] name        512 characters: b3, tty, csv, rf or crd.
  *  @param[out] description 512 characters: what it writes, such as "B3 cards".
  *  @param[out] facts       16 numbers (OBS_FORMAT_SAVE_FORM to OBS_FORMAT_TYPES and after).
@@ -1193,7 +1268,7 @@ OBS_API int32_t ObsGetFormatInfo(int32_t format, char name[512], char descriptio
 /** @defgroup ObsGetFormatPrecision ObsGetFormatPrecision
  *  Addition. Which elements of the array form (ObsDataToArray) a format carries for a type, and how finely: a value is
  *  written to the nearest multiple of a unit or to a number of significant digits, whichever is coarser.
- *  @param[in]  format  OBS_FORMAT_B3 to OBS_FORMAT_CRD_FULL_RATE.
+ *  @param[in]  format  OBS_FORMAT_..., below ObsGetFormatCount.
  *  @param[in]  obsType 0 to 19, the number of ObsTypeCToI.
  *  @param[out] units   64 reals, in the elements' units: the last digit; 0 where no unit bounds it, as for integers;
  *              -1 where lines of the type do not have the element.

@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 // Lines read without the store, of groups "parsing" and "columns" of the exported header.
+#include <algorithm>
+#include <charconv>
+
 #include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllExports/ColumnTable.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
 #include "Obs/ObsCardReading/Loading/AddObs.h"
+#include "Obs/ObsCardReading/Loading/ContextText.h"
 #include "Obs/ObsCardReading/Loading/Cut.h"
 #include "Obs/ObsCardReading/Loading/Pieces.h"
 #include "Obs/ObsTree/Keys.h"
+#include "siblings/include/Services.h"
 
 namespace {
 
@@ -62,6 +67,7 @@ public:
 
 private:
     void take(obs::ObsRecord& rec, int64_t, LinePlace place) override {
+        if (call_ == nullptr) return;
         double obsArr[obs::kArrayLength];
         obs::obsrec2arr(rec, obsArr);
         call_(obsArr, place.number, place.offset, user_);
@@ -86,42 +92,125 @@ private:
     obs::TableBuilder& table_;
 };
 
-obs::ReadContext contextOf(const ObsReadState& state) {
-    obs::ReadContext context;
+std::string_view laserText(const ObsReadState& state) {
+    const std::string_view text(state.laser, sizeof state.laser);
+    return text.substr(0, text.find_last_not_of(std::string_view("\0 ", 2)) + 1);
+}
+
+/// False for a value out of range, or what no call has set.
+bool readState(const ObsReadState& state, obs::ReadContext& context) {
+    if (state.size != sizeof state || state.troposphere < 0 || state.troposphere > 2 || state.cutAfter < 0 ||
+        state.lines < 0 || state.offset < 0)
+        return false;
     context.ttyYear = state.ttyYear;
     context.rotateToDate = state.rotateToDate;
     context.corrections = {static_cast<obs::SlrTroposphere>(state.troposphere), state.centreOfMass != 0};
     context.before = {state.lines, state.offset};
     if (state.laserSection != 0) context.section.open();
-    return context;
+    if (state.laserFile != 0) context.pass = obs::Pass::laserRanges;
+    return obs::keepText(laserText(state), context);
 }
 
-/// Whether a state and a length are refused, after a message.
-bool refuseState(std::string_view name, const ObsReadState& state, int64_t length) {
-    const bool isGood = state.size == sizeof state && length >= 0 && state.troposphere >= 0 && state.troposphere <= 2;
-    if (!isGood)
-        obs::logFailure(name, "The state has another size or a value out of range, or the length is negative.");
-    return !isGood;
+/// What the lines read have changed; false when that is more than the state holds.
+bool writeState(const obs::ReadContext& context, ObsReadState& state) {
+    const std::string laser = obs::keptText(context);
+    static_assert(sizeof state.laser == obs::kMostKeptText);
+    const bool isHeld = laser.size() <= obs::kMostKeptText;
+    std::fill_n(state.laser, sizeof state.laser, '\0');
+    if (isHeld) laser.copy(state.laser, laser.size());
+    state.ttyYear = context.ttyYear;
+    state.laserSection = context.section.isOpen() ? 1 : 0;
+    state.lines = context.before.number;
+    state.offset = context.before.offset;
+    return isHeld;
 }
 
-/// Reads the bytes from a state on; the state after them.
-ObsReadState readFrom(const ObsReadState& state, const char* bytes, int64_t length, ReportingSink& sink) {
-    obs::ReadContext context = contextOf(state);
+/// Reads all, or up to a cut; whether nothing is open there.
+bool readTo(std::string_view text, std::size_t cutAfter, bool isLast, obs::ReadContext& context, ReportingSink& sink) {
+    if (cutAfter > 0) return obs::readToCut(text, std::min(cutAfter, text.size()), isLast, context, sink).isCut;
+    obs::readPiece(text, isLast, context, sink);
+    return !context.block.isOpen() && !context.sessions.isOpen();
+}
+
+/// Whether a state and a length are refused, after a message; else the context that the state says.
+bool refuseState(std::string_view name, const ObsReadState& state, int64_t length, obs::ReadContext& context) {
+    if (length >= 0 && readState(state, context)) return false;
+    obs::logFailure(name, "The state has another size or a value out of range, or the length is negative.");
+    return true;
+}
+
+/// Reads the bytes from a state and its context on; the state after them.
+ObsReadState readFrom(const ObsReadState& state, obs::ReadContext& context, const char* bytes, int64_t length,
+                      ReportingSink& sink) {
     std::string_view text(bytes, static_cast<std::size_t>(length));
     if (context.before.offset == 0) {
         text = obs::withoutByteOrderMark(text);
         context.before.offset = length - static_cast<int64_t>(text.size());
     }
     sink.addressKeys = state.addressKeys != 0;
-    obs::readPiece(text, state.isLast != 0, context, sink);
-    obs::endReading(context, sink);
+    const bool isLast = state.isLast != 0;
+    const bool atCut = readTo(text, static_cast<std::size_t>(state.cutAfter), isLast, context, sink);
+    const bool isEnd = isLast && context.before.offset == state.offset + length;
+    if (isEnd) obs::endReading(context, sink);
+    else obs::pauseReading(context, sink);
     ObsReadState after = state;
-    after.ttyYear = context.ttyYear;
+    after.atCut = writeState(context, after) && (atCut || isEnd) ? 1 : 0;
     after.addressKeys = sink.addressKeys ? 1 : 0;
-    after.laserSection = context.section.isOpen() ? 1 : 0;
-    after.lines = context.before.number;
-    after.offset = context.before.offset;
     return after;
+}
+
+// --- A state as text -------------------------------------------------------------------------
+
+constexpr std::string_view kTextBegins = "obs1";
+struct Setting {
+    std::string_view name;
+    int32_t ObsReadState::*value;
+    bool isFlag = true;
+};
+constexpr Setting kSettings[] = {{"year", &ObsReadState::ttyYear, false},
+                                 {"rotate", &ObsReadState::rotateToDate},
+                                 {"troposphere", &ObsReadState::troposphere, false},
+                                 {"centre", &ObsReadState::centreOfMass},
+                                 {"keys", &ObsReadState::addressKeys},
+                                 {"section", &ObsReadState::laserSection},
+                                 {"file", &ObsReadState::laserFile}};
+struct Place {
+    std::string_view name;
+    int64_t ObsReadState::*value;
+};
+constexpr Place kPlaces[] = {{"lines", &ObsReadState::lines}, {"offset", &ObsReadState::offset}};
+constexpr std::string_view kLaser = "laser";
+
+std::string textOf(const ObsReadState& state) {
+    std::string text(kTextBegins);
+    const auto put = [&](std::string_view name, std::string_view value) {
+        text.append(" ").append(name).append("=").append(value);
+    };
+    for (const auto& [name, value, isFlag] : kSettings)
+        put(name, isFlag ? state.*value != 0 ? "1" : "0" : std::to_string(state.*value));
+    for (const Place& place : kPlaces) put(place.name, std::to_string(state.*place.value));
+    put(kLaser, laserText(state));
+    return text;
+}
+
+/// Takes a text apart as far as it is one; false when it is none.
+bool takeText(std::string_view text, ObsReadState& state) {
+    if (!text.starts_with(kTextBegins)) return false;
+    text.remove_prefix(kTextBegins.size());
+    const auto value = [&text](std::string_view name) {
+        const std::size_t begin = std::min(name.size() + 2, text.size());
+        const std::string_view found = text.substr(begin, text.find(' ', begin) - begin);
+        text.remove_prefix(begin + found.size());
+        return found;
+    };
+    const auto readInto = [](std::string_view digits, auto& number) {
+        std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    };
+    for (const Setting& setting : kSettings) readInto(value(setting.name), state.*setting.value);
+    for (const Place& place : kPlaces) readInto(value(place.name), state.*place.value);
+    const std::string_view laser = value(kLaser);
+    laser.copy(state.laser, sizeof state.laser);
+    return true;
 }
 
 }  // namespace
@@ -129,11 +218,12 @@ ObsReadState readFrom(const ObsReadState& state, const char* bytes, int64_t leng
 int32_t ObsReadLines(const char* bytes, int64_t length, ObsReadState* state, Observation observation, Report report,
                      void* user) {
     constexpr std::string_view kName = "ObsReadLines";
-    if (obs::refuseNull(kName, {bytes, state, reinterpret_cast<const void*>(observation)})) return obs::kStatusRefused;
-    if (refuseState(kName, *state, length)) return obs::kStatusRefused;
+    if (obs::refuseNull(kName, {bytes, state})) return obs::kStatusRefused;
     return obs::guarded(kName, obs::kStatusRefused, [&] {
+        obs::ReadContext context;
+        if (refuseState(kName, *state, length, context)) return obs::kStatusRefused;
         CallingSink sink(observation, report, user);
-        *state = readFrom(*state, bytes, length, sink);
+        *state = readFrom(*state, context, bytes, length, sink);
         return obs::kStatusOk;
     });
 }
@@ -144,15 +234,51 @@ int32_t ObsReadArrow(const char* bytes, int64_t length, ObsReadState* state, con
     constexpr std::string_view kName = "ObsReadArrow";
     if (obs::refuseNull(kName, {stream})) return obs::kStatusRefused;
     stream->release = nullptr;
-    if (obs::refuseNull(kName, {bytes, state}) || refuseState(kName, *state, length)) return obs::kStatusRefused;
+    if (obs::refuseNull(kName, {bytes, state})) return obs::kStatusRefused;
     return obs::guarded(kName, obs::kStatusRefused, [&] {
+        obs::ReadContext context;
+        if (refuseState(kName, *state, length, context)) return obs::kStatusRefused;
         const std::string_view file = fileName != nullptr ? obs::trimmedText(fileName) : std::string_view();
         auto table = obs::tableOf(kName, {columns, columnCount, batchRows}, {true, file});
         if (!table) return obs::kStatusRefused;
         ColumnSink sink(*table, report, user);
-        const ObsReadState after = readFrom(*state, bytes, length, sink);
+        const ObsReadState after = readFrom(*state, context, bytes, length, sink);
         *stream = table->finish();
         *state = after;
+        return obs::kStatusOk;
+    });
+}
+
+int32_t ObsReadStateToText(const ObsReadState* state, char text[512]) {
+    constexpr std::string_view kName = "ObsReadStateToText";
+    if (obs::refuseNull(kName, {state, text})) return obs::kStatusRefused;
+    family::strtochararr({}, text);
+    return obs::guarded(kName, obs::kStatusRefused, [&] {
+        obs::ReadContext context;
+        if (!readState(*state, context)) {
+            obs::logFailure(kName, "The state has another size or a value out of range.");
+            return obs::kStatusRefused;
+        }
+        family::strtochararr(textOf(*state), text);
+        return obs::kStatusOk;
+    });
+}
+
+int32_t ObsReadStateFromText(const char* text, ObsReadState* state) {
+    constexpr std::string_view kName = "ObsReadStateFromText";
+    if (obs::refuseNull(kName, {text, state})) return obs::kStatusRefused;
+    return obs::guarded(kName, obs::kStatusRefused, [&] {
+        ObsReadState found{};
+        found.size = sizeof found;
+        found.atCut = 1;
+        obs::ReadContext context;
+        const std::string_view given = obs::trimmedText(text);
+        // What is damaged does not come out as it went in.
+        if (!takeText(given, found) || !readState(found, context) || textOf(found) != given) {
+            obs::logFailure(kName, "This is not the text of a state: '" + std::string(given) + "'.");
+            return obs::kStatusRefused;
+        }
+        *state = found;
         return obs::kStatusOk;
     });
 }

@@ -156,10 +156,22 @@ int32_t ObsArrToLines(const double obsArr[64], int32_t format, char line1[512], 
         return kStatusRefused;
     return obs::guarded("ObsArrToLines", kStatusRefused, [&] {
         const obs::ObsRecord rec = obs::obsarr2obsrec(obsArr, 0);  // the lines show the array's own equinox
-        const obs::CardWriting* writing = obs::cardWriting(format);
-        if (writing != nullptr && writing->fromArrays) return obs::writeLines(writing->write, rec, line1, line2);
+        const obs::CardFormat* row = obs::cardFormatOfForm(format);
+        if (row != nullptr && row->hasArrayForm) return obs::writeLines(row->writing->write, rec, line1, line2);
         obs::logFailure("ObsArrToLines", "Invalid or unsupported obs format.");
         return kStatusRefused;
+    });
+}
+
+int32_t ObsGetLines(int64_t obsKey, int32_t saveForm, char line1[512], char line2[512]) {
+    const obs::CardFormat* format = obs::cardFormatOfForm(saveForm);
+    if (refuseTexts("ObsGetLines", {line1, line2})) return kStatusRefused;
+    if (format == nullptr) {
+        obs::logFailure("ObsGetLines", "No format has this save form.");
+        return kStatusRefused;
+    }
+    return getText("ObsGetLines", obsKey, {line1, line2}, format->writing->writesParts, [&](const obs::ObsRecord& rec) {
+        return obs::writeLines(format->writing->write, rec, line1, line2);
     });
 }
 

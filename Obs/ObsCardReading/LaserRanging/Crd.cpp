@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "Obs/ObsCardReading/LaserRanging/Range.h"
 #include "Obs/ObsStates/Angles.h"
@@ -109,10 +110,11 @@ bool isCrdEnd(std::string_view line) { return isCrdRecord(line) && upperCase(lin
 CrdReader::Took CrdReader::take(std::string_view line, LinePlace place, bool hasEnd) {
     const Kind* kind = kindOf(line);
     if (kind == nullptr) return Took::no;
-    if (inPrediction_ && kind->id != "H1") return Took::record;
+    if (kept_.inPrediction && kind->id != "H1") return Took::record;
     counted_ = Took::record;
-    if (kind->id != "00") recordMet_ = true;
+    if (kind->id != "00") kept_.recordMet = true;
     (this->*kind->read)({line, place, hasEnd});
+    if (kind->id != "00") isOpen_ = kind->id != "H8" && kind->id != "H9" && !kept_.inPrediction;
     if (session_.isFull()) handOver();
     return counted_;
 }
@@ -122,7 +124,7 @@ CrdReader::Took CrdReader::take(std::string_view line, LinePlace place, bool has
 void CrdReader::endSession() {
     handOver();
     if (inData_ && sessionRefusal_) refused_.end(*sessionRefusal_, *sink_);
-    inData_ = h1Met_ = h2Met_ = h3Met_ = false;
+    isOpen_ = inData_ = h1Met_ = h2Met_ = h3Met_ = false;
     header_ = fixedReason("ReadCrd: No header H4 stands before the record.");
 }
 
@@ -133,49 +135,61 @@ void CrdReader::headerMet() {
 
 void CrdReader::endFile() {
     endSession();
-    if (recordMet_) sink_->note("ReadCrd: The laser-ranging data end without a record H9; they may be cut short.");
-    recordMet_ = false;
+    if (kept_.recordMet) sink_->note("ReadCrd: The laser-ranging data end without a record H9; they may be cut short.");
+    kept_.recordMet = false;
 }
 
 void CrdReader::readH9(const Line&) {
     endSession();
     station_.refusal = fixedReason("ReadCrd: No header H2 stands before the session.");
     satellite_.refusal = fixedReason("ReadCrd: No header H3 stands before the session.");
-    configurations_.clear();
+    kept_.station.reset();
+    kept_.satellite.reset();
+    kept_.configurations.clear();
     oldestConfiguration_ = lastConfiguration_ = 0;
-    version_ = 1;
-    recordMet_ = false;
+    kept_.version = 1;
+    kept_.recordMet = false;
 }
 
 /// The trial version, 0, reads as 1. NOTE: prediction files have headers and records of the same ids.
 void CrdReader::readH1(const Line& line) {
     endSession();
     const CrdItems items = headerItems(line.text, crd::kH1, 1);
-    inPrediction_ = isPrediction(items[crd::h1::kFormat]);
-    if (inPrediction_) {
-        recordMet_ = false;
+    kept_.inPrediction = isPrediction(items[crd::h1::kFormat]);
+    if (kept_.inPrediction) {
+        kept_.recordMet = false;
         counted_ = Took::range;
         return sink_->refuse(fixedReason("ReadSlr: A prediction file (H1 CPF) holds no laser ranges."), line.text,
                              line.place);
     }
     h1Met_ = true;
-    version_ = valueOr(items[crd::h1::kVersion], 1) >= 2 ? 2 : 1;
+    kept_.version = valueOr(items[crd::h1::kVersion], 1) >= 2 ? 2 : 1;
 }
 
 void CrdReader::readH2(const Line& line) {
     headerMet();
     h2Met_ = true;
-    const CrdItems items = headerItems(line.text, crd::kH2, version_);
+    const CrdItems items = headerItems(line.text, crd::kH2, kept_.version);
+    kept_.station = items[crd::h2::kPadNumber];
+    findStation(items);
+}
+
+void CrdReader::findStation(const CrdItems& items) {
     std::int32_t pad = 0;
     station_.refusal = readItem(items, crd::h2::kPadNumber, "station number", 1, kLargestPad, pad);
     if (!station_.refusal) station_.refusal = slrSensor(pad, *settings_->sensors, station_.number);
 }
 
-/// Debris has no laser-ranging id, so either number will do.
 void CrdReader::readH3(const Line& line) {
     headerMet();
     h3Met_ = true;
-    const CrdItems items = headerItems(line.text, crd::kH3, version_);
+    const CrdItems items = headerItems(line.text, crd::kH3, kept_.version);
+    kept_.satellite = {std::string(items[crd::h3::kIlrsId]), std::string(items[crd::h3::kCatalogueNumber])};
+    findSatellite(items);
+}
+
+/// Debris has no laser-ranging id, so either number will do.
+void CrdReader::findSatellite(const CrdItems& items) {
     std::int32_t ilrsId = 0, catalogue = 0;
     MaybeRefusal noId = readItem(items, crd::h3::kIlrsId, "satellite id", 0, crd::kMostIlrsId, ilrsId);
     if (!noId && ilrsId < crd::kLeastIlrsId && lunarTarget(ilrsId).empty())
@@ -189,7 +203,7 @@ void CrdReader::readH3(const Line& line) {
 
 void CrdReader::readH4(const Line& line) {
     headerMet();
-    const CrdItems items = headerItems(line.text, crd::kH4, version_);
+    const CrdItems items = headerItems(line.text, crd::kH4, kept_.version);
     header_ = takeStart(items);
     if (!header_) header_ = takeRangeType(items);
     // Written "1" and "01"; what is missing or no number says nothing.
@@ -229,6 +243,30 @@ MaybeRefusal CrdReader::takeRangeType(const CrdItems& items) {
     return std::nullopt;
 }
 
+void CrdReader::keep(CrdKept kept, const ReadSettings& settings) {
+    settings_ = &settings;
+    kept_ = std::move(kept);
+    const auto header = [](std::string_view id) {
+        CrdItems items;
+        items.add(id);
+        return items;
+    };
+    if (kept_.station) {
+        CrdItems items = header("H2");
+        while (items.count() < crd::h2::kPadNumber) items.add({});
+        items.add(*kept_.station);
+        findStation(items);
+    }
+    if (kept_.satellite) {
+        CrdItems items = header("H3");
+        for (std::size_t item = 1; item <= crd::h3::kCatalogueNumber; ++item)
+            items.add(item == crd::h3::kIlrsId            ? (*kept_.satellite)[0]
+                      : item == crd::h3::kCatalogueNumber ? (*kept_.satellite)[1]
+                                                          : std::string_view());
+        findSatellite(items);
+    }
+}
+
 void CrdReader::readC0(const Line& line) {
     constexpr std::size_t kMostConfigurations = 1000;
     constexpr double kUmPerNm = 1e-3;
@@ -237,23 +275,23 @@ void CrdReader::readC0(const Line& line) {
     const bool isKnown = wavelengthNm > 0 && wavelengthNm < 1e5;
     const std::string_view id = items[crd::c0::kId];
     Configuration* place = configuration(id);
-    if (place == nullptr && configurations_.size() == kMostConfigurations) {
-        place = &configurations_[oldestConfiguration_];
+    if (place == nullptr && kept_.configurations.size() == kMostConfigurations) {
+        place = &kept_.configurations[oldestConfiguration_];
         oldestConfiguration_ = (oldestConfiguration_ + 1) % kMostConfigurations;
     }
-    if (place == nullptr) place = &configurations_.emplace_back();
+    if (place == nullptr) place = &kept_.configurations.emplace_back();
     place->id = id;
     place->wavelengthUm = isKnown ? static_cast<float>(wavelengthNm * kUmPerNm) : 0;
 }
 
 /// Null when there is none. The ranges of a session mostly name the same.
 CrdReader::Configuration* CrdReader::configuration(std::string_view id) {
-    if (lastConfiguration_ < configurations_.size() && configurations_[lastConfiguration_].id == id)
-        return &configurations_[lastConfiguration_];
-    const auto found = std::find_if(configurations_.begin(), configurations_.end(),
+    if (lastConfiguration_ < kept_.configurations.size() && kept_.configurations[lastConfiguration_].id == id)
+        return &kept_.configurations[lastConfiguration_];
+    const auto found = std::find_if(kept_.configurations.begin(), kept_.configurations.end(),
                                     [=](const Configuration& known) { return known.id == id; });
-    if (found == configurations_.end()) return nullptr;
-    lastConfiguration_ = static_cast<std::size_t>(found - configurations_.begin());
+    if (found == kept_.configurations.end()) return nullptr;
+    lastConfiguration_ = static_cast<std::size_t>(found - kept_.configurations.begin());
     return &*found;
 }
 

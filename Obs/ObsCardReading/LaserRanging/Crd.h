@@ -2,7 +2,9 @@
 /// Consolidated laser ranging data, versions 1 and 2: from lines to sessions. docs/formats/slr.md has the rules.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,6 +25,20 @@ bool isCrdComment(std::string_view line);
 /// Whether it is the record that ends a file.
 bool isCrdEnd(std::string_view line);
 
+/// What the lines before mean for a session that begins: headers H2 and H3 hold until others come.
+struct CrdKept {
+    struct Configuration {
+        std::string id;
+        float wavelengthUm;
+    };
+    int version = 1;
+    bool inPrediction = false;                            ///< between an H1 of predictions and the next one
+    bool recordMet = false;                               ///< since the last end of a file
+    std::optional<std::string> station;                   ///< item of H2
+    std::optional<std::array<std::string, 2>> satellite;  ///< items of H3: laser-ranging id, catalogue number
+    std::vector<Configuration> configurations;            ///< since the last end of a file
+};
+
 /// What was read of a file so far. A copy goes on by itself from there.
 class CrdReader {
 public:
@@ -42,7 +58,14 @@ public:
     void handOver() { session_.handOver(*settings_, *sink_); }
 
     /// Takes records again after those of a prediction file, as an H1 does.
-    void leavePrediction() { inPrediction_ = false; }
+    void leavePrediction() { kept_.inPrediction = false; }
+
+    /// Whether a session is open: its records so far mean something for those that come.
+    bool isOpen() const { return isOpen_; }
+
+    /// What a reader that is not open goes on from; its numbers of station and satellite come from the settings.
+    const CrdKept& kept() const { return kept_; }
+    void keep(CrdKept kept, const ReadSettings& settings);
 
     /// Ends the session at hand, when something else than its records follows.
     void endSession();
@@ -66,10 +89,7 @@ private:
         std::int32_t number = 0;
         MaybeRefusal refusal;
     };
-    struct Configuration {
-        std::string id;
-        float wavelengthUm;
-    };
+    using Configuration = CrdKept::Configuration;
 
     void skip(const Line&) {}
     void readH1(const Line& line);
@@ -85,6 +105,8 @@ private:
     void readConditions(const Line& line);
     void readPointing(const Line& line);
 
+    void findStation(const CrdItems& items);
+    void findSatellite(const CrdItems& items);
     void readRange(const Line& line, bool isFullRate);
     MaybeRefusal takeStart(const CrdItems& items);
     MaybeRefusal takeRangeType(const CrdItems& items);
@@ -100,20 +122,18 @@ private:
     RecordSink* sink_ = nullptr;
     CrdSession session_;
     CrdSessionFacts facts_;
-    int version_ = 1;
+    CrdKept kept_;
+    bool isOpen_ = false;
     Known satellite_{0, Refusal{"ReadCrd: No header H3 stands before the session.", {}, 0, {}}};
     Known station_{0, Refusal{"ReadCrd: No header H2 stands before the session.", {}, 0, {}}};
     MaybeRefusal header_{Refusal{"ReadCrd: No header H4 stands before the record.", {}, 0, {}}};
     MaybeRefusal sessionRefusal_;  ///< why no range of this session can be read, once `inData_`
     SlrSessionRefusal refused_;
     Took counted_ = Took::record;                         ///< what the current line is
-    bool inPrediction_ = false;                           ///< between an H1 of predictions and the next one
     bool inData_ = false;                                 ///< a data record of this session was met
     bool h1Met_ = false, h2Met_ = false, h3Met_ = false;  ///< of this session
-    std::vector<Configuration> configurations_;           ///< since the last end of a file
     std::size_t oldestConfiguration_ = 0;                 ///< once there are as many as are kept
     std::size_t lastConfiguration_ = 0;                   ///< the one found last
-    bool recordMet_ = false;                              ///< since the last end of a file
 };
 
 }  // namespace obs

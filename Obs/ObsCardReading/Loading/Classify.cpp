@@ -24,6 +24,10 @@ bool isFirstPassLine(std::string_view line) {
     return lineClass == LineClass::includeFile || lineClass == LineClass::ttyYear || lineClass == LineClass::slrSection;
 }
 
+bool isRemark(std::string_view line) {
+    return line.front() == '#' || line.find_first_not_of(" \t\r") == std::string_view::npos;
+}
+
 bool isCommentOrBlank(std::string_view line) {
     if (line.empty() || line.front() == '*') return true;
     return line.front() == ' ' && line.find_first_not_of(' ') == std::string_view::npos;

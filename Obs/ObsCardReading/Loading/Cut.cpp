@@ -3,7 +3,10 @@
 
 #include "Obs/CardLayouts/LineReader.h"
 #include "Obs/ObsCardReading/CardFormat.h"
+#include "Obs/ObsCardReading/LaserRanging/Crd.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
+#include "Obs/ObsCardReading/Loading/ContextText.h"
+#include "Obs/ObsCardReading/Loading/Pieces.h"
 
 namespace obs {
 
@@ -37,6 +40,27 @@ std::size_t startOfLineBefore(std::string_view text, std::size_t at) {
     return at;
 }
 
+/// After the end of the line that has the byte before a place.
+std::size_t endOfLine(std::string_view text, std::size_t at) {
+    const std::size_t end = text.find('\n', at == 0 ? 0 : at - 1);
+    return end == std::string_view::npos ? text.size() : end + 1;
+}
+
+/// Whether a line, which may be missing, closes what is open before anything else, or nothing is.
+bool closesAll(const ReadContext& context, std::string_view line) {
+    const bool beginsSession = isCrdRecord(line) && upperCase(line[0]) == 'H' && line[1] == '1';
+    const bool closesBlock =
+        beginsSession || (!isCommentOrBlank(line) && ObsCardType(line) != LineClass::notObservation);
+    return (closesBlock || !context.block.isOpen()) && (beginsSession || !context.sessions.isOpen());
+}
+
+/// The line at a place; empty when its end is not there.
+std::string_view lineAt(std::string_view text, std::size_t at) {
+    LineReader lines(text.substr(at), false);
+    std::string_view line;
+    return lines.next(line) ? line : std::string_view();
+}
+
 }  // namespace
 
 std::size_t nextCut(std::string_view text, std::size_t from) {
@@ -52,6 +76,17 @@ std::size_t nextCut(std::string_view text, std::size_t from) {
         wasClosed = isClosed;
     }
     return text.size();
+}
+
+ReadToCut readToCut(std::string_view text, std::size_t from, bool isLast, ReadContext& context, RecordSink& sink) {
+    std::size_t taken = 0, end = endOfLine(text, from);
+    for (;; end = endOfLine(text, end + 1)) {
+        const bool isAll = end == text.size();
+        taken += readPiece(text.substr(taken, end - taken), isLast && isAll, context, sink);
+        const bool isCut = (taken == end || isAll) && closesAll(context, lineAt(text, taken)) &&
+                           keptText(context).size() <= kMostKeptText;
+        if (isCut || isAll) return {taken, isCut};
+    }
 }
 
 }  // namespace obs

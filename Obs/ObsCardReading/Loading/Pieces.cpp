@@ -10,11 +10,6 @@ namespace obs {
 
 namespace {
 
-/// A line with nothing to see, or the comment of files whose first line names their columns.
-bool isRemark(std::string_view line) {
-    return line.front() == '#' || line.find_first_not_of(" \t\r") == std::string_view::npos;
-}
-
 class PieceReader {
 public:
     PieceReader(std::string_view piece, bool isLast, ReadContext& context, RecordSink& sink)
@@ -235,6 +230,12 @@ LineCounts& LineCounts::operator+=(const LineCounts& more) {
 
 std::size_t readPiece(std::string_view piece, bool isLast, ReadContext& context, RecordSink& sink) {
     return PieceReader(piece, isLast, context, sink).run();
+}
+
+void pauseReading(ReadContext& context, RecordSink& sink) {
+    PieceReader end({}, true, context, sink);
+    if (context.block.isOpen()) end.closeBlock();
+    if (context.sessions.isOpen()) context.sessions.endSession();
 }
 
 void endReading(ReadContext& context, RecordSink& sink) {

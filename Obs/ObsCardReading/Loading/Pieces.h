@@ -22,6 +22,9 @@ std::size_t readPiece(std::string_view piece, bool isLast, ReadContext& context,
 /// Ends a text: what is still open, a session or a block, is handed over as it is.
 void endReading(ReadContext& context, RecordSink& sink);
 
+/// Ends what is open, but not the text: reading goes on from the context at the head of the next piece.
+void pauseReading(ReadContext& context, RecordSink& sink);
+
 /// A text without the mark that some editors put before its first line.
 std::string_view withoutByteOrderMark(std::string_view text);
 

@@ -2,7 +2,6 @@
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
 
 #include "Obs/ObsCardReading/CardFormat.h"
-#include "Obs/ObsCardReading/Cards/Tty.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "siblings/include/Services.h"
 
@@ -58,16 +57,12 @@ std::int32_t ReadTTY2LineObs(const CardText& line1, const CardText& line2, LineC
 }
 
 MaybeRefusal parseLines(const CardText& line1, const CardText& line2, std::string_view unsupported, ObsRecord& rec) {
-    const LineClass lineClass = ObsCardType(line1);
+    const CardFormat* format = cardFormat(ObsCardType(line1));
+    if (format == nullptr || !format->hasArrayForm) return notRead(unsupported);
     FieldNotes notes;
-    MaybeRefusal refusal;
-    switch (lineClass) {
-        case LineClass::tty: refusal = ReadTTYFrLines(line1, line2, processSettings(), rec, &notes); break;
-        case LineClass::b3:
-        case LineClass::b3Extended:
-        case LineClass::csv: refusal = readLine(line1, lineClass, rec, {}, &notes); break;
-        default: return notRead(unsupported);
-    }
+    const ReadSettings settings = processSettings();
+    MaybeRefusal refusal = format->readPair != nullptr ? format->readPair(line1, line2, settings, rec, &notes)
+                                                       : format->read(line1, rec, settings, &notes, nullptr);
     logNotes(notes);
     return refusal;
 }
