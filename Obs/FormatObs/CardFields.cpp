@@ -75,7 +75,7 @@ void putRange(char* out, double range, unsigned digits) {
 
 /// As `significantDigits`, for numbers whose power of ten the table of exact ones does not reach.
 SignificantDigits significantDigitsOfText(double size, int digits) {
-    constexpr int kWritten = 30;  // so many that only a true half shows as one
+    constexpr int kWritten = 30;  // enough that only a true half shows as one
     char text[kWritten + 8];      // a point, "e", sign and three digits
     const auto end = std::to_chars(text, text + sizeof text, size, std::chars_format::scientific, kWritten - 1).ptr;
     std::swap(text[0], text[1]);  // the point first, as 0.ddd has it

@@ -18,7 +18,7 @@ namespace obs {
 /// Bytes that grow, aligned to a cache line. New ones are zeros.
 class Buffer {
 public:
-    /// Makes room for at least so many bytes. Throws std::bad_alloc.
+    /// Makes room for at least that many bytes. Throws std::bad_alloc.
     void ensure(std::size_t bytes);
 
     template <class Value = char>

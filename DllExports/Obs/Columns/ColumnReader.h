@@ -47,7 +47,7 @@ public:
 
     const ColumnDef& def() const { return *def_; }
 
-    /// Takes the array of a batch, which stays the caller's, of at least so many values. Throws ColumnRefusal for one
+    /// Takes the array of a batch, which stays the caller's, of at least that many values. Throws ColumnRefusal for one
     /// that its schema does not describe.
     void begin(const ArrowArray& array, std::int64_t rows);
 

@@ -57,7 +57,7 @@ int32_t ObsImportArrow(struct ArrowArrayStream* stream, int32_t naiveIsUtc, int3
         counts[OBS_ARROW_REFUSED] = made.refused;
         if (made.refused == 0) return kStatusOk;
         obs::logFailure(
-            kImport, std::to_string(made.refused) + " of " + std::to_string(made.rows) + " rows are no observations.");
+            kImport, std::to_string(made.refused) + " of " + std::to_string(made.rows) + " rows do not make an observation.");
         return kStatusRefused;
     });
 }

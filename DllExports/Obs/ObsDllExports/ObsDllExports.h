@@ -1067,7 +1067,7 @@ OBS_API int32_t ObsExportArrow(int32_t count, const int64_t* keys, int32_t order
                                int32_t columnCount, int32_t batchRows, struct ArrowArrayStream* stream);
 
 /** Numbers that ObsImportArrow counts: rows in all; those that became observations; those refused as duplicates; those
- *  that are no observation. */
+ *  that do not make an observation. */
 #define OBS_ARROW_ROWS 0
 #define OBS_ARROW_ADDED 1
 #define OBS_ARROW_DUPLICATES 2
@@ -1086,8 +1086,8 @@ OBS_API int32_t ObsExportArrow(int32_t count, const int64_t* keys, int32_t order
  *  `key` is made anew, `group` kept; `file` and `line` are not looked at.
  *
  *  A column of another name or type, or one that occurs twice, is refused by its name, and then nothing is added; so it
- *  is when the stream fails. A row that is no observation is left out, the message naming column and row (from 0); a
- *  call tells the first hundred of them and the number of all.
+ *  is when the stream fails. A row that does not make an observation is left out, the message naming column and row
+ *  (from 0); a call tells the first hundred of them and the number of all.
  *  @param[in,out] stream released by this call, whatever its result; it is not touched only when a pointer is null.
  *  @param[in]  naiveIsUtc nonzero: timestamps without a time zone are UTC; else a column of them is refused.
  *  @param[in]  gid group of rows without one.
