@@ -106,9 +106,9 @@ TEST_F(ProgressTest, aCancelledLoadLeavesTheStoreAsItWas) {
             ObsRemoveAll();
             SetTTYYear(2020);
             calls_.clear();
+            std::vector<std::int64_t> expected{addCard(3)};
             const std::int64_t first = addCard(1);
             ObsRemove(first);
-            std::vector<std::int64_t> expected{addCard(3)};
             answer_ = [&] {
                 if (!atOnce && calls_.back().first < calls_.back().second) return 0;
                 // Another thread's: one that this load may have stored, removed and added again, and one of its own.
@@ -131,6 +131,7 @@ TEST_F(ProgressTest, aCancelledLoadLeavesTheStoreAsItWas) {
 
 TEST_F(ProgressTest, whatIsTakenBackSurvivesRenumbering) {
     std::vector<std::int64_t> expected{addCard(1)};
+    gStore.lastSeqNum += 1000;  // so that the numbers change
     answer_ = [&] {
         gStore.lastSeqNum = std::numeric_limits<std::int32_t>::max();
         expected.push_back(addCard(9999));
