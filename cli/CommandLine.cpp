@@ -58,6 +58,7 @@ void addLoadOptions(CLI::App& app, CommonOptions& options) {
     addChoice(app, "--passed-over", "Lines that are nothing known: fail for them, or ignore them", {"fail", "ignore"},
               options.passedOverIgnored);
     app.add_option("--log", options.log, "Append the library's messages to LOG")->type_name("LOG");
+    app.add_flag("--quiet", options.quiet, "Do not show on a terminal how far a load or save is");
 }
 
 void addCommonOptions(CLI::App& app, CommonOptions& options) {

@@ -13,7 +13,7 @@
 namespace obstool {
 
 /// Exit statuses; a greater one outweighs a smaller one.
-enum class ExitStatus { allGood = 0, badLines = 1, failure = 2 };
+enum class ExitStatus { allGood = 0, badLines = 1, failure = 2, interrupted = 130 };
 
 /// Writes "obstool: SUBJECT: REASON" to standard error.
 void complain(std::string_view subject, std::string_view reason);

@@ -14,6 +14,7 @@
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "Input.h"
+#include "Progress.h"
 #include "Stations.h"
 #include "Text.h"
 #include "siblings/include/ObsFamily.h"
@@ -205,7 +206,12 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
         fail(result.file, fmt::format("this is {}, not observations", kind->name));
         return result;
     }
-    const std::int32_t status = loadFile(kind->number == OBS_FILE_LASER_RANGES, group);
+    std::int32_t status = 0;
+    {
+        Progress progress(Progress::Of::load, result.file, options_.quiet);
+        status = loadFile(kind->number == OBS_FILE_LASER_RANGES, group);
+        progress.endLoad();
+    }
     ObsGetLoadCounts(&result.loaded, &result.duplicate, &result.bad);
     ObsGetLoadLines(&result.lines);
     lines_.tell(result.file, sink_);
@@ -269,8 +275,12 @@ void Session::save(const std::string& name, bool append, const Format& format) {
     if (!problem.empty()) return fail(subject, problem);
 
     // To replace standard output is to go on where it stands, also in the file that it may be.
-    const std::int32_t status =
-        format.save(Text512(toOutput ? "/dev/stdout" : name).data(), append && !toOutput ? kAppend : kReplace);
+    std::int32_t status = 0;
+    {
+        const bool quiet = options_.quiet || (toOutput && ::isatty(STDOUT_FILENO) != 0);
+        const Progress progress(Progress::Of::save, subject, quiet);
+        status = format.save(Text512(toOutput ? "/dev/stdout" : name).data(), append && !toOutput ? kAppend : kReplace);
+    }
     std::int64_t written = 0, leftOut = 0, altered = 0;
     std::int32_t systemError = 0;
     ObsGetSaveCounts(&written, &leftOut, &altered, &systemError);

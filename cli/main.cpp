@@ -16,6 +16,7 @@
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "Output.h"
+#include "Progress.h"
 #include "Text.h"
 #include "cli/commands/Command.h"
 #include "siblings/include/ObsFamily.h"
@@ -60,7 +61,8 @@ and reason are named once, with how many there are; --line-limit sets how many r
 
 Exit status: 0 when all went well, 1 when some lines were bad or passed over or convert lost
 observations, 2 when the command line was wrong, a file could not be read or written, or
-holds something else than observations. --passed-over=ignore and --zeroed=fail change what
+holds something else than observations, 130 when it was interrupted (Ctrl-C) while it
+loaded: nothing is written then. --passed-over=ignore and --zeroed=fail change what
 counts.
 
 Examples:
@@ -115,12 +117,14 @@ void occupyStandardStreams() {
         if (::fcntl(descriptor, F_GETFD) < 0) ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
 }
 
-/// The signals that end the command leave no half-written file; then they end it.
+/// The signals that end the command leave no half-written file; then they end it. The first interrupt of a load lets it
+/// end by itself.
 void cleanUpOnSignals() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction action {};
         if (::sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) continue;
         action.sa_handler = [](int caught) {
+            if (caught == SIGINT && interruptLoad()) return;
             FamilyGiveUpFiles();
             std::raise(caught);  // the default action is back; it comes when this returns
         };
@@ -138,6 +142,9 @@ int main(int argc, char** argv) {
     ExitStatus status = ExitStatus::failure;
     try {
         status = run(argc, argv, out);
+    } catch (const Interrupted&) {
+        complain("stopped", "interrupted");
+        status = ExitStatus::interrupted;
     } catch (const std::exception& error) { complain("stopped", error.what()); }
     return static_cast<int>(std::max(status, out.finish()));
 }

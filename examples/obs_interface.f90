@@ -128,6 +128,12 @@ module obs_interface
             integer(c_int32_t) :: outcome
         end function SetObsKeyMode
 
+        subroutine ObsSetProgressCallback(report, user) bind(c, name="ObsSetProgressCallback")
+            import
+            type(c_funptr), value :: report
+            type(c_ptr), value :: user
+        end subroutine ObsSetProgressCallback
+
         function ObsFieldsToObsKey(satNum, senNum, obsTime) bind(c, name="ObsFieldsToObsKey") &
             result(outcome)
             import

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <string_view>
 
@@ -82,6 +83,9 @@ private:
     std::size_t next_ = 0;
 };
 
+/// Observations that are written before it is asked whether it is time to tell of them.
+constexpr std::size_t kLookAtClock = 4096;
+
 /// Whether a card that is written meanwhile may have asterisks.
 class AsteriskWatch {
 public:
@@ -91,9 +95,13 @@ private:
     const std::uint32_t before_ = gAsteriskFields.load(std::memory_order_relaxed);
 };
 
-/// Writes all observations, or a group's, by ascending key.
-void writeLines(LineWriter& out, const CardWriting& writing, std::optional<std::int32_t> gid, SaveTally& tally) {
-    if (!writing.headerLine.empty()) out.put(writing.headerLine);
+/// Smaller than all keys.
+constexpr std::int64_t kBelowAll = std::numeric_limits<std::int64_t>::min();
+
+/// Writes all observations, or a group's, by ascending key from the one above `key` on, until all are written or it is
+/// time to tell of the progress; false then, and `key` is that of the last one.
+bool writeLines(LineWriter& out, const CardWriting& writing, std::optional<std::int32_t> gid, SaveTally& tally,
+                std::int64_t& key) {
     ObsRecord rec;
     SitesReadBack sites;
     char secondLine[kCardLength];
@@ -116,8 +124,15 @@ void writeLines(LineWriter& out, const CardWriting& writing, std::optional<std::
         if (const LossSet losses = writeOne(vectors)) tally.takeLosses(losses, gStore.pools.node(slot).key);
         else tally.takeWritten();
     });
-    walkNodes(gid, [&](SlotNumber slot) { ahead(slot); });
+    std::size_t count = 0;
+    const bool isAll = walkNodesAbove(key, gid, [&](SlotNumber slot) {
+        ahead(slot);
+        if (++count % kLookAtClock != 0 || !tally.isProgressDue()) return true;
+        key = gStore.pools.node(slot).key;
+        return false;
+    });
     ahead.finish();
+    return isAll;
 }
 
 /// Returns what ObsSaveFile returns; the error of writing goes to `systemError`.
@@ -128,6 +143,7 @@ std::int32_t writeFile(std::string_view fileName, std::int32_t saveMode, std::in
     if (systemError != 0) return systemError;
     try {
         if (gid || !obstreeisempty()) obswritelines(unit, saveForm, gid, tally);
+        tally.finishProgress();
     } catch (...) {
         family::filediscard(unit);
         throw;
@@ -150,11 +166,23 @@ std::int32_t saveFile(std::string_view fileName, std::int32_t saveMode, std::int
 
 void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::int32_t> gid, SaveTally& tally) {
     LineWriter out(unit);
-    // Messages wait until the store is free: whoever receives them may be waiting for it.
-    const family::MessageHold hold;
-    const StandstillGuard guard;
-    if (const CardFormat* format = cardFormatOfForm(saveForm)) writeLines(out, *format->writing, gid, tally);
-    out.flush();
+    const CardFormat* const format = cardFormatOfForm(saveForm);
+    if (format == nullptr) return;
+    const CardWriting* const writing = format->writing;
+    if (!writing->headerLine.empty()) out.put(writing->headerLine);
+    if (tally.isProgressWanted()) tally.expect(obsgetnumoftreenodes(gid));
+    std::int64_t key = kBelowAll;
+    for (bool isAll = false; !isAll;) {
+        const SaveCounts before = tally.counts();
+        {
+            // Messages wait until the store is free: whoever receives them may be waiting for it.
+            const family::MessageHold hold;
+            const StandstillGuard guard;
+            isAll = writeLines(out, *writing, gid, tally, key);
+            if (isAll) out.flush();
+        }
+        tally.advance(tally.counts().written + tally.counts().leftOut - before.written - before.leftOut);
+    }
 }
 
 std::int32_t saveObsFile(std::string_view fileName, std::int32_t saveMode, std::int32_t saveForm) {

@@ -12,8 +12,9 @@
 namespace obs {
 
 /// Writes all observations, or those of a group, to an open file, while the store stands still: readers go on, who
-/// adds or removes waits until all is written. An observation that the writer refuses is left out. A form that is none
-/// of the four writes nothing.
+/// adds or removes waits until all is written, or until progress is told on the way. Then it is the turn of those who
+/// wait, and what they change of the observations that are not written yet shows in the file. An observation that the
+/// writer refuses is left out. A form that is none of the four writes nothing. Throws Cancelled.
 void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::int32_t> gid, SaveTally& tally);
 
 /// Opens, writes and closes a file. Returns 0, or the error number of opening it; a write that fails is told by

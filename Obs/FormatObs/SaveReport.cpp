@@ -17,6 +17,17 @@ void forEachLoss(LossSet losses, Visit visit) {
     for (; losses != 0; losses &= losses - 1) visit(static_cast<SaveLoss>(std::countr_zero(losses)));
 }
 
+/// Tells progress; a cancelled save has this error and no counts.
+template <class Tell>
+void tell(Tell tellIt) {
+    try {
+        tellIt();
+    } catch (const Cancelled&) {
+        gLatestCounts.systemError = ECANCELED;
+        throw;
+    }
+}
+
 }  // namespace
 
 SaveTally::SaveTally() : reporter_(gReporter) {
@@ -36,6 +47,15 @@ void SaveTally::takeLosses(LossSet losses, std::int64_t key) {
         ++counts_.altered;
     }
     if (reporter_.report != nullptr) told_.push_back({key, losses});
+}
+
+void SaveTally::advance(std::int64_t observations) {
+    progress_.advance(observations);
+    tell([&] { progress_.tellIfDue(); });
+}
+
+void SaveTally::finishProgress() {
+    tell([&] { progress_.finish(); });
 }
 
 void SaveTally::finish(std::int32_t systemError) {

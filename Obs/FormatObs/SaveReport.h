@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Obs/FormatObs/SaveLosses.h"
+#include "Obs/ObsTypes/Progress.h"
 
 namespace obs {
 
@@ -35,6 +36,15 @@ public:
     void takeLosses(LossSet losses, std::int64_t key);
     const SaveCounts& counts() const { return counts_; }
 
+    /// The progress, in observations. Whoever tells it holds no lock.
+    bool isProgressWanted() const { return progress_.isWanted(); }
+    bool isProgressDue() const { return progress_.isDue(); }
+    void expect(std::int64_t observations) { progress_.expect(observations); }
+
+    /// Tells of `observations` more when it is time to. Throws Cancelled, as does the next; the counts are none then.
+    void advance(std::int64_t observations);
+    void finishProgress();
+
     /// Keeps the counts for `latestSaveCounts` and tells, by ascending key; to be called when the store is free and the
     /// file closed. The error is the system's, of opening, writing or closing the file.
     void finish(std::int32_t systemError);
@@ -47,6 +57,7 @@ private:
 
     const SaveReporter reporter_;
     SaveCounts counts_;
+    Progress progress_;
     std::vector<Told> told_;
 };
 

@@ -383,13 +383,15 @@ bool holdsSomething(std::string_view fileName) {
     return holds;
 }
 
-std::int32_t writeTo(family::Unit out, std::string_view appendedTo, std::vector<SlrRange>& ranges, SlrDataType type) {
+std::int32_t writeTo(family::Unit out, std::string_view appendedTo, std::vector<SlrRange>& ranges, SlrDataType type,
+                     SaveTally& tally) {
     if (!appendedTo.empty())
         if (const std::int32_t failed = copyWithoutEndMark(appendedTo, out); failed != kStatusOk) return failed;
     std::string text;
     for (RangeIterator first = ranges.begin(); first != ranges.end();) {
         const RangeIterator end = endOfSession(first, ranges.end());
         putSessions(text, first, end, type);
+        tally.advance(end - first);
         first = end;
         if (text.size() < kBlockSize) continue;
         family::filewrite(out, text.data(), text.size());
@@ -397,18 +399,19 @@ std::int32_t writeTo(family::Unit out, std::string_view appendedTo, std::vector<
     }
     text += kEndMark;
     family::filewrite(out, text.data(), text.size());
+    tally.finishProgress();
     return kStatusOk;
 }
 
 /// Returns what ObsSaveSlrFile returns; the error of writing goes to `systemError`.
 std::int32_t writeFile(std::string_view fileName, std::int32_t saveMode, SlrDataType type,
-                       std::vector<SlrRange>& ranges, std::int32_t& systemError) {
+                       std::vector<SlrRange>& ranges, SaveTally& tally, std::int32_t& systemError) {
     const bool rewritten = saveMode == 0 || holdsSomething(fileName);
     family::Unit out = family::kNoUnit;
     systemError = family::fileopen(fileName, rewritten ? family::kOpenReplace : family::kOpenAppend, out);
     if (systemError != 0) return systemError;
     try {
-        systemError = writeTo(out, saveMode != 0 && rewritten ? fileName : std::string_view(), ranges, type);
+        systemError = writeTo(out, saveMode != 0 && rewritten ? fileName : std::string_view(), ranges, type, tally);
     } catch (...) {
         family::filediscard(out);
         throw;
@@ -431,7 +434,8 @@ std::int32_t saveSlrFile(std::string_view fileName, std::int32_t saveMode, SlrDa
     if (!gid || !obstreeisempty()) {
         std::vector<SlrRange> ranges = collect(gid, tally);
         sortRanges(ranges);
-        result = writeFile(fileName, saveMode, type, ranges, systemError);
+        tally.expect(static_cast<std::int64_t>(ranges.size()));
+        result = writeFile(fileName, saveMode, type, ranges, tally, systemError);
         if (systemError == 0)
             family::traceloginfo("ObsSaveSlrFile: " + std::to_string(tally.counts().written) +
                                  " observations written, " + std::to_string(tally.counts().leftOut) + " left out");

@@ -78,6 +78,7 @@ ObsRecord BulkAdd::recordAt(std::size_t position) const {
 std::vector<BulkAdd::Refused> BulkAdd::commit(std::int64_t* keys) {
     const UpdateGuard guard;
     gStore.reserve(pending_.size(), gStore.pools.slotsUsed());
+    if (takeBack_ != nullptr) takeBack_->reserve();
     std::vector<Refused> refused;
     const bool allNamed = claimKeys(refused, keys);
     link();
@@ -110,6 +111,7 @@ bool BulkAdd::claimKeys(std::vector<Refused>& refused, std::int64_t* keys) {
     pending_.resize(accepted);
     accepted_ = accepted;
     std::int32_t seqNum = gStore.takeSeqNums(static_cast<std::uint32_t>(accepted));
+    if (takeBack_ != nullptr) takeBack_->note(seqNum, accepted);
     for (const Pending& pending : pending_) {
         gStore.pools.mark(pending.slot) = {++seqNum, pending.gid};
         gStore.pools.noteLive(pending.slot);

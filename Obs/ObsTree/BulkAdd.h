@@ -15,7 +15,8 @@ namespace obs {
 
 class BulkAdd {
 public:
-    explicit BulkAdd(std::int32_t gid) : gid_(gid) {}
+    /// `takeBack`, unless null, notes what is entered.
+    explicit BulkAdd(std::int32_t gid, TakeBack* takeBack = nullptr) : gid_(gid), takeBack_(takeBack) {}
     ~BulkAdd();
     BulkAdd(const BulkAdd&) = delete;
     BulkAdd& operator=(const BulkAdd&) = delete;
@@ -65,6 +66,7 @@ private:
     void sortByKey();
 
     std::int32_t gid_;
+    TakeBack* takeBack_;
     std::vector<Pending> pending_;
     std::size_t accepted_ = 0;
     Reservation reserved_;

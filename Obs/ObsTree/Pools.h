@@ -114,8 +114,15 @@ public:
     /// Calls `visit(slot)` for every live slot in order of storage, which is kind to the caches.
     template <class Visit>
     void scan(Visit&& visit) const {
-        for (SlotNumber slot = 0; slot < scanLimit_; ++slot)
+        scan(0, scanLimit_, visit);
+    }
+
+    /// The same for the slots from one to before another; true when there are none after these.
+    template <class Visit>
+    bool scan(SlotNumber from, SlotNumber end, Visit&& visit) const {
+        for (SlotNumber slot = from; slot < end && slot < scanLimit_; ++slot)
             if (nodes_[slot].key != Node::kDead) visit(slot);
+        return end >= scanLimit_;
     }
 
     /// Slots ever used: all slot numbers are below.

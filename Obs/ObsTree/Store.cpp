@@ -207,15 +207,18 @@ void Store::renumber() {
     numbered.reserve(tree.size());
     pools.scan([&](SlotNumber slot) { numbered.emplace_back(pools.mark(slot).seqNum, slot); });
     radixSort(numbered, [](const auto& one) { return static_cast<std::uint64_t>(one.first); });
+    for (TakeBack* takeBack : takeBacks) takeBack->renumber(numbered);
     lastSeqNum = 0;
     for (const auto& [seqNum, slot] : numbered) pools.mark(slot).seqNum = ++lastSeqNum;
 }
 
-std::int32_t obsaddnode(std::int64_t& obsKey, const ObsRecord& rec, std::int32_t gid, AddStage& stage) {
+std::int32_t obsaddnode(std::int64_t& obsKey, const ObsRecord& rec, std::int32_t gid, AddStage& stage,
+                        TakeBack* takeBack) {
     const UpdateGuard guard;
     stage = AddStage::node;
     Pools& pools = gStore.pools;
     gStore.reserve(1, std::uint64_t{pools.slotsUsed()} + 1);
+    if (takeBack != nullptr) takeBack->reserve();
     const SlotNumber slot = pools.acquire();
     try {
         stage = AddStage::record;
@@ -232,6 +235,7 @@ std::int32_t obsaddnode(std::int64_t& obsKey, const ObsRecord& rec, std::int32_t
     }
     bool grown = false;
     linkNode(slot, obsKey, gid, grown);
+    if (takeBack != nullptr) takeBack->note(gStore.lastSeqNum - 1, 1);
     return grown ? kStatusGrown : kStatusOk;
 }
 

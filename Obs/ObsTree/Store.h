@@ -11,12 +11,14 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Obs/ObsTree/Handles.h"
 #include "Obs/ObsTree/KeyIndex.h"
 #include "Obs/ObsTree/Keys.h"
 #include "Obs/ObsTree/Pools.h"
 #include "Obs/ObsTree/Protocol.h"
+#include "Obs/ObsTree/TakeBack.h"
 #include "Obs/ObsTree/Tree.h"
 #include "Obs/ObsTypes/Status.h"
 
@@ -40,6 +42,9 @@ struct Store {
 
     /// The last insertion number that was given out. Updater side.
     std::int32_t lastSeqNum = 0;
+
+    /// Those who may take back what they add. Updaters kept out.
+    std::vector<TakeBack*> takeBacks;
 
     /// Makes room for more observations, in slots below `slotLimit`, in the index and among the insertion numbers.
     /// Throws std::bad_alloc.
@@ -75,10 +80,11 @@ void logUnknownKey(std::string_view name, std::int64_t obsKey);
 
 /// Adds a deep copy of a record under a field key, or under the key of a new handle when `obsKey` is
 /// `kNewAddressKey`. `obsKey` becomes the key under which it is stored. Status 0, 1 or 3. Throws
-/// std::bad_alloc, the store being as it was and `stage` telling what for.
+/// std::bad_alloc, the store being as it was and `stage` telling what for. `takeBack`, unless null, notes it.
 inline constexpr std::int64_t kNewAddressKey = -2;
 enum class AddStage { node, record, handle };  ///< what memory was being taken for
-std::int32_t obsaddnode(std::int64_t& obsKey, const ObsRecord& rec, std::int32_t gid, AddStage& stage);
+std::int32_t obsaddnode(std::int64_t& obsKey, const ObsRecord& rec, std::int32_t gid, AddStage& stage,
+                        TakeBack* takeBack = nullptr);
 
 /// Replaces a stored record by a deep copy. Under a field key, right ascension and declination with an
 /// equinox indicator are rotated to date whatever `rotateToDate` says; under an address key nothing
@@ -176,6 +182,13 @@ void walkNodes(std::optional<std::int32_t> gid, Visit&& visit) {
     gStore.tree.walk([&](SlotNumber slot) {
         if (gStore.pools.mark(slot).gid == *gid) visit(slot);
     });
+}
+
+/// The same for keys above one, as long as `visit` gives true. False when it gave false.
+template <class Visit>
+bool walkNodesAbove(std::int64_t key, std::optional<std::int32_t> gid, Visit&& visit) {
+    return gStore.tree.walkAbove(
+        key, [&](SlotNumber slot) { return (gid && gStore.pools.mark(slot).gid != *gid) || visit(slot); });
 }
 
 // --- Rules -----------------------------------------------------------------------

@@ -45,25 +45,51 @@ public:
     /// Calls `visit(slot)` for every node by ascending key.
     template <class Visit>
     void walk(Visit&& visit) const {
-        std::array<SlotNumber, kMaxHeight> path;
-        std::size_t depth = 0;
-        SlotNumber at = gobstreeroot_;
-        while (at != kNoSlot || depth > 0) {
-            for (; at != kNoSlot; at = pools_.node(at).left()) {
-                path[depth++] = at;
-                // The right child's turn comes once all to the left are visited.
-                if (pools_.node(at).right() != kNoSlot) __builtin_prefetch(&pools_.node(pools_.node(at).right()));
-            }
-            at = path[--depth];
-            const SlotNumber right = pools_.node(at).right();
-            visit(at);
-            at = right;
+        Path path;
+        walkOn(path, gobstreeroot_, [&](SlotNumber slot) {
+            visit(slot);
+            return true;
+        });
+    }
+
+    /// The same for the keys above one, as long as `visit` gives true. False when it gave false.
+    template <class Visit>
+    bool walkAbove(std::int64_t key, Visit&& visit) const {
+        Path path;
+        for (SlotNumber at = gobstreeroot_; at != kNoSlot;) {
+            const bool right = pools_.node(at).key <= key;
+            if (!right) path.slots[path.depth++] = at;
+            at = pools_.node(at).child(right);
         }
+        return walkOn(path, kNoSlot, visit);
     }
 
 private:
     /// A tree of height h has at least F(h+2)-1 nodes: 46 levels hold more than 2^31.
     static constexpr std::size_t kMaxHeight = 48;
+
+    /// Nodes whose turn comes, and that of what is to their right, after all to the left; the next one last.
+    struct Path {
+        std::array<SlotNumber, kMaxHeight> slots;
+        std::size_t depth = 0;
+    };
+
+    /// Visits what is below a node, then the path.
+    template <class Visit>
+    bool walkOn(Path& path, SlotNumber at, Visit&& visit) const {
+        while (at != kNoSlot || path.depth > 0) {
+            for (; at != kNoSlot; at = pools_.node(at).left()) {
+                path.slots[path.depth++] = at;
+                // The right child's turn comes once all to the left are visited.
+                if (pools_.node(at).right() != kNoSlot) __builtin_prefetch(&pools_.node(pools_.node(at).right()));
+            }
+            at = path.slots[--path.depth];
+            const SlotNumber right = pools_.node(at).right();
+            if (!visit(at)) return false;
+            at = right;
+        }
+        return true;
+    }
 
     Node& node(SlotNumber slot) { return pools_.node(slot); }
     SlotNumber& parent(SlotNumber slot) { return pools_.parent(slot); }

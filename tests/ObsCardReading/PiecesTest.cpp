@@ -316,14 +316,15 @@ TEST_F(Pieces, ofFilesAreTheirText) {
     family::Unit unit = family::kNoUnit;
     ASSERT_EQ(family::fileopen(name, family::kOpenRead, unit), 0);
     FilePieces pieces(unit);
+    Progress none;
     std::string found;
     std::string_view piece, line;
     bool isLast = false;
     std::int64_t number = 0;
     while (pieces.next(piece, isLast)) {
         if (number == 20) {
-            EXPECT_TRUE(
-                pieces.anyLineFrom(pieces.offset(), [](std::string_view one) { return one.starts_with("zz"); }));
+            EXPECT_TRUE(pieces.anyLineFrom(
+                pieces.offset(), [](std::string_view one) { return one.starts_with("zz"); }, none));
         }
         LineReader lines(piece, isLast, {number, pieces.offset()});
         // As a message does that waits for its second card: the last line is left.

@@ -3,6 +3,7 @@
 #include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "Obs/ObsTree/Keys.h"
+#include "Obs/ObsTypes/Progress.h"
 
 namespace {
 
@@ -38,4 +39,8 @@ int32_t SetObsKeyMode(int32_t mode) {
     }
     obs::logFailure("SetObsKeyMode", "invalid input value for obs key mode.");
     return 2;
+}
+
+void ObsSetProgressCallback(int32_t (*report)(int64_t done, int64_t total, void* user), void* user) {
+    obs::setProgressReport(report, user);
 }

@@ -106,6 +106,23 @@ OBS_API int32_t GetObsKeyMode(void);
  *  @return 0, or 2 for another mode. */
 OBS_API int32_t SetObsKeyMode(int32_t mode);
 
+/** @defgroup ObsSetProgressCallback ObsSetProgressCallback
+ *  Addition. Tells how far loads (ObsLoadFile..., ObsLoadSlrFile...) and saves (ObsSave...) of files have come, at most
+ *  ten times a second and once when all is read or written, and lets them be cancelled. A cancelled call fails with a
+ *  message, with status 2. What a cancelled load has stored is removed again, whatever other threads have added or
+ *  removed meanwhile; the year, the selection criteria and the key mode are those before the call, and all counts of
+ *  the load are 0. A cancelled save leaves the file as a failing write does; ObsGetSaveCounts gives zeros and the
+ *  system's error number ECANCELED.
+ *  While the callback runs the store is free. So a save of more than a tenth of a second gives way to threads that
+ *  change observations: those that it has not written yet are written as they are then, not as all were at one moment.
+ *  Threads: not during a load or save.
+ *  @param[in] report called on the loading or saving thread with how much is done and how much there is: bytes of the
+ *             file that is loaded and of the files that it includes, from when they are opened, or observations that
+ *             are saved or left out. `done` never falls and in the last call is `total`, which may grow. It may call the
+ *             library, but not load or save. A result other than 0 cancels. Null ends the reports.
+ *  @param[in] user handed to `report` unchanged. */
+OBS_API void ObsSetProgressCallback(int32_t (*report)(int64_t done, int64_t total, void* user), void* user);
+
 /* ----------------------------------------------------------------- keys ---- */
 
 /** @defgroup ObsFieldsToObsKey ObsFieldsToObsKey
@@ -1183,9 +1200,9 @@ OBS_API int32_t ObsReadArrow(const char* bytes, int64_t length, ObsReadState* st
 /* ---------------------------------------------------------------- saving ---- */
 
 /** @defgroup ObsSaveFile ObsSaveFile
- *  Writes all observations in ascending key order, as they were at one moment. The data are flushed to the disk before
- *  the file takes the place of an old one, the folder after it. A file that is appended to gets its last line ended
- *  first, and is cut back to its former length when the save fails.
+ *  Writes all observations in ascending key order, as they were at one moment (ObsSetProgressCallback has an exception).
+ *  The data are flushed to the disk before the file takes the place of an old one, the folder after it. A file that is
+ *  appended to gets its last line ended first, and is cut back to its former length when the save fails.
  *  Threads: not beside another load or save. Readers go on meanwhile; a thread that adds, changes or removes
  *  observations waits until all is written: about half a second for a million, into a pipe as long as its reader
  *  takes.

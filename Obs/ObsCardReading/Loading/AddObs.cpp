@@ -48,13 +48,13 @@ std::int64_t refuseDuplicate(std::int64_t key) {
     return kDuplicateKey;
 }
 
-std::int64_t AddObOnly(const ObsRecord& rec, std::int32_t gid) {
+std::int64_t AddObOnly(const ObsRecord& rec, std::int32_t gid, TakeBack* takeBack) {
     const std::int64_t firstKey = addressKeysInForce() ? kNewAddressKey : getobskey(rec);
     if (firstKey == kNoKey) return kNoKey;
     std::int64_t key = firstKey;
     AddStage stage = AddStage::node;
     try {
-        if (obsaddnode(key, rec, gid, stage) != kStatusDuplicate) return key;
+        if (obsaddnode(key, rec, gid, stage, takeBack) != kStatusDuplicate) return key;
     } catch (const std::bad_alloc&) {
         reportNoMemory(stage, firstKey);
         return kNoKey;
@@ -62,8 +62,8 @@ std::int64_t AddObOnly(const ObsRecord& rec, std::int32_t gid) {
     return refuseDuplicate(firstKey);
 }
 
-std::int64_t AddObsToMem(const ObsRecord& rec, LoadCounts& counts, std::int32_t gid) {
-    const std::int64_t key = AddObOnly(rec, gid);
+std::int64_t AddObsToMem(const ObsRecord& rec, LoadCounts& counts, std::int32_t gid, TakeBack* takeBack) {
+    const std::int64_t key = AddObOnly(rec, gid, takeBack);
     counts.count(key);
     return key;
 }

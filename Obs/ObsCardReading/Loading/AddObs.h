@@ -32,10 +32,10 @@ std::string duplicateMessage(std::int64_t key);
 inline constexpr std::string_view kNoKeyReason = "No satellite number, or a number or time that makes no key.";
 
 /// Adds a copy of a record. Returns its key, 0 for a refused duplicate, -1 when nothing could be added
-/// (silently when the record makes no key).
-std::int64_t AddObOnly(const ObsRecord& rec, std::int32_t gid = 0);
+/// (silently when the record makes no key). `takeBack`, unless null, notes it.
+std::int64_t AddObOnly(const ObsRecord& rec, std::int32_t gid = 0, TakeBack* takeBack = nullptr);
 
 /// `AddObOnly`, counted.
-std::int64_t AddObsToMem(const ObsRecord& rec, LoadCounts& counts, std::int32_t gid = 0);
+std::int64_t AddObsToMem(const ObsRecord& rec, LoadCounts& counts, std::int32_t gid = 0, TakeBack* takeBack = nullptr);
 
 }  // namespace obs

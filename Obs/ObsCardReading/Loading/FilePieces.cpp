@@ -91,7 +91,7 @@ void FilePieces::cutLongLine() {
     end_ = begin_ + kept;
 }
 
-bool FilePieces::anyLineFrom(std::int64_t offset, bool (*test)(std::string_view line)) {
+bool FilePieces::anyLineFrom(std::int64_t offset, bool (*test)(std::string_view line), Progress& progress) {
     FilePieces others(unit_, offset);
     std::string_view piece, line;
     bool isLast = false, found = false;
@@ -99,6 +99,7 @@ bool FilePieces::anyLineFrom(std::int64_t offset, bool (*test)(std::string_view 
         LineReader lines(piece, isLast);
         while (!found && lines.next(line)) found = test(line);
         others.took(lines.bytesTaken());
+        progress.tellIfDue();
     }
     failed_ = !family::fileseek(unit_, read_) || failed_;
     return found;

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Obs/ObsTypes/Progress.h"
 #include "siblings/include/Services.h"
 
 namespace obs {
@@ -32,8 +33,8 @@ public:
     /// The place in the file of the first byte that was not taken.
     std::int64_t offset() const { return offset_; }
 
-    /// Whether a line from a place on passes a test. The pieces go on as if nobody had asked.
-    bool anyLineFrom(std::int64_t offset, bool (*test)(std::string_view line));
+    /// Whether a line from a place on passes a test. The pieces go on as if nobody had asked. Throws Cancelled.
+    bool anyLineFrom(std::int64_t offset, bool (*test)(std::string_view line), Progress& progress);
 
     /// False when the file cannot go there.
     bool goTo(std::int64_t offset);

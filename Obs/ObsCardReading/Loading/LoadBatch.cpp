@@ -25,7 +25,7 @@ std::string trimmed(std::string text) {
 }  // namespace
 
 LoadBatch::LoadBatch(LoadState& state, std::int64_t fileSize, std::int64_t bytesPerObservation)
-    : state_(state), batch_(state.run.options.gid), batchLimit_(batchLimit()) {
+    : state_(state), batch_(state.run.options.gid, state.run.takeBack), batchLimit_(batchLimit()) {
     if (fileSize <= 0) return;
     batch_.expect(std::min(static_cast<std::size_t>(fileSize / bytesPerObservation) + 1, batchLimit_));
 }
@@ -77,7 +77,7 @@ void LoadBatch::collect(std::int64_t key, ObsRecord& rec, std::int64_t lineNumbe
 /// Under address keys there is nothing to gain from a batch: keys are handles and never collide.
 void LoadBatch::addAtOnce(const ObsRecord& rec, std::string_view line, LinePlace place) {
     flush();
-    const std::int64_t key = AddObOnly(rec, state_.run.options.gid);
+    const std::int64_t key = AddObOnly(rec, state_.run.options.gid, state_.run.takeBack);
     if (key == kNoKey) {
         keepBad({}, line, place);
         return flush();
@@ -148,7 +148,8 @@ std::vector<BulkAdd::Refused> LoadBatch::enter() {
 /// When there is no memory for a batch as a whole: single observations need less, and each that fails is named.
 void LoadBatch::addOneByOne() {
     for (std::size_t position = 0; position < batch_.size(); ++position)
-        if (AddObsToMem(batch_.recordAt(position), state_.run.result.counts, state_.run.options.gid) == kNoKey)
+        if (AddObsToMem(batch_.recordAt(position), state_.run.result.counts, state_.run.options.gid,
+                        state_.run.takeBack) == kNoKey)
             state_.status = kStatusRefused;
     batch_.drop();
 }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <new>
+#include <optional>
 #include <string>
 
 #include "Obs/ObsCardReading/Loading/FilePieces.h"
@@ -111,6 +112,7 @@ private:
         while (pieces_.next(piece, isLast)) {
             const bool isCut = cutAtLineLimit(piece);
             pieces_.took(readPiece(piece, isLast && !isCut, context_, *this));
+            advance();
             if (!isCertain_ && (isStopped_ || context_.firstPassLineTaken)) return false;
             if (isFull()) {
                 if (!becomeCertain(pieces_.offset())) return false;
@@ -137,6 +139,18 @@ private:
         state_.report(kLineBrokenOff, context_.before.number, lastMessage());
     }
 
+    /// Each of two passes counts for half of a file, and what a reading that is dropped has counted stays.
+    void advance() {
+        Progress& progress = state_.run.progress;
+        if (!progress.isWanted()) return;
+        std::int64_t bytes = pieces_.offset();
+        if (context_.pass == Pass::first) bytes /= 2;
+        if (context_.pass == Pass::second) bytes = (bytes + family::filesize(pieces_.unit())) / 2;
+        progress.advance(std::max(bytes - state_.bytesDone, std::int64_t{0}));
+        state_.bytesDone = std::max(bytes, state_.bytesDone);
+        progress.tellIfDue();
+    }
+
     /// Leaves of a piece what the limit of lines allows; true when that is not all.
     bool cutAtLineLimit(std::string_view& piece) {
         LoadRun& run = state_.run;
@@ -153,7 +167,8 @@ private:
     /// Whether it is settled that no line from a place on belongs to the first pass; if so, what was collected may be
     /// entered.
     bool becomeCertain(std::int64_t offset) {
-        isCertain_ = isCertain_ || (!context_.firstPassLineTaken && !pieces_.anyLineFrom(offset, isFirstPassLine));
+        isCertain_ = isCertain_ || (!context_.firstPassLineTaken &&
+                                    !pieces_.anyLineFrom(offset, isFirstPassLine, state_.run.progress));
         return isCertain_;
     }
 
@@ -234,6 +249,10 @@ void ReadExtSlrFile(family::Unit unit, LoadState& state) {
     else readSlrFile(unit, state);
 }
 
+void expectFile(family::Unit unit, LoadRun& run) {
+    if (run.progress.isWanted()) run.progress.expect(std::max(family::filesize(unit), std::int64_t{0}));
+}
+
 /// Reads the file that a keyword line names, with the counts and the group of the file that holds the line.
 void readNamedFile(std::string_view line, LoadState& state, UnitReader read) {
     LoadState included{state.run, includedFileName(line, state.fileName)};
@@ -244,6 +263,7 @@ void readNamedFile(std::string_view line, LoadState& state, UnitReader read) {
         return;
     }
     const UnitCloser closer(unit);
+    expectFile(unit, state.run);
     read(unit, included);
     state.status = included.status;
 }
@@ -252,13 +272,13 @@ void readNamedFile(std::string_view line, LoadState& state, UnitReader read) {
 class Summary {
 public:
     explicit Summary(const LoadRun& run) : run_(run), keyMode_(obskeymodeget()) {
-        if (run.options.settingsLines == SettingsLines::forThisLoad) selection_ = currentSelection();
+        if (putsBack() || run.progress.isWanted()) selection_ = currentSelection();
     }
     ~Summary() {
-        gLatest = run_.result;
+        gLatest = run_.isCancelled ? LoadResult{} : run_.result;
         leaveSettings();
         try {
-            write();
+            if (!run_.isCancelled) write();
         } catch (...) {  // no memory for the line; the counts are kept
         }
     }
@@ -266,8 +286,10 @@ public:
     Summary& operator=(const Summary&) = delete;
 
 private:
+    bool putsBack() const { return run_.isCancelled || run_.options.settingsLines == SettingsLines::forThisLoad; }
+
     void leaveSettings() {
-        if (run_.options.settingsLines == SettingsLines::forThisLoad) {
+        if (putsBack()) {
             obskeymodeset(keyMode_);
             setSelection(std::move(selection_));
         } else if (run_.options.settingsLines == SettingsLines::persist && run_.yearLineMet) {
@@ -307,8 +329,18 @@ std::int32_t readFile(std::string_view fileName, const LoadOptions& options, Uni
     run.ttyYear = startYear(options);
     LoadState state{run, std::string(fileName)};
     if (refuseDefaultFile(unit, state)) return state.status;
+    expectFile(unit, run);
+    std::optional<TakeBack> takeBack;
+    if (run.progress.isWanted()) run.takeBack = &takeBack.emplace();
     const Summary summary(run);
-    read(unit, state);
+    try {
+        read(unit, state);
+        run.progress.finish();
+    } catch (const Cancelled&) {
+        run.isCancelled = true;
+        takeBack->remove();
+        throw;
+    }
     return run.linesExceeded ? kStatusRefused : state.status;
 }
 

@@ -7,6 +7,8 @@
 
 #include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsCardReading/Loading/Context.h"
+#include "Obs/ObsTree/TakeBack.h"
+#include "Obs/ObsTypes/Progress.h"
 
 namespace obs {
 
@@ -57,16 +59,20 @@ struct LoadRun {
     LoadResult result{};
     std::int64_t includesRead = 0;
     std::int64_t badTold = 0;
-    std::int64_t linesRead = 0;  ///< of the files that are done
-    std::int32_t ttyYear = 0;    ///< in force at the place that was reached
-    bool yearLineMet = false;    ///< and by a line of this load
-    bool linesExceeded = false;  ///< there were more lines than the options allow
+    std::int64_t linesRead = 0;    ///< of the files that are done
+    std::int32_t ttyYear = 0;      ///< in force at the place that was reached
+    bool yearLineMet = false;      ///< and by a line of this load
+    bool linesExceeded = false;    ///< there were more lines than the options allow
+    Progress progress{};           ///< in bytes of the files
+    TakeBack* takeBack = nullptr;  ///< null unless the load can be cancelled
+    bool isCancelled = false;
 };
 
 /// One file of a load.
 struct LoadState {
     LoadRun& run;
     std::string fileName;
+    std::int64_t bytesDone = 0;       ///< of this file, for the progress
     std::int32_t status = kStatusOk;  ///< of the latest observation line, or of opening the latest include file
 
     void report(std::int32_t kind, std::int64_t lineNumber, const std::string& reason) const {

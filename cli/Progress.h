@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// How far a load or a save is, on a terminal, and the interrupt that ends a load.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace obstool {
+
+/// Ends the command with the status of an interrupted one.
+struct Interrupted {};
+
+/// For the handler of an interrupt: whether a load is under way, which will now end by itself.
+bool interruptLoad();
+
+/// While one of these lives, the library's loads and saves show a line on standard error once they have taken a second,
+/// if that is a terminal. It is wiped off at the end.
+class Progress {
+public:
+    enum class Of { load, save };
+
+    /// @param name as shown; as long as this.
+    Progress(Of what, std::string_view name, bool quiet);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    /// Throws Interrupted when an interrupt came before, in time to cancel the load or not.
+    void endLoad();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    static std::int32_t onProgress(std::int64_t done, std::int64_t total, void* self);
+    void show(std::int64_t done, std::int64_t total);
+    std::string lineOf(std::int64_t done, std::int64_t total, double seconds) const;
+
+    Of what_;
+    std::string_view name_;
+    bool isSilent_;
+    bool isShown_ = false;
+    Clock::time_point start_ = Clock::now();
+};
+
+}  // namespace obstool
