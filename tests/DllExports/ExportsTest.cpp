@@ -18,7 +18,7 @@ namespace {
 
 std::vector<Case> cardCases() {
     std::vector<Case> cases;
-    for (const char* file : {"/b3/b3.cases", "/b3/b3e.cases", "/eci/eci.cases"})
+    for (const char* file : {"/b3/b3.cases", "/b3/b3e.cases", "/b3/eci.cases"})
         for (const Case& one : readCases(OBS_TEST_DATA + std::string(file))) cases.push_back(one);
     return cases;
 }

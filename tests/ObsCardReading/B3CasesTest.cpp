@@ -3,10 +3,10 @@
 
 #include <random>
 
+#include "Obs/CardLayouts/SlrNumbers.h"
 #include "Obs/ObsCardReading/Cards/B3.h"
 #include "Obs/ObsCardReading/Cards/B3Quick.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
-#include "Obs/ObsCardReading/Loading/ReadObs.h"
 #include "tests/CaseFile.h"
 #include "tests/RecordFields.h"
 
@@ -19,15 +19,6 @@ bool sameMeasurements(const ObsRecord& a, const ObsRecord& b) {
 }
 
 }  // namespace
-
-TEST(B3Cases, cardsGiveTheirFieldsOrTheirMessage) {
-    for (const char* file :
-         {OBS_TEST_DATA "/b3/b3.cases", OBS_TEST_DATA "/b3/b3e.cases", OBS_TEST_DATA "/eci/eci.cases"})
-        for (const Case& one : readCases(file)) {
-            ObsRecord rec;
-            expectCase(one, readLine(one.card, ObsCardType(one.card), rec), rec);
-        }
-}
 
 // The quick path decides nothing: what it takes, the careful reader reads to the same bits.
 TEST(B3Cases, quickAndCarefulReadersAgree) {

@@ -21,7 +21,7 @@ std::string faultsOf(const Case& one) {
 // A good line has no column at fault; a bad one has, unless what is wrong with it is in no column.
 TEST(LineColumns, faultsAreThoseOfTheReaders) {
     int good = 0, bad = 0, blamed = 0;
-    for (const char* file : {"/b3/b3.cases", "/b3/b3e.cases", "/eci/eci.cases", "/rf/rf.cases"}) {
+    for (const char* file : {"/b3/b3.cases", "/b3/b3e.cases", "/b3/eci.cases", "/rf/rf.cases"}) {
         for (const Case& one : readCases(std::string(OBS_TEST_DATA) + file)) {
             const std::string faults = faultsOf(one);
             if (one.refusal.empty()) {

@@ -8,17 +8,14 @@
 #include "siblings/include/ObsFamily.h"
 #include "siblings/include/Services.h"
 #include "tests/CaseFile.h"
-#include "tests/RecordFields.h"
 
 namespace obs::test {
 
 namespace {
 
-std::vector<Case> ttyCases() { return readCases(OBS_TEST_DATA "/tty/tty.cases"); }
-
 /// The cases' first message of a type, as two cards.
 Case messageOfType(char type) {
-    for (const Case& one : ttyCases())
+    for (const Case& one : readCases(OBS_TEST_DATA "/tty/tty.cases"))
         if (one.card.at(7) == type && one.refusal.empty()) return one;
     throw std::runtime_error("no case");
 }
@@ -35,14 +32,6 @@ struct TtyCases : testing::Test {
 };
 
 }  // namespace
-
-TEST_F(TtyCases, messagesGiveTheirFieldsOrTheirMessage) {
-    for (const Case& one : ttyCases()) {
-        ObsRecord rec;
-        rec.rotateToDate = 0;
-        expectCase(one, ReadTTYFrLines(one.card, one.card2, settings_, rec), rec);
-    }
-}
 
 TEST_F(TtyCases, refusalsSayAndQuoteAll) {
     const Case good = messageOfType('4'), one = messageOfType('1'), seven = messageOfType('7');

@@ -11,7 +11,7 @@ import sys
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
-top = Path(__file__).resolve().parents[2]
+top = Path(__file__).resolve().parent.parent
 BASE = "siblings/include"
 INSIDE = f"{BASE} Obs/ObsTypes Obs/CardLayouts Obs/ObsTree Obs/ObsStates Obs/ObsCardReading"
 ALLOWED = {  # beside itself; a folder stands for those inside it
