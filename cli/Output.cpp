@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Output.h"
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -8,6 +11,11 @@
 #include "Text.h"
 
 namespace obstool {
+
+std::size_t terminalWidth(int descriptor) {
+    winsize size{};
+    return ::isatty(descriptor) != 0 && ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
 
 void complain(std::string_view subject, std::string_view reason) {
     const std::string line = fmt::format("obstool: {}: {}\n", printable(subject), printable(reason));

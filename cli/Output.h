@@ -3,6 +3,7 @@
 /// What the command writes: standard output through one buffer, complaints to standard error.
 #pragma once
 
+#include <cstddef>
 #include <iterator>
 #include <string_view>
 #include <utility>
@@ -20,12 +21,21 @@ void complain(std::string_view subject, std::string_view reason);
 /// Writes a text to standard error and below it marks under its columns `first` to `last`, which count from 1.
 void pointOut(std::string_view text, std::size_t first, std::size_t last);
 
+/// Columns of the terminal that a standard stream is; 0 when it is none, or they are not known.
+std::size_t terminalWidth(int descriptor);
+
 /// Standard output. Writes are gathered; the first failure is kept for finish().
 class Output {
 public:
     template <typename... Args>
     void print(fmt::format_string<Args...> format, Args&&... args) {
         fmt::format_to(std::back_inserter(buffer_), format, std::forward<Args>(args)...);
+        if (buffer_.size() >= kFlushAt) flush();
+    }
+
+    /// For whoever makes the text itself; to be followed by `written`.
+    fmt::memory_buffer& buffer() { return buffer_; }
+    void written() {
         if (buffer_.size() >= kFlushAt) flush();
     }
 

@@ -30,6 +30,9 @@ module obs_interface
     integer(c_int32_t), parameter :: OBS_FILE_LASER_RANGES = 2
     integer(c_int32_t), parameter :: OBS_FILE_OTHER = 100
     integer(c_int32_t), parameter :: OBS_FILE_GUESS = 200
+    integer(c_int32_t), parameter :: OBS_COLUMN_INTEGER = 0
+    integer(c_int32_t), parameter :: OBS_COLUMN_REAL = 1
+    integer(c_int32_t), parameter :: OBS_COLUMN_CHARACTER = 2
     integer(c_int32_t), parameter :: OBS_CRITERIA = 10
     integer(c_int32_t), parameter :: OBS_ARROW_ROWS = 0
     integer(c_int32_t), parameter :: OBS_ARROW_ADDED = 1
@@ -390,6 +393,26 @@ module obs_interface
             integer(c_int32_t) :: outcome
         end function ObsParse
 
+        function ObsGetLineColumn(line1, line2, group, name, form, fault, facts) bind(c, &
+            name="ObsGetLineColumn") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: line1(512)
+            character(kind=c_char), intent(in) :: line2(512)
+            integer(c_int32_t), value :: group
+            character(kind=c_char), intent(out) :: name(512)
+            character(kind=c_char), intent(out) :: form(512)
+            character(kind=c_char), intent(out) :: fault(512)
+            integer(c_int32_t), intent(out) :: facts(4)
+            integer(c_int32_t) :: outcome
+        end function ObsGetLineColumn
+
+        function ObsGetLineKind(line, kind) bind(c, name="ObsGetLineKind") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: line(512)
+            character(kind=c_char), intent(out) :: kind(512)
+            integer(c_int32_t) :: outcome
+        end function ObsGetLineKind
+
         function ObsIdentifyFile(fileName, kind, formats, name) bind(c, name="ObsIdentifyFile") &
             result(outcome)
             import
@@ -661,6 +684,26 @@ module obs_interface
             character(kind=c_char), intent(out) :: form(512)
             integer(c_int32_t) :: outcome
         end function ObsGetFieldInfo
+
+        function ObsGetColumnInfo(column, name, unit, facts) bind(c, name="ObsGetColumnInfo") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: column
+            character(kind=c_char), intent(out) :: name(512)
+            character(kind=c_char), intent(out) :: unit(512)
+            integer(c_int32_t), intent(out) :: facts(4)
+            integer(c_int32_t) :: outcome
+        end function ObsGetColumnInfo
+
+        function ObsGetColumnReals(count, keys, column, values) bind(c, name="ObsGetColumnReals") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: count
+            integer(c_int64_t), intent(in) :: keys(*)
+            integer(c_int32_t), value :: column
+            real(c_double), intent(inout) :: values(*)
+            integer(c_int32_t) :: outcome
+        end function ObsGetColumnReals
 
         function ObsGetTypeInfo(obsType, typeChar, name, carried) bind(c, name="ObsGetTypeInfo") &
             result(outcome)

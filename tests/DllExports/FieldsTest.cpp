@@ -6,6 +6,8 @@
 #include <limits>
 #include <map>
 #include <random>
+#include <set>
+#include <string>
 
 #include "tests/ExportTest.h"
 
@@ -85,6 +87,31 @@ TEST_F(FieldCalls, everyIndexIsSetAndReadBack) {
         EXPECT_EQ(std::pair(field(key, 5), field(key, 7)), std::pair(field(key, 6), field(key, 8)));
         EXPECT_EQ(ObsRemove(key), 0);
     }
+}
+
+// Columns against the fields by index; what a type does not carry is null unless it holds something.
+TEST_F(FieldCalls, columnsAreTheFields) {
+    auto array = arrayOf(9);
+    array[12] = 3;
+    const std::int64_t key = ObsAddFrArray(array.data());
+    ASSERT_GT(key, 0);
+    std::int32_t facts[4] = {1, 0, 0, 0};
+    std::set<std::string> given;
+    for (std::int32_t column = 0; column < facts[OBS_COLUMN_COUNT]; ++column) {
+        Text name, unit;
+        ASSERT_EQ(ObsGetColumnInfo(column, name, unit, facts), 0);
+        double value = 0, byIndex = 0;
+        ASSERT_EQ(ObsGetColumnReals(1, &key, column, &value), 0);
+        if (!std::isnan(value)) given.insert(name.trimmed());
+        if (facts[OBS_COLUMN_INDEX] == 0 || std::isnan(value)) continue;
+        ASSERT_EQ(ObsGetFieldReals(1, &key, facts[OBS_COLUMN_INDEX], &byIndex), 0);
+        EXPECT_EQ(value, byIndex) << name.trimmed();
+    }
+    for (const char* name : {"sec_class", "sat_num", "ds50", "declination", "right_ascension", "type", "indicator1",
+                             "sen_pos_z", "equinox"})
+        EXPECT_TRUE(given.contains(name)) << name;
+    for (const char* name : {"elevation", "azimuth", "sat_pos_x", "csv_real1", "bias_1", "rf_snr"})
+        EXPECT_FALSE(given.contains(name)) << name;
 }
 
 TEST_F(FieldCalls, editFormsAreExact) {

@@ -2,6 +2,7 @@
 // Groups "fields" and, of "reading", the array form of the exported header.
 #include <algorithm>
 #include <limits>
+#include <string>
 
 #include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
@@ -31,6 +32,14 @@ std::int32_t readMany(std::string_view name, const int64_t* keys, std::size_t co
         throw;
     }
     return unknown.status(name, count);
+}
+
+/// The column of a number, or null and a message.
+const obs::FieldColumn* columnOf(std::string_view name, std::int32_t column) {
+    const auto all = obs::fieldColumns();
+    if (column >= 0 && static_cast<std::size_t>(column) < all.size()) return &all[static_cast<std::size_t>(column)];
+    obs::logFailure(name, "The columns are numbered 0 to " + std::to_string(all.size() - 1) + ".");
+    return nullptr;
 }
 
 /// What messages call a field that the key is made of; null for one that a caller may set.
@@ -149,4 +158,38 @@ int32_t ObsGetFieldInfo(int32_t fieldIndex, char name[512], char unit[512], char
     if (field != nullptr) return kStatusOk;
     obs::logFailure("ObsGetFieldInfo", "The field indices are 1 to 37.");
     return kStatusRefused;
+}
+
+int32_t ObsGetColumnInfo(int32_t column, char name[512], char unit[512], int32_t facts[4]) {
+    if (obs::refuseNull("ObsGetColumnInfo", {name, unit, facts})) return kStatusRefused;
+    family::strtochararr({}, name);
+    family::strtochararr({}, unit);
+    std::fill_n(facts, 4, 0);
+    return obs::guarded("ObsGetColumnInfo", kStatusRefused, [&] {
+        const obs::FieldColumn* const of = columnOf("ObsGetColumnInfo", column);
+        if (of == nullptr) return kStatusRefused;
+        family::strtochararr(of->facts->column, name);
+        family::strtochararr(of->facts->unit, unit);
+        facts[OBS_COLUMN_COUNT] = static_cast<int32_t>(obs::fieldColumns().size());
+        facts[OBS_COLUMN_INDEX] = of->facts->index;
+        facts[OBS_COLUMN_TYPES] = static_cast<int32_t>(of->facts->types.bits());
+        const obs::FieldForm form = of->facts->form;
+        facts[OBS_COLUMN_FORM] = form == obs::FieldForm::real ? OBS_COLUMN_REAL
+                                 : form == obs::FieldForm::character || form == obs::FieldForm::typeCharacter
+                                     ? OBS_COLUMN_CHARACTER
+                                     : OBS_COLUMN_INTEGER;
+        return kStatusOk;
+    });
+}
+
+int32_t ObsGetColumnReals(int32_t count, const int64_t* keys, int32_t column, double* values) {
+    if (obs::refuseCount("ObsGetColumnReals", count, {keys, values})) return kStatusRefused;
+    return obs::guarded("ObsGetColumnReals", kStatusRefused, [&] {
+        const obs::FieldColumn* const of = columnOf("ObsGetColumnReals", column);
+        if (of == nullptr) return kStatusRefused;
+        const auto fill = [&](std::size_t i, const obs::ObsRecord* rec) {
+            values[i] = rec == nullptr ? std::numeric_limits<double>::quiet_NaN() : of->value(*rec);
+        };
+        return readMany("ObsGetColumnReals", keys, static_cast<std::size_t>(count), of->isOfPart, fill);
+    });
 }

@@ -436,6 +436,46 @@ OBS_API int32_t ObsB3Parse(const char* b3Card, char* secClass, int32_t* satNum, 
  *  @return 0, or 2 for a line of another kind or a bad one. */
 OBS_API int32_t ObsParse(const char* line1, const char* line2, double obsArr[64]);
 
+/** Elements of the facts of a line's columns.
+ *
+ *  | element | holds                                                                          |
+ *  |---------|--------------------------------------------------------------------------------|
+ *  | 0       | number of columns or groups of columns in all; 0 for a line without an account |
+ *  | 1       | card, 1 or 2                                                                   |
+ *  | 2, 3    | first and last column on that card, from 1                                     | */
+enum ObsLineColumnFact {
+    OBS_LINE_COLUMN_COUNT = 0,
+    OBS_LINE_COLUMN_CARD = 1,
+    OBS_LINE_COLUMN_FIRST = 2,
+    OBS_LINE_COLUMN_LAST = 3
+};
+
+/** @defgroup ObsGetLineColumn ObsGetLineColumn
+ *  Addition. What the columns of an observation line hold, by its format and type: one group of columns, such as the
+ *  range, in each call. A line that begins as a card does but is of no known kind is described as a card. Nothing is
+ *  stored. A line is good or bad as a whole (ObsReadLines); the faults tell where to look and are none for a good one,
+ *  except where its reader takes a value as 0.
+ *  @param[in]  line1 the line, or the first card of a TTY message.
+ *  @param[in]  line2 the second card; blank where there is none.
+ *  @param[in]  group 0 to one less than there are.
+ *  @param[out] name  512 characters: the column of the field (ObsGetColumnInfo), or of a part of the time and the like.
+ *  @param[out] form  512 characters: how it is written, with its unit.
+ *  @param[out] fault 512 characters: why the text there cannot be taken; blank where it can.
+ *  @param[out] facts 4 numbers (OBS_LINE_COLUMN_COUNT to OBS_LINE_COLUMN_LAST).
+ *  @return 0, or 2 for a group that there is not (texts blank, `facts` 0 but for the number of groups). Of group 0 of a
+ *          line without an account that is not logged. */
+OBS_API int32_t ObsGetLineColumn(const char* line1, const char* line2, int32_t group, char name[512], char form[512],
+                                 char fault[512], int32_t facts[4]);
+
+/** @defgroup ObsGetLineKind ObsGetLineKind
+ *  Addition. What kind of line a line is, looked at by itself.
+ *  @param[in]  line the line.
+ *  @param[out] kind 512 characters: "B3 card", "B3E card", "ECI card", "TTY message", "CSV line", "RF line", "keyword
+ *              line", "comment", "record of a laser-ranging session" (the first), "mark of a block of laser ranges" or
+ *              "not an observation".
+ *  @return 0, or 2 for a null pointer. */
+OBS_API int32_t ObsGetLineKind(const char* line, char kind[512]);
+
 /** How far a reading of lines has come; what the lines before mean for those that follow. Zeros but for the size at the
  *  start of a text, and `rotateToDate` 1 for records as loads make them. It may be copied and kept. */
 typedef struct ObsReadState {
@@ -481,7 +521,7 @@ typedef struct ObsReadState {
  *  Threads: any.
  *  @param[in]  fileName name of the file.
  *  @param[out] kind    OBS_FILE_NOTHING to OBS_FILE_LASER_RANGES, or another number of the table.
- *  @param[out] formats sum of 2^format (OBS_FORMAT_...) over the formats that its lines are of; those that are read alone
+ *  @param[out] formats sum of 2^format (OBS_FORMAT_...) over the formats of its lines; those that are read alone
  *              count as what writes their observations, B3E and ECI cards as OBS_FORMAT_B3.
  *  @param[out] name    512 characters, the kind in words, such as "a file of observations" or "a gzip file"; blank for
  *              OBS_FILE_NOTHING.
@@ -504,9 +544,9 @@ OBS_API int32_t ObsIdentifyFile(const char* fileName, int32_t* kind, int32_t* fo
  *  @param[in] bytes the text; need not end with a NUL.
  *  @param[in] length number of bytes, 0 or more.
  *  @param[in,out] state as it is after the lines read; unchanged on failure.
- *  @param[in] observation unless null called for each observation, in the order of the lines but for laser ranges, which come when
- *             their session ends, with the array form (see ObsDataToArray), valid during the call, the number of the
- *             line from 1 and the number of bytes before it.
+ *  @param[in] observation unless null called for each observation, in the order of the lines but for laser ranges, which
+ *             come when their session ends, with the array form (see ObsDataToArray), valid during the call, the number
+ *             of the line from 1 and the number of bytes before it.
  *  @param[in] report unless null called for each other thing to report, with its kind (OBS_LINE_..., no duplicates),
  *             the number of the line and of the bytes before it (0, 0 for what concerns no single line), and the
  *             reason or, for a keyword line, the line; the text ends with a NUL and is valid during the call.
@@ -724,6 +764,42 @@ OBS_API int32_t ObsGetFieldReals(int32_t count, const int64_t* keys, int32_t fie
  *  @param[out] name,unit,form 512 characters each; `form` is how ObsGetField writes it: A1, I0, I1, I9 or F35.15.
  *  @return 0, or 2 for another index. */
 OBS_API int32_t ObsGetFieldInfo(int32_t fieldIndex, char name[512], char unit[512], char form[512]);
+
+/** Forms of the values of a column. */
+#define OBS_COLUMN_INTEGER 0
+#define OBS_COLUMN_REAL 1
+#define OBS_COLUMN_CHARACTER 2
+
+/** Elements of the facts of a column.
+ *
+ *  | element | holds                                               |
+ *  |---------|-----------------------------------------------------|
+ *  | 0       | number of columns in all                            |
+ *  | 1       | index of the field (ObsGetField); 0: it has none    |
+ *  | 2       | sum of 2^type over the types that carry it          |
+ *  | 3       | form of its values (OBS_COLUMN_INTEGER ...)         | */
+enum ObsColumnFact { OBS_COLUMN_COUNT = 0, OBS_COLUMN_INDEX = 1, OBS_COLUMN_TYPES = 2, OBS_COLUMN_FORM = 3 };
+
+/** @defgroup ObsGetColumnInfo ObsGetColumnInfo
+ *  Addition. Names a column: a field under the name that it has in tables for other programs. Every field of the record
+ *  that is one number or character has one, whether or not it has an index.
+ *  @param[in]  column 0 to one less than there are.
+ *  @param[out] name,unit 512 characters each; `unit` is blank where there is none.
+ *  @param[out] facts 4 numbers (OBS_COLUMN_COUNT to OBS_COLUMN_FORM).
+ *  @return 0, or 2 for another column (outputs blank and 0). */
+OBS_API int32_t ObsGetColumnInfo(int32_t column, char name[512], char unit[512], int32_t facts[4]);
+
+/** @defgroup ObsGetColumnReals ObsGetColumnReals
+ *  Addition. One column of many stored observations in one call, as reals: integers as they are, characters as their
+ *  code (of the type its character's). "Not a number" where the observation has no such value: its type does not carry
+ *  it and it is 0, or it lacks the data that only CSV or RF lines have.
+ *  @param[in]  count  number of keys, 0 or more.
+ *  @param[in]  keys   their keys.
+ *  @param[in]  column as ObsGetColumnInfo.
+ *  @param[out] values count reals; "not a number" for an unknown key, too.
+ *  @return 0, or 2 for another column (nothing is written) or when a key is unknown (logged once, with their number and
+ *          the first). */
+OBS_API int32_t ObsGetColumnReals(int32_t count, const int64_t* keys, int32_t column, double* values);
 
 /** @defgroup ObsGetTypeInfo ObsGetTypeInfo
  *  Addition. What an observation type is and which fields it carries. A field that a type does not carry is 0 as a

@@ -6,6 +6,7 @@
 #include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllExports/ColumnTable.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
+#include "Obs/ObsCardReading/LineColumns.h"
 #include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsCardReading/Loading/ContextText.h"
 #include "Obs/ObsCardReading/Loading/Cut.h"
@@ -291,4 +292,35 @@ int64_t ObsNextCut(const char* bytes, int64_t length, int64_t from) {
     }
     return static_cast<int64_t>(
         obs::nextCut({bytes, static_cast<std::size_t>(length)}, static_cast<std::size_t>(from)));
+}
+
+int32_t ObsGetLineColumn(const char* line1, const char* line2, int32_t group, char name[512], char form[512],
+                         char fault[512], int32_t facts[4]) {
+    if (obs::refuseNull("ObsGetLineColumn", {line1, line2, name, form, fault, facts})) return obs::kStatusRefused;
+    for (char* const text : {name, form, fault}) family::strtochararr({}, text);
+    std::fill_n(facts, 4, 0);
+    return obs::guarded("ObsGetLineColumn", obs::kStatusRefused, [&] {
+        const std::vector<obs::LineColumn> all = obs::describeLine(obs::cardText(line1), obs::cardText(line2));
+        facts[OBS_LINE_COLUMN_COUNT] = static_cast<int32_t>(all.size());
+        if (group < 0 || static_cast<std::size_t>(group) >= all.size()) {
+            if (group != 0) obs::logFailure("ObsGetLineColumn", "The line has no such group of columns.");
+            return obs::kStatusRefused;
+        }
+        const obs::LineColumn& of = all[static_cast<std::size_t>(group)];
+        family::strtochararr(of.name, name);
+        family::strtochararr(of.form, form);
+        family::strtochararr(of.fault, fault);
+        facts[OBS_LINE_COLUMN_CARD] = of.card;
+        facts[OBS_LINE_COLUMN_FIRST] = static_cast<int32_t>(of.columns.first);
+        facts[OBS_LINE_COLUMN_LAST] = static_cast<int32_t>(of.columns.last);
+        return obs::kStatusOk;
+    });
+}
+
+int32_t ObsGetLineKind(const char* line, char kind[512]) {
+    if (obs::refuseNull("ObsGetLineKind", {line, kind})) return obs::kStatusRefused;
+    return obs::guarded("ObsGetLineKind", obs::kStatusRefused, [&] {
+        family::strtochararr(obs::kindOfLine(obs::cardText(line)), kind);
+        return obs::kStatusOk;
+    });
 }

@@ -77,10 +77,11 @@ void ObsGetSelectedByText(const char* criteria, int32_t order, int32_t* count, i
     if (obs::refuseNull("ObsGetSelectedByText", {count})) return;
     *count = -1;
     if (obs::refuseNull("ObsGetSelectedByText", {criteria, keys})) return;
-    *count = obs::guarded("ObsGetSelectedByText", -1, [&] {
+    obs::guarded("ObsGetSelectedByText", kStatusRefused, [&] {
         obs::SelectionText parsed;
-        if (takeText("ObsGetSelectedByText", criteria, parsed)) return -1;
-        return obs::obstreeisempty() ? 0 : obs::obsgetselected(parsed.selection, {}, order, keys);
+        if (takeText("ObsGetSelectedByText", criteria, parsed)) return kStatusRefused;
+        *count = obs::obstreeisempty() ? 0 : obs::obsgetselected(parsed.selection, {}, order, keys);
+        return *count < 0 ? kStatusRefused : kStatusOk;
     });
 }
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <type_traits>
 
 #include "siblings/include/Sensors.h"
@@ -106,7 +107,37 @@ static_assert([] {  // an index without a row does not compile
     return true;
 }());
 
+template <class Row>
+double columnValueOf(const ObsRecord& rec) {
+    constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+    const bool isRaDec = ObsHasRaDec(rec.obsType);
+    if (Row::facts.meaning == (isRaDec ? Meaning::ofOthers : Meaning::ofRaDec)) return kNone;
+    if (Row::find(rec) == nullptr) return kNone;
+    const double value = valueOf<Row>(rec);
+    return value != 0 || Row::facts.types.has(rec.obsType) ? value : kNone;
+}
+
+template <class Row>
+constexpr bool isColumn = !Row::facts.column.empty() && Row::facts.form != list;
+
+constexpr std::size_t kColumns = [] {
+    std::size_t count = 0;
+    forEachField([&](auto row) { count += isColumn<decltype(row)> ? 1 : 0; });
+    return count;
+}();
+constexpr std::array<FieldColumn, kColumns> kFieldColumns = [] {
+    std::array<FieldColumn, kColumns> columns{};
+    std::size_t at = 0;
+    forEachField([&](auto row) {
+        using Row = decltype(row);
+        if constexpr (isColumn<Row>) columns[at++] = {&row.facts, !row.template isOf<ObsFields>, columnValueOf<Row>};
+    });
+    return columns;
+}();
+
 }  // namespace
+
+std::span<const FieldColumn> fieldColumns() { return kFieldColumns; }
 
 std::string_view formName(FieldForm form) {
     switch (form) {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 #include "Obs/ObsTypes/FieldList.h"
@@ -37,5 +38,18 @@ struct IndexedField {
 
 /// The field with an index from 1 to 37, or null.
 const IndexedField* indexedField(std::int32_t index);
+
+/// A field as a column for other programs.
+struct FieldColumn {
+    const FieldFacts* facts;
+    bool isOfPart;  ///< as of IndexedField
+
+    /// Value as a real; "not a number" where the record does not hold it: its type does not carry it and it is 0, or
+    /// the storage has the other meaning for the type, or the part is not there.
+    double (*value)(const ObsRecord& rec);
+};
+
+/// In the order of the list of fields; without those that are not one number.
+std::span<const FieldColumn> fieldColumns();
 
 }  // namespace obs

@@ -5,14 +5,27 @@
 #include <unordered_map>
 #include <utility>
 
-#include "Commands.h"
-#include "Observations.h"
-#include "Session.h"
-#include "Text.h"
+#include "cli/CommandLine.h"
+#include "cli/Observations.h"
+#include "cli/Session.h"
+#include "cli/Text.h"
+#include "cli/commands/Command.h"
 
 namespace obstool {
 
 namespace {
+
+constexpr auto kInfoFooter = R"(
+Shows the lines loaded, duplicate and bad in each file and what all its lines were; the time
+span and the numbers of observations by type, sensor and satellite in all; and the lines that
+are bad or passed over as FILE:LINE: reason, with --json every one of them.
+With --group and --select all but the first table and the lines tell of the wanted
+observations only; with --select there is also how many each criterion drops.)";
+
+struct InfoOptions : CommonOptions {
+    std::size_t top = 10;  ///< rows of the sensor and satellite tables; 0 is all
+    bool json = false;
+};
 
 struct CountOf {
     std::int32_t number;  ///< of a satellite or sensor
@@ -233,9 +246,7 @@ void printJson(Output& out, Report& report, bool duplicates) {
     out.print("\n}}\n");
 }
 
-}  // namespace
-
-ExitStatus runInfo(const InfoOptions& options, Output& out) {
+ExitStatus run(const InfoOptions& options, Output& out) {
     Report report;
     const auto keep = [&](const LineReport& line) {
         if (line.kind == OBS_LINE_ZEROED && !options.json) complainOfLine(line);
@@ -251,5 +262,21 @@ ExitStatus runInfo(const InfoOptions& options, Output& out) {
     else printText(out, report);
     return session.status();
 }
+
+std::function<ExitStatus(Output&)> add(CLI::App& app) {
+    auto options = std::make_shared<InfoOptions>();
+    addCommonOptions(app, *options);
+    app.add_option("--top", options->top, "Show the busiest N sensors and satellites; 0 shows all")
+        ->type_name("N")
+        ->check(isCount())
+        ->capture_default_str();
+    app.add_flag("--duplicates", options->duplicates, "Name the duplicate lines, too");
+    app.add_flag("--json", options->json, "Write one JSON object instead of tables");
+    return runWith(std::move(options), run);
+}
+
+}  // namespace
+
+Command commandInfo() { return {"info", "Tell what files hold and which lines are bad", kInfoFooter, add}; }
 
 }  // namespace obstool

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// The columns that observations are shown in: every field under its name in tables for other programs, and what
+/// follows from the fields.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <fmt/format.h>
+
+namespace obstool {
+
+/// Values of many observations, column by column, asked from the library when they are wanted.
+class Rows {
+public:
+    /// Goes on to other observations.
+    void begin(std::span<const std::int64_t> keys);
+
+    std::span<const std::int64_t> keys() const { return keys_; }
+
+    /// A column of ObsGetColumnReals.
+    const std::vector<double>& field(std::int32_t column);
+
+    /// 64 reals an observation (ObsGetStates); all zeros where nothing is determined.
+    const std::vector<double>& states();
+
+private:
+    std::span<const std::int64_t> keys_;
+    std::vector<std::vector<double>> fields_;  ///< by column; empty: not asked for yet
+    std::vector<double> states_;
+};
+
+/// How the values of a column are written.
+enum class Form { integer, real, character, text };
+
+struct Column {
+    enum class Source {
+        key,
+        field,  ///< `number` is the column of the library
+        angle,  ///< `number` is the column of the first of a pair, of which an observation has one; `second`
+        state,  ///< `number` is the element of the states, `bit` that of its mask
+        isoTime,
+        dayOfYearTime,
+        date,
+        year,
+        dayOfYear,
+        modifiedJulian,
+    };
+
+    std::string name, unit, meaning;
+    Source source;
+    Form form;
+    std::int32_t number = 0, second = 0;
+    int bit = 0;
+    int width = 0;     ///< in a table, without the blank before it
+    int decimals = 0;  ///< in a table
+    bool isLeft = false;
+
+    /// Appends the value of a row: for a table with `decimals`, else with all its digits. False, and nothing is
+    /// appended, where the observation does not have it.
+    bool append(Rows& rows, std::size_t row, bool forTable, fmt::memory_buffer& out) const;
+    /// The value of a column of numbers; not a number where the observation does not have it.
+    double value(Rows& rows, std::size_t row) const;
+};
+
+/// All of them, those of the fields first.
+const std::vector<Column>& allColumns();
+
+/// Null when there is none of the name.
+const Column* findColumn(std::string_view name);
+
+/// The library's number of a field's column, which must exist.
+std::int32_t fieldColumn(std::string_view name);
+
+/// Columns by a list of names with commas. @param problem why there is no result
+std::optional<std::vector<Column>> columnsOf(std::string_view names, std::string& problem);
+
+/// A number with a fixed number of decimals, rounded to the nearest, as fmt writes it.
+void appendFixed(double value, int decimals, fmt::memory_buffer& out);
+
+}  // namespace obstool

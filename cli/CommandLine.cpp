@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "CommandLine.h"
+
+namespace obstool {
+
+CLI::Validator isCount() {
+    const auto check = [](std::string& text) {
+        const bool digits = text.find_first_not_of("0123456789") == std::string::npos;
+        return digits ? std::string() : fmt::format("{} is not a whole number of 0 or more", text);
+    };
+    return CLI::Validator(check, "");
+}
+
+void addChoice(CLI::App& app, const char* name, const char* help, const std::vector<std::string>& values, bool& flag) {
+    app.add_option_function<std::string>(
+           name, [&flag, second = values.back()](const std::string& value) { flag = value == second; }, help)
+        ->type_name(fmt::format("{}|{}", values.front(), values.back()))
+        ->check(CLI::IsMember(values).description(""));
+}
+
+CLI::Option* addFiles(CLI::App& app, CommonOptions& options) {
+    return app.add_option("FILE", options.files, "Files to load; - is standard input")->type_name("")->required();
+}
+
+void addSelectOptions(CLI::App& app, CommonOptions& options) {
+    app.add_option("--group", options.groups,
+                   "Only what was loaded from the Nth FILE (of duplicates, the first); may be repeated")
+        ->type_name("N")
+        ->check(isCount())
+        ->allow_extra_args(false);
+    CLI::Option* select =
+        app.add_option("--select", options.select, "Only what meets the criteria, for example \"sat=5 el=10:\"")
+            ->type_name("CRITERIA");
+    app.add_flag("--dry-run", options.dryRun, "Only tell how many observations the criteria drop")->needs(select);
+}
+
+void addLoadOptions(CLI::App& app, CommonOptions& options) {
+    app.add_option("--tty-year", options.ttyYear, "Year of TTY messages in files without a TTY_YEAR line")
+        ->type_name("YEAR")
+        ->check(CLI::Range(1000, 9999).description(""));
+    app.add_option("--sensors", options.sensors,
+                   "File of sensors beside the laser stations, for what names or needs them")
+        ->type_name("SENSORS");
+    app.add_option("--troposphere", options.troposphere,
+                   "Correct laser ranges by none, mendes-pavlis or marini-murray, where the file has not")
+        ->type_name("MODEL")
+        ->check(CLI::IsMember(std::vector<std::string>(kTroposphereModels.begin(), kTroposphereModels.end()))
+                    .description(""));
+    app.add_flag("--centre-of-mass", options.centreOfMass,
+                 "Refer laser ranges to the satellite's centre of mass, where the file has not");
+    app.add_option("--line-limit", options.lineLimit,
+                   "Name the first N lines or reasons of a kind in each FILE; 0 names all")
+        ->type_name("N")
+        ->check(isCount())
+        ->capture_default_str();
+    addChoice(app, "--zeroed", "Values that cannot be read and are taken as 0: tell of them, or fail for them",
+              {"tell", "fail"}, options.zeroedFails);
+    addChoice(app, "--passed-over", "Lines that are nothing known: fail for them, or ignore them", {"fail", "ignore"},
+              options.passedOverIgnored);
+    app.add_option("--log", options.log, "Append the library's messages to LOG")->type_name("LOG");
+    app.add_flag("--quiet", options.quiet, "Do not show on a terminal how far a load or save is");
+}
+
+void addCommonOptions(CLI::App& app, CommonOptions& options) {
+    addFiles(app, options);
+    addSelectOptions(app, options);
+    addLoadOptions(app, options);
+}
+
+}  // namespace obstool

@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "cli/CommandLine.h"
+#include "cli/Formats.h"
+#include "cli/Losses.h"
+#include "cli/commands/Command.h"
+
+namespace obstool {
+
+namespace {
+
+constexpr auto kConvertFooter = R"(
+The observations of all files go to one file, in ascending order of their keys. Lines that
+are bad or passed over are named on standard error and left out. When a file cannot be read,
+or holds something else than observations, nothing is written.
+
+What the format could not carry is then told by type and field or reason: refused (no line
+is written), unreadable (a line is, but cannot be read again), dropped, changed, or rounded
+within the last digit of the format; the first ones of each with the line of the output,
+where each has its own. The exit status is 1, whatever is reported, when observations were
+refused, unreadable or written under another sensor's number.
+With nothing to tell there is no report. Differences in the last bit of a number are not
+counted. Biases and what else only CSV lines carry are compared as CSV lines write them;
+sigma lists, which these do not show either, no file can hold.
+
+With --strict nothing is written either when laser ranges lack a correction that was asked for.
+
+CRD files take ranges (types 2 and 6) of laser stations alone, in the order of stations,
+satellites and times. The corrections that are asked for count as applied to all of them.)";
+
+struct ConvertOptions : CommonOptions {
+    std::string output;
+    std::string format;  ///< a name of formats()
+    std::string crdData = "npt";
+    bool append = false;
+    std::string strict;  ///< empty, or one of kStrict...
+    std::string report;  ///< file for the report; empty: standard error
+    bool noReport = false;
+    std::size_t examples = 3;
+};
+
+constexpr std::string_view kStrictLosses = "true";  ///< of a flag without value; rounding is not a loss
+constexpr std::string_view kStrictExact = "exact";
+
+/// Number of the first line that is written.
+std::int64_t firstLineOf(const ConvertOptions& options, const Format& format) {
+    std::int64_t before = 0;
+    std::error_code error;
+    if (options.append && std::filesystem::is_regular_file(options.output, error)) {
+        std::ifstream file(options.output);
+        char last = '\n';
+        for (auto at = std::istreambuf_iterator<char>(file); at != std::istreambuf_iterator<char>(); ++at)
+            before += (last = *at) == '\n';
+        before += last != '\n';  // an unfinished line is ended first
+    }
+    return before + format.facts[OBS_FORMAT_HEADER_LINES] + 1;
+}
+
+void writeReport(const ConvertOptions& options, const std::string& text, Session& session, Output& out) {
+    if (options.noReport) return;
+    if (options.report == "-") return out.print("{}", text);
+    if (options.report.empty()) {
+        std::fwrite(text.data(), 1, text.size(), stderr);
+        return;
+    }
+    errno = 0;
+    std::ofstream file(options.report);
+    file << text << std::flush;
+    if (!file) session.fail(options.report, std::strerror(errno != 0 ? errno : EIO));
+}
+
+ExitStatus run(const ConvertOptions& options, Output& out) {
+    const Format& format = *findFormat(options.format, options.crdData);
+    Session session(options, complainOfLine);
+    if (options.report == "-" && options.output == "-")
+        session.fail("--report", "standard output is taken by the observations");
+    else session.start();
+    if (session.status() == ExitStatus::failure) return session.status();
+    session.load();
+    // An incomplete result must not take the place of an earlier good one.
+    if (session.status() == ExitStatus::failure) return session.status();
+    if (options.dryRun) {
+        printText(out, *session.selection());
+        return session.status();
+    }
+
+    Losses losses;
+    if (!options.noReport || !options.strict.empty()) {
+        const auto freeGroup = static_cast<std::int32_t>(options.files.size()) + 1;
+        session.quietly(
+            [&] { losses = findLosses(format, firstLineOf(options, format), options.examples, freeGroup); });
+    }
+    const std::string output = options.output == "-" ? "(standard output)" : options.output;
+    if (!options.strict.empty() && losses.any(options.strict == kStrictExact))
+        session.fail(output, "not written: the format cannot carry everything");
+    else if (!options.strict.empty() && session.uncorrected() > 0)
+        session.fail(output, fmt::format("not written: {} corrections that were asked for could not be applied",
+                                         session.uncorrected()));
+    else session.save(options.output, options.append, format);
+    writeReport(options, describe(losses, format, output), session, out);
+    return session.status();
+}
+
+CLI::Validator isStrictness() {
+    const auto check = [](std::string& text) {
+        const bool known = text == kStrictLosses || text == kStrictExact;
+        return known ? std::string() : fmt::format("the only value is {}, not {}", kStrictExact, text);
+    };
+    return CLI::Validator(check, "");
+}
+
+CLI::Validator oneOfTheFormats() {
+    std::vector<std::string> names;
+    for (const Format& format : formats())
+        if (names.empty() || names.back() != format.name) names.emplace_back(format.name);
+    return CLI::IsMember(names).description("");
+}
+
+std::string formatsHelp() {
+    std::string help = "Format to write:";
+    std::string last;
+    for (const Format& format : formats()) {
+        if (format.name == last) help.back() = ',';  // in the place of the bracket
+        else help += fmt::format(" {} (", format.name);
+        help += format.name == last ? fmt::format(" {})", format.description) : fmt::format("{})", format.description);
+        last = format.name;
+    }
+    return help;
+}
+
+std::function<ExitStatus(Output&)> add(CLI::App& app) {
+    auto options = std::make_shared<ConvertOptions>();
+    addCommonOptions(app, *options);
+    app.add_option("-o,--output", options->output, "File to write; - is standard output")->type_name("OUT")->required();
+    app.add_option("--to", options->format, formatsHelp())->type_name("FORMAT")->required()->check(oneOfTheFormats());
+    app.add_option("--crd-data", options->crdData, "Data of --to crd: npt (normal points) or frd (full rate)")
+        ->type_name("DATA")
+        ->check(CLI::IsMember({"npt", "frd"}).description(""))
+        ->capture_default_str();
+    app.add_flag("--append", options->append, "Add to the file instead of replacing it");
+    app.add_flag("--strict", options->strict,
+                 "Write nothing if more than digits would be lost; --strict=exact: or digits")
+        ->check(isStrictness());
+    CLI::Option* report =
+        app.add_option("--report", options->report, "File for the report; - is standard output")->type_name("REPORT");
+    app.add_flag("--no-report", options->noReport, "Do not report losses")->excludes(report);
+    app.add_option("--examples", options->examples, "Name the first N observations of each loss")
+        ->type_name("N")
+        ->check(isCount())
+        ->capture_default_str();
+    return runWith(std::move(options), run);
+}
+
+}  // namespace
+
+Command commandConvert() {
+    return {"convert", "Write the observations of files in another format", kConvertFooter, add};
+}
+
+}  // namespace obstool

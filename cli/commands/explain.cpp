@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+
+#include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "cli/Columns.h"
+#include "cli/CommandLine.h"
+#include "cli/OneLine.h"
+#include "cli/Session.h"
+#include "cli/Text.h"
+#include "cli/commands/Command.h"
+
+namespace obstool {
+
+namespace {
+
+constexpr auto kFooter = R"(
+Draws a line with its columns: what each group means and how it is written, the text there and
+the value read; marks under what is at fault. LINE is the line itself, FILE:LINE one of a file,
+with the settings lines before it obeyed. Of a TTY message of two cards either line of a file
+will do; else the second is given after the first. Exit status 1 for a bad line.)";
+
+struct Options : CommonOptions {
+    std::string line1, line2;
+};
+
+struct Group {
+    std::string name, form, fault;
+    std::int32_t facts[4] = {1, 0, 0, 0};
+
+    std::size_t card() const { return static_cast<std::size_t>(facts[OBS_LINE_COLUMN_CARD]); }
+    std::size_t first() const { return static_cast<std::size_t>(facts[OBS_LINE_COLUMN_FIRST]); }
+    std::size_t last() const { return static_cast<std::size_t>(facts[OBS_LINE_COLUMN_LAST]); }
+};
+
+std::vector<Group> groupsOf(const LineRead& read) {
+    std::vector<Group> groups;
+    const Text512 line1(read.line1), line2(read.line2);
+    std::int32_t count = 1;
+    for (std::int32_t i = 0; i < count; ++i) {
+        Group group;
+        Text512 name, form, fault;
+        if (ObsGetLineColumn(line1.data(), line2.data(), i, name.data(), form.data(), fault.data(), group.facts) != 0)
+            break;
+        count = group.facts[OBS_LINE_COLUMN_COUNT];
+        group.name = name.str();
+        group.form = form.str();
+        group.fault = fault.str();
+        groups.push_back(std::move(group));
+    }
+    return groups;
+}
+
+/// A ruler, the card, and marks under the columns at fault.
+void draw(Output& out, const std::string& line, const std::vector<Group>& groups, std::size_t card) {
+    const std::string text = printable(line);
+    std::string tens, units, marks;
+    for (std::size_t column = 1; column <= text.size(); ++column) {
+        tens += column % 10 == 0 ? static_cast<char>('0' + column / 10 % 10) : ' ';
+        units += static_cast<char>('0' + column % 10);
+    }
+    for (const Group& group : groups) {
+        if (group.card() != card || group.fault.empty()) continue;
+        if (marks.size() < group.last()) marks.resize(group.last(), ' ');
+        std::fill(marks.begin() + static_cast<std::ptrdiff_t>(group.first() - 1),
+                  marks.begin() + static_cast<std::ptrdiff_t>(group.last()), '^');
+    }
+    out.print("{}\n{}\n{}\n", withoutTrailingBlanks(tens), units, text);
+    if (!marks.empty()) out.print("{}\n", marks);
+    out.print("\n");
+}
+
+std::string textOf(const LineRead& read, const Group& group) {
+    const std::string& line = group.card() == 2 ? read.line2 : read.line1;
+    if (group.first() > line.size()) return {};
+    return printable(line.substr(group.first() - 1, group.last() + 1 - group.first()));
+}
+
+/// The value that came of a group; "-" when none did, nothing for what is a part of a value.
+std::string valueOf(const Group& group, Rows* rows) {
+    const Column* const column = findColumn(group.name);
+    if (column == nullptr || column->source != Column::Source::field) return {};
+    fmt::memory_buffer value;
+    if (rows == nullptr || !column->append(*rows, 0, false, value)) value.push_back('-');
+    return std::string(value.data(), value.size());
+}
+
+void printGroups(Output& out, const LineRead& read, const std::vector<Group>& groups, Rows* rows) {
+    std::size_t textWidth = 4, nameWidth = 4;
+    for (const Group& group : groups) {
+        textWidth = std::max(textWidth, textOf(read, group).size() + 2);
+        nameWidth = std::max(nameWidth, group.name.size());
+    }
+    out.print("{:>7}  {:<{}} {:<{}} {:<22} {}\n", "columns", "name", nameWidth, "text", textWidth, "value",
+              "written as");
+    for (const Group& group : groups) {
+        const std::string columns = group.first() == group.last() ? fmt::format("{}", group.first())
+                                                                  : fmt::format("{}-{}", group.first(), group.last());
+        out.print("{:>7}  {:<{}} {:<{}} {:<22} {}\n", group.card() == 2 ? "2: " + columns : columns, group.name,
+                  nameWidth, "'" + textOf(read, group) + "'", textWidth, valueOf(group, rows), group.form);
+        if (!group.fault.empty()) out.print("{:>7}  {:^>{}} {}\n", "", "", nameWidth, group.fault);
+    }
+}
+
+void printOutcome(Output& out, const LineRead& read, const std::vector<Group>& groups, Rows* rows) {
+    for (const LineRead::Told& told : read.told) {
+        if (told.kind == OBS_LINE_PASSED_OVER)
+            out.print("passed over: neither observation, comment nor keyword line\n");
+        else if (told.kind != OBS_LINE_KEYWORD)
+            out.print("{}: {}\n", told.kind == OBS_LINE_BAD ? "bad line" : "note", printable(told.text));
+    }
+    const bool anyFault = std::any_of(groups.begin(), groups.end(), [](const Group& g) { return !g.fault.empty(); });
+    if (read.isBad() && !groups.empty() && !anyFault) out.print("no single column is at fault\n");
+    if (rows == nullptr) return;
+    for (const char* name : {"time", "type"}) {
+        fmt::memory_buffer value;
+        if (findColumn(name)->append(*rows, 0, false, value))
+            out.print("{}: {}\n", name, std::string_view(value.data(), value.size()));
+    }
+}
+
+void print(Output& out, const LineRead& read, const std::string& place) {
+    Text512 kind;
+    ObsGetLineKind(Text512(read.line1).data(), kind.data());
+    const bool isRange = kind.str() == "not an observation" && !read.observations.empty();
+    out.print("{}{}\n\n", place.empty() ? "" : printable(place) + ": ",
+              isRange ? "record of a laser-ranging session or block" : kind.str());
+    const std::vector<Group> groups = isRange ? std::vector<Group>() : groupsOf(read);
+    const std::int64_t keys[] = {store(read)};
+    Rows rows;
+    rows.begin(keys);
+    Rows* const values = keys[0] != 0 ? &rows : nullptr;
+    draw(out, read.line1, groups, 1);
+    if (!read.line2.empty()) draw(out, read.line2, groups, 2);
+    if (!groups.empty()) printGroups(out, read, groups, values);
+    out.print("\n");
+    printOutcome(out, read, groups, values);
+}
+
+ExitStatus run(const Options& options, Output& out) {
+    Session session(options, complainOfLine);
+    if (!session.start()) return session.status();
+    const std::int32_t year = options.ttyYear.value_or(0);
+    const auto place = options.line2.empty() ? linePlace(options.line1) : std::nullopt;
+    std::string problem;
+    const auto read =
+        place ? readLine(*place, year, problem) : std::optional(readText(options.line1, options.line2, year));
+    if (!read) {
+        session.fail(place->file, problem);
+        return session.status();
+    }
+    print(out, *read, place ? fmt::format("{}:{}", place->file, read->number) : "");
+    return std::max(session.status(), read->isBad() ? ExitStatus::badLines : ExitStatus::allGood);
+}
+
+std::function<ExitStatus(Output&)> add(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("LINE", options->line1, "A line, or FILE:LINE")->type_name("")->required();
+    app.add_option("LINE2", options->line2, "The second card of a TTY message")->type_name("");
+    addLoadOptions(app, *options);
+    return runWith(std::move(options), run);
+}
+
+}  // namespace
+
+Command commandExplain() {
+    return {"explain", "Draw a line with its columns, and what is wrong with it", kFooter, add};
+}
+
+}  // namespace obstool

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <stdexcept>
+
+#include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "cli/CommandLine.h"
+#include "cli/Session.h"
+#include "cli/Text.h"
+#include "cli/commands/Command.h"
+
+namespace obstool {
+
+namespace {
+
+constexpr auto kFooter = R"(
+One row for each satellite and sensor: observations, passes, first and last time, the days
+between them, observations a minute within passes, and the longest time between two passes in
+hours. A pass ends where the time to the next observation exceeds both 10 minutes and five
+times the median step between those of this satellite and sensor.)";
+
+constexpr double kMinutesPerDay = 1440, kHoursPerDay = 24;
+
+struct Options : CommonOptions {
+    bool json = false, csv = false;
+};
+
+struct Row {
+    std::int32_t satellite, sensor;
+    std::int64_t observations = 0, passes = 0;
+    double first = 0, last = 0;                  ///< days since 1950 UTC
+    double longestGap = 0, minutesInPasses = 0;  ///< days, minutes
+
+    double spanDays() const { return last - first; }
+    /// Nothing can be said of passes of one observation.
+    double perMinute() const {
+        return minutesInPasses > 0 ? static_cast<double>(observations - passes) / minutesInPasses : 0;
+    }
+};
+
+std::vector<ObsPass> passesOf() {
+    constexpr std::int32_t kAll = -1;
+    std::vector<ObsPass> passes(static_cast<std::size_t>(ObsGetCount()));
+    std::int32_t count = 0;
+    if (ObsGetPasses(kAll, nullptr, static_cast<std::int32_t>(passes.size()), passes.data(), &count) != 0)
+        throw std::runtime_error(lastError());
+    passes.resize(static_cast<std::size_t>(count));
+    return passes;
+}
+
+/// The passes come by satellite, sensor and time.
+std::vector<Row> rowsOf() {
+    std::vector<Row> rows;
+    for (const ObsPass& pass : passesOf()) {
+        const bool isNew = rows.empty() || rows.back().satellite != pass.satNum || rows.back().sensor != pass.senNum;
+        if (isNew) rows.push_back({pass.satNum, pass.senNum, 0, 0, pass.firstTime});
+        Row& row = rows.back();
+        if (!isNew) row.longestGap = std::max(row.longestGap, pass.firstTime - row.last);
+        row.observations += pass.observations;
+        ++row.passes;
+        row.minutesInPasses += (pass.lastTime - pass.firstTime) * kMinutesPerDay;
+        row.last = pass.lastTime;
+    }
+    return rows;
+}
+
+void printTable(Output& out, const std::vector<Row>& rows) {
+    out.print("{:>9} {:>6} {:>12} {:>6} {:<24} {:<24} {:>9} {:>10} {:>9}\n", "satellite", "sensor", "observations",
+              "passes", "first", "last", "span_days", "per_minute", "gap_hours");
+    Row all{0, 0};
+    for (const Row& row : rows) {
+        out.print("{:>9} {:>6} {:>12} {:>6} {:<24} {:<24} {:>9.3f} {:>10.3f} {:>9.3f}\n", row.satellite, row.sensor,
+                  row.observations, row.passes, isoTime(row.first), isoTime(row.last), row.spanDays(), row.perMinute(),
+                  row.longestGap * kHoursPerDay);
+        all.observations += row.observations;
+        all.passes += row.passes;
+    }
+    out.print("{:>16} {:>12} {:>6}  of {} pairs of satellite and sensor\n", "all", all.observations, all.passes,
+              rows.size());
+}
+
+void printCsv(Output& out, const std::vector<Row>& rows) {
+    out.print("sat_num,sen_num,observations,passes,first,last,span_days,per_minute,gap_hours\n");
+    for (const Row& row : rows)
+        out.print("{},{},{},{},{},{},{},{},{}\n", row.satellite, row.sensor, row.observations, row.passes,
+                  isoTime(row.first), isoTime(row.last), row.spanDays(), row.perMinute(),
+                  row.longestGap * kHoursPerDay);
+}
+
+void printJson(Output& out, const std::vector<Row>& rows) {
+    out.print("[");
+    for (const Row& row : rows)
+        out.print(R"({}
+  {{"sat_num": {}, "sen_num": {}, "observations": {}, "passes": {}, "first": {}, "last": {}, "span_days": {}, )"
+                  R"("per_minute": {}, "gap_hours": {}}})",
+                  &row == &rows.front() ? "" : ",", row.satellite, row.sensor, row.observations, row.passes,
+                  jsonString(isoTime(row.first)), jsonString(isoTime(row.last)), row.spanDays(), row.perMinute(),
+                  row.longestGap * kHoursPerDay);
+    out.print("{}]\n", rows.empty() ? "" : "\n");
+}
+
+ExitStatus run(const Options& options, Output& out) {
+    Session session(options, complainOfLine);
+    if (!session.start()) return session.status();
+    session.load();
+    if (options.dryRun) {
+        printText(out, *session.selection());
+        return session.status();
+    }
+    const std::vector<Row> rows = rowsOf();
+    if (options.json) printJson(out, rows);
+    else if (options.csv) printCsv(out, rows);
+    else printTable(out, rows);
+    return session.status();
+}
+
+std::function<ExitStatus(Output&)> add(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    addCommonOptions(app, *options);
+    CLI::Option* const json = app.add_flag("--json", options->json, "Write a JSON array instead of a table");
+    app.add_flag("--csv", options->csv, "Write CSV instead of a table")->excludes(json);
+    return runWith(std::move(options), run);
+}
+
+}  // namespace
+
+Command commandStats() { return {"stats", "Count passes, gaps and rates by satellite and sensor", kFooter, add}; }
+
+}  // namespace obstool

@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Files: loading them, and saving to them.
+
+#include <ObsDllExports.h>
+#include <nanobind/stl/string.h>
+
+#include <utility>
+
+#include "Call.h"
+
+namespace obslib {
+
+namespace {
+
+struct LineReport {
+    int32_t kind;
+    std::string file;
+    int64_t line;
+    std::string reason;
+};
+
+struct SaveReport {
+    int64_t key;
+    int32_t kind;
+    std::string reason;
+};
+
+nb::str text(const std::string& bytes) { return nb::steal<nb::str>(PyUnicode_DecodeFSDefault(bytes.c_str())); }
+
+void keepLine(int32_t kind, const char* file, int64_t line, const char* reason, void* user) {
+    if (kind == OBS_LINE_DUPLICATE) return;  // the counts tell; an overlapping deck has as many as lines
+    static_cast<std::vector<LineReport>*>(user)->push_back({kind, file, line, reason});
+}
+
+void keepSaved(int64_t key, int32_t kind, const char* reason, void* user) {
+    static_cast<std::vector<SaveReport>*>(user)->push_back({key, kind, reason});
+}
+
+/// The key mode of a load, and the former one after it.
+class FieldKeys {
+public:
+    FieldKeys() : former_(GetObsKeyMode()) { SetObsKeyMode(0); }
+    ~FieldKeys() { SetObsKeyMode(former_); }
+    FieldKeys(const FieldKeys&) = delete;
+    FieldKeys& operator=(const FieldKeys&) = delete;
+
+private:
+    int32_t former_;
+};
+
+nb::tuple loadFile(const nb::bytes& path, int32_t group, int32_t year, bool includes) {
+    const std::string name = nameText({path.c_str(), path.size()});
+    ObsLoadOptions options{};
+    options.size = sizeof options;
+    options.ttyYear = year != 0 ? year : -1;
+    options.settingsLines = 1;
+    options.includes = includes ? 0 : 2;
+    ObsLoadLines lines{};
+    lines.size = sizeof lines;
+    int64_t loaded = 0, duplicate = 0, bad = 0;
+    int32_t result = 0;
+    std::vector<LineReport> reports;
+    std::string reason;
+    {
+        const Exclusive exclusive;
+        const FieldKeys fieldKeys;
+        ObsSetLoadCallback(keepLine, &reports);
+        result = ObsLoadFileWith(name.c_str(), group, &options);
+        if (result != 0) reason = lastError();
+        ObsSetLoadCallback(nullptr, nullptr);
+        ObsGetLoadCounts(&loaded, &duplicate, &bad);
+        ObsGetLoadLines(&lines);
+    }
+    // NOTE: 2 is also what a load returns whose last observation line is bad; a file that was not opened has no lines.
+    if (result != 0 && (result != 2 || lines.lines == 0)) throw SystemError(result, name);
+    nb::dict counts;
+    const std::pair<const char*, int64_t> numbers[] = {{"loaded", loaded},
+                                                       {"duplicate", duplicate},
+                                                       {"bad", bad},
+                                                       {"lines", lines.lines},
+                                                       {"observations", lines.observations},
+                                                       {"comments", lines.comments},
+                                                       {"keywords", lines.keywords},
+                                                       {"laser", lines.laser},
+                                                       {"passed_over", lines.passedOver},
+                                                       {"zeroed", lines.zeroed},
+                                                       {"includes_left_out", lines.includesLeftOut}};
+    for (const auto& [key, value] : numbers) counts[key] = value;
+    nb::list table;
+    for (const LineReport& row : reports)
+        table.append(nb::make_tuple(row.kind, text(row.file), row.line, text(row.reason)));
+    return nb::make_tuple(counts, table);
+}
+
+nb::tuple saveFile(const nb::bytes& path, int32_t format, bool append, std::optional<int32_t> group) {
+    const std::string name = nameText({path.c_str(), path.size()});
+    char formatName[kTextLength], description[kTextLength];
+    int32_t facts[16];
+    if (ObsGetFormatInfo(format, formatName, description, facts) != 0) throw Refused(lastError());
+    const int32_t form = facts[OBS_FORMAT_SAVE_FORM], data = facts[OBS_FORMAT_DATA_TYPE];
+    std::vector<SaveReport> reports;
+    int64_t written = 0, leftOut = 0, altered = 0;
+    int32_t result = 0, failure = 0;
+    std::string reason;
+    {
+        const Exclusive exclusive;
+        ObsSetSaveCallback(keepSaved, &reports);
+        if (form >= 0) {
+            result =
+                group ? ObsSaveFileGID(name.c_str(), *group, append, form) : ObsSaveFile(name.c_str(), append, form);
+        } else {
+            result = group ? ObsSaveSlrFileGID(name.c_str(), *group, append, data)
+                           : ObsSaveSlrFile(name.c_str(), append, data);
+        }
+        if (result != 0) reason = lastError();
+        ObsSetSaveCallback(nullptr, nullptr);
+        ObsGetSaveCounts(&written, &leftOut, &altered, &failure);
+    }
+    if (result != 0 || failure != 0) throw SystemError(failure != 0 ? failure : result, name);
+    nb::list table;
+    for (const SaveReport& row : reports) table.append(nb::make_tuple(row.key, row.kind, row.reason));
+    return nb::make_tuple(written, leftOut, altered, table);
+}
+
+}  // namespace
+
+void bindLoading(nb::module_& m) {
+    define(m, "load_file", loadFile, nb::arg("path"), nb::arg("group"), nb::arg("year"), nb::arg("includes"),
+           nb::sig("def load_file(path: bytes, group: int, year: int, includes: bool)"
+                   " -> tuple[dict[str, int], list[tuple[int, str, int, str]]]"),
+           "Loads one file: its counts, and the lines that are worth a word.");
+    define(m, "save_file", saveFile, nb::arg("path"), nb::arg("format"), nb::arg("append"), nb::arg("group").none(),
+           nb::sig("def save_file(path: bytes, format: int, append: bool, group: int | None)"
+                   " -> tuple[int, int, int, list[tuple[int, int, str]]]"),
+           "Saves all observations or a group's: how many were written, left out and altered, and which.");
+}
+
+}  // namespace obslib
