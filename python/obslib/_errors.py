@@ -10,7 +10,7 @@ class KeyUnknown(KeyError):
 
 
 class BadLine(ValueError):
-    """A line that is no observation: `file` (None for text in memory), `line` (from 1) and `reason`."""
+    """A line that does not give an observation: `file` (None for text in memory), `line` (from 1) and `reason`."""
 
     def __init__(self, reason: str, line: int | None = None, file: str | None = None) -> None:
         super().__init__(reason, line, file)

@@ -5,7 +5,7 @@ from __future__ import annotations
 import glob
 import os
 import tempfile
-from collections.abc import Iterable
+from collections.abc import Callable, Iterable
 from dataclasses import dataclass, field, fields
 from typing import Any
 
@@ -91,12 +91,14 @@ def expanded(paths: Path | Iterable[Path]) -> list[Path]:
 
 
 def load(paths: Path | Iterable[Path], *, group: int = 0, select: str | None = None, year: int | None = None,
-         threads: int | None = None) -> LoadResult:
+         threads: int | None = None, progress: Callable[[int, int], object] | None = None) -> LoadResult:
     """Loads files into the store: paths, patterns, or bytes with the lines themselves.
 
     Each begins without a year (unless `year` gives that of TTY cards), with field keys and without selection; what its
     keyword lines set ends with it. `group` is the number of their group; `select` keeps what meets the criteria.
-    `threads` is the most that may be used; the library reads with one.
+    `threads` is the most that may be used; the library reads with one. `progress(done, total)` is called at most ten
+    times a second, with bytes of each file; an exception in it, and Ctrl-C, end the load, and what this file had stored
+    is removed again.
     """
     if threads is not None and threads < 1:
         raise ValueError(f"threads is 1 or more, not {threads}")
@@ -109,9 +111,9 @@ def load(paths: Path | Iterable[Path], *, group: int = 0, select: str | None = N
     for path in expanded(paths):
         before = len(store)
         if isinstance(path, bytes):
-            counts, rows = load_text(path, group, year or 0)
+            counts, rows = load_text(path, group, year or 0, progress)
         else:
-            counts, rows = _native.load_file(os.fsencode(path), group, year or 0, True)
+            counts, rows = _native.load_file(os.fsencode(path), group, year or 0, True, progress)
         if select is not None:
             new = store.keys("insertion")[before:]
             unwanted = new[~np.isin(new, store.select(select).keys())]
@@ -121,12 +123,12 @@ def load(paths: Path | Iterable[Path], *, group: int = 0, select: str | None = N
     return result
 
 
-def load_text(text: bytes, group: int, year: int) -> Any:
+def load_text(text: bytes, group: int, year: int, progress: Callable[[int, int], object] | None) -> Any:
     """Lines in memory: files that they name are not read."""
     with tempfile.NamedTemporaryFile(prefix="obslib-") as file:
         file.write(text)
         file.flush()
-        counts, rows = _native.load_file(os.fsencode(file.name), group, year, False)
+        counts, rows = _native.load_file(os.fsencode(file.name), group, year, False, progress)
         return counts, [(kind, "<bytes>" if name == file.name else name, *rest) for kind, name, *rest in rows]
 
 

@@ -25,7 +25,7 @@ def parse(text: str | bytes, *, year: int | None = None) -> list[_columns.Record
 
 def convert(text: str | bytes, to: str = "csv", *, year: int | None = None, sat_num: int | None = None) -> list[str]:
     """The lines of a text as "b3", "tty" or "csv"; angles stay in the equinox that a line states. `sat_num` is a new
-    satellite number for all. BadLine for the first line that is no observation."""
+    satellite number for all. BadLine for the first line that does not give one."""
     if to not in LINES:
         raise ValueError(f"lines are b3, tty or csv, not {to!r}")
     if sat_num is not None and not 1 <= sat_num <= 339999:

@@ -121,6 +121,26 @@ def test_refusals(deck):
     assert gone not in deck and "x" not in deck and deck
 
 
+def test_progress_tells_and_cancels():
+    told = []
+    obslib.load(DECK, progress=lambda done, total: told.append((done, total)))
+    assert told[-1][0] == told[-1][1] > 0 and told == sorted(told)
+    before = store.keys().tolist()
+
+    def stop(done, total):
+        raise KeyboardInterrupt
+
+    with pytest.raises(KeyboardInterrupt):
+        obslib.load(DECK, group=3, progress=stop)
+    assert store.keys().tolist() == before
+
+    def nested(done, total):
+        obslib.load(DECK)
+
+    with pytest.raises(ValueError, match="under way"):
+        obslib.load(DECK, group=3, progress=nested)
+
+
 def test_messages_go_to_logging(caplog):
     with caplog.at_level(logging.INFO, "obslib"):
         obslib.load((B3 + "\nrubbish\n").encode())

@@ -5,6 +5,7 @@
 #include <ObsDllExports.h>
 #include <nanobind/stl/string.h>
 
+#include <exception>
 #include <utility>
 
 #include "Call.h"
@@ -49,7 +50,37 @@ private:
     int32_t former_;
 };
 
-nb::tuple loadFile(const nb::bytes& path, int32_t group, int32_t year, bool includes) {
+/// Tells a function of Python how far a load or save has come, and lets Ctrl-C and its exceptions end it.
+class Progress {
+public:
+    explicit Progress(const nb::object& function) : function_(function) {
+        ObsSetProgressCallback(&Progress::tell, this);
+    }
+    ~Progress() { ObsSetProgressCallback(nullptr, nullptr); }
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    /// What ended the call, if anything did.
+    std::exception_ptr thrown;
+
+private:
+    static int32_t tell(int64_t done, int64_t total, void* user) {
+        auto& progress = *static_cast<Progress*>(user);
+        const nb::gil_scoped_acquire acquired;
+        try {
+            if (PyErr_CheckSignals() != 0) throw nb::python_error();
+            if (!progress.function_.is_none()) progress.function_(done, total);
+            return 0;
+        } catch (...) {
+            progress.thrown = std::current_exception();
+            return 1;
+        }
+    }
+
+    const nb::object& function_;
+};
+
+nb::tuple loadFile(const nb::bytes& path, int32_t group, int32_t year, bool includes, const nb::object& function) {
     const std::string name = nameText({path.c_str(), path.size()});
     ObsLoadOptions options{};
     options.size = sizeof options;
@@ -62,16 +93,20 @@ nb::tuple loadFile(const nb::bytes& path, int32_t group, int32_t year, bool incl
     int32_t result = 0;
     std::vector<LineReport> reports;
     std::string reason;
+    std::exception_ptr thrown;
     {
         const Exclusive exclusive;
         const FieldKeys fieldKeys;
+        Progress progress(function);
         ObsSetLoadCallback(keepLine, &reports);
         result = ObsLoadFileWith(name.c_str(), group, &options);
         if (result != 0) reason = lastError();
         ObsSetLoadCallback(nullptr, nullptr);
         ObsGetLoadCounts(&loaded, &duplicate, &bad);
         ObsGetLoadLines(&lines);
+        thrown = progress.thrown;
     }
+    if (thrown) std::rethrow_exception(thrown);
     // NOTE: 2 is also what a load returns whose last observation line is bad; a file that was not opened has no lines.
     if (result != 0 && (result != 2 || lines.lines == 0)) throw SystemError(result, name);
     nb::dict counts;
@@ -100,11 +135,14 @@ nb::tuple saveFile(const nb::bytes& path, int32_t format, bool append, std::opti
     if (ObsGetFormatInfo(format, formatName, description, facts) != 0) throw Refused(lastError());
     const int32_t form = facts[OBS_FORMAT_SAVE_FORM], data = facts[OBS_FORMAT_DATA_TYPE];
     std::vector<SaveReport> reports;
+    const nb::object silent = nb::none();
+    std::exception_ptr thrown;
     int64_t written = 0, leftOut = 0, altered = 0;
     int32_t result = 0, failure = 0;
     std::string reason;
     {
         const Exclusive exclusive;
+        const Progress progress(silent);
         ObsSetSaveCallback(keepSaved, &reports);
         if (form >= 0) {
             result =
@@ -116,7 +154,9 @@ nb::tuple saveFile(const nb::bytes& path, int32_t format, bool append, std::opti
         if (result != 0) reason = lastError();
         ObsSetSaveCallback(nullptr, nullptr);
         ObsGetSaveCounts(&written, &leftOut, &altered, &failure);
+        thrown = progress.thrown;
     }
+    if (thrown) std::rethrow_exception(thrown);
     if (result != 0 || failure != 0) throw SystemError(failure != 0 ? failure : result, name);
     nb::list table;
     for (const SaveReport& row : reports) table.append(nb::make_tuple(row.key, row.kind, row.reason));
@@ -127,7 +167,9 @@ nb::tuple saveFile(const nb::bytes& path, int32_t format, bool append, std::opti
 
 void bindLoading(nb::module_& m) {
     define(m, "load_file", loadFile, nb::arg("path"), nb::arg("group"), nb::arg("year"), nb::arg("includes"),
-           nb::sig("def load_file(path: bytes, group: int, year: int, includes: bool)"
+           nb::arg("progress").none(),
+           nb::sig("def load_file(path: bytes, group: int, year: int, includes: bool,"
+                   " progress: collections.abc.Callable[[int, int], object] | None)"
                    " -> tuple[dict[str, int], list[tuple[int, str, int, str]]]"),
            "Loads one file: its counts, and the lines that are worth a word.");
     define(m, "save_file", saveFile, nb::arg("path"), nb::arg("format"), nb::arg("append"), nb::arg("group").none(),
