@@ -12,9 +12,9 @@
 
 namespace obstool {
 
-std::size_t terminalWidth() {
+std::size_t terminalWidth(int descriptor) {
     winsize size{};
-    return ::isatty(STDOUT_FILENO) != 0 && ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+    return ::isatty(descriptor) != 0 && ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 void complain(std::string_view subject, std::string_view reason) {

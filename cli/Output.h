@@ -21,8 +21,8 @@ void complain(std::string_view subject, std::string_view reason);
 /// Writes a text to standard error and below it marks under its columns `first` to `last`, which count from 1.
 void pointOut(std::string_view text, std::size_t first, std::size_t last);
 
-/// Columns of the terminal that standard output is; 0 when it is none.
-std::size_t terminalWidth();
+/// Columns of the terminal that a standard stream is; 0 when it is none, or they are not known.
+std::size_t terminalWidth(int descriptor);
 
 /// Standard output. Writes are gathered; the first failure is kept for finish().
 class Output {

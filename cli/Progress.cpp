@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Progress.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -11,6 +10,7 @@
 #include <fmt/format.h>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "Output.h"
 #include "Text.h"
 
 namespace obstool {
@@ -29,12 +29,6 @@ std::string amount(Progress::Of what, double number) {
 std::string duration(double seconds) {
     const auto whole = static_cast<std::int64_t>(std::ceil(seconds));
     return whole < 60 ? fmt::format("{} s", whole) : fmt::format("{} min {} s", whole / 60, whole % 60);
-}
-
-std::size_t columnsOfTerminal() {
-    constexpr std::size_t kUsual = 80;
-    winsize size{};
-    return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
 }
 
 void write(std::string_view text) {
@@ -79,7 +73,9 @@ void Progress::show(std::int64_t done, std::int64_t total) {
     isShown_ = true;
     std::string line = lineOf(done, total, seconds);
     // A line that is wrapped could not be wiped off.
-    const std::size_t room = columnsOfTerminal() - 1;
+    constexpr std::size_t kUsualWidth = 80;
+    const std::size_t width = terminalWidth(STDERR_FILENO);
+    const std::size_t room = (width > 0 ? width : kUsualWidth) - 1;
     const std::string name = printable(name_);
     if (name.size() + 2 + line.size() <= room) line = fmt::format("{}: {}", name, line);
     write(fmt::format("{}{}", kWipeLine, line.substr(0, room)));

@@ -62,8 +62,7 @@ and reason are named once, with how many there are; --line-limit sets how many r
 Exit status: 0 when all went well, 1 when some lines were bad or passed over or convert lost
 observations, 2 when the command line was wrong, a file could not be read or written, or
 holds something else than observations, 130 when it was interrupted (Ctrl-C) while it
-loaded: nothing is written then. --passed-over=ignore and --zeroed=fail change what
-counts.
+loaded. --passed-over=ignore and --zeroed=fail change what counts.
 
 Examples:
   obstool info today.obs

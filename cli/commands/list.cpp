@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
 #include <algorithm>
 #include <cmath>
 #include <iterator>
@@ -248,7 +250,7 @@ void printTable(Output& out, const std::vector<std::int64_t>& keys, const ListOp
                 const std::vector<Column>& columns) {
     Rows first;
     first.begin(std::span(keys).subspan(0, std::min(kRowsAtOnce, keys.size())));
-    Table table(columns, options.columns.empty(), options.width.value_or(terminalWidth()), first);
+    Table table(columns, options.columns.empty(), options.width.value_or(terminalWidth(STDOUT_FILENO)), first);
     if (!table.leftOut().empty())
         complain("list", fmt::format("not shown for want of room: {} (--width 0 shows all)", table.leftOut()));
     printRows(out, keys, table);
