@@ -56,8 +56,8 @@ int32_t ObsImportArrow(struct ArrowArrayStream* stream, int32_t naiveIsUtc, int3
         counts[OBS_ARROW_DUPLICATES] = made.duplicates;
         counts[OBS_ARROW_REFUSED] = made.refused;
         if (made.refused == 0) return kStatusOk;
-        obs::logFailure(
-            kImport, std::to_string(made.refused) + " of " + std::to_string(made.rows) + " rows do not make an observation.");
+        obs::logFailure(kImport, std::to_string(made.refused) + " of " + std::to_string(made.rows) +
+                                     " rows do not make an observation.");
         return kStatusRefused;
     });
 }
