@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What holds for every row of the table of formats. The case files of a format, tests/data/NAME/*.cases, are found by its
-// name.
+// What holds for every row of the table of formats. The case files of a format, tests/data/NAME/*.cases, are found by
+// its name.
 #include <gtest/gtest.h>
 
 #include <filesystem>

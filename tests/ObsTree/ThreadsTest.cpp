@@ -134,8 +134,9 @@ TEST(Threads, aSaveHoldsUpdatersButNoReaders) {
 }
 
 // NOTE: the thread sanitizer does not follow a process through a fork. The allocator of g++ 12's address sanitizer has
-// locks that no fork handler takes: when another thread refills from it at the fork, the child's next allocation waits in
-// SizeClassAllocator64::GetFromAllocator for ever: three of five runs of this test met that within their fifty forks.
+// locks that no fork handler takes: when another thread refills from it at the fork, the child's next allocation waits
+// in SizeClassAllocator64::GetFromAllocator for ever: three of five runs of this test met that within their fifty
+// forks.
 #if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
 // Whatever other threads are doing at a fork, it returns soon, and the child works or is told.
 TEST(Threads, aForkNeitherWaitsNorLeavesItsChildHanging) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Memory, schemas and arrays as the Arrow C data interface hands them over: each node owns what it points to, and frees
-/// it in its release callback.
+/// Memory, schemas and arrays as the Arrow C data interface hands them over: each node owns what it points to, and
+/// frees it in its release callback.
 #pragma once
 
 #include <cstddef>

@@ -13,8 +13,8 @@
 
 namespace obs {
 
-/// Fills a table with the observations of some keys, as they are at one moment, the rows in the order of the keys; calls
-/// `unknown(key)` for those without one. Throws std::bad_alloc and what the table throws.
+/// Fills a table with the observations of some keys, as they are at one moment, the rows in the order of the keys;
+/// calls `unknown(key)` for those without one. Throws std::bad_alloc and what the table throws.
 void putStored(const std::int64_t* keys, std::size_t count, TableBuilder& table,
                const std::function<void(std::int64_t)>& unknown);
 
@@ -33,8 +33,8 @@ struct ImportOptions {
     std::function<void(std::string_view)> tell;  ///< gets the message of each refused row, up to a number
 };
 
-/// Adds the rows of a stream, duplicates being logged as everywhere. Throws ColumnRefusal, nothing being added, for what
-/// the columns cannot be or when the stream fails; std::bad_alloc, nothing being added.
+/// Adds the rows of a stream, duplicates being logged as everywhere. Throws ColumnRefusal, nothing being added, for
+/// what the columns cannot be or when the stream fails; std::bad_alloc, nothing being added.
 ImportCounts addRows(ArrowArrayStream& stream, const ImportOptions& options);
 
 }  // namespace obs

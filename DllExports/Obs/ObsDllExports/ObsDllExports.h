@@ -118,8 +118,8 @@ OBS_API int32_t SetObsKeyMode(int32_t mode);
  *  Threads: not during a load or save.
  *  @param[in] report called on the loading or saving thread with how much is done and how much there is: bytes of the
  *             file that is loaded and of the files that it includes, from when they are opened, or observations that
- *             are saved or left out. `done` never falls and in the last call is `total`, which may grow. It may call the
- *             library, but not load or save. A result other than 0 cancels. Null ends the reports.
+ *             are saved or left out. `done` never falls and in the last call is `total`, which may grow. It may call
+ *             the library, but not load or save. A result other than 0 cancels. Null ends the reports.
  *  @param[in] user handed to `report` unchanged. */
 OBS_API void ObsSetProgressCallback(int32_t (*report)(int64_t done, int64_t total, void* user), void* user);
 
@@ -544,9 +544,9 @@ OBS_API int32_t ObsIdentifyFile(const char* fileName, int32_t* kind, int32_t* fo
  *  @param[in] bytes the text; need not end with a NUL.
  *  @param[in] length number of bytes, 0 or more.
  *  @param[in,out] state as it is after the lines read; unchanged on failure.
- *  @param[in] observation unless null called for each observation, in the order of the lines but for laser ranges, which
- *             come when their session ends, with the array form (see ObsDataToArray), valid during the call, the number
- *             of the line from 1 and the number of bytes before it.
+ *  @param[in] observation unless null called for each observation, in the order of the lines but for laser ranges,
+ *             which come when their session ends, with the array form (see ObsDataToArray), valid during the call, the
+ *             number of the line from 1 and the number of bytes before it.
  *  @param[in] report unless null called for each other thing to report, with its kind (OBS_LINE_..., no duplicates),
  *             the number of the line and of the bytes before it (0, 0 for what concerns no single line), and the
  *             reason or, for a keyword line, the line; the text ends with a NUL and is valid during the call.
@@ -1200,9 +1200,9 @@ OBS_API int32_t ObsReadArrow(const char* bytes, int64_t length, ObsReadState* st
 /* ---------------------------------------------------------------- saving ---- */
 
 /** @defgroup ObsSaveFile ObsSaveFile
- *  Writes all observations in ascending key order, as they were at one moment (ObsSetProgressCallback has an exception).
- *  The data are flushed to the disk before the file takes the place of an old one, the folder after it. A file that is
- *  appended to gets its last line ended first, and is cut back to its former length when the save fails.
+ *  Writes all observations in ascending key order, as they were at one moment (ObsSetProgressCallback has an
+ *  exception). The data are flushed to the disk before the file takes the place of an old one, the folder after it. A
+ *  file that is appended to gets its last line ended first, and is cut back to its former length when the save fails.
  *  Threads: not beside another load or save. Readers go on meanwhile; a thread that adds, changes or removes
  *  observations waits until all is written: about half a second for a million, into a pipe as long as its reader
  *  takes.

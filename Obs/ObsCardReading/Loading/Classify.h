@@ -30,7 +30,8 @@ LineClass ObsCardType(const CardText& line);
 /// A comment ("*" in column 1) or an entirely blank line: no reader sees it.
 bool isCommentOrBlank(std::string_view line);
 
-/// A line with nothing to see, or the comment of files whose first line names their columns; of a line that is not blank.
+/// A line with nothing to see, or the comment of files whose first line names their columns; of a line that is not
+/// blank.
 bool isRemark(std::string_view line);
 
 /// A line on which the first of a load's two passes acts: an include file, a TTY year, a laser-ranging section.

@@ -18,9 +18,9 @@ namespace obs {
 /// `text` begins where a piece may begin. Its size when there is no such place.
 std::size_t nextCut(std::string_view text, std::size_t from);
 
-/// Reads as `readPiece` does, and stops at the first place at or after `from` at which nothing is open: there a piece may
-/// end and the next one begin from the context (`pauseReading`), whatever
-/// laser ranges and settings lines are in the text. What is kept for the next piece is no longer than `kMostKeptText`.
+/// Reads as `readPiece` does, and stops at the first place at or after `from` at which nothing is open: there a piece
+/// may end and the next one begin from the context (`pauseReading`), whatever laser ranges and settings lines are in
+/// the text. What is kept for the next piece is no longer than `kMostKeptText`.
 struct ReadToCut {
     std::size_t taken;  ///< bytes that were read
     bool isCut;         ///< false: all was read, and something is open
