@@ -41,25 +41,6 @@ else()
   target_link_options(obs_settings INTERFACE -Wl,-z,relro -Wl,-z,now)
 endif()
 
-# The libraries of others, which the siblings and obstool link by these names. A self-contained build leaves none of
-# them to the system: fmt and spdlog are compiled from their headers, ERFA comes from its archive.
-find_package(fmt REQUIRED)
-find_package(spdlog REQUIRED)
-add_library(obs_fmt INTERFACE)
-add_library(obs_spdlog INTERFACE)
-if(OBS_SELF_CONTAINED)
-  target_link_libraries(obs_fmt INTERFACE fmt::fmt-header-only)
-  # NOTE: spdlog's own header-only target links the shared fmt.
-  target_compile_definitions(obs_spdlog INTERFACE SPDLOG_FMT_EXTERNAL)
-  target_include_directories(obs_spdlog SYSTEM INTERFACE
-    $<TARGET_PROPERTY:spdlog::spdlog_header_only,INTERFACE_INCLUDE_DIRECTORIES>)
-  set(OBS_ERFA_NAMES liberfa.a)
-else()
-  target_link_libraries(obs_fmt INTERFACE fmt::fmt)
-  target_link_libraries(obs_spdlog INTERFACE spdlog::spdlog)
-  set(OBS_ERFA_NAMES erfa)
-endif()
-
 # The libraries that a caller of ObsFamily.h reaches.
 set(OBS_FAMILY_LIBRARIES ObsServices ObsSensors ObsCoords)
 

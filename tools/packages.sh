@@ -2,12 +2,13 @@
 # SPDX-License-Identifier: Apache-2.0
 # Installs the Debian packages that this project needs, if any is missing.
 #
-# usage: tools/packages.sh SET...    sets: build, test, python, bench, lint, fixtures
+# usage: tools/packages.sh SET...    sets: build, test, python, browser, bench, lint, fixtures
 set -eu
 
 build="g++ cmake ninja-build liberfa-dev libspdlog-dev libfmt-dev libcli11-dev"
 test="libgtest-dev python3 pkg-config gfortran"
 python="python3 python3-venv python3-dev"
+browser="chromium"
 bench="libbenchmark-dev libabsl-dev libboost-dev"
 lint="clang clang-format clang-tidy"
 fixtures="python3 python3-astropy python3-erfa python3-skyfield python3-mpmath"
@@ -18,6 +19,7 @@ for set in "$@"; do
         build) wanted="$wanted $build" ;;
         test) wanted="$wanted $test" ;;
         python) wanted="$wanted $python" ;;
+        browser) wanted="$wanted $browser" ;;
         bench) wanted="$wanted $bench" ;;
         lint) wanted="$wanted $lint" ;;
         fixtures) wanted="$wanted $fixtures" ;;

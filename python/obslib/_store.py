@@ -199,7 +199,7 @@ class Store(Observations):
         return Selection(_native.select(criteria, ORDERS["key"]))
 
     def of(self, keys: ArrayLike) -> Selection:
-        """The observations with these keys."""
+        """The observations with these keys; its calls raise KeyUnknown where one of them is not stored."""
         return Selection(key_array(keys))
 
     def remove(self, keys: ArrayLike | Observations | int) -> None:

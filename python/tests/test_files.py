@@ -4,9 +4,11 @@ import logging
 import os
 import pathlib
 import re
+import signal
 import subprocess
 import sys
 import threading
+import time
 
 import pytest
 from conftest import TOP
@@ -106,7 +108,8 @@ def test_refusals(deck):
             (lambda: deck.of([gone]).lines("b3"), KeyError, "locate"),
             (lambda: deck.of([gone]).states(), KeyError, "locate"),
             (lambda: deck.of([gone]).passes(), KeyError, "obsKey"),
-            (lambda: deck.of([gone]).columns("time"), ValueError, "obsKey"),
+            (lambda: deck.of([gone]).columns("time"), obslib.KeyUnknown, str(gone)),
+            (lambda: deck.of([deck.keys()[0], gone]).records(), obslib.KeyUnknown, str(gone)),
             (lambda: deck.of([1.5]), TypeError, "whole"),
             (lambda: deck.of([[1]]), TypeError, "one dim"), (lambda: deck.keys("size"), ValueError, "order"),
             (lambda: deck.keys(11), ValueError, "order"), (lambda: deck.columns("range"), ValueError, "range"),
@@ -134,11 +137,36 @@ def test_progress_tells_and_cancels():
         obslib.load(DECK, group=3, progress=stop)
     assert store.keys().tolist() == before
 
+    def stop_late(done, total):
+        if done == total:
+            raise RuntimeError(f"{len(store)} stored")
+
+    store.clear()
+    with pytest.raises(RuntimeError, match="stored"):
+        obslib.load(DECK, progress=stop_late)
+    assert len(store) == 0
+
     def nested(done, total):
         obslib.load(DECK)
 
     with pytest.raises(ValueError, match="under way"):
         obslib.load(DECK, group=3, progress=nested)
+
+
+def test_ctrl_c_ends_a_load(tmp_path):
+    long = tmp_path / "long.txt"
+    long.write_bytes(DECK.read_bytes() * 600)
+    obslib.load(B3.encode())
+    before = store.keys().tolist()
+    key = threading.Timer(0.2, os.kill, (os.getpid(), signal.SIGINT))
+    key.start()
+    start = time.monotonic()
+    with pytest.raises(KeyboardInterrupt):
+        obslib.load(long)
+        pytest.fail(f"the load was over after {time.monotonic() - start:.2f} s")
+    assert store.keys().tolist() == before
+    obslib.load(DECK)  # nothing of the broken one is in its way
+    assert len(store) == 3316
 
 
 def test_messages_go_to_logging(caplog):

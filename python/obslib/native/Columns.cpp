@@ -49,6 +49,14 @@ nb::capsule toCapsule(std::unique_ptr<Stream> stream) {
     return {stream.release(), kStreamName, [](void* p) noexcept { delete static_cast<Stream*>(p); }};
 }
 
+/// @throws KeyUnknown for the first key that the store does not have.
+void refuseUnknown(const Keys& keys) {
+    for (size_t i = 0; i < keys.shape(0); ++i) {
+        const int64_t key = keys.data()[i];
+        if (SatNumFrObsKey(key) < 0) throw KeyUnknown("no stored observation has the key " + std::to_string(key));
+    }
+}
+
 nb::capsule exportStream(std::optional<Keys> keys, int32_t order, std::vector<std::string> columns, int32_t batchRows) {
     const Names names(std::move(columns));
     auto stream = std::make_unique<Stream>();
@@ -60,7 +68,10 @@ nb::capsule exportStream(std::optional<Keys> keys, int32_t order, std::vector<st
                                 names.pointers.data(), names.count(), batchRows, &stream->value);
         if (result != 0) reason = lastError();
     }
-    if (result != 0) throw Refused(reason);
+    if (result != 0) {
+        if (keys) refuseUnknown(*keys);
+        throw Refused(reason);
+    }
     return toCapsule(std::move(stream));
 }
 
