@@ -12,6 +12,7 @@ from typing import Any
 import numpy as np
 
 from . import _family, _native
+from ._errors import unpadded
 from ._store import store
 from ._table import Table, html
 
@@ -44,7 +45,7 @@ class LoadResult:
     def _add(self, counts: dict[str, int], rows: list[tuple[Any, ...]]) -> None:
         for name, count in counts.items():
             setattr(self, name, getattr(self, name) + count)
-        told = [(KINDS.get(kind, str(kind)), *place, reason.rstrip()) for kind, *place, reason in rows]
+        told = [(KINDS.get(kind, str(kind)), *place, unpadded(reason)) for kind, *place, reason in rows]
         self.table = Table(self.table.names, [*self.table, *told])
 
     def _repr_html_(self) -> str:

@@ -19,7 +19,7 @@ def parse(text: str | bytes, *, year: int | None = None) -> list[_columns.Record
     stream, reports = _native.read_stream(as_bytes(text), year or 0, None, [], WHOLE)
     for kind, line, reason in reports:
         if kind in BAD:
-            raise BadLine(reason, line)
+            raise BadLine(reason if kind == BAD[0] else f"not an observation: {reason}", line)
     return _columns.records(stream)
 
 

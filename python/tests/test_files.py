@@ -92,10 +92,10 @@ def test_text_in_memory():
     csv, = obslib.convert(B3, "csv")
     assert obslib.convert(obslib.convert(csv, "b3")[0]) == [csv]
     assert obslib.convert(csv, "b3", sat_num=7)[0].startswith("U00007")
-    for text, line in (("rubbish", 1), (B3 + "\nU43509", 2)):
+    for text, line in (("rubbish", 1), (B3 + "\nU43509", 2), ("))U   4292911773O", 1)):
         with pytest.raises(obslib.BadLine, match=f"line {line}") as failure:
             obslib.parse(text)
-        assert failure.value.line == line and failure.value.reason
+        assert failure.value.line == line and "  )" not in failure.value.reason
         with pytest.raises(ValueError):
             obslib.convert(text, "csv")
 

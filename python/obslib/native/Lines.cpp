@@ -48,7 +48,8 @@ Reals linesToArrays(const nb::bytes& text, int32_t year) {
         },
         [](int32_t kind, int64_t line, int64_t, const char* reason, void* user) {
             auto& fault = static_cast<Reading*>(user)->fault;
-            if (!fault && (kind == OBS_LINE_BAD || kind == OBS_LINE_PASSED_OVER)) fault.emplace(reason, line);
+            const std::string text = kind == OBS_LINE_BAD ? reason : std::string("not an observation: ") + reason;
+            if (!fault && (kind == OBS_LINE_BAD || kind == OBS_LINE_PASSED_OVER)) fault.emplace(text, line);
         },
         &reading);
     if (result != 0) throw Refused(lastError());
