@@ -1,7 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CommandLine.h"
 
+#include <cmath>
+#include <cstdlib>
+
 namespace obstool {
+
+CLI::Validator isMeasure() {
+    const auto check = [](std::string& text) {
+        char* end = nullptr;
+        const double value = std::strtod(text.c_str(), &end);
+        const bool isGood = !text.empty() && *end == '\0' && std::isfinite(value) && value >= 0;
+        return isGood ? std::string() : fmt::format("{} is not a number of 0 or more", text);
+    };
+    return CLI::Validator(check, "");
+}
 
 CLI::Validator isCount() {
     const auto check = [](std::string& text) {

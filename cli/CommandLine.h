@@ -15,6 +15,9 @@ namespace obstool {
 /// A whole number of 0 or more. NOTE: without it "-1" would wrap around to a very large count.
 CLI::Validator isCount();
 
+/// A number of 0 or more; neither "nan" nor "inf".
+CLI::Validator isMeasure();
+
 /// An option of two values, the second of which sets a flag.
 void addChoice(CLI::App& app, const char* name, const char* help, const std::vector<std::string>& values, bool& flag);
 

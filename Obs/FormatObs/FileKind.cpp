@@ -181,17 +181,17 @@ FileKind guessedKind(std::string_view head) {
 
 struct Lines {
     std::uint32_t formats = 0;
-    bool anyObservation = false;  ///< also of a block of laser ranges, which no format has
-    bool anyUnknown = false;
+    std::int64_t observations = 0;  ///< also of a block of laser ranges, which no format has
+    std::int64_t unknown = 0;
 };
 
 void takeCard(std::string_view line, LineReader& lines, Lines& found) {
     const CardFormat* row = cardFormat(ObsCardType(line));
     if (row == nullptr) {
-        found.anyUnknown = found.anyUnknown || !isRemark(line);
+        found.unknown += isRemark(line) ? 0 : 1;
         return;
     }
-    found.anyObservation = found.anyObservation || row->read != nullptr;
+    found.observations += row->read != nullptr ? 1 : 0;
     if (row->format != kNoFormat) found.formats |= 1u << row->format;
     if (row->hasSecondLine != nullptr && row->hasSecondLine(line)) lines.next(line);
 }
@@ -209,7 +209,7 @@ Lines linesOf(std::string_view head, bool isLaserFile) {
         if (isCommentOrBlank(line)) continue;
         if (isLaserFile || section.takes(line)) {
             takeLaserRecord(line, found);
-            found.anyObservation = true;
+            ++found.observations;
             continue;
         }
         takeCard(line, lines, found);
@@ -224,8 +224,10 @@ Identified identify(std::string_view head) {
     const FileKind marked = markedKind(head);
     if (marked.number >= kFirstForeignKind) return {marked, 0};
     const Lines lines = linesOf(head, marked.number == kLaserRanges.number);
-    const bool isGuess = !lines.anyObservation && lines.anyUnknown;
-    return {isGuess ? guessedKind(head) : marked, lines.formats};
+    // NOTE: among random bytes there is a line now and then that could be one of CSV.
+    const bool isBinary = lines.unknown > lines.observations && head.find('\0') != std::string_view::npos;
+    const bool isGuess = lines.unknown > 0 && (lines.observations == 0 || isBinary);
+    return {isGuess ? guessedKind(head) : marked, isBinary ? 0 : lines.formats};
 }
 
 }  // namespace obs

@@ -304,7 +304,7 @@ std::function<ExitStatus(Output&)> add(CLI::App& app) {
     app.add_option("SECOND", options->right, "File to compare it with")->type_name("")->required();
     app.add_option("--time", options->timeSeconds, "Seconds that the times of one observation may differ")
         ->type_name("SECONDS")
-        ->check(CLI::NonNegativeNumber.description(""))
+        ->check(isMeasure())
         ->capture_default_str();
     app.add_option("--tolerance", options->tolerance, "How far fields may differ, for example range_km=0.01")
         ->type_name("NAME=VALUE,...");

@@ -178,6 +178,7 @@ public:
             const std::size_t start = line.size();
             column.append(rows, row, false, line);
             if (column.form == Form::character) quote(line, start);
+            if (columns_.size() == 1 && line.size() == start) line.append(kEmpty, kEmpty + 2);
         }
         line.push_back('\n');
         out.written();
@@ -192,6 +193,8 @@ private:
         const std::string quoted = c == '"' ? R"("""")" : fmt::format("\"{}\"", c);
         line.append(quoted.data(), quoted.data() + quoted.size());
     }
+
+    static constexpr char kEmpty[] = R"("")";  ///< a line of nothing would not be a row to readers
 
     std::vector<Column> columns_;
     char separator_;

@@ -323,9 +323,12 @@ std::function<ExitStatus(Output&)> add(CLI::App& app) {
     addFiles(app, *options);
     addLoadOptions(app, *options);
     const auto addLimit = [&](const char* name, double& value, const char* unit, const char* help) {
-        app.add_option(name, value, help)->type_name(unit)->capture_default_str();
+        app.add_option(name, value, help)->type_name(unit)->check(isMeasure())->capture_default_str();
     };
-    addLimit("--lowest-elevation", options->lowestElevation, "DEGREES", "Least elevation");
+    app.add_option("--lowest-elevation", options->lowestElevation, "Least elevation")
+        ->type_name("DEGREES")
+        ->check(CLI::Range(-90.0, 90.0).description(""))
+        ->capture_default_str();
     addLimit("--most-range", options->mostRange, "KM", "Greatest range");
     addLimit("--most-speed", options->mostSpeed, "KM/S", "Greatest range rate");
     addLimit("--near", options->near, "SECONDS", "Two of one satellite, sensor and type this near are named");

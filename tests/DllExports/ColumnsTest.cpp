@@ -386,6 +386,10 @@ TEST_F(Columns, formsThatAreTakenAndRefused) {
          "Column type, row 0: the index",
          0,
          nullptr},
+        {{sat, ds50, {"type", "L", raw<std::uint64_t>({0, 1UL << 63, 0}), 0xFF, {"1", "x"}}},
+         "Column type, row 0: the index",
+         0,
+         nullptr},
         {{{"sat_num", "i", raw<std::int32_t>({0, 5, 6}), 0xFD}, ds50},
          "Columns sat_num, sen_num and ds50, row 0: they",
          0,
@@ -419,6 +423,33 @@ TEST_F(Columns, formsThatAreTakenAndRefused) {
     EXPECT_EQ(import(feed({sat, naive}), true), 0) << "duplicates are no failure";
     EXPECT_EQ(counts_[OBS_ARROW_DUPLICATES], 2);
     EXPECT_EQ(keys_[1], 0);
+}
+
+TEST_F(Columns, schemasThatLackWhatIsDueAreRefused) {
+    static ArrowSchema schema, child;
+    static ArrowSchema* children[1];
+    const auto release = [](ArrowSchema* self) { self->release = nullptr; };
+    for (const std::string lack : {"nothing", "child", "children", "format", "child's format", "release"}) {
+        child = schema = {};
+        child.format = lack == "child's format" ? nullptr : "g";
+        child.name = "ds50";
+        child.release = release;
+        children[0] = lack == "child" ? nullptr : &child;
+        schema.format = lack == "format" ? nullptr : "+s";
+        schema.n_children = 1;
+        schema.children = lack == "children" ? nullptr : children;
+        schema.release = lack == "release" ? nullptr : +release;
+        ArrowArrayStream stream = feed({});
+        stream.get_schema = [](ArrowArrayStream*, ArrowSchema* out) {
+            *out = schema;
+            return 0;
+        };
+        stream.get_next = [](ArrowArrayStream*, ArrowArray* out) {
+            *out = {};
+            return 0;
+        };
+        EXPECT_EQ(import(stream), lack == "nothing" ? 0 : 2) << lack;
+    }
 }
 
 TEST_F(Columns, textIsReadWithoutTheStore) {

@@ -102,6 +102,7 @@ TEST(Formats, filesAreIdentifiedByTheirHead) {
         {"h1 crd 2\n10 1 2\n", 2, 32},
         {"99999\n1\n", 2, 0},
         {"PK\3\4" + b3, 102, 0},
+        {std::string("\0\n\1\n", 4) + csv, 201, 0},  // chance makes a line of CSV of bytes
         {"CCSDS_TDM_VERS = 2.0\n", 114, 0},
         {"{\"a\": 1}\n", 207, 0},
         {"\"a\",\"b\"\n", 211, 0},

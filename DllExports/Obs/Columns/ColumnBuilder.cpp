@@ -99,7 +99,8 @@ void setBits(std::uint8_t* bits, std::size_t first, const BlockFlags& flags, std
 
 std::int8_t TextDictionary::indexOfText(std::string text) {
     constexpr std::size_t kMost = std::size_t{std::numeric_limits<std::int8_t>::max()} + 1;
-    if (texts_.size() == kMost) throw std::length_error("A column of characters has more than 128 different ones.");
+    if (texts_.size() == kMost)
+        throw std::length_error("Types or other characters: more than 128 different ones do not fit into a column.");
     texts_.push_back(std::move(text));
     return static_cast<std::int8_t>(texts_.size() - 1);
 }

@@ -186,7 +186,7 @@ void takeSigmas(Incoming& in, RowBlock& block) {
         const std::size_t count = in.given[i] != 0 ? in.lists[i].size() : 0;
         if (count == 0) continue;
         if (count == 6 || count == 7 || count == 21) block.rows[i].rec.extraValues.create().values = in.lists[i];
-        else in.refuse(i, "a list has 6, 7 or 21 values");
+        else in.refuse(i, kSigmaCounts);
     }
 }
 
@@ -324,7 +324,9 @@ double ds50Of(std::int64_t microseconds) {
 bool isSameTime(double ds50, std::int64_t microseconds) {
     std::int64_t own;
     // The own time is rounded, too.
-    return microsecondsOf(ds50, own) && std::abs(static_cast<double>(own - microseconds)) <= 1;
+    if (!microsecondsOf(ds50, own)) return false;
+    std::int64_t apart;
+    return !__builtin_sub_overflow(own, microseconds, &apart) && apart >= -1 && apart <= 1;
 }
 
 }  // namespace obs

@@ -39,6 +39,9 @@ enum class ColumnForm : std::uint8_t { int32, int64, real, time, text, list };
 
 class ColumnBuilder;
 
+inline constexpr std::int64_t kMostSigmas = 21;
+inline constexpr const char* kSigmaCounts = "a list has 6, 7 or 21 values";
+
 /// Values of a block as they come in; which of the arrays are filled depends on the form. A row that is not given keeps
 /// what a new record has.
 struct Incoming {

@@ -14,6 +14,11 @@ namespace {
 constexpr std::int64_t kMicrosecondsPerSecond = 1'000'000;
 constexpr const char* kInexact = "the number is not whole, or more than the column can hold exactly";
 
+/// The format that a schema states; empty, which is that of no kind, where one is due and missing.
+std::string_view formatOf(const ArrowSchema* schema) {
+    return schema != nullptr && schema->format != nullptr ? schema->format : "";
+}
+
 ArrowKind kindOf(std::string_view format) {
     struct Named {
         std::string_view format;
@@ -121,7 +126,8 @@ std::string_view textAt(const ArrowArray& array, ArrowKind kind, std::int64_t at
     if (length <= kMostInside)
         return length < 0 ? std::string_view() : std::string_view(view + 4, static_cast<std::size_t>(length));
     const auto buffer = valueAt<std::int32_t>(view, 2), from = valueAt<std::int32_t>(view, 3);
-    if (buffer < 0 || buffer + 3 >= array.n_buffers || from < 0) return {};  // the last buffer holds lengths
+    if (buffer < 0 || buffer >= array.n_buffers - 3 || from < 0) return {};  // the last buffer holds lengths
+    if (array.buffers[2 + buffer] == nullptr) return {};
     return {static_cast<const char*>(array.buffers[2 + buffer]) + from, static_cast<std::size_t>(length)};
 }
 
@@ -130,22 +136,23 @@ std::int64_t buffersOf(ArrowKind kind) { return kind == ArrowKind::null ? 0 : is
 }  // namespace
 
 ColumnReader::ColumnReader(const ColumnDef& def, const ArrowSchema& schema, bool naiveIsUtc)
-    : def_(&def), kind_(kindOf(schema.format)), valueKind_(kind_) {
-    const std::string_view format = schema.format;
+    : def_(&def), kind_(kindOf(formatOf(&schema))), valueKind_(kind_) {
+    const std::string_view format = formatOf(&schema);
     const std::string column = "Column " + std::string(def.name) + ": ";
     hasDictionary_ = schema.dictionary != nullptr;
     if (hasDictionary_) {
         if (!isInteger(kind_)) throw ColumnRefusal(column + "The indices of its dictionary are not integers.");
-        valueKind_ = kindOf(schema.dictionary->format);
-    } else if (isList(kind_) && schema.n_children == 1) {
-        valueKind_ = kindOf(schema.children[0]->format);
-        if (schema.children[0]->dictionary != nullptr) valueKind_ = ArrowKind::other;
+        valueKind_ = kindOf(formatOf(schema.dictionary));
+    } else if (isList(kind_) && schema.n_children == 1 && schema.children != nullptr) {
+        const ArrowSchema* const items = schema.children[0];
+        valueKind_ = kindOf(formatOf(items));
+        if (items != nullptr && items->dictionary != nullptr) valueKind_ = ArrowKind::other;
     }
     const bool isPlain = isNumber(valueKind_) || isText(valueKind_) || valueKind_ == ArrowKind::null;
     if (!suits(def, hasDictionary_ ? valueKind_ : kind_, valueKind_) ||
         (hasDictionary_ && def.take != nullptr && !isPlain))
         throw ColumnRefusal(column + "It cannot be taken from values of the format \"" +
-                            std::string(hasDictionary_ ? schema.dictionary->format : schema.format) + "\".");
+                            std::string(hasDictionary_ ? formatOf(schema.dictionary) : format) + "\".");
     if (kind_ != ArrowKind::timestamp || def.take == nullptr) return;
     timeUnit_ = format[2];
     if (std::string_view("smun").find(timeUnit_) == std::string_view::npos || format[3] != ':')
@@ -155,21 +162,25 @@ ColumnReader::ColumnReader(const ColumnDef& def, const ArrowSchema& schema, bool
 }
 
 void ColumnReader::check(const ArrowArray& array, ArrowKind kind, std::int64_t values) const {
-    const std::int64_t buffers = buffersOf(kind), end = array.offset + values;
-    const auto isMissing = [&](std::int64_t i) { return array.buffers[i] == nullptr; };
-    bool isGood = array.offset >= 0 && values >= 0 && array.length >= values && array.n_buffers >= buffers;
-    if (isGood && end > 0 && buffers >= 2) isGood = array.buffers != nullptr && !isMissing(1);
-    if (!isGood)
-        throw ColumnRefusal("Column " + std::string(def_->name) + ": Its values are not what its schema says.");
+    const std::int64_t buffers = buffersOf(kind);
+    bool isGood = array.offset >= 0 && values >= 0 && array.length >= values && array.n_buffers >= buffers &&
+                  array.length <= kMostValues && array.offset <= kMostValues;
+    if (isGood && array.n_buffers > 0) isGood = array.buffers != nullptr;
+    if (isGood && array.offset + values > 0 && buffers >= 2) isGood = array.buffers[1] != nullptr;
+    if (!isGood) refuseArray();
+}
+
+void ColumnReader::refuseArray() const {
+    throw ColumnRefusal("Column " + std::string(def_->name) + ": Its values are not what its schema says.");
 }
 
 void ColumnReader::begin(const ArrowArray& array, std::int64_t rows) {
     array_ = &array;
     if (def_->take == nullptr) return;
     check(array, kind_, rows);
-    const bool isShort = (hasDictionary_ && array.dictionary == nullptr) || (isList(kind_) && array.n_children != 1);
-    if (isShort)
-        throw ColumnRefusal("Column " + std::string(def_->name) + ": Its values are not what its schema says.");
+    if (hasDictionary_ && array.dictionary == nullptr) refuseArray();
+    if (isList(kind_) && (array.n_children != 1 || array.children == nullptr || array.children[0] == nullptr))
+        refuseArray();
     if (hasDictionary_) check(*array.dictionary, valueKind_, array.dictionary->length);
     if (isList(kind_)) check(*array.children[0], valueKind_, array.children[0]->length);
 }
@@ -185,8 +196,9 @@ void ColumnReader::readEach(std::int64_t from, Incoming& in, Read&& readOne) con
             continue;
         }
         const ArrowArray& dictionary = *array_->dictionary;
-        const std::int64_t index = numberAt(*array_, kind_, at).integer;
-        if (index < 0 || index >= dictionary.length) {
+        const Number number = numberAt(*array_, kind_, at);
+        const std::int64_t index = number.integer;
+        if (!number.isInteger || index < 0 || index >= dictionary.length) {
             in.given[row] = 0;
             in.refuse(row, "the index is not in the dictionary");
         } else if (isNull(dictionary, dictionary.offset + index)) {
@@ -242,6 +254,7 @@ void ColumnReader::readList(std::int64_t at, Incoming& in, std::size_t row) cons
     std::vector<double>& list = in.lists[row];
     list.clear();
     if (from < 0 || to < from || to > items.length) return in.refuse(row, "the list is not within its values");
+    if (to - from > kMostSigmas) return in.refuse(row, kSigmaCounts);
     for (std::int64_t i = items.offset + from; i < items.offset + to; ++i) {
         const Number number = isNull(items, i) ? Number{} : numberAt(items, valueKind_, i);
         if (!number.isReal) in.refuse(row, kInexact);

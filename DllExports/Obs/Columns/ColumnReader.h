@@ -58,7 +58,11 @@ public:
     void read(std::int64_t from, Incoming& in) const;
 
 private:
+    /// Places of arrays are added and multiplied by sizes; beyond this no memory has room for values.
+    static constexpr std::int64_t kMostValues = std::int64_t{1} << 56;
+
     void check(const ArrowArray& array, ArrowKind kind, std::int64_t values) const;
+    [[noreturn]] void refuseArray() const;
     void readText(const ArrowArray& array, ArrowKind kind, std::int64_t at, Incoming& in, std::size_t row) const;
     void readNumber(const ArrowArray& array, ArrowKind kind, std::int64_t at, Incoming& in, std::size_t row) const;
     void readTime(std::int64_t value, Incoming& in, std::size_t row) const;

@@ -107,7 +107,10 @@ private:
     }
 
     void takeSchema(const ArrowSchema& schema) {
-        if (std::string_view(schema.format) != "+s") throw ColumnRefusal("The stream does not hold columns.");
+        const bool isStruct = schema.release != nullptr && schema.format != nullptr &&
+                              std::string_view(schema.format) == "+s" && schema.n_children >= 0;
+        if (!isStruct || !haveAll(schema.children, schema.n_children))
+            throw ColumnRefusal("The stream does not hold columns.");
         children_ = schema.n_children;
         for (std::int64_t i = 0; i < children_; ++i) {
             const ArrowSchema& child = *schema.children[i];
@@ -126,9 +129,19 @@ private:
             throw ColumnRefusal("Column " + std::string(defOf(*twice)->name) + ": It occurs twice.");
     }
 
+    template <class Child>
+    static bool haveAll(Child* const* children, std::int64_t count) {
+        return count == 0 ||
+               (children != nullptr && std::find(children, children + count, nullptr) == children + count);
+    }
+
     void takeBatch(const ArrowArray& batch) {
-        if (batch.n_children != children_ || batch.length < 0 || batch.offset < 0)
-            throw ColumnRefusal("A batch is not what the schema says.");
+        const bool isPossible = batch.n_children == children_ && batch.length >= 0 && batch.offset >= 0 &&
+                                haveAll(batch.children, children_);
+        if (!isPossible) throw ColumnRefusal("A batch is not what the schema says.");
+        if (batch.length > kMostRows - counts_.rows || batch.offset > std::numeric_limits<std::int64_t>::max() / 2)
+            throw ColumnRefusal("The stream has more rows than there can be observations.");
+        batch_ = &batch;
         for (Source& source : sources_) source.reader.begin(*batch.children[source.child], batch.offset + batch.length);
         constexpr std::int64_t kRows = kBlockRows;
         for (std::int64_t from = 0; from < batch.length; from += kRows) {
@@ -154,15 +167,24 @@ private:
             for (std::size_t i = 0; i < block_->count; ++i)
                 if (in_->faults[i] != nullptr && blamed_[i] == nullptr) blamed_[i] = &source.reader.def();
         }
-        for (std::size_t i = 0; i < block_->count; ++i) takeRow(i);
+        for (std::size_t i = 0; i < block_->count; ++i)
+            takeRow(i, isNullRow(*batch_, from + static_cast<std::int64_t>(i)));
         counts_.rows += static_cast<std::int64_t>(block_->count);
     }
 
-    void takeRow(std::size_t i) {
+    static bool isNullRow(const ArrowArray& batch, std::int64_t at) {
+        if (batch.null_count == 0 || batch.n_buffers < 1 || batch.buffers == nullptr || batch.buffers[0] == nullptr)
+            return false;
+        return ((static_cast<const std::uint8_t*>(batch.buffers[0])[at / 8] >> at % 8) & 1u) == 0;
+    }
+
+    void takeRow(std::size_t i, bool isNull) {
         const std::int64_t row = counts_.rows + static_cast<std::int64_t>(i);
         if (row < options_.room) options_.keys[row] = kNoKey;
         ColumnRow& taken = block_->rows[i];
-        if (blamed_[i] != nullptr) refuse(row, "Column " + std::string(blamed_[i]->name) + ", row ", in_->faults[i]);
+        if (isNull) refuse(row, "Row ", "it is null as a whole");
+        else if (blamed_[i] != nullptr)
+            refuse(row, "Column " + std::string(blamed_[i]->name) + ", row ", in_->faults[i]);
         else if (std::isnan(taken.rec.obsTime)) refuse(row, "Columns ds50 and time, row ", "there is no time");
         else if (!newcomers_.add(taken, row))
             refuse(row, "Columns sat_num, sen_num and ds50, row ", "they make no key");
@@ -175,7 +197,11 @@ private:
 
     ArrowArrayStream& stream_;
     const ImportOptions& options_;
+    /// Insertion numbers, which are 32 bits.
+    static constexpr std::int64_t kMostRows = std::numeric_limits<std::int32_t>::max();
+
     std::int64_t children_ = 0;
+    const ArrowArray* batch_ = nullptr;
     std::vector<Source> sources_;
     std::unique_ptr<RowBlock> block_ = std::make_unique<RowBlock>();
     std::unique_ptr<Incoming> in_ = std::make_unique<Incoming>();

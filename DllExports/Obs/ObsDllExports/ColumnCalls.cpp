@@ -41,6 +41,7 @@ int32_t ObsImportArrow(struct ArrowArrayStream* stream, int32_t naiveIsUtc, int3
     if (obs::refuseNull(kImport, {stream, counts}) || (room > 0 && obs::refuseNull(kImport, {keys})))
         return kStatusRefused;
     std::fill_n(counts, OBS_ARROW_COUNTS, 0);
+    std::fill_n(keys, std::max<int64_t>(room, 0), obs::kNoKey);
     obs::Owner<ArrowArrayStream> own(*stream);
     stream->release = nullptr;
     if (own->release == nullptr || room < 0) {

@@ -1170,7 +1170,7 @@ OBS_API int32_t ObsExportArrow(int32_t count, const int64_t* keys, int32_t order
  *  @param[out] counts OBS_ARROW_COUNTS numbers (OBS_ARROW_ROWS to OBS_ARROW_REFUSED), 0 when nothing was added.
  *  @param[in]  room number of keys that `keys` has room for, 0 or more.
  *  @param[out] keys for the first `room` rows what ObsAddFrArray would return: the key, 0 for a refused duplicate, -1
- *              for a refused row. May be null when `room` is 0.
+ *              for a refused row, and for all after the last row. May be null when `room` is 0.
  *  @return 0 when each row was added or is a duplicate; 2 otherwise. */
 OBS_API int32_t ObsImportArrow(struct ArrowArrayStream* stream, int32_t naiveIsUtc, int32_t gid,
                                int64_t counts[OBS_ARROW_COUNTS], int64_t room, int64_t* keys);
@@ -1184,7 +1184,7 @@ OBS_API int32_t ObsImportArrow(struct ArrowArrayStream* stream, int32_t naiveIsU
  *  @param[in] bytes the text; need not end with a NUL.
  *  @param[in] length number of bytes, 0 or more.
  *  @param[in,out] state as ObsReadLines; unchanged on failure.
- *  @param[in] fileName what the column `file` says; null or blank: it is null.
+ *  @param[in] fileName what the column `file` says, in UTF-8; null or blank: it is null.
  *  @param[in] columns,columnCount as ObsExportArrow; `file` and `line` (the number of the line, from 1) have to be
  *             asked for by name.
  *  @param[in] batchRows as ObsExportArrow.

@@ -100,8 +100,10 @@ std::string_view laserText(const ObsReadState& state) {
 
 /// False for a value out of range, or what no call has set.
 bool readState(const ObsReadState& state, obs::ReadContext& context) {
+    constexpr int64_t kMostBytes = int64_t{1} << 60;  // of a text, so that places in it can be added
+    const auto isPlace = [](int64_t place) { return place >= 0 && place <= kMostBytes; };
     if (state.size != sizeof state || state.troposphere < 0 || state.troposphere > 2 || state.cutAfter < 0 ||
-        state.lines < 0 || state.offset < 0)
+        !isPlace(state.lines) || !isPlace(state.offset))
         return false;
     context.ttyYear = state.ttyYear;
     context.rotateToDate = state.rotateToDate;
