@@ -153,7 +153,15 @@ def test_progress_tells_and_cancels():
         obslib.load(DECK, group=3, progress=nested)
 
 
-def test_ctrl_c_ends_a_load(tmp_path):
+@pytest.fixture
+def interrupts():
+    """As in a terminal: what starts tests in the background may have them ignored."""
+    before = signal.signal(signal.SIGINT, signal.default_int_handler)
+    yield
+    signal.signal(signal.SIGINT, before)
+
+
+def test_ctrl_c_ends_a_load(tmp_path, interrupts):
     long = tmp_path / "long.txt"
     long.write_bytes(DECK.read_bytes() * 600)
     obslib.load(B3.encode())
