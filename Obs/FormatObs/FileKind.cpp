@@ -57,19 +57,13 @@ constexpr Mark kMarks[] = {
     {0, "PK\3\4"sv, {102, "a zip file, which spreadsheets are, too"sv}},
     {0, "PK\5\6"sv, {103, "an empty zip file"sv}},
     {0, "BZh"sv, {104, "a bzip2 file (bzcat unpacks it)"sv}},
-    {0,
-     "\xFD"
-     "7zXZ"sv,
-     {105, "an xz file (xzcat unpacks it)"sv}},
+    {0, "\3757zXZ"sv, {105, "an xz file (xzcat unpacks it)"sv}},  // in octal: a 7 would belong to \xFD
     {0, "\x28\xB5\x2F\xFD"sv, {106, "a zstd file (zstdcat unpacks it)"sv}},
     {0, "7z\xBC\xAF"sv, {107, "a 7z file"sv}},
     {0, "\xFF\xFE"sv, kUtf16},
     {0, "\xFE\xFF"sv, kUtf16},
     {0, "%PDF-"sv, {109, "a PDF file"sv}},
-    {0,
-     "\x7F"
-     "ELF"sv,
-     {110, "a program"sv}},
+    {0, "\177ELF"sv, {110, "a program"sv}},
     {0, "\xD0\xCF\x11\xE0"sv, {111, "a document or spreadsheet of an office program"sv}},
     {257, "ustar"sv, {112, "a tar file"sv}},
     {0, "%=SNX"sv, {113, "a SINEX file"sv}},

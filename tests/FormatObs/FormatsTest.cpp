@@ -103,6 +103,8 @@ TEST(Formats, filesAreIdentifiedByTheirHead) {
         {"99999\n1\n", 2, 0},
         {"PK\3\4" + b3, 102, 0},
         {std::string("\0\n\1\n", 4) + csv, 201, 0},  // chance makes a line of CSV of bytes
+        {"\3757zXZ", 105, 0},
+        {"\177ELF", 110, 0},
         {"CCSDS_TDM_VERS = 2.0\n", 114, 0},
         {"{\"a\": 1}\n", 207, 0},
         {"\"a\",\"b\"\n", 211, 0},

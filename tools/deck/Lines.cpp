@@ -349,7 +349,7 @@ void damage(std::string& message, Form form, Random& random) {
             else message[lineEnd == std::string::npos ? 19 : lineEnd + 4] = 'X';  // hour
             return;
         case Form::csv:
-            if (first) message[2] = 'X';                       // satellite; without one there is no key
+            if (first) message[2] = 'X';                       // satellite: a key needs one
             else setCsvFields(message, 4, 5, "1950,0,0,0,0");  // the date that stands for a failure
             return;
         case Form::rf:
