@@ -40,6 +40,8 @@ struct CommonOptions {
     bool passedOverIgnored = false;       ///< lines that are nothing known are not an error and are not named
 };
 
+class Input;
+
 struct LoadResult {
     std::string file;  ///< as shown to the user
     bool read = false;
@@ -100,8 +102,8 @@ private:
     void setCorrections(const CommonOptions& options);
     void countCorrections(const std::string& file);
     LoadResult loadOne(const std::string& name, std::int32_t group);
-    std::optional<FileKind> identify() const;
-    std::int32_t loadFile(bool isOfLaserRanges, std::int32_t group);
+    std::optional<FileKind> identify(const Input& input) const;
+    std::int32_t load(const Input& input, bool isOfLaserRanges, std::int32_t group);
     void judge(const LoadResult& result, const FileKind& kind);
     void select(const CommonOptions& options);
     void raise(ExitStatus status);
