@@ -31,6 +31,7 @@ more. Exit status 0 when there is nothing to name, 1 when there is, 2 when a fil
 read.)";
 
 constexpr double kSecondsPerDay = 86400;
+constexpr double kKeyDays = 0.2 / kSecondsPerDay;  ///< by which times may go back in the order of keys
 
 struct Options : CommonOptions {
     double lowestElevation = -5;  ///< degrees
@@ -171,12 +172,15 @@ constexpr std::array<const char*, kMembers.size() + 1> kColumns = {
     "sat_num",  "sen_num",         "type", "ds50", "elevation", "declination", "azimuth", "right_ascension",
     "range_km", "range_rate_km_s", "key"};
 
-/// The latest time of each satellite, sensor and type; open addressing.
+/// The latest time of each satellite, sensor and type, of observations that come in order of time. Those that are too
+/// long ago to be near are forgotten, so that the rest stays at the processor's hand; open addressing.
 class LatestTimes {
 public:
-    /// The latest time so far, which `time` takes the place of; minus infinity for the first.
+    explicit LatestTimes(double keptDays) : keptDays_(keptDays) {}
+
+    /// The latest time so far, which `v.time` is to take the place of; minus infinity for the first.
     double& of(const Values& v) {
-        if (2 * (used_ + 1) > entries_.size()) grow();
+        if (2 * (used_ + 1) > entries_.size()) makeRoom(v.time - keptDays_);
         const Entry wanted{static_cast<std::int32_t>(v.satellite), static_cast<std::int32_t>(v.sensor),
                            static_cast<std::int32_t>(v.type)};
         Entry& entry = find(wanted);
@@ -205,14 +209,19 @@ private:
         }
     }
 
-    void grow() {
+    void makeRoom(double since) {
         constexpr std::size_t kLeast = 1024;  // a power of 2
         const std::vector<Entry> former = std::move(entries_);
-        entries_.assign(std::max(kLeast, 2 * former.size()), Entry());
+        const auto isKept = [&](const Entry& entry) { return entry.type != kFree && entry.time >= since; };
+        used_ = static_cast<std::size_t>(std::count_if(former.begin(), former.end(), isKept));
+        std::size_t size = kLeast;
+        while (size < 4 * used_) size *= 2;
+        entries_.assign(size, Entry());
         for (const Entry& entry : former)
-            if (entry.type != kFree) find(entry) = entry;
+            if (isKept(entry)) find(entry) = entry;
     }
 
+    double keptDays_;
     std::vector<Entry> entries_;
     std::size_t used_ = 0;
 };
@@ -229,13 +238,13 @@ public:
     }
 
     void run() {
-        // Within a year those of one satellite and sensor come in order of time, to the tenth of a second.
+        // Within a year keys have the order of times, but for a tenth of a second.
         constexpr std::int32_t kAscendingKeys = 9, kByTime = -1;
         const Findings before = findings_;
         look(kAscendingKeys);
         if (!isOutOfOrder_) return;
         findings_ = before;
-        latest_ = {};
+        latest_ = LatestTimes(options_.near / kSecondsPerDay);
         look(kByTime);
     }
 
@@ -273,7 +282,8 @@ private:
 
     void checkNear(const Values& v, std::int64_t key) {
         double& latest = latest_.of(v);
-        if (v.time < latest) isOutOfOrder_ = true;
+        if (v.time < latest || v.time < latestOfAll_ - kKeyDays) isOutOfOrder_ = true;
+        latestOfAll_ = std::max(latestOfAll_, v.time);
         if ((v.time - latest) * kSecondsPerDay <= options_.near)
             tell(key, v,
                  fmt::format("another one of the same satellite, sensor and type is within {} seconds", options_.near));
@@ -298,7 +308,8 @@ private:
     const Options& options_;
     Findings& findings_;
     double firstTime_ = 0, lastTime_ = 0;
-    LatestTimes latest_;
+    LatestTimes latest_{options_.near / kSecondsPerDay + kKeyDays};
+    double latestOfAll_ = -std::numeric_limits<double>::infinity();
     bool isOutOfOrder_ = false;
     std::unordered_map<std::int32_t, bool> known_;
 };
