@@ -37,7 +37,17 @@ void LoadBatch::observation(ObsRecord& rec, std::string_view line, LinePlace pla
     const std::int64_t key = getobskey(rec);
     if (key == kNoKey) return keepBad({}, line, place);
     state_.status = kStatusOk;
-    collect(key, rec, place.number);
+    noteLine(place.number);
+    batch_.add(key, rec);
+}
+
+CommonFields* LoadBatch::place() { return addressKeysInForce() ? nullptr : &batch_.place(); }
+
+void LoadBatch::observationAtPlace(std::int64_t key, char secClass, bool rotateToDate, const RareFields* rare,
+                                   LinePlace place) {
+    state_.status = kStatusOk;
+    noteLine(place.number);
+    batch_.addAtPlace(key, secClass, rotateToDate, rare);
 }
 
 void LoadBatch::refuse(const Refusal& why, std::string_view line, LinePlace place) { keepBad(why, line, place); }
@@ -65,13 +75,13 @@ void LoadBatch::keep(Kind kind, const Refusal& what, std::string_view line, std:
     remarkBytes_ += sizeof(Remark) + what.quoted.size() + line.size();
 }
 
-void LoadBatch::collect(std::int64_t key, ObsRecord& rec, std::int64_t lineNumber) {
+/// Of the observation that is collected next.
+void LoadBatch::noteLine(std::int64_t lineNumber) {
     const std::size_t position = batch_.size();
     const bool inStep = !offsets_.empty() &&
                         offsets_.back().lineNumber - lineNumber ==
                             static_cast<std::int64_t>(offsets_.back().position) - static_cast<std::int64_t>(position);
     if (!inStep) offsets_.push_back({position, lineNumber});
-    batch_.add(key, rec);
 }
 
 /// Under address keys there is nothing to gain from a batch: keys are handles and never collide.

@@ -22,6 +22,9 @@ public:
 
     /// The record is written to where it stays. Sets the load's status, as does a refused line.
     void observation(ObsRecord& rec, std::string_view line, LinePlace place) override;
+    CommonFields* place() override;
+    void observationAtPlace(std::int64_t key, char secClass, bool rotateToDate, const RareFields* rare,
+                            LinePlace place) override;
     void refuse(const Refusal& why, std::string_view line, LinePlace place) override;
     void fieldNote(const FieldNote& note, LinePlace place) override;
     void passedOver(std::string_view line, LinePlace place) override;
@@ -64,7 +67,7 @@ private:
         std::int64_t lineNumber;
     };
 
-    void collect(std::int64_t key, ObsRecord& rec, std::int64_t lineNumber);
+    void noteLine(std::int64_t lineNumber);
     void addAtOnce(const ObsRecord& rec, std::string_view line, LinePlace place);
     void keep(Kind kind, const Refusal& what, std::string_view line, std::int64_t lineNumber);
     void keepBad(const Refusal& why, std::string_view line, LinePlace place);
