@@ -11,12 +11,6 @@ namespace obs {
 
 namespace {
 
-/// A batch holds at least this many observations, and more the more the store holds: rebuilding the tree
-/// then costs a constant share per observation.
-constexpr std::size_t kMinBatch = 1u << 20;
-
-std::size_t batchLimit() { return std::max(kMinBatch, static_cast<std::size_t>(obsgetnumoftreenodes())); }
-
 std::string trimmed(std::string text) {
     text.erase(text.find_last_not_of(' ') + 1);
     return text;
@@ -25,9 +19,8 @@ std::string trimmed(std::string text) {
 }  // namespace
 
 LoadBatch::LoadBatch(LoadState& state, std::int64_t fileSize, std::int64_t bytesPerObservation)
-    : state_(state), batch_(state.run.options.gid, state.run.takeBack), batchLimit_(batchLimit()) {
-    if (fileSize <= 0) return;
-    batch_.expect(std::min(static_cast<std::size_t>(fileSize / bytesPerObservation) + 1, batchLimit_));
+    : state_(state), batch_(state.run.options.gid, state.run.takeBack) {
+    if (fileSize > 0) batch_.expect(static_cast<std::size_t>(fileSize / bytesPerObservation) + 1);
 }
 
 // --- What readers hand over -------------------------------------------------------------------
@@ -119,7 +112,6 @@ void LoadBatch::flush() {
         throw;
     }
     forget();
-    batchLimit_ = batchLimit();
 }
 
 void LoadBatch::tellAll(const std::vector<BulkAdd::Refused>& duplicates) {
