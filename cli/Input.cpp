@@ -20,6 +20,7 @@
 #include <fmt/format.h>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "FileArguments.h"
 #include "Text.h"
 #include "Unpacker.h"
 
@@ -117,7 +118,9 @@ void Input::openNamed(const std::string& name) {
     if (!problem_.empty()) return;
     const int descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
     struct stat info {};
-    if (descriptor < 0 || ::fstat(descriptor, &info) != 0) problem_ = std::strerror(errno);
+    if (descriptor < 0 && errno == ENOENT && isPattern(name)) problem_ = "no file matches the pattern";
+    else if (descriptor < 0 || ::fstat(descriptor, &info) != 0) problem_ = std::strerror(errno);
+    else if (S_ISDIR(info.st_mode)) problem_ = "the folder holds no files";
     else if (!S_ISREG(info.st_mode) || isPacked(descriptor)) copyToTemporary(descriptor);
     if (descriptor >= 0) ::close(descriptor);
 }

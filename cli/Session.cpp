@@ -202,6 +202,11 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
         fail(result.file, lastError());
         return result;
     }
+    if (kind->number >= OBS_FILE_OTHER && options_.ofFolders.count(name) > 0) {
+        complain(result.file, fmt::format("skipped: it is {}, not observations", kind->name));
+        raise(ExitStatus::badLines);
+        return result;
+    }
     if (kind->number >= OBS_FILE_OTHER && kind->number < OBS_FILE_GUESS) {
         fail(result.file, fmt::format("this is {}, not observations", kind->name));
         return result;

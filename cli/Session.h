@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "FileArguments.h"
 #include "Formats.h"
 #include "LineReports.h"
 #include "Output.h"
@@ -23,8 +24,7 @@ namespace obstool {
 /// As ObsSetSlrCorrections numbers them.
 inline constexpr std::array<std::string_view, 3> kTroposphereModels = {"none", "mendes-pavlis", "marini-murray"};
 
-struct CommonOptions {
-    std::vector<std::string> files;
+struct CommonOptions : FileArguments {
     std::vector<std::size_t> groups;      ///< numbers of the files to keep, from 1; empty: all
     std::optional<std::string> select;    ///< criteria of ObsSetSelObs
     bool dryRun = false;                  ///< only with `select`
