@@ -30,7 +30,8 @@ constexpr auto kDescription = "Looks into files of satellite tracking observatio
 constexpr auto kFooter = R"~(
 'obstool COMMAND --help' shows a command's options. A FILE holds one observation a line,
 keyword lines and comments ("*" in column 1); the name - stands for standard input. Files that
-are packed with gzip or zstd, whatever their names, are unpacked on the way. A file
+are packed with gzip or zstd, whatever their names, are unpacked on the way. A folder stands for
+the files in it and below, a pattern in quotes ("2024/*.obs") for what matches it. A file
 that begins with a CRD header (H1 CRD), or the mark 99999 or 88888 of an older block, is
 read as laser ranges alone. The public laser stations are known (the folder OBS_DATA of the
 environment may hold another laser_stations.csv); --sensors adds to them. A correction that
