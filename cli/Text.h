@@ -51,7 +51,8 @@ std::string isoTime(double daysSince1950);
 /// Without blanks at its end, nor those that fill up a text quoted within.
 std::string withoutPadding(std::string_view text);
 
-/// The bytes of control characters become "?": a line of a damaged file cannot drive the terminal.
+/// The bytes of control characters, and those that are not UTF-8, become "?": a line of a damaged file cannot drive the
+/// terminal.
 std::string printable(std::string_view text);
 
 /// A JSON string with its quotes. Bytes that are not UTF-8 become U+FFFD.

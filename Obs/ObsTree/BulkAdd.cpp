@@ -2,6 +2,7 @@
 #include "Obs/ObsTree/BulkAdd.h"
 
 #include <algorithm>
+#include <iterator>
 #include <new>
 
 #include "Obs/ObsTree/RadixSort.h"
@@ -82,12 +83,12 @@ ObsRecord BulkAdd::recordAt(std::size_t position) const {
     return rec;
 }
 
-std::vector<BulkAdd::Refused> BulkAdd::commit(std::int64_t* keys) {
+std::vector<BulkAdd::Refused> BulkAdd::commit(std::int64_t* keys, const BatchOrigin* origin) {
     const UpdateGuard guard;
     gStore.reserve(pending_.size(), gStore.pools.slotsUsed());
     if (takeBack_ != nullptr) takeBack_->reserve();
     std::vector<Refused> refused;
-    const bool allNamed = claimKeys(refused, keys);
+    const bool allNamed = claimKeys(refused, keys, gStore.origins.isKept() ? origin : nullptr);
     link();
     pending_.clear();
     close();
@@ -97,8 +98,10 @@ std::vector<BulkAdd::Refused> BulkAdd::commit(std::int64_t* keys) {
 
 /// Settles every key in order of adding and leaves in `pending_` those that were accepted. False when
 /// memory did not suffice to name every refused one.
-bool BulkAdd::claimKeys(std::vector<Refused>& refused, std::int64_t* keys) {
+bool BulkAdd::claimKeys(std::vector<Refused>& refused, std::int64_t* keys, const BatchOrigin* origin) {
     bool allNamed = true;
+    std::vector<std::size_t> positions;  // of those accepted
+    if (origin != nullptr) positions.reserve(pending_.size());
     std::size_t accepted = 0;
     for (std::size_t i = 0; i < pending_.size(); ++i) {
         if (i + kPrefetchAhead < pending_.size()) gStore.index.prefetch(pending_[i + kPrefetchAhead].key);
@@ -108,6 +111,7 @@ bool BulkAdd::claimKeys(std::vector<Refused>& refused, std::int64_t* keys) {
         if (keys != nullptr) keys[i] = claimed ? pending.key : kDuplicateKey;
         if (claimed) {
             pending_[accepted++] = pending;
+            if (origin != nullptr) positions.push_back(i);
             continue;
         }
         gStore.pools.release(pending.slot);
@@ -119,11 +123,26 @@ bool BulkAdd::claimKeys(std::vector<Refused>& refused, std::int64_t* keys) {
     accepted_ = accepted;
     std::int32_t seqNum = gStore.takeSeqNums(static_cast<std::uint32_t>(accepted));
     if (takeBack_ != nullptr) takeBack_->note(seqNum, accepted);
+    if (origin != nullptr) allNamed = noteOrigins(*origin, positions, seqNum) && allNamed;
     for (const Pending& pending : pending_) {
         gStore.pools.mark(pending.slot) = {++seqNum, pending.gid};
         gStore.pools.noteLive(pending.slot);
     }
     return allNamed;
+}
+
+/// False when memory does not suffice for all of them.
+bool BulkAdd::noteOrigins(const BatchOrigin& origin, const std::vector<std::size_t>& positions, std::int32_t above) {
+    try {
+        const std::int32_t file = gStore.origins.fileNumber(origin.file);
+        auto run = origin.lines.begin();
+        for (const std::size_t position : positions) {
+            while (std::next(run) != origin.lines.end() && std::next(run)->position <= position) ++run;
+            const std::int64_t line = run->lineNumber + static_cast<std::int64_t>(position - run->position);
+            gStore.origins.note(++above, {file, line});
+        }
+        return true;
+    } catch (const std::bad_alloc&) { return false; }
 }
 
 void BulkAdd::link() {

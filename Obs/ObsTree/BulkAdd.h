@@ -44,12 +44,13 @@ public:
     /// Enters all of them into the store. Returns the positions (counted from 0 in order of adding) and keys
     /// of those refused as duplicates, in that order. On std::bad_alloc either none is entered, or all but
     /// the refused ones are and not every refused one could be named; `size()` tells which (0: entered).
-    /// `keys`, unless null, gets the key of each position, 0 for a refused one.
+    /// `keys`, unless null, gets the key of each position, 0 for a refused one; `origin`, unless null, says where they
+    /// come from.
     struct Refused {
         std::size_t position;
         std::int64_t key;
     };
-    std::vector<Refused> commit(std::int64_t* keys = nullptr);
+    std::vector<Refused> commit(std::int64_t* keys = nullptr, const BatchOrigin* origin = nullptr);
 
     /// How many the latest commit entered, also one that could not name all it refused.
     std::size_t accepted() const { return accepted_; }
@@ -70,7 +71,8 @@ private:
     bool needsTopUp() const { return reserved_.slotsLeft() == 0 || reserved_.triples.size() < kTripleKinds; }
     void topUp();
     void close();
-    bool claimKeys(std::vector<Refused>& refused, std::int64_t* keys);
+    bool claimKeys(std::vector<Refused>& refused, std::int64_t* keys, const BatchOrigin* origin);
+    bool noteOrigins(const BatchOrigin& origin, const std::vector<std::size_t>& positions, std::int32_t above);
     void link();
     void sortByKey();
 

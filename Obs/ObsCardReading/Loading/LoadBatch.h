@@ -61,11 +61,6 @@ private:
         Refusal what;  ///< without words when the reader had nothing to say
         std::string line;
     };
-    /// From this collected observation on, line numbers run with positions until the next entry.
-    struct LineOffset {
-        std::size_t position;
-        std::int64_t lineNumber;
-    };
 
     void noteLine(std::int64_t lineNumber);
     void addAtOnce(const ObsRecord& rec, std::string_view line, LinePlace place);
@@ -78,12 +73,12 @@ private:
     void tell(const Remark& remark);
     void tellFault(const Remark& remark);
     void tellBad(const Remark& remark);
-    void tellDuplicate(const BulkAdd::Refused& refused, std::vector<LineOffset>::const_iterator& offset);
+    void tellDuplicate(const BulkAdd::Refused& refused, std::vector<LineRun>::const_iterator& offset);
 
     BulkAdd batch_;
     std::vector<Remark> remarks_;
     std::size_t remarkBytes_ = 0;
-    std::vector<LineOffset> offsets_;
+    std::vector<LineRun> offsets_;
     SlrCorrectionCounts corrections_;
 };
 
