@@ -201,6 +201,25 @@ module obs_interface
             integer(c_int32_t) :: outcome
         end function ObsLoadSlrFileGID
 
+        function ObsLoadText(name, bytes, length, gid, options) bind(c, name="ObsLoadText") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: name(512)
+            character(kind=c_char), intent(in) :: bytes(*)
+            integer(c_int64_t), value :: length
+            integer(c_int32_t), value :: gid
+            type(ObsLoadOptions), intent(in) :: options
+            integer(c_int32_t) :: outcome
+        end function ObsLoadText
+
+        function ObsLoadSlrText(name, bytes, length, gid) bind(c, name="ObsLoadSlrText") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: name(512)
+            character(kind=c_char), intent(in) :: bytes(*)
+            integer(c_int64_t), value :: length
+            integer(c_int32_t), value :: gid
+            integer(c_int32_t) :: outcome
+        end function ObsLoadSlrText
+
         function ObsLoadCard(card) bind(c, name="ObsLoadCard") result(outcome)
             import
             character(kind=c_char), intent(in) :: card(512)
@@ -424,6 +443,17 @@ module obs_interface
             character(kind=c_char), intent(out) :: name(512)
             integer(c_int32_t) :: outcome
         end function ObsIdentifyFile
+
+        function ObsIdentifyText(bytes, length, kind, formats, name) bind(c, name="ObsIdentifyText") &
+            result(outcome)
+            import
+            character(kind=c_char), intent(in) :: bytes(*)
+            integer(c_int64_t), value :: length
+            integer(c_int32_t), intent(out) :: kind
+            integer(c_int32_t), intent(out) :: formats
+            character(kind=c_char), intent(out) :: name(512)
+            integer(c_int32_t) :: outcome
+        end function ObsIdentifyText
 
         function ObsReadLines(bytes, length, state, observation, report, user) bind(c, name="ObsReadLines") &
             result(outcome)

@@ -117,6 +117,11 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "~The structure has another size", ObsGetLoadLines, &wrongSize_),
         FAILS(2, "~The options have another size", ObsLoadFileWith, noKey.c_str(), 0, &noOptions_),
         FAILS(2, "~The last observation line is bad", ObsLoadFileWith, noKey.c_str(), 0, nullptr),
+        FAILS(2, "~The options have another size", ObsLoadText, "deck", "", 0, 0, &noOptions_),
+        FAILS(2, "~The last observation line is bad", ObsLoadText, "deck", noSatellite.data(), 80, 0, nullptr),
+        FAILS(2, "~The length must not be negative", ObsLoadText, "deck", "", -1, 0, nullptr),
+        FAILS(2, "~A null pointer", ObsLoadSlrText, "deck", nullptr, 0, 0),
+        FAILS(2, "~The length must not be negative", ObsIdentifyText, "", -1, &count_, &numbers_[0], a_),
         FAILS(
             2, "~The state has another size", ObsReadLines, "", 0, &noState_,
             [](const double*, std::int64_t, std::int64_t, void*) {}, nullptr, nullptr),

@@ -218,6 +218,30 @@ OBS_API int32_t ObsLoadSlrFile(const char* fileName);
  *  @return as ObsLoadFile. */
 OBS_API int32_t ObsLoadSlrFileGID(const char* fileName, int32_t gid);
 
+/** @defgroup ObsLoadText ObsLoadText
+ *  Addition. As ObsLoadFileWith, for a text that is in memory: unpacked, received, mapped. It is read where it is.
+ *  Threads: as ObsLoadFile.
+ *  @param[in] name what messages call the text; no file is opened under it. Files that the text names are looked for
+ *             as if it were a file of this name.
+ *  @param[in] bytes the text; need not end with a NUL.
+ *  @param[in] length number of bytes, 0 or more.
+ *  @param[in] gid group of the observations; 0 none.
+ *  @param[in] options see ObsLoadOptions; null for all zeros.
+ *  @return the outcome of the last observation line (0 good or duplicate, 2 bad); 2 also for a null pointer or a
+ *          negative length, for options of another size or out of range, and for more lines than allowed. */
+OBS_API int32_t ObsLoadText(const char* name, const char* bytes, int64_t length, int32_t gid,
+                            const ObsLoadOptions* options);
+
+/** @defgroup ObsLoadSlrText ObsLoadSlrText
+ *  Addition. As ObsLoadSlrFileGID, for a text that is in memory.
+ *  Threads: as ObsLoadFile.
+ *  @param[in] name as ObsLoadText.
+ *  @param[in] bytes the text; need not end with a NUL.
+ *  @param[in] length number of bytes, 0 or more.
+ *  @param[in] gid group of the observations; 0 none.
+ *  @return as ObsLoadText. */
+OBS_API int32_t ObsLoadSlrText(const char* name, const char* bytes, int64_t length, int32_t gid);
+
 /** @defgroup ObsLoadCard ObsLoadCard
  *  Loads one line that is an observation by itself.
  *  @param[in] card B3, B3E, ECI, CSV or RF line, or a TTY card that needs no second one.
@@ -528,6 +552,17 @@ typedef struct ObsReadState {
  *  @return 0, 2 for a null pointer, or the system's error number when the file cannot be read (outputs 0 and blank):
  *          as loading, it takes regular files alone. */
 OBS_API int32_t ObsIdentifyFile(const char* fileName, int32_t* kind, int32_t* formats, char name[512]);
+
+/** @defgroup ObsIdentifyText ObsIdentifyText
+ *  Addition. As ObsIdentifyFile, for the first bytes of a file that are in memory; more than 64 KiB are not looked at.
+ *  Threads: any.
+ *  @param[in]  bytes   the text; need not end with a NUL.
+ *  @param[in]  length  number of bytes, 0 or more.
+ *  @param[out] kind    as ObsIdentifyFile.
+ *  @param[out] formats as ObsIdentifyFile.
+ *  @param[out] name    as ObsIdentifyFile.
+ *  @return 0, or 2 for a null pointer or a negative length (outputs unchanged). */
+OBS_API int32_t ObsIdentifyText(const char* bytes, int64_t length, int32_t* kind, int32_t* formats, char name[512]);
 
 /** @defgroup ObsReadLines ObsReadLines
  *  Addition. Reads lines of text as a load would, without the store, the log and the settings of the process. Settings

@@ -192,7 +192,7 @@ int32_t ObsGetPasses(int32_t count, const int64_t* keys, int32_t room, ObsPass* 
                              });
             if (unknown.count != 0) return unknown.status(kName, static_cast<std::size_t>(count));
         }
-        const std::vector<obs::Pass> found = obs::passesOf(std::move(sightings));
+        const std::vector<obs::Pass> found = obs::passesOf(sightings);
         *passCount = static_cast<int32_t>(found.size());
         const std::size_t fitting = std::min(found.size(), static_cast<std::size_t>(room));
         std::transform(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(fitting), passes,
