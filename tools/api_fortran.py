@@ -21,7 +21,7 @@ module obs_interface
 KINDS = {"int32_t": "integer(c_int32_t)", "int64_t": "integer(c_int64_t)", "double": "real(c_double)",
          "char": "character(kind=c_char)"}
 # A pointer to numbers that are not constant is one of them, or an array when it has one of these names.
-ARRAYS = {"keys", "obsArrs", "values", "firstColumns", "lastColumns", "drops", "passes"}
+ARRAYS = {"keys", "obsArrs", "values", "firstColumns", "lastColumns", "drops", "passes", "numbers"}
 # A constant text is one of 512 characters, unless it has one of these names.
 TEXTS_OF_ANY_LENGTH = {"bytes"}
 
