@@ -16,42 +16,11 @@
 #include <sstream>
 
 #include "Call.h"
+#include "Streams.h"
 
 namespace obslib {
 
 namespace {
-
-constexpr const char* kStreamName = "arrow_array_stream";
-
-/// One of the structures of the interface, released when its owner goes.
-template <class Structure>
-struct Released {
-    Structure value{};
-    Released() = default;
-    ~Released() {
-        if (value.release != nullptr) value.release(&value);
-    }
-    Released(const Released&) = delete;
-    Released& operator=(const Released&) = delete;
-};
-using Stream = Released<ArrowArrayStream>;
-using Schema = Released<ArrowSchema>;
-using Batch = Released<ArrowArray>;
-
-/// The names as the library takes them; they live as long as this does.
-struct Names {
-    explicit Names(std::vector<std::string> given) : texts(std::move(given)) {
-        for (const std::string& text : texts)
-            pointers.push_back(lineText(text).size() == text.size() ? text.c_str() : "");
-    }
-    [[nodiscard]] int32_t count() const { return static_cast<int32_t>(texts.size()); }
-    std::vector<std::string> texts;
-    std::vector<const char*> pointers;
-};
-
-nb::capsule toCapsule(std::unique_ptr<Stream> stream) {
-    return {stream.release(), kStreamName, [](void* p) noexcept { delete static_cast<Stream*>(p); }};
-}
 
 /// @throws KeyUnknown for the first key that the store does not have.
 void refuseUnknown(const Keys& keys) {
@@ -116,20 +85,22 @@ nb::tuple readStream(const nb::bytes& text, int32_t year, const std::optional<st
     return nb::make_tuple(toCapsule(std::move(stream)), table);
 }
 
-nb::tuple importStream(const nb::capsule& capsule, bool naiveIsUtc, int32_t group) {
+/// Adds the rows; with `rows` of them, the key of each, 0 for a duplicate and -1 for a refused one.
+nb::tuple importStream(const nb::capsule& capsule, bool naiveIsUtc, int32_t group, int64_t rows) {
     auto* stream = static_cast<ArrowArrayStream*>(PyCapsule_GetPointer(capsule.ptr(), kStreamName));
     if (stream == nullptr) throw nb::python_error();
     std::array<int64_t, OBS_ARROW_COUNTS> counts{};
+    std::vector<int64_t> keys(static_cast<size_t>(rows));
     int32_t result = 0;
     std::string reason;
     {
         const Exclusive exclusive;
-        result = ObsImportArrow(stream, naiveIsUtc ? 1 : 0, group, counts.data(), 0, nullptr);
+        result = ObsImportArrow(stream, naiveIsUtc ? 1 : 0, group, counts.data(), rows, keys.data());
         if (result != 0) reason = lastError();
     }
     if (result != 0 && counts[OBS_ARROW_ROWS] == 0) throw Refused(reason);
     return nb::make_tuple(counts[OBS_ARROW_ROWS], counts[OBS_ARROW_ADDED], counts[OBS_ARROW_DUPLICATES],
-                          counts[OBS_ARROW_REFUSED]);
+                          counts[OBS_ARROW_REFUSED], toArray(std::move(keys)));
 }
 
 /// Which of the rows of a stream, of which there are at most `rows`, meet a text of criteria.
@@ -289,8 +260,9 @@ void bindColumns(nb::module_& m) {
            nb::sig("def read_stream(text: bytes, year: int, file: str | None, columns: collections.abc.Sequence[str],"
                    " batch_rows: int) -> tuple[typing_extensions.CapsuleType, list[tuple[int, int, str]]]"));
     define(m, "import_stream", importStream, nb::arg("stream"), nb::arg("naive_is_utc"), nb::arg("group"),
-           nb::sig("def import_stream(stream: typing_extensions.CapsuleType, naive_is_utc: bool, group: int)"
-                   " -> tuple[int, int, int, int]"));
+           nb::arg("rows"),
+           nb::sig("def import_stream(stream: typing_extensions.CapsuleType, naive_is_utc: bool, group: int, rows: int)"
+                   " -> tuple[int, int, int, int, numpy.typing.NDArray[numpy.int64]]"));
     define(m, "select_rows", selectRows, nb::arg("stream"), nb::arg("criteria"), nb::arg("rows"),
            nb::sig("def select_rows(stream: typing_extensions.CapsuleType, criteria: str, rows: int)"
                    " -> numpy.typing.NDArray[numpy.int8]"));
