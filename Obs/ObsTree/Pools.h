@@ -47,6 +47,11 @@ struct Node {
         words[0] = left | (balance < 0 ? kHeavy : 0);
         words[1] = right | (balance > 0 ? kHeavy : 0);
     }
+
+    /// Neither side has a child and both are the higher one: the tree has not got to this node yet.
+    bool isLoose() const { return words[0] == kLoose && words[1] == kLoose; }
+    void setLoose() { words[0] = words[1] = kLoose; }
+    static constexpr std::uint32_t kLoose = kHeavy | kNoSlot;
 };
 static_assert(sizeof(Node) == 16);
 
