@@ -83,6 +83,7 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
     const std::vector<Failing> calls{
         FAILS_VOID(0, "~A null pointer", ObsGetInfo, nullptr),
         FAILS(2, "SetObsKeyMode: invalid input value for obs key mode.", SetObsKeyMode, 2),
+        FAILS(2, "ObsSetLargePages: It is neither 0 nor 1.", ObsSetLargePages, 2),
         FAILS(-1, "~A number is negative", ObsFieldsToObsKey, -1, 211, 27000.),
         FAILS(-1, "~A number is negative, or the time", ObsFieldsToObsKey, 5, 211, nan),
         FAILS(-1, "~A number is negative", ObsFieldsToObsKeyML, 5, 211, 1e300, &key_),

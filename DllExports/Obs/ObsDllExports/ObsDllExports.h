@@ -106,6 +106,15 @@ OBS_API int32_t GetObsKeyMode(void);
  *  @return 0, or 2 for another mode. */
 OBS_API int32_t SetObsKeyMode(int32_t mode);
 
+/** @defgroup ObsSetLargePages ObsSetLargePages
+ *  Addition. Whether memory that the store takes from now on may come in pages of 2 MiB, from 65,536 observations on
+ *  and where the system has such pages. Loads and look-ups of millions are then faster as long as the system has them
+ *  at hand, and loads slower when it has to make them first; nothing else differs.
+ *  Threads: any.
+ *  @param[in] isWanted 1, or 0 as at start.
+ *  @return 0, or 2 for another number. */
+OBS_API int32_t ObsSetLargePages(int32_t isWanted);
+
 /** @defgroup ObsSetProgressCallback ObsSetProgressCallback
  *  Addition. Tells how far loads (ObsLoadFile..., ObsLoadSlrFile...) and saves (ObsSave...) of files have come, at most
  *  ten times a second and once when all is read or written, and lets them be cancelled. A cancelled call fails with a
