@@ -21,6 +21,13 @@ constexpr std::size_t kMovesAllowed = 8;
 
 }  // namespace
 
+/// Of observations that were added.
+std::vector<SlotNumber> BulkAdd::slotsOf(const HandedOver& observations) {
+    std::vector<SlotNumber> slots(observations.size());
+    std::transform(observations.begin(), observations.end(), slots.begin(), [](const Pending& p) { return p.slot; });
+    return slots;
+}
+
 BulkAdd::~BulkAdd() {
     try {
         drop();
@@ -42,13 +49,24 @@ void BulkAdd::add(std::int64_t key, ObsRecord& rec, std::int32_t gid) {
     pending_.back().slot = slot;
 }
 
-void BulkAdd::topUp() {
-    const UnseenUpdateGuard guard;
+/// Inside an update, seen or unseen.
+void BulkAdd::open() {
     if (!open_) gStore.pools.open();
     open_ = true;
+}
+
+void BulkAdd::topUp() {
     constexpr std::size_t kLeastReserved = 64;
-    gStore.pools.reserve(reserved_, static_cast<std::uint32_t>(std::clamp<std::size_t>(pending_.size(), kLeastReserved,
-                                                                                       Pools::kMostReserved)));
+    const std::uint32_t slotsEnd = reserved_.slots.end, triplesEnd = reserved_.triples.end;
+    {
+        const UnseenUpdateGuard guard;
+        open();
+        gStore.pools.reserve(reserved_, static_cast<std::uint32_t>(std::clamp<std::size_t>(
+                                            handedOver_ + pending_.size(), kLeastReserved, Pools::kMostReserved)));
+    }
+    // Fresh memory is the dearest part of a load: it must not keep other adders waiting.
+    if (reserved_.slots.end != slotsEnd) gStore.pools.supplySlots(reserved_.slots);
+    if (reserved_.triples.end != triplesEnd) gStore.pools.supplyTriples(reserved_.triples);
 }
 
 /// Inside an update, seen or unseen.
@@ -60,13 +78,33 @@ void BulkAdd::close() {
 
 void BulkAdd::drop() {
     if (!open_ && pending_.empty()) return;
-    std::vector<SlotNumber> slots;
-    slots.reserve(pending_.size());
-    for (const Pending& pending : pending_) slots.push_back(pending.slot);
+    const std::vector<SlotNumber> slots = slotsOf(pending_);
     const UnseenUpdateGuard guard;
     close();
     gStore.pools.abandon(slots);
     pending_.clear();
+}
+
+void BulkAdd::drop(HandedOver& others) {
+    if (others.empty()) return;
+    const std::vector<SlotNumber> slots = slotsOf(others);
+    const UnseenUpdateGuard guard;
+    gStore.pools.abandon(slots);
+    others.clear();
+}
+
+void BulkAdd::handOver(HandedOver& to) {
+    handedOver_ += pending_.size();
+    pending_.swap(to);
+}
+
+void BulkAdd::append(HandedOver& others) {
+    if (!open_) {
+        const UnseenUpdateGuard guard;
+        open();
+    }
+    pending_.insert(pending_.end(), others.begin(), others.end());
+    others.clear();
 }
 
 ObsRecord BulkAdd::recordAt(std::size_t position) const {
@@ -123,9 +161,7 @@ void BulkAdd::link() {
     if (pending_.size() >= gStore.tree.size() / kRebuildShare) {
         try {
             sortByKey();
-            std::vector<SlotNumber> order(pending_.size());
-            std::transform(pending_.begin(), pending_.end(), order.begin(), [](const Pending& p) { return p.slot; });
-            gStore.tree.linkSorted(order);
+            gStore.tree.linkSorted(slotsOf(pending_));
             return;
         } catch (const std::bad_alloc&) {  // one by one needs no memory
         }
