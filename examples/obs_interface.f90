@@ -134,6 +134,17 @@ module obs_interface
             type(c_ptr), value :: user
         end subroutine ObsSetProgressCallback
 
+        function ObsSetThreads(number) bind(c, name="ObsSetThreads") result(outcome)
+            import
+            integer(c_int32_t), value :: number
+            integer(c_int32_t) :: outcome
+        end function ObsSetThreads
+
+        function ObsGetThreads() bind(c, name="ObsGetThreads") result(outcome)
+            import
+            integer(c_int32_t) :: outcome
+        end function ObsGetThreads
+
         function ObsFieldsToObsKey(satNum, senNum, obsTime) bind(c, name="ObsFieldsToObsKey") &
             result(outcome)
             import

@@ -16,6 +16,13 @@ constexpr std::size_t kLooseShare = 16;
 
 }  // namespace
 
+/// Of observations that were added.
+std::vector<SlotNumber> BulkAdd::slotsOf(const HandedOver& observations) {
+    std::vector<SlotNumber> slots(observations.size());
+    std::transform(observations.begin(), observations.end(), slots.begin(), [](const Pending& p) { return p.slot; });
+    return slots;
+}
+
 BulkAdd::~BulkAdd() {
     try {
         drop();
@@ -44,13 +51,24 @@ void BulkAdd::addAtPlace(std::int64_t key, char secClass, bool rotateToDate, con
     reserved_.takeSlot();
 }
 
-void BulkAdd::topUp() {
-    const UnseenUpdateGuard guard;
+/// Inside an update, seen or unseen.
+void BulkAdd::open() {
     if (!open_) gStore.pools.open();
     open_ = true;
+}
+
+void BulkAdd::topUp() {
     constexpr std::size_t kLeastReserved = 64;
-    gStore.pools.reserve(reserved_, static_cast<std::uint32_t>(std::clamp<std::size_t>(pending_.size(), kLeastReserved,
-                                                                                       Pools::kMostReserved)));
+    const std::uint32_t slotsEnd = reserved_.slots.end, triplesEnd = reserved_.triples.end;
+    {
+        const UnseenUpdateGuard guard;
+        open();
+        gStore.pools.reserve(reserved_, static_cast<std::uint32_t>(std::clamp<std::size_t>(
+                                            handedOver_ + pending_.size(), kLeastReserved, Pools::kMostReserved)));
+    }
+    // Fresh memory is the dearest part of a load: it must not keep other adders waiting.
+    if (reserved_.slots.end != slotsEnd) gStore.pools.supplySlots(reserved_.slots);
+    if (reserved_.triples.end != triplesEnd) gStore.pools.supplyTriples(reserved_.triples);
 }
 
 /// Inside an update, seen or unseen.
@@ -62,13 +80,33 @@ void BulkAdd::close() {
 
 void BulkAdd::drop() {
     if (!open_ && pending_.empty()) return;
-    std::vector<SlotNumber> slots;
-    slots.reserve(pending_.size());
-    for (const Pending& pending : pending_) slots.push_back(pending.slot);
+    const std::vector<SlotNumber> slots = slotsOf(pending_);
     const UnseenUpdateGuard guard;
     close();
     gStore.pools.abandon(slots);
     pending_.clear();
+}
+
+void BulkAdd::drop(HandedOver& others) {
+    if (others.empty()) return;
+    const std::vector<SlotNumber> slots = slotsOf(others);
+    const UnseenUpdateGuard guard;
+    gStore.pools.abandon(slots);
+    others.clear();
+}
+
+void BulkAdd::handOver(HandedOver& to) {
+    handedOver_ += pending_.size();
+    pending_.swap(to);
+}
+
+void BulkAdd::append(HandedOver& others) {
+    if (!open_) {
+        const UnseenUpdateGuard guard;
+        open();
+    }
+    pending_.insert(pending_.end(), others.begin(), others.end());
+    others.clear();
 }
 
 ObsRecord BulkAdd::recordAt(std::size_t position) const {

@@ -41,6 +41,22 @@ public:
     /// Observations added since the last commit.
     std::size_t size() const { return pending_.size(); }
 
+    /// Observations on their way from one adder to another, in order of adding. Their slots are the store's until they
+    /// are appended or dropped, as long as the adder that handed them over lives.
+    struct Pending {
+        std::int64_t key;
+        SlotNumber slot;
+        std::int32_t gid;
+    };
+    using HandedOver = std::vector<Pending>;
+
+    /// Gives what was added since the last commit; `to`, which must be empty, lends its memory in exchange.
+    void handOver(HandedOver& to);
+
+    /// Adds what another one has handed over, after all that was added before.
+    void append(HandedOver& others);
+    static void drop(HandedOver& others);
+
     /// Enters all of them into the store. Returns the positions (counted from 0 in order of adding) and keys
     /// of those refused as duplicates, in that order. On std::bad_alloc either none is entered, or all but
     /// the refused ones are and not every refused one could be named; `size()` tells which (0: entered).
@@ -61,13 +77,9 @@ public:
     ObsRecord recordAt(std::size_t position) const;
 
 private:
-    struct Pending {
-        std::int64_t key;
-        SlotNumber slot;
-        std::int32_t gid;
-    };
-
+    static std::vector<SlotNumber> slotsOf(const HandedOver& observations);
     bool needsTopUp() const { return reserved_.slotsLeft() == 0 || reserved_.triples.size() < kTripleKinds; }
+    void open();
     void topUp();
     void close();
     bool claimKeys(std::vector<Refused>& refused, std::int64_t* keys);
@@ -76,6 +88,7 @@ private:
     std::int32_t gid_;
     TakeBack* takeBack_;
     std::vector<Pending> pending_;
+    std::size_t handedOver_ = 0;
     std::size_t accepted_ = 0;
     Reservation reserved_;
     bool open_ = false;

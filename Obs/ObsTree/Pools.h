@@ -156,6 +156,10 @@ public:
     void open() { ++openReservations_; }
     /// Tops a reservation up, with at most `slots` slots. Throws std::bad_alloc.
     void reserve(Reservation& reserved, std::uint32_t slots);
+    /// Has the memory supplied of slots and triples that a reservation has got, which the owner may do beside others.
+    void supplySlots(const Reservation::Run& slots);
+    void supplyParents() { parents_.supply(0, freshSlot_); }
+    void supplyTriples(const Reservation::Run& triples) { triples_.supply(triples.next, triples.end); }
     /// Takes the unused rest back and closes the reservation.
     void close(Reservation& reserved);
     /// Gives filled slots that were never linked back, newest first where that shortens the arrays.

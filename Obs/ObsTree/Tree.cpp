@@ -239,6 +239,7 @@ void Tree::linkSorted(const std::vector<SlotNumber>& order) {
         merged.insert(merged.end(), next, order.end());
         all = &merged;
     }
+    pools_.supplyParents();
     gobstreeroot_ = build(all->data(), all->size(), kNoSlot);
     greatest_ = all->back();
     linked_ = static_cast<std::uint32_t>(all->size());

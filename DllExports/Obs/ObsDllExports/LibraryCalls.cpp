@@ -5,6 +5,7 @@
 #include "Obs/ObsTree/Keys.h"
 #include "Obs/ObsTree/Pages.h"
 #include "Obs/ObsTypes/Progress.h"
+#include "Obs/ObsTypes/Threads.h"
 
 namespace {
 
@@ -54,3 +55,14 @@ int32_t ObsSetLargePages(int32_t isWanted) {
 void ObsSetProgressCallback(int32_t (*report)(int64_t done, int64_t total, void* user), void* user) {
     obs::setProgressReport(report, user);
 }
+
+int32_t ObsSetThreads(int32_t number) {
+    if (number < 0 || number > obs::kMostThreads) {
+        obs::logFailure("ObsSetThreads", "The number of threads must be from 0 to 256.");
+        return 2;
+    }
+    obs::setThreads(number);
+    return 0;
+}
+
+int32_t ObsGetThreads(void) { return obs::threads(); }
