@@ -30,6 +30,14 @@ public:
     /// The same for an observation of another group.
     void add(std::int64_t key, ObsRecord& rec, std::int32_t gid);
 
+    /// The same in two steps, without a record between: the common fields of the next observation are written here,
+    CommonFields& place() {
+        if (needsTopUp()) topUp();
+        return gStore.pools.record(reserved_.nextSlot());
+    }
+    /// and become one with the rest. `rare` is null where all of them are 0.
+    void addAtPlace(std::int64_t key, char secClass, bool rotateToDate, const RareFields* rare);
+
     /// Observations added since the last commit.
     std::size_t size() const { return pending_.size(); }
 
@@ -69,6 +77,7 @@ public:
     ObsRecord recordAt(std::size_t position) const;
 
 private:
+    bool needsTopUp() const { return reserved_.slotsLeft() == 0 || reserved_.triples.size() < kTripleKinds; }
     static std::vector<SlotNumber> slotsOf(const HandedOver& observations);
     void open();
     void topUp();

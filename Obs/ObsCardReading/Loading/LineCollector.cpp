@@ -47,6 +47,13 @@ void LineCollector::observation(ObsRecord& rec, std::string_view line, LinePlace
     batch_.add(key, rec);
 }
 
+void LineCollector::observationAtPlace(std::int64_t key, char secClass, bool rotateToDate, const RareFields* rare,
+                                       LinePlace place) {
+    said_.status = kStatusOk;
+    said_.addOffset(batch_.size(), place.number);
+    batch_.addAtPlace(key, secClass, rotateToDate, rare);
+}
+
 void LineCollector::refuse(const Refusal& why, std::string_view line, LinePlace place) {
     said_.status = kStatusRefused;
     keep(Kind::bad, why, line, place.number);
