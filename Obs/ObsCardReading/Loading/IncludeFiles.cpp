@@ -16,12 +16,20 @@ std::int32_t refused(const std::string& name, const std::string& why) {
     return kStatusRefused;
 }
 
+/// Where a deck is, links followed. A text in memory may have the name of no file.
+fs::path folderOf(const std::string& naming, std::error_code& error) {
+    const fs::path file = fs::canonical(naming, error);
+    if (!error) return file.parent_path();
+    const fs::path folder = fs::path(naming).parent_path();
+    return fs::canonical(folder.empty() ? "." : folder, error);
+}
+
 /// False when a file is there and is not below the folder that another one is in.
 bool isBelowFolderOf(const std::string& naming, std::string& name) {
     std::error_code error;
     const fs::path file = fs::canonical(name, error);
     if (error) return true;  // opening it says why
-    const fs::path folder = fs::canonical(naming, error).parent_path();
+    const fs::path folder = folderOf(naming, error);
     if (error || std::mismatch(folder.begin(), folder.end(), file.begin(), file.end()).first != folder.end())
         return false;
     name = file.string();

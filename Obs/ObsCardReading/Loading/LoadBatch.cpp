@@ -28,8 +28,6 @@ void LoadBatch::observation(ObsRecord& rec, std::string_view line, LinePlace pla
     else LineCollector::observation(rec, line, place);
 }
 
-CommonFields* LoadBatch::place() { return addressKeysInForce() ? nullptr : LineCollector::place(); }
-
 /// Under address keys there is nothing to gain from a batch: keys are handles and never collide.
 void LoadBatch::addAtOnce(const ObsRecord& rec, std::string_view line, LinePlace place) {
     flush();

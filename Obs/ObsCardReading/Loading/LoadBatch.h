@@ -19,7 +19,7 @@ public:
     LoadBatch(LoadState& state, std::int64_t fileSize, std::int64_t bytesPerObservation);
 
     void observation(ObsRecord& rec, std::string_view line, LinePlace place) override;
-    CommonFields* place() override;
+    CommonFields* place() override { return addressKeysInForce() ? nullptr : LineCollector::place(); }
 
     /// Takes over what another collector has read of the lines that follow `linesBefore` lines.
     void append(BulkAdd::HandedOver& observations, LineRemarks& said, std::int64_t linesBefore);

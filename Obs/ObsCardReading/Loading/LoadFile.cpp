@@ -2,6 +2,7 @@
 #include "Obs/ObsCardReading/Loading/LoadFile.h"
 
 #include <algorithm>
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -13,6 +14,7 @@
 #include "Obs/ObsCardReading/Loading/Pieces.h"
 #include "Obs/ObsCardReading/Loading/PiecesAside.h"
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
+#include "Obs/ObsCardReading/Loading/TextPieces.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "Obs/ObsTree/Selection.h"
 #include "siblings/include/ObsFamily.h"
@@ -41,6 +43,21 @@ private:
     family::Unit& unit_;
 };
 
+/// What is read: an open file, or else a text in memory.
+struct Source {
+    family::Unit unit = family::kNoUnit;
+    std::string_view text{};
+
+    bool isFile() const { return unit != family::kNoUnit; }
+    std::int64_t byteCount() const {
+        return isFile() ? family::filesize(unit) : static_cast<std::int64_t>(text.size());
+    }
+    std::unique_ptr<LinePieces> pieces() const {
+        if (isFile()) return std::make_unique<FilePieces>(unit);
+        return std::make_unique<TextPieces>(text);
+    }
+};
+
 /// The thread's last message, which tells what has just failed.
 std::string lastMessage() {
     char text[kCardLength];
@@ -50,25 +67,27 @@ std::string lastMessage() {
     return message;
 }
 
-bool refuseDefaultFile(family::Unit unit, LoadState& state) {
-    if (!family::existfortdotfileunit(unit)) return false;
+bool refuseDefaultFile(const Source& source, LoadState& state) {
+    if (!family::existfortdotfileunit(source.unit)) return false;
     // NOTE: "Velmora" is established: programs compare the text as it is.
     family::tracelogerror("ReadObsFrFileUnit: Using fort.n not allowed in Velmora due to security risk");
     state.status = kStatusRefused;
     return true;
 }
 
-using UnitReader = void (*)(family::Unit unit, LoadState& state);
+using SourceReader = void (*)(const Source& source, LoadState& state);
 
-void readNamedFile(std::string_view line, LoadState& state, UnitReader read);
-void ReadExtObsFile(family::Unit unit, LoadState& state);
-void ReadExtSlrFile(family::Unit unit, LoadState& state);
+void readNamedFile(std::string_view line, LoadState& state, SourceReader read);
+void ReadExtObsFile(const Source& source, LoadState& state);
+void ReadExtSlrFile(const Source& source, LoadState& state);
 
-/// One reading of an open file into the store.
+/// One reading of an open file, or of a text, into the store.
 class Reading final : public LoadBatch {
 public:
-    Reading(family::Unit unit, LoadState& state, Pass pass, std::int64_t bytesPerObservation)
-        : LoadBatch(state, pass == Pass::first ? -1 : family::filesize(unit), bytesPerObservation), pieces_(unit) {
+    Reading(const Source& source, LoadState& state, Pass pass, std::int64_t bytesPerObservation)
+        : LoadBatch(state, pass == Pass::first ? -1 : source.byteCount(), bytesPerObservation),
+          pieces_(source.pieces()),
+          isDefaultFile_(family::existfortdotfileunit(source.unit)) {
         start(pass);
     }
 
@@ -92,7 +111,7 @@ public:
     /// From the start of the file again, as another pass.
     void again(Pass pass) {
         start(pass);
-        pieces_.goTo(0);
+        pieces_->goTo(0);
     }
 
 private:
@@ -104,7 +123,7 @@ private:
         context_ = {};
         static_cast<ReadSettings&>(context_) = processSettings();
         context_.ttyYear = state_.run.ttyYear;
-        context_.oneCardOnly = family::existfortdotfileunit(pieces_.unit());
+        context_.oneCardOnly = isDefaultFile_;
         context_.keepsStrayHeaders = state_.run.options.keepsStrayHeaders;
         context_.ignoresYearLines = state_.run.options.settingsLines == SettingsLines::ignored;
         context_.pass = pass;
@@ -133,10 +152,10 @@ private:
     bool readNext() {
         std::string_view piece;
         bool isLast = false;
-        if (isCut_ || !pieces_.next(piece, isLast)) return false;
+        if (isCut_ || !pieces_->next(piece, isLast)) return false;
         isCut_ = cutAtLineLimit(piece);
-        pieces_.took(readPiece(piece, isLast && !isCut_, context_, *this));
-        offset_ = pieces_.offset();
+        pieces_->took(readPiece(piece, isLast && !isCut_, context_, *this));
+        offset_ = pieces_->offset();
         return true;
     }
 
@@ -146,16 +165,16 @@ private:
         const LoadRun& run = state_.run;
         if (context_.pass == Pass::first || context_.pass == Pass::laserRanges || run.options.maxLines != 0) return;
         constexpr std::int64_t kLeastShare = 256 * 1024;
-        const std::int32_t count = threadsFor(family::filesize(pieces_.unit()), kLeastShare);
+        const std::int32_t count = threadsFor(pieces_->byteCount(), kLeastShare);
         if (count > 1 && !addressKeysInForce())
-            aside_.emplace(pieces_, count, run.options.gid, run.reporter.report != nullptr, context_);
+            aside_.emplace(*pieces_, count, run.options.gid, run.reporter.report != nullptr, context_);
     }
 
     /// The next piece, as far as it could be read aside from where the lines before it end; the rest of it here.
     bool readNextAside() {
         PiecesAside::Piece* const piece = aside_->next();
         if (piece == nullptr) {
-            if (waiting_.empty() || pieces_.failed()) return false;
+            if (waiting_.empty() || pieces_->failed()) return false;
             readOn({}, true);
             return true;
         }
@@ -193,7 +212,7 @@ private:
         if (context_.pass != Pass::first) run.linesRead += context_.before.number;
         run.ttyYear = context_.ttyYear;
         run.yearLineMet = run.yearLineMet || context_.yearLineMet;
-        if (!pieces_.failed()) return;
+        if (!pieces_->failed()) return;
         state_.status = kStatusRefused;
         family::tracelogerror(context_.pass == Pass::laserRanges ? "ReadSlr: Cannot read the file any further."
                                                                  : "ReadOnlyObs: Cannot read obs record.");
@@ -206,7 +225,7 @@ private:
         if (!progress.isWanted()) return;
         std::int64_t bytes = offset_;
         if (context_.pass == Pass::first) bytes /= 2;
-        if (context_.pass == Pass::second) bytes = (bytes + family::filesize(pieces_.unit())) / 2;
+        if (context_.pass == Pass::second) bytes = (bytes + pieces_->byteCount()) / 2;
         progress.advance(std::max(bytes - state_.bytesDone, std::int64_t{0}));
         state_.bytesDone = std::max(bytes, state_.bytesDone);
         progress.tellIfDue();
@@ -231,7 +250,7 @@ private:
         std::optional<PiecesAside::Pause> pause;
         if (aside_) pause.emplace(*aside_);
         isCertain_ = isCertain_ || (!context_.firstPassLineTaken &&
-                                    !pieces_.anyLineFrom(offset, isFirstPassLine, state_.run.progress));
+                                    !pieces_->anyLineFrom(offset, isFirstPassLine, state_.run.progress));
         return isCertain_;
     }
 
@@ -264,7 +283,7 @@ private:
         }
     }
 
-    void includeIn(std::string_view line, LinePlace place, UnitReader read) {
+    void includeIn(std::string_view line, LinePlace place, SourceReader read) {
         if (context_.pass != Pass::first) return;
         flush();
         LoadRun& run = state_.run;
@@ -283,7 +302,8 @@ private:
         else state_.report(kLineKeywordFault, place.number, lastMessage());
     }
 
-    FilePieces pieces_;
+    std::unique_ptr<LinePieces> pieces_;
+    bool isDefaultFile_;
     std::int64_t offset_ = 0;  ///< place in the file of what follows the latest piece
     bool isCut_ = false;       ///< at the limit of lines
     std::optional<PiecesAside> aside_;
@@ -296,32 +316,36 @@ private:
 // --- Files ------------------------------------------------------------------------------------
 
 /// Both passes as one where possible, see the head of LoadFile.h.
-void readInTwoPasses(family::Unit unit, LoadState& state) {
-    Reading reading(unit, state, Pass::whole, kBytesPerLine);
+void readInTwoPasses(const Source& source, LoadState& state) {
+    Reading reading(source, state, Pass::whole, kBytesPerLine);
     if (reading.run()) return;
     reading.drop();
-    Reading(unit, state, Pass::first, kBytesPerRange).run();
+    Reading(source, state, Pass::first, kBytesPerRange).run();
     reading.again(Pass::second);
     reading.run();
 }
 
 /// Include files are read by the second pass alone, so their own OBSFIL and SLROBS lines are ignored:
 /// includes are one level deep by design.
-void ReadExtObsFile(family::Unit unit, LoadState& state) { Reading(unit, state, Pass::included, kBytesPerLine).run(); }
-
-void readSlrFile(family::Unit unit, LoadState& state) { Reading(unit, state, Pass::laserRanges, kBytesPerRange).run(); }
-
-void ReadExtSlrFile(family::Unit unit, LoadState& state) {
-    if (refuseDefaultFile(unit, state)) ++state.run.result.includesLeftOut;
-    else readSlrFile(unit, state);
+void ReadExtObsFile(const Source& source, LoadState& state) {
+    Reading(source, state, Pass::included, kBytesPerLine).run();
 }
 
-void expectFile(family::Unit unit, LoadRun& run) {
-    if (run.progress.isWanted()) run.progress.expect(std::max(family::filesize(unit), std::int64_t{0}));
+void readSlrFile(const Source& source, LoadState& state) {
+    Reading(source, state, Pass::laserRanges, kBytesPerRange).run();
+}
+
+void ReadExtSlrFile(const Source& source, LoadState& state) {
+    if (refuseDefaultFile(source, state)) ++state.run.result.includesLeftOut;
+    else readSlrFile(source, state);
+}
+
+void expect(const Source& source, LoadRun& run) {
+    if (run.progress.isWanted()) run.progress.expect(std::max(source.byteCount(), std::int64_t{0}));
 }
 
 /// Reads the file that a keyword line names, with the counts and the group of the file that holds the line.
-void readNamedFile(std::string_view line, LoadState& state, UnitReader read) {
+void readNamedFile(std::string_view line, LoadState& state, SourceReader read) {
     LoadState included{state.run, includedFileName(line, state.fileName)};
     family::Unit unit = family::kNoUnit;
     state.status = openInclude(state, included.fileName, unit);
@@ -330,8 +354,9 @@ void readNamedFile(std::string_view line, LoadState& state, UnitReader read) {
         return;
     }
     const UnitCloser closer(unit);
-    expectFile(unit, state.run);
-    read(unit, included);
+    const Source source{unit};
+    expect(source, state.run);
+    read(source, included);
     state.status = included.status;
 }
 
@@ -386,22 +411,17 @@ std::int32_t startYear(const LoadOptions& options) {
     return options.ttyYear == 0 ? ttyYear() : std::max(options.ttyYear, 0);
 }
 
-std::int32_t readFile(std::string_view fileName, const LoadOptions& options, UnitReader read) {
-    gLatest = {};
-    family::Unit unit = family::kNoUnit;
-    const std::int32_t opened = family::fileopen(fileName, family::kOpenRead, unit);
-    if (opened != kStatusOk) return opened;
-    const UnitCloser closer(unit);
+std::int32_t readSource(const Source& source, std::string_view name, const LoadOptions& options, SourceReader read) {
     LoadRun run{options, gReporter};
     run.ttyYear = startYear(options);
-    LoadState state{run, std::string(fileName)};
-    if (refuseDefaultFile(unit, state)) return state.status;
-    expectFile(unit, run);
+    LoadState state{run, std::string(name)};
+    if (refuseDefaultFile(source, state)) return state.status;
+    expect(source, run);
     std::optional<TakeBack> takeBack;
     if (run.progress.isWanted()) run.takeBack = &takeBack.emplace();
     const Summary summary(run);
     try {
-        read(unit, state);
+        read(source, state);
         run.progress.finish();
     } catch (const Cancelled&) {
         run.isCancelled = true;
@@ -409,6 +429,15 @@ std::int32_t readFile(std::string_view fileName, const LoadOptions& options, Uni
         throw;
     }
     return run.linesExceeded ? kStatusRefused : state.status;
+}
+
+std::int32_t readFile(std::string_view fileName, const LoadOptions& options, SourceReader read) {
+    gLatest = {};
+    family::Unit unit = family::kNoUnit;
+    const std::int32_t opened = family::fileopen(fileName, family::kOpenRead, unit);
+    if (opened != kStatusOk) return opened;
+    const UnitCloser closer(unit);
+    return readSource({unit}, fileName, options, read);
 }
 
 }  // namespace
@@ -428,6 +457,18 @@ std::int32_t ReadSlrFrFile(std::string_view fileName, std::int32_t gid) {
     LoadOptions options;
     options.gid = gid;
     return readFile(fileName, options, readSlrFile);
+}
+
+std::int32_t readObsText(std::string_view name, std::string_view text, const LoadOptions& options) {
+    gLatest = {};
+    return readSource({family::kNoUnit, text}, name, options, readInTwoPasses);
+}
+
+std::int32_t readSlrText(std::string_view name, std::string_view text, std::int32_t gid) {
+    gLatest = {};
+    LoadOptions options;
+    options.gid = gid;
+    return readSource({family::kNoUnit, text}, name, options, readSlrFile);
 }
 
 const LoadResult& latestLoad() { return gLatest; }

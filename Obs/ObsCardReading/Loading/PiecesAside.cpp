@@ -24,7 +24,7 @@ bool isNothingOpen(const ReadContext& context) {
     return !context.section.isOpen() && !context.sessions.isOpen() && !context.block.isOpen();
 }
 
-PiecesAside::PiecesAside(FilePieces& lines, std::int32_t threadCount, std::int32_t gid, bool tellsPassedOver,
+PiecesAside::PiecesAside(LinePieces& lines, std::int32_t threadCount, std::int32_t gid, bool tellsPassedOver,
                          const ReadContext& context)
     : lines_(lines),
       gid_(gid),

@@ -19,8 +19,8 @@
 #include <vector>
 
 #include "Obs/ObsCardReading/Loading/Context.h"
-#include "Obs/ObsCardReading/Loading/FilePieces.h"
 #include "Obs/ObsCardReading/Loading/LineCollector.h"
+#include "Obs/ObsCardReading/Loading/LinePieces.h"
 #include "Obs/ObsTypes/Threads.h"
 
 namespace obs {
@@ -44,7 +44,7 @@ public:
 
     /// Begins with `threadCount - 1` more threads, as many as the system starts. Throws std::bad_alloc. `lines` is
     /// nobody else's meanwhile, but while reading pauses.
-    PiecesAside(FilePieces& lines, std::int32_t threadCount, std::int32_t gid, bool tellsPassedOver,
+    PiecesAside(LinePieces& lines, std::int32_t threadCount, std::int32_t gid, bool tellsPassedOver,
                 const ReadContext& context);
     ~PiecesAside();
     PiecesAside(const PiecesAside&) = delete;
@@ -101,7 +101,7 @@ private:
     void work() noexcept;
     void setPaused(bool isPaused);
 
-    FilePieces& lines_;
+    LinePieces& lines_;
     const std::int32_t gid_;
     const bool tellsPassedOver_;
     Collector own_;
