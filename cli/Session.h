@@ -30,6 +30,7 @@ struct CommonOptions {
     bool dryRun = false;                  ///< only with `select`
     std::optional<std::int32_t> ttyYear;  ///< of TTY cards in each file until it sets another; else none
     std::string sensors;                  ///< file of sensors; empty: none
+    std::string earthOrientation;         ///< file of it; empty: zeros
     std::string troposphere;              ///< one of kTroposphereModels; empty: the first
     bool centreOfMass = false;            ///< of laser ranges
     std::string log;                      ///< empty: none
@@ -95,7 +96,7 @@ private:
 
     bool openLog(const std::string& name);
     bool loadStations(const std::string& sensors);
-    bool loadSensors(const std::string& name);
+    bool loadSettings(const std::string& name, std::int32_t (*loadFrom)(const char*));
     bool checkCriteria(const CommonOptions& options);
     void setCorrections(const CommonOptions& options);
     void countCorrections(const std::string& file);

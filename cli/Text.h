@@ -30,7 +30,7 @@ private:
     std::array<char, kTextLength> characters_;
 };
 
-/// The last message that the library logged as an error in this thread, or empty.
+/// The last message that the library logged as an error in this thread, without the function that it names, or empty.
 std::string lastError();
 
 std::string_view withoutTrailingBlanks(std::string_view text);
@@ -48,7 +48,8 @@ std::optional<UtcTime> splitTime(double daysSince1950);
 /// "2024-06-11T12:34:56.789Z", or "-" where splitTime gives nothing.
 std::string isoTime(double daysSince1950);
 
-/// Without blanks at its end, nor those that fill up a text quoted within.
+/// A reason of the library without the function that it names, blanks at its end, and those that fill up a text quoted
+/// within.
 std::string withoutPadding(std::string_view text);
 
 /// The bytes of control characters become "?": a line of a damaged file cannot drive the terminal.

@@ -8,6 +8,7 @@
 
 #include "cli/ColumnScan.h"
 #include "cli/CommandLine.h"
+#include "cli/Configuration.h"
 #include "cli/Observations.h"
 #include "cli/Session.h"
 #include "cli/Text.h"
@@ -279,6 +280,8 @@ void printJson(Output& out, Report& report, bool duplicates) {
     printJsonLines(out, "passed_over_lines", report.lines[OBS_LINE_PASSED_OVER]);
     printJsonLines(out, "zeroed_lines", report.lines[OBS_LINE_ZEROED]);
     if (duplicates) printJsonLines(out, "duplicate_lines", report.lines[OBS_LINE_DUPLICATE]);
+    out.print(",\n  ");
+    printJsonConfiguration(out);
     out.print("\n}}\n");
 }
 
@@ -302,12 +305,12 @@ ExitStatus run(const InfoOptions& options, Output& out) {
 std::function<ExitStatus(Output&)> add(CLI::App& app) {
     auto options = std::make_shared<InfoOptions>();
     addCommonOptions(app, *options);
-    app.add_option("--top", options->top, "Show the busiest N sensors and satellites; 0 shows all")
+    app.add_option("-n,--top", options->top, "Show the busiest N sensors and satellites; 0 shows all")
         ->type_name("N")
         ->check(isCount())
         ->capture_default_str();
     app.add_flag("--duplicates", options->duplicates, "Name the duplicate lines, too");
-    app.add_flag("--json", options->json, "Write one JSON object instead of tables");
+    app.add_flag("-j,--json", options->json, "Write one JSON object instead of tables");
     return runWith(std::move(options), run);
 }
 
