@@ -227,6 +227,7 @@ bool configure(CLI::App& root, int argc, const char* const* argv) {
 
 void settleConfiguration(const CLI::App& root) {
     const auto parsed = root.get_subcommands();
+    if (!parsed.empty() && parsed.front()->get_name() == "version") return;  // which tells of all
     std::vector<Setting>& settings = inForce().settings;
     const auto optionOf = [&](const Setting& setting) -> const CLI::Option* {
         if (!parsed.empty() && (setting.command.empty() || setting.command == parsed.front()->get_name()))
