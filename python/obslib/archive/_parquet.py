@@ -1,13 +1,13 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Parquet files with the library's columns. Needs obslib[archive]."""
+"""Parquet files with the library's columns."""
 from __future__ import annotations
 
 import os
 from typing import Any
 
-from ._extras import needed
-from ._files import AddResult, from_dataframe
-from ._store import BATCH_ROWS, Observations, store
+from .._extras import needed
+from .._files import AddResult, from_dataframe
+from .._store import BATCH_ROWS, Observations, store
 
 
 def write(path: str | os.PathLike[str], observations: Observations | None = None) -> int:
