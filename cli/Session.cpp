@@ -213,6 +213,7 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
         fail(result.file, fmt::format("this is {}, not observations", kind->name));
         return result;
     }
+    result.form = formOf(input, kind->formats);
     std::int32_t status = 0;
     {
         Progress progress(Progress::Of::load, result.file, options_.quiet);
@@ -239,7 +240,7 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
 std::optional<FileKind> Session::identify(const Input& input) const {
     FamilyClearLastError();
     FileKind kind;
-    return input.identify(kind.number, kind.name) == 0 ? std::optional(kind) : std::nullopt;
+    return input.identify(kind.number, kind.formats, kind.name) == 0 ? std::optional(kind) : std::nullopt;
 }
 
 /// Each file begins with the same settings, whatever the one before it has set.

@@ -14,6 +14,7 @@
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "FileArguments.h"
+#include "FileForm.h"
 #include "Formats.h"
 #include "LineReports.h"
 #include "Output.h"
@@ -46,6 +47,7 @@ class Input;
 struct LoadResult {
     std::string file;  ///< as shown to the user
     bool read = false;
+    FileForm form;
     std::int64_t loaded = 0, duplicate = 0, bad = 0;
     ObsLoadLines lines{sizeof(ObsLoadLines), 0, 0, 0, 0, 0, 0, 0, 0};
 };
@@ -53,6 +55,7 @@ struct LoadResult {
 /// What ObsIdentifyFile tells of a file.
 struct FileKind {
     std::int32_t number = 0;
+    std::int32_t formats = 0;  ///< bits
     std::string name;
 };
 

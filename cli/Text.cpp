@@ -142,6 +142,16 @@ std::string withoutPadding(std::string_view text) {
     return shorter;
 }
 
+bool isUtf8(std::string_view text) {
+    constexpr std::size_t kLongest = 4;
+    while (!text.empty()) {
+        const std::size_t length = utf8Length(text);
+        if (length == 0) return text.size() < kLongest;
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
 std::string jsonString(std::string_view text) {
     std::string json = "\"";
     while (!text.empty()) {

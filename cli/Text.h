@@ -55,6 +55,9 @@ std::string withoutPadding(std::string_view text);
 /// The bytes of control characters become "?": a line of a damaged file cannot drive the terminal.
 std::string printable(std::string_view text);
 
+/// Whether a text is UTF-8; its last character may be cut off.
+bool isUtf8(std::string_view text);
+
 /// A JSON string with its quotes. Bytes that are not UTF-8 become U+FFFD.
 std::string jsonString(std::string_view text);
 
