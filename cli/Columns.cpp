@@ -4,10 +4,13 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <iterator>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
+#include "ColumnScan.h"
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "Text.h"
 
@@ -203,10 +206,41 @@ double dayOfYearOf(double ds50) {
 
 // --- Rows ----------------------------------------------------------------------------------------
 
+namespace {
+
+/// The column of a field, which the list begins with, after the key.
+const Column& fieldOfNumber(std::int32_t number) { return allColumns().at(static_cast<std::size_t>(number) + 1); }
+
+}  // namespace
+
+Rows::Rows(const std::vector<Column>& columns) {
+    const auto want = [&](std::int32_t column) {
+        if (std::find(wanted_.begin(), wanted_.end(), column) == wanted_.end()) wanted_.push_back(column);
+    };
+    for (const Column& column : columns) {
+        if (column.source == Source::key || column.source == Source::state) continue;
+        want(column.number);
+        if (column.source == Source::angle) want(column.second);
+    }
+}
+
 void Rows::begin(std::span<const std::int64_t> keys) {
     keys_ = keys;
     for (auto& field : fields_) field.clear();
     states_.clear();
+    if (!wanted_.empty() && !keys.empty()) askWanted();
+}
+
+void Rows::askWanted() {
+    std::vector<const char*> names;
+    for (const std::int32_t column : wanted_) names.push_back(fieldOfNumber(column).name.c_str());
+    ColumnScan scan(keys_, std::move(names));
+    scan.next();
+    for (std::size_t i = 0; i < wanted_.size(); ++i) {
+        const auto at = static_cast<std::size_t>(wanted_[i]);
+        if (fields_.size() <= at) fields_.resize(at + 1);
+        scan.values(i, fields_[at]);
+    }
 }
 
 const std::vector<double>& Rows::field(std::int32_t column) {
@@ -318,6 +352,19 @@ std::optional<std::vector<Column>> columnsOf(std::string_view names, std::string
         if (comma == names.size()) return columns;
         names.remove_prefix(comma + 1);
     }
+}
+
+void appendIsoTime(double ds50, fmt::memory_buffer& out) {
+    if (!appendTime(Source::isoTime, ds50, out)) out.push_back('-');
+}
+
+void padTo(std::size_t width, bool isLeft, std::size_t start, fmt::memory_buffer& out) {
+    const std::size_t length = out.size() - start;
+    if (length >= width) return;
+    out.resize(start + width);
+    char* const text = out.data() + start;
+    if (!isLeft) std::memmove(text + (width - length), text, length);
+    std::memset(isLeft ? text + length : text, ' ', width - length);
 }
 
 void appendFixed(double value, int decimals, fmt::memory_buffer& out) {

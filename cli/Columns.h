@@ -18,9 +18,15 @@
 
 namespace obstool {
 
+struct Column;
+
 /// Values of many observations, column by column, asked from the library when they are wanted.
 class Rows {
 public:
+    Rows() = default;
+    /// For those that will want the fields of these columns, which are asked for in one call.
+    explicit Rows(const std::vector<Column>& columns);
+
     /// Goes on to other observations.
     void begin(std::span<const std::int64_t> keys);
 
@@ -33,7 +39,10 @@ public:
     const std::vector<double>& states();
 
 private:
+    void askWanted();
+
     std::span<const std::int64_t> keys_;
+    std::vector<std::int32_t> wanted_;         ///< columns
     std::vector<std::vector<double>> fields_;  ///< by column; empty: not asked for yet
     std::vector<double> states_;
 };
@@ -82,6 +91,12 @@ std::int32_t fieldColumn(std::string_view name);
 
 /// Columns by a list of names with commas. @param problem why there is no result
 std::optional<std::vector<Column>> columnsOf(std::string_view names, std::string& problem);
+
+/// As isoTime gives it.
+void appendIsoTime(double ds50, fmt::memory_buffer& out);
+
+/// Ends what was appended since `start` with blanks, or puts them before it, so that it takes `width` places.
+void padTo(std::size_t width, bool isLeft, std::size_t start, fmt::memory_buffer& out);
 
 /// A number with a fixed number of decimals, rounded to the nearest, as fmt writes it.
 void appendFixed(double value, int decimals, fmt::memory_buffer& out);

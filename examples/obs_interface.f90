@@ -5,9 +5,9 @@
 ! Texts are character(len=512), blank-padded; a shorter variable is refused by the compiler. A key is
 ! integer(c_int64_t). Functions given as arguments are type(c_funptr), made by c_funloc of a bind(c) procedure.
 module obs_interface
-    use, intrinsic :: iso_c_binding, only: c_char, c_double, c_funptr, c_int32_t, c_int64_t, c_ptr
+    use, intrinsic :: iso_c_binding, only: c_char, c_double, c_funptr, c_int32_t, c_int64_t, c_int8_t, c_ptr
     implicit none
-    private :: c_char, c_double, c_funptr, c_int32_t, c_int64_t, c_ptr
+    private :: c_char, c_double, c_funptr, c_int32_t, c_int64_t, c_int8_t, c_ptr
 
     integer(c_int32_t), parameter :: OBS_VERSION_MAJOR = 0
     integer(c_int32_t), parameter :: OBS_VERSION_MINOR = 1
@@ -33,6 +33,8 @@ module obs_interface
     integer(c_int32_t), parameter :: OBS_COLUMN_INTEGER = 0
     integer(c_int32_t), parameter :: OBS_COLUMN_REAL = 1
     integer(c_int32_t), parameter :: OBS_COLUMN_CHARACTER = 2
+    integer(c_int32_t), parameter :: OBS_KNOWN_REALS = 6
+    integer(c_int32_t), parameter :: OBS_KNOWN_TEXTS = 4
     integer(c_int32_t), parameter :: OBS_CRITERIA = 10
     integer(c_int32_t), parameter :: OBS_ARROW_ROWS = 0
     integer(c_int32_t), parameter :: OBS_ARROW_ADDED = 1
@@ -198,6 +200,25 @@ module obs_interface
             integer(c_int32_t), value :: gid
             integer(c_int32_t) :: outcome
         end function ObsLoadSlrFileGID
+
+        function ObsLoadText(name, bytes, length, gid, options) bind(c, name="ObsLoadText") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: name(512)
+            character(kind=c_char), intent(in) :: bytes(*)
+            integer(c_int64_t), value :: length
+            integer(c_int32_t), value :: gid
+            type(ObsLoadOptions), intent(in) :: options
+            integer(c_int32_t) :: outcome
+        end function ObsLoadText
+
+        function ObsLoadSlrText(name, bytes, length, gid) bind(c, name="ObsLoadSlrText") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: name(512)
+            character(kind=c_char), intent(in) :: bytes(*)
+            integer(c_int64_t), value :: length
+            integer(c_int32_t), value :: gid
+            integer(c_int32_t) :: outcome
+        end function ObsLoadSlrText
 
         function ObsLoadCard(card) bind(c, name="ObsLoadCard") result(outcome)
             import
@@ -422,6 +443,17 @@ module obs_interface
             character(kind=c_char), intent(out) :: name(512)
             integer(c_int32_t) :: outcome
         end function ObsIdentifyFile
+
+        function ObsIdentifyText(bytes, length, kind, formats, name) bind(c, name="ObsIdentifyText") &
+            result(outcome)
+            import
+            character(kind=c_char), intent(in) :: bytes(*)
+            integer(c_int64_t), value :: length
+            integer(c_int32_t), intent(out) :: kind
+            integer(c_int32_t), intent(out) :: formats
+            character(kind=c_char), intent(out) :: name(512)
+            integer(c_int32_t) :: outcome
+        end function ObsIdentifyText
 
         function ObsReadLines(bytes, length, state, observation, report, user) bind(c, name="ObsReadLines") &
             result(outcome)
@@ -872,6 +904,33 @@ module obs_interface
             integer(c_int32_t), intent(inout) :: drops(*)
             integer(c_int32_t) :: outcome
         end function ObsGetTermCounts
+
+        function ObsSelectRows(criteria, stream, room, mask, rows) bind(c, name="ObsSelectRows") &
+            result(outcome)
+            import
+            character(kind=c_char), intent(in) :: criteria(512)
+            type(c_ptr), value :: stream
+            integer(c_int64_t), value :: room
+            integer(c_int8_t), intent(inout) :: mask(*)
+            integer(c_int64_t), intent(out) :: rows
+            integer(c_int32_t) :: outcome
+        end function ObsSelectRows
+
+        function ObsGetSelectionColumns(criteria, columns) bind(c, name="ObsGetSelectionColumns") &
+            result(outcome)
+            import
+            character(kind=c_char), intent(in) :: criteria(512)
+            character(kind=c_char), intent(out) :: columns(512)
+            integer(c_int32_t) :: outcome
+        end function ObsGetSelectionColumns
+
+        function ObsMayMeet(criteria, reals, texts) bind(c, name="ObsMayMeet") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: criteria(512)
+            real(c_double), intent(in) :: reals(OBS_KNOWN_REALS)
+            type(c_ptr), intent(in) :: texts(*)
+            integer(c_int32_t) :: outcome
+        end function ObsMayMeet
 
         function ObsGetSelectionCounts(criteria, selected, dropped) bind(c, name="ObsGetSelectionCounts") &
             result(outcome)

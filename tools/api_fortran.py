@@ -13,15 +13,16 @@ HEAD = """\
 ! Texts are character(len=512), blank-padded; a shorter variable is refused by the compiler. A key is
 ! integer(c_int64_t). Functions given as arguments are type(c_funptr), made by c_funloc of a bind(c) procedure.
 module obs_interface
-    use, intrinsic :: iso_c_binding, only: c_char, c_double, c_funptr, c_int32_t, c_int64_t, c_ptr
+    use, intrinsic :: iso_c_binding, only: c_char, c_double, c_funptr, c_int32_t, c_int64_t, c_int8_t, c_ptr
     implicit none
-    private :: c_char, c_double, c_funptr, c_int32_t, c_int64_t, c_ptr
+    private :: c_char, c_double, c_funptr, c_int32_t, c_int64_t, c_int8_t, c_ptr
 
 """
-KINDS = {"int32_t": "integer(c_int32_t)", "int64_t": "integer(c_int64_t)", "double": "real(c_double)",
+KINDS = {"int32_t": "integer(c_int32_t)", "int64_t": "integer(c_int64_t)",
+         "int8_t": "integer(c_int8_t)", "double": "real(c_double)",
          "char": "character(kind=c_char)"}
 # A pointer to numbers that are not constant is one of them, or an array when it has one of these names.
-ARRAYS = {"keys", "obsArrs", "values", "firstColumns", "lastColumns", "drops", "passes", "numbers"}
+ARRAYS = {"keys", "obsArrs", "values", "firstColumns", "lastColumns", "drops", "passes", "mask", "numbers"}
 # A constant text is one of 512 characters, unless it has one of these names.
 TEXTS_OF_ANY_LENGTH = {"bytes"}
 

@@ -17,7 +17,7 @@ void rotobstodate(ObsRecord& rec) {
 }
 
 void rotateIfAsked(ObsRecord& rec) {
-    if (rec.rotateToDate == 0 || rec.equinoxInd == 0 || !ObsHasRaDec(rec.obsType)) return;
+    if (!needsRotation(rec.obsType, rec.equinoxInd, rec.rotateToDate)) return;
     rotobstodate(rec);
     rec.equinoxInd = 0;
 }

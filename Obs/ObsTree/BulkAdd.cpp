@@ -29,7 +29,7 @@ BulkAdd::~BulkAdd() {
 }
 
 void BulkAdd::add(std::int64_t key, ObsRecord& rec, std::int32_t gid) {
-    if (reserved_.slotsLeft() == 0 || reserved_.triples.size() < kTripleKinds) topUp();
+    if (needsTopUp()) topUp();
     pending_.push_back({key, kNoSlot, gid});
     const SlotNumber slot = reserved_.takeSlot();
     try {
@@ -40,6 +40,13 @@ void BulkAdd::add(std::int64_t key, ObsRecord& rec, std::int32_t gid) {
         throw;
     }
     pending_.back().slot = slot;
+}
+
+void BulkAdd::addAtPlace(std::int64_t key, char secClass, bool rotateToDate, const RareFields* rare) {
+    const SlotNumber slot = reserved_.nextSlot();
+    pending_.push_back({key, slot, gid_});
+    gStore.pools.completeReserved(slot, secClass, rotateToDate, rare, reserved_);
+    reserved_.takeSlot();
 }
 
 void BulkAdd::topUp() {

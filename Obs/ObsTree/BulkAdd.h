@@ -30,6 +30,14 @@ public:
     /// The same for an observation of another group.
     void add(std::int64_t key, ObsRecord& rec, std::int32_t gid);
 
+    /// The same in two steps, without a record between: the common fields of the next observation are written here,
+    CommonFields& place() {
+        if (needsTopUp()) topUp();
+        return gStore.pools.record(reserved_.nextSlot());
+    }
+    /// and become one with the rest. `rare` is null where all of them are 0.
+    void addAtPlace(std::int64_t key, char secClass, bool rotateToDate, const RareFields* rare);
+
     /// Observations added since the last commit.
     std::size_t size() const { return pending_.size(); }
 
@@ -59,6 +67,7 @@ private:
         std::int32_t gid;
     };
 
+    bool needsTopUp() const { return reserved_.slotsLeft() == 0 || reserved_.triples.size() < kTripleKinds; }
     void topUp();
     void close();
     bool claimKeys(std::vector<Refused>& refused, std::int64_t* keys);

@@ -2,7 +2,6 @@
 #include "Obs/ObsTree/Keys.h"
 
 #include <atomic>
-#include <cmath>
 
 #include "siblings/include/Services.h"
 #include "siblings/include/Time.h"
@@ -11,27 +10,15 @@ namespace obs {
 
 namespace {
 
-constexpr double kTenthsPerDay = 864000.0;
-constexpr std::int64_t kTimeLimit = 1'000'000'000;  // nine digits
-constexpr std::int64_t kTimeUnit = 10'000'000'000;
-constexpr std::int64_t kSatelliteUnit = 1000;
-constexpr std::int32_t kSatelliteLimit = 10'000'000;
-constexpr std::int32_t kSensorLimit = 1000;
-
 std::atomic<std::int32_t> obskeymode{0};
 
 }  // namespace
 
 std::int64_t obsfields2obskey(double obsTime, std::int32_t satNum, std::int32_t senNum) {
-    if (satNum < 0 || senNum < 0) return kNoKey;
     double dayOfYear = 0;
     std::int32_t year = 0;
     family::fyklok(obsTime, dayOfYear, year);
-    const double tenths = kTenthsPerDay * dayOfYear;
-    // NOTE: written so that a time that is not a number fails, too.
-    if (!(tenths > -1.0 && tenths < static_cast<double>(kTimeLimit))) return kNoKey;
-    return static_cast<std::int64_t>(tenths) * kTimeUnit + satNum % kSatelliteLimit * kSatelliteUnit +
-           senNum % kSensorLimit;
+    return fieldKey(dayOfYear, satNum, senNum);
 }
 
 std::int64_t getobskey(const ObsRecord& rec) {

@@ -21,11 +21,22 @@ inline constexpr std::int64_t kDuplicateKey = 0;  ///< what a caller gets for a 
 inline constexpr std::int64_t kLastFieldKeyLimit = 3'170'880'000'000'000'000;
 inline constexpr std::uint64_t kAddressKeyOffset = 4'000'000'000'000'000'000u;
 
+/// The field key of a day of the year with its fraction, as `family::fyklok` gives it.
+inline std::int64_t fieldKey(double dayOfYear, std::int32_t satNum, std::int32_t senNum) {
+    constexpr double kTenthsPerDay = 864000.0, kTimeLimit = 1e9;  // nine digits
+    if (satNum < 0 || senNum < 0) return kNoKey;
+    const double tenths = kTenthsPerDay * dayOfYear;
+    // NOTE: written so that a time that is not a number fails, too.
+    if (!(tenths > -1.0 && tenths < kTimeLimit)) return kNoKey;
+    return static_cast<std::int64_t>(tenths) * 10'000'000'000 + satNum % 10'000'000 * std::int64_t{1000} +
+           senNum % 1000;
+}
+
 /// The field key, or -1 for a negative number or a time without a place in a year.
 std::int64_t obsfields2obskey(double obsTime, std::int32_t satNum, std::int32_t senNum);
 
 /// The number that identifies an observation: the first of its three satellite numbers that is not 0.
-inline std::int32_t identifyingSatNum(const ObsRecord& rec) {
+inline std::int32_t identifyingSatNum(const CommonFields& rec) {
     return rec.satNum != 0 ? rec.satNum : rec.altSatNum1 != 0 ? rec.altSatNum1 : rec.altSatNum2;
 }
 

@@ -20,7 +20,7 @@ struct Pass {
 
 /// The passes by satellite, sensor and time. One ends where the gap exceeds both 10 minutes and five times the median
 /// step between the observations of that satellite by that sensor. A time that is not finite is in no pass.
-std::vector<Pass> passesOf(std::vector<Sighting> sightings);
+std::vector<Pass> passesOf(const std::vector<Sighting>& sightings);
 
 /// The sightings of all stored observations, in no order. Throws std::bad_alloc.
 std::vector<Sighting> storedSightings();

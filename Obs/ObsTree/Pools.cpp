@@ -159,18 +159,34 @@ void Pools::writeFields(SlotNumber slot, const ObsFields& rec, std::unique_ptr<O
                         Reservation* reserved) {
     StoredRecord& stored = records_[slot];
     if (parts) anyParts_.store(true, std::memory_order_relaxed);
-    const std::uint8_t mask = maskOf(rec);
+    writeRareFields(stored, rec, reserved);
+    static_cast<CommonFields&>(stored) = rec;
+    stored.parts = parts.release();
+    stored.secClass = rec.secClass;
+    stored.rotateToDate = rec.rotateToDate != 0;
+}
+
+void Pools::writeRareFields(StoredRecord& stored, const RareFields& rare, Reservation* reserved) {
+    const std::uint8_t mask = maskOf(rare);
     if (mask != 0) {
         stored.triples = acquireTriples(static_cast<unsigned>(std::popcount(mask)), reserved);
         std::uint32_t at = stored.triples;
         for (unsigned kind = 0; kind < kTripleKinds; ++kind)
-            if ((mask >> kind & 1u) != 0) std::memcpy(&triples_[at++], tripleOf(rec, kind), sizeof(Triple));
+            if ((mask >> kind & 1u) != 0) std::memcpy(&triples_[at++], tripleOf(rare, kind), sizeof(Triple));
     }
-    static_cast<CommonFields&>(stored) = rec;
-    stored.parts = parts.release();
-    stored.secClass = rec.secClass;
     stored.tripleMask = mask;
-    stored.rotateToDate = rec.rotateToDate != 0;
+}
+
+void Pools::completeReserved(SlotNumber slot, char secClass, bool rotateToDate, const RareFields* rare,
+                             Reservation& reserved) {
+    StoredRecord& stored = records_[slot];
+    stored.parts = nullptr;
+    stored.triples = 0;
+    stored.secClass = secClass;
+    stored.tripleMask = 0;
+    stored.rotateToDate = rotateToDate;
+    stored.defaultCsv = 0;
+    if (rare != nullptr) writeRareFields(stored, *rare, &reserved);
 }
 
 void Pools::rewrite(SlotNumber slot, const ObsRecord& rec) {

@@ -84,10 +84,11 @@ struct Reservation {
     Run triples;
 
     std::size_t slotsLeft() const { return reused.size() + slots.size(); }
+    SlotNumber nextSlot() const { return reused.empty() ? slots.next : reused.back(); }
     SlotNumber takeSlot() {
-        if (reused.empty()) return slots.next++;
-        const SlotNumber slot = reused.back();
-        reused.pop_back();
+        const SlotNumber slot = nextSlot();
+        if (reused.empty()) ++slots.next;
+        else reused.pop_back();
         return slot;
     }
 };
@@ -137,6 +138,9 @@ public:
     /// Writes a record into a reserved slot, taking its optional parts over. The reservation must hold at least
     /// `kTripleKinds` triples. On std::bad_alloc the slot holds no record.
     void writeReserved(SlotNumber slot, ObsRecord& rec, Reservation& reserved);
+    /// Makes a record of a reserved slot whose common fields are written. `rare` is null where all of them are 0.
+    void completeReserved(SlotNumber slot, char secClass, bool rotateToDate, const RareFields* rare,
+                          Reservation& reserved);
     /// Replaces a slot's record; on std::bad_alloc the old one stays.
     void rewrite(SlotNumber slot, const ObsRecord& rec);
     /// Reads a record; `withParts` false leaves the optional parts as they are in `rec`. Gives which of senPos, senVel,
@@ -162,6 +166,7 @@ public:
 
 private:
     std::uint32_t acquireTriples(unsigned count, Reservation* reserved);
+    void writeRareFields(StoredRecord& stored, const RareFields& rare, Reservation* reserved);
     void writeFields(SlotNumber slot, const ObsFields& rec, std::unique_ptr<OptionalParts> parts,
                      Reservation* reserved);
     void readRareFields(const StoredRecord& stored, RareFields& rare) const;

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Obs/ObsStates/Angles.h"
+#include "Obs/ObsTypes/SecClass.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/ForkHold.h"
 
@@ -30,12 +31,6 @@ ObsSelection& gselob = *new ObsSelection;
 bool hasRange(std::int32_t type) { return kRangeTypes.has(type) || type == kTypeRf; }
 bool hasRangeRate(std::int32_t type) { return kRangeRateTypes.has(type) || type == kTypeRf; }
 
-/// A record has its class letter in the case of its card.
-char upperClass(char secClass) {
-    constexpr char kCaseBit = 0x20;
-    return static_cast<char>(secClass & ~kCaseBit);
-}
-
 /// What no interval holds and what is not outside any either.
 constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 
@@ -57,53 +52,61 @@ struct Bounds {
     }
 };
 
+// Where the observations of a block are.
+const StoredRecord& recordIn(const SlotBlock& block, std::size_t i) { return gStore.pools.record(block.slots[i]); }
+const ObsRecord& recordIn(const RecordBlock& block, std::size_t i) { return *block.records[i]; }
+std::int32_t groupIn(const SlotBlock& block, std::size_t i) { return gStore.pools.mark(block.slots[i]).gid; }
+std::int32_t groupIn(const RecordBlock& block, std::size_t i) { return block.groups[i]; }
+
 /// NOTE: no branch on the outcome, which cannot be guessed.
 template <class Holds>
-SlotBlock::Set setWhere(const SlotBlock& block, const Holds& holds) {
+SlotBlock::Set setWhere(std::size_t count, const Holds& holds) {
     SlotBlock::Set set{};
-    for (std::size_t i = 0; i < block.count; ++i)
-        set[i / SlotBlock::kWordBits] |= std::uint64_t{holds(block.slots[i])} << (i % SlotBlock::kWordBits);
+    for (std::size_t i = 0; i < count; ++i)
+        set[i / SlotBlock::kWordBits] |= std::uint64_t{holds(i)} << (i % SlotBlock::kWordBits);
     return set;
 }
 
 template <class Value>
-SlotBlock::Set setWithin(const SlotBlock& block, const Bounds& bounds, const Value& value) {
+SlotBlock::Set setWithin(std::size_t count, const Bounds& bounds, const Value& value) {
     if (bounds.count != 1 || bounds.outside)
-        return setWhere(block, [&](SlotNumber slot) { return bounds.hold(value(slot)); });
+        return setWhere(count, [&](std::size_t i) { return bounds.hold(value(i)); });
     const double low = bounds.pairs[0], high = bounds.pairs[1];
-    return setWhere(block, [&](SlotNumber slot) {
-        const double at = value(slot);
+    return setWhere(count, [&](std::size_t i) {
+        const double at = value(i);
         return (static_cast<unsigned>(low <= at) & static_cast<unsigned>(at <= high)) != 0;
     });
 }
 
-/// The slots whose observations meet one test.
-SlotBlock::Set meeting(const SlotBlock& block, const SelectionTest& test, const double* bounds) {
+Bounds boundsOf(const SelectionTest& test, const ObsSelection& selection) {
+    return {selection.bounds->values.data() + 2 * std::size_t{test.first}, test.end - test.first, test.outside};
+}
+
+/// The observations of a block that meet one test.
+template <class Block>
+SlotBlock::Set meeting(const Block& block, const SelectionTest& test, const Bounds& bounds) {
     const auto within = [&](const auto& value) {
-        return setWithin(block, {bounds + 2 * std::size_t{test.first}, test.end - test.first, test.outside},
-                         [&](SlotNumber slot) -> double { return value(gStore.pools.record(slot)); });
+        return setWithin(block.count, bounds, [&](std::size_t i) -> double { return value(recordIn(block, i)); });
     };
-    using Rec = StoredRecord;
     switch (test.criterion) {
-        case Criterion::time: return within([](const Rec& rec) { return rec.obsTime; });
-        case Criterion::satellite: return within([](const Rec& rec) { return rec.satNum; });
-        case Criterion::sensor: return within([](const Rec& rec) { return rec.senNum; });
+        case Criterion::time: return within([](const auto& rec) { return rec.obsTime; });
+        case Criterion::satellite: return within([](const auto& rec) { return rec.satNum; });
+        case Criterion::sensor: return within([](const auto& rec) { return rec.senNum; });
         case Criterion::elevation:
-            return within([](const Rec& rec) { return kAngleTypes.has(rec.obsType) ? rec.elOrDec : kNoValue; });
+            return within([](const auto& rec) { return kAngleTypes.has(rec.obsType) ? rec.elOrDec : kNoValue; });
         case Criterion::azimuth:
             return within(
-                [](const Rec& rec) { return kAngleTypes.has(rec.obsType) ? inClosedTurnDeg(rec.azOrRa) : kNoValue; });
+                [](const auto& rec) { return kAngleTypes.has(rec.obsType) ? inClosedTurnDeg(rec.azOrRa) : kNoValue; });
         case Criterion::range:
-            return within([](const Rec& rec) { return hasRange(rec.obsType) ? rec.range : kNoValue; });
+            return within([](const auto& rec) { return hasRange(rec.obsType) ? rec.range : kNoValue; });
         case Criterion::rangeRate:
-            return within([](const Rec& rec) { return hasRangeRate(rec.obsType) ? rec.rangeRate : kNoValue; });
-        case Criterion::type: return within([](const Rec& rec) { return rec.obsType; });
-        case Criterion::classification: return within([](const Rec& rec) { return upperClass(rec.secClass); });
-        case Criterion::indicator1: return within([](const Rec& rec) { return rec.indicator1; });
-        case Criterion::indicator2: return within([](const Rec& rec) { return rec.indicator2; });
+            return within([](const auto& rec) { return hasRangeRate(rec.obsType) ? rec.rangeRate : kNoValue; });
+        case Criterion::type: return within([](const auto& rec) { return rec.obsType; });
+        case Criterion::classification: return within([](const auto& rec) { return upperClass(rec.secClass); });
+        case Criterion::indicator1: return within([](const auto& rec) { return rec.indicator1; });
+        case Criterion::indicator2: return within([](const auto& rec) { return rec.indicator2; });
         case Criterion::group:
-            return setWithin(block, {bounds + 2 * std::size_t{test.first}, test.end - test.first, test.outside},
-                             [](SlotNumber slot) -> double { return gStore.pools.mark(slot).gid; });
+            return setWithin(block.count, bounds, [&](std::size_t i) -> double { return groupIn(block, i); });
     }
     return {};
 }
@@ -115,8 +118,8 @@ struct TestRun {
 
 /// Sends `waiting` through a run of tests, each set on to where its test leads; those who leave the run for anywhere
 /// but kNotSelected.
-SlotBlock::Set passing(const SlotBlock& block, const ObsSelection& selection, TestRun run,
-                       const SlotBlock::Set& waiting) {
+template <class Block>
+SlotBlock::Set passing(const Block& block, const ObsSelection& selection, TestRun run, const SlotBlock::Set& waiting) {
     std::array<SlotBlock::Set, ObsSelection::kMaxTests> at;
     std::fill_n(at.begin() + static_cast<std::ptrdiff_t>(run.last), run.first - run.last + 1, SlotBlock::Set{});
     at[run.first] = waiting;
@@ -129,7 +132,7 @@ SlotBlock::Set passing(const SlotBlock& block, const ObsSelection& selection, Te
         const SlotBlock::Set& here = at[number];
         if (here == SlotBlock::Set{}) continue;
         const SelectionTest& test = selection.tests[number];
-        const SlotBlock::Set met = meeting(block, test, selection.bounds->values.data());
+        const SlotBlock::Set met = meeting(block, test, boundsOf(test, selection));
         for (std::size_t word = 0; word < SlotBlock::kWords; ++word) {
             send(test.ifMet, word, here[word] & met[word]);
             send(test.ifNotMet, word, here[word] & ~met[word]);
@@ -147,6 +150,32 @@ void forEachTerm(const ObsSelection& selection, const Visit& visit) {
         visit(TestRun{end - 1, last});
         end = last;
     }
+}
+
+template <class Block>
+SlotBlock::Set selectedIn(const Block& block, const ObsSelection& selection) {
+    const SlotBlock::Set all = SlotBlock::first(block.count);
+    if (selection.testCount == 0) return all;
+    return passing(block, selection, {selection.testCount - std::size_t{1}, 0}, all);
+}
+
+/// Whether observations in some intervals could meet a test, and whether they could not meet it.
+struct Outcomes {
+    bool met, notMet;
+};
+Outcomes outcomesIn(const std::vector<double>& ends, const Bounds& bounds) {
+    Outcomes found{false, false};
+    for (std::size_t i = 0; i < ends.size(); i += 2) {
+        const double low = ends[i], high = ends[i + 1];
+        bool within = false;
+        for (std::size_t j = 0; j < bounds.count; ++j) {
+            found.met = found.met || (bounds.pairs[2 * j] <= high && low <= bounds.pairs[2 * j + 1]);
+            within = within || (bounds.pairs[2 * j] <= low && high <= bounds.pairs[2 * j + 1]);
+        }
+        found.notMet = found.notMet || !within;
+    }
+    if (bounds.outside) std::swap(found.met, found.notMet);
+    return found;
 }
 
 std::int32_t sizeOf(const SlotBlock::Set& set) {
@@ -269,7 +298,7 @@ std::uint8_t addTest(ObsSelection& selection, Intervals&& intervals, SelectionTe
     return selection.testCount++;
 }
 
-SlotBlock::Set SlotBlock::all() const {
+SlotBlock::Set SlotBlock::first(std::size_t count) {
     Set set{};
     for (std::size_t word = 0; word < kWords && word * kWordBits < count; ++word) {
         const std::size_t rest = count - word * kWordBits;
@@ -279,8 +308,30 @@ SlotBlock::Set SlotBlock::all() const {
 }
 
 SlotBlock::Set selectedOf(const SlotBlock& block, const ObsSelection& selection) {
-    if (selection.testCount == 0) return block.all();
-    return passing(block, selection, {selection.testCount - std::size_t{1}, 0}, block.all());
+    return selectedIn(block, selection);
+}
+
+SlotBlock::Set selectedOf(const RecordBlock& block, const ObsSelection& selection) {
+    return selectedIn(block, selection);
+}
+
+bool mayMeet(const ObsSelection& selection, const SelectionBox& box) {
+    if (selection.testCount == 0) return true;
+    std::array<bool, ObsSelection::kMaxTests> isReached{};
+    isReached[selection.testCount - std::size_t{1}] = true;
+    for (std::size_t number = selection.testCount; number-- > 0;) {
+        if (!isReached[number]) continue;
+        const SelectionTest& test = selection.tests[number];
+        const auto criterion = static_cast<std::size_t>(test.criterion);
+        Outcomes can{true, true};
+        if (box.isKnown[criterion]) can = outcomesIn(box.ends[criterion], boundsOf(test, selection));
+        const auto lead = [&](bool isPossible, std::uint8_t to) {
+            if (isPossible && to < selection.testCount) isReached[to] = true;
+            return isPossible && to == ObsSelection::kSelected;
+        };
+        if (lead(can.met, test.ifMet) || lead(can.notMet, test.ifNotMet)) return true;
+    }
+    return false;
 }
 
 SelectionCounts countSelected(const ObsSelection& one, const ObsSelection& other) {

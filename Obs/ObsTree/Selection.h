@@ -56,11 +56,32 @@ struct SlotBlock {
     std::array<SlotNumber, kMax> slots;
     std::size_t count = 0;
 
-    Set all() const;
+    /// The first `count` of a block.
+    static Set first(std::size_t count);
+    static bool has(const Set& set, std::size_t i) { return (set[i / kWordBits] >> i % kWordBits & 1u) != 0; }
+    Set all() const { return first(count); }
 };
 
 /// The slots of a block whose observations meet a selection. Inside a read of the caller's.
 SlotBlock::Set selectedOf(const SlotBlock& block, const ObsSelection& selection);
+
+/// Records that are looked at together, and their groups: observations that are not stored.
+struct RecordBlock {
+    std::array<const ObsRecord*, SlotBlock::kMax> records;
+    std::array<std::int32_t, SlotBlock::kMax> groups;
+    std::size_t count = 0;
+};
+SlotBlock::Set selectedOf(const RecordBlock& block, const ObsSelection& selection);
+
+/// What is known of where observations are: for each of some criteria the intervals that all their values lie in, which
+/// are low and high ends in turn. Of the other criteria nothing is known.
+struct SelectionBox {
+    std::array<std::vector<double>, kCriterionCount> ends;
+    std::array<bool, kCriterionCount> isKnown{};
+};
+
+/// Whether an observation in a box could meet a selection. False is certain.
+bool mayMeet(const ObsSelection& selection, const SelectionBox& box);
 
 /// Calls `visit(block)` for all live slots in order of storage. Inside a read of the caller's.
 template <class Visit>

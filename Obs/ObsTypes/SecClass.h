@@ -12,4 +12,10 @@ constexpr std::int32_t secclasschartoint(char secClass) { return secClass == 'C'
 /// 1 "U", 2 "C", 3 "S"; any other number "U".
 constexpr char secclassinttochar(std::int32_t secClass) { return secClass == 2 ? 'C' : secClass == 3 ? 'S' : 'U'; }
 
+/// What a class letter is compared as: a record has it in the case of its card.
+constexpr char upperClass(char secClass) {
+    constexpr char kCaseBit = 0x20;
+    return static_cast<char>(secClass & ~kCaseBit);
+}
+
 }  // namespace obs

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <map>
 #include <unordered_map>
 #include <utility>
 
+#include "cli/ColumnScan.h"
 #include "cli/CommandLine.h"
 #include "cli/Observations.h"
 #include "cli/Session.h"
@@ -69,11 +71,36 @@ constexpr LineCount kLineCounts[] = {
     {&ObsLoadLines::includesLeftOut, {}, "includes_left_out", 0},
 };
 
-using Counts = std::unordered_map<std::int32_t, std::int64_t>;
+/// How often numbers occur.
+class Counts {
+public:
+    void add(double value) {
+        const auto number = static_cast<std::int32_t>(value);
+        if (number < 0 || number >= kMostOfList) {
+            ++others_[number];
+            return;
+        }
+        const auto at = static_cast<std::size_t>(number);
+        if (at >= list_.size()) list_.resize(at + 1);
+        ++list_[at];
+    }
+
+    std::vector<CountOf> all() const {
+        std::vector<CountOf> all;
+        for (std::size_t i = 0; i < list_.size(); ++i)
+            if (list_[i] > 0) all.push_back({static_cast<std::int32_t>(i), list_[i]});
+        for (const auto& [number, count] : others_) all.push_back({number, count});
+        return all;
+    }
+
+private:
+    static constexpr std::int32_t kMostOfList = 1 << 20;
+    std::vector<std::int64_t> list_;  ///< by number
+    std::unordered_map<std::int32_t, std::int64_t> others_;
+};
 
 Ranking rank(const Counts& counts, std::size_t top) {
-    Ranking ranking;
-    for (const auto& [number, count] : counts) ranking.busiest.push_back({number, count});
+    Ranking ranking{counts.all()};
     std::sort(ranking.busiest.begin(), ranking.busiest.end(), [](const CountOf& a, const CountOf& b) {
         return a.count != b.count ? a.count > b.count : a.number < b.number;
     });
@@ -95,15 +122,24 @@ void countFiles(Report& report) {
 
 void countObservations(Report& report, std::size_t top) {
     constexpr std::int32_t kAscendingKeys = 9;  // the order that needs no sorting
+    ColumnScan scan(kAscendingKeys, {"type", "sen_num", "sat_num", "ds50"});
     Counts sensors, satellites;
-    for (const std::int64_t key : storedKeys(kAscendingKeys)) {
-        const Observation o = observationOf(key);
-        ++report.types[o.type];
-        ++sensors[o.sensor];
-        ++satellites[o.satellite];
-        report.firstTime = std::min(report.firstTime, o.time);
-        report.lastTime = std::max(report.lastTime, o.time);
+    std::array<std::int64_t, 256> types{};
+    for (std::vector<double> values; scan.next();) {
+        scan.values(0, values);
+        for (const double code : values) ++types[static_cast<unsigned char>(code)];
+        scan.values(1, values);
+        for (const double number : values) sensors.add(number);
+        scan.values(2, values);
+        for (const double number : values) satellites.add(number);
+        scan.values(3, values);
+        for (const double time : values) {
+            report.firstTime = std::min(report.firstTime, time);
+            report.lastTime = std::max(report.lastTime, time);
+        }
     }
+    for (std::size_t code = 0; code < types.size(); ++code)
+        if (types[code] > 0) report.types[static_cast<char>(code)] = types[code];
     report.sensors = rank(sensors, top);
     report.satellites = rank(satellites, top);
 }

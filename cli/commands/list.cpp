@@ -240,9 +240,10 @@ private:
 };
 
 template <class Writer>
-void printRows(Output& out, const std::vector<std::int64_t>& keys, Writer&& writer) {
+void printRows(Output& out, const std::vector<std::int64_t>& keys, const std::vector<Column>& columns,
+               Writer&& writer) {
     writer.printHeader(out);
-    Rows rows;
+    Rows rows(columns);
     for (std::size_t from = 0; from < keys.size(); from += kRowsAtOnce) {
         rows.begin(std::span(keys).subspan(from, std::min(kRowsAtOnce, keys.size() - from)));
         for (std::size_t row = 0; row < rows.keys().size(); ++row) writer.printRow(out, rows, row);
@@ -256,7 +257,7 @@ void printTable(Output& out, const std::vector<std::int64_t>& keys, const ListOp
     Table table(columns, options.columns.empty(), options.width.value_or(terminalWidth(STDOUT_FILENO)), first);
     if (!table.leftOut().empty())
         complain("list", fmt::format("not shown for want of room: {} (--width 0 shows all)", table.leftOut()));
-    printRows(out, keys, table);
+    printRows(out, keys, columns, table);
 }
 
 ExitStatus run(const ListOptions& options, Output& out) {
@@ -286,8 +287,8 @@ ExitStatus run(const ListOptions& options, Output& out) {
         return session.status();
     }
     if (options.format == "csv" || options.format == "tsv")
-        printRows(out, keys, SeparatedLines(*columns, options.format == "csv" ? ',' : '\t'));
-    else if (options.format == "jsonl") printRows(out, keys, JsonLines(*columns));
+        printRows(out, keys, *columns, SeparatedLines(*columns, options.format == "csv" ? ',' : '\t'));
+    else if (options.format == "jsonl") printRows(out, keys, *columns, JsonLines(*columns));
     else printTable(out, keys, options, *columns);
     return session.status();
 }

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <memory>
 #include <stdexcept>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "cli/Columns.h"
 #include "cli/CommandLine.h"
 #include "cli/Session.h"
 #include "cli/Text.h"
@@ -37,20 +39,22 @@ struct Row {
     }
 };
 
-std::vector<ObsPass> passesOf() {
+/// Calls `use` with each pass.
+template <class Use>
+void forEachPass(Use use) {
     constexpr std::int32_t kAll = -1;
-    std::vector<ObsPass> passes(static_cast<std::size_t>(ObsGetCount()));
+    // Room for the most there can be, of which only what is needed is touched.
+    const std::int32_t room = ObsGetCount();
+    const auto passes = std::make_unique_for_overwrite<ObsPass[]>(static_cast<std::size_t>(room));
     std::int32_t count = 0;
-    if (ObsGetPasses(kAll, nullptr, static_cast<std::int32_t>(passes.size()), passes.data(), &count) != 0)
-        throw std::runtime_error(lastError());
-    passes.resize(static_cast<std::size_t>(count));
-    return passes;
+    if (ObsGetPasses(kAll, nullptr, room, passes.get(), &count) != 0) throw std::runtime_error(lastError());
+    std::for_each_n(passes.get(), count, use);
 }
 
 /// The passes come by satellite, sensor and time.
 std::vector<Row> rowsOf() {
     std::vector<Row> rows;
-    for (const ObsPass& pass : passesOf()) {
+    forEachPass([&](const ObsPass& pass) {
         const bool isNew = rows.empty() || rows.back().satellite != pass.satNum || rows.back().sensor != pass.senNum;
         if (isNew) rows.push_back({pass.satNum, pass.senNum, 0, 0, pass.firstTime});
         Row& row = rows.back();
@@ -59,18 +63,62 @@ std::vector<Row> rowsOf() {
         ++row.passes;
         row.minutesInPasses += (pass.lastTime - pass.firstTime) * kMinutesPerDay;
         row.last = pass.lastTime;
-    }
+    });
     return rows;
 }
+
+/// The cells of a table's line.
+class Cells {
+public:
+    explicit Cells(fmt::memory_buffer& line) : line_(line) {}
+
+    void whole(std::int64_t value, std::size_t width) {
+        const fmt::format_int digits(value);
+        const std::size_t start = begin();
+        line_.append(digits.data(), digits.data() + digits.size());
+        padTo(width, false, start, line_);
+    }
+    void time(double value, std::size_t width) {
+        const std::size_t start = begin();
+        appendIsoTime(value, line_);
+        padTo(width, true, start, line_);
+    }
+    void real(double value, std::size_t width) {
+        constexpr int kDecimals = 3;
+        const std::size_t start = begin();
+        appendFixed(value, kDecimals, line_);
+        padTo(width, false, start, line_);
+    }
+    void end() { line_.push_back('\n'); }
+
+private:
+    std::size_t begin() {
+        if (!isFirst_) line_.push_back(' ');
+        isFirst_ = false;
+        return line_.size();
+    }
+
+    fmt::memory_buffer& line_;
+    bool isFirst_ = true;
+};
 
 void printTable(Output& out, const std::vector<Row>& rows) {
     out.print("{:>9} {:>6} {:>12} {:>6} {:<24} {:<24} {:>9} {:>10} {:>9}\n", "satellite", "sensor", "observations",
               "passes", "first", "last", "span_days", "per_minute", "gap_hours");
     Row all{0, 0};
     for (const Row& row : rows) {
-        out.print("{:>9} {:>6} {:>12} {:>6} {:<24} {:<24} {:>9.3f} {:>10.3f} {:>9.3f}\n", row.satellite, row.sensor,
-                  row.observations, row.passes, isoTime(row.first), isoTime(row.last), row.spanDays(), row.perMinute(),
-                  row.longestGap * kHoursPerDay);
+        Cells cells(out.buffer());
+        cells.whole(row.satellite, 9);
+        cells.whole(row.sensor, 6);
+        cells.whole(row.observations, 12);
+        cells.whole(row.passes, 6);
+        cells.time(row.first, 24);
+        cells.time(row.last, 24);
+        cells.real(row.spanDays(), 9);
+        cells.real(row.perMinute(), 10);
+        cells.real(row.longestGap * kHoursPerDay, 9);
+        cells.end();
+        out.written();
         all.observations += row.observations;
         all.passes += row.passes;
     }
@@ -80,10 +128,13 @@ void printTable(Output& out, const std::vector<Row>& rows) {
 
 void printCsv(Output& out, const std::vector<Row>& rows) {
     out.print("sat_num,sen_num,observations,passes,first,last,span_days,per_minute,gap_hours\n");
-    for (const Row& row : rows)
-        out.print("{},{},{},{},{},{},{},{},{}\n", row.satellite, row.sensor, row.observations, row.passes,
-                  isoTime(row.first), isoTime(row.last), row.spanDays(), row.perMinute(),
-                  row.longestGap * kHoursPerDay);
+    for (const Row& row : rows) {
+        out.print("{},{},{},{},", row.satellite, row.sensor, row.observations, row.passes);
+        appendIsoTime(row.first, out.buffer());
+        out.buffer().push_back(',');
+        appendIsoTime(row.last, out.buffer());
+        out.print(",{},{},{}\n", row.spanDays(), row.perMinute(), row.longestGap * kHoursPerDay);
+    }
 }
 
 void printJson(Output& out, const std::vector<Row>& rows) {

@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "cli/ColumnScan.h"
 #include "cli/CommandLine.h"
-#include "cli/Observations.h"
 #include "cli/Session.h"
 #include "cli/Text.h"
 #include "cli/commands/Command.h"
@@ -31,6 +31,7 @@ more. Exit status 0 when there is nothing to name, 1 when there is, 2 when a fil
 read.)";
 
 constexpr double kSecondsPerDay = 86400;
+constexpr double kKeyDays = 0.2 / kSecondsPerDay;  ///< by which times may go back in the order of keys
 
 struct Options : CommonOptions {
     double lowestElevation = -5;  ///< degrees
@@ -155,48 +156,75 @@ void addLine(Findings& findings, LineTexts& texts, const LineReport& report) {
 
 // --- Observations --------------------------------------------------------------------------------
 
-/// The values that are looked at; those that the type does not carry are not a number.
+/// The values that are looked at; those that an observation does not have are not a number.
 struct Values {
-    double satellite, sensor, time;
-    std::int32_t type;
-    double elOrDec, azOrRa, range, rangeRate;
-    bool isElevation;
+    double satellite, sensor, type, time, elevation, declination, azimuth, rightAscension, range, rangeRate;
+
+    double elOrDec() const { return std::isnan(elevation) ? declination : elevation; }
+    double azOrRa() const { return std::isnan(azimuth) ? rightAscension : azimuth; }
 };
 
-constexpr std::size_t kArrayLength = 64;  ///< of the array form
+/// The columns of the members, in their order, and the keys.
+constexpr std::array<double Values::*, 10> kMembers = {
+    &Values::satellite,   &Values::sensor,  &Values::type,           &Values::time,  &Values::elevation,
+    &Values::declination, &Values::azimuth, &Values::rightAscension, &Values::range, &Values::rangeRate};
+constexpr std::array<const char*, kMembers.size() + 1> kColumns = {
+    "sat_num",  "sen_num",         "type", "ds50", "elevation", "declination", "azimuth", "right_ascension",
+    "range_km", "range_rate_km_s", "key"};
 
-/// Which of the elements types carry, by their number.
-class Carried {
+/// The latest time of each satellite, sensor and type, of observations that come in order of time. Those that are too
+/// long ago to be near are forgotten, so that the rest stays at the processor's hand; open addressing.
+class LatestTimes {
 public:
-    Carried() {
-        for (std::int32_t type = 0; type < kTypes; ++type) {
-            char typeChar = ' ';
-            Text512 name;
-            ObsGetTypeInfo(type, &typeChar, name.data(), carried_[static_cast<std::size_t>(type)].data());
+    explicit LatestTimes(double keptDays) : keptDays_(keptDays) {}
+
+    /// The latest time so far, which `v.time` is to take the place of; minus infinity for the first.
+    double& of(const Values& v) {
+        if (2 * (used_ + 1) > entries_.size()) makeRoom(v.time - keptDays_);
+        const Entry wanted{static_cast<std::int32_t>(v.satellite), static_cast<std::int32_t>(v.sensor),
+                           static_cast<std::int32_t>(v.type)};
+        Entry& entry = find(wanted);
+        if (entry.type == kFree) {
+            entry = wanted;
+            ++used_;
         }
-    }
-    std::int32_t of(std::int32_t type, std::size_t element) const {
-        return type >= 0 && type < kTypes ? carried_[static_cast<std::size_t>(type)][element] : 0;
+        return entry.time;
     }
 
 private:
-    static constexpr std::int32_t kTypes = 20;
-    std::array<std::array<std::int32_t, kArrayLength>, kTypes> carried_{};
-};
-
-Values valuesOf(const double* array) {
-    static const Carried carried;
-    constexpr std::size_t kElOrDec = 4, kRange = 6, kType = 11;
-    constexpr std::int32_t kElevationIndex = 5;
-    auto type = static_cast<std::int32_t>(array[kType]);
-    if ((type == 8 || type == 9) && array[kRange] > 0) type += 10;  // in the array form the same
-    const auto value = [&](std::size_t element) {
-        return carried.of(type, element) != 0 ? array[element] : std::numeric_limits<double>::quiet_NaN();
+    static constexpr std::int32_t kFree = -1;
+    struct Entry {
+        std::int32_t satellite = 0, sensor = 0, type = kFree;
+        double time = -std::numeric_limits<double>::infinity();
     };
-    return {array[1], array[2], array[3],
-            type,     value(4), value(5),
-            value(6), value(7), carried.of(type, kElOrDec) == kElevationIndex};
-}
+
+    Entry& find(const Entry& wanted) {
+        constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15;
+        const auto bits = [](std::int32_t number) { return std::uint64_t{static_cast<std::uint32_t>(number)}; };
+        const std::uint64_t all = bits(wanted.satellite) << 32 ^ bits(wanted.sensor) << 8 ^ bits(wanted.type);
+        for (std::size_t at = all * kFactor >> 20;; ++at) {
+            Entry& entry = entries_[at & (entries_.size() - 1)];
+            const bool isIt = entry.satellite == wanted.satellite && entry.sensor == wanted.sensor;
+            if (entry.type == kFree || (isIt && entry.type == wanted.type)) return entry;
+        }
+    }
+
+    void makeRoom(double since) {
+        constexpr std::size_t kLeast = 1024;  // a power of 2
+        const std::vector<Entry> former = std::move(entries_);
+        const auto isKept = [&](const Entry& entry) { return entry.type != kFree && entry.time >= since; };
+        used_ = static_cast<std::size_t>(std::count_if(former.begin(), former.end(), isKept));
+        std::size_t size = kLeast;
+        while (size < 4 * used_) size *= 2;
+        entries_.assign(size, Entry());
+        for (const Entry& entry : former)
+            if (isKept(entry)) find(entry) = entry;
+    }
+
+    double keptDays_;
+    std::vector<Entry> entries_;
+    std::size_t used_ = 0;
+};
 
 class SenseChecks {
 public:
@@ -210,27 +238,38 @@ public:
     }
 
     void run() {
-        constexpr std::int32_t kSatelliteSensorTime = -10;
-        constexpr std::size_t kAtOnce = 512;  // which the processor keeps at hand
-        const std::vector<std::int64_t> keys = storedKeys(kSatelliteSensorTime);
-        std::vector<double> arrays(kAtOnce * kArrayLength);
-        for (std::size_t from = 0; from < keys.size(); from += kAtOnce) {
-            const std::size_t count = std::min(kAtOnce, keys.size() - from);
-            if (ObsDataToArrays(static_cast<std::int32_t>(count), &keys[from], arrays.data()) != 0)
-                throw std::runtime_error(lastError());
-            for (std::size_t i = 0; i < count; ++i) check(valuesOf(&arrays[i * kArrayLength]), keys[from + i]);
-        }
+        // Within a year keys have the order of times, but for a tenth of a second.
+        constexpr std::int32_t kAscendingKeys = 9, kByTime = -1;
+        const Findings before = findings_;
+        look(kAscendingKeys);
+        if (!isOutOfOrder_) return;
+        findings_ = before;
+        latest_ = LatestTimes(options_.near / kSecondsPerDay);
+        look(kByTime);
     }
 
 private:
+    void look(std::int32_t order) {
+        ColumnScan scan(order, {kColumns.begin(), kColumns.end()});
+        for (std::array<std::vector<double>, kMembers.size()> columns; scan.next();) {
+            for (std::size_t i = 0; i < columns.size(); ++i) scan.values(i, columns[i]);
+            const std::int64_t* const keys = scan.keys(columns.size());
+            for (std::size_t row = 0; row < scan.rows(); ++row) {
+                Values v{};
+                for (std::size_t i = 0; i < columns.size(); ++i) v.*kMembers[i] = columns[i][row];
+                check(v, keys[row]);
+            }
+        }
+    }
+
     void check(const Values& v, std::int64_t key) {
         const auto isOut = [](double value, double least, double most) { return value < least || value > most; };
         if (isOut(v.time, firstTime_, lastTime_))
             tell(key, v, fmt::format("the time is before {} or in the future", options_.firstYear));
-        if (isOut(v.elOrDec, -90, 90)) tell(key, v, "the elevation or declination is beyond 90 degrees");
-        else if (options_.lowestElevation != 0 && v.isElevation && v.elOrDec < options_.lowestElevation)
+        if (isOut(v.elOrDec(), -90, 90)) tell(key, v, "the elevation or declination is beyond 90 degrees");
+        else if (options_.lowestElevation != 0 && v.elevation < options_.lowestElevation)
             tell(key, v, fmt::format("the elevation is below {} degrees", options_.lowestElevation));
-        if (isOut(v.azOrRa, 0, 360)) tell(key, v, "the azimuth or right ascension is not from 0 to 360 degrees");
+        if (isOut(v.azOrRa(), 0, 360)) tell(key, v, "the azimuth or right ascension is not from 0 to 360 degrees");
         if (v.range <= 0) tell(key, v, "the range is 0 or below");
         if (options_.mostRange > 0 && v.range > options_.mostRange)
             tell(key, v, fmt::format("the range is above {} km", options_.mostRange));
@@ -238,16 +277,17 @@ private:
             tell(key, v, fmt::format("the range rate is above {} km/s", options_.mostSpeed));
         if (!options_.sensors.empty() && !isKnown(static_cast<std::int32_t>(v.sensor)))
             tell(key, v, fmt::format("sensor {} is not known", v.sensor));
-        checkNear(v, key);
-        before_ = v;
+        if (options_.near > 0) checkNear(v, key);
     }
 
-    /// The observations come by satellite, sensor and time.
     void checkNear(const Values& v, std::int64_t key) {
-        if (options_.near > 0 && v.satellite == before_.satellite && v.sensor == before_.sensor &&
-            v.type == before_.type && (v.time - before_.time) * kSecondsPerDay <= options_.near)
+        double& latest = latest_.of(v);
+        if (v.time < latest || v.time < latestOfAll_ - kKeyDays) isOutOfOrder_ = true;
+        latestOfAll_ = std::max(latestOfAll_, v.time);
+        if ((v.time - latest) * kSecondsPerDay <= options_.near)
             tell(key, v,
                  fmt::format("another one of the same satellite, sensor and type is within {} seconds", options_.near));
+        latest = v.time;
     }
 
     bool isKnown(std::int32_t sensor) {
@@ -261,14 +301,16 @@ private:
     void tell(std::int64_t key, const Values& v, const std::string& reason) {
         findings_.add("doubtful", reason, [&] {
             return fmt::format("key {}: {} satellite {} sensor {} type {}", key, isoTime(v.time), v.satellite, v.sensor,
-                               ObsTypeIToC(v.type));
+                               static_cast<char>(v.type));
         });
     }
 
     const Options& options_;
     Findings& findings_;
     double firstTime_ = 0, lastTime_ = 0;
-    Values before_{-1, -1, 0, 0, 0, 0, 0, 0, false};
+    LatestTimes latest_{options_.near / kSecondsPerDay + kKeyDays};
+    double latestOfAll_ = -std::numeric_limits<double>::infinity();
+    bool isOutOfOrder_ = false;
     std::unordered_map<std::int32_t, bool> known_;
 };
 

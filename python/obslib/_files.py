@@ -4,7 +4,6 @@ from __future__ import annotations
 
 import glob
 import os
-import tempfile
 from collections.abc import Callable, Iterable
 from dataclasses import dataclass, field, fields
 from typing import Any
@@ -112,7 +111,8 @@ def load(paths: Path | Iterable[Path], *, group: int = 0, select: str | None = N
     for path in expanded(paths):
         before = len(store)
         if isinstance(path, bytes):
-            counts, rows = load_text(path, group, year or 0, progress)
+            # Files that the lines name are not read: the text is beside none.
+            counts, rows = _native.load_text(b"<bytes>", path, group, year or 0, False, progress)
         else:
             counts, rows = _native.load_file(os.fsencode(path), group, year or 0, True, progress)
         if select is not None:
@@ -122,15 +122,6 @@ def load(paths: Path | Iterable[Path], *, group: int = 0, select: str | None = N
             counts["left_out"] = len(unwanted)
         result._add(counts, rows)
     return result
-
-
-def load_text(text: bytes, group: int, year: int, progress: Callable[[int, int], object] | None) -> Any:
-    """Lines in memory: files that they name are not read."""
-    with tempfile.NamedTemporaryFile(prefix="obslib-") as file:
-        file.write(text)
-        file.flush()
-        counts, rows = _native.load_file(os.fsencode(file.name), group, year, False, progress)
-        return counts, [(kind, "<bytes>" if name == file.name else name, *rest) for kind, name, *rest in rows]
 
 
 def save(path: str | os.PathLike[str], format: str = "csv", *, append: bool = False,

@@ -13,6 +13,25 @@
 
 namespace family {
 
+/// One formula for texts and for components, so that both give the same bits.
+inline double timeOf(std::int64_t wholeDay, double hour, double minute, double seconds) {
+    return static_cast<double>(wholeDay) + (3600.0 * hour + 60.0 * minute + seconds) / 86400.0;
+}
+
+/// A year of two digits: 57-99 are 19yy, 00-56 are 20yy.
+struct TwoDigitYear {
+    std::int32_t base;   ///< ds50 of "0 January": adding the day of year gives the time
+    std::uint32_t days;  ///< 365 or 366
+};
+
+/// NOTE: every fourth year of these hundred is a leap year.
+constexpr TwoDigitYear twoDigitYear(std::uint32_t digits) {
+    constexpr std::uint32_t kFirst = 57;
+    constexpr std::int32_t kBaseOfFirst = 2557;
+    const std::uint32_t past = digits >= kFirst ? digits - kFirst : digits + 100 - kFirst;
+    return {kBaseOfFirst + static_cast<std::int32_t>(past * 1461 / 4), digits % 4 == 0 ? 366U : 365U};
+}
+
 /// Date text YYDDDHHMMSS.sss (15 characters) to ds50; years 57-99 are 19yy, 00-56 are 20yy.
 /// 0 for anything but a real date: a non-digit, day 0 or past the year's end, hour
 /// over 23, minute over 59, second of 60 or more.

@@ -60,6 +60,9 @@ constexpr YearAndBase yearOfDay(std::int32_t day) {
     return {static_cast<std::int32_t>(year), base};
 }
 
+static_assert(twoDigitYear(kFirstTwoDigitYear - 1900).base == yearBaseFast(kFirstTwoDigitYear) &&
+              twoDigitYear(kLastTwoDigitYear - 2000).base == yearBaseFast(kLastTwoDigitYear));
+
 constexpr std::int32_t kFirstDay = yearBaseFast(kFirstYear) + 1;
 constexpr std::int32_t kEndDay = yearBaseFast(kLastYear + 1) + 1;  ///< first day past the last year
 constexpr std::int32_t kFirstTwoDigitDay = yearBaseFast(kFirstTwoDigitYear) + 1;
@@ -130,11 +133,6 @@ bool putDate(double ds50, char* text, char* millis) {
     return true;
 }
 
-/// One formula for texts and for components, so that both give the same bits.
-inline double combine(std::int64_t wholeDay, double hour, double minute, double seconds) {
-    return static_cast<double>(wholeDay) + (3600.0 * hour + 60.0 * minute + seconds) / kSecondsPerDay;
-}
-
 constexpr std::uint64_t kDigitValues = 0x0F0F0F0F0F0F0F0F;
 
 /// Whether all eight bytes are the characters "0" to "9".
@@ -174,12 +172,10 @@ double dtgtods50(std::string_view text) {
     const std::uint32_t second = byteOf(backPairs, 2);
     const std::uint32_t millis = 100 * byteOf(back, 5) + byteOf(backPairs, 6);
     if (hour > 23 || minute > 59 || second > 59) { return 0; }
-    const std::uint32_t year = twoDigits + (twoDigits >= kFirstTwoDigitYear - 1900 ? 1900 : 2000);
-    if (day == 0 || day > (year % 4 == 0 ? 366U : 365U)) {  // every fourth year of 1957-2056 is a leap year
-        return 0;
-    }
+    const TwoDigitYear year = twoDigitYear(twoDigits);
+    if (day == 0 || day > year.days) { return 0; }
     const double seconds = static_cast<double>(second * 1000 + millis) / 1000.0;
-    return combine(yearBaseFast(year) + static_cast<std::int32_t>(day), hour, minute, seconds);
+    return timeOf(year.base + static_cast<std::int32_t>(day), hour, minute, seconds);
 }
 
 void ds50todate14(double ds50, char text[14]) {
@@ -201,11 +197,11 @@ double tcomps2utc(std::int32_t year, std::int32_t dayOfYear, std::int32_t hour, 
         !(std::fabs(seconds) <= kSecondsPerDay)) {
         return 0;
     }
-    return combine(yearBaseFast(static_cast<std::uint32_t>(year)) + dayOfYear, hour, minute, seconds);
+    return timeOf(yearBaseFast(static_cast<std::uint32_t>(year)) + dayOfYear, hour, minute, seconds);
 }
 
 double parts2utc(std::int32_t year, std::int32_t dayOfYear, std::int32_t hour, std::int32_t minute, double seconds) {
-    return combine(yearBase(year) + dayOfYear, hour, minute, seconds);
+    return timeOf(yearBase(year) + dayOfYear, hour, minute, seconds);
 }
 
 void fyklok(double ds50, double& dayOfYear, std::int32_t& year) {

@@ -425,6 +425,35 @@ TEST_F(Columns, formsThatAreTakenAndRefused) {
     EXPECT_EQ(keys_[1], 0);
 }
 
+TEST_F(Columns, rowsOfStrangersAreSelected) {
+    const Fed type{"type", "c", raw<std::int8_t>({0, 0, 0}), 0xFF, {"3"}};
+    const Fed rate{"range_rate_km_s", "f", raw<float>({0, 1, 1}), 0xFD}, other{"colour", "+q", ""};
+    const Fed sat{"sat_num", "g", raw<double>({0, 5, 6.5})};
+    const struct {
+        const char* text;
+        std::vector<Fed> columns;
+        std::int64_t room;
+        const char* says;                                   ///< or "", when row 1 alone meets the text
+    } cases[] = {{"rate=0:2", {other, rate, type}, 2, ""},  // a null meets neither this ...
+                 {"rate!=7", {type, rate}, 2, ""},          // ... nor that
+                 {"rate!=7", {rate}, 2, "Column type: The stream does not have it."},
+                 {"rate!=7", {type, rate}, 1, "There is room for 1 rows, and there are more."},
+                 {"sat=5", {other, sat}, 2, "Column sat_num, row 1: the number is not whole"},
+                 {"sat=5", {sat, sat}, 2, "Column sat_num: It occurs twice."}};
+    for (const auto& [text, columns, room, says] : cases) {
+        log_.errors.clear();
+        ArrowArrayStream stream = feed(columns);
+        std::int8_t mask[2] = {9, 9};
+        std::int64_t rows = 9;
+        const bool isGood = *says == '\0';
+        EXPECT_EQ(ObsSelectRows(text, &stream, room, mask, &rows), isGood ? 0 : 2) << text;
+        EXPECT_EQ(stream.release, nullptr);
+        EXPECT_EQ(rows, isGood ? 2 : 0);
+        if (isGood) EXPECT_TRUE(mask[0] == 0 && mask[1] == 1) << text;
+        else EXPECT_EQ(log_.errors.at(0).find(std::string("ObsSelectRows: ") + says), 0u) << log_.errors[0];
+    }
+}
+
 TEST_F(Columns, schemasThatLackWhatIsDueAreRefused) {
     static ArrowSchema schema, child;
     static ArrowSchema* children[1];

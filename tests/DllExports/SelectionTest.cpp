@@ -196,7 +196,17 @@ public:
             ->holds(f);
     }
 
-    /// Random words that make sense.
+    /// Random words that make sense, as a text.
+    static std::string randomText(int depth, std::mt19937& engine, Words* words = nullptr) {
+        Words own;
+        Words& made = words != nullptr ? *words : own;
+        make(made, depth, [&engine](auto limit) { return static_cast<int>(engine() % static_cast<unsigned>(limit)); });
+        std::string text;
+        for (const std::string& word : made)
+            text += (text.empty() || word == ")" || text.back() == '(' ? "" : " ") + word;
+        return text;
+    }
+
     template <class Below>
     static void make(Words& words, int depth, const Below& below) {
         const int kind = depth == 0 ? 9 : below(10);
@@ -229,13 +239,9 @@ TEST_F(Selection, expressionsSelectAsASlowReadingOfThem) {
     ObsGetLoaded(9, all.data());
     for (std::size_t i = 0; i < all.size(); ++i) ASSERT_EQ(fields[i].get(all[i]), 0);
     std::mt19937 engine(13);
-    const auto below = [&engine](auto limit) { return static_cast<int>(engine() % static_cast<unsigned>(limit)); };
     for (int i = 0, longEnough = 0; longEnough < 100; ++i) {
         SlowReading::Words words;
-        SlowReading::make(words, 1 + i % 6, below);
-        std::string text;
-        for (const std::string& word : words)
-            text += (text.empty() || word == ")" || text.back() == '(' ? "" : " ") + word;
+        const std::string text = SlowReading::randomText(1 + i % 6, engine, &words);
         if (text.size() > 512) continue;
         longEnough += words.size() > 4;
         std::vector<std::int64_t> wanted;
@@ -251,6 +257,101 @@ TEST_F(Selection, expressionsSelectAsASlowReadingOfThem) {
                                  &count, found.data());
             EXPECT_EQ(dropped[t], std::int32_t(all.size()) - count) << text << ", term " << t;
         }
+    }
+}
+
+/// Rows that are not stored, in the order of keys: what meets a text, and what is known of some of them.
+class Rows {
+public:
+    explicit Rows(const std::vector<std::int64_t>& keys) : fields(keys.size()), mask(keys.size()) {
+        for (std::size_t i = 0; i < keys.size(); ++i) EXPECT_EQ(fields[i].get(keys[i]), 0);
+    }
+
+    void select(const std::string& text) {
+        ArrowArrayStream stream;
+        ASSERT_EQ(ObsExportArrow(-1, nullptr, 9, nullptr, 0, 300, &stream), 0);
+        std::int64_t rows = 0;
+        ASSERT_EQ(ObsSelectRows(Text(text), &stream, std::ssize(mask), mask.data(), &rows), 0) << text;
+        EXPECT_EQ(rows, std::ssize(mask));
+    }
+
+    bool mayMeet(const std::string& text, std::size_t from, std::size_t to) const {
+        double reals[] = {kInfinity, -kInfinity, kInfinity, -kInfinity, kInfinity, -kInfinity};
+        std::string least[] = {"~", "~"}, greatest[] = {"", ""};
+        for (; from < to; ++from) {
+            const AllFields& f = fields[from];
+            const double values[] = {f.time, double(f.sat), double(f.sen)};
+            for (std::size_t k = 0; k < 6; ++k)
+                reals[k] = k % 2 == 0 ? std::min(reals[k], values[k / 2]) : std::max(reals[k], values[k / 2]);
+            const std::string texts[] = {std::string(1, f.type), std::string(1, f.secClass)};
+            for (std::size_t k = 0; k < 2; ++k) {
+                least[k] = std::min(least[k], texts[k]);
+                greatest[k] = std::max(greatest[k], texts[k]);
+            }
+        }
+        const char* const known[] = {least[0].c_str(), greatest[0].c_str(), least[1].c_str(), greatest[1].c_str()};
+        const std::int32_t may = ObsMayMeet(Text(text), reals, known);
+        EXPECT_GE(may, 0);
+        return may == 1;
+    }
+
+    std::vector<AllFields> fields;
+    std::vector<std::int8_t> mask;
+};
+
+TEST_F(Selection, rowsAreSelectedAsTheObservations) {
+    ASSERT_EQ(FamilyAddSensor(207, "A Site", 0, 0, 0), 0);
+    std::vector<std::int64_t> all(static_cast<std::size_t>(ObsGetCount())), found(all.size());
+    ObsGetLoaded(9, all.data());
+    Rows rows(all);
+    std::vector<std::string> texts;
+    for (const auto& one : kTexts)
+        for (const std::string& text : split(one.first, '|')) texts.push_back(text);
+    std::mt19937 engine(17);
+    for (int i = 0; i < 60; ++i)
+        if (std::string text = SlowReading::randomText(1 + i % 6, engine); text.size() <= 512) texts.push_back(text);
+    int passedOver = 0;
+    for (const std::string& text : texts) {
+        std::int32_t count = -1;
+        ObsGetSelectedByText(Text(text), 9, &count, found.data());
+        rows.select(text);
+        std::vector<std::int64_t> kept;
+        for (std::size_t i = 0; i < all.size(); ++i)
+            if (rows.mask[i] == 1) kept.push_back(all[i]);
+        EXPECT_EQ(kept, std::vector<std::int64_t>(found.begin(), found.begin() + count)) << text;
+        for (std::size_t from = 0; from < all.size(); from += 4) {
+            const bool has = std::count(&rows.mask[from], &rows.mask[from] + 4, 1) != 0;
+            const bool may = rows.mayMeet(text, from, from + 4);
+            EXPECT_TRUE(may || !has) << text << ", rows from " << from;
+            passedOver += !may;
+        }
+    }
+    EXPECT_GT(passedOver, static_cast<int>(texts.size() * all.size() / 4 / 10));
+    FamilyRemoveSensors();
+}
+
+TEST_F(Selection, whatIsKnownOfRowsRulesThemOut) {
+    const double open[] = {-kInfinity, kInfinity, 5, 9, -kInfinity, kInfinity};
+    const char* const types[] = {"3", "3", nullptr, nullptr};
+    const struct {
+        const char* text;
+        std::int32_t may;
+        const char* columns;
+    } cases[] = {{"", 1, ""},
+                 {"sat=5 or sat=20", 1, "sat_num"},
+                 {"sat=4,10:12", 0, "sat_num"},
+                 {"sat!=5:9", 0, "sat_num"},
+                 {"not sat=5:9", 0, "sat_num"},
+                 {"sat!=6", 1, "sat_num"},
+                 {"type=8", 0, "type"},
+                 {"(type=3 and sat=20) or (type=8 and sat=5)", 0, "sat_num type"},
+                 {"type=3 el>10 time=2024-01-01", 1, "ds50 type elevation declination"},
+                 {"class=U not el>10 sat<5", 0, "sat_num type sec_class elevation declination"}};
+    for (const auto& [text, may, columns] : cases) {
+        Text names;
+        EXPECT_EQ(ObsMayMeet(Text(text), open, types), may) << text;
+        EXPECT_EQ(ObsGetSelectionColumns(Text(text), names), 0);
+        EXPECT_EQ(names.trimmed(), columns);
     }
 }
 

@@ -322,6 +322,21 @@ TEST_F(LoadFileTest, theOptionsOfALoad) {
     expectCounts(0, 0, 1);
 }
 
+// No file of the text's name is there: what the text names is beside it all the same, and not kept out for that.
+TEST_F(LoadFileTest, aTextIsLoadedUnderAName) {
+    std::filesystem::create_directory(folder_ / "below");
+    write("below/in.txt", azElCard(1) + "\n" + badCard(2) + "\n");
+    std::filesystem::create_symlink(OBS_TEST_DATA "/tty/two_cards.txt", folder_ / "below/link");
+    const std::string text = "OBSFIL below/in.txt\nOBSFIL below/link\n" + azElCard(3) + "\n" + badCard(4);
+    EXPECT_EQ(readObsText((folder_ / "fort.11").string(), text, {.includes = Includes::belowFolder}), 2);
+    expectCounts(2, 0, 2);
+    EXPECT_EQ(told(), "in.txt:2:2 fort.11:2:9 fort.11:4:2 ");
+    EXPECT_EQ(readObsText("", {}, {}), 0);
+    EXPECT_EQ(latestLoad().lines.lines, 0);
+    EXPECT_EQ(readSlrText("ranges", "H9\nhello\n", 5), 0);
+    EXPECT_EQ(latestLoad().lines.passedOver, 1);
+}
+
 // The file service gives what memory there is; a load that runs out of it tells what it has entered.
 TEST_F(LoadFileTest, withoutMemoryCountsAreTrue) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)

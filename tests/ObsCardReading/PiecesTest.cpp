@@ -10,6 +10,7 @@
 
 #include "Obs/ObsCardReading/Loading/Cut.h"
 #include "Obs/ObsCardReading/Loading/FilePieces.h"
+#include "Obs/ObsCardReading/Loading/TextPieces.h"
 #include "ObsDllExports.h"
 #include "tests/CaseFile.h"
 #include "tests/LoadFixture.h"
@@ -303,6 +304,31 @@ TEST_F(Pieces, haveNoCutWhereAStateWouldBeTooLong) {
     EXPECT_TRUE(cuts.contains(end + kRf.size()));
 }
 
+/// The places and lengths of all lines, where each piece is read but for its last line, as before a second card.
+std::string linesOf(LinePieces& pieces) {
+    Progress none;
+    std::string found;
+    std::string_view piece, line;
+    bool isLast = false;
+    std::int64_t number = 0;
+    while (pieces.next(piece, isLast)) {
+        if (number == 20) {
+            EXPECT_TRUE(pieces.anyLineFrom(
+                pieces.offset(), [](std::string_view one) { return one.starts_with("zz"); }, none));
+        }
+        LineReader lines(piece, isLast, {number, pieces.offset()});
+        std::int64_t left = isLast ? 0 : 1;
+        LineReader all(piece, isLast);
+        while (all.next(line)) {}
+        for (std::int64_t take = all.linesTaken() - left; take > 0 && lines.next(line); --take)
+            found += std::to_string(lines.place().number) + "@" + std::to_string(lines.place().offset) + " " +
+                     std::to_string(line.size()) + "\n";
+        number += lines.linesTaken();
+        pieces.took(lines.bytesTaken());
+    }
+    return found;
+}
+
 // Blocks of the file service end anywhere; lines longer than a block come cut, at their places.
 TEST_F(Pieces, ofFilesAreTheirText) {
     std::mt19937 random(7);
@@ -316,30 +342,11 @@ TEST_F(Pieces, ofFilesAreTheirText) {
     const std::string name = write("lines.txt", text);
     family::Unit unit = family::kNoUnit;
     ASSERT_EQ(family::fileopen(name, family::kOpenRead, unit), 0);
-    FilePieces pieces(unit);
-    Progress none;
-    std::string found;
-    std::string_view piece, line;
-    bool isLast = false;
-    std::int64_t number = 0;
-    while (pieces.next(piece, isLast)) {
-        if (number == 20) {
-            EXPECT_TRUE(pieces.anyLineFrom(
-                pieces.offset(), [](std::string_view one) { return one.starts_with("zz"); }, none));
-        }
-        LineReader lines(piece, isLast, {number, pieces.offset()});
-        // As a message does that waits for its second card: the last line is left.
-        std::int64_t left = isLast ? 0 : 1;
-        LineReader all(piece, isLast);
-        while (all.next(line)) {}
-        for (std::int64_t take = all.linesTaken() - left; take > 0 && lines.next(line); --take)
-            found += std::to_string(lines.place().number) + "@" + std::to_string(lines.place().offset) + " " +
-                     std::to_string(line.size()) + "\n";
-        number += lines.linesTaken();
-        pieces.took(lines.bytesTaken());
-    }
+    FilePieces ofFile(unit);
+    EXPECT_EQ(linesOf(ofFile), expected);
     family::fileclose(unit);
-    EXPECT_EQ(found, expected);
+    TextPieces ofText(text);
+    EXPECT_EQ(linesOf(ofText), expected);
 }
 
 TEST_F(Pieces, everyLineIsAccountedForOnce) {
@@ -349,8 +356,14 @@ TEST_F(Pieces, everyLineIsAccountedForOnce) {
         obsemptytree();
         SetTTYYear(2024);
         write("inner.txt", inner.text);
-        write("deck.txt", deck.text + (twoPasses ? "OBSFIL inner.txt\n" : ""));
-        ASSERT_EQ(ObsLoadFileWith((folder_ / "deck.txt").c_str(), 0, nullptr) & ~2, 0);
+        const std::string name = folder_ / "deck.txt";
+        const std::string text = deck.text + (twoPasses ? "OBSFIL inner.txt\n" : "");
+        if (seed % 4 < 2) write("deck.txt", text);
+        else std::filesystem::remove(name);
+        ASSERT_EQ((seed % 4 < 2 ? ObsLoadFileWith(name.c_str(), 0, nullptr)
+                                : ObsLoadText(name.c_str(), text.data(), std::ssize(text), 0, nullptr)) &
+                      ~2,
+                  0);
         LineCounts expected = deck.lines;
         if (twoPasses) {
             expected += inner.lines;

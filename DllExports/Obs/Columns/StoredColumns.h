@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "DllExports/Obs/Columns/ColumnBuilder.h"
-#include "DllExports/Obs/Columns/ColumnReader.h"
+#include "DllExports/Obs/Columns/StreamRows.h"
 
 namespace obs {
 

@@ -40,6 +40,12 @@ bool refuseCount(std::string_view name, std::int32_t count, std::initializer_lis
     return true;
 }
 
+bool refuseLength(std::string_view name, std::int64_t length) noexcept {
+    if (length >= 0) return false;
+    logFailure(name, "The length must not be negative.");
+    return true;
+}
+
 std::int32_t UnknownKeys::status(std::string_view name, std::size_t asked) const {
     if (count == 0) return kStatusOk;
     logFailure(name, "Unable to locate " + std::to_string(count) + " of " + std::to_string(asked) +

@@ -28,6 +28,9 @@ bool refuseNull(std::string_view name, std::initializer_list<const void*> pointe
 /// The same for a negative count, and for null pointers to arrays unless they hold nothing.
 bool refuseCount(std::string_view name, std::int32_t count, std::initializer_list<const void*> arrays) noexcept;
 
+/// The same for a negative length of a text.
+bool refuseLength(std::string_view name, std::int64_t length) noexcept;
+
 /// Counts the unknown among many keys, for one message about all of them.
 struct UnknownKeys {
     std::size_t count = 0;

@@ -68,6 +68,14 @@ std::int32_t readHead(std::string_view fileName, std::string& head) {
     return read < 0 ? EIO : kStatusOk;
 }
 
+std::int32_t tellKind(std::string_view head, int32_t* kind, int32_t* formats, char name[512]) {
+    const auto [found, ofLines] = obs::identify(head);
+    *kind = found.number;
+    *formats = static_cast<std::int32_t>(ofLines);
+    family::strtochararr(found.name, name);
+    return kStatusOk;
+}
+
 }  // namespace
 
 int32_t ObsGetTypeInfo(int32_t obsType, char* typeChar, char name[512], int32_t carried[64]) {
@@ -96,12 +104,15 @@ int32_t ObsIdentifyFile(const char* fileName, int32_t* kind, int32_t* formats, c
     return obs::guarded(kName, ENOMEM, [&] {
         std::string head;
         if (const std::int32_t error = readHead(obs::trimmedText(fileName), head)) return error;
-        const auto [found, ofLines] = obs::identify(head);
-        *kind = found.number;
-        *formats = static_cast<std::int32_t>(ofLines);
-        family::strtochararr(found.name, name);
-        return kStatusOk;
+        return tellKind(head, kind, formats, name);
     });
+}
+
+int32_t ObsIdentifyText(const char* text, int64_t length, int32_t* kind, int32_t* formats, char name[512]) {
+    constexpr std::string_view kName = "ObsIdentifyText";
+    if (obs::refuseNull(kName, {text, kind, formats, name}) || obs::refuseLength(kName, length)) return kStatusRefused;
+    const std::string_view head(text, std::min(static_cast<std::size_t>(length), obs::kHeadBytes));
+    return obs::guarded(kName, kStatusRefused, [&] { return tellKind(head, kind, formats, name); });
 }
 
 int32_t ObsGetFormatCount(void) { return obs::formatCount(); }

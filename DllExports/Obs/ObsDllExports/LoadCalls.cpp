@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Group "loading" of the exported header.
 #include <new>
+#include <optional>
 #include <string>
 
 #include "DllExports/Obs/ObsDllExports/CallGuard.h"
@@ -21,28 +22,60 @@ bool areOptions(const ObsLoadOptions& options) {
            options.maxIncludes >= 0;
 }
 
+/// The options that a caller gives; logged and nothing when they are none.
+std::optional<obs::LoadOptions> takeOptions(std::string_view name, const ObsLoadOptions* options, int32_t gid) {
+    const ObsLoadOptions none{sizeof(ObsLoadOptions), 0, 0, 0, 0, 0, 0};
+    const ObsLoadOptions& given = options != nullptr ? *options : none;
+    if (!areOptions(given)) {
+        obs::logFailure(name, "The options have another size, or a value out of range.");
+        return std::nullopt;
+    }
+    return obs::LoadOptions{gid,
+                            given.ttyYear,
+                            static_cast<obs::SettingsLines>(given.settingsLines),
+                            static_cast<obs::Includes>(given.includes),
+                            false,
+                            given.maxLines,
+                            given.maxBadTold,
+                            given.maxIncludes};
+}
+
+constexpr const char* kFromFile = "file";
+constexpr const char* kFromMemory = "memory as";
+
 /// A load goes on where memory does not suffice for the line.
-void announce(std::string_view shownName, std::string_view file) noexcept {
+void announce(std::string_view shownName, const char* from, std::string_view file) noexcept {
     try {
         std::string said(shownName);
-        said.append(": Reading observation data from file \"").append(file).append("\".");
+        said.append(": Reading observation data from ").append(from).append(" \"").append(file).append("\".");
         family::traceloginfo(said);
     } catch (const std::bad_alloc&) {}
 }
 
-/// NOTE: the information line names the same function for all entry points of a reader.
-template <class FileReader>
-int32_t loadFile(std::string_view name, std::string_view shownName, const char* fileName, int32_t gid,
-                 FileReader&& read) {
-    if (obs::refuseNull(name, {fileName})) return kStatusRefused;
+/// NOTE: the information line names the same function for all entry points of a reader of files.
+template <class Reader>
+int32_t load(std::string_view name, std::string_view shownName, const char* from, const char* fileName, Reader&& read) {
     return obs::guarded(
         name, kStatusRefused,
         [&] {
             const std::string_view file = obs::trimmedText(fileName);
-            announce(shownName, file);
-            return read(file, gid);
+            announce(shownName, from, file);
+            return read(file);
         },
         "The last observation line is bad: it names no satellite, or has a number or time that makes no key.");
+}
+
+int32_t loadFile(std::string_view name, std::string_view shownName, const char* fileName, int32_t gid,
+                 int32_t (*read)(std::string_view, int32_t)) {
+    if (obs::refuseNull(name, {fileName})) return kStatusRefused;
+    return load(name, shownName, kFromFile, fileName, [&](std::string_view file) { return read(file, gid); });
+}
+
+template <class Reader>
+int32_t loadText(std::string_view name, const char* textName, const char* text, int64_t length, Reader&& read) {
+    if (obs::refuseNull(name, {textName, text}) || obs::refuseLength(name, length)) return kStatusRefused;
+    const std::string_view bytes(text, static_cast<std::size_t>(length));
+    return load(name, name, kFromMemory, textName, [&](std::string_view shown) { return read(shown, bytes); });
 }
 
 int32_t refuseLine(std::string_view name, const obs::CardText& line) {
@@ -77,17 +110,26 @@ int32_t ObsLoadFileGID(const char* fileName, int32_t gid) {
 }
 
 int32_t ObsLoadFileWith(const char* fileName, int32_t gid, const ObsLoadOptions* options) {
-    if (obs::refuseNull("ObsLoadFileWith", {fileName})) return kStatusRefused;
-    const ObsLoadOptions none{sizeof(ObsLoadOptions), 0, 0, 0, 0, 0, 0};
-    const ObsLoadOptions& given = options != nullptr ? *options : none;
-    if (!areOptions(given)) {
-        obs::logFailure("ObsLoadFileWith", "The options have another size, or a value out of range.");
-        return kStatusRefused;
-    }
-    return loadFile("ObsLoadFileWith", "ObsLoadFile", fileName, gid, [&](std::string_view file, int32_t group) {
-        return obs::readObsWith(file, {group, given.ttyYear, static_cast<obs::SettingsLines>(given.settingsLines),
-                                       static_cast<obs::Includes>(given.includes), false, given.maxLines,
-                                       given.maxBadTold, given.maxIncludes});
+    constexpr std::string_view kName = "ObsLoadFileWith";
+    if (obs::refuseNull(kName, {fileName})) return kStatusRefused;
+    const auto given = takeOptions(kName, options, gid);
+    if (!given) return kStatusRefused;
+    return load(kName, "ObsLoadFile", kFromFile, fileName,
+                [&](std::string_view file) { return obs::readObsWith(file, *given); });
+}
+
+int32_t ObsLoadText(const char* name, const char* text, int64_t length, int32_t gid, const ObsLoadOptions* options) {
+    constexpr std::string_view kName = "ObsLoadText";
+    const auto given = takeOptions(kName, options, gid);
+    if (!given) return kStatusRefused;
+    return loadText(kName, name, text, length, [&](std::string_view shown, std::string_view bytes) {
+        return obs::readObsText(shown, bytes, *given);
+    });
+}
+
+int32_t ObsLoadSlrText(const char* name, const char* text, int64_t length, int32_t gid) {
+    return loadText("ObsLoadSlrText", name, text, length, [&](std::string_view shown, std::string_view bytes) {
+        return obs::readSlrText(shown, bytes, gid);
     });
 }
 

@@ -218,6 +218,30 @@ OBS_API int32_t ObsLoadSlrFile(const char* fileName);
  *  @return as ObsLoadFile. */
 OBS_API int32_t ObsLoadSlrFileGID(const char* fileName, int32_t gid);
 
+/** @defgroup ObsLoadText ObsLoadText
+ *  Addition. As ObsLoadFileWith, for a text that is in memory: unpacked, received, mapped. It is read where it is.
+ *  Threads: as ObsLoadFile.
+ *  @param[in] name what messages call the text; no file is opened under it. Files that the text names are looked for
+ *             as if it were a file of this name.
+ *  @param[in] bytes the text; need not end with a NUL.
+ *  @param[in] length number of bytes, 0 or more.
+ *  @param[in] gid group of the observations; 0 none.
+ *  @param[in] options see ObsLoadOptions; null for all zeros.
+ *  @return the outcome of the last observation line (0 good or duplicate, 2 bad); 2 also for a null pointer or a
+ *          negative length, for options of another size or out of range, and for more lines than allowed. */
+OBS_API int32_t ObsLoadText(const char* name, const char* bytes, int64_t length, int32_t gid,
+                            const ObsLoadOptions* options);
+
+/** @defgroup ObsLoadSlrText ObsLoadSlrText
+ *  Addition. As ObsLoadSlrFileGID, for a text that is in memory.
+ *  Threads: as ObsLoadFile.
+ *  @param[in] name as ObsLoadText.
+ *  @param[in] bytes the text; need not end with a NUL.
+ *  @param[in] length number of bytes, 0 or more.
+ *  @param[in] gid group of the observations; 0 none.
+ *  @return as ObsLoadText. */
+OBS_API int32_t ObsLoadSlrText(const char* name, const char* bytes, int64_t length, int32_t gid);
+
 /** @defgroup ObsLoadCard ObsLoadCard
  *  Loads one line that is an observation by itself.
  *  @param[in] card B3, B3E, ECI, CSV or RF line, or a TTY card that needs no second one.
@@ -545,6 +569,17 @@ typedef struct ObsReadState {
  *  @return 0, 2 for a null pointer, or the system's error number when the file cannot be read (outputs 0 and blank):
  *          as loading, it takes regular files alone. */
 OBS_API int32_t ObsIdentifyFile(const char* fileName, int32_t* kind, int32_t* formats, char name[512]);
+
+/** @defgroup ObsIdentifyText ObsIdentifyText
+ *  Addition. As ObsIdentifyFile, for the first bytes of a file that are in memory; more than 64 KiB are not looked at.
+ *  Threads: any.
+ *  @param[in]  bytes   the text; need not end with a NUL.
+ *  @param[in]  length  number of bytes, 0 or more.
+ *  @param[out] kind    as ObsIdentifyFile.
+ *  @param[out] formats as ObsIdentifyFile.
+ *  @param[out] name    as ObsIdentifyFile.
+ *  @return 0, or 2 for a null pointer or a negative length (outputs unchanged). */
+OBS_API int32_t ObsIdentifyText(const char* bytes, int64_t length, int32_t* kind, int32_t* formats, char name[512]);
 
 /** @defgroup ObsReadLines ObsReadLines
  *  Addition. Reads lines of text as a load would, without the store, the log and the settings of the process. Settings
@@ -1104,6 +1139,48 @@ OBS_API void ObsGetSelectedByText(const char* criteria, int32_t order, int32_t* 
  *  @return 0, or 2 for a text that is refused (logged; selected and terms are then 0). */
 OBS_API int32_t ObsGetTermCounts(const char* criteria, int32_t room, int32_t* selected, int32_t* terms,
                                  int32_t* firstColumns, int32_t* lastColumns, int32_t* drops);
+
+/** @defgroup ObsSelectRows ObsSelectRows
+ *  Addition. Which rows of a stream meet a text of criteria, in the same way as the observations of which they are the
+ *  export (ObsExportArrow, ObsReadArrow); neither the store nor its settings are looked at. The stream may have any
+ *  columns, of which only those that the criteria ask about are read (ObsGetSelectionColumns); these take all that
+ *  ObsImportArrow takes for them. A null in ds50, in an angle, range or range rate meets no criterion about it, != included;
+ *  in other columns it is what a new record has: 0 or class "U".
+ *  Threads: any number of calls at once.
+ *  @param[in]  criteria 512 characters, as ObsSetSelObs.
+ *  @param[in,out] stream released by this call, whatever its result; it is not touched only when a pointer is null.
+ *  @param[in]  room number of rows that `mask` has room for, 0 or more.
+ *  @param[out] mask for each row 1 when it meets the criteria, else 0. May be null when `room` is 0.
+ *  @param[out] rows number of rows of the stream; 0 on failure, and the mask is then of no use.
+ *  @return 0, or 2 for a text that is refused, for a stream that fails, that lacks a column or has more rows than the
+ *          room, and for a value that its column cannot hold (logged, with column and row from 0). */
+OBS_API int32_t ObsSelectRows(const char* criteria, struct ArrowArrayStream* stream, int64_t room, int8_t* mask,
+                              int64_t* rows);
+
+/** @defgroup ObsGetSelectionColumns ObsGetSelectionColumns
+ *  Addition. The columns (docs/formats/columns.md) that say whether an observation meets a text of criteria. Time is
+ *  that of `ds50`.
+ *  @param[in]  criteria 512 characters, as ObsSetSelObs.
+ *  @param[out] columns  512 characters: their names with a blank between, in the order of the columns; blank when the
+ *              text has no criteria.
+ *  @return 0, or 2 for a text that is refused (logged). */
+OBS_API int32_t ObsGetSelectionColumns(const char* criteria, char columns[512]);
+
+/** Numbers that ObsMayMeet takes, and texts. */
+#define OBS_KNOWN_REALS 6
+#define OBS_KNOWN_TEXTS 4
+
+/** @defgroup ObsMayMeet ObsMayMeet
+ *  Addition. Whether rows of which no more is known than the least and the greatest values of five columns, as the
+ *  statistics of a file tell them, can meet a text of criteria: files of which none can need not be read.
+ *  Threads: any number of calls at once.
+ *  @param[in] criteria 512 characters, as ObsSetSelObs.
+ *  @param[in] reals    least and greatest ds50, sat_num and sen_num; infinities where one is not known.
+ *  @param[in] texts    OBS_KNOWN_TEXTS texts that end with a NUL: least and greatest text of the columns type and
+ *             sec_class, in the order of their bytes. Null, or a null or empty one of a pair: the pair is not known.
+ *  @return 1 when one might meet the criteria; 0 when none can; -1 for a text that is refused, and when a real is not a
+ *          number (logged). */
+OBS_API int32_t ObsMayMeet(const char* criteria, const double reals[OBS_KNOWN_REALS], const char* const* texts);
 
 /** Number of criteria that ObsGetSelectionCounts counts for. */
 #define OBS_CRITERIA 10

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // Group "selection" of the exported header.
 #include <algorithm>
+#include <cmath>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "DllExports/Obs/Columns/ArrowNodes.h"
+#include "DllExports/Obs/Columns/RowFilter.h"
 #include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "Obs/ObsCardReading/Loading/SelectionText.h"
 #include "Obs/ObsTree/Ordering.h"
@@ -18,6 +21,7 @@ using obs::kStatusOk;
 using obs::kStatusRefused;
 
 static_assert(OBS_CRITERIA == obs::kCountedCriteria);
+static_assert(OBS_KNOWN_REALS == 2 * obs::KnownValues::kNumbers && OBS_KNOWN_TEXTS == 2 * obs::KnownValues::kTexts);
 
 /// Reads the criteria; false after a message.
 bool takeCriteria(std::string_view name, const double* criteria, obs::ObsSelection& selection) {
@@ -112,6 +116,62 @@ int32_t ObsGetTermCounts(const char* criteria, int32_t room, int32_t* selected, 
     });
 }
 
+int32_t ObsSelectRows(const char* criteria, struct ArrowArrayStream* stream, int64_t room, int8_t* mask,
+                      int64_t* rows) {
+    constexpr std::string_view kName = "ObsSelectRows";
+    if (obs::refuseNull(kName, {criteria, stream, rows}) || (room > 0 && obs::refuseNull(kName, {mask})))
+        return kStatusRefused;
+    *rows = 0;
+    obs::Owner<ArrowArrayStream> own(*stream);
+    stream->release = nullptr;
+    if (own->release == nullptr || room < 0) {
+        obs::logFailure(kName, room < 0 ? "The room must not be negative." : "The stream has been released.");
+        return kStatusRefused;
+    }
+    return obs::guarded(kName, kStatusRefused, [&] {
+        obs::SelectionText parsed;
+        if (takeText(kName, criteria, parsed)) return kStatusRefused;
+        *rows = obs::selectRows(*own, parsed.selection, room, mask);
+        return kStatusOk;
+    });
+}
+
+int32_t ObsGetSelectionColumns(const char* criteria, char columns[512]) {
+    constexpr std::string_view kName = "ObsGetSelectionColumns";
+    if (obs::refuseNull(kName, {criteria, columns})) return kStatusRefused;
+    return obs::guarded(kName, kStatusRefused, [&] {
+        obs::SelectionText parsed;
+        std::string names;
+        const bool isRefused = takeText(kName, criteria, parsed).has_value();
+        for (const std::string_view name : obs::columnsOf(parsed.selection))
+            (names += names.empty() ? "" : " ") += name;
+        family::strtochararr(isRefused ? "" : names, columns);
+        return isRefused ? kStatusRefused : kStatusOk;
+    });
+}
+
+int32_t ObsMayMeet(const char* criteria, const double reals[OBS_KNOWN_REALS], const char* const* texts) {
+    constexpr std::string_view kName = "ObsMayMeet";
+    constexpr int32_t kFailure = -1;
+    if (obs::refuseNull(kName, {criteria, reals})) return kFailure;
+    bool isPossible = false;
+    const int32_t status = obs::guarded(kName, kFailure, [&] {
+        obs::SelectionText parsed;
+        if (takeText(kName, criteria, parsed)) return kFailure;
+        if (std::any_of(reals, reals + OBS_KNOWN_REALS, [](double value) { return std::isnan(value); })) {
+            obs::logFailure(kName, "A real is not a number.");
+            return kFailure;
+        }
+        obs::KnownValues known;
+        for (std::size_t i = 0; i < OBS_KNOWN_REALS; ++i) known.numbers[i / 2][i % 2] = reals[i];
+        for (std::size_t i = 0; texts != nullptr && i < OBS_KNOWN_TEXTS; ++i)
+            if (texts[i] != nullptr && texts[i][0] != '\0') known.texts[i / 2][i % 2] = texts[i];
+        isPossible = obs::mayMeet(parsed.selection, obs::boxOf(known));
+        return kStatusOk;
+    });
+    return status != kStatusOk ? kFailure : isPossible ? 1 : 0;
+}
+
 int32_t ObsGetPasses(int32_t count, const int64_t* keys, int32_t room, ObsPass* passes, int32_t* passCount) {
     constexpr std::string_view kName = "ObsGetPasses";
     constexpr int32_t kAll = -1;
@@ -132,7 +192,7 @@ int32_t ObsGetPasses(int32_t count, const int64_t* keys, int32_t room, ObsPass* 
                              });
             if (unknown.count != 0) return unknown.status(kName, static_cast<std::size_t>(count));
         }
-        const std::vector<obs::Pass> found = obs::passesOf(std::move(sightings));
+        const std::vector<obs::Pass> found = obs::passesOf(sightings);
         *passCount = static_cast<int32_t>(found.size());
         const std::size_t fitting = std::min(found.size(), static_cast<std::size_t>(room));
         std::transform(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(fitting), passes,

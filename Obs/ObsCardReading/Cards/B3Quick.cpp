@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Cards/B3Quick.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -17,12 +18,6 @@
 #endif
 
 namespace obs {
-
-#if !defined(__SSE2__)
-
-bool readB3Quick(const CardText&, ObsRecord&) { return kHasQuickB3; }
-
-#else
 
 namespace {
 
@@ -85,155 +80,258 @@ constexpr std::array<Plain, 10> kPlainCards = [] {
     return cards;
 }();
 
-constexpr ColumnSet kRangeColumns = [] {
+constexpr ColumnSet setOf(Columns columns) {
     ColumnSet set;
-    set.add(b3::kRange);
+    set.add(columns);
     return set;
-}();
+}
 
-/// Sign columns: the digit that the character stands for, 16 more when it negates; 255 for a surprise.
-constexpr std::uint8_t kNegative = 16;
+/// Characters that stand for a digit in a column; `kSurprise` for all others.
 constexpr std::uint8_t kSurprise = 255;
-constexpr std::array<std::uint8_t, 256> kSignColumn = [] {
+constexpr std::array<std::uint8_t, 256> kDigitOrBlank = [] {
     std::array<std::uint8_t, 256> values{};
     values.fill(kSurprise);
     for (unsigned digit = 0; digit <= 9; ++digit) values['0' + digit] = static_cast<std::uint8_t>(digit);
+    values[' '] = 0;
+    return values;
+}();
+
+/// The same of sign columns, 16 more when the character negates.
+constexpr std::uint8_t kNegative = 16;
+constexpr std::array<std::uint8_t, 256> kSignColumn = [] {
+    std::array<std::uint8_t, 256> values = kDigitOrBlank;
     for (unsigned digit = 1; digit <= 9; ++digit)
         values['J' + digit - 1] = static_cast<std::uint8_t>(kNegative + digit);
     values['-'] = kNegative;
-    values['+'] = values[' '] = 0;
+    values['+'] = 0;
     return values;
 }();
+
+std::uint8_t lookUp(const std::array<std::uint8_t, 256>& table, const char* card, Columns column) {
+    return table[static_cast<unsigned char>(card[column.offset()])];
+}
 
 struct Shape {
     ColumnSet notDigit;
     ColumnSet notBlank;
 };
 
-/// Looks at 90 columns; the last load overlaps the one before, so that nothing after them is read.
+#if defined(__SSE2__)
+
+constexpr unsigned kBlock = 16;
+
+struct Marks {
+    std::uint64_t digits, blanks;  ///< a bit for each character of a block
+};
+
+Marks marksOf(const char* text) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+    const __m128i value = _mm_sub_epi8(block, _mm_set1_epi8('0'));
+    const __m128i isDigitHere = _mm_cmpeq_epi8(_mm_min_epu8(value, _mm_set1_epi8(9)), value);
+    const __m128i isBlankHere = _mm_cmpeq_epi8(block, _mm_set1_epi8(' '));
+    return {static_cast<std::uint32_t>(_mm_movemask_epi8(isDigitHere)),
+            static_cast<std::uint32_t>(_mm_movemask_epi8(isBlankHere))};
+}
+
+#else
+
+constexpr unsigned kBlock = 8;
+
+struct Marks {
+    std::uint64_t digits, blanks;
+};
+
+/// The top bits of eight bytes as eight bits.
+std::uint64_t topBits(std::uint64_t bytes) { return (bytes >> 7 & 0x0101010101010101u) * 0x0102040810204080u >> 56; }
+
+/// The top bit of each byte that is above a number below 128.
+std::uint64_t above(std::uint64_t bytes, std::uint8_t most) {
+    return bytes | ((bytes & 0x7F7F7F7F7F7F7F7Fu) + (127u - most) * 0x0101010101010101u);
+}
+
+Marks marksOf(const char* text) {
+    std::uint64_t block = 0;
+    std::memcpy(&block, text, sizeof block);
+    return {topBits(~above(block ^ kZeroDigits, 9)), topBits(~above(block ^ 0x2020202020202020u, 0))};
+}
+
+#endif
+
+/// Looks at 90 columns; the last block overlaps the one before, so that nothing after them is read.
 Shape shapeOf(const char* card) {
-    std::uint64_t digits[6], blanks[6];
-    static constexpr unsigned kStarts[6] = {0, 16, 32, 48, 64, 74};
-    for (unsigned i = 0; i < 6; ++i) {
-        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(card + kStarts[i]));
-        const __m128i value = _mm_sub_epi8(block, _mm_set1_epi8('0'));
-        const __m128i isDigitHere = _mm_cmpeq_epi8(_mm_min_epu8(value, _mm_set1_epi8(9)), value);
-        digits[i] = static_cast<std::uint32_t>(_mm_movemask_epi8(isDigitHere));
-        blanks[i] = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8(' '))));
+    std::uint64_t digits[2] = {}, blanks[2] = {};
+    for (unsigned from = 0; from < b3::kCardColumns; from += kBlock) {
+        const unsigned at = from + kBlock <= b3::kCardColumns ? from : b3::kCardColumns - kBlock;
+        const Marks marks = marksOf(card + at);
+        digits[from / 64] |= marks.digits << (at % 64);
+        blanks[from / 64] |= marks.blanks << (at % 64);
     }
-    const auto low = [](const std::uint64_t* m) { return m[0] | m[1] << 16 | m[2] << 32 | m[3] << 48; };
-    const auto high = [](const std::uint64_t* m) { return m[4] | m[5] << 10; };
-    return {{~low(digits), ~high(digits)}, {~low(blanks), ~high(blanks)}};
+    return {{~digits[0], ~digits[1]}, {~blanks[0], ~blanks[1]}};
 }
 
-/// The number in up to eight digit columns. Reads eight bytes from the field's start.
-template <unsigned width>
-std::uint32_t digitsAt(const char* card, Columns field) {
-    static_assert(width >= 1 && width <= kDigitRun);
+/// The number in up to eight digit columns, of eight bytes that end with the field where there are as many before it.
+template <Columns field>
+std::uint32_t digitsAt(const char* card) {
+    static_assert(field.width() <= kDigitRun);
+    constexpr unsigned kBitsBefore = 8 * (kDigitRun - field.width());
+    constexpr std::uint64_t kValues = 0x0F0F0F0F0F0F0F0Fu;
     std::uint64_t v = 0;
-    std::memcpy(&v, card + field.offset(), sizeof v);
-    return numberOfDigits((v & 0x0F0F0F0F0F0F0F0Fu) << (8 * (kDigitRun - width)));
+    if constexpr (field.last >= kDigitRun) {
+        std::memcpy(&v, card + field.last - kDigitRun, sizeof v);
+        return numberOfDigits(v & (kValues << kBitsBefore));
+    } else {
+        std::memcpy(&v, card + field.offset(), sizeof v);
+        return numberOfDigits((v & kValues) << kBitsBefore);
+    }
 }
 
-/// A signed field, where the type carries it. False for a surprise in its sign column.
-template <std::size_t i>
-bool signedFieldAt(const char* card, ObsRecord& rec) {
-    constexpr const b3::SignedField& kField = b3::kSignedFields[i];
-    if (!kField.carriedBy.has(rec.obsType)) return true;
-    const std::uint8_t sign = kSignColumn[static_cast<unsigned char>(card[kField.columns.offset()])];
-    if (sign == kSurprise) return false;
-    constexpr unsigned kDigits = kField.columns.width() - 1;
-    constexpr double kLeading = kPowersOfTen[kDigits];
-    const double size = (sign & 15u) * kLeading + digitsAt<kDigits>(card, b3::withoutSign(kField.columns));
-    rec.*kField.value = scaled((sign & kNegative) != 0 ? -size : size, -kField.decimals);
+/// The same behind a column for the sign. False for a surprise there.
+template <Columns field>
+bool signedDigitsAt(const char* card, double& number, std::uint8_t mostSign = kNegative + 9) {
+    const std::uint8_t sign = lookUp(kSignColumn, card, field);
+    constexpr double kLeading = kPowersOfTen[field.width() - 1];
+    const double size = (sign & 15u) * kLeading + digitsAt<b3::withoutSign(field)>(card);
+    number = (sign & kNegative) != 0 ? -size : size;
+    return sign <= mostSign;
+}
+
+template <Columns field>
+bool satNumAt(const char* card, const Shape& shape, std::int32_t& number) {
+    constexpr ColumnSet kColumns = setOf(field);
+    if (shape.notDigit.meets(kColumns)) return family::readalpha5({card + field.offset(), field.width()}, number);
+    number = static_cast<std::int32_t>(digitsAt<field>(card));
     return true;
 }
 
-template <std::size_t... i>
-bool signedFieldsAt(const char* card, ObsRecord& rec, std::index_sequence<i...>) {
-    return (signedFieldAt<i>(card, rec) && ...);
+/// All of a card that nearly every card has.
+bool headAndTailAt(const char* card, const Shape& shape, CommonFields& to) {
+    const unsigned equinox = lookUp(kDigitOrBlank, card, b3::kEquinoxInd);
+    const unsigned indicator1 = lookUp(kDigitOrBlank, card, b3::kIndicator1);
+    const unsigned indicator2 = lookUp(kDigitOrBlank, card, b3::kIndicator2);
+    to.equinoxInd = static_cast<std::int32_t>(equinox);
+    to.indicator1 = static_cast<std::int32_t>(indicator1);
+    to.indicator2 = static_cast<std::int32_t>(indicator2);
+    to.senNum = static_cast<std::int32_t>(digitsAt<b3::kSenNum>(card));
+    return std::max({equinox, indicator1, indicator2}) != kSurprise && satNumAt<b3::kSatNum>(card, shape, to.satNum) &&
+           satNumAt<b3::kAltSatNum1>(card, shape, to.altSatNum1) &&
+           satNumAt<b3::kAltSatNum2>(card, shape, to.altSatNum2);
 }
 
-std::string_view textAt(const char* card, Columns columns) { return {card + columns.offset(), columns.width()}; }
-
-bool oneDigitOrBlank(const char* card, Columns column, std::int32_t& value) {
-    const char c = card[column.offset()];
-    value = isDigit(c) ? c - '0' : 0;
-    return isDigit(c) || c == ' ';
+/// NOTE: by the formula of `family::dtgtods50`, so that both give the same bits.
+bool timeAt(const char* card, CommonFields& to, double& dayOfYear) {
+    static_assert(b3::kDateTime.width() == 14);
+    std::uint64_t front = 0, back = 0;  // YYDDDHHM, HMMSSsss
+    std::memcpy(&front, card + b3::kDateTime.offset(), sizeof front);
+    std::memcpy(&back, card + b3::kDateTime.last - kDigitRun, sizeof back);
+    constexpr std::uint64_t kValues = 0x0F0F0F0F0F0F0F0Fu;
+    front &= kValues;
+    back &= kValues;
+    const std::uint64_t frontPairs = front * 10 + (front >> 8);  // byte k: the number of digits k and k + 1
+    const std::uint64_t backPairs = back * 10 + (back >> 8);
+    const auto byteOf = [](std::uint64_t word, int k) { return static_cast<std::uint32_t>(word >> (8 * k)) & 0xff; };
+    const family::TwoDigitYear year = family::twoDigitYear(byteOf(frontPairs, 0));
+    const std::uint32_t day = 100 * byteOf(front, 2) + byteOf(frontPairs, 3);
+    const std::uint32_t hour = byteOf(frontPairs, 5), minute = byteOf(backPairs, 1), second = byteOf(backPairs, 3);
+    const std::uint32_t millis = 100 * byteOf(back, 5) + byteOf(backPairs, 6);
+    if (day - 1 >= year.days || hour > 23 || minute > 59 || second > 59) return false;
+    to.obsTime = family::timeOf(year.base + static_cast<std::int32_t>(day), hour, minute,
+                                static_cast<double>(second * 1000 + millis) / 1000.0);
+    dayOfYear = to.obsTime - year.base;
+    return true;
 }
 
-double rightAscensionAt(const char* card) {
-    const std::uint32_t all = digitsAt<b3::kAzimuth.width()>(card, b3::kAzimuth);
+/// A signed field, where the type carries it; else the common ones are 0.
+template <std::int32_t type, std::size_t i>
+bool signedFieldAt(const char* card, CommonFields& to, RareFields& rare) {
+    constexpr const b3::SignedField& kField = b3::kSignedFields[i];
+    constexpr bool kIsRare = kField.carriedBy.bits() == kRateTypes.bits();
+    double number = 0;
+    bool isGood = true;
+    if constexpr (kField.carriedBy.has(type)) {
+        isGood = signedDigitsAt<kField.columns>(card, number);
+        number = scaled(number, -kField.decimals);
+    }
+    if constexpr (!kIsRare) to.*static_cast<double CommonFields::*>(kField.value) = number;
+    else if constexpr (kField.carriedBy.has(type)) rare.*static_cast<double RareFields::*>(kField.value) = number;
+    return isGood;
+}
+
+template <std::int32_t type>
+double azimuthAt(const char* card) {
+    if constexpr (ObsHasAzEl(type)) return scaled(digitsAt<b3::kAzimuth>(card), -b3::kAzimuthDecimals);
+    if constexpr (!ObsHasRaDec(type)) return 0;
+    const std::uint32_t all = digitsAt<b3::kAzimuth>(card);
     return rightAscensionDegrees(all / 100000, all / 1000 % 100, all % 1000 / 10.0);
 }
 
-bool sensorPositionAt(const char* card, ObsRecord& rec) {
-    constexpr unsigned kDigits = b3::kSensorPosition[0].width() - 1;
-    for (std::size_t i = 0; i < 3; ++i) {
-        const Columns component = b3::kSensorPosition[i];
-        const char sign = card[component.offset()];
-        const std::uint8_t digit = kSignColumn[static_cast<unsigned char>(sign)];
-        if (digit > kNegative) return false;  // surprises, and letters, which are not signs here
-        double number = digitsAt<kDigits>(card, b3::withoutSign(component));
-        number += (digit & 15u) * kPowersOfTen[kDigits];
-        rec.senPos[i] = scaled(sign == '-' ? -number : number, -b3::kSensorPositionDecimals);
+template <std::size_t... i>
+bool sensorPositionAt(const char* card, RareFields& rare, std::index_sequence<i...>) {
+    constexpr std::uint8_t kMinusAlone = kNegative;  // letters are not signs here
+    const bool isGood = (signedDigitsAt<b3::kSensorPosition[i]>(card, rare.senPos[i], kMinusAlone) && ...);
+    for (double& component : rare.senPos) component = scaled(component, -b3::kSensorPositionDecimals);
+    return isGood;
+}
+
+double rangeAt(const char* card) {
+    const int exponent = card[b3::kRangeExponent.offset()] - '0';
+    return scaled(digitsAt<b3::kRangeMantissa>(card), exponent - b3::kRangeExponentBias);
+}
+
+/// Whether the range columns hold digits, or blanks where those may be; if so, the range.
+template <std::int32_t type>
+bool readRange(const char* card, const Shape& shape, double& range) {
+    range = 0;
+    if constexpr (b3::kRangeReadTypes.has(type)) {
+        constexpr ColumnSet kRange = setOf(b3::kRange);
+        if (!shape.notBlank.meets(kRange)) return true;
+        if (shape.notDigit.meets(kRange)) return false;
+        range = rangeAt(card);
     }
     return true;
 }
 
-bool dateTimeAt(const char* card, ObsRecord& rec) {
-    char text[15];
-    std::memcpy(text, card + b3::kDateTime.offset(), 11);
-    text[11] = '.';
-    std::memcpy(text + 12, card + b3::kDateTime.offset() + 11, 3);
-    rec.obsTime = family::dtgtods50({text, sizeof text});
-    return rec.obsTime != 0.0;
+/// A card whose columns are digits and blanks where its type has them. Each type has its own, in which what it carries
+/// is known beforehand.
+template <std::int32_t type>
+bool readPlain(const char* card, const Shape& shape, CommonFields& to, RareFields& rare, double& dayOfYear) {
+    if constexpr (kTypesWithRareFields.has(type)) rare = {};
+    to.azOrRa = azimuthAt<type>(card);
+    bool isGood = readRange<type>(card, shape, to.range);
+    to.obsType = typeWithRange(type, to.range);
+    [&]<std::size_t... i>(std::index_sequence<i...>) {
+        isGood = (isGood && ... && signedFieldAt<type, i>(card, to, rare));
+    }
+    (std::make_index_sequence<b3::kSignedFields.size()>());
+    if constexpr (kSensorPositionTypes.has(type))
+        isGood = isGood && sensorPositionAt(card, rare, std::make_index_sequence<b3::kSensorPosition.size()>());
+    return isGood && headAndTailAt(card, shape, to) && timeAt(card, to, dayOfYear);
 }
 
-bool readPlain(const char* card, ObsRecord& rec) {
+using PlainReader = bool (*)(const char*, const Shape&, CommonFields&, RareFields&, double&);
+constexpr auto kPlainReaders = []<std::int32_t... type>(std::integer_sequence<std::int32_t, type...>) {
+    return std::array<PlainReader, sizeof...(type)>{&readPlain<type>...};
+}
+(std::make_integer_sequence<std::int32_t, kPlainCards.size()>());
+
+/// Of 90 columns.
+bool readPlainCard(const char* card, CommonFields& to, RareFields& rare, double& dayOfYear) {
+    if constexpr (!kHasQuickB3) return false;
     const auto type = static_cast<std::uint32_t>(card[b3::kObsType.offset()] - '0');
     if (type >= kPlainCards.size() || !kPlainCards[type].known) return false;
     const Shape shape = shapeOf(card);
     if (shape.notDigit.meets(kPlainCards[type].digits) || shape.notBlank.meets(kPlainCards[type].blanks)) return false;
-    rec.obsType = static_cast<std::int32_t>(type);
-    rec.secClass = card[b3::kSecClass.offset()];
-    if (!oneDigitOrBlank(card, b3::kEquinoxInd, rec.equinoxInd) ||
-        !oneDigitOrBlank(card, b3::kIndicator1, rec.indicator1) ||
-        !oneDigitOrBlank(card, b3::kIndicator2, rec.indicator2))
-        return false;
-    if (!family::readalpha5(textAt(card, b3::kSatNum), rec.satNum) ||
-        !family::readalpha5(textAt(card, b3::kAltSatNum1), rec.altSatNum1) ||
-        !family::readalpha5(textAt(card, b3::kAltSatNum2), rec.altSatNum2))
-        return false;
-    rec.senNum = static_cast<std::int32_t>(digitsAt<b3::kSenNum.width()>(card, b3::kSenNum));
-    constexpr std::make_index_sequence<b3::kSignedFields.size()> kSignedFields;
-    if (!dateTimeAt(card, rec) || !signedFieldsAt(card, rec, kSignedFields)) return false;
-    if (ObsHasAzEl(rec.obsType))
-        rec.azOrRa = scaled(digitsAt<b3::kAzimuth.width()>(card, b3::kAzimuth), -b3::kAzimuthDecimals);
-    if (ObsHasRaDec(rec.obsType)) rec.azOrRa = rightAscensionAt(card);
-    if (kSensorPositionTypes.has(rec.obsType) && !sensorPositionAt(card, rec)) return false;
-    if (b3::kRangeReadTypes.has(rec.obsType) && shape.notBlank.meets(kRangeColumns)) {
-        if (shape.notDigit.meets(kRangeColumns)) return false;
-        const int exponent = card[b3::kRangeExponent.offset()] - '0';
-        rec.range =
-            scaled(digitsAt<b3::kRangeMantissa.width()>(card, b3::kRangeMantissa), exponent - b3::kRangeExponentBias);
-        rec.obsType = typeWithRange(rec.obsType, rec.range);
-    }
-    return true;
+    return kPlainReaders[type](card, shape, to, rare, dayOfYear);
 }
 
 }  // namespace
 
-bool readB3Quick(const CardText& card, ObsRecord& rec) {
-    const std::string_view text = card.text();
-    if (text.size() >= b3::kCardColumns) return readPlain(text.data(), rec);
-    if (text.size() < b3::kObsType.last) return false;
+bool readPlainB3(std::string_view line, CommonFields& to, RareFields& rare, double& dayOfYear) {
+    if (line.size() >= b3::kCardColumns) return readPlainCard(line.data(), to, rare, dayOfYear);
+    if (line.size() < b3::kObsType.last) return false;
     char padded[b3::kCardColumns];
     std::memset(padded, ' ', sizeof padded);
-    std::memcpy(padded, text.data(), text.size());
-    return readPlain(padded, rec);
+    std::memcpy(padded, line.data(), line.size());
+    return readPlainCard(padded, to, rare, dayOfYear);
 }
-
-#endif
 
 }  // namespace obs

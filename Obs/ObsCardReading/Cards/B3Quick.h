@@ -4,19 +4,31 @@
 /// reader, so this one decides nothing: a card that it takes means the same there, bit for bit.
 #pragma once
 
+#include <bit>
+#include <string_view>
+
 #include "Obs/CardLayouts/Columns.h"
 #include "Obs/ObsTypes/ObsRecord.h"
+#include "Obs/ObsTypes/TypeSets.h"
 
 namespace obs {
 
-#if defined(__SSE2__)
-inline constexpr bool kHasQuickB3 = true;
-#else
-inline constexpr bool kHasQuickB3 = false;  // without wide loads the careful reader is as good: none is taken
-#endif
+/// Digits are taken from words whose lowest byte comes first; elsewhere no card is.
+inline constexpr bool kHasQuickB3 = std::endian::native == std::endian::little;
 
-/// Fills the record (without rotating) and returns true, or returns false for a card that needs the careful
-/// reader; the record may then be partly filled.
-bool readB3Quick(const CardText& card, ObsRecord& rec);
+/// Types whose cards fill rare fields.
+inline constexpr ObsTypeSet kTypesWithRareFields = kRateTypes | kSensorPositionTypes;
+
+/// Fills all common fields, without rotating; the rare ones where the type that is read has some, all of them then;
+/// `dayOfYear` as `family::fyklok` gives it. The classification is the first column of the line, whatever it is. False
+/// for a card that needs the careful reader; the fields may then be partly filled.
+bool readPlainB3(std::string_view line, CommonFields& to, RareFields& rare, double& dayOfYear);
+
+/// The same into a default record.
+inline bool readB3Quick(const CardText& card, ObsRecord& rec) {
+    double dayOfYear = 0;
+    rec.secClass = card.at(1);
+    return readPlainB3(card.text(), rec, rec, dayOfYear);
+}
 
 }  // namespace obs

@@ -91,16 +91,9 @@ void FilePieces::cutLongLine() {
     end_ = begin_ + kept;
 }
 
-bool FilePieces::anyLineFrom(std::int64_t offset, bool (*test)(std::string_view line), Progress& progress) {
+bool FilePieces::anyLineFrom(std::int64_t offset, LineTest test, Progress& progress) {
     FilePieces others(unit_, offset);
-    std::string_view piece, line;
-    bool isLast = false, found = false;
-    while (!found && others.next(piece, isLast)) {
-        LineReader lines(piece, isLast);
-        while (!found && lines.next(line)) found = test(line);
-        others.took(lines.bytesTaken());
-        progress.tellIfDue();
-    }
+    const bool found = anyLineOf(others, test, progress);
     failed_ = !family::fileseek(unit_, read_) || failed_;
     return found;
 }

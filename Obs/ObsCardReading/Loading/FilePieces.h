@@ -7,37 +7,24 @@
 #include <string_view>
 #include <vector>
 
-#include "Obs/ObsTypes/Progress.h"
+#include "Obs/ObsCardReading/Loading/LinePieces.h"
 #include "siblings/include/Services.h"
 
 namespace obs {
 
-class FilePieces {
+/// Of a line longer than a block only what readers take of it is in a piece, which ends with it.
+class FilePieces final : public LinePieces {
 public:
     /// From a byte of the file on, which begins a line. Throws std::bad_alloc.
     explicit FilePieces(family::Unit unit, std::int64_t from = 0);
 
-    /// What was left of the piece before, and at least one line more, or all up to the end of the file when `isLast`.
-    /// False when nothing is left, or on a failure. Good until the next call. Of a line longer than a block only
-    /// what readers take of it is there, and the piece ends with it.
-    bool next(std::string_view& piece, bool& isLast);
-
-    /// The bytes of the latest piece that were read; `next` gives those after them again.
-    void took(std::size_t bytes);
-
-    family::Unit unit() const { return unit_; }
-
-    /// Whether the last `next` ended in a failure to read.
-    bool failed() const { return failed_; }
-
-    /// The place in the file of the first byte that was not taken.
-    std::int64_t offset() const { return offset_; }
-
-    /// Whether a line from a place on passes a test. The pieces go on as if nobody had asked. Throws Cancelled.
-    bool anyLineFrom(std::int64_t offset, bool (*test)(std::string_view line), Progress& progress);
-
-    /// False when the file cannot go there.
-    bool goTo(std::int64_t offset);
+    bool next(std::string_view& piece, bool& isLast) override;
+    void took(std::size_t bytes) override;
+    bool failed() const override { return failed_; }
+    std::int64_t offset() const override { return offset_; }
+    std::int64_t byteCount() const override { return family::filesize(unit_); }
+    bool anyLineFrom(std::int64_t offset, LineTest test, Progress& progress) override;
+    bool goTo(std::int64_t offset) override;
 
 private:
     void fill();

@@ -11,12 +11,6 @@ namespace obs {
 
 namespace {
 
-/// A batch holds at least this many observations, and more the more the store holds: rebuilding the tree
-/// then costs a constant share per observation.
-constexpr std::size_t kMinBatch = 1u << 20;
-
-std::size_t batchLimit() { return std::max(kMinBatch, static_cast<std::size_t>(obsgetnumoftreenodes())); }
-
 std::string trimmed(std::string text) {
     text.erase(text.find_last_not_of(' ') + 1);
     return text;
@@ -25,9 +19,8 @@ std::string trimmed(std::string text) {
 }  // namespace
 
 LoadBatch::LoadBatch(LoadState& state, std::int64_t fileSize, std::int64_t bytesPerObservation)
-    : state_(state), batch_(state.run.options.gid, state.run.takeBack), batchLimit_(batchLimit()) {
-    if (fileSize <= 0) return;
-    batch_.expect(std::min(static_cast<std::size_t>(fileSize / bytesPerObservation) + 1, batchLimit_));
+    : state_(state), batch_(state.run.options.gid, state.run.takeBack) {
+    if (fileSize > 0) batch_.expect(static_cast<std::size_t>(fileSize / bytesPerObservation) + 1);
 }
 
 // --- What readers hand over -------------------------------------------------------------------
@@ -37,7 +30,17 @@ void LoadBatch::observation(ObsRecord& rec, std::string_view line, LinePlace pla
     const std::int64_t key = getobskey(rec);
     if (key == kNoKey) return keepBad({}, line, place);
     state_.status = kStatusOk;
-    collect(key, rec, place.number);
+    noteLine(place.number);
+    batch_.add(key, rec);
+}
+
+CommonFields* LoadBatch::place() { return addressKeysInForce() ? nullptr : &batch_.place(); }
+
+void LoadBatch::observationAtPlace(std::int64_t key, char secClass, bool rotateToDate, const RareFields* rare,
+                                   LinePlace place) {
+    state_.status = kStatusOk;
+    noteLine(place.number);
+    batch_.addAtPlace(key, secClass, rotateToDate, rare);
 }
 
 void LoadBatch::refuse(const Refusal& why, std::string_view line, LinePlace place) { keepBad(why, line, place); }
@@ -65,13 +68,13 @@ void LoadBatch::keep(Kind kind, const Refusal& what, std::string_view line, std:
     remarkBytes_ += sizeof(Remark) + what.quoted.size() + line.size();
 }
 
-void LoadBatch::collect(std::int64_t key, ObsRecord& rec, std::int64_t lineNumber) {
+/// Of the observation that is collected next.
+void LoadBatch::noteLine(std::int64_t lineNumber) {
     const std::size_t position = batch_.size();
     const bool inStep = !offsets_.empty() &&
                         offsets_.back().lineNumber - lineNumber ==
                             static_cast<std::int64_t>(offsets_.back().position) - static_cast<std::int64_t>(position);
     if (!inStep) offsets_.push_back({position, lineNumber});
-    batch_.add(key, rec);
 }
 
 /// Under address keys there is nothing to gain from a batch: keys are handles and never collide.
@@ -109,7 +112,6 @@ void LoadBatch::flush() {
         throw;
     }
     forget();
-    batchLimit_ = batchLimit();
 }
 
 void LoadBatch::tellAll(const std::vector<BulkAdd::Refused>& duplicates) {

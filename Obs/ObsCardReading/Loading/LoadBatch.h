@@ -17,11 +17,14 @@ namespace obs {
 
 class LoadBatch : public RecordSink {
 public:
-    /// `fileSize` in bytes (-1 unknown) and the fewest bytes that an observation takes in it size the batch.
+    /// `fileSize` in bytes (-1 unknown) and the fewest bytes that an observation takes in it tell how many to expect.
     LoadBatch(LoadState& state, std::int64_t fileSize, std::int64_t bytesPerObservation);
 
     /// The record is written to where it stays. Sets the load's status, as does a refused line.
     void observation(ObsRecord& rec, std::string_view line, LinePlace place) override;
+    CommonFields* place() override;
+    void observationAtPlace(std::int64_t key, char secClass, bool rotateToDate, const RareFields* rare,
+                            LinePlace place) override;
     void refuse(const Refusal& why, std::string_view line, LinePlace place) override;
     void fieldNote(const FieldNote& note, LinePlace place) override;
     void passedOver(std::string_view line, LinePlace place) override;
@@ -29,8 +32,8 @@ public:
     void refuseKeyword(const Refusal& why, LinePlace place) override;
     void corrected(const SlrCorrectionCounts& counts) override { corrections_.add(counts); }
 
-    /// Whether it is time to flush.
-    bool isFull() const { return remarkBytes_ >= kMaxRemarkBytes || batch_.size() >= batchLimit_; }
+    /// Whether it is time to flush. Observations alone never fill a batch: each entering works through the whole store.
+    bool isFull() const { return remarkBytes_ >= kMaxRemarkBytes + kRemarkBytesEach * batch_.size(); }
 
     /// Enters the batch and says what is to be said about its lines, in their order. Without memory for all of it
     /// throws std::bad_alloc; the counts are those of what was entered.
@@ -45,8 +48,8 @@ protected:
     LoadState& state_;
 
 private:
-    /// Text about lines that may wait for their turn.
-    static constexpr std::size_t kMaxRemarkBytes = 4u << 20;
+    /// Text about lines that may wait for their turn: so much, and as much again for each observation that waits.
+    static constexpr std::size_t kMaxRemarkBytes = 4u << 20, kRemarkBytesEach = 48;
 
     enum class Kind : std::uint8_t { bad, zeroed, passedOver, note, fault };
 
@@ -64,7 +67,7 @@ private:
         std::int64_t lineNumber;
     };
 
-    void collect(std::int64_t key, ObsRecord& rec, std::int64_t lineNumber);
+    void noteLine(std::int64_t lineNumber);
     void addAtOnce(const ObsRecord& rec, std::string_view line, LinePlace place);
     void keep(Kind kind, const Refusal& what, std::string_view line, std::int64_t lineNumber);
     void keepBad(const Refusal& why, std::string_view line, LinePlace place);
@@ -78,7 +81,6 @@ private:
     void tellDuplicate(const BulkAdd::Refused& refused, std::vector<LineOffset>::const_iterator& offset);
 
     BulkAdd batch_;
-    std::size_t batchLimit_;
     std::vector<Remark> remarks_;
     std::size_t remarkBytes_ = 0;
     std::vector<LineOffset> offsets_;

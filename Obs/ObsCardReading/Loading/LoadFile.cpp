@@ -2,6 +2,7 @@
 #include "Obs/ObsCardReading/Loading/LoadFile.h"
 
 #include <algorithm>
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -12,6 +13,7 @@
 #include "Obs/ObsCardReading/Loading/LoadBatch.h"
 #include "Obs/ObsCardReading/Loading/Pieces.h"
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
+#include "Obs/ObsCardReading/Loading/TextPieces.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "Obs/ObsTree/Selection.h"
 #include "siblings/include/ObsFamily.h"
@@ -40,6 +42,21 @@ private:
     family::Unit& unit_;
 };
 
+/// What is read: an open file, or else a text in memory.
+struct Source {
+    family::Unit unit = family::kNoUnit;
+    std::string_view text{};
+
+    bool isFile() const { return unit != family::kNoUnit; }
+    std::int64_t byteCount() const {
+        return isFile() ? family::filesize(unit) : static_cast<std::int64_t>(text.size());
+    }
+    std::unique_ptr<LinePieces> pieces() const {
+        if (isFile()) return std::make_unique<FilePieces>(unit);
+        return std::make_unique<TextPieces>(text);
+    }
+};
+
 /// The thread's last message, which tells what has just failed.
 std::string lastMessage() {
     char text[kCardLength];
@@ -49,25 +66,27 @@ std::string lastMessage() {
     return message;
 }
 
-bool refuseDefaultFile(family::Unit unit, LoadState& state) {
-    if (!family::existfortdotfileunit(unit)) return false;
+bool refuseDefaultFile(const Source& source, LoadState& state) {
+    if (!family::existfortdotfileunit(source.unit)) return false;
     // NOTE: "Velmora" is established: programs compare the text as it is.
     family::tracelogerror("ReadObsFrFileUnit: Using fort.n not allowed in Velmora due to security risk");
     state.status = kStatusRefused;
     return true;
 }
 
-using UnitReader = void (*)(family::Unit unit, LoadState& state);
+using SourceReader = void (*)(const Source& source, LoadState& state);
 
-void readNamedFile(std::string_view line, LoadState& state, UnitReader read);
-void ReadExtObsFile(family::Unit unit, LoadState& state);
-void ReadExtSlrFile(family::Unit unit, LoadState& state);
+void readNamedFile(std::string_view line, LoadState& state, SourceReader read);
+void ReadExtObsFile(const Source& source, LoadState& state);
+void ReadExtSlrFile(const Source& source, LoadState& state);
 
-/// One reading of an open file into the store.
+/// One reading of an open file, or of a text, into the store.
 class Reading final : public LoadBatch {
 public:
-    Reading(family::Unit unit, LoadState& state, Pass pass, std::int64_t bytesPerObservation)
-        : LoadBatch(state, pass == Pass::first ? -1 : family::filesize(unit), bytesPerObservation), pieces_(unit) {
+    Reading(const Source& source, LoadState& state, Pass pass, std::int64_t bytesPerObservation)
+        : LoadBatch(state, pass == Pass::first ? -1 : source.byteCount(), bytesPerObservation),
+          pieces_(source.pieces()),
+          isDefaultFile_(family::existfortdotfileunit(source.unit)) {
         start(pass);
     }
 
@@ -88,7 +107,7 @@ public:
     /// From the start of the file again, as another pass.
     void again(Pass pass) {
         start(pass);
-        pieces_.goTo(0);
+        pieces_->goTo(0);
     }
 
 private:
@@ -98,7 +117,7 @@ private:
         context_ = {};
         static_cast<ReadSettings&>(context_) = processSettings();
         context_.ttyYear = state_.run.ttyYear;
-        context_.oneCardOnly = family::existfortdotfileunit(pieces_.unit());
+        context_.oneCardOnly = isDefaultFile_;
         context_.keepsStrayHeaders = state_.run.options.keepsStrayHeaders;
         context_.ignoresYearLines = state_.run.options.settingsLines == SettingsLines::ignored;
         context_.pass = pass;
@@ -109,13 +128,13 @@ private:
         if (addressKeysInForce() && !becomeCertain(0)) return false;
         std::string_view piece;
         bool isLast = false;
-        while (pieces_.next(piece, isLast)) {
+        while (pieces_->next(piece, isLast)) {
             const bool isCut = cutAtLineLimit(piece);
-            pieces_.took(readPiece(piece, isLast && !isCut, context_, *this));
+            pieces_->took(readPiece(piece, isLast && !isCut, context_, *this));
             advance();
             if (!isCertain_ && (isStopped_ || context_.firstPassLineTaken)) return false;
             if (isFull()) {
-                if (!becomeCertain(pieces_.offset())) return false;
+                if (!becomeCertain(pieces_->offset())) return false;
                 flush();
             }
             if (isCut) break;
@@ -132,7 +151,7 @@ private:
         if (context_.pass != Pass::first) run.linesRead += context_.before.number;
         run.ttyYear = context_.ttyYear;
         run.yearLineMet = run.yearLineMet || context_.yearLineMet;
-        if (!pieces_.failed()) return;
+        if (!pieces_->failed()) return;
         state_.status = kStatusRefused;
         family::tracelogerror(context_.pass == Pass::laserRanges ? "ReadSlr: Cannot read the file any further."
                                                                  : "ReadOnlyObs: Cannot read obs record.");
@@ -143,9 +162,9 @@ private:
     void advance() {
         Progress& progress = state_.run.progress;
         if (!progress.isWanted()) return;
-        std::int64_t bytes = pieces_.offset();
+        std::int64_t bytes = pieces_->offset();
         if (context_.pass == Pass::first) bytes /= 2;
-        if (context_.pass == Pass::second) bytes = (bytes + family::filesize(pieces_.unit())) / 2;
+        if (context_.pass == Pass::second) bytes = (bytes + pieces_->byteCount()) / 2;
         progress.advance(std::max(bytes - state_.bytesDone, std::int64_t{0}));
         state_.bytesDone = std::max(bytes, state_.bytesDone);
         progress.tellIfDue();
@@ -168,7 +187,7 @@ private:
     /// entered.
     bool becomeCertain(std::int64_t offset) {
         isCertain_ = isCertain_ || (!context_.firstPassLineTaken &&
-                                    !pieces_.anyLineFrom(offset, isFirstPassLine, state_.run.progress));
+                                    !pieces_->anyLineFrom(offset, isFirstPassLine, state_.run.progress));
         return isCertain_;
     }
 
@@ -201,7 +220,7 @@ private:
         }
     }
 
-    void includeIn(std::string_view line, LinePlace place, UnitReader read) {
+    void includeIn(std::string_view line, LinePlace place, SourceReader read) {
         if (context_.pass != Pass::first) return;
         flush();
         LoadRun& run = state_.run;
@@ -220,7 +239,8 @@ private:
         else state_.report(kLineKeywordFault, place.number, lastMessage());
     }
 
-    FilePieces pieces_;
+    std::unique_ptr<LinePieces> pieces_;
+    bool isDefaultFile_;
     ReadContext context_;
     bool isCertain_ = true;   ///< nothing that was collected will have to be dropped
     bool isStopped_ = false;  ///< at a line that belongs to the first pass
@@ -229,32 +249,36 @@ private:
 // --- Files ------------------------------------------------------------------------------------
 
 /// Both passes as one where possible, see the head of LoadFile.h.
-void readInTwoPasses(family::Unit unit, LoadState& state) {
-    Reading reading(unit, state, Pass::whole, kBytesPerLine);
+void readInTwoPasses(const Source& source, LoadState& state) {
+    Reading reading(source, state, Pass::whole, kBytesPerLine);
     if (reading.run()) return;
     reading.drop();
-    Reading(unit, state, Pass::first, kBytesPerRange).run();
+    Reading(source, state, Pass::first, kBytesPerRange).run();
     reading.again(Pass::second);
     reading.run();
 }
 
 /// Include files are read by the second pass alone, so their own OBSFIL and SLROBS lines are ignored:
 /// includes are one level deep by design.
-void ReadExtObsFile(family::Unit unit, LoadState& state) { Reading(unit, state, Pass::included, kBytesPerLine).run(); }
-
-void readSlrFile(family::Unit unit, LoadState& state) { Reading(unit, state, Pass::laserRanges, kBytesPerRange).run(); }
-
-void ReadExtSlrFile(family::Unit unit, LoadState& state) {
-    if (refuseDefaultFile(unit, state)) ++state.run.result.includesLeftOut;
-    else readSlrFile(unit, state);
+void ReadExtObsFile(const Source& source, LoadState& state) {
+    Reading(source, state, Pass::included, kBytesPerLine).run();
 }
 
-void expectFile(family::Unit unit, LoadRun& run) {
-    if (run.progress.isWanted()) run.progress.expect(std::max(family::filesize(unit), std::int64_t{0}));
+void readSlrFile(const Source& source, LoadState& state) {
+    Reading(source, state, Pass::laserRanges, kBytesPerRange).run();
+}
+
+void ReadExtSlrFile(const Source& source, LoadState& state) {
+    if (refuseDefaultFile(source, state)) ++state.run.result.includesLeftOut;
+    else readSlrFile(source, state);
+}
+
+void expect(const Source& source, LoadRun& run) {
+    if (run.progress.isWanted()) run.progress.expect(std::max(source.byteCount(), std::int64_t{0}));
 }
 
 /// Reads the file that a keyword line names, with the counts and the group of the file that holds the line.
-void readNamedFile(std::string_view line, LoadState& state, UnitReader read) {
+void readNamedFile(std::string_view line, LoadState& state, SourceReader read) {
     LoadState included{state.run, includedFileName(line, state.fileName)};
     family::Unit unit = family::kNoUnit;
     state.status = openInclude(state, included.fileName, unit);
@@ -263,8 +287,9 @@ void readNamedFile(std::string_view line, LoadState& state, UnitReader read) {
         return;
     }
     const UnitCloser closer(unit);
-    expectFile(unit, state.run);
-    read(unit, included);
+    const Source source{unit};
+    expect(source, state.run);
+    read(source, included);
     state.status = included.status;
 }
 
@@ -319,22 +344,17 @@ std::int32_t startYear(const LoadOptions& options) {
     return options.ttyYear == 0 ? ttyYear() : std::max(options.ttyYear, 0);
 }
 
-std::int32_t readFile(std::string_view fileName, const LoadOptions& options, UnitReader read) {
-    gLatest = {};
-    family::Unit unit = family::kNoUnit;
-    const std::int32_t opened = family::fileopen(fileName, family::kOpenRead, unit);
-    if (opened != kStatusOk) return opened;
-    const UnitCloser closer(unit);
+std::int32_t readSource(const Source& source, std::string_view name, const LoadOptions& options, SourceReader read) {
     LoadRun run{options, gReporter};
     run.ttyYear = startYear(options);
-    LoadState state{run, std::string(fileName)};
-    if (refuseDefaultFile(unit, state)) return state.status;
-    expectFile(unit, run);
+    LoadState state{run, std::string(name)};
+    if (refuseDefaultFile(source, state)) return state.status;
+    expect(source, run);
     std::optional<TakeBack> takeBack;
     if (run.progress.isWanted()) run.takeBack = &takeBack.emplace();
     const Summary summary(run);
     try {
-        read(unit, state);
+        read(source, state);
         run.progress.finish();
     } catch (const Cancelled&) {
         run.isCancelled = true;
@@ -342,6 +362,15 @@ std::int32_t readFile(std::string_view fileName, const LoadOptions& options, Uni
         throw;
     }
     return run.linesExceeded ? kStatusRefused : state.status;
+}
+
+std::int32_t readFile(std::string_view fileName, const LoadOptions& options, SourceReader read) {
+    gLatest = {};
+    family::Unit unit = family::kNoUnit;
+    const std::int32_t opened = family::fileopen(fileName, family::kOpenRead, unit);
+    if (opened != kStatusOk) return opened;
+    const UnitCloser closer(unit);
+    return readSource({unit}, fileName, options, read);
 }
 
 }  // namespace
@@ -361,6 +390,18 @@ std::int32_t ReadSlrFrFile(std::string_view fileName, std::int32_t gid) {
     LoadOptions options;
     options.gid = gid;
     return readFile(fileName, options, readSlrFile);
+}
+
+std::int32_t readObsText(std::string_view name, std::string_view text, const LoadOptions& options) {
+    gLatest = {};
+    return readSource({family::kNoUnit, text}, name, options, readInTwoPasses);
+}
+
+std::int32_t readSlrText(std::string_view name, std::string_view text, std::int32_t gid) {
+    gLatest = {};
+    LoadOptions options;
+    options.gid = gid;
+    return readSource({family::kNoUnit, text}, name, options, readSlrFile);
 }
 
 const LoadResult& latestLoad() { return gLatest; }

@@ -30,7 +30,12 @@ std::int32_t readObsWith(std::string_view fileName, const LoadOptions& options);
 /// The same for a file of laser ranges, which has no keyword lines.
 std::int32_t ReadSlrFrFile(std::string_view fileName, std::int32_t gid = 0);
 
-/// What the latest load of a file came to.
+/// Both for a text in memory, under a name: messages give it, and files that the text names are looked for beside it.
+/// Nothing is opened under it.
+std::int32_t readObsText(std::string_view name, std::string_view text, const LoadOptions& options);
+std::int32_t readSlrText(std::string_view name, std::string_view text, std::int32_t gid);
+
+/// What the latest load came to.
 const LoadResult& latestLoad();
 
 /// Names each line of a load that there is something to tell of, in the order of the file; null ends this.

@@ -2,8 +2,11 @@
 #include "Obs/ObsCardReading/Loading/Pieces.h"
 
 #include "Obs/ObsCardReading/CardFormat.h"
+#include "Obs/ObsCardReading/Cards/B3Quick.h"
 #include "Obs/ObsCardReading/Loading/KeywordLines.h"
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
+#include "Obs/ObsStates/Equinox.h"
+#include "Obs/ObsTree/Keys.h"
 #include "siblings/include/Services.h"
 
 namespace obs {
@@ -25,7 +28,7 @@ public:
         switch (context_.pass) {
             case Pass::first: each<&PieceReader::takeInFirstPass>(); break;
             case Pass::laserRanges: each<&PieceReader::takeOfLaserRanges>(); break;
-            default: each<&PieceReader::take>(); break;
+            default: each<&PieceReader::takePlainOrOther>(); break;
         }
         context_.before.number += lines_.linesTaken();
         context_.before.offset += static_cast<std::int64_t>(lines_.bytesTaken());
@@ -78,6 +81,8 @@ private:
         return passOver(line);
     }
 
+    bool takePlainOrOther(std::string_view line) { return takePlainB3(line) || take(line); }
+
     bool take(std::string_view line) {
         if (context_.block.isOpen() && takeOfBlock(line)) return true;
         if (isCommentOrBlank(line)) return count(&LineCounts::comments);
@@ -97,6 +102,23 @@ private:
     }
 
     // --- Observations ------------------------------------------------------------------------
+
+    /// A card that needs nothing but to be stored goes straight to its place there. False leaves all as it was.
+    bool takePlainB3(std::string_view line) {
+        const char secClass = line.empty() ? ' ' : line.front();
+        if (!isClassification(secClass) || mayHoldNul_ || context_.section.isOpen() || context_.block.isOpen())
+            return false;
+        CommonFields* const to = sink_.place();
+        double dayOfYear = 0;
+        if (to == nullptr || !readPlainB3(line, *to, rare_, dayOfYear) ||
+            needsRotation(to->obsType, to->equinoxInd, context_.rotateToDate))
+            return false;
+        const std::int32_t satNum = identifyingSatNum(*to);
+        if (satNum == 0) return false;
+        sink_.observationAtPlace(fieldKey(dayOfYear, satNum, to->senNum), secClass, context_.rotateToDate != 0,
+                                 kTypesWithRareFields.has(to->obsType) ? &rare_ : nullptr, lines_.place());
+        return count(&LineCounts::observations);
+    }
 
     bool takeObservation(const CardText& line, const CardFormat& format) {
         const LinePlace place = lines_.place();
@@ -212,6 +234,7 @@ private:
     bool isLast_;
     bool mayHoldNul_;
     ObsRecord record_;
+    RareFields rare_;
     FieldNotes notes_;  ///< of the current line
 };
 

@@ -3,13 +3,17 @@
 /// Columns, by the Arrow C interface: out as a stream or as bare buffers, and in.
 
 #include <ObsDllExports.h>
+#include <nanobind/stl/array.h>
 #include <nanobind/stl/string.h>
 #include <nanobind/stl/vector.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <memory>
+#include <sstream>
 
 #include "Call.h"
 #include "Streams.h"
@@ -97,6 +101,44 @@ nb::tuple importStream(const nb::capsule& capsule, bool naiveIsUtc, int32_t grou
     if (result != 0 && counts[OBS_ARROW_ROWS] == 0) throw Refused(reason);
     return nb::make_tuple(counts[OBS_ARROW_ROWS], counts[OBS_ARROW_ADDED], counts[OBS_ARROW_DUPLICATES],
                           counts[OBS_ARROW_REFUSED], toArray(std::move(keys)));
+}
+
+/// Which of the rows of a stream, of which there are at most `rows`, meet a text of criteria.
+nb::object selectRows(const nb::capsule& capsule, const std::string& criteria, int64_t rows) {
+    auto* stream = static_cast<ArrowArrayStream*>(PyCapsule_GetPointer(capsule.ptr(), kStreamName));
+    if (stream == nullptr) throw nb::python_error();
+    const std::string text = lineText(criteria);
+    auto mask = std::make_unique<std::vector<int8_t>>(static_cast<size_t>(rows));
+    int64_t found = 0;
+    int32_t result = 0;
+    std::string reason;
+    {
+        const nb::gil_scoped_release released;
+        result = ObsSelectRows(text.c_str(), stream, rows, mask->data(), &found);
+        if (result != 0) reason = lastError();
+    }
+    if (result != 0) throw Refused(reason);
+    using Mask = nb::ndarray<nb::numpy, int8_t, nb::ndim<1>>;
+    int8_t* const data = mask->data();
+    const nb::capsule owner(mask.release(), [](void* p) noexcept { delete static_cast<std::vector<int8_t>*>(p); });
+    return nb::cast(Mask(data, {static_cast<size_t>(found)}, owner));
+}
+
+std::vector<std::string> selectionColumns(const std::string& criteria) {
+    char names[kTextLength];
+    if (ObsGetSelectionColumns(lineText(criteria).c_str(), names) != 0) throw Refused(lastError());
+    std::istringstream words(given(names));
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+/// Whether rows can meet a text of criteria, by the least and greatest of their numbers and texts; blank: not known.
+bool mayMeet(const std::string& criteria, const std::array<double, OBS_KNOWN_REALS>& reals,
+             const std::array<std::string, OBS_KNOWN_TEXTS>& texts) {
+    std::array<const char*, OBS_KNOWN_TEXTS> pointers{};
+    std::transform(texts.begin(), texts.end(), pointers.begin(), [](const std::string& one) { return one.c_str(); });
+    const int32_t may = ObsMayMeet(lineText(criteria).c_str(), reals.data(), pointers.data());
+    if (may < 0) throw Refused(lastError());
+    return may == 1;
 }
 
 /// The pairs of a metadata block: a count, then lengths and bytes.
@@ -221,6 +263,13 @@ void bindColumns(nb::module_& m) {
            nb::arg("rows"),
            nb::sig("def import_stream(stream: typing_extensions.CapsuleType, naive_is_utc: bool, group: int, rows: int)"
                    " -> tuple[int, int, int, int, numpy.typing.NDArray[numpy.int64]]"));
+    define(m, "select_rows", selectRows, nb::arg("stream"), nb::arg("criteria"), nb::arg("rows"),
+           nb::sig("def select_rows(stream: typing_extensions.CapsuleType, criteria: str, rows: int)"
+                   " -> numpy.typing.NDArray[numpy.int8]"));
+    define(m, "selection_columns", selectionColumns, nb::arg("criteria"));
+    define(m, "may_meet", mayMeet, nb::arg("criteria"), nb::arg("reals"), nb::arg("texts"),
+           nb::sig("def may_meet(criteria: str, reals: collections.abc.Sequence[float],"
+                   " texts: collections.abc.Sequence[str]) -> bool"));
     define(m, "take_apart", takeApart, nb::arg("stream"),
            nb::sig("def take_apart(stream: typing_extensions.CapsuleType) -> dict[str, dict[str, typing.Any]]"));
 }

@@ -14,6 +14,8 @@ namespace obslib {
 
 namespace {
 
+using Bytes = nb::ndarray<const uint8_t, nb::ndim<1>, nb::c_contig, nb::device::cpu>;
+
 struct LineReport {
     int32_t kind;
     std::string file;
@@ -80,7 +82,9 @@ private:
     const nb::object& function_;
 };
 
-nb::tuple loadFile(const nb::bytes& path, int32_t group, int32_t year, bool includes, const nb::object& function) {
+/// The result of a load, which `run` does with a name, as the library wants it, and options.
+template <class Run>
+nb::tuple load(const nb::bytes& path, int32_t year, bool includes, const nb::object& function, Run&& run) {
     const std::string name = nameText({path.c_str(), path.size()});
     ObsLoadOptions options{};
     options.size = sizeof options;
@@ -99,7 +103,7 @@ nb::tuple loadFile(const nb::bytes& path, int32_t group, int32_t year, bool incl
         const FieldKeys fieldKeys;
         Progress progress(function);
         ObsSetLoadCallback(keepLine, &reports);
-        result = ObsLoadFileWith(name.c_str(), group, &options);
+        result = run(name.c_str(), options);
         if (result != 0) reason = lastError();
         ObsSetLoadCallback(nullptr, nullptr);
         ObsGetLoadCounts(&loaded, &duplicate, &bad);
@@ -126,6 +130,20 @@ nb::tuple loadFile(const nb::bytes& path, int32_t group, int32_t year, bool incl
     for (const LineReport& row : reports)
         table.append(nb::make_tuple(row.kind, text(row.file), row.line, text(row.reason)));
     return nb::make_tuple(counts, table);
+}
+
+nb::tuple loadFile(const nb::bytes& path, int32_t group, int32_t year, bool includes, const nb::object& function) {
+    return load(path, year, includes, function, [group](const char* name, const ObsLoadOptions& options) {
+        return ObsLoadFileWith(name, group, &options);
+    });
+}
+
+nb::tuple loadText(const nb::bytes& path, const Bytes& text, int32_t group, int32_t year, bool includes,
+                   const nb::object& function) {
+    const auto* bytes = reinterpret_cast<const char*>(text.data());
+    return load(path, year, includes, function, [&, group](const char* name, const ObsLoadOptions& options) {
+        return ObsLoadText(name, bytes != nullptr ? bytes : "", static_cast<int64_t>(text.size()), group, &options);
+    });
 }
 
 nb::tuple saveFile(const nb::bytes& path, int32_t format, bool append, std::optional<int32_t> group) {
@@ -172,6 +190,12 @@ void bindLoading(nb::module_& m) {
                    " progress: collections.abc.Callable[[int, int], object] | None)"
                    " -> tuple[dict[str, int], list[tuple[int, str, int, str]]]"),
            "Loads one file: its counts, and the lines that are worth a word.");
+    define(m, "load_text", loadText, nb::arg("name"), nb::arg("text"), nb::arg("group"), nb::arg("year"),
+           nb::arg("includes"), nb::arg("progress").none(),
+           nb::sig("def load_text(name: bytes, text: collections.abc.Buffer, group: int, year: int, includes: bool,"
+                   " progress: collections.abc.Callable[[int, int], object] | None)"
+                   " -> tuple[dict[str, int], list[tuple[int, str, int, str]]]"),
+           "Loads a text in memory under a name, as load_file.");
     define(m, "save_file", saveFile, nb::arg("path"), nb::arg("format"), nb::arg("append"), nb::arg("group").none(),
            nb::sig("def save_file(path: bytes, format: int, append: bool, group: int | None)"
                    " -> tuple[int, int, int, list[tuple[int, int, str]]]"),
