@@ -92,6 +92,9 @@ def build(paths: Any, out: str | os.PathLike[str], *, scheduler: str | None = No
     folder = Path(os.path.abspath(out))
     archived = manifest_of(folder, options, rebuild)
     decks, changed, vanished = plan(paths, archived.inputs if archived else ())
+    for deck in decks:
+        if Path(deck.path).is_relative_to(folder):
+            raise ValueError(f"{deck.path} is below the folder of the archive itself")
     if changed:
         raise ArchiveError(f"{len(changed)} inputs of the archive changed since it was built; rebuild=True makes it anew: "
                            + ", ".join(changed[:10]) + (", ..." if len(changed) > 10 else ""))

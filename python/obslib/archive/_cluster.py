@@ -8,6 +8,7 @@ import subprocess
 import sys
 import time
 from collections.abc import Callable, Iterable, Iterator
+from concurrent.futures import CancelledError
 from contextlib import ExitStack, contextmanager
 from typing import Any, TypeVar
 
@@ -120,7 +121,7 @@ def result_of(future: Any) -> Any:
         return future.result(timeout=60)
     except distributed.KilledWorker as failure:
         raise ArchiveError(f"the workers of one task died again and again: {failure}") from None
-    except (distributed.TimeoutError, distributed.client.FutureCancelledError) as failure:
+    except (TimeoutError, CancelledError) as failure:
         raise ArchiveError(f"{gone(failure)}") from None
 
 

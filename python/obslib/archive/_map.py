@@ -13,13 +13,14 @@ from typing import Any
 
 import numpy as np
 
-from .. import _columns, _native
+from .. import _native
 from .._errors import unpadded
 from .._extras import needed
 from .._files import KINDS
 from .._family import sensors
 from ._manifest import replacing
 from ._scan import KEYWORD, NOTE, Row
+from ._schema import Stream, schema
 from ._text import Part, name_of, text_of, told_name
 
 BATCH_ROWS = 2**31 - 1
@@ -99,25 +100,15 @@ def read(parts: list[Part], settings: Settings) -> Mapped:
     return mapped
 
 
-class Stream:
-    """Hands out a stream once, as a frame would."""
-
-    def __init__(self, capsule: Any) -> None:
-        self._capsule = capsule
-
-    def __arrow_c_stream__(self, requested_schema: object = None) -> Any:
-        return self._capsule
-
-
-def names() -> list[str]:
-    """The columns of the library with the line."""
-    return [*_columns.units(), "line"]
+def columns() -> list[str]:
+    """Those that a text gives: all but where it is from."""
+    return [name for name in schema().names if name not in ("file", "deck", "place")]
 
 
 def rows_of(part: Part, mapped: Mapped, told: list[Row]) -> Any:
     """The rows of a part, with where they are from; what else there is to say of its lines goes to the others."""
     arrow = needed("pyarrow", "archive")
-    stream, counts, reports = _native.read_piece(text_of(part), part.state, part.is_last, names(), BATCH_ROWS)
+    stream, counts, reports = _native.read_piece(text_of(part), part.state, part.is_last, columns(), BATCH_ROWS)
     table = arrow.table(Stream(stream))
     for count in COUNTED:
         mapped.counts[count] += counts[count]
