@@ -41,7 +41,10 @@ class Settings:
     stage: str
     out: str
     identity: str
-    sensors: tuple[tuple[int, str, float, float, float], ...]
+
+    def sensor_file(self) -> Path:
+        """What every process reads once; with each task it would go through the scheduler a million times."""
+        return Path(self.stage, f"sensors-{self.identity}.json")
 
 
 @dataclass(slots=True)
@@ -55,11 +58,11 @@ class Mapped:
     told: int = 0  # rows of the file of lines
 
 
-def settings_of_process() -> tuple[tuple[int, str, float, float, float], ...]:
+def sensors_of_process() -> list[tuple[int, str, float, float, float]]:
     """The sensors of this process; RF sites without a place are known everywhere."""
     every = [sensors[number] for number in sensors]
-    return tuple((one.number, one.description, one.latitude_deg, one.longitude_deg, one.height_m) for one in every
-                 if one.latitude_deg or one.longitude_deg or one.height_m)
+    return [(one.number, one.description, one.latitude_deg, one.longitude_deg, one.height_m) for one in every
+            if one.latitude_deg or one.longitude_deg or one.height_m]
 
 
 def prepare(settings: Settings) -> None:
@@ -67,8 +70,9 @@ def prepare(settings: Settings) -> None:
     global prepared
     with lock:
         if prepared != settings.identity:
+            known = json.loads(settings.sensor_file().read_bytes())
             sensors.clear()
-            for one in settings.sensors:
+            for one in known:
                 sensors.add(*one)
             prepared = settings.identity
 
