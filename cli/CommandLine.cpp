@@ -32,7 +32,14 @@ void addChoice(CLI::App& app, const char* name, const char* help, const std::vec
 }
 
 CLI::Option* addFiles(CLI::App& app, CommonOptions& options) {
-    return app.add_option("FILE", options.files, "Files to load; - is standard input")->type_name("")->required();
+    const auto take = [&options](const std::vector<std::string>& given) {
+        static_cast<FileArguments&>(options) = expandFiles(given);
+    };
+    return app
+        .add_option_function<std::vector<std::string>>(
+            "FILE", take, "Files to load, folders, or patterns in quotes; - is standard input")
+        ->type_name("")
+        ->required();
 }
 
 void addSelectOptions(CLI::App& app, CommonOptions& options) {

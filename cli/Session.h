@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "FileArguments.h"
 #include "Formats.h"
 #include "LineReports.h"
 #include "Output.h"
@@ -23,8 +24,7 @@ namespace obstool {
 /// As ObsSetSlrCorrections numbers them.
 inline constexpr std::array<std::string_view, 3> kTroposphereModels = {"none", "mendes-pavlis", "marini-murray"};
 
-struct CommonOptions {
-    std::vector<std::string> files;
+struct CommonOptions : FileArguments {
     std::vector<std::size_t> groups;      ///< numbers of the files to keep, from 1; empty: all
     std::optional<std::string> select;    ///< criteria of ObsSetSelObs
     bool dryRun = false;                  ///< only with `select`
@@ -39,6 +39,8 @@ struct CommonOptions {
     bool duplicates = false;              ///< lines that are duplicates are told
     bool passedOverIgnored = false;       ///< lines that are nothing known are not an error and are not named
 };
+
+class Input;
 
 struct LoadResult {
     std::string file;  ///< as shown to the user
@@ -100,8 +102,8 @@ private:
     void setCorrections(const CommonOptions& options);
     void countCorrections(const std::string& file);
     LoadResult loadOne(const std::string& name, std::int32_t group);
-    std::optional<FileKind> identify() const;
-    std::int32_t loadFile(bool isOfLaserRanges, std::int32_t group);
+    std::optional<FileKind> identify(const Input& input) const;
+    std::int32_t load(const Input& input, bool isOfLaserRanges, std::int32_t group);
     void judge(const LoadResult& result, const FileKind& kind);
     void select(const CommonOptions& options);
     void raise(ExitStatus status);

@@ -29,7 +29,8 @@ constexpr auto kDescription = "Looks into files of satellite tracking observatio
 
 constexpr auto kFooter = R"~(
 'obstool COMMAND --help' shows a command's options. A FILE holds one observation a line,
-keyword lines and comments ("*" in column 1); the name - stands for standard input. A file
+keyword lines and comments ("*" in column 1); the name - stands for standard input. Files that
+are packed with gzip or zstd, whatever their names, are unpacked on the way. A file
 that begins with a CRD header (H1 CRD), or the mark 99999 or 88888 of an older block, is
 read as laser ranges alone. The public laser stations are known (the folder OBS_DATA of the
 environment may hold another laser_stations.csv); --sensors adds to them. A correction that
@@ -68,7 +69,7 @@ Examples:
   obstool info today.obs
   obstool list --order -7 --limit 20 today.obs
   obstool list --select "sat=5,25544 sen=211:220 time=2024-01-01:2024-01-31 el>10" year.obs
-  zcat *.obs.gz | obstool convert - -o all.b3 --to b3)~";
+  obstool convert january.obs.gz february.obs.zst -o all.b3 --to b3)~";
 
 std::string version() {
     Text512 info;

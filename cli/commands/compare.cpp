@@ -270,7 +270,7 @@ void printJson(Output& out, const Options& options, const Deck& left, const Deck
 /// Loads one file by itself. Nothing when it fails.
 Deck load(const Options& options, const std::string& file, const Compared& compared, ExitStatus& status) {
     Options one = options;
-    one.files = {file};
+    static_cast<FileArguments&>(one) = expandFiles({file});
     Session session(one, complainOfLine);
     if (session.start()) session.load();
     status = std::max(status, session.status());
