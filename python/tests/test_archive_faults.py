@@ -2,6 +2,7 @@
 """What goes wrong while an archive is built: it comes out the same, or the failure is named and the former one holds."""
 import json
 import os
+import re
 import resource
 import shutil
 import subprocess
@@ -11,6 +12,7 @@ from pathlib import Path
 
 import pytest
 from archives import archived, b3_lines, checksums, here, in_turn  # noqa: F401
+from conftest import TOP
 
 from obslib import archive
 from obslib.archive import _build, _lock
@@ -75,6 +77,23 @@ def test_the_scheduler_is_killed(decks, undisturbed, tmp_path, monkeypatch, requ
     here.__wrapped__(monkeypatch)
     archive.build(decks, tmp_path / "out", piece_bytes=PIECE)
     assert same(tmp_path / "out", undisturbed)
+
+
+def test_a_script_needs_no_guard(decks, undisturbed, tmp_path):
+    script = tmp_path / "script.py"
+    script.write_text("import sys\nfrom obslib import archive\nprint('once')\n"
+                      f"archive.build(sys.argv[1], sys.argv[2], workers=1, piece_bytes={PIECE}, progress=True)\n")
+    shown = subprocess.run([sys.executable, script, decks, tmp_path / "out"], capture_output=True, text=True)
+    assert (shown.returncode, shown.stdout) == (0, "once\n"), shown.stderr
+    assert "left" in shown.stderr and same(tmp_path / "out", undisturbed)
+
+
+def test_the_example_answers(tmp_path):
+    shown = subprocess.run([sys.executable, TOP / "examples/archive_two_workers.py", tmp_path], capture_output=True,
+                           text=True)
+    said = re.fullmatch(r"killed one of two workers\n13 decks, \d+ observations\n"
+                        r"(\d+) observations of .*, from 7 of 91 files\n(\d+) in one load of all decks\n", shown.stdout)
+    assert said and said[1] == said[2] != "0", shown.stdout + shown.stderr
 
 
 @pytest.mark.usefixtures("here")
@@ -149,7 +168,7 @@ def test_one_build_at_a_time(decks, tmp_path, caplog):
         (out / "build.lock").write_text(json.dumps({**held, "token": "other"}))
         with pytest.raises(archive.ArchiveError, match="taken .* over"):
             lock.hold()
-    for change, why in (({"process": 2**22 + 5, "host": held["host"]}, "is gone"), ({"host": "elsewhere", "time": time.time() - 301}, "301 s"),
+    for change, why in (({"process": 2**22 + 5}, "is gone"), ({"host": "elsewhere", "time": time.time() - 301}, "301 s"),
                         ({"begun": "1"}, "is gone")):
         (out / "build.lock").write_text(json.dumps({**held, **change}))
         with _lock.Lock(out):

@@ -56,6 +56,10 @@ class ArchiveSelection:
         """How much of the archive it takes to read; what is known from the footers of files."""
         return self._plan[1]
 
+    def parts(self) -> list[Part]:
+        """The parts of files that are read."""
+        return self._plan[0]
+
     @property
     def schema(self) -> Any:
         """The columns as a pyarrow.Schema."""
@@ -63,7 +67,7 @@ class ArchiveSelection:
 
     def batches(self) -> Iterator[Any]:
         """The observations in record batches of pyarrow, none of them empty."""
-        for part in self._plan[0]:
+        for part in self.parts():
             yield from rows(part, self._criteria, self.columns)
 
     def __arrow_c_stream__(self, requested_schema: object = None) -> Any:
@@ -80,7 +84,7 @@ class ArchiveSelection:
         frames = needed("dask.dataframe", "archive")
         unknown = needed("dask.dataframe.utils", "archive").clear_known_categories
         none = to_frame(self.schema.empty_table())
-        parts = self._plan[0] or [None]
+        parts = self.parts() or [None]
         return frames.from_map(frame_of, parts, meta=unknown(none), criteria=self._criteria, columns=self.columns,
                                enforce_metadata=False)
 

@@ -13,7 +13,7 @@ import numpy as np
 
 from .._extras import needed
 from .._table import Table, html
-from ._manifest import NAME, PART, ArchiveError, Manifest, Output
+from ._manifest import NAME, ArchiveError, Manifest, Output
 from ._parts import EDGE_DAYS, day_number, opened
 
 STAGE_PREFIXES = ("_", "build.lock", ".build.lock")  # of a build that is under way or was broken off
