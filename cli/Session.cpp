@@ -67,6 +67,7 @@ bool Session::start() {
     if (!openLog(options.log) || !loadStations(options.sensors)) return false;
     if (wait && !checkCriteria(options)) return false;
     setCorrections(options);
+    ObsSetThreads(options.threads);
     return true;
 }
 
