@@ -2,6 +2,7 @@
 #include "Input.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,12 +11,18 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <span>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
 
+#include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "FileArguments.h"
 #include "Text.h"
+#include "Unpacker.h"
 
 namespace obstool {
 
@@ -49,6 +56,25 @@ int makeTemporary() {
     return descriptor;
 }
 
+/// Bytes read, 0 at the end. What must not be read, or cannot be, is the problem.
+ssize_t readSome(int descriptor, std::span<char> room, std::string& problem) {
+    ssize_t n = -1;
+    do n = ::read(descriptor, room.data(), room.size());
+    while (n < 0 && errno == EINTR);
+    struct stat info {};
+    if (n < 0) problem = std::strerror(errno);
+    else if (n > 0 && ::fstat(descriptor, &info) == 0 && S_ISCHR(info.st_mode) && ::isatty(descriptor) == 0)
+        problem = "it is a device that may give data without end";
+    return n;
+}
+
+/// Of a regular file.
+bool isPacked(int descriptor) {
+    char head[kPackedMark];
+    const ssize_t n = ::pread(descriptor, head, sizeof head, 0);
+    return n > 0 && makeUnpacker({head, static_cast<std::size_t>(n)}) != nullptr;
+}
+
 }  // namespace
 
 TemporaryFile::TemporaryFile() : descriptor_(makeTemporary()) {}
@@ -67,9 +93,13 @@ std::string fileNameProblem(const std::string& name) {
     return {};
 }
 
-Input::Input(const std::string& name) {
+Input::Input(const std::string& name) : path_(name) {
     if (name == "-") openStandardInput();
     else openNamed(name);
+}
+
+Input::~Input() {
+    if (!text_.empty()) ::munmap(const_cast<char*>(text_.data()), text_.size());
 }
 
 void Input::openStandardInput() {
@@ -78,7 +108,7 @@ void Input::openStandardInput() {
     const std::string path = pathOfDescriptor(STDIN_FILENO);
     struct stat info {};
     if (::fstat(STDIN_FILENO, &info) == 0 && S_ISREG(info.st_mode) && ::lseek(STDIN_FILENO, 0, SEEK_CUR) == 0 &&
-        ::access(path.c_str(), R_OK) == 0)
+        ::access(path.c_str(), R_OK) == 0 && !isPacked(STDIN_FILENO))
         path_ = path;
     else copyToTemporary(STDIN_FILENO);
 }
@@ -88,36 +118,68 @@ void Input::openNamed(const std::string& name) {
     if (!problem_.empty()) return;
     const int descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
     struct stat info {};
-    if (descriptor < 0 || ::fstat(descriptor, &info) != 0) problem_ = std::strerror(errno);
-    else if (S_ISREG(info.st_mode)) path_ = name;
-    else copyToTemporary(descriptor);
+    if (descriptor < 0 && errno == ENOENT && isPattern(name)) problem_ = "no file matches the pattern";
+    else if (descriptor < 0 || ::fstat(descriptor, &info) != 0) problem_ = std::strerror(errno);
+    else if (S_ISDIR(info.st_mode)) problem_ = "the folder holds no files";
+    else if (!S_ISREG(info.st_mode) || isPacked(descriptor)) copyToTemporary(descriptor);
     if (descriptor >= 0) ::close(descriptor);
 }
 
+/// Unpacked, if it is packed.
 void Input::copyToTemporary(int source) {
     std::vector<char> buffer(1 << 16);
-    ssize_t n = -1;
-    while (n != 0) {
-        n = ::read(source, buffer.data(), buffer.size());
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0) {
-            problem_ = std::strerror(errno);
-            return;
-        }
-        struct stat info {};
-        if (n > 0 && ::fstat(source, &info) == 0 && S_ISCHR(info.st_mode) && ::isatty(source) == 0) {
-            problem_ = "it is a device that may give data without end";
-            return;
-        }
+    std::unique_ptr<Unpacker> unpacker;
+    std::size_t filled = 0;
+    for (bool isFirst = true, isEnd = false; !isEnd; filled = 0) {
+        // The first piece must suffice to tell whether it is packed.
+        do {
+            const ssize_t n = readSome(source, {buffer.data() + filled, buffer.size() - filled}, problem_);
+            if (!problem_.empty()) return;
+            isEnd = n == 0;
+            filled += static_cast<std::size_t>(n);
+        } while (isFirst && !isEnd && filled < kPackedMark);
+        const std::string_view bytes(buffer.data(), filled);
         // After the first read, so that a directory has failed by now.
-        if (!temporary_) temporary_.emplace();
-        const std::string_view bytes(buffer.data(), static_cast<std::size_t>(n));
-        if (!temporary_->isOpen() || !writeAll(temporary_->descriptor(), bytes)) {
-            problem_ = fmt::format("cannot copy it to a temporary file: {}", std::strerror(errno));
-            return;
+        if (std::exchange(isFirst, false)) {
+            temporary_.emplace();
+            unpacker = makeUnpacker(bytes);
         }
+        const auto keep = [this](std::string_view unpacked) { return write(unpacked); };
+        if (!(unpacker != nullptr ? unpacker->take(bytes, keep) : keep(bytes))) break;
     }
-    path_ = temporary_->path();
+    if (!problem_.empty()) return;
+    if (unpacker != nullptr) brokenOff_ = unpacker->problem();
+    mapTemporary();
+}
+
+bool Input::write(std::string_view bytes) {
+    if (temporary_->isOpen() && writeAll(temporary_->descriptor(), bytes)) return true;
+    problem_ = fmt::format("cannot copy it to a temporary file (in the folder TMPDIR): {}", std::strerror(errno));
+    return false;
+}
+
+void Input::mapTemporary() {
+    struct stat info {};
+    if (::fstat(temporary_->descriptor(), &info) != 0) problem_ = std::strerror(errno);
+    if (!problem_.empty() || info.st_size == 0) return;
+    const auto size = static_cast<std::size_t>(info.st_size);
+    void* const mapped = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, temporary_->descriptor(), 0);
+    if (mapped == MAP_FAILED) problem_ = std::strerror(errno);
+    else text_ = {static_cast<const char*>(mapped), size};
+}
+
+std::string_view Input::text() const {
+    // A line that was cut off would be taken for a bad one.
+    return brokenOff_.empty() ? text_ : text_.substr(0, text_.rfind('\n') + 1);
+}
+
+std::int32_t Input::identify(std::int32_t& kind, std::int32_t& formats, std::string& kindName) const {
+    Text512 name;
+    const std::int32_t status =
+        isText() ? ObsIdentifyText(text_.data(), static_cast<std::int64_t>(text_.size()), &kind, &formats, name.data())
+                 : ObsIdentifyFile(Text512(path_).data(), &kind, &formats, name.data());
+    kindName = name.str();
+    return status;
 }
 
 }  // namespace obstool

@@ -3,8 +3,10 @@
 /// Input files as the library can read them.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace obstool {
 
@@ -28,27 +30,38 @@ private:
     int descriptor_;
 };
 
-/// A readable input. The library reads a file twice and by name, so anything but a regular
-/// file (a pipe, a terminal, a process substitution) is copied to an unlinked temporary
-/// file.
+/// A readable input. The library reads a file twice and by name. Anything but a plain regular file (a pipe, a
+/// terminal, a process substitution, packed data) goes to an unlinked temporary file, which is mapped: so the text
+/// needs no memory of its own, however much it unpacks to, and keeps its name.
 class Input {
 public:
     /// @param name "-" is standard input, from where it stands.
     explicit Input(const std::string& name);
+    ~Input();
     Input(const Input&) = delete;
     Input& operator=(const Input&) = delete;
 
-    const std::string& problem() const { return problem_; }  ///< why it cannot be read, or empty
-    const std::string& path() const { return path_; }        ///< what the library is to open
+    const std::string& problem() const { return problem_; }      ///< why it cannot be read, or empty
+    const std::string& brokenOff() const { return brokenOff_; }  ///< why its text ends before its time, or empty
+
+    const std::string& path() const { return path_; }  ///< what the library is to open, or call the text
+    bool isText() const { return temporary_.has_value(); }
+    std::string_view text() const;  ///< if it is one
+
+    /// What ObsIdentifyFile tells of it; other than 0 with a message of the library when it cannot be read.
+    std::int32_t identify(std::int32_t& kind, std::int32_t& formats, std::string& kindName) const;
 
 private:
     void openStandardInput();
     void openNamed(const std::string& name);
     void copyToTemporary(int source);
+    bool write(std::string_view bytes);
+    void mapTemporary();
 
     std::optional<TemporaryFile> temporary_;
+    std::string_view text_{""};
     std::string path_;
-    std::string problem_;
+    std::string problem_, brokenOff_;
 };
 
 }  // namespace obstool

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "OneLine.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
@@ -106,8 +104,12 @@ std::optional<LinePlace> linePlace(const std::string& text) {
 std::optional<LineRead> readLine(const LinePlace& place, std::int32_t ttyYear, std::string& problem) {
     const Input input(place.file);
     if (problem = input.problem(); !problem.empty()) return std::nullopt;
-    std::ifstream file(input.path(), std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::string content;
+    if (!input.isText()) {
+        std::ifstream file(input.path(), std::ios::binary);
+        content.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    }
+    const std::string_view text = input.isText() ? input.text() : content;
     const std::vector<std::string_view> lines = linesOf(text);
     const auto number = static_cast<std::size_t>(place.line);
     if (number > lines.size()) {
@@ -123,7 +125,7 @@ std::optional<LineRead> readLine(const LinePlace& place, std::int32_t ttyYear, s
     if (isPair(read.line1, next)) read.line2 = next;
     const std::size_t before =
         static_cast<std::size_t>(lines[static_cast<std::size_t>(read.number) - 1].data() - text.data());
-    read.ttyYear = yearAfter(std::string_view(text).substr(0, before), ttyYear);
+    read.ttyYear = yearAfter(text.substr(0, before), ttyYear);
     readAll(text, ttyYear, {read.number, read.number + (read.line2.empty() ? 0 : 1), &read});
     return read;
 }
@@ -143,14 +145,12 @@ std::int64_t store(const LineRead& read) {
     // The line says more than the array form holds, unless it is one of a laser-ranging session.
     Text512 kind;
     ObsGetLineKind(Text512(read.line1).data(), kind.data());
-    const TemporaryFile file;
     const std::string text = read.line1 + "\n" + (read.line2.empty() ? "" : read.line2 + "\n");
-    if (kind.str() != "not an observation" && file.isOpen() &&
-        ::write(file.descriptor(), text.data(), text.size()) == static_cast<ssize_t>(text.size())) {
+    if (kind.str() != "not an observation") {
         ObsLoadOptions options{};
         options.size = sizeof options;
         options.ttyYear = read.ttyYear == 0 ? -1 : read.ttyYear;
-        ObsLoadFileWith(Text512(file.path()).data(), 0, &options);
+        ObsLoadText("line", text.data(), static_cast<std::int64_t>(text.size()), 0, &options);
     }
     if (ObsGetCount() == 0) ObsAddFrArray(read.observations.front().data());
     const std::vector<std::int64_t> keys = storedKeys(8);

@@ -65,6 +65,7 @@ bool Session::start() {
     const bool wait = options.select && namesSensors(*options.select);
     if (!wait && !checkCriteria(options)) return false;
     if (!openLog(options.log) || !loadStations(options.sensors)) return false;
+    if (!loadSettings(options.earthOrientation, FamilyLoadEarthOrientation)) return false;
     if (wait && !checkCriteria(options)) return false;
     setCorrections(options);
     ObsSetThreads(options.threads);
@@ -116,13 +117,14 @@ bool Session::openLog(const std::string& name) {
 
 /// Of several sensors of one number the one loaded last counts.
 bool Session::loadStations(const std::string& sensors) {
-    return loadSensors(shippedStations()) && loadSensors(sensors);
+    return loadSettings(shippedStations(), FamilyLoadSensors) && loadSettings(sensors, FamilyLoadSensors);
 }
 
-bool Session::loadSensors(const std::string& name) {
+/// Of a file of sensors or of Earth orientation.
+bool Session::loadSettings(const std::string& name, std::int32_t (*loadFrom)(const char*)) {
     if (name.empty()) return true;
     std::string problem = fileNameProblem(name);
-    if (problem.empty() && FamilyLoadSensors(Text512(name).data()) != 0) problem = lastError();
+    if (problem.empty() && loadFrom(Text512(name).data()) != 0) problem = lastError();
     if (!problem.empty()) fail(name, problem);
     return problem.empty();
 }
@@ -198,19 +200,25 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
         return result;
     }
     openedAs_ = input.path();
-    const std::optional<FileKind> kind = identify();
+    const std::optional<FileKind> kind = identify(input);
     if (!kind) {
         fail(result.file, lastError());
+        return result;
+    }
+    if (kind->number >= OBS_FILE_OTHER && options_.ofFolders.count(name) > 0) {
+        complain(result.file, fmt::format("skipped: it is {}, not observations", kind->name));
+        raise(ExitStatus::badLines);
         return result;
     }
     if (kind->number >= OBS_FILE_OTHER && kind->number < OBS_FILE_GUESS) {
         fail(result.file, fmt::format("this is {}, not observations", kind->name));
         return result;
     }
+    result.form = formOf(input, kind->formats);
     std::int32_t status = 0;
     {
         Progress progress(Progress::Of::load, result.file, options_.quiet);
-        status = loadFile(kind->number == OBS_FILE_LASER_RANGES, group);
+        status = load(input, kind->number == OBS_FILE_LASER_RANGES, group);
         progress.endLoad();
     }
     ObsGetLoadCounts(&result.loaded, &result.duplicate, &result.bad);
@@ -218,37 +226,41 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
     lines_.tell(result.file, sink_);
     faults_.tell(result.file, [](const LineReport& report) { complain(report.place(), report.whatAndWhy()); });
     countCorrections(result.file);
+    if (!input.brokenOff().empty())
+        fail(result.file, fmt::format("{}: the {} lines before that are read", input.brokenOff(), result.lines.lines));
     // A file that cannot be opened has no lines. Else the status is that of the last line.
     result.read = status == 0 || result.lines.lines > 0;
-    const bool isToldWhy = brokenOff_ || result.bad > 0 || result.lines.includesLeftOut > 0;
+    const bool isToldWhy =
+        brokenOff_ || !input.brokenOff().empty() || result.bad > 0 || result.lines.includesLeftOut > 0;
     if (status != 0 && !isToldWhy) fail(result.file, lastError());
     judge(result, *kind);
     return result;
 }
 
 /// Nothing when the file cannot be read.
-std::optional<FileKind> Session::identify() const {
+std::optional<FileKind> Session::identify(const Input& input) const {
     FamilyClearLastError();
     FileKind kind;
-    std::int32_t formats = 0;
-    Text512 name;
-    if (ObsIdentifyFile(Text512(openedAs_).data(), &kind.number, &formats, name.data()) != 0) return std::nullopt;
-    kind.name = withoutTrailingBlanks({name.data(), kTextLength});
-    return kind;
+    return input.identify(kind.number, kind.formats, kind.name) == 0 ? std::optional(kind) : std::nullopt;
 }
 
 /// Each file begins with the same settings, whatever the one before it has set.
-std::int32_t Session::loadFile(bool isOfLaserRanges, std::int32_t group) {
+std::int32_t Session::load(const Input& input, bool isOfLaserRanges, std::int32_t group) {
     constexpr std::int32_t kNoYear = -1, kInThisLoadAlone = 1;
     brokenOff_ = keywordFault_ = false;
     FamilyClearLastError();
     const Text512 name(openedAs_);
-    if (isOfLaserRanges) return ObsLoadSlrFileGID(name.data(), group);
+    const std::string_view text = input.isText() ? input.text() : std::string_view();
+    const auto length = static_cast<std::int64_t>(text.size());
+    if (isOfLaserRanges)
+        return input.isText() ? ObsLoadSlrText(name.data(), text.data(), length, group)
+                              : ObsLoadSlrFileGID(name.data(), group);
     ObsLoadOptions options{};
     options.size = sizeof options;
     options.ttyYear = options_.ttyYear.value_or(kNoYear);
     options.settingsLines = kInThisLoadAlone;
-    return ObsLoadFileWith(name.data(), group, &options);
+    return input.isText() ? ObsLoadText(name.data(), text.data(), length, group, &options)
+                          : ObsLoadFileWith(name.data(), group, &options);
 }
 
 /// What the counts of a load mean for the exit status.

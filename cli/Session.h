@@ -13,6 +13,8 @@
 #include <vector>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "FileArguments.h"
+#include "FileForm.h"
 #include "Formats.h"
 #include "LineReports.h"
 #include "Output.h"
@@ -23,13 +25,13 @@ namespace obstool {
 /// As ObsSetSlrCorrections numbers them.
 inline constexpr std::array<std::string_view, 3> kTroposphereModels = {"none", "mendes-pavlis", "marini-murray"};
 
-struct CommonOptions {
-    std::vector<std::string> files;
+struct CommonOptions : FileArguments {
     std::vector<std::size_t> groups;      ///< numbers of the files to keep, from 1; empty: all
     std::optional<std::string> select;    ///< criteria of ObsSetSelObs
     bool dryRun = false;                  ///< only with `select`
     std::optional<std::int32_t> ttyYear;  ///< of TTY cards in each file until it sets another; else none
     std::string sensors;                  ///< file of sensors; empty: none
+    std::string earthOrientation;         ///< file of it; empty: zeros
     std::string troposphere;              ///< one of kTroposphereModels; empty: the first
     bool centreOfMass = false;            ///< of laser ranges
     std::string log;                      ///< empty: none
@@ -41,9 +43,12 @@ struct CommonOptions {
     bool passedOverIgnored = false;       ///< lines that are nothing known are not an error and are not named
 };
 
+class Input;
+
 struct LoadResult {
     std::string file;  ///< as shown to the user
     bool read = false;
+    FileForm form;
     std::int64_t loaded = 0, duplicate = 0, bad = 0;
     ObsLoadLines lines{sizeof(ObsLoadLines), 0, 0, 0, 0, 0, 0, 0, 0};
 };
@@ -51,6 +56,7 @@ struct LoadResult {
 /// What ObsIdentifyFile tells of a file.
 struct FileKind {
     std::int32_t number = 0;
+    std::int32_t formats = 0;  ///< bits
     std::string name;
 };
 
@@ -96,13 +102,13 @@ private:
 
     bool openLog(const std::string& name);
     bool loadStations(const std::string& sensors);
-    bool loadSensors(const std::string& name);
+    bool loadSettings(const std::string& name, std::int32_t (*loadFrom)(const char*));
     bool checkCriteria(const CommonOptions& options);
     void setCorrections(const CommonOptions& options);
     void countCorrections(const std::string& file);
     LoadResult loadOne(const std::string& name, std::int32_t group);
-    std::optional<FileKind> identify() const;
-    std::int32_t loadFile(bool isOfLaserRanges, std::int32_t group);
+    std::optional<FileKind> identify(const Input& input) const;
+    std::int32_t load(const Input& input, bool isOfLaserRanges, std::int32_t group);
     void judge(const LoadResult& result, const FileKind& kind);
     void select(const CommonOptions& options);
     void raise(ExitStatus status);

@@ -1,10 +1,24 @@
 # SPDX-License-Identifier: Apache-2.0
-# The libraries of others, under the names by which the siblings and obstool link them: obs_fmt, obs_spdlog, obs_erfa and
-# CLI11::CLI11. A self-contained build leaves none of them to the system: fmt and spdlog are compiled from their headers,
+# The libraries of others, under the names by which the siblings and obstool link them: obs_fmt, obs_spdlog, obs_erfa and,
+# for obstool alone, CLI11::CLI11 and obs_packing. A self-contained build leaves none of them to the system: fmt and spdlog are compiled from their headers,
 # ERFA comes from its archive, and what the system does not have comes from its public release.
 add_library(obs_fmt INTERFACE)
 add_library(obs_spdlog INTERFACE)
 add_library(obs_erfa INTERFACE)
+
+# gzip and zstd, which obstool unpacks: obs_packing, if both libraries and their headers are there.
+function(obs_packing zlib zstd)
+  find_path(OBS_ZLIB_INCLUDE_DIR zlib.h)
+  find_path(OBS_ZSTD_INCLUDE_DIR zstd.h)
+  find_library(OBS_ZLIB_LIBRARY NAMES ${zlib})
+  find_library(OBS_ZSTD_LIBRARY NAMES ${zstd})
+  if(OBS_ZLIB_INCLUDE_DIR AND OBS_ZSTD_INCLUDE_DIR AND OBS_ZLIB_LIBRARY AND OBS_ZSTD_LIBRARY)
+    add_library(obs_packing INTERFACE)
+    target_compile_definitions(obs_packing INTERFACE OBSTOOL_UNPACKS)
+    target_include_directories(obs_packing SYSTEM INTERFACE ${OBS_ZLIB_INCLUDE_DIR} ${OBS_ZSTD_INCLUDE_DIR})
+    target_link_libraries(obs_packing INTERFACE ${OBS_ZLIB_LIBRARY} ${OBS_ZSTD_LIBRARY})
+  endif()
+endfunction()
 
 if(NOT OBS_SELF_CONTAINED)
   find_package(fmt REQUIRED)
@@ -13,6 +27,11 @@ if(NOT OBS_SELF_CONTAINED)
   find_library(ERFA_LIBRARY NAMES erfa REQUIRED)
   if(OBS_BUILD_TOOLS)
     find_package(CLI11 REQUIRED)
+    obs_packing(z zstd)
+    if(NOT TARGET obs_packing)
+      message(FATAL_ERROR "obstool reads packed files and needs zlib and zstd with their headers: "
+        "Debian's packages zlib1g-dev and libzstd-dev (tools/packages.sh build)")
+    endif()
   endif()
   target_link_libraries(obs_fmt INTERFACE fmt::fmt)
   target_link_libraries(obs_spdlog INTERFACE spdlog::spdlog)
@@ -68,5 +87,10 @@ if(OBS_BUILD_TOOLS)
     obs_fetch(cli11 https://github.com/CLIUtils/CLI11/archive/refs/tags/v2.1.2.tar.gz)
     add_library(CLI11::CLI11 INTERFACE IMPORTED GLOBAL)
     target_include_directories(CLI11::CLI11 SYSTEM INTERFACE ${cli11_SOURCE_DIR}/include)
+  endif()
+  obs_packing(libz.a libzstd.a)
+  if(NOT TARGET obs_packing)
+    message(WARNING "obstool will not read packed files: zlib and zstd are not on this system")
+    add_library(obs_packing INTERFACE)
   endif()
 endif()

@@ -130,6 +130,12 @@ module obs_interface
             integer(c_int32_t) :: outcome
         end function SetObsKeyMode
 
+        function ObsSetLargePages(isWanted) bind(c, name="ObsSetLargePages") result(outcome)
+            import
+            integer(c_int32_t), value :: isWanted
+            integer(c_int32_t) :: outcome
+        end function ObsSetLargePages
+
         subroutine ObsSetProgressCallback(report, user) bind(c, name="ObsSetProgressCallback")
             import
             type(c_funptr), value :: report

@@ -99,7 +99,7 @@ class Stream(Structure):
                 ("get_last_error", c_void_p), ("release", CFUNCTYPE(None, c_void_p)), ("private_data", c_void_p)]
 
 
-BEGINNING = b"obs1 year=0 rotate=1 troposphere=0 centre=0 keys=0 section=0 file=0 lines=0 offset=0 laser="
+BEGINNING = b"obs1 year=0 rotate=1 troposphere=0 centre=0 keys=0 section=0 file=0 pass=0 lines=0 offset=0 laser="
 
 
 FORMATS = {"i": "int32", "l": "int64", "g": "float64", "tsu:UTC": "timestamp[us, UTC]", "+l": "list of float64",

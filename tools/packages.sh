@@ -5,8 +5,8 @@
 # usage: tools/packages.sh SET...    sets: build, test, python, browser, bench, lint, fixtures
 set -eu
 
-build="g++ cmake ninja-build liberfa-dev libspdlog-dev libfmt-dev libcli11-dev"
-test="libgtest-dev python3 pkg-config gfortran"
+build="g++ cmake ninja-build liberfa-dev libspdlog-dev libfmt-dev libcli11-dev zlib1g-dev libzstd-dev"
+test="libgtest-dev python3 pkg-config gfortran zstd mandoc zsh fish"
 python="python3 python3-venv python3-dev"
 browser="chromium"
 bench="libbenchmark-dev libabsl-dev libboost-dev"

@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <new>
 
-#include "Obs/ObsTree/RadixSort.h"
-
 namespace obs {
 
 namespace {
@@ -13,11 +11,8 @@ namespace {
 /// Keys ahead of the one being entered whose places are fetched.
 constexpr std::size_t kPrefetchAhead = 24;
 
-/// Below this share of the store new nodes are linked one by one, above it the tree is built anew.
-constexpr std::size_t kRebuildShare = 16;
-
-/// Moves per element that an insertion sort may cost before the order counts as unsorted.
-constexpr std::size_t kMovesAllowed = 8;
+/// Below this share of the store new nodes are linked at once.
+constexpr std::size_t kLooseShare = 16;
 
 }  // namespace
 
@@ -164,30 +159,11 @@ bool BulkAdd::claimKeys(std::vector<Refused>& refused, std::int64_t* keys) {
     return allNamed;
 }
 
+/// Of a large batch the order waits until somebody asks for it.
 void BulkAdd::link() {
-    if (pending_.size() >= gStore.tree.size() / kRebuildShare) {
-        try {
-            sortByKey();
-            gStore.tree.linkSorted(slotsOf(pending_));
-            return;
-        } catch (const std::bad_alloc&) {  // one by one needs no memory
-        }
-    }
-    for (const Pending& pending : pending_) gStore.tree.link(pending.slot);
-}
-
-/// Decks in order of time are nearly sorted already; anything else is sorted by digits.
-void BulkAdd::sortByKey() {
-    std::size_t movesLeft = kMovesAllowed * pending_.size();
-    for (std::size_t i = 1; i < pending_.size(); ++i) {
-        const Pending moving = pending_[i];
-        std::size_t at = i;
-        for (; at > 0 && pending_[at - 1].key > moving.key && movesLeft > 0; --at, --movesLeft)
-            pending_[at] = pending_[at - 1];
-        pending_[at] = moving;
-        if (movesLeft == 0)
-            return radixSort(pending_, [](const Pending& p) { return static_cast<std::uint64_t>(p.key); });
-    }
+    const bool isLarge = pending_.size() >= gStore.tree.size() / kLooseShare;
+    for (const Pending& pending : pending_)
+        isLarge ? gStore.tree.addLoose(pending.slot) : static_cast<void>(gStore.tree.link(pending.slot));
 }
 
 }  // namespace obs

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Adds many observations at once, with the same result as one by one: duplicates, re-keying and
 /// order of insertion follow the order of adding. Records are written to their final place at once;
-/// keys are settled and the tree is linked at `commit`, in one update.
+/// keys are settled at `commit`, in one update. The order of a large batch is made when it is first asked for.
 ///
 /// Threads: one BulkAdd belongs to one thread; others may read and change the store meanwhile.
 #pragma once
@@ -77,14 +77,13 @@ public:
     ObsRecord recordAt(std::size_t position) const;
 
 private:
-    bool needsTopUp() const { return reserved_.slotsLeft() == 0 || reserved_.triples.size() < kTripleKinds; }
     static std::vector<SlotNumber> slotsOf(const HandedOver& observations);
+    bool needsTopUp() const { return reserved_.slotsLeft() == 0 || reserved_.triples.size() < kTripleKinds; }
     void open();
     void topUp();
     void close();
     bool claimKeys(std::vector<Refused>& refused, std::int64_t* keys);
     void link();
-    void sortByKey();
 
     std::int32_t gid_;
     TakeBack* takeBack_;

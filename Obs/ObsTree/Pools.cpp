@@ -247,7 +247,6 @@ void Pools::reserve(Reservation& reserved, std::uint32_t slots) {
 }
 
 void Pools::supplySlots(const Reservation::Run& slots) {
-    parents_.supply(slots.next, slots.end);
     marks_.supply(slots.next, slots.end);
     records_.supply(slots.next, slots.end);
 }

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import os
 import warnings
-from collections.abc import Callable
+from collections.abc import Callable, Iterator
 from dataclasses import dataclass
 from functools import cache
 
@@ -33,6 +33,10 @@ class Sensors:
             return isinstance(number, int) and self[number] is not None
         except KeyError:
             return False
+
+    def __iter__(self) -> Iterator[int]:
+        """The numbers of all sensors, in their order."""
+        return iter(_native.sensor_numbers())
 
     def add(self, number: int, description: str, latitude_deg: float, longitude_deg: float, height_m: float) -> None:
         """Adds or replaces one; a description has 24 characters at most."""

@@ -154,4 +154,5 @@ def from_dataframe(frame: Any, *, naive: str | None = None, group: int = 0) -> A
         raise ValueError(f"naive is None or 'UTC', not {naive!r}")
     if not hasattr(frame, "__arrow_c_stream__"):
         raise TypeError(f"{type(frame).__name__} hands out no Arrow stream (__arrow_c_stream__)")
-    return AddResult(*_native.import_stream(frame.__arrow_c_stream__(), naive == "UTC", group))
+    *counts, _ = _native.import_stream(frame.__arrow_c_stream__(), naive == "UTC", group, 0)
+    return AddResult(*counts)

@@ -102,6 +102,13 @@ OBS_FAMILY_API int32_t FamilyAddSensor(int32_t number, const char* description, 
 OBS_FAMILY_API int32_t FamilyGetSensor(int32_t number, char description[512], double* latitudeDeg, double* longitudeDeg,
                                        double* heightM);
 
+/** The numbers of all sensors, in their order.
+ *  @param[in]  room how many `numbers` has room for, 0 or more; with 0 it may be null.
+ *  @param[out] numbers the first `room`, or all if there are fewer.
+ *  @param[out] count how many there are, whether or not they fit.
+ *  @return 0, or 2 when there are more than room, for a negative room or a null pointer (each logged). */
+OBS_FAMILY_API int32_t FamilyListSensors(int32_t room, int32_t* numbers, int32_t* count);
+
 /** Forgets all sensors but the three built-in RF sites 1001-1003. */
 OBS_FAMILY_API void FamilyRemoveSensors(void);
 

@@ -164,6 +164,23 @@ int32_t FamilyGetSensor(int32_t number, char description[512], double* latitudeD
     return status;
 }
 
+int32_t FamilyListSensors(int32_t room, int32_t* numbers, int32_t* count) {
+    if (count == nullptr || room < 0 || (room > 0 && numbers == nullptr)) {
+        tracelogerror("FamilyListSensors: no place for a result, or a negative room");
+        return 2;
+    }
+    const std::lock_guard lock(sensorsMutex);
+    int32_t place = 0;
+    for (const auto& [number, sensor] : sensors) {
+        if (place < room) { numbers[place] = number; }
+        ++place;
+    }
+    *count = place;
+    if (place <= room) { return 0; }
+    tracelogerror("FamilyListSensors: There are more sensors than room");
+    return 2;
+}
+
 void FamilyRemoveSensors(void) {
     try {
         SensorMap builtIn = builtInSensors();

@@ -256,10 +256,11 @@ TEST_F(Pieces, goOnFromStatesInTexts) {
     std::size_t count = 0;
     for (std::uint32_t seed = 0; seed < 150; ++seed) {
         const std::string text = Maker(seed, true).make(30).text;
-        ObsReadState begin =
-            stateOf("obs1 year=0 rotate=1 troposphere=0 centre=0 keys=0 section=0 file=0 lines=0 offset=0 laser=");
+        ObsReadState begin = stateOf(
+            "obs1 year=0 rotate=1 troposphere=0 centre=0 keys=0 section=0 file=0 pass=0 lines=0 offset=0 laser=");
         begin.troposphere = static_cast<std::int32_t>(seed % 3);
         begin.laserFile = seed % 4 == 0 ? 1 : 0;
+        begin.pass = static_cast<std::int32_t>(seed / 4 % 4);
         ObsReadState whole = begin;
         const std::string expected = readLines(text, true, whole);
         const std::vector<std::string> states = scan(text, begin, random);

@@ -45,6 +45,11 @@ TEST_F(SensorsTest, AddGetAndRemove) {
     EXPECT_EQ(std::tuple(latitude, longitude, height), std::tuple(-30.5, 210.25, -12.0));
     EXPECT_EQ(desctokey("A description of more than 24 columns"), 1002);
     EXPECT_EQ(desctokey("CDE_ESP      "), 1002);  // the built-in site is still known
+    EXPECT_EQ(FamilyAddSensor(7, "x", 0, 0, 0), 0);
+    int32_t numbers[4], count = 0;
+    EXPECT_EQ(FamilyListSensors(2, numbers, &count), 2);
+    EXPECT_EQ(FamilyListSensors(count, numbers, &count), 0);
+    EXPECT_EQ(std::vector<int32_t>(numbers, numbers + count), (std::vector<int32_t>{7, 1001, 1002, 1003}));
     FamilyRemoveSensors();
     EXPECT_EQ(desctokey("A description of more than 24 columns"), -1);
     EXPECT_EQ(FamilyGetSensor(330, description, &latitude, &longitude, &height), 2);

@@ -3,6 +3,7 @@
 #include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "Obs/ObsTree/Keys.h"
+#include "Obs/ObsTree/Pages.h"
 #include "Obs/ObsTypes/Progress.h"
 #include "Obs/ObsTypes/Threads.h"
 
@@ -39,6 +40,15 @@ int32_t SetObsKeyMode(int32_t mode) {
         return 0;
     }
     obs::logFailure("SetObsKeyMode", "invalid input value for obs key mode.");
+    return 2;
+}
+
+int32_t ObsSetLargePages(int32_t isWanted) {
+    if (isWanted == 0 || isWanted == 1) {
+        obs::gLargePagesWanted = isWanted == 1;
+        return 0;
+    }
+    obs::logFailure("ObsSetLargePages", "It is neither 0 nor 1.");
     return 2;
 }
 

@@ -106,6 +106,15 @@ OBS_API int32_t GetObsKeyMode(void);
  *  @return 0, or 2 for another mode. */
 OBS_API int32_t SetObsKeyMode(int32_t mode);
 
+/** @defgroup ObsSetLargePages ObsSetLargePages
+ *  Addition. Whether memory that the store takes from now on may come in pages of 2 MiB, from 65,536 observations on
+ *  and where the system has such pages. Loads and look-ups of millions are then faster as long as the system has them
+ *  at hand, and loads slower when it has to make them first; nothing else differs.
+ *  Threads: any.
+ *  @param[in] isWanted 1, or 0 as at start.
+ *  @return 0, or 2 for another number. */
+OBS_API int32_t ObsSetLargePages(int32_t isWanted);
+
 /** @defgroup ObsSetProgressCallback ObsSetProgressCallback
  *  Addition. Tells how far loads (ObsLoadFile..., ObsLoadSlrFile...) and saves (ObsSave...) of files have come, at most
  *  ten times a second and once when all is read or written, and lets them be cancelled. A cancelled call fails with a
@@ -516,6 +525,15 @@ OBS_API int32_t ObsGetLineColumn(const char* line1, const char* line2, int32_t g
  *  @return 0, or 2 for a null pointer. */
 OBS_API int32_t ObsGetLineKind(const char* line, char kind[512]);
 
+/** Which lines of a text a reading takes, for ObsReadState. A load of a file with TTY_YEAR, OBSFIL or SLROBS lines reads
+ *  it twice: in the first pass it takes these and the laser ranges of sections that an SLROBS line introduces, in the
+ *  second, which begins with the year that the first ended with, all others. In a file that an OBSFIL line names,
+ *  OBSFIL and SLROBS lines mean nothing. */
+#define OBS_READ_WHOLE 0 /* all lines, in their order */
+#define OBS_READ_FIRST 1
+#define OBS_READ_SECOND 2
+#define OBS_READ_INCLUDED 3
+
 /** How far a reading of lines has come; what the lines before mean for those that follow. Zeros but for the size at the
  *  start of a text, and `rotateToDate` 1 for records as loads make them. It may be copied and kept. */
 typedef struct ObsReadState {
@@ -534,6 +552,14 @@ typedef struct ObsReadState {
     int32_t atCut;        /* set by a call: 1 when no session or block of laser ranges goes on after the lines read, */
                           /* 0 when one does, or means more for what follows than the state holds */
     char laser[368];      /* set by a call: what laser ranges before mean for those that follow; blank or 0: nothing */
+    int32_t pass;         /* OBS_READ_WHOLE, ...; nothing where `laserFile` is set */
+    int32_t reserved;     /* 0 */
+    int64_t observations; /* these are set by a call: what the lines that it read are, as ObsLoadLines counts them */
+    int64_t comments;
+    int64_t keywords;
+    int64_t laserLines;
+    int64_t passedOver;
+    int64_t zeroed;
 } ObsReadState;
 
 /** Kinds of file. From OBS_FILE_OTHER on: by a mark or the first line, no observations at all. From OBS_FILE_GUESS on:
@@ -610,7 +636,7 @@ OBS_API int32_t ObsReadLines(
 
 /** @defgroup ObsReadStateToText ObsReadStateToText
  *  Addition. A state as a text of printable characters, for ObsReadStateFromText of the same version of the library.
- *  It holds no `isLast`, `cutAfter` and `atCut`.
+ *  It holds no `isLast`, `cutAfter` and `atCut`, and no counts.
  *  Threads: any.
  *  @param[in]  state the state.
  *  @param[out] text 512 characters, such as "obs1 year=2024 rotate=1 ..."; blank on failure.
@@ -624,6 +650,16 @@ OBS_API int32_t ObsReadStateToText(const ObsReadState* state, char text[512]);
  *  @param[out] state the state; unchanged on failure.
  *  @return 0, or 2 for a null pointer, or for a text that ObsReadStateToText does not give (logged). */
 OBS_API int32_t ObsReadStateFromText(const char* text, ObsReadState* state);
+
+/** @defgroup ObsGetNamedFile ObsGetNamedFile
+ *  Addition. The file that an OBSFIL or SLROBS line names, as a load looks for it: as it is given, or else beside the
+ *  file that has the line. Whether it is there is not told.
+ *  Threads: any.
+ *  @param[in]  line the line.
+ *  @param[in]  fileName name of the file that has the line.
+ *  @param[out] name 512 characters; blank on failure.
+ *  @return 0, or 2 for a null pointer, and for another line or one that names no file (not logged). */
+OBS_API int32_t ObsGetNamedFile(const char* line, const char* fileName, char name[512]);
 
 /** @defgroup ObsNextCut ObsNextCut
  *  Addition. Where a text may be cut into pieces that are read by themselves: not between the cards of a TTY message,

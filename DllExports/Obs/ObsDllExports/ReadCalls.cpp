@@ -10,6 +10,7 @@
 #include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "Obs/ObsCardReading/Loading/ContextText.h"
 #include "Obs/ObsCardReading/Loading/Cut.h"
+#include "Obs/ObsCardReading/Loading/KeywordLines.h"
 #include "Obs/ObsCardReading/Loading/Pieces.h"
 #include "Obs/ObsTree/Keys.h"
 #include "siblings/include/Services.h"
@@ -98,19 +99,22 @@ std::string_view laserText(const ObsReadState& state) {
     return text.substr(0, text.find_last_not_of(std::string_view("\0 ", 2)) + 1);
 }
 
+/// By OBS_READ_...
+constexpr obs::Pass kPasses[] = {obs::Pass::whole, obs::Pass::first, obs::Pass::second, obs::Pass::included};
+
 /// False for a value out of range, or what no call has set.
 bool readState(const ObsReadState& state, obs::ReadContext& context) {
     constexpr int64_t kMostBytes = int64_t{1} << 60;  // of a text, so that places in it can be added
     const auto isPlace = [](int64_t place) { return place >= 0 && place <= kMostBytes; };
     if (state.size != sizeof state || state.troposphere < 0 || state.troposphere > 2 || state.cutAfter < 0 ||
-        !isPlace(state.lines) || !isPlace(state.offset))
+        !isPlace(state.lines) || !isPlace(state.offset) || state.pass < 0 || state.pass >= std::ssize(kPasses))
         return false;
     context.ttyYear = state.ttyYear;
     context.rotateToDate = state.rotateToDate;
     context.corrections = {static_cast<obs::SlrTroposphere>(state.troposphere), state.centreOfMass != 0};
     context.before = {state.lines, state.offset};
     if (state.laserSection != 0) context.section.open();
-    if (state.laserFile != 0) context.pass = obs::Pass::laserRanges;
+    context.pass = state.laserFile != 0 ? obs::Pass::laserRanges : kPasses[state.pass];
     return obs::keepText(laserText(state), context);
 }
 
@@ -125,6 +129,13 @@ bool writeState(const obs::ReadContext& context, ObsReadState& state) {
     state.laserSection = context.section.isOpen() ? 1 : 0;
     state.lines = context.before.number;
     state.offset = context.before.offset;
+    const obs::LineCounts& counts = context.counts;
+    state.observations = counts.observations;
+    state.comments = counts.comments;
+    state.keywords = counts.keywords;
+    state.laserLines = counts.laser;
+    state.passedOver = counts.passedOver;
+    state.zeroed = counts.zeroed;
     return isHeld;
 }
 
@@ -176,7 +187,8 @@ constexpr Setting kSettings[] = {{"year", &ObsReadState::ttyYear, false},
                                  {"centre", &ObsReadState::centreOfMass},
                                  {"keys", &ObsReadState::addressKeys},
                                  {"section", &ObsReadState::laserSection},
-                                 {"file", &ObsReadState::laserFile}};
+                                 {"file", &ObsReadState::laserFile},
+                                 {"pass", &ObsReadState::pass, false}};
 struct Place {
     std::string_view name;
     int64_t ObsReadState::*value;
@@ -283,6 +295,20 @@ int32_t ObsReadStateFromText(const char* text, ObsReadState* state) {
         }
         *state = found;
         return obs::kStatusOk;
+    });
+}
+
+int32_t ObsGetNamedFile(const char* line, const char* fileName, char name[512]) {
+    if (obs::refuseNull("ObsGetNamedFile", {line, fileName, name})) return obs::kStatusRefused;
+    family::strtochararr({}, name);
+    return obs::guarded("ObsGetNamedFile", obs::kStatusRefused, [&] {
+        const obs::CardText card = obs::cardText(line);
+        const obs::LineClass lineClass = obs::ObsCardType(card);
+        if (lineClass != obs::LineClass::includeFile && lineClass != obs::LineClass::slrSection)
+            return obs::kStatusRefused;
+        const std::string found = obs::includedFileName(card.text(), family::chararrtostr(fileName));
+        family::strtochararr(found, name);
+        return found.empty() ? obs::kStatusRefused : obs::kStatusOk;
     });
 }
 

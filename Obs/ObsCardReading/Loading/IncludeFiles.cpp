@@ -2,7 +2,9 @@
 #include "Obs/ObsCardReading/Loading/IncludeFiles.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 
 namespace obs {
@@ -36,6 +38,15 @@ bool isBelowFolderOf(const std::string& naming, std::string& name) {
     return true;
 }
 
+/// By the marks of gzip and zstd.
+bool isPacked(family::Unit unit) {
+    using namespace std::string_view_literals;
+    std::array<char, 4> head{};
+    const std::int64_t got = family::fileread(unit, head.data(), head.size());
+    const std::string_view mark(head.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
+    return !family::fileseek(unit, 0) || mark.starts_with("\x1f\x8b"sv) || mark == "\x28\xB5\x2F\xFD"sv;
+}
+
 }  // namespace
 
 std::int32_t openInclude(const LoadState& naming, std::string& name, family::Unit& unit) {
@@ -46,7 +57,10 @@ std::int32_t openInclude(const LoadState& naming, std::string& name, family::Uni
     if (run.options.includes == Includes::belowFolder && !isBelowFolderOf(naming.fileName, name))
         return refused(name, "It is not below the folder of the file that names it.");
     ++run.includesRead;
-    return family::fileopen(name, family::kOpenRead, unit);
+    if (const std::int32_t error = family::fileopen(name, family::kOpenRead, unit)) return error;
+    if (!isPacked(unit)) return kStatusOk;
+    family::fileclose(unit);
+    return refused(name, "It is packed (gzip or zstd); files that a deck names are read unpacked.");
 }
 
 }  // namespace obs

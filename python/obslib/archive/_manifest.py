@@ -7,9 +7,9 @@ import json
 import os
 import re
 import secrets
-from collections.abc import Iterator, Mapping
+from collections.abc import Iterator, Mapping, Sequence
 from contextlib import contextmanager
-from dataclasses import asdict, dataclass, fields
+from dataclasses import asdict, dataclass, field, fields
 from pathlib import Path
 from typing import Any, BinaryIO, TypeVar, get_type_hints
 
@@ -18,6 +18,7 @@ FORMAT = "obs archive"
 SCHEMA = 1
 PART = ".part"  # ends the names of files that are being written
 OUTPUT_PATH = re.compile(r"day=(\d{4}-\d\d-\d\d)/[\w.-]+\.parquet", re.ASCII)
+LINES_PATH = re.compile(r"_lines-[0-9a-f]{32}\.csv", re.ASCII)
 SHA256 = re.compile(r"[0-9a-f]{64}")
 Entry = TypeVar("Entry", "Input", "Output")
 
@@ -51,13 +52,15 @@ class Output:
 
 @dataclass(frozen=True, slots=True)
 class Manifest:
-    """What an archive was made of, by which version of the library and with which options, and what it holds."""
+    """What an archive was made of, by which version of the library and with which options, and what it holds. `lines` is
+    the file of bad, zeroed and passed-over lines: its path, rows, bytes and sha256; empty where there is none."""
 
     library: str
     options: dict[str, Any]
     inputs: list[Input]
     outputs: list[Output]
     counts: dict[str, int]
+    lines: dict[str, Any] = field(default_factory=dict)
 
     def rows(self) -> int:
         return sum(one.rows for one in self.outputs)
@@ -77,8 +80,10 @@ def replacing(path: str | os.PathLike[str]) -> Iterator[BinaryIO]:
             file.flush()
             os.fsync(file.fileno())
         os.replace(part, target)
-    except BaseException:
+    except BaseException as failure:
         part.unlink(missing_ok=True)
+        if isinstance(failure, OSError) and failure.filename is None and failure.errno:  # a full disk
+            raise OSError(failure.errno, failure.strerror, os.fspath(target)) from None
         raise
     folder = os.open(target.parent, os.O_RDONLY)
     try:
@@ -97,9 +102,11 @@ def write_manifest(folder: str | os.PathLike[str], manifest: Manifest) -> None:
 def pieces(manifest: Manifest) -> Iterator[str]:
     """The text with a line for each file, so that a million of them are neither one line nor one text in memory."""
     head = {"format": FORMAT, "schema": SCHEMA, "library": manifest.library, "options": manifest.options,
-            "counts": manifest.counts}
+            "counts": manifest.counts, "lines": manifest.lines}
     yield "{\n" + "".join(f"{json.dumps(name)}: {json.dumps(value, sort_keys=True)},\n" for name, value in head.items())
-    for name, entries, end in (("inputs", manifest.inputs, ",\n"), ("outputs", manifest.outputs, "\n}\n")):
+    files: tuple[tuple[str, Sequence[Any], str], ...] = (("inputs", manifest.inputs, ",\n"),
+                                                         ("outputs", manifest.outputs, "\n}\n"))
+    for name, entries, end in files:
         yield f'"{name}": ['
         for place, entry in enumerate(entries):
             yield (",\n " if place else "\n ") + json.dumps(asdict(entry), sort_keys=True)
@@ -136,7 +143,9 @@ def checked(found: Mapping[str, Any]) -> Manifest:
         if not isinstance(found[name], kind):
             raise TypeError(f"{name} is {found[name]!r:.80}")
     manifest = Manifest(found["library"], found["options"], [entry(Input, one) for one in found["inputs"]],
-                        [entry(Output, one) for one in found["outputs"]], found["counts"])
+                        [entry(Output, one) for one in found["outputs"]], found["counts"], found.get("lines", {}))
+    if manifest.lines and not LINES_PATH.fullmatch(manifest.lines["path"]):
+        raise ValueError(f"{manifest.lines['path']!r} is not the place of the file of lines")
     for one in manifest.outputs:
         place = OUTPUT_PATH.fullmatch(one.path)
         if not place or place[1] != one.day:

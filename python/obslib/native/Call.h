@@ -81,6 +81,7 @@ void bindColumns(nb::module_& m);
 void bindFamily(nb::module_& m);
 void bindLines(nb::module_& m);
 void bindLoading(nb::module_& m);
+void bindPieces(nb::module_& m);
 void bindStore(nb::module_& m);
 
 /// Makes a function known to Python, with its messages delivered when it is over, however it ends.

@@ -3,51 +3,24 @@
 /// Columns, by the Arrow C interface: out as a stream or as bare buffers, and in.
 
 #include <ObsDllExports.h>
+#include <nanobind/stl/array.h>
 #include <nanobind/stl/string.h>
 #include <nanobind/stl/vector.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <memory>
+#include <sstream>
 
 #include "Call.h"
+#include "Streams.h"
 
 namespace obslib {
 
 namespace {
-
-constexpr const char* kStreamName = "arrow_array_stream";
-
-/// One of the structures of the interface, released when its owner goes.
-template <class Structure>
-struct Released {
-    Structure value{};
-    Released() = default;
-    ~Released() {
-        if (value.release != nullptr) value.release(&value);
-    }
-    Released(const Released&) = delete;
-    Released& operator=(const Released&) = delete;
-};
-using Stream = Released<ArrowArrayStream>;
-using Schema = Released<ArrowSchema>;
-using Batch = Released<ArrowArray>;
-
-/// The names as the library takes them; they live as long as this does.
-struct Names {
-    explicit Names(std::vector<std::string> given) : texts(std::move(given)) {
-        for (const std::string& text : texts)
-            pointers.push_back(lineText(text).size() == text.size() ? text.c_str() : "");
-    }
-    [[nodiscard]] int32_t count() const { return static_cast<int32_t>(texts.size()); }
-    std::vector<std::string> texts;
-    std::vector<const char*> pointers;
-};
-
-nb::capsule toCapsule(std::unique_ptr<Stream> stream) {
-    return {stream.release(), kStreamName, [](void* p) noexcept { delete static_cast<Stream*>(p); }};
-}
 
 /// @throws KeyUnknown for the first key that the store does not have.
 void refuseUnknown(const Keys& keys) {
@@ -112,20 +85,60 @@ nb::tuple readStream(const nb::bytes& text, int32_t year, const std::optional<st
     return nb::make_tuple(toCapsule(std::move(stream)), table);
 }
 
-nb::tuple importStream(const nb::capsule& capsule, bool naiveIsUtc, int32_t group) {
+/// Adds the rows; with `rows` of them, the key of each, 0 for a duplicate and -1 for a refused one.
+nb::tuple importStream(const nb::capsule& capsule, bool naiveIsUtc, int32_t group, int64_t rows) {
     auto* stream = static_cast<ArrowArrayStream*>(PyCapsule_GetPointer(capsule.ptr(), kStreamName));
     if (stream == nullptr) throw nb::python_error();
     std::array<int64_t, OBS_ARROW_COUNTS> counts{};
+    std::vector<int64_t> keys(static_cast<size_t>(rows));
     int32_t result = 0;
     std::string reason;
     {
         const Exclusive exclusive;
-        result = ObsImportArrow(stream, naiveIsUtc ? 1 : 0, group, counts.data(), 0, nullptr);
+        result = ObsImportArrow(stream, naiveIsUtc ? 1 : 0, group, counts.data(), rows, keys.data());
         if (result != 0) reason = lastError();
     }
     if (result != 0 && counts[OBS_ARROW_ROWS] == 0) throw Refused(reason);
     return nb::make_tuple(counts[OBS_ARROW_ROWS], counts[OBS_ARROW_ADDED], counts[OBS_ARROW_DUPLICATES],
-                          counts[OBS_ARROW_REFUSED]);
+                          counts[OBS_ARROW_REFUSED], toArray(std::move(keys)));
+}
+
+/// Which of the rows of a stream, of which there are at most `rows`, meet a text of criteria.
+nb::object selectRows(const nb::capsule& capsule, const std::string& criteria, int64_t rows) {
+    auto* stream = static_cast<ArrowArrayStream*>(PyCapsule_GetPointer(capsule.ptr(), kStreamName));
+    if (stream == nullptr) throw nb::python_error();
+    const std::string text = lineText(criteria);
+    auto mask = std::make_unique<std::vector<int8_t>>(static_cast<size_t>(rows));
+    int64_t found = 0;
+    int32_t result = 0;
+    std::string reason;
+    {
+        const nb::gil_scoped_release released;
+        result = ObsSelectRows(text.c_str(), stream, rows, mask->data(), &found);
+        if (result != 0) reason = lastError();
+    }
+    if (result != 0) throw Refused(reason);
+    using Mask = nb::ndarray<nb::numpy, int8_t, nb::ndim<1>>;
+    int8_t* const data = mask->data();
+    const nb::capsule owner(mask.release(), [](void* p) noexcept { delete static_cast<std::vector<int8_t>*>(p); });
+    return nb::cast(Mask(data, {static_cast<size_t>(found)}, owner));
+}
+
+std::vector<std::string> selectionColumns(const std::string& criteria) {
+    char names[kTextLength];
+    if (ObsGetSelectionColumns(lineText(criteria).c_str(), names) != 0) throw Refused(lastError());
+    std::istringstream words(given(names));
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+/// Whether rows can meet a text of criteria, by the least and greatest of their numbers and texts; blank: not known.
+bool mayMeet(const std::string& criteria, const std::array<double, OBS_KNOWN_REALS>& reals,
+             const std::array<std::string, OBS_KNOWN_TEXTS>& texts) {
+    std::array<const char*, OBS_KNOWN_TEXTS> pointers{};
+    std::transform(texts.begin(), texts.end(), pointers.begin(), [](const std::string& one) { return one.c_str(); });
+    const int32_t may = ObsMayMeet(lineText(criteria).c_str(), reals.data(), pointers.data());
+    if (may < 0) throw Refused(lastError());
+    return may == 1;
 }
 
 /// The pairs of a metadata block: a count, then lengths and bytes.
@@ -247,8 +260,16 @@ void bindColumns(nb::module_& m) {
            nb::sig("def read_stream(text: bytes, year: int, file: str | None, columns: collections.abc.Sequence[str],"
                    " batch_rows: int) -> tuple[typing_extensions.CapsuleType, list[tuple[int, int, str]]]"));
     define(m, "import_stream", importStream, nb::arg("stream"), nb::arg("naive_is_utc"), nb::arg("group"),
-           nb::sig("def import_stream(stream: typing_extensions.CapsuleType, naive_is_utc: bool, group: int)"
-                   " -> tuple[int, int, int, int]"));
+           nb::arg("rows"),
+           nb::sig("def import_stream(stream: typing_extensions.CapsuleType, naive_is_utc: bool, group: int, rows: int)"
+                   " -> tuple[int, int, int, int, numpy.typing.NDArray[numpy.int64]]"));
+    define(m, "select_rows", selectRows, nb::arg("stream"), nb::arg("criteria"), nb::arg("rows"),
+           nb::sig("def select_rows(stream: typing_extensions.CapsuleType, criteria: str, rows: int)"
+                   " -> numpy.typing.NDArray[numpy.int8]"));
+    define(m, "selection_columns", selectionColumns, nb::arg("criteria"));
+    define(m, "may_meet", mayMeet, nb::arg("criteria"), nb::arg("reals"), nb::arg("texts"),
+           nb::sig("def may_meet(criteria: str, reals: collections.abc.Sequence[float],"
+                   " texts: collections.abc.Sequence[str]) -> bool"));
     define(m, "take_apart", takeApart, nb::arg("stream"),
            nb::sig("def take_apart(stream: typing_extensions.CapsuleType) -> dict[str, dict[str, typing.Any]]"));
 }

@@ -10,6 +10,7 @@
 #include <nanobind/stl/vector.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <set>
 
@@ -36,6 +37,18 @@ nb::tuple getSensor(int32_t number) {
     double latitude = 0, longitude = 0, height = 0;
     if (FamilyGetSensor(number, description, &latitude, &longitude, &height) != 0) throw KeyUnknown(lastError());
     return nb::make_tuple(given(description), latitude, longitude, height);
+}
+
+std::vector<int32_t> sensorNumbers() {
+    int32_t count = 1 << 12;
+    for (std::vector<int32_t> numbers;;) {
+        numbers.resize(static_cast<size_t>(count));
+        const auto room = count;
+        const int32_t result = FamilyListSensors(room, numbers.data(), &count);
+        if (result != 0 && count <= room) throw Refused(lastError());
+        numbers.resize(static_cast<size_t>(std::min(room, count)));
+        if (result == 0) return numbers;
+    }
 }
 
 void loadSensors(const nb::bytes& path) {
@@ -94,6 +107,7 @@ void bindFamily(nb::module_& m) {
            nb::arg("longitude_deg"), nb::arg("height_m"));
     define(m, "sensor", getSensor, nb::arg("number"),
            nb::sig("def sensor(number: int) -> tuple[str, float, float, float]"));
+    define(m, "sensor_numbers", sensorNumbers);
     define(m, "load_sensors", loadSensors, nb::arg("path"));
     define(m, "remove_sensors", FamilyRemoveSensors);
     define(m, "load_earth_orientation", loadEarthOrientation, nb::arg("path"));

@@ -40,5 +40,6 @@ NB_MODULE(_native, m) {
     obslib::bindFamily(m);
     obslib::bindLines(m);
     obslib::bindLoading(m);
+    obslib::bindPieces(m);
     obslib::bindStore(m);
 }

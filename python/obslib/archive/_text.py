@@ -1,0 +1,110 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The text of decks, plain or compressed, and the parts of it that tasks read."""
+from __future__ import annotations
+
+import bz2
+import hashlib
+import io
+import json
+import lzma
+import os
+import zlib
+from collections.abc import Callable, Iterator
+from contextlib import contextmanager
+from dataclasses import astuple, dataclass
+from typing import Any, BinaryIO
+
+from .._packed import unpacked
+from ._manifest import ArchiveError
+
+FIRST, SECOND, INCLUDED = 1, 2, 3  # OBS_READ_... of the header
+LASER_FILE = -1
+# Rows of the first pass come before all others of their deck, those of an include file at the line that names it.
+FIRST_PASS_PLACE = -2**40
+OPENERS: dict[str, Callable[[str], Any]] = {"": lambda path: open(path, "rb"), "bzip2": bz2.open, "xz": lzma.open}
+
+
+@dataclass(frozen=True, slots=True)
+class Part:
+    """A part of a file that is read by itself, from a state: what a map task needs to know."""
+
+    deck: int
+    path: str
+    size: int
+    mtime_ns: int
+    compression: str
+    offset: int  # in the text, uncompressed
+    length: int
+    crc: int
+    is_last: bool
+    state: str
+    at_line: int  # of the deck, that named this file; 0: it is the deck
+
+    def identity(self) -> str:
+        """What the name of its output is made of."""
+        return json.dumps(astuple(self))
+
+    def is_first_pass(self) -> bool:
+        return " pass=1 " in self.state
+
+    def place(self, line: int) -> int:
+        """Where in the order of a load the rows of a line are; all of an include file are where it is named."""
+        if self.at_line:
+            return FIRST_PASS_PLACE + self.at_line
+        return FIRST_PASS_PLACE + line if self.is_first_pass() else line
+
+
+def name_of(*what: str) -> str:
+    """The name of what is made of these, and of nothing else."""
+    return hashlib.sha256("\0".join(what).encode("utf-8", "surrogateescape")).hexdigest()[:32]
+
+
+def told_name(path: str) -> str:
+    """A path as columns and tables have it: UTF-8, with what is none escaped."""
+    return os.fsencode(path).decode("utf-8", "backslashreplace")
+
+
+def unchanged(path: str, size: int, mtime_ns: int) -> None:
+    """ArchiveError when a file is not as it was when the build was planned."""
+    try:
+        now = os.stat(path)
+    except FileNotFoundError:
+        raise ArchiveError(f"{path} vanished while the archive was built") from None
+    if (now.st_size, now.st_mtime_ns) != (size, mtime_ns):
+        raise ArchiveError(f"{path} changed while the archive was built: it has {now.st_size} bytes, not {size}"
+                           if now.st_size != size else f"{path} changed while the archive was built")
+
+
+@contextmanager
+def opened(path: str, compression: str) -> Iterator[BinaryIO]:
+    """The text of a file, to be read in order. An OSError names a compressed file that is damaged."""
+    if compression in ("gzip", "zstd"):
+        with unpacked(path) as text:
+            yield io.BytesIO(text or b"")
+        return
+    try:
+        with OPENERS[compression](path) as file:
+            yield file
+    except (EOFError, lzma.LZMAError) as fault:
+        raise OSError(5, f"the {compression} data end too early or are damaged ({fault})", path) from None
+    except OSError as fault:  # bzip2 says no more than that
+        if compression and not fault.filename:
+            raise OSError(5, f"the {compression} data are damaged ({fault})", path) from None
+        raise
+
+
+def text_of(part: Part) -> bytes:
+    """The bytes of a part; ArchiveError when they are not those that the scan saw."""
+    unchanged(part.path, part.size, part.mtime_ns)
+    with opened(part.path, part.compression) as file:
+        file.seek(part.offset)
+        text = file.read(part.length)
+    if len(text) != part.length:
+        raise ArchiveError(f"{part.path} changed while the archive was built: it ends at byte "
+                           f"{part.offset + len(text)}, not {part.offset + part.length}")
+    if zlib.crc32(text) != part.crc:
+        raise ArchiveError(f"{part.path} changed while the archive was built: bytes {part.offset} to "
+                           f"{part.offset + part.length} are others")
+    return text
+
+
