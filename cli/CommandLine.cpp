@@ -84,7 +84,6 @@ void addLoadOptions(CLI::App& app, CommonOptions& options) {
     app.add_option("--threads", options.threads, "Load with N threads, 0 with one for each core")
         ->type_name("N")
         ->check(CLI::Range(0, 256).description(""))
-        ->envname("OBS_THREADS")
         ->capture_default_str();
     app.add_flag("-q,--quiet", options.quiet, "Do not show on a terminal how far a load or save is");
 }
