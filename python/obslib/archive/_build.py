@@ -152,7 +152,7 @@ class Build:
         self._folder, self._options, self._archived = folder, options, archived
         self._decks, self._account = decks, account
         self._stage = folder / STAGE
-        self._sensors = _map.sensors_of_process()
+        self._sensors = _map.settings_of_process()
         identity = name_of(about().version, json.dumps([options, self._sensors], sort_keys=True))
         self._settings = Settings(str(self._stage), str(folder), identity)
         self._rows: list[Row] = []
