@@ -84,7 +84,7 @@ def b3_lines(seed, count, days=3):
 
 
 def random_decks(folder, seed):
-    """Decks of pieces that any order may follow: cards, years, sections and blocks of laser ranges, files that are named."""
+    """Decks of runs of cards, years, sections and blocks of laser ranges, and files that are named, in any order."""
     draw = random.Random(seed)
     deck = DECK.read_bytes().split(b"\n")
     tty, cards = [line for line in deck[:1500] if line.startswith(b"))")], deck[700:780]
@@ -98,7 +98,8 @@ def random_decks(folder, seed):
         return draw.choice((
             lambda: [b"TTY_YEAR %d" % draw.choice((2019, 2024))], lambda: [b"SLROBS"], lambda: draw.choice(laser),
             lambda: run(draw.choice(laser)), lambda: [draw.choice((b"OBSFIL 0.inc", b"obsfil none", b"SLROBS 1.inc"))],
-            lambda: [b"TTY_YEAR x", b"* comment", b"", b"H1 CRD"], lambda: [b"99999", b"1234567 garbage", b"7603901 12"],
+            lambda: [b"TTY_YEAR x", b"* comment", b"", b"H1 CRD"],
+            lambda: [b"99999", b"1234567 garbage", b"7603901 12"],
             lambda: run(tty), lambda: run(cards), lambda: run(cards)))()
 
     def write(name, count, end):

@@ -96,8 +96,8 @@ def build(paths: Any, out: str | os.PathLike[str], *, scheduler: str | None = No
         if Path(deck.path).is_relative_to(folder):
             raise ValueError(f"{deck.path} is below the folder of the archive itself")
     if changed:
-        raise ArchiveError(f"{len(changed)} inputs of the archive changed since it was built; rebuild=True makes it anew: "
-                           + ", ".join(changed[:10]) + (", ..." if len(changed) > 10 else ""))
+        raise ArchiveError(f"{len(changed)} inputs of the archive changed since it was built; rebuild=True makes it "
+                           "anew: " + ", ".join(changed[:10]) + (", ..." if len(changed) > 10 else ""))
     folder.mkdir(parents=True, exist_ok=True)
     told = _progress.show if progress is True else progress or None
     with Lock(folder) as lock:
