@@ -52,8 +52,8 @@ class Output:
 
 @dataclass(frozen=True, slots=True)
 class Manifest:
-    """What an archive was made of, by which version of the library and with which options, and what it holds. `lines` is
-    the file of bad, zeroed and passed-over lines: its path, rows, bytes and sha256; empty where there is none."""
+    """What an archive was made of, by which version of the library and with which options, and what it holds. `lines`
+    is the file of bad, zeroed and passed-over lines: its path, rows, bytes and sha256; empty where there is none."""
 
     library: str
     options: dict[str, Any]
