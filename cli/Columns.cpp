@@ -12,6 +12,7 @@
 
 #include "ColumnScan.h"
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "Nearest.h"
 #include "Text.h"
 
 namespace obstool {
@@ -344,8 +345,10 @@ std::optional<std::vector<Column>> columnsOf(std::string_view names, std::string
         const std::string_view name = names.substr(0, comma);
         const Column* const column = findColumn(name);
         if (column == nullptr) {
-            problem =
-                fmt::format("there is no column '{}': 'obstool list --columns help -' lists them", printable(name));
+            std::vector<std::string> all;
+            for (const Column& one : allColumns()) all.push_back(one.name);
+            problem = fmt::format("there is no column '{}' ('obstool help columns' lists them){}", printable(name),
+                                  didYouMean(name, all));
             return std::nullopt;
         }
         columns.push_back(*column);

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "OptionTree.h"
+
 namespace obstool {
 
 CLI::Validator isMeasure() {
@@ -25,10 +27,9 @@ CLI::Validator isCount() {
 }
 
 void addChoice(CLI::App& app, const char* name, const char* help, const std::vector<std::string>& values, bool& flag) {
-    app.add_option_function<std::string>(
-           name, [&flag, second = values.back()](const std::string& value) { flag = value == second; }, help)
-        ->type_name(fmt::format("{}|{}", values.front(), values.back()))
-        ->check(CLI::IsMember(values).description(""));
+    const auto set = [&flag, second = values.back()](const std::string& value) { flag = value == second; };
+    oneOf(app.add_option_function<std::string>(name, set, help), values)
+        ->type_name(fmt::format("{}|{}", values.front(), values.back()));
 }
 
 CLI::Option* addFiles(CLI::App& app, CommonOptions& options) {
@@ -43,13 +44,13 @@ CLI::Option* addFiles(CLI::App& app, CommonOptions& options) {
 }
 
 void addSelectOptions(CLI::App& app, CommonOptions& options) {
-    app.add_option("--group", options.groups,
+    app.add_option("-g,--group", options.groups,
                    "Only what was loaded from the Nth FILE (of duplicates, the first); may be repeated")
         ->type_name("N")
         ->check(isCount())
         ->allow_extra_args(false);
     CLI::Option* select =
-        app.add_option("--select", options.select, "Only what meets the criteria, for example \"sat=5 el=10:\"")
+        app.add_option("-s,--select", options.select, "Only what meets the criteria, for example \"sat=5 el=10:\"")
             ->type_name("CRITERIA");
     app.add_flag("--dry-run", options.dryRun, "Only tell how many observations the criteria drop")->needs(select);
 }
@@ -58,14 +59,16 @@ void addLoadOptions(CLI::App& app, CommonOptions& options) {
     app.add_option("--tty-year", options.ttyYear, "Year of TTY messages in files without a TTY_YEAR line")
         ->type_name("YEAR")
         ->check(CLI::Range(1000, 9999).description(""));
-    app.add_option("--sensors", options.sensors,
-                   "File of sensors beside the laser stations, for what names or needs them")
+    ofFile(app.add_option("-S,--sensors", options.sensors,
+                          "File of sensors beside the laser stations, for what names or needs them"))
         ->type_name("SENSORS");
-    app.add_option("--troposphere", options.troposphere,
-                   "Correct laser ranges by none, mendes-pavlis or marini-murray, where the file has not")
-        ->type_name("MODEL")
-        ->check(CLI::IsMember(std::vector<std::string>(kTroposphereModels.begin(), kTroposphereModels.end()))
-                    .description(""));
+    ofFile(app.add_option("--earth-orientation", options.earthOrientation,
+                          "File of UT1-UTC and polar motion by day, for states; zeros when left out"))
+        ->type_name("EOP");
+    oneOf(app.add_option("--troposphere", options.troposphere,
+                         "Correct laser ranges by none, mendes-pavlis or marini-murray, where the file has not"),
+          {kTroposphereModels.begin(), kTroposphereModels.end()})
+        ->type_name("MODEL");
     app.add_flag("--centre-of-mass", options.centreOfMass,
                  "Refer laser ranges to the satellite's centre of mass, where the file has not");
     app.add_option("--line-limit", options.lineLimit,
@@ -77,8 +80,8 @@ void addLoadOptions(CLI::App& app, CommonOptions& options) {
               {"tell", "fail"}, options.zeroedFails);
     addChoice(app, "--passed-over", "Lines that are nothing known: fail for them, or ignore them", {"fail", "ignore"},
               options.passedOverIgnored);
-    app.add_option("--log", options.log, "Append the library's messages to LOG")->type_name("LOG");
-    app.add_flag("--quiet", options.quiet, "Do not show on a terminal how far a load or save is");
+    ofFile(app.add_option("--log", options.log, "Append the library's messages to LOG"))->type_name("LOG");
+    app.add_flag("-q,--quiet", options.quiet, "Do not show on a terminal how far a load or save is");
 }
 
 void addCommonOptions(CLI::App& app, CommonOptions& options) {

@@ -173,8 +173,7 @@ std::string_view Input::text() const {
     return brokenOff_.empty() ? text_ : text_.substr(0, text_.rfind('\n') + 1);
 }
 
-std::int32_t Input::identify(std::int32_t& kind, std::string& kindName) const {
-    std::int32_t formats = 0;
+std::int32_t Input::identify(std::int32_t& kind, std::int32_t& formats, std::string& kindName) const {
     Text512 name;
     const std::int32_t status =
         isText() ? ObsIdentifyText(text_.data(), static_cast<std::int64_t>(text_.size()), &kind, &formats, name.data())

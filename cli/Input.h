@@ -49,7 +49,7 @@ public:
     std::string_view text() const;  ///< if it is one
 
     /// What ObsIdentifyFile tells of it; other than 0 with a message of the library when it cannot be read.
-    std::int32_t identify(std::int32_t& kind, std::string& kindName) const;
+    std::int32_t identify(std::int32_t& kind, std::int32_t& formats, std::string& kindName) const;
 
 private:
     void openStandardInput();

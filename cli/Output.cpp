@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "Colour.h"
 #include "Text.h"
 
 namespace obstool {
@@ -18,13 +19,14 @@ std::size_t terminalWidth(int descriptor) {
 }
 
 void complain(std::string_view subject, std::string_view reason) {
-    const std::string line = fmt::format("obstool: {}: {}\n", printable(subject), printable(reason));
+    const std::string line =
+        fmt::format("obstool: {}: {}\n", toned(printable(subject), Tone::fault, STDERR_FILENO), printable(reason));
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
 void pointOut(std::string_view text, std::size_t first, std::size_t last) {
     const std::string marks = std::string(first - 1, ' ') + std::string(last + 1 - first, '^');
-    const std::string lines = fmt::format("  {}\n  {}\n", printable(text), marks);
+    const std::string lines = fmt::format("  {}\n  {}\n", printable(text), toned(marks, Tone::fault, STDERR_FILENO));
     std::fwrite(lines.data(), 1, lines.size(), stderr);
 }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "Nearest.h"
 #include "Observations.h"
 #include "Text.h"
 
@@ -40,6 +41,19 @@ std::string shownTerm(std::string_view term) {
     return name;
 }
 
+/// What was probably meant, where the message says "WORD" (column N) is not one of the names A, B, C.
+std::string suggestionOf(std::string_view message) {
+    constexpr std::string_view kNames = "is not one of the names ";
+    const std::size_t at = message.find(kNames), end = message.find('"', 1);
+    if (at == std::string_view::npos || !message.starts_with('"') || end > at) return {};
+    std::vector<std::string> names(1);
+    for (const char c : message.substr(at + kNames.size())) {
+        if (c == ',') names.emplace_back();
+        else if (c != ' ' && c != '.') names.back() += c;
+    }
+    return didYouMean(message.substr(1, end - 1), names);
+}
+
 /// The keys of `all` but for the first `count` of `some`, which are among them in the same order.
 std::vector<std::int64_t> without(const std::vector<std::int64_t>& some, std::int32_t count,
                                   const std::vector<std::int64_t>& all) {
@@ -62,8 +76,7 @@ std::optional<CriteriaProblem> criteriaProblem(const std::string& criteria) {
     TermCounts counts;
     if (countTerms(criteria, counts)) return std::nullopt;
     const std::string message = lastError();
-    // The name of the function would tell the user nothing.
-    return CriteriaProblem{message.substr(message.find(": ") + 2), static_cast<std::size_t>(counts.first[0]),
+    return CriteriaProblem{message + suggestionOf(message), static_cast<std::size_t>(counts.first[0]),
                            static_cast<std::size_t>(counts.last[0])};
 }
 

@@ -65,6 +65,7 @@ bool Session::start() {
     const bool wait = options.select && namesSensors(*options.select);
     if (!wait && !checkCriteria(options)) return false;
     if (!openLog(options.log) || !loadStations(options.sensors)) return false;
+    if (!loadSettings(options.earthOrientation, FamilyLoadEarthOrientation)) return false;
     if (wait && !checkCriteria(options)) return false;
     setCorrections(options);
     return true;
@@ -115,13 +116,14 @@ bool Session::openLog(const std::string& name) {
 
 /// Of several sensors of one number the one loaded last counts.
 bool Session::loadStations(const std::string& sensors) {
-    return loadSensors(shippedStations()) && loadSensors(sensors);
+    return loadSettings(shippedStations(), FamilyLoadSensors) && loadSettings(sensors, FamilyLoadSensors);
 }
 
-bool Session::loadSensors(const std::string& name) {
+/// Of a file of sensors or of Earth orientation.
+bool Session::loadSettings(const std::string& name, std::int32_t (*loadFrom)(const char*)) {
     if (name.empty()) return true;
     std::string problem = fileNameProblem(name);
-    if (problem.empty() && FamilyLoadSensors(Text512(name).data()) != 0) problem = lastError();
+    if (problem.empty() && loadFrom(Text512(name).data()) != 0) problem = lastError();
     if (!problem.empty()) fail(name, problem);
     return problem.empty();
 }
@@ -211,6 +213,7 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
         fail(result.file, fmt::format("this is {}, not observations", kind->name));
         return result;
     }
+    result.form = formOf(input, kind->formats);
     std::int32_t status = 0;
     {
         Progress progress(Progress::Of::load, result.file, options_.quiet);
@@ -237,7 +240,7 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
 std::optional<FileKind> Session::identify(const Input& input) const {
     FamilyClearLastError();
     FileKind kind;
-    return input.identify(kind.number, kind.name) == 0 ? std::optional(kind) : std::nullopt;
+    return input.identify(kind.number, kind.formats, kind.name) == 0 ? std::optional(kind) : std::nullopt;
 }
 
 /// Each file begins with the same settings, whatever the one before it has set.

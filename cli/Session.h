@@ -14,6 +14,7 @@
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "FileArguments.h"
+#include "FileForm.h"
 #include "Formats.h"
 #include "LineReports.h"
 #include "Output.h"
@@ -30,6 +31,7 @@ struct CommonOptions : FileArguments {
     bool dryRun = false;                  ///< only with `select`
     std::optional<std::int32_t> ttyYear;  ///< of TTY cards in each file until it sets another; else none
     std::string sensors;                  ///< file of sensors; empty: none
+    std::string earthOrientation;         ///< file of it; empty: zeros
     std::string troposphere;              ///< one of kTroposphereModels; empty: the first
     bool centreOfMass = false;            ///< of laser ranges
     std::string log;                      ///< empty: none
@@ -45,6 +47,7 @@ class Input;
 struct LoadResult {
     std::string file;  ///< as shown to the user
     bool read = false;
+    FileForm form;
     std::int64_t loaded = 0, duplicate = 0, bad = 0;
     ObsLoadLines lines{sizeof(ObsLoadLines), 0, 0, 0, 0, 0, 0, 0, 0};
 };
@@ -52,6 +55,7 @@ struct LoadResult {
 /// What ObsIdentifyFile tells of a file.
 struct FileKind {
     std::int32_t number = 0;
+    std::int32_t formats = 0;  ///< bits
     std::string name;
 };
 
@@ -97,7 +101,7 @@ private:
 
     bool openLog(const std::string& name);
     bool loadStations(const std::string& sensors);
-    bool loadSensors(const std::string& name);
+    bool loadSettings(const std::string& name, std::int32_t (*loadFrom)(const char*));
     bool checkCriteria(const CommonOptions& options);
     void setCorrections(const CommonOptions& options);
     void countCorrections(const std::string& file);

@@ -2,6 +2,7 @@
 #include "Text.h"
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
@@ -21,9 +22,24 @@ std::string Text512::str() const {
     return std::string(withoutTrailingBlanks({characters_.data(), characters_.size()}));
 }
 
+namespace {
+
+/// Without the function of the library that a message begins with: it tells the user nothing.
+std::string_view withoutFunction(std::string_view message) {
+    const std::size_t colon = message.find(": ");
+    const auto isOfName = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; };
+    const auto isSmall = [](char c) { return c >= 'a' && c <= 'z'; };  // keywords of lines have none
+    const std::string_view name = message.substr(0, colon == std::string_view::npos ? 0 : colon);
+    const bool isFunction =
+        std::all_of(name.begin(), name.end(), isOfName) && std::any_of(name.begin(), name.end(), isSmall);
+    return isFunction ? message.substr(colon + 2) : message;
+}
+
+}  // namespace
+
 std::string lastError() {
     Text512 text;
-    return FamilyGetLastError(text.data()) == 0 ? std::string() : text.str();
+    return FamilyGetLastError(text.data()) == 0 ? std::string() : std::string(withoutFunction(text.str()));
 }
 
 std::string_view withoutTrailingBlanks(std::string_view text) { return text.substr(0, text.find_last_not_of(' ') + 1); }
@@ -115,6 +131,7 @@ std::string printable(std::string_view text) {
 std::string withoutPadding(std::string_view text) {
     constexpr std::size_t kMinPadding = 80;  // no form of card has that many blanks in a row
     std::string shorter;
+    text = withoutFunction(text);
     while (!text.empty()) {
         const std::size_t blank = std::min(text.find(' '), text.size());
         const std::size_t end = std::min(text.find_first_not_of(' ', blank), text.size());
@@ -123,6 +140,16 @@ std::string withoutPadding(std::string_view text) {
         text.remove_prefix(end);
     }
     return shorter;
+}
+
+bool isUtf8(std::string_view text) {
+    constexpr std::size_t kLongest = 4;
+    while (!text.empty()) {
+        const std::size_t length = utf8Length(text);
+        if (length == 0) return text.size() < kLongest;
+        text.remove_prefix(length);
+    }
+    return true;
 }
 
 std::string jsonString(std::string_view text) {

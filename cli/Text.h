@@ -30,7 +30,7 @@ private:
     std::array<char, kTextLength> characters_;
 };
 
-/// The last message that the library logged as an error in this thread, or empty.
+/// The last message that the library logged as an error in this thread, without the function that it names, or empty.
 std::string lastError();
 
 std::string_view withoutTrailingBlanks(std::string_view text);
@@ -48,11 +48,15 @@ std::optional<UtcTime> splitTime(double daysSince1950);
 /// "2024-06-11T12:34:56.789Z", or "-" where splitTime gives nothing.
 std::string isoTime(double daysSince1950);
 
-/// Without blanks at its end, nor those that fill up a text quoted within.
+/// A reason of the library without the function that it names, blanks at its end, and those that fill up a text quoted
+/// within.
 std::string withoutPadding(std::string_view text);
 
 /// The bytes of control characters become "?": a line of a damaged file cannot drive the terminal.
 std::string printable(std::string_view text);
+
+/// Whether a text is UTF-8; its last character may be cut off.
+bool isUtf8(std::string_view text);
 
 /// A JSON string with its quotes. Bytes that are not UTF-8 become U+FFFD.
 std::string jsonString(std::string_view text);

@@ -10,11 +10,16 @@
 #include <exception>
 #include <functional>
 #include <map>
+#include <memory>
 #include <sstream>
 
 #include <CLI/CLI.hpp>
 
+#include "Colour.h"
+#include "Configuration.h"
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "HelpText.h"
+#include "OptionTree.h"
 #include "Output.h"
 #include "Progress.h"
 #include "Text.h"
@@ -28,42 +33,19 @@ using namespace obstool;
 constexpr auto kDescription = "Looks into files of satellite tracking observations and converts them.";
 
 constexpr auto kFooter = R"~(
-'obstool COMMAND --help' shows a command's options. A FILE holds one observation a line,
-keyword lines and comments ("*" in column 1); the name - stands for standard input. Files that
-are packed with gzip or zstd, whatever their names, are unpacked on the way. A file
-that begins with a CRD header (H1 CRD), or the mark 99999 or 88888 of an older block, is
-read as laser ranges alone. The public laser stations are known (the folder OBS_DATA of the
-environment may hold another laser_stations.csv); --sensors adds to them. A correction that
-is asked for and cannot be computed is left out and told with the number of ranges.
+'obstool help COMMAND' shows a command's options, 'obstool help TOPIC' tells about statuses,
+selection, columns, orders, formats, configuration or environment. A FILE holds one observation
+a line, keyword lines and comments ("*" in column 1); the name - stands for standard input.
+Files that are packed with gzip or zstd, whatever their names, are unpacked on the way.
 
---select takes criteria as SELOB lines do: name=value, name!=value, or < <= > >= and a number.
-After = and != a value may be a list with commas and each member a range low:high or low..high,
-either end of which may be left open. Criteria are joined by blanks or "and" and by "or",
-turned round by "not" and grouped by parentheses: "sat=5,8 (el>10 or not type=1:4)". An
-observation whose type does not carry a value does not meet a criterion of it. SELOB lines
-in files select nothing by themselves; a note names each. The names are
-  sat    satellite number, or the name of a laser target in quotes: sat="lageos1"
-  sen    sensor number, or a sensor's description (--sensors) in quotes
-  type   type, as list shows it       el     elevation or declination, degrees
-  class  U, C or S                    az     azimuth or right ascension; 350:10 goes through 0
-  ind1   first indicator              range  km, or with the unit m: range<500m
-  ind2   second indicator             rate   range rate, km/s or with the unit m/s
-  gid    number of the FILE, from 1   year   four digits
-  time   a date 2024-01-31, 2024-031 or 24031, with a time of day 2024-01-31T12:30:00.5 or
-         24031123000500 or less of it, which stands for all of that day, hour ...; or days
-         since 1950 with a point. Times of day with a colon need .. in a range
---dry-run only tells how many observations do not meet each of the criteria or parentheses,
-whatever the others say, and how many meet all.
+The public laser stations are known (the folder OBS_DATA of the environment may hold another
+laser_stations.csv); --sensors adds to them. A correction that is asked for and cannot be
+computed is left out and told with the number of ranges. Lines that are neither observation,
+comment nor keyword line are passed over and named; so are values that could not be read and are
+taken as 0. Lines of one kind and reason are named once, with how many there are; --line-limit
+sets how many reasons.
 
-Each FILE is read by itself: with the year of --tty-year until it sets another, whatever the
-files before it have set. Lines that are neither observation, comment nor keyword line are passed
-over and named; so are values that could not be read and are taken as 0. Lines of one kind
-and reason are named once, with how many there are; --line-limit sets how many reasons.
-
-Exit status: 0 when all went well, 1 when some lines were bad or passed over or convert lost
-observations, 2 when the command line was wrong, a file could not be read or written, or
-holds something else than observations, 130 when it was interrupted (Ctrl-C) while it
-loaded. --passed-over=ignore and --zeroed=fail change what counts.
+Exit status: 0 all well, 1 something was left out or found, 2 could not do it, 130 interrupted.
 
 Examples:
   obstool info today.obs
@@ -78,24 +60,36 @@ std::string version() {
 }
 
 std::string usageError(const CLI::App* app, const CLI::Error& error) {
-    const std::vector<std::string> unknown = app->remaining();
-    const bool noCommand = app->get_subcommands().empty() && !unknown.empty() && !unknown.front().starts_with('-');
-    return fmt::format("obstool: {}\nTry 'obstool --help' or 'obstool COMMAND --help'.\n",
-                       noCommand ? fmt::format("there is no command '{}'", printable(unknown.front())) : error.what());
+    const auto parsed = app->get_subcommands();
+    return fmt::format("obstool: {}\nTry 'obstool help{}'.\n", usageProblem(*app, error),
+                       parsed.empty() ? "" : " " + parsed.front()->get_name());
+}
+
+/// The options of all commands.
+void addCommonOptions(CLI::App& app) {
+    app.description(kDescription);
+    app.footer(kFooter);
+    app.failure_message(usageError);
+    app.formatter(std::make_shared<HelpFormatter>());
+    app.set_version_flag("-V,--version", version, "Show the library's version");
+    addConfigurationOptions(app);
+    oneOf(app.add_option_function<std::string>("--color", setColour, "When to write in colour: on a terminal, or"),
+          {"auto", "always", "never"})
+        ->type_name("WHEN");
+    app.require_subcommand(1);
+    app.fallthrough();
 }
 
 ExitStatus run(int argc, char** argv, Output& out) {
     CLI::App app(kDescription, "obstool");
-    app.footer(kFooter);
-    app.failure_message(usageError);
-    app.set_version_flag("--version", version, "Show the library's version");
-    app.require_subcommand(1);
+    addCommonOptions(app);
     std::map<const CLI::App*, std::function<ExitStatus(Output&)>> runs;
     for (const Command& command : commands()) {
         CLI::App* const sub = app.add_subcommand(command.name, command.description);
         sub->footer(command.footer);
         runs[sub] = command.add(*sub);
     }
+    if (!configure(app, argc, argv)) return ExitStatus::failure;
 
     try {
         app.parse(argc, argv);
@@ -107,6 +101,7 @@ ExitStatus run(int argc, char** argv, Output& out) {
         std::fputs(complaint.str().c_str(), stderr);
         return status == 0 ? ExitStatus::allGood : ExitStatus::failure;
     }
+    settleConfiguration(app);
     return runs.at(app.get_subcommands().front())(out);
 }
 

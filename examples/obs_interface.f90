@@ -130,11 +130,28 @@ module obs_interface
             integer(c_int32_t) :: outcome
         end function SetObsKeyMode
 
+        function ObsSetLargePages(isWanted) bind(c, name="ObsSetLargePages") result(outcome)
+            import
+            integer(c_int32_t), value :: isWanted
+            integer(c_int32_t) :: outcome
+        end function ObsSetLargePages
+
         subroutine ObsSetProgressCallback(report, user) bind(c, name="ObsSetProgressCallback")
             import
             type(c_funptr), value :: report
             type(c_ptr), value :: user
         end subroutine ObsSetProgressCallback
+
+        function ObsSetThreads(number) bind(c, name="ObsSetThreads") result(outcome)
+            import
+            integer(c_int32_t), value :: number
+            integer(c_int32_t) :: outcome
+        end function ObsSetThreads
+
+        function ObsGetThreads() bind(c, name="ObsGetThreads") result(outcome)
+            import
+            integer(c_int32_t) :: outcome
+        end function ObsGetThreads
 
         function ObsFieldsToObsKey(satNum, senNum, obsTime) bind(c, name="ObsFieldsToObsKey") &
             result(outcome)

@@ -25,7 +25,7 @@ inline int checkSubtree(SlotNumber at, std::vector<std::int64_t>& keys) {
 
 /// The keys in order, after checking order, balance, index and count.
 inline std::vector<std::int64_t> checkedKeys() {
-    const ReadGuard guard;
+    const OrderGuard<ReadGuard> guard;
     std::vector<std::int64_t> keys;
     checkSubtree(gStore.tree.root(), keys);
     EXPECT_TRUE(std::is_sorted(keys.begin(), keys.end()));

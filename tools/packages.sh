@@ -6,7 +6,7 @@
 set -eu
 
 build="g++ cmake ninja-build liberfa-dev libspdlog-dev libfmt-dev libcli11-dev zlib1g-dev libzstd-dev"
-test="libgtest-dev python3 pkg-config gfortran zstd"
+test="libgtest-dev python3 pkg-config gfortran zstd mandoc zsh fish"
 python="python3 python3-venv python3-dev"
 browser="chromium"
 bench="libbenchmark-dev libabsl-dev libboost-dev"

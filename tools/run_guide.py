@@ -36,7 +36,8 @@ with tempfile.TemporaryDirectory() as temporary:
         (folder / "build/run").symlink_to(build)
         for name in ("run", "test"):
             (folder / name).symlink_to("/bin/true")
-    environment = dict(os.environ, PATH=f"{prefix}/bin:{os.environ['PATH']}", LD_LIBRARY_PATH=f"{prefix}/lib",
+    kept = {name: value for name, value in os.environ.items() if not name.startswith(("OBS", "XDG_"))}
+    environment = dict(kept, HOME=temporary, PATH=f"{prefix}/bin:{os.environ['PATH']}", LD_LIBRARY_PATH=f"{prefix}/lib",
                        PKG_CONFIG_PATH=f"{prefix}/lib/pkgconfig", TZ="UTC")
     output, unused, written, end = None, {}, "", 0
     for block in blocks:

@@ -2,7 +2,12 @@
 /// Digits eight at a time, in a word whose lowest byte is the first of them.
 #pragma once
 
+#include <bit>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
+
+#include "Obs/CardLayouts/Columns.h"
 
 namespace obs {
 
@@ -22,5 +27,27 @@ constexpr std::uint32_t numberOfDigits(std::uint64_t values) {
         ((pairs & kPairs) * 0x000F424000000064u + (pairs >> 16 & kPairs) * 0x0000271000000001u) >> 32);
 }
 static_assert(numberOfDigits(0x0807060504030201u) == 12345678);
+
+/// Goes past digits and appends them to a number, modulo 2^64. Eight characters from the end of the digits on must be
+/// there to be looked at.
+inline const char* takeDigits(const char* at, std::uint64_t& number) {
+    if constexpr (std::endian::native != std::endian::little) {
+        for (; isDigit(*at); ++at) number = 10 * number + static_cast<std::uint64_t>(*at - '0');
+        return at;
+    }
+    static constexpr std::uint64_t kPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
+    for (;;) {
+        std::uint64_t values = 0;
+        std::memcpy(&values, at, sizeof values);
+        values ^= kZeroDigits;
+        // Of the first that is not a digit the top bit is set; carries reach only those after it.
+        const std::uint64_t others = (values | (values + 0x7676767676767676u)) & 0x8080808080808080u;
+        const auto count = static_cast<unsigned>(std::countr_zero(others)) / 8;
+        if (count < kDigitRun) values = values << 1 << (63 - 8 * count);
+        number = number * kPowers[count] + numberOfDigits(values);
+        at += count;
+        if (count < kDigitRun) return at;
+    }
+}
 
 }  // namespace obs

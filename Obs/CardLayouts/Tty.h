@@ -17,7 +17,7 @@ inline constexpr unsigned kCardColumns = 80;
 
 // --- Head of card 1 ---------------------------------------------------------------------
 
-inline constexpr std::string_view kMark = "))";  ///< columns 1-2: written, and not looked at by the reader
+inline constexpr std::string_view kMark = "))";  ///< columns 1-2
 inline constexpr Columns kSecClass{3, 3};
 inline constexpr Columns kIndicator1{7, 7};
 inline constexpr Columns kObsType{8, 8};

@@ -129,7 +129,7 @@ constexpr CardFormat kRows[] = {
      .hasArrayForm = true, .writing = &kB3Writing},
     {.lineClass = LineClass::b3Extended, .format = kB3, .mark = b3e::kMark, .read = readB3Extended,
      .hasArrayForm = true},
-    {.lineClass = LineClass::tty, .format = kTty, .mark = "))", .read = readTty, .hasSecondLine = hasSecondCard,
+    {.lineClass = LineClass::tty, .format = kTty, .mark = tty::kMark, .read = readTty, .hasSecondLine = hasSecondCard,
      .readPair = ReadTTYFrLines, .hasArrayForm = true, .writing = &kTtyWriting},
     {.lineClass = LineClass::ttyYear, .mark = "TTY_YEAR"},
     {.lineClass = LineClass::slrBlock, .mark = {}, .recognises = isBlockMark, .read = refuseBlockMark},

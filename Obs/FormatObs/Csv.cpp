@@ -166,15 +166,18 @@ char* putInteger(char* out, std::int32_t value) {
 /// count / 10^decimals, without trailing zeros.
 char* putDecimal(char* out, std::int64_t count, int decimals) {
     for (; decimals > 0 && count % 10 == 0; --decimals) count /= 10;
-    char digits[kLongestNumber];
-    const std::ptrdiff_t all = std::to_chars(digits, digits + sizeof digits, count).ptr - digits;
+    char digits[2 * kLongestNumber] = {};
+    const std::ptrdiff_t all = std::to_chars(digits, digits + kLongestNumber, count).ptr - digits;
     const std::ptrdiff_t whole = std::max<std::ptrdiff_t>(all - decimals, 0);  // of them, before the point
     if (whole == 0) *out++ = '0';
-    out = std::copy_n(digits, whole, out);
+    // Copied with what is behind them: a fixed number of characters is no call.
+    std::memcpy(out, digits, kLongestNumber);
+    out += whole;
     if (decimals == 0) return out;
     *out++ = '.';
-    out = std::fill_n(out, decimals - (all - whole), '0');
-    return std::copy_n(digits + whole, all - whole, out);
+    for (std::ptrdiff_t zeros = decimals - (all - whole); zeros > 0; --zeros) *out++ = '0';
+    std::memcpy(out, digits + whole, kLongestNumber);
+    return out + (all - whole);
 }
 
 /// The shortest text that reads back to a finite value; plain notation where no exponent makes it shorter.
@@ -221,67 +224,66 @@ public:
     /// False when a value has no text.
     bool write(const csv::Owners<false>& owners, int digits) {
         digits_ = digits;
-        out_ = text_;
         good_ = true;
+        char* out = text_;  // not a member: any character that is written might change one
         csv::forEachField([&](auto field) {
-            put(field, owners);
-            *out_++ = csv::kSeparator;
+            out = put(field, owners, out);
+            *out++ = csv::kSeparator;
         });
-        --out_;
+        length_ = static_cast<std::size_t>(out - text_) - 1;
         return good_;
     }
 
-    std::size_t length() const { return static_cast<std::size_t>(out_ - text_); }
+    std::size_t length() const { return length_; }
     const char* text() const { return text_; }
 
 private:
+    // These give the end of what they have put.
     template <class Field>
-    void put(Field field, const csv::Owners<false>& owners) {
-        if constexpr (field.kind == csv::Kind::exactReal) {
-            out_ = putReal(out_, field.in(owners));
-        } else if constexpr (field.kind == csv::Kind::integer) {
-            out_ = putInteger(out_, field.in(owners));
-        } else if constexpr (field.kind == csv::Kind::character) {
-            putCharacter(field.in(owners));
-        } else {
-            putRounded(field.in(owners));
-            if constexpr (field.kind == csv::Kind::realPair) {
-                *out_++ = csv::kPairSeparator;
-                putRounded(field.secondIn(owners));
-            }
+    char* put(Field field, const csv::Owners<false>& owners, char* out) {
+        if constexpr (field.kind == csv::Kind::exactReal) out = putReal(out, field.in(owners));
+        else if constexpr (field.kind == csv::Kind::integer) out = putInteger(out, field.in(owners));
+        else if constexpr (field.kind == csv::Kind::character) out = putCharacter(out, field.in(owners));
+        else out = putRounded(out, field.in(owners));
+        if constexpr (field.kind == csv::Kind::realPair) {
+            *out++ = csv::kPairSeparator;
+            out = putRounded(out, field.secondIn(owners));
         }
+        return out;
     }
 
-    void putRounded(double value) {
+    char* putRounded(char* out, double value) {
         // Most fields of most lines; looked for here, where it costs no call.
-        if (value == 0) *out_++ = '0';
-        else putRoundedNotZero(value);
+        if (value != 0) return putRoundedNotZero(out, value);
+        *out = '0';
+        return out + 1;
     }
 
-    void putRoundedNotZero(double value) {
+    [[gnu::noinline]] char* putRoundedNotZero(char* out, double value) {
         good_ = good_ && std::isfinite(value);
-        if (good_) out_ = putReal(out_, digits_ == kAllDigits ? value : roundedTo(digits_, value));
+        return good_ ? putReal(out, digits_ == kAllDigits ? value : roundedTo(digits_, value)) : out;
     }
 
-    void putCharacter(char value) {
+    char* putCharacter(char* out, char value) {
         const auto code = static_cast<unsigned char>(value);
         good_ = good_ && code >= ' ' && code != 0x7f && value != csv::kSeparator;
-        if (out_ == text_ + b3::kObsType.offset() && upperCase(value) == 'V') lengthenNumberBefore();
-        if (value != ' ') *out_++ = value;  // a blank is an empty field
+        if (out == text_ + b3::kObsType.offset() && upperCase(value) == 'V') out = lengthenNumberBefore(out);
+        if (value != ' ') *out++ = value;  // a blank is an empty field
+        return out;
     }
 
     /// NOTE: a "V" in the column of a card's type would make the line a position-and-velocity card, so the
     /// integer before it gets a zero that means nothing.
-    void lengthenNumberBefore() {
-        char* at = out_ - 1;
+    static char* lengthenNumberBefore(char* out) {
+        char* at = out - 1;
         while (isDigit(at[-1])) --at;
-        std::memmove(at + 1, at, static_cast<std::size_t>(out_ - at));
+        std::memmove(at + 1, at, static_cast<std::size_t>(out - at));
         *at = '0';
-        ++out_;
+        return out + 1;
     }
 
     char text_[csv::kFieldCount * kLongestField];
-    char* out_ = text_;
+    std::size_t length_ = 0;
     int digits_ = kAllDigits;
     bool good_ = true;
 };

@@ -177,7 +177,7 @@ void obswritelines(family::Unit unit, std::int32_t saveForm, std::optional<std::
         {
             // Messages wait until the store is free: whoever receives them may be waiting for it.
             const family::MessageHold hold;
-            const StandstillGuard guard;
+            const OrderGuard<StandstillGuard> guard;
             isAll = writeLines(out, *writing, gid, tally, key);
             if (isAll) out.flush();
         }

@@ -311,7 +311,7 @@ std::vector<SlrRange> collect(std::optional<std::int32_t> gid, SaveTally& tally)
     std::vector<SlrRange> ranges;
     ObsRecord rec;
     {
-        const StandstillGuard guard;
+        const OrderGuard<StandstillGuard> guard;
         walkNodes(gid, [&](SlotNumber slot) {
             const VectorSet vectors = gStore.pools.read(slot, rec, false);
             const std::int64_t key = gStore.pools.node(slot).key;

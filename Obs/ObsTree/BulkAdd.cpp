@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <new>
 
-#include "Obs/ObsTree/RadixSort.h"
-
 namespace obs {
 
 namespace {
@@ -13,13 +11,17 @@ namespace {
 /// Keys ahead of the one being entered whose places are fetched.
 constexpr std::size_t kPrefetchAhead = 24;
 
-/// Below this share of the store new nodes are linked one by one, above it the tree is built anew.
-constexpr std::size_t kRebuildShare = 16;
-
-/// Moves per element that an insertion sort may cost before the order counts as unsorted.
-constexpr std::size_t kMovesAllowed = 8;
+/// Below this share of the store new nodes are linked at once.
+constexpr std::size_t kLooseShare = 16;
 
 }  // namespace
+
+/// Of observations that were added.
+std::vector<SlotNumber> BulkAdd::slotsOf(const HandedOver& observations) {
+    std::vector<SlotNumber> slots(observations.size());
+    std::transform(observations.begin(), observations.end(), slots.begin(), [](const Pending& p) { return p.slot; });
+    return slots;
+}
 
 BulkAdd::~BulkAdd() {
     try {
@@ -49,13 +51,24 @@ void BulkAdd::addAtPlace(std::int64_t key, char secClass, bool rotateToDate, con
     reserved_.takeSlot();
 }
 
-void BulkAdd::topUp() {
-    const UnseenUpdateGuard guard;
+/// Inside an update, seen or unseen.
+void BulkAdd::open() {
     if (!open_) gStore.pools.open();
     open_ = true;
+}
+
+void BulkAdd::topUp() {
     constexpr std::size_t kLeastReserved = 64;
-    gStore.pools.reserve(reserved_, static_cast<std::uint32_t>(std::clamp<std::size_t>(pending_.size(), kLeastReserved,
-                                                                                       Pools::kMostReserved)));
+    const std::uint32_t slotsEnd = reserved_.slots.end, triplesEnd = reserved_.triples.end;
+    {
+        const UnseenUpdateGuard guard;
+        open();
+        gStore.pools.reserve(reserved_, static_cast<std::uint32_t>(std::clamp<std::size_t>(
+                                            handedOver_ + pending_.size(), kLeastReserved, Pools::kMostReserved)));
+    }
+    // Fresh memory is the dearest part of a load: it must not keep other adders waiting.
+    if (reserved_.slots.end != slotsEnd) gStore.pools.supplySlots(reserved_.slots);
+    if (reserved_.triples.end != triplesEnd) gStore.pools.supplyTriples(reserved_.triples);
 }
 
 /// Inside an update, seen or unseen.
@@ -67,13 +80,33 @@ void BulkAdd::close() {
 
 void BulkAdd::drop() {
     if (!open_ && pending_.empty()) return;
-    std::vector<SlotNumber> slots;
-    slots.reserve(pending_.size());
-    for (const Pending& pending : pending_) slots.push_back(pending.slot);
+    const std::vector<SlotNumber> slots = slotsOf(pending_);
     const UnseenUpdateGuard guard;
     close();
     gStore.pools.abandon(slots);
     pending_.clear();
+}
+
+void BulkAdd::drop(HandedOver& others) {
+    if (others.empty()) return;
+    const std::vector<SlotNumber> slots = slotsOf(others);
+    const UnseenUpdateGuard guard;
+    gStore.pools.abandon(slots);
+    others.clear();
+}
+
+void BulkAdd::handOver(HandedOver& to) {
+    handedOver_ += pending_.size();
+    pending_.swap(to);
+}
+
+void BulkAdd::append(HandedOver& others) {
+    if (!open_) {
+        const UnseenUpdateGuard guard;
+        open();
+    }
+    pending_.insert(pending_.end(), others.begin(), others.end());
+    others.clear();
 }
 
 ObsRecord BulkAdd::recordAt(std::size_t position) const {
@@ -126,32 +159,11 @@ bool BulkAdd::claimKeys(std::vector<Refused>& refused, std::int64_t* keys) {
     return allNamed;
 }
 
+/// Of a large batch the order waits until somebody asks for it.
 void BulkAdd::link() {
-    if (pending_.size() >= gStore.tree.size() / kRebuildShare) {
-        try {
-            sortByKey();
-            std::vector<SlotNumber> order(pending_.size());
-            std::transform(pending_.begin(), pending_.end(), order.begin(), [](const Pending& p) { return p.slot; });
-            gStore.tree.linkSorted(order);
-            return;
-        } catch (const std::bad_alloc&) {  // one by one needs no memory
-        }
-    }
-    for (const Pending& pending : pending_) gStore.tree.link(pending.slot);
-}
-
-/// Decks in order of time are nearly sorted already; anything else is sorted by digits.
-void BulkAdd::sortByKey() {
-    std::size_t movesLeft = kMovesAllowed * pending_.size();
-    for (std::size_t i = 1; i < pending_.size(); ++i) {
-        const Pending moving = pending_[i];
-        std::size_t at = i;
-        for (; at > 0 && pending_[at - 1].key > moving.key && movesLeft > 0; --at, --movesLeft)
-            pending_[at] = pending_[at - 1];
-        pending_[at] = moving;
-        if (movesLeft == 0)
-            return radixSort(pending_, [](const Pending& p) { return static_cast<std::uint64_t>(p.key); });
-    }
+    const bool isLarge = pending_.size() >= gStore.tree.size() / kLooseShare;
+    for (const Pending& pending : pending_)
+        isLarge ? gStore.tree.addLoose(pending.slot) : static_cast<void>(gStore.tree.link(pending.slot));
 }
 
 }  // namespace obs

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Adds many observations at once, with the same result as one by one: duplicates, re-keying and
 /// order of insertion follow the order of adding. Records are written to their final place at once;
-/// keys are settled and the tree is linked at `commit`, in one update.
+/// keys are settled at `commit`, in one update. The order of a large batch is made when it is first asked for.
 ///
 /// Threads: one BulkAdd belongs to one thread; others may read and change the store meanwhile.
 #pragma once
@@ -41,6 +41,22 @@ public:
     /// Observations added since the last commit.
     std::size_t size() const { return pending_.size(); }
 
+    /// Observations on their way from one adder to another, in order of adding. Their slots are the store's until they
+    /// are appended or dropped, as long as the adder that handed them over lives.
+    struct Pending {
+        std::int64_t key;
+        SlotNumber slot;
+        std::int32_t gid;
+    };
+    using HandedOver = std::vector<Pending>;
+
+    /// Gives what was added since the last commit; `to`, which must be empty, lends its memory in exchange.
+    void handOver(HandedOver& to);
+
+    /// Adds what another one has handed over, after all that was added before.
+    void append(HandedOver& others);
+    static void drop(HandedOver& others);
+
     /// Enters all of them into the store. Returns the positions (counted from 0 in order of adding) and keys
     /// of those refused as duplicates, in that order. On std::bad_alloc either none is entered, or all but
     /// the refused ones are and not every refused one could be named; `size()` tells which (0: entered).
@@ -61,22 +77,18 @@ public:
     ObsRecord recordAt(std::size_t position) const;
 
 private:
-    struct Pending {
-        std::int64_t key;
-        SlotNumber slot;
-        std::int32_t gid;
-    };
-
+    static std::vector<SlotNumber> slotsOf(const HandedOver& observations);
     bool needsTopUp() const { return reserved_.slotsLeft() == 0 || reserved_.triples.size() < kTripleKinds; }
+    void open();
     void topUp();
     void close();
     bool claimKeys(std::vector<Refused>& refused, std::int64_t* keys);
     void link();
-    void sortByKey();
 
     std::int32_t gid_;
     TakeBack* takeBack_;
     std::vector<Pending> pending_;
+    std::size_t handedOver_ = 0;
     std::size_t accepted_ = 0;
     Reservation reserved_;
     bool open_ = false;

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <new>
 #include <type_traits>
+#include <vector>
 
 #include "Obs/ObsTree/Pages.h"
 
@@ -38,9 +39,7 @@ public:
         if (chunks_ == nullptr) throw std::bad_alloc{};
         while (static_cast<std::uint64_t>(used_) * kChunkSize < count) {
             if (used_ == kMaxChunks) throw std::bad_alloc{};
-            void* chunk = std::malloc(sizeof(T) * kChunkSize);
-            if (chunk == nullptr) throw std::bad_alloc{};
-            chunks_[used_++] = static_cast<T*>(chunk);
+            addChunks();
         }
     }
 
@@ -54,14 +53,31 @@ public:
     }
 
     void clear() {
-        while (used_ > 0) std::free(chunks_[--used_]);
+        memory_.clear();
+        used_ = 0;
     }
 
 private:
     static constexpr std::size_t kMaxChunks = std::size_t{1} << (31 - kChunkBits);
+    static constexpr std::size_t kChunkBytes = sizeof(T) << kChunkBits;
+
+    /// So many chunks together are whole large pages, whatever the size of an element.
+    static constexpr std::uint32_t kChunksOfLargePages = 8;
+    static_assert(kChunksOfLargePages * kChunkBytes % kLargePageSize == 0);
+
+    /// Small arrays take one at a time.
+    void addChunks() {
+        const bool isLarge = used_ != 0 && gLargePagesWanted.load(std::memory_order_relaxed);
+        const std::uint32_t more = isLarge ? std::min<std::uint32_t>(kChunksOfLargePages, kMaxChunks - used_) : 1;
+        memory_.reserve(memory_.size() + 1);
+        memory_.push_back(takeMemory(more * kChunkBytes));
+        for (std::uint32_t i = 0; i < more; ++i)
+            chunks_[used_++] = static_cast<T*>(memory_.back().get()) + std::size_t{i} * kChunkSize;
+    }
 
     T** chunks_ = nullptr;
     std::uint32_t used_ = 0;
+    std::vector<RawMemory> memory_;
 };
 
 }  // namespace obs

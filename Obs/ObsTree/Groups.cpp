@@ -14,7 +14,9 @@ namespace {
 std::vector<std::int64_t> keysOfGroup(std::int32_t gid) {
     const ReadGuard guard;
     std::vector<std::int64_t> keys;
-    walkNodes(gid, [&](SlotNumber slot) { keys.push_back(gStore.pools.node(slot).key); });
+    gStore.pools.scan([&](SlotNumber slot) {
+        if (gStore.pools.mark(slot).gid == gid) keys.push_back(gStore.pools.node(slot).key);
+    });
     return keys;
 }
 

@@ -7,8 +7,6 @@
 
 #include <sys/random.h>
 
-#include "Obs/ObsTree/Pages.h"
-
 namespace obs {
 
 namespace {
@@ -85,10 +83,11 @@ void KeyIndex::reserve(std::uint64_t count, std::uint64_t slotLimit) {
 }
 
 void KeyIndex::rebuild(unsigned bits) {
-    std::unique_ptr<std::uint32_t[]> larger(new std::uint32_t[std::size_t{1} << bits]);
-    supplyPages(larger.get(), sizeof(std::uint32_t) << bits);
+    const std::size_t bytes = sizeof(std::uint32_t) << bits;
+    decltype(entries_) larger(static_cast<std::uint32_t*>(takeMemory(bytes).release()));
+    supplyPages(larger.get(), bytes);
     std::fill_n(larger.get(), std::size_t{1} << bits, 0u);
-    const std::unique_ptr<std::uint32_t[]> old = std::exchange(entries_, std::move(larger));
+    const auto old = std::exchange(entries_, std::move(larger));
     const std::uint64_t oldSize = bits_ == 0 ? 0 : std::uint64_t{1} << bits_;
     const std::uint32_t oldMask = numberMask();
     bits_ = bits;

@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "Obs/ObsTree/Pages.h"
 #include "Obs/ObsTree/Pools.h"
 
 namespace obs {
@@ -70,7 +71,7 @@ private:
     const Pools& pools_;
     /// Odd, drawn anew in each process: with known ones anyone could write a deck whose keys all want one place.
     std::array<std::uint64_t, 2> multipliers_;
-    std::unique_ptr<std::uint32_t[]> entries_;
+    std::unique_ptr<std::uint32_t[], FreeMemory> entries_;
     unsigned bits_ = 0;  ///< the table has 2^bits entries
     std::uint64_t count_ = 0;
     std::uint64_t removed_ = 0;  ///< marks of removed entries

@@ -276,6 +276,8 @@ auto inGroup(std::optional<std::int32_t> gid) {
 
 }  // namespace
 
+bool isByKey(std::int32_t code) { return orderOf(code).front() == Field::none; }
+
 bool lessthan(ObsBinTreePtr a, ObsBinTreePtr b, std::int32_t code) {
     for (const Field field : orderOf(code)) {
         if (field == Field::none) break;
@@ -288,7 +290,7 @@ bool lessthan(ObsBinTreePtr a, ObsBinTreePtr b, std::int32_t code) {
 
 std::int32_t obssort(std::int32_t code, std::int64_t* keys, std::optional<std::int32_t> gid, double* earliestTime,
                      double* latestTime) {
-    const ReadGuard guard;
+    const OrderGuard<ReadGuard> guard(isByKey(code));
     const std::vector<Item> items = sortedItems(orderOf(code), inGroup(gid));
     putKeys(items, code > 0, keys);
     timesOf(items, earliestTime, latestTime);
@@ -301,7 +303,7 @@ void obsgettreekeys(std::int32_t& count, std::int64_t* keys, std::int32_t code, 
 
 std::int32_t obslistkeys(std::int32_t code, std::optional<std::int32_t> gid, std::int64_t* keys, std::size_t room) {
     if (room == 0) return obsgetnumoftreenodes(gid);
-    const ReadGuard guard;
+    const OrderGuard<ReadGuard> guard(isByKey(code));
     if (code != kTreeOrder) {
         const std::vector<Item> items = sortedItems(orderOf(code), inGroup(gid));
         putKeys(items, code > 0, keys, room);

@@ -31,8 +31,11 @@ void obsgettreekeys(std::int32_t& count, std::int64_t* keys, std::int32_t code,
 /// The same, writing at most the first `room` keys. Returns how many there are.
 std::int32_t obslistkeys(std::int32_t code, std::optional<std::int32_t> gid, std::int64_t* keys, std::size_t room);
 
-/// The slots of all nodes, in the order in which `obsgettreekeys` lists their keys. Inside a read or a standstill of
-/// the caller's. Throws std::bad_alloc.
+/// Whether a code lists by key, so that the tree is walked.
+bool isByKey(std::int32_t code);
+
+/// The slots of all nodes, in the order in which `obsgettreekeys` lists their keys. Inside an `OrderGuard` of the
+/// caller's, asked by `isByKey`. Throws std::bad_alloc.
 std::vector<SlotNumber> obslistslots(std::int32_t code);
 
 /// The keys of the nodes that meet both selections, as `obsgettreekeys` lists all.

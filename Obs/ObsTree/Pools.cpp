@@ -232,9 +232,6 @@ void Pools::reserve(Reservation& reserved, std::uint32_t slots) {
         const std::uint32_t end = freshSlot_ + slots;
         ensureSlots(end);
         nodes_.supply(freshSlot_, end);
-        parents_.supply(freshSlot_, end);
-        marks_.supply(freshSlot_, end);
-        records_.supply(freshSlot_, end);
         reserved.slots = {freshSlot_, end};
         // Below the scan limit they are dead already, see `freeSlot`.
         for (; freshSlot_ < end; ++freshSlot_)
@@ -245,9 +242,13 @@ void Pools::reserve(Reservation& reserved, std::uint32_t slots) {
         if (reserved.triples.end != freshTriple_) reserved.triples.next = freshTriple_;
         reserved.triples.end = freshTriple_ + std::max<std::uint32_t>(slots, kTripleKinds);
         triples_.ensure(reserved.triples.end);
-        triples_.supply(reserved.triples.next, reserved.triples.end);
         freshTriple_ = reserved.triples.end;
     }
+}
+
+void Pools::supplySlots(const Reservation::Run& slots) {
+    marks_.supply(slots.next, slots.end);
+    records_.supply(slots.next, slots.end);
 }
 
 void Pools::close(Reservation& reserved) {

@@ -47,6 +47,11 @@ struct Node {
         words[0] = left | (balance < 0 ? kHeavy : 0);
         words[1] = right | (balance > 0 ? kHeavy : 0);
     }
+
+    /// Neither side has a child and both are the higher one: the tree has not got to this node yet.
+    bool isLoose() const { return words[0] == kLoose && words[1] == kLoose; }
+    void setLoose() { words[0] = words[1] = kLoose; }
+    static constexpr std::uint32_t kLoose = kHeavy | kNoSlot;
 };
 static_assert(sizeof(Node) == 16);
 
@@ -151,6 +156,10 @@ public:
     void open() { ++openReservations_; }
     /// Tops a reservation up, with at most `slots` slots. Throws std::bad_alloc.
     void reserve(Reservation& reserved, std::uint32_t slots);
+    /// Has the memory supplied of slots and triples that a reservation has got, which the owner may do beside others.
+    void supplySlots(const Reservation::Run& slots);
+    void supplyParents() { parents_.supply(0, freshSlot_); }
+    void supplyTriples(const Reservation::Run& triples) { triples_.supply(triples.next, triples.end); }
     /// Takes the unused rest back and closes the reservation.
     void close(Reservation& reserved);
     /// Gives filled slots that were never linked back, newest first where that shortens the arrays.

@@ -174,8 +174,26 @@ std::int32_t obsgetnumoftreenodes(std::optional<std::int32_t> gid = std::nullopt
 
 bool obstreeisempty();
 
-/// Calls `visit(slot)` for every node, or every node of a group, by ascending key, inside a read
-/// of the caller's.
+/// Inside a read or a standstill in which the nodes may be walked by key. Where the order of large additions has
+/// not been made yet, that is done before, as an update by the first who asks for it.
+template <class Guard>
+class OrderGuard {
+public:
+    /// `isWanted` false: as `Guard`.
+    explicit OrderGuard(bool isWanted = true) {
+        for (guard_.emplace(); isWanted && gStore.tree.hasLoose(); guard_.emplace()) {
+            guard_.reset();
+            const UpdateGuard update;
+            gStore.tree.linkLoose();
+        }
+    }
+
+private:
+    std::optional<Guard> guard_;
+};
+
+/// Calls `visit(slot)` for every node, or every node of a group, by ascending key, inside an `OrderGuard` of the
+/// caller's.
 template <class Visit>
 void walkNodes(std::optional<std::int32_t> gid, Visit&& visit) {
     if (!gid) return gStore.tree.walk(visit);

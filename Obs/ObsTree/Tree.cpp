@@ -3,10 +3,37 @@
 
 #include <algorithm>
 #include <bit>
+#include <new>
+
+#include "Obs/ObsTree/RadixSort.h"
 
 namespace obs {
 
 namespace {
+
+/// Below this share of the nodes loose ones are linked one by one, above it the tree is built anew.
+constexpr std::size_t kRebuildShare = 16;
+
+/// Moves per element that an insertion sort may cost before the order counts as unsorted.
+constexpr std::size_t kMovesAllowed = 8;
+
+struct KeyAndSlot {
+    std::int64_t key;
+    SlotNumber slot;
+};
+
+/// Decks in order of time are nearly sorted already; anything else is sorted by digits.
+void sortByKey(std::vector<KeyAndSlot>& list) {
+    std::size_t movesLeft = kMovesAllowed * list.size();
+    for (std::size_t i = 1; i < list.size(); ++i) {
+        const KeyAndSlot moving = list[i];
+        std::size_t at = i;
+        for (; at > 0 && list[at - 1].key > moving.key && movesLeft > 0; --at, --movesLeft) list[at] = list[at - 1];
+        list[at] = moving;
+        if (movesLeft == 0)
+            return radixSort(list, [](const KeyAndSlot& one) { return static_cast<std::uint64_t>(one.key); });
+    }
+}
 
 /// The balance that stands for "this side is the higher one".
 int lean(bool right) { return right ? 1 : -1; }
@@ -105,7 +132,7 @@ void Tree::shrunk(SlotNumber top, bool leftShrank) {
 bool Tree::link(SlotNumber slot) {
     const std::int64_t key = node(slot).key;
     node(slot).set(kNoSlot, kNoSlot, 0);
-    ++size_;
+    ++linked_;
     SlotNumber above = greatest_;
     bool right = true;
     if (above == kNoSlot || key > node(above).key) {
@@ -126,7 +153,11 @@ bool Tree::link(SlotNumber slot) {
 }
 
 void Tree::unlink(SlotNumber slot) {
-    --size_;
+    if (node(slot).isLoose()) {
+        --loose_;
+        return;
+    }
+    --linked_;
     const SlotNumber left = node(slot).left();
     const SlotNumber right = node(slot).right();
     const SlotNumber above = parent(slot);
@@ -164,12 +195,41 @@ SlotNumber Tree::build(const SlotNumber* order, std::size_t size, SlotNumber abo
     return top;
 }
 
+void Tree::linkLoose() {
+    if (loose_ >= linked_ / kRebuildShare) {
+        try {
+            linkSorted(looseInOrder());
+            loose_ = 0;
+            return;
+        } catch (const std::bad_alloc&) {  // one by one needs no memory
+        }
+    }
+    pools_.scan([&](SlotNumber slot) {
+        if (node(slot).isLoose()) link(slot);
+    });
+    loose_ = 0;
+}
+
+/// By ascending key.
+std::vector<SlotNumber> Tree::looseInOrder() const {
+    std::vector<KeyAndSlot> list;
+    list.reserve(loose_);
+    pools_.scan([&](SlotNumber slot) {
+        if (pools_.node(slot).isLoose()) list.push_back({pools_.node(slot).key, slot});
+    });
+    sortByKey(list);
+    std::vector<SlotNumber> order(list.size());
+    std::transform(list.begin(), list.end(), order.begin(), [](const KeyAndSlot& one) { return one.slot; });
+    return order;
+}
+
+/// Links nodes by ascending key, none of them in the tree. Throws std::bad_alloc, the tree being as it was.
 void Tree::linkSorted(const std::vector<SlotNumber>& order) {
     if (order.empty()) return;
     std::vector<SlotNumber> merged;
     const std::vector<SlotNumber>* all = &order;
-    if (!empty()) {
-        merged.reserve(size_ + order.size());
+    if (linked_ != 0) {
+        merged.reserve(linked_ + order.size());
         auto next = order.begin();
         walk([&](SlotNumber slot) {
             const std::int64_t key = pools_.node(slot).key;
@@ -179,14 +239,15 @@ void Tree::linkSorted(const std::vector<SlotNumber>& order) {
         merged.insert(merged.end(), next, order.end());
         all = &merged;
     }
+    pools_.supplyParents();
     gobstreeroot_ = build(all->data(), all->size(), kNoSlot);
     greatest_ = all->back();
-    size_ = static_cast<std::uint32_t>(all->size());
+    linked_ = static_cast<std::uint32_t>(all->size());
 }
 
 void Tree::clear() {
     gobstreeroot_ = greatest_ = kNoSlot;
-    size_ = 0;
+    linked_ = loose_ = 0;
 }
 
 }  // namespace obs

@@ -7,7 +7,9 @@
 /// 2. Balance: height(right) - height(left) of every node is -1, 0 or +1 and is in the node.
 /// 3. Parents: the parent of every node is in the pools, apart from the nodes, since no look-up needs it. It
 ///    lets a node that the key index found leave without a descent.
-/// 4. Ownership: the tree owns nothing; a node that leaves it still belongs to the pools.
+/// 4. A node may be loose: counted and to be found under its key, but not in order yet. `linkLoose` ends that; what
+///    walks needs it done before, all else is right without.
+/// 5. Ownership: the tree owns nothing; a node that leaves it still belongs to the pools.
 ///
 /// Only `build` recurses, to the height of the tree; a path of kMaxHeight nodes reaches every leaf.
 /// Threads: reading needs the reader side of the protocol, the rest the updater side.
@@ -26,8 +28,8 @@ public:
     explicit Tree(Pools& pools) : pools_(pools) {}
 
     SlotNumber root() const { return gobstreeroot_; }
-    bool empty() const { return gobstreeroot_ == kNoSlot; }
-    std::uint32_t size() const { return size_; }
+    bool empty() const { return size() == 0; }
+    std::uint32_t size() const { return linked_ + loose_; }
 
     /// Links a node whose key is set and not in the tree yet. True when the tree grew in height.
     bool link(SlotNumber slot);
@@ -36,9 +38,14 @@ public:
     /// that belongs to it.
     void unlink(SlotNumber slot);
 
-    /// Links many nodes: `order` holds their slots by ascending key, none of them in the tree. Throws
-    /// std::bad_alloc, the tree being as it was.
-    void linkSorted(const std::vector<SlotNumber>& order);
+    /// Takes a node that `linkLoose` is to link. One that leaves before it is linked costs nothing.
+    void addLoose(SlotNumber slot) {
+        pools_.node(slot).setLoose();
+        ++loose_;
+    }
+    bool hasLoose() const { return loose_ != 0; }
+    /// Links them all. Needs no memory, but is faster with some.
+    void linkLoose();
 
     void clear();
 
@@ -101,12 +108,15 @@ private:
     void rotateTwice(SlotNumber top, bool right);
     void rotateGrown(SlotNumber top, bool right);
     bool rotateShrunk(SlotNumber top, bool right);
+    std::vector<SlotNumber> looseInOrder() const;
+    void linkSorted(const std::vector<SlotNumber>& order);
     SlotNumber build(const SlotNumber* order, std::size_t size, SlotNumber above);
 
     Pools& pools_;
     SlotNumber gobstreeroot_ = kNoSlot;
     SlotNumber greatest_ = kNoSlot;  ///< where input in order of time is linked, without a descent
-    std::uint32_t size_ = 0;
+    std::uint32_t linked_ = 0;
+    std::uint32_t loose_ = 0;
 };
 
 }  // namespace obs

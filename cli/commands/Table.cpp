@@ -10,7 +10,10 @@
     ROW(Validate)             \
     ROW(Stats)                \
     ROW(Compare)              \
-    ROW(Convert)
+    ROW(Convert)              \
+    ROW(Version)              \
+    ROW(Help)                 \
+    ROW(Generate)
 
 namespace obstool {
 

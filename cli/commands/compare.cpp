@@ -10,7 +10,9 @@
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "cli/Columns.h"
 #include "cli/CommandLine.h"
+#include "cli/Configuration.h"
 #include "cli/Observations.h"
+#include "cli/OptionTree.h"
 #include "cli/Session.h"
 #include "cli/Text.h"
 #include "cli/commands/Command.h"
@@ -22,7 +24,7 @@ namespace {
 constexpr auto kFooter = R"(
 Finds for each observation of the first file that of the second with the same satellite, sensor
 and type at the same time, within --time seconds, and compares their fields. --tolerance sets
-how far a field may differ, by the names of list --columns: elevation=0.0001,range_km=0.01;
+how far a field may differ, by the names of 'obstool help columns': elevation=0.0001,range_km=0.01;
 all others must be equal. With "fields=X" all others may differ by X. --select applies to each
 file by itself. Exit status 0 when nothing differs, 1 when something does.)";
 
@@ -67,7 +69,7 @@ bool setTolerances(Compared& compared, std::string_view text, std::string& probl
         }
         if (isKnown && error == std::errc() && stop == number.data() + number.size() && tolerance >= 0) continue;
         problem = isKnown ? fmt::format("'{}' is not a number of 0 or more", number)
-                          : fmt::format("there is no field '{}' ('obstool list --columns help -')", name);
+                          : fmt::format("there is no field '{}' ('obstool help columns')", name);
         return false;
     }
     return true;
@@ -263,8 +265,10 @@ void printJson(Output& out, const Options& options, const Deck& left, const Deck
                       number(valueAt(right, field, r)));
         out.print("}}}}");
     }
-    out.print("{}],\n  \"first_only\": [{}],\n  \"second_only\": [{}]\n}}\n", result.differing.empty() ? "" : "\n  ",
+    out.print("{}],\n  \"first_only\": [{}],\n  \"second_only\": [{}],\n  ", result.differing.empty() ? "" : "\n  ",
               keys(left, result.onlyLeft), keys(right, result.onlyRight));
+    printJsonConfiguration(out);
+    out.print("\n}}\n");
 }
 
 /// Loads one file by itself. Nothing when it fails.
@@ -300,20 +304,20 @@ ExitStatus run(const Options& options, Output& out) {
 
 std::function<ExitStatus(Output&)> add(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("FIRST", options->left, "File to compare; - is standard input")->type_name("")->required();
-    app.add_option("SECOND", options->right, "File to compare it with")->type_name("")->required();
+    ofFile(app.add_option("FIRST", options->left, "File to compare; - is standard input"))->type_name("")->required();
+    ofFile(app.add_option("SECOND", options->right, "File to compare it with"))->type_name("")->required();
     app.add_option("--time", options->timeSeconds, "Seconds that the times of one observation may differ")
         ->type_name("SECONDS")
         ->check(isMeasure())
         ->capture_default_str();
     app.add_option("--tolerance", options->tolerance, "How far fields may differ, for example range_km=0.01")
         ->type_name("NAME=VALUE,...");
-    app.add_option("--limit", options->limit, "Show the first N of each list; 0 shows all")
+    app.add_option("-n,--limit", options->limit, "Show the first N of each list; 0 shows all")
         ->type_name("N")
         ->check(isCount())
         ->capture_default_str();
-    app.add_flag("--json", options->json, "Write one JSON object instead of tables");
-    app.add_option("--select", options->select, "Only what meets the criteria")->type_name("CRITERIA");
+    app.add_flag("-j,--json", options->json, "Write one JSON object instead of tables");
+    app.add_option("-s,--select", options->select, "Only what meets the criteria")->type_name("CRITERIA");
     addLoadOptions(app, *options);
     return runWith(std::move(options), run);
 }

@@ -10,6 +10,7 @@
 #include "cli/CommandLine.h"
 #include "cli/Formats.h"
 #include "cli/Losses.h"
+#include "cli/OptionTree.h"
 #include "cli/commands/Command.h"
 
 namespace obstool {
@@ -116,11 +117,11 @@ CLI::Validator isStrictness() {
     return CLI::Validator(check, "");
 }
 
-CLI::Validator oneOfTheFormats() {
+std::vector<std::string> namesOfFormats() {
     std::vector<std::string> names;
     for (const Format& format : formats())
         if (names.empty() || names.back() != format.name) names.emplace_back(format.name);
-    return CLI::IsMember(names).description("");
+    return names;
 }
 
 std::string formatsHelp() {
@@ -138,18 +139,21 @@ std::string formatsHelp() {
 std::function<ExitStatus(Output&)> add(CLI::App& app) {
     auto options = std::make_shared<ConvertOptions>();
     addCommonOptions(app, *options);
-    app.add_option("-o,--output", options->output, "File to write; - is standard output")->type_name("OUT")->required();
-    app.add_option("--to", options->format, formatsHelp())->type_name("FORMAT")->required()->check(oneOfTheFormats());
-    app.add_option("--crd-data", options->crdData, "Data of --to crd: npt (normal points) or frd (full rate)")
+    ofFile(app.add_option("-o,--output", options->output, "File to write; - is standard output"))
+        ->type_name("OUT")
+        ->required();
+    oneOf(app.add_option("-t,--to", options->format, formatsHelp()), namesOfFormats())->type_name("FORMAT")->required();
+    oneOf(app.add_option("--crd-data", options->crdData, "Data of --to crd: npt (normal points) or frd (full rate)"),
+          {"npt", "frd"})
         ->type_name("DATA")
-        ->check(CLI::IsMember({"npt", "frd"}).description(""))
         ->capture_default_str();
     app.add_flag("--append", options->append, "Add to the file instead of replacing it");
     app.add_flag("--strict", options->strict,
                  "Write nothing if more than digits would be lost; --strict=exact: or digits")
         ->check(isStrictness());
     CLI::Option* report =
-        app.add_option("--report", options->report, "File for the report; - is standard output")->type_name("REPORT");
+        ofFile(app.add_option("--report", options->report, "File for the report; - is standard output"))
+            ->type_name("REPORT");
     app.add_flag("--no-report", options->noReport, "Do not report losses")->excludes(report);
     app.add_option("--examples", options->examples, "Name the first N observations of each loss")
         ->type_name("N")

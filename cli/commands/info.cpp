@@ -8,6 +8,7 @@
 
 #include "cli/ColumnScan.h"
 #include "cli/CommandLine.h"
+#include "cli/Configuration.h"
 #include "cli/Observations.h"
 #include "cli/Session.h"
 #include "cli/Text.h"
@@ -174,6 +175,19 @@ void printLineCounts(Output& out, const Report& report) {
     if (report.files.size() > 1) row(report.all, fmt::format("all {} files", report.files.size()));
 }
 
+std::string shownFormats(const FileForm& form) {
+    return form.formats.empty() ? "none" : fmt::format("{}", fmt::join(form.formats, ","));
+}
+
+/// What their beginnings show.
+void printForms(Output& out, const Report& report) {
+    out.print("\n{:<16} {:<18} {:<10} file\n", "formats", "encoding", "line ends");
+    for (const LoadResult& file : report.files)
+        if (file.read)
+            out.print("{:<16} {:<18} {:<10} {}\n", shownFormats(file.form), file.form.encoding, file.form.lineEnds,
+                      printable(file.file));
+}
+
 std::string dateWithDay(double time) {
     const auto parts = splitTime(time);
     return parts ? fmt::format("{} (day {:03})", isoTime(time), parts->dayOfYear) : "-";
@@ -196,6 +210,7 @@ void printLines(Output& out, const Report& all, std::int32_t kind) {
 void printText(Output& out, const Report& report) {
     printFiles(out, report);
     printLineCounts(out, report);
+    printForms(out, report);
     if (report.selection) {
         out.print("\n");
         printText(out, *report.selection);
@@ -223,6 +238,12 @@ void printArray(Output& out, std::size_t count, PrintElement element) {
         element(i);
     }
     out.print("{}]", count == 0 ? "" : "\n  ");
+}
+
+std::string jsonTexts(const std::vector<std::string>& texts) {
+    std::string json = "[";
+    for (const std::string& text : texts) json += (json.size() > 1 ? ", " : "") + jsonString(text);
+    return json + "]";
 }
 
 void printJsonRanking(Output& out, const char* name, const char* member, const Ranking& ranking) {
@@ -258,7 +279,8 @@ void printJson(Output& out, Report& report, bool duplicates) {
     out.print("{{\n  \"files\": ");
     printArray(out, report.files.size(), [&](std::size_t i) {
         const LoadResult& f = report.files[i];
-        out.print(R"({{"name": {}, "read": {}, )", jsonString(f.file), f.read);
+        out.print(R"({{"name": {}, "read": {}, "formats": {}, "encoding": {}, "line_ends": {}, )", jsonString(f.file),
+                  f.read, jsonTexts(f.form.formats), jsonString(f.form.encoding), jsonString(f.form.lineEnds));
         printJsonCounts(out, f);
     });
     out.print(",\n  \"all\": {{");
@@ -279,6 +301,8 @@ void printJson(Output& out, Report& report, bool duplicates) {
     printJsonLines(out, "passed_over_lines", report.lines[OBS_LINE_PASSED_OVER]);
     printJsonLines(out, "zeroed_lines", report.lines[OBS_LINE_ZEROED]);
     if (duplicates) printJsonLines(out, "duplicate_lines", report.lines[OBS_LINE_DUPLICATE]);
+    out.print(",\n  ");
+    printJsonConfiguration(out);
     out.print("\n}}\n");
 }
 
@@ -302,12 +326,12 @@ ExitStatus run(const InfoOptions& options, Output& out) {
 std::function<ExitStatus(Output&)> add(CLI::App& app) {
     auto options = std::make_shared<InfoOptions>();
     addCommonOptions(app, *options);
-    app.add_option("--top", options->top, "Show the busiest N sensors and satellites; 0 shows all")
+    app.add_option("-n,--top", options->top, "Show the busiest N sensors and satellites; 0 shows all")
         ->type_name("N")
         ->check(isCount())
         ->capture_default_str();
     app.add_flag("--duplicates", options->duplicates, "Name the duplicate lines, too");
-    app.add_flag("--json", options->json, "Write one JSON object instead of tables");
+    app.add_flag("-j,--json", options->json, "Write one JSON object instead of tables");
     return runWith(std::move(options), run);
 }
 

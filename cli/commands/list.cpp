@@ -9,6 +9,7 @@
 #include "cli/Columns.h"
 #include "cli/CommandLine.h"
 #include "cli/Observations.h"
+#include "cli/OptionTree.h"
 #include "cli/Session.h"
 #include "cli/Text.h"
 #include "cli/commands/Command.h"
@@ -23,16 +24,9 @@ that are bad or passed over are named on standard error.
 
 A table on a terminal is fitted to it: decimals, then columns are left out, which is told. The
 other formats have all digits; what an observation does not have is empty, or null.
-'obstool list --columns help -' lists the columns: every field, the time in other forms, states
-of date (teme_x ...) and of J2000 (j2000_x ...), and what the sensor sees (topo_azimuth ...).
-el_or_dec and az_or_ra are whichever of the two the type carries.
-
-Orders (ascending when negative, descending when positive):
-   1  time, sensor, type, elevation       6  sensor, satellite, type, time, elevation
-   2  time, elevation                     7  satellite, sensor, type, elevation
-   3  as 1, then satellite                8  order in the files
-   4  sensor, satellite, time, elevation  9  key, always ascending (0: the same)
-   5  sensor, time, elevation            10  satellite, sensor, time)";
+'obstool help columns' lists the columns: every field, the time in other forms, states of date
+(teme_x ...) and of J2000 (j2000_x ...), and what the sensor sees (topo_azimuth ...). el_or_dec
+and az_or_ra are whichever of the two the type carries. 'obstool help orders' lists the orders.)";
 
 struct ListOptions : CommonOptions {
     std::int32_t order = -1;  ///< of ObsGetLoaded
@@ -53,11 +47,6 @@ constexpr std::string_view kFileColumns =
     "key,time,sat_num,sen_num,type,elevation,declination,azimuth,right_ascension,range_km,range_rate_km_s";
 
 constexpr std::size_t kRowsAtOnce = 2048;
-
-void printColumns(Output& out) {
-    out.print("{:<24} {:<20} {}\n", "column", "unit", "holds");
-    for (const Column& column : allColumns()) out.print("{:<24} {:<20} {}\n", column.name, column.unit, column.meaning);
-}
 
 /// A table whose columns have a width of their own.
 class Table {
@@ -261,10 +250,6 @@ void printTable(Output& out, const std::vector<std::int64_t>& keys, const ListOp
 }
 
 ExitStatus run(const ListOptions& options, Output& out) {
-    if (options.columns == "help") {
-        printColumns(out);
-        return ExitStatus::allGood;
-    }
     Session session(options, complainOfLine);
     std::string problem;
     const auto columns = columnsOf(!options.columns.empty()    ? options.columns
@@ -296,17 +281,21 @@ ExitStatus run(const ListOptions& options, Output& out) {
 std::function<ExitStatus(Output&)> add(CLI::App& app) {
     auto options = std::make_shared<ListOptions>();
     addCommonOptions(app, *options);
-    app.add_option("--order", options->order, "Order, from the table below (-10 to 10)")
+    app.add_option("-O,--order", options->order, "Order, -10 to 10 ('obstool help orders')")
         ->type_name("CODE")
         ->check(CLI::Range(-10, 10).description(""))
         ->capture_default_str();
-    app.add_flag("--keys", options->keysOnly, "Keys only, without a header");
-    app.add_option("--limit", options->limit, "Stop after N observations")->type_name("N")->check(isCount());
-    app.add_option("--columns", options->columns, "Columns to show, names with commas; 'help' lists them")
-        ->type_name("NAMES");
-    app.add_option("--format", options->format, "table, csv, tsv or jsonl (a JSON object a line)")
+    app.add_flag("-k,--keys", options->keysOnly, "Keys only, without a header");
+    app.add_option("-n,--limit", options->limit, "Stop after N observations")->type_name("N")->check(isCount());
+    CLI::Option* const columns =
+        app.add_option("-c,--columns", options->columns, "Columns to show, names with commas ('obstool help columns')")
+            ->type_name("NAMES");
+    std::vector<std::string> names;
+    for (const Column& column : allColumns()) names.push_back(column.name);
+    suggest(columns, std::move(names));
+    oneOf(app.add_option("-f,--format", options->format, "table, csv, tsv or jsonl (a JSON object a line)"),
+          {std::begin(kFormats), std::end(kFormats)})
         ->type_name("FORMAT")
-        ->check(CLI::IsMember(std::vector<std::string>(std::begin(kFormats), std::end(kFormats))).description(""))
         ->capture_default_str();
     app.add_option("--width", options->width, "Fit a table to N columns; 0 does not. The terminal's when left out")
         ->type_name("N")

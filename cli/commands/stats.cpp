@@ -6,6 +6,7 @@
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "cli/Columns.h"
 #include "cli/CommandLine.h"
+#include "cli/Configuration.h"
 #include "cli/Session.h"
 #include "cli/Text.h"
 #include "cli/commands/Command.h"
@@ -138,15 +139,17 @@ void printCsv(Output& out, const std::vector<Row>& rows) {
 }
 
 void printJson(Output& out, const std::vector<Row>& rows) {
-    out.print("[");
+    out.print("{{\n  \"pairs\": [");
     for (const Row& row : rows)
         out.print(R"({}
-  {{"sat_num": {}, "sen_num": {}, "observations": {}, "passes": {}, "first": {}, "last": {}, "span_days": {}, )"
+    {{"sat_num": {}, "sen_num": {}, "observations": {}, "passes": {}, "first": {}, "last": {}, "span_days": {}, )"
                   R"("per_minute": {}, "gap_hours": {}}})",
                   &row == &rows.front() ? "" : ",", row.satellite, row.sensor, row.observations, row.passes,
                   jsonString(isoTime(row.first)), jsonString(isoTime(row.last)), row.spanDays(), row.perMinute(),
                   row.longestGap * kHoursPerDay);
-    out.print("{}]\n", rows.empty() ? "" : "\n");
+    out.print("{}],\n  ", rows.empty() ? "" : "\n  ");
+    printJsonConfiguration(out);
+    out.print("\n}}\n");
 }
 
 ExitStatus run(const Options& options, Output& out) {
@@ -167,7 +170,7 @@ ExitStatus run(const Options& options, Output& out) {
 std::function<ExitStatus(Output&)> add(CLI::App& app) {
     auto options = std::make_shared<Options>();
     addCommonOptions(app, *options);
-    CLI::Option* const json = app.add_flag("--json", options->json, "Write a JSON array instead of a table");
+    CLI::Option* const json = app.add_flag("-j,--json", options->json, "Write one JSON object instead of a table");
     app.add_flag("--csv", options->csv, "Write CSV instead of a table")->excludes(json);
     return runWith(std::move(options), run);
 }

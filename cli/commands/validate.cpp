@@ -13,6 +13,7 @@
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "cli/ColumnScan.h"
 #include "cli/CommandLine.h"
+#include "cli/Configuration.h"
 #include "cli/Session.h"
 #include "cli/Text.h"
 #include "cli/commands/Command.h"
@@ -74,11 +75,10 @@ private:
 
 // --- Lines ---------------------------------------------------------------------------------------
 
-/// The reason without the function that found it and the text that it quotes.
+/// The reason without the text that it quotes.
 std::string plainReason(const std::string& reason) {
-    const std::size_t colon = reason.find(": ");
-    std::string plain = reason.substr(colon == std::string::npos || colon > 24 ? 0 : colon + 2);
-    if (const std::size_t quote = plain.find("Bad B3 card/"); quote == 0) plain = "bad B3 card";
+    if (reason.starts_with("Bad B3 card/")) return "bad B3 card";
+    std::string plain = reason;
     for (const std::string_view mark : {" (", "/"})
         if (const std::size_t at = plain.find(mark); at != std::string::npos && plain.starts_with("Bad"))
             plain.erase(at);
@@ -341,7 +341,9 @@ void printJson(Output& out, const std::vector<Group>& groups) {
             out.print("{}{}", &place == &group.places.front() ? "" : ", ", jsonString(place));
         out.print("]}}");
     }
-    out.print("{}]\n}}\n", groups.empty() ? "" : "\n  ");
+    out.print("{}],\n  ", groups.empty() ? "" : "\n  ");
+    printJsonConfiguration(out);
+    out.print("\n}}\n");
 }
 
 ExitStatus run(Options options, Output& out) {
@@ -378,11 +380,11 @@ std::function<ExitStatus(Output&)> add(CLI::App& app) {
         ->type_name("YEAR")
         ->check(CLI::Range(1, 9999).description(""))
         ->capture_default_str();
-    app.add_option("--limit", options->limit, "Name the first N of each group; 0 names all")
+    app.add_option("-n,--limit", options->limit, "Name the first N of each group; 0 names all")
         ->type_name("N")
         ->check(isCount())
         ->capture_default_str();
-    app.add_flag("--json", options->json, "Write one JSON object instead of text");
+    app.add_flag("-j,--json", options->json, "Write one JSON object instead of text");
     return runWith(std::move(options), run);
 }
 

@@ -63,10 +63,11 @@ def test_adds_decks(tmp_path):
     assert archive.build(first, tmp_path / "out").decks_read == 0 and checksums(tmp_path / "out") == after
     (tmp_path / "again.txt").unlink()
     assert archive.build(first, tmp_path / "out").vanished == (str(tmp_path / "again.txt"),)
-    with open(first[1], "a") as file:
-        file.write("more\n")
-    with pytest.raises(archive.ArchiveError, match="changed since.*part.txt"):
-        archive.build(first, tmp_path / "out")
+    for name, said in (("include.txt", "include.txt, which .*naming.txt names"), ("part.txt", "part.txt")):
+        with open(tmp_path / name, "a") as file:
+            file.write("more\n")
+        with pytest.raises(archive.ArchiveError, match=f"changed since.*{said}"):
+            archive.build(first, tmp_path / "out")
     assert checksums(tmp_path / "out") == after
     archive.build(first, tmp_path / "out", rebuild=True)
     assert archived(tmp_path / "out") == loaded(first)
@@ -121,10 +122,10 @@ def test_compressed_decks(tmp_path):
     for name in ("a.gz", "b.bz2", "c.xz"):
         archive.build(tmp_path / name, tmp_path / f"{name}.out", piece_bytes=5000)
         assert archived(tmp_path / f"{name}.out")[:2] == expected
-    (tmp_path / "a.gz").write_bytes((tmp_path / "a.gz").read_bytes()[:-2000])
-    with pytest.raises(archive.ArchiveError, match="a.gz is damaged"):
-        archive.build(tmp_path / "a.gz", tmp_path / "damaged")
-    assert not (tmp_path / "damaged/manifest.json").exists()
+        (tmp_path / name).write_bytes((tmp_path / name).read_bytes()[:-200])
+        with pytest.raises(OSError, match=f"damaged.*{name}"):
+            archive.build(tmp_path / name, tmp_path / "damaged")
+        assert not (tmp_path / "damaged/manifest.json").exists()
 
 
 def test_refusals(tmp_path):
@@ -151,6 +152,8 @@ def test_refusals(tmp_path):
     with pytest.raises(archive.ArchiveError, match="letter.txt"):
         archive.build(deck, tmp_path / "full")
     archive.build(deck, out)
+    with pytest.raises(ValueError, match="below the folder of the archive"):
+        archive.build(out / "manifest.json", out)
     with pytest.raises(archive.ArchiveError, match="2024"):
         archive.build(deck, out, year=2024)
     manifest = out / "manifest.json"

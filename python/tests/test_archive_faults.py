@@ -2,6 +2,7 @@
 """What goes wrong while an archive is built: it comes out the same, or the failure is named and the former one holds."""
 import json
 import os
+import re
 import resource
 import shutil
 import subprocess
@@ -11,6 +12,7 @@ from pathlib import Path
 
 import pytest
 from archives import archived, b3_lines, checksums, here, in_turn  # noqa: F401
+from conftest import TOP
 
 from obslib import archive
 from obslib.archive import _build, _lock
@@ -84,6 +86,14 @@ def test_a_script_needs_no_guard(decks, undisturbed, tmp_path):
     shown = subprocess.run([sys.executable, script, decks, tmp_path / "out"], capture_output=True, text=True)
     assert (shown.returncode, shown.stdout) == (0, "once\n"), shown.stderr
     assert "left" in shown.stderr and same(tmp_path / "out", undisturbed)
+
+
+def test_the_example_answers(tmp_path):
+    shown = subprocess.run([sys.executable, TOP / "examples/archive_two_workers.py", tmp_path], capture_output=True,
+                           text=True)
+    said = re.fullmatch(r"killed one of two workers\n13 decks, \d+ observations\n"
+                        r"(\d+) observations of .*, from 7 of 91 files\n(\d+) in one load of all decks\n", shown.stdout)
+    assert said and said[1] == said[2] != "0", shown.stdout + shown.stderr
 
 
 @pytest.mark.usefixtures("here")

@@ -82,7 +82,9 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
     ASSERT_GT(ObsAddFrB3Card(cardWithKey().c_str()), 0);  // a group of an empty store is saved without a file
     const std::vector<Failing> calls{
         FAILS_VOID(0, "~A null pointer", ObsGetInfo, nullptr),
+        FAILS(2, "ObsSetThreads: The number of threads must be from 0 to 256.", ObsSetThreads, -1),
         FAILS(2, "SetObsKeyMode: invalid input value for obs key mode.", SetObsKeyMode, 2),
+        FAILS(2, "ObsSetLargePages: It is neither 0 nor 1.", ObsSetLargePages, 2),
         FAILS(-1, "~A number is negative", ObsFieldsToObsKey, -1, 211, 27000.),
         FAILS(-1, "~A number is negative, or the time", ObsFieldsToObsKey, 5, 211, nan),
         FAILS(-1, "~A number is negative", ObsFieldsToObsKeyML, 5, 211, 1e300, &key_),
@@ -217,10 +219,19 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "~UT1-UTC is at most", FamilySetEarthOrientation, 99, 0, 0, 0),
         FAILS(2, "fileopen: ", FamilyLoadEarthOrientation, missing.c_str()),
     };
-    std::set<std::string> tried{
-        "ObsInit",           "ObsSetTTYYear",         "GetObsKeyMode",  "ObsGetCount",        "ObsGetCountGID",
-        "ObsRemoveGID",      "ObsRemoveAll",          "ObsResetSelObs", "ObsSetLoadCallback", "ObsSetSaveCallback",
-        "ObsGetFormatCount", "ObsSetProgressCallback"};  // these have no way to fail
+    std::set<std::string> tried{"ObsInit",
+                                "ObsSetTTYYear",
+                                "GetObsKeyMode",
+                                "ObsGetThreads",
+                                "ObsGetCount",
+                                "ObsGetCountGID",
+                                "ObsRemoveGID",
+                                "ObsRemoveAll",
+                                "ObsResetSelObs",
+                                "ObsSetLoadCallback",
+                                "ObsSetSaveCallback",
+                                "ObsGetFormatCount",
+                                "ObsSetProgressCallback"};  // these have no way to fail
     for (const Failing& one : calls) {
         tried.insert(one.function);
         log_.errors.clear();

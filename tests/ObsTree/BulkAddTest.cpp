@@ -89,4 +89,25 @@ TEST(BulkAdd, standsBesideOtherChanges) {
     obsemptytree();
 }
 
+// Large pages come with the second chunk; what the store holds is the same.
+TEST(BulkAdd, largePagesHoldTheSame) {
+    obsemptytree();
+    gLargePagesWanted = true;
+    constexpr std::int64_t kCount = 150'000;
+    BulkAdd batch(0);
+    for (std::int64_t i = 0; i < kCount; ++i) {
+        ObsRecord rec = rangeRecord(static_cast<double>(i));
+        batch.add(7 * i % kCount, rec);
+    }
+    EXPECT_TRUE(batch.commit().empty());
+    EXPECT_EQ(std::ssize(checkedKeys()), kCount);
+    for (std::int64_t i = 0; i < kCount; i += 1000) {
+        ObsRecord rec;
+        EXPECT_TRUE(obsfindrec(7 * i % kCount, rec));
+        EXPECT_EQ(rec.range, static_cast<double>(i));
+    }
+    obsemptytree();
+    gLargePagesWanted = false;
+}
+
 }  // namespace obs::test

@@ -5,8 +5,9 @@
 
 A case is a run of lines; blank lines and lines beginning with "#" separate cases:
 
-    $ COMMAND      bash, with pipefail, in DATA_FOLDER; obstool is on the path and $T is
-                   a folder for output, new for each case
+    $ COMMAND      bash, with pipefail, in DATA_FOLDER; obstool is on the path, without any
+                   configuration, and $T is a folder for output, new for each case; `configured`
+                   is obstool with its configuration
     ? STATUS       exit status, 0 when left out
     > LINE         a line of standard output; others may stand before and after it
     = LINE         the same, but standard output holds the given lines and no others
@@ -64,14 +65,24 @@ def faults(case, run):
         yield "standard error is not empty"
 
 
+def environment(obstool, folder):
+    """Without what would configure the command; `folder` has it under both names."""
+    for name, options in (("obstool", "--no-config "), ("configured", "")):
+        command = os.path.join(folder, name)
+        with open(command, "w", encoding="utf-8") as file:
+            file.write(f"#!/bin/sh\nexec '{os.path.abspath(obstool)}' {options}\"$@\"\n")
+        os.chmod(command, 0o755)
+    kept = {name: value for name, value in os.environ.items() if not name.startswith(("OBS", "XDG_", "NO_COLOR"))}
+    return dict(kept, PATH=folder + os.pathsep + kept["PATH"], HOME=folder)
+
+
 def main(obstool, data, path):
-    path_variable = os.path.dirname(os.path.abspath(obstool)) + os.pathsep + os.environ["PATH"]
     failed = 0
     cases = read_cases(path)
     for case in cases:
-        with tempfile.TemporaryDirectory() as folder:
+        with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryDirectory() as commands:
             run = subprocess.run(["bash", "-o", "pipefail", "-c", case["command"]], cwd=data, timeout=60,
-                                 env=dict(os.environ, PATH=path_variable, T=folder), check=False,
+                                 env=dict(environment(obstool, commands), T=folder), check=False,
                                  stdin=subprocess.DEVNULL, capture_output=True)
         found = list(faults(case, run))
         if found:

@@ -124,7 +124,7 @@ void putStored(const std::int64_t* keys, std::size_t count, TableBuilder& table,
 
 void putAllStored(std::int32_t order, TableBuilder& table) {
     constexpr std::size_t kAhead = 8;
-    const StandstillGuard guard;
+    const OrderGuard<StandstillGuard> guard(isByKey(order));
     const bool withParts = table.needsParts();
     const std::vector<SlotNumber> slots = obslistslots(order);
     table.expect(slots.size());

@@ -3,7 +3,9 @@
 #include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
 #include "Obs/ObsTree/Keys.h"
+#include "Obs/ObsTree/Pages.h"
 #include "Obs/ObsTypes/Progress.h"
+#include "Obs/ObsTypes/Threads.h"
 
 namespace {
 
@@ -41,6 +43,26 @@ int32_t SetObsKeyMode(int32_t mode) {
     return 2;
 }
 
+int32_t ObsSetLargePages(int32_t isWanted) {
+    if (isWanted == 0 || isWanted == 1) {
+        obs::gLargePagesWanted = isWanted == 1;
+        return 0;
+    }
+    obs::logFailure("ObsSetLargePages", "It is neither 0 nor 1.");
+    return 2;
+}
+
 void ObsSetProgressCallback(int32_t (*report)(int64_t done, int64_t total, void* user), void* user) {
     obs::setProgressReport(report, user);
 }
+
+int32_t ObsSetThreads(int32_t number) {
+    if (number < 0 || number > obs::kMostThreads) {
+        obs::logFailure("ObsSetThreads", "The number of threads must be from 0 to 256.");
+        return 2;
+    }
+    obs::setThreads(number);
+    return 0;
+}
+
+int32_t ObsGetThreads(void) { return obs::threads(); }

@@ -106,6 +106,15 @@ OBS_API int32_t GetObsKeyMode(void);
  *  @return 0, or 2 for another mode. */
 OBS_API int32_t SetObsKeyMode(int32_t mode);
 
+/** @defgroup ObsSetLargePages ObsSetLargePages
+ *  Addition. Whether memory that the store takes from now on may come in pages of 2 MiB, from 65,536 observations on
+ *  and where the system has such pages. Loads and look-ups of millions are then faster as long as the system has them
+ *  at hand, and loads slower when it has to make them first; nothing else differs.
+ *  Threads: any.
+ *  @param[in] isWanted 1, or 0 as at start.
+ *  @return 0, or 2 for another number. */
+OBS_API int32_t ObsSetLargePages(int32_t isWanted);
+
 /** @defgroup ObsSetProgressCallback ObsSetProgressCallback
  *  Addition. Tells how far loads (ObsLoadFile..., ObsLoadSlrFile...) and saves (ObsSave...) of files have come, at most
  *  ten times a second and once when all is read or written, and lets them be cancelled. A cancelled call fails with a
@@ -122,6 +131,22 @@ OBS_API int32_t SetObsKeyMode(int32_t mode);
  *             the library, but not load or save. A result other than 0 cancels. Null ends the reports.
  *  @param[in] user handed to `report` unchanged. */
 OBS_API void ObsSetProgressCallback(int32_t (*report)(int64_t done, int64_t total, void* user), void* user);
+
+/** @defgroup ObsSetThreads ObsSetThreads
+ *  Addition. Sets how many threads a load (ObsLoadFile..., but not ObsLoadSlrFile...) may use, the calling one included.
+ *  What is stored, counted, told and logged is the same with any number, in the same order; callbacks are called on the
+ *  calling thread alone. Files below some hundred kilobytes, limits of lines, laser ranges and what follows
+ *  keyword lines are read by one thread. A callback that forks must not come back in the child.
+ *  Threads: loads that have begun keep their number.
+ *  @param[in] number 1 (at start) the calling thread alone, up to 256; 0 as many as the process has cores, where the
+ *             work is large enough to gain from them.
+ *  @return 0, or 2 for another number. */
+OBS_API int32_t ObsSetThreads(int32_t number);
+
+/** @defgroup ObsGetThreads ObsGetThreads
+ *  Addition. How many threads a load may use.
+ *  @return the number given to ObsSetThreads, 1 at start. */
+OBS_API int32_t ObsGetThreads(void);
 
 /* ----------------------------------------------------------------- keys ---- */
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Cards/Rf.h"
 
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <new>
@@ -31,6 +32,13 @@ private:
 
 constexpr bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
+/// Whether a character ends an item; a table, since each of a line is asked.
+constexpr std::array<bool, 256> kEndsItem = [] {
+    std::array<bool, 256> ends{};
+    for (const char c : {' ', '\t', ','}) ends[static_cast<unsigned char>(c)] = true;
+    return ends;
+}();
+
 const char* pastBlanks(const char* at, const char* end) {
     while (at != end && isBlank(*at)) ++at;
     return at;
@@ -45,7 +53,7 @@ bool splitFree(std::string_view line, Items& items) {
     const char* at = pastBlanks(line.data(), end);
     for (std::string_view& item : items) {
         const char* const start = at;
-        while (at != end && !isBlank(*at) && *at != ',') ++at;
+        while (at != end && !kEndsItem[static_cast<unsigned char>(*at)]) ++at;
         if (at == start) return false;
         item = {start, static_cast<std::size_t>(at - start)};
         at = pastBlanks(at, end);

@@ -57,6 +57,7 @@ struct ReadContext : ReadSettings {
     Pass pass = Pass::whole;
     LinePlace before;  ///< lines and bytes that were read
     LineCounts counts;
+    bool stopsAtBlocks = false;  ///< marks of laser-ranging blocks stop a reading: of a block lines are told by number
     bool messageWithoutYearLine = false;  ///< a TTY message was read before any TTY_YEAR line
     bool yearLineMet = false;
     bool firstPassLineTaken = false;  ///< a line on which the first pass acts was taken as a message's second card

@@ -19,62 +19,13 @@ std::string trimmed(std::string text) {
 }  // namespace
 
 LoadBatch::LoadBatch(LoadState& state, std::int64_t fileSize, std::int64_t bytesPerObservation)
-    : state_(state), batch_(state.run.options.gid, state.run.takeBack) {
+    : LineCollector(state.run.options.gid, state.run.takeBack, state.run.reporter.report != nullptr), state_(state) {
     if (fileSize > 0) batch_.expect(static_cast<std::size_t>(fileSize / bytesPerObservation) + 1);
 }
 
-// --- What readers hand over -------------------------------------------------------------------
-
 void LoadBatch::observation(ObsRecord& rec, std::string_view line, LinePlace place) {
-    if (addressKeysInForce()) return addAtOnce(rec, line, place);
-    const std::int64_t key = getobskey(rec);
-    if (key == kNoKey) return keepBad({}, line, place);
-    state_.status = kStatusOk;
-    noteLine(place.number);
-    batch_.add(key, rec);
-}
-
-CommonFields* LoadBatch::place() { return addressKeysInForce() ? nullptr : &batch_.place(); }
-
-void LoadBatch::observationAtPlace(std::int64_t key, char secClass, bool rotateToDate, const RareFields* rare,
-                                   LinePlace place) {
-    state_.status = kStatusOk;
-    noteLine(place.number);
-    batch_.addAtPlace(key, secClass, rotateToDate, rare);
-}
-
-void LoadBatch::refuse(const Refusal& why, std::string_view line, LinePlace place) { keepBad(why, line, place); }
-
-void LoadBatch::fieldNote(const FieldNote& note, LinePlace place) {
-    keep(note.kind == FieldNote::Kind::zeroed ? Kind::zeroed : Kind::note, {{}, note.text, 0, {}}, {}, place.number);
-}
-
-void LoadBatch::passedOver(std::string_view line, LinePlace place) {
-    if (state_.run.reporter.report == nullptr) return;
-    keep(Kind::passedOver, {"ReadOnlyObs: Not an observation: ", std::string(line), 0, {}}, {}, place.number);
-}
-
-void LoadBatch::note(std::string text) { keep(Kind::note, {{}, std::move(text), 0, {}}, {}, 0); }
-
-void LoadBatch::refuseKeyword(const Refusal& why, LinePlace place) { keep(Kind::fault, why, {}, place.number); }
-
-void LoadBatch::keepBad(const Refusal& why, std::string_view line, LinePlace place) {
-    state_.status = kStatusRefused;
-    keep(Kind::bad, why, line, place.number);
-}
-
-void LoadBatch::keep(Kind kind, const Refusal& what, std::string_view line, std::int64_t lineNumber) {
-    remarks_.push_back({batch_.size(), lineNumber, kind, what, std::string(line)});
-    remarkBytes_ += sizeof(Remark) + what.quoted.size() + line.size();
-}
-
-/// Of the observation that is collected next.
-void LoadBatch::noteLine(std::int64_t lineNumber) {
-    const std::size_t position = batch_.size();
-    const bool inStep = !offsets_.empty() &&
-                        offsets_.back().lineNumber - lineNumber ==
-                            static_cast<std::int64_t>(offsets_.back().position) - static_cast<std::int64_t>(position);
-    if (!inStep) offsets_.push_back({position, lineNumber});
+    if (addressKeysInForce()) addAtOnce(rec, line, place);
+    else LineCollector::observation(rec, line, place);
 }
 
 /// Under address keys there is nothing to gain from a batch: keys are handles and never collide.
@@ -82,42 +33,35 @@ void LoadBatch::addAtOnce(const ObsRecord& rec, std::string_view line, LinePlace
     flush();
     const std::int64_t key = AddObOnly(rec, state_.run.options.gid, state_.run.takeBack);
     if (key == kNoKey) {
-        keepBad({}, line, place);
+        refuse({}, line, place);
         return flush();
     }
     state_.status = kStatusOk;
     state_.run.result.counts.count(key);
 }
 
-// --- Into the store ---------------------------------------------------------------------------
-
-void LoadBatch::drop() {
-    batch_.drop();
-    forget();
-}
-
-void LoadBatch::forget() {
-    remarks_.clear();
-    offsets_.clear();
-    remarkBytes_ = 0;
-    corrections_ = {};
+void LoadBatch::append(BulkAdd::HandedOver& observations, LineRemarks& said, std::int64_t linesBefore) {
+    const std::size_t before = batch_.size();
+    batch_.append(observations);
+    said_.append(said, before, linesBefore);
 }
 
 void LoadBatch::flush() {
+    if (said_.status) state_.status = *said_.status;
     const std::vector<BulkAdd::Refused> duplicates = enter();
     try {
         tellAll(duplicates);
     } catch (const std::bad_alloc&) {  // what is not said is counted
-        forget();
+        said_.clear();
         throw;
     }
-    forget();
+    said_.clear();
 }
 
 void LoadBatch::tellAll(const std::vector<BulkAdd::Refused>& duplicates) {
     auto duplicate = duplicates.cbegin();
-    auto offset = offsets_.cbegin();
-    for (const Remark& remark : remarks_) {
+    auto offset = said_.offsets.cbegin();
+    for (const Remark& remark : said_.remarks) {
         for (; duplicate != duplicates.cend() && duplicate->position < remark.position; ++duplicate)
             tellDuplicate(*duplicate, offset);
         tell(remark);
@@ -129,8 +73,8 @@ void LoadBatch::tellAll(const std::vector<BulkAdd::Refused>& duplicates) {
 /// sufficed to name.
 std::vector<BulkAdd::Refused> LoadBatch::enter() {
     LoadCounts& counts = state_.run.result.counts;
-    for (const Remark& remark : remarks_) counts.bad += remark.kind == Kind::bad ? 1 : 0;
-    counts.slr.add(corrections_);
+    for (const Remark& remark : said_.remarks) counts.bad += remark.kind == LineRemarks::Kind::bad ? 1 : 0;
+    counts.slr.add(said_.corrections);
     const std::size_t collected = batch_.size();
     std::vector<BulkAdd::Refused> duplicates;
     try {
@@ -157,6 +101,7 @@ void LoadBatch::addOneByOne() {
 }
 
 void LoadBatch::tell(const Remark& remark) {
+    using Kind = LineRemarks::Kind;
     switch (remark.kind) {
         case Kind::bad: return tellBad(remark);
         case Kind::passedOver: return state_.report(kLinePassedOver, remark.lineNumber, remark.what.message());
@@ -190,7 +135,7 @@ void LoadBatch::tellBad(const Remark& remark) {
 /// `offset` moves on to the entry that covers the refused observation.
 void LoadBatch::tellDuplicate(const BulkAdd::Refused& refused, std::vector<LineOffset>::const_iterator& offset) {
     if (refuseDuplicate(refused.key) != kDuplicateKey) return;
-    while (offset + 1 != offsets_.cend() && (offset + 1)->position <= refused.position) ++offset;
+    while (offset + 1 != said_.offsets.cend() && (offset + 1)->position <= refused.position) ++offset;
     state_.report(kLineDuplicate, offset->lineNumber + static_cast<std::int64_t>(refused.position - offset->position),
                   duplicateMessage(refused.key));
 }

@@ -12,6 +12,7 @@
 #include "Obs/ObsCardReading/Loading/KeywordLines.h"
 #include "Obs/ObsCardReading/Loading/LoadBatch.h"
 #include "Obs/ObsCardReading/Loading/Pieces.h"
+#include "Obs/ObsCardReading/Loading/PiecesAside.h"
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
 #include "Obs/ObsCardReading/Loading/TextPieces.h"
 #include "Obs/ObsCardReading/Loading/TtyYear.h"
@@ -93,8 +94,11 @@ public:
     /// False when the file turned out to need two passes: nothing was entered then.
     bool run() {
         try {
-            return readAll();
+            const bool isDone = readAll();
+            aside_.reset();
+            return isDone;
         } catch (const std::bad_alloc&) {
+            aside_.reset();
             // What was read so far is entered as far as memory suffices, so that the counts tell of it.
             if (isCertain_) {
                 finish();
@@ -113,7 +117,9 @@ public:
 private:
     void start(Pass pass) {
         isCertain_ = pass != Pass::whole;
-        isStopped_ = false;
+        isStopped_ = isCut_ = false;
+        offset_ = 0;
+        waiting_.clear();
         context_ = {};
         static_cast<ReadSettings&>(context_) = processSettings();
         context_.ttyYear = state_.run.ttyYear;
@@ -126,23 +132,78 @@ private:
     bool readAll() {
         if (context_.pass != Pass::first) state_.status = kStatusOk;
         if (addressKeysInForce() && !becomeCertain(0)) return false;
-        std::string_view piece;
-        bool isLast = false;
-        while (pieces_->next(piece, isLast)) {
-            const bool isCut = cutAtLineLimit(piece);
-            pieces_->took(readPiece(piece, isLast && !isCut, context_, *this));
+        readAsideWhereItGains();
+        while (aside_ ? readNextAside() : readNext()) {
             advance();
             if (!isCertain_ && (isStopped_ || context_.firstPassLineTaken)) return false;
             if (isFull()) {
-                if (!becomeCertain(pieces_->offset())) return false;
+                if (!becomeCertain(offset_)) return false;
                 flush();
             }
-            if (isCut) break;
         }
         endReading(context_, *this);
         flush();
+        aside_.reset();
         finish();
         return true;
+    }
+
+    /// False at the end.
+    bool readNext() {
+        std::string_view piece;
+        bool isLast = false;
+        if (isCut_ || !pieces_->next(piece, isLast)) return false;
+        isCut_ = cutAtLineLimit(piece);
+        pieces_->took(readPiece(piece, isLast && !isCut_, context_, *this));
+        offset_ = pieces_->offset();
+        return true;
+    }
+
+    // --- By several threads --------------------------------------------------------------------
+
+    void readAsideWhereItGains() {
+        const LoadRun& run = state_.run;
+        if (context_.pass == Pass::first || context_.pass == Pass::laserRanges || run.options.maxLines != 0) return;
+        constexpr std::int64_t kLeastShare = 256 * 1024;
+        const std::int32_t count = threadsFor(pieces_->byteCount(), kLeastShare);
+        if (count > 1 && !addressKeysInForce())
+            aside_.emplace(*pieces_, count, run.options.gid, run.reporter.report != nullptr, context_);
+    }
+
+    /// The next piece, as far as it could be read aside from where the lines before it end; the rest of it here.
+    bool readNextAside() {
+        PiecesAside::Piece* const piece = aside_->next();
+        if (piece == nullptr) {
+            if (waiting_.empty() || pieces_->failed()) return false;
+            readOn({}, true);
+            return true;
+        }
+        std::string_view text = piece->text;
+        if (takeAside(*piece)) text.remove_prefix(piece->taken);
+        else PiecesAside::drop(*piece);
+        if (!text.empty()) readOn(text, piece->isLast);
+        offset_ = piece->offset;
+        return true;
+    }
+
+    bool takeAside(PiecesAside::Piece& piece) {
+        ReadContext& after = piece.after;
+        if (!piece.isRead || !waiting_.empty() || !isNothingOpen(context_) || addressKeysInForce() ||
+            after.ttyYear != context_.ttyYear || after.yearLineMet != context_.yearLineMet)
+            return false;
+        append(piece.observations, piece.said, context_.before.number);
+        context_.counts += after.counts;
+        context_.before.number += after.before.number;
+        context_.before.offset += after.before.offset;
+        context_.messageWithoutYearLine = context_.messageWithoutYearLine || after.messageWithoutYearLine;
+        context_.firstPassLineTaken = context_.firstPassLineTaken || after.firstPassLineTaken;
+        return true;
+    }
+
+    void readOn(std::string_view text, bool isLast) {
+        waiting_.append(text);
+        waiting_.erase(0, readPiece(waiting_, isLast, context_, *this));
+        aside_->readFrom(isNothingOpen(context_) && !addressKeysInForce() ? &context_ : nullptr);
     }
 
     void finish() {
@@ -162,7 +223,7 @@ private:
     void advance() {
         Progress& progress = state_.run.progress;
         if (!progress.isWanted()) return;
-        std::int64_t bytes = pieces_->offset();
+        std::int64_t bytes = offset_;
         if (context_.pass == Pass::first) bytes /= 2;
         if (context_.pass == Pass::second) bytes = (bytes + pieces_->byteCount()) / 2;
         progress.advance(std::max(bytes - state_.bytesDone, std::int64_t{0}));
@@ -186,6 +247,8 @@ private:
     /// Whether it is settled that no line from a place on belongs to the first pass; if so, what was collected may be
     /// entered.
     bool becomeCertain(std::int64_t offset) {
+        std::optional<PiecesAside::Pause> pause;
+        if (aside_) pause.emplace(*aside_);
         isCertain_ = isCertain_ || (!context_.firstPassLineTaken &&
                                     !pieces_->anyLineFrom(offset, isFirstPassLine, state_.run.progress));
         return isCertain_;
@@ -241,6 +304,10 @@ private:
 
     std::unique_ptr<LinePieces> pieces_;
     bool isDefaultFile_;
+    std::int64_t offset_ = 0;  ///< place in the file of what follows the latest piece
+    bool isCut_ = false;       ///< at the limit of lines
+    std::optional<PiecesAside> aside_;
+    std::string waiting_;  ///< lines of pieces read aside that wait for those of the next one
     ReadContext context_;
     bool isCertain_ = true;   ///< nothing that was collected will have to be dropped
     bool isStopped_ = false;  ///< at a line that belongs to the first pass

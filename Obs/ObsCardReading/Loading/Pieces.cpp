@@ -92,7 +92,7 @@ private:
         const LineClass lineClass = ObsCardType(card);
         switch (lineClass) {
             case LineClass::notObservation: return isRemark(line) ? count(&LineCounts::comments) : passOver(line);
-            case LineClass::slrBlock: return openBlock(line);
+            case LineClass::slrBlock: return !context_.stopsAtBlocks && openBlock(line);
             case LineClass::slrHeader: return takeStrayHeader(line);
             default: break;
         }

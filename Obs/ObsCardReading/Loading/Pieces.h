@@ -16,7 +16,7 @@ namespace obs {
 /// from, is left as it is after them. A piece that `isLast` ends the text: an unfinished line at its end is a line.
 ///
 /// Returns the bytes that were read. Those left belong to an unfinished line, to a message whose second card is
-/// not there yet, or start with the keyword line at which the sink stopped the reading.
+/// not there yet, or start with the line at which the sink stopped the reading, or the context.
 std::size_t readPiece(std::string_view piece, bool isLast, ReadContext& context, RecordSink& sink);
 
 /// Ends a text: what is still open, a session or a block, is handed over as it is.

@@ -92,6 +92,9 @@ def build(paths: Any, out: str | os.PathLike[str], *, scheduler: str | None = No
     folder = Path(os.path.abspath(out))
     archived = manifest_of(folder, options, rebuild)
     decks, changed, vanished = plan(paths, archived.inputs if archived else ())
+    for deck in decks:
+        if Path(deck.path).is_relative_to(folder):
+            raise ValueError(f"{deck.path} is below the folder of the archive itself")
     if changed:
         raise ArchiveError(f"{len(changed)} inputs of the archive changed since it was built; rebuild=True makes it anew: "
                            + ", ".join(changed[:10]) + (", ..." if len(changed) > 10 else ""))
@@ -149,20 +152,22 @@ class Build:
         self._folder, self._options, self._archived = folder, options, archived
         self._decks, self._account = decks, account
         self._stage = folder / STAGE
-        sensors = _map.settings_of_process()
-        identity = name_of(about().version, json.dumps(options, sort_keys=True), repr(sensors))
-        self._settings = Settings(str(self._stage), str(folder), identity, sensors)
+        self._sensors = _map.settings_of_process()
+        identity = name_of(about().version, json.dumps([options, self._sensors], sort_keys=True))
+        self._settings = Settings(str(self._stage), str(folder), identity)
         self._rows: list[Row] = []
 
     def run(self, scheduler: str | None, workers: int | None, piece_bytes: int, lock: Lock) -> Manifest:
         for one in ("map", "lines", "reduce"):
             (self._stage / one).mkdir(parents=True, exist_ok=True)
+        with replacing(self._settings.sensor_file()) as file:
+            file.write(json.dumps(self._sensors).encode())
         with client_of(scheduler, workers) as client:
             scanned = self._scan(client, piece_bytes)
             groups = list(packs((part for one in scanned for part in one.parts), lambda part: part.length, piece_bytes))
             mapped = self._map(client, groups)
             criteria = self._criteria(mapped)
-            reduced = self._reduce(client, mapped, criteria)
+            reduced = self._reduce(client, groups, mapped, criteria)
         lock.hold()
         self._account.begin("commit", 0, 0)
         manifest = self._manifest(scanned, groups, mapped, criteria, reduced)
@@ -203,20 +208,25 @@ class Build:
             self._rows.append((deck, place, kind, file, line, reason))
         return {deck: asked for deck, asked in criteria.items() if asked}
 
-    def _reduce(self, client: Any, mapped: list[Mapped], criteria: dict[int, str]) -> dict[str, Reduced]:
-        tasks, rows = self._days(mapped, criteria)
+    def _reduce(self, client: Any, groups: list[list[Part]], mapped: list[Mapped],
+                criteria: dict[int, str]) -> dict[str, Reduced]:
+        tasks, rows = self._days(groups, mapped, criteria)
         self._account.begin("reduce", sum(rows), len(tasks))
         found = dict(each(client, _reduce.reduce, enumerate(tasks), self._settings,
                           told=lambda task: self._account.done(rows[task])))
         return {task.day: found[number] for number, task in enumerate(tasks)}
 
-    def _days(self, mapped: list[Mapped], criteria: dict[int, str]) -> tuple[list[Day], list[int]]:
+    def _days(self, groups: list[list[Part]], mapped: list[Mapped],
+              criteria: dict[int, str]) -> tuple[list[Day], list[int]]:
         """The tasks of the days that get rows, and how many each has."""
         old = {one.day: one for one in self._archived.outputs} if self._archived else {}
         whole, begins, ends = (defaultdict[str, list[str]](list) for _ in range(3))
         rows: dict[str, int] = defaultdict(int)
-        for one in mapped:
+        choosy: dict[str, set[int]] = defaultdict(set)
+        for group, one in zip(groups, mapped):
+            chosen = {part.deck for part in group if part.deck in criteria}
             for day, about_day in one.days.items():
+                choosy[day] |= chosen
                 file = str(_map.stage_file(self._settings, day, one.name))
                 whole[day].append(file)
                 rows[day] += about_day["rows"]
@@ -230,7 +240,8 @@ class Build:
             return (*self._old_edge(old.get(other), step), *files)
 
         days = [Day(day, (*([str(self._folder / old[day].path)] if day in old else []), *whole[day]), beside(day, -1),
-                    beside(day, 1), criteria) for day in sorted(whole)]
+                    beside(day, 1), {deck: criteria[deck] for near in (-1, 0, 1)
+                                     for deck in choosy[day_text(day_number(day) + near)]}) for day in sorted(whole)]
         return days, [rows[day.day] for day in days]
 
     def _old_edge(self, output: Output | None, step: int) -> list[str]:
@@ -278,7 +289,9 @@ class Build:
                 file.write(text)
 
             if self._archived and self._archived.lines:
-                put((self._folder / self._archived.lines["path"]).read_bytes())
+                with open(self._folder / self._archived.lines["path"], "rb") as former:
+                    for text in iter(lambda: former.read(1 << 20), b""):
+                        put(text)
                 rows = self._archived.lines["rows"]
             else:
                 put(line_of(LINE_COLUMNS))

@@ -8,6 +8,7 @@ import subprocess
 import sys
 import time
 from collections.abc import Callable, Iterable, Iterator
+from concurrent.futures import CancelledError
 from contextlib import ExitStack, contextmanager
 from typing import Any, TypeVar
 
@@ -16,6 +17,7 @@ from ._manifest import ArchiveError
 
 Item = TypeVar("Item")
 START_S = 60.0
+CONNECT_S = 20.0
 WITHOUT_WORKERS_S = 60.0
 LOOKED_AFTER_S = 2.0
 WAITING_TASKS = 4  # of each worker: the scheduler holds these, not a million
@@ -32,7 +34,7 @@ def client_of(scheduler: str | None, workers: int | None) -> Iterator[Any]:
         if scheduler is None:
             scheduler = stack.enter_context(local(workers or os.cpu_count() or 1))
         try:
-            client = distributed.Client(scheduler, timeout=START_S, set_as_default=False)
+            client = distributed.Client(scheduler, timeout=CONNECT_S, set_as_default=False)
         except OSError as failure:
             raise ArchiveError(f"no scheduler answers at {scheduler}: {failure}") from None
         stack.callback(client.close, timeout=5)
@@ -120,7 +122,7 @@ def result_of(future: Any) -> Any:
         return future.result(timeout=60)
     except distributed.KilledWorker as failure:
         raise ArchiveError(f"the workers of one task died again and again: {failure}") from None
-    except (distributed.TimeoutError, distributed.client.FutureCancelledError) as failure:
+    except (TimeoutError, CancelledError) as failure:
         raise ArchiveError(f"{gone(failure)}") from None
 
 

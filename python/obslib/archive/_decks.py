@@ -67,17 +67,16 @@ def run(job: dict[str, Any]) -> Iterator[dict[str, int]]:
         try:
             process.stdin.write(json.dumps(job).encode())
             process.stdin.close()
-            failure = None
             for line in process.stdout:
                 told = json.loads(line)
-                failure = told.get("failure")
-                if failure is None:
-                    yield told
+                if "system" in told:
+                    raise OSError(*told["system"])
+                if "failure" in told:
+                    raise ArchiveError(told["failure"])
+                yield told
         except BaseException:
             process.kill()
             raise
-    if failure is not None:
-        raise ArchiveError(failure)
     if process.returncode:
         raise ArchiveError(f"the process that wrote the deck ended with status {process.returncode}")
 
@@ -88,7 +87,9 @@ def main() -> None:
     try:
         for told in work(job):
             print(json.dumps(told), flush=True)
-    except (OSError, ValueError) as failure:
+    except OSError as failure:
+        print(json.dumps({"system": (failure.errno, failure.strerror, failure.filename)}), flush=True)
+    except ValueError as failure:
         print(json.dumps({"failure": str(failure)}), flush=True)
 
 

@@ -13,13 +13,14 @@ from typing import Any
 
 import numpy as np
 
-from .. import _columns, _native
+from .. import _native
 from .._errors import unpadded
 from .._extras import needed
 from .._files import KINDS
 from .._family import sensors
 from ._manifest import replacing
 from ._scan import KEYWORD, NOTE, Row
+from ._schema import Stream, schema
 from ._text import Part, name_of, text_of, told_name
 
 BATCH_ROWS = 2**31 - 1
@@ -40,7 +41,10 @@ class Settings:
     stage: str
     out: str
     identity: str
-    sensors: tuple[tuple[int, str, float, float, float], ...]
+
+    def sensor_file(self) -> Path:
+        """What every process reads once; with each task it would go through the scheduler a million times."""
+        return Path(self.stage, f"sensors-{self.identity}.json")
 
 
 @dataclass(slots=True)
@@ -54,11 +58,11 @@ class Mapped:
     told: int = 0  # rows of the file of lines
 
 
-def settings_of_process() -> tuple[tuple[int, str, float, float, float], ...]:
+def settings_of_process() -> list[tuple[int, str, float, float, float]]:
     """The sensors of this process; RF sites without a place are known everywhere."""
     every = [sensors[number] for number in sensors]
-    return tuple((one.number, one.description, one.latitude_deg, one.longitude_deg, one.height_m) for one in every
-                 if one.latitude_deg or one.longitude_deg or one.height_m)
+    return [(one.number, one.description, one.latitude_deg, one.longitude_deg, one.height_m) for one in every
+            if one.latitude_deg or one.longitude_deg or one.height_m]
 
 
 def prepare(settings: Settings) -> None:
@@ -66,8 +70,9 @@ def prepare(settings: Settings) -> None:
     global prepared
     with lock:
         if prepared != settings.identity:
+            known = json.loads(settings.sensor_file().read_bytes())
             sensors.clear()
-            for one in settings.sensors:
+            for one in known:
                 sensors.add(*one)
             prepared = settings.identity
 
@@ -99,25 +104,15 @@ def read(parts: list[Part], settings: Settings) -> Mapped:
     return mapped
 
 
-class Stream:
-    """Hands out a stream once, as a frame would."""
-
-    def __init__(self, capsule: Any) -> None:
-        self._capsule = capsule
-
-    def __arrow_c_stream__(self, requested_schema: object = None) -> Any:
-        return self._capsule
-
-
-def names() -> list[str]:
-    """The columns of the library with the line."""
-    return [*_columns.units(), "line"]
+def columns() -> list[str]:
+    """Those that a text gives: all but where it is from."""
+    return [name for name in schema().names if name not in ("file", "deck", "place")]
 
 
 def rows_of(part: Part, mapped: Mapped, told: list[Row]) -> Any:
     """The rows of a part, with where they are from; what else there is to say of its lines goes to the others."""
     arrow = needed("pyarrow", "archive")
-    stream, counts, reports = _native.read_piece(text_of(part), part.state, part.is_last, names(), BATCH_ROWS)
+    stream, counts, reports = _native.read_piece(text_of(part), part.state, part.is_last, columns(), BATCH_ROWS)
     table = arrow.table(Stream(stream))
     for count in COUNTED:
         mapped.counts[count] += counts[count]

@@ -5,15 +5,16 @@ from __future__ import annotations
 import glob
 import os
 import stat
-from collections.abc import Iterable, Iterator
+from collections.abc import Iterable, Iterator, Mapping
 from dataclasses import dataclass
+from typing import Any
 
 from ._manifest import ArchiveError, Input
 
 Path = str | os.PathLike[str]
 # By their first bytes: what is read through a decompressor, and what is no text at all.
-COMPRESSED = {b"\x1f\x8b": "gzip", b"BZh": "bzip2", b"\xfd7zXZ\0": "xz"}
-OTHER = {b"PK\x03\x04": "a zip file", b"PK\x05\x06": "an empty zip file", b"\x28\xb5\x2f\xfd": "a zstd file",
+COMPRESSED = {b"\x1f\x8b": "gzip", b"\x28\xb5\x2f\xfd": "zstd", b"BZh": "bzip2", b"\xfd7zXZ\0": "xz"}
+OTHER = {b"PK\x03\x04": "a zip file", b"PK\x05\x06": "an empty zip file",
          b"7z\xbc\xaf": "a 7z file", b"\xff\xfe": "UTF-16 text", b"\xfe\xff": "UTF-16 text", b"%PDF": "a PDF document",
          b"PAR1": "a Parquet file", b"\x7fELF": "a program"}
 FIRST_BYTES = 6
@@ -87,7 +88,18 @@ def plan(paths: Path | Iterable[Path], archived: Iterable[Input] = ()) -> tuple[
             continue
         if (now.st_size, now.st_mtime_ns) != (one.size, one.mtime_ns):
             changed.append(path)
+        changed += [f"{include['path']}, which {path} names" for include in one.settings["includes"]
+                    if differs(include)]
     return decks, changed, vanished
+
+
+def differs(include: Mapping[str, Any]) -> bool:
+    """Whether a file that a deck names is there, and another than it was."""
+    try:
+        now = os.stat(include["path"])
+    except OSError:
+        return False
+    return (now.st_size, now.st_mtime_ns) != (include["size"], include["mtime_ns"])
 
 
 def compression(path: str) -> str:

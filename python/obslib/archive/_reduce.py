@@ -17,7 +17,8 @@ from .. import _native
 from .._extras import needed
 from .._store import store
 from ._manifest import ArchiveError, Output, replacing
-from ._map import BATCH_ROWS, DAY_US, EDGE_US, Settings, Stream, day_number, lock, names, prepare
+from ._map import DAY_US, EDGE_US, Settings, day_number, lock, prepare
+from ._schema import schema
 from ._text import name_of
 
 ROW_GROUP = 65536
@@ -84,21 +85,10 @@ def gathered(day: Day) -> tuple[Any, NDArray[np.bool_]]:
             found = parquet.ParquetFile(one).read(use_threads=False)
             since = compute.subtract(found["time"].cast(arrow.int64()), begin)
             tables.append(found.filter(compute.and_(compute.greater_equal(since, 0), compute.less(since, EDGE_US))))
-    table = arrow.concat_tables([empty(), *tables], promote_options="permissive").unify_dictionaries().combine_chunks()
+    table = arrow.concat_tables([schema().empty_table(), *tables], promote_options="permissive").unify_dictionaries().combine_chunks()
     order = np.lexsort([table[name].to_numpy() for name in ("line", "place", "deck")])
     own = order < mine
     return (table.take(order) if (np.diff(order) != 1).any() else table), own
-
-
-def empty() -> Any:
-    """No rows, with all columns of an archive."""
-    arrow = needed("pyarrow", "archive")
-    stream, _, _ = _native.read_piece(b"", _native.first_state(0, 0, False), True, names(), BATCH_ROWS)
-    table = arrow.table(Stream(stream))
-    for name, kind in (("file", arrow.dictionary(arrow.int32(), arrow.utf8())), ("deck", arrow.int32()),
-                       ("place", arrow.int64())):
-        table = table.append_column(name, arrow.array([], kind))
-    return table.replace_schema_metadata(None)
 
 
 def through_store(table: Any, criteria: Mapping[int, str]) -> NDArray[np.int64]:

@@ -111,7 +111,7 @@ def blocks(source: Source, piece_bytes: int) -> Any:
         is_last = False
         while not is_last or text:
             if not is_last:
-                more = file.read() if source.compression else file.read(wanted - len(text))
+                more = file.read() if source.compression else file.read(max(0, wanted - len(text)))
                 text += more
                 is_last = len(text) < wanted or bool(source.compression)
             end = len(text)
@@ -178,7 +178,7 @@ def cut(source: Source, state: str, piece_bytes: int) -> tuple[list[Part], int, 
         wanted = most
         while not is_last or text or not parts:
             if not is_last:
-                text += file.read() if source.compression else file.read(wanted - len(text))
+                text += file.read() if source.compression else file.read(max(0, wanted - len(text)))
                 is_last = len(text) < wanted or bool(source.compression)
             cut_after = 0 if source.compression or is_last and len(text) <= piece_bytes else piece_bytes
             read, _ = _native.scan_piece(text, state, is_last, cut_after)

@@ -3,8 +3,8 @@
 from __future__ import annotations
 
 import bz2
-import gzip
 import hashlib
+import io
 import json
 import lzma
 import os
@@ -14,13 +14,14 @@ from contextlib import contextmanager
 from dataclasses import astuple, dataclass
 from typing import Any, BinaryIO
 
+from .._packed import unpacked
 from ._manifest import ArchiveError
 
 FIRST, SECOND, INCLUDED = 1, 2, 3  # OBS_READ_... of the header
 LASER_FILE = -1
 # Rows of the first pass come before all others of their deck, those of an include file at the line that names it.
 FIRST_PASS_PLACE = -2**40
-OPENERS: dict[str, Callable[[str], Any]] = {"gzip": gzip.open, "bzip2": bz2.open, "xz": lzma.open}
+OPENERS: dict[str, Callable[[str], Any]] = {"": lambda path: open(path, "rb"), "bzip2": bz2.open, "xz": lzma.open}
 
 
 @dataclass(frozen=True, slots=True)
@@ -76,12 +77,20 @@ def unchanged(path: str, size: int, mtime_ns: int) -> None:
 
 @contextmanager
 def opened(path: str, compression: str) -> Iterator[BinaryIO]:
-    """The text of a file, to be read in order. ArchiveError for a compressed file that is damaged."""
+    """The text of a file, to be read in order. An OSError names a compressed file that is damaged."""
+    if compression in ("gzip", "zstd"):
+        with unpacked(path) as text:
+            yield io.BytesIO(text or b"")
+        return
     try:
-        with (OPENERS[compression](path) if compression else open(path, "rb")) as file:
+        with OPENERS[compression](path) as file:
             yield file
-    except (EOFError, gzip.BadGzipFile, lzma.LZMAError, zlib.error) as fault:
-        raise ArchiveError(f"{path} is damaged: {fault}") from None
+    except (EOFError, lzma.LZMAError) as fault:
+        raise OSError(5, f"the {compression} data end too early or are damaged ({fault})", path) from None
+    except OSError as fault:  # bzip2 says no more than that
+        if compression and not fault.filename:
+            raise OSError(5, f"the {compression} data are damaged ({fault})", path) from None
+        raise
 
 
 def text_of(part: Part) -> bytes:
