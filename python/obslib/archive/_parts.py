@@ -64,9 +64,9 @@ def opened(path: str) -> Any:
         raise ArchiveError(f"{path} is in the manifest and not there; has the archive been built anew?") from None
     except (arrow.ArrowInvalid, OSError) as fault:
         raise ArchiveError(f"{path} is damaged: {fault}") from None
-    fault = schema_fault(file.schema_arrow)
-    if fault:
-        raise ArchiveError(f"{path} is damaged: {fault}")
+    strange = schema_fault(file.schema_arrow)
+    if strange:
+        raise ArchiveError(f"{path} is damaged: {strange}")
     return file
 
 

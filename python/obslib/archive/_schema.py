@@ -27,7 +27,8 @@ def schema() -> Any:
     arrow = needed("pyarrow", "archive")
     capsule, _ = _native.read_stream(b"", 0, None, [*_columns.units(), "line"], 1)
     own = arrow.RecordBatchReader.from_stream(Stream(capsule)).schema
-    places = [("file", arrow.dictionary(arrow.int32(), arrow.utf8())), ("deck", arrow.int32()), ("place", arrow.int64())]
+    text = arrow.dictionary(arrow.int32(), arrow.utf8())
+    places = (("file", text), ("deck", arrow.int32()), ("place", arrow.int64()))
     return arrow.schema([*own, *(arrow.field(*one) for one in places)])
 
 
@@ -51,4 +52,9 @@ def to_frame(table: Any) -> Any:
     for place, one in enumerate(table.schema):
         if arrow.types.is_integer(one.type) and one.name not in NEVER_NULL:
             table = table.set_column(place, one.name, table[one.name].cast(arrow.float64(), safe=False))
-    return table.unify_dictionaries().to_pandas()
+    frames = needed("pandas", None)
+
+    def kept(kind: Any) -> Any:  # Dask would make texts of arrays that are objects
+        return frames.ArrowDtype(kind) if arrow.types.is_list(kind) else None
+
+    return table.unify_dictionaries().to_pandas(types_mapper=kept)

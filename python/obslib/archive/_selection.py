@@ -18,8 +18,8 @@ from ._schema import schema, to_frame
 
 @dataclass(frozen=True, slots=True)
 class Reading:
-    """What of an archive is read: `files` out of `files_of`, and of their `bytes_of` bytes the `bytes` of the columns and
-    row groups, and of the footers that tell which."""
+    """What of an archive is read: `files` out of `files_of`, and of their `bytes_of` bytes the `bytes` of the columns
+    and row groups, and of the footers that tell which."""
 
     files: int
     files_of: int
@@ -74,6 +74,7 @@ class ArchiveSelection:
 
     def __arrow_c_stream__(self, requested_schema: object = None) -> Any:
         """An Arrow stream, which reads as it is read: pyarrow.table(selection), polars.DataFrame(selection), ..."""
+        self.parts()  # what is wrong with a file is said by an ArchiveError as long as no stream is in between
         reader = needed("pyarrow", "archive").RecordBatchReader.from_batches(self.schema, self.batches())
         return reader.__arrow_c_stream__(requested_schema)
 
@@ -86,7 +87,7 @@ class ArchiveSelection:
         frames = needed("dask.dataframe", "archive")
         unknown = needed("dask.dataframe.utils", "archive").clear_known_categories
         none = to_frame(self.schema.empty_table())
-        parts = self.parts() or [None]
+        parts: list[Part | None] = [*self.parts()] or [None]
         known = settings_of_process() if "'" in self._criteria or '"' in self._criteria else ()  # names of sensors
         return frames.from_map(frame_of, parts, meta=unknown(none), criteria=self._criteria, columns=self.columns,
                                known=known, enforce_metadata=False)
