@@ -132,7 +132,8 @@ def test_damaged_archives_are_named(built, tmp_path):
 
 def test_refuses_what_is_asked_wrongly(built):
     for call, words in ((lambda: built.select("sat=x"), "column 5"), (lambda: built.convert("xml", "a"), "xml"),
-                        (lambda: built.select(columns=["height"]), "height"), (lambda: built.convert("tty", "a"), "year"),
+                        (lambda: built.select(columns=["height"]), "height"),
+                        (lambda: built.convert("tty", "a"), "year"),
                         (lambda: built.select(columns=["type", "type"]), "once"),
                         (lambda: built.convert("b3", "a", select="x"), "x")):
         with pytest.raises(ValueError, match=words):
