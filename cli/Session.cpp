@@ -68,6 +68,7 @@ bool Session::start() {
     if (!loadSettings(options.earthOrientation, FamilyLoadEarthOrientation)) return false;
     if (wait && !checkCriteria(options)) return false;
     setCorrections(options);
+    ObsSetThreads(options.threads);
     return true;
 }
 

@@ -37,6 +37,8 @@ constexpr auto kFooter = R"~(
 selection, columns, orders, formats, configuration or environment. A FILE holds one observation
 a line, keyword lines and comments ("*" in column 1); the name - stands for standard input.
 Files that are packed with gzip or zstd, whatever their names, are unpacked on the way.
+A folder stands for the files in it and below, a pattern in quotes ("2024/*.obs") for what
+matches it.
 
 The public laser stations are known (the folder OBS_DATA of the environment may hold another
 laser_stations.csv); --sensors adds to them. A correction that is asked for and cannot be

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -9,6 +10,7 @@
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "cli/CommandLine.h"
 #include "cli/Formats.h"
+#include "cli/KeptFile.h"
 #include "cli/Losses.h"
 #include "cli/OptionTree.h"
 #include "cli/commands/Command.h"
@@ -31,6 +33,10 @@ With nothing to tell there is no report. Differences in the last bit of a number
 counted. Biases and what else only CSV lines carry are compared as CSV lines write them;
 sigma lists, which these do not show either, no file can hold.
 
+A file OUT or REPORT that is there already is kept unless --force is given; pipes and devices
+are written. --append adds to OUT. Before OUT takes the place of one of the FILEs it is told what
+that drops beside the form of the lines.
+
 With --strict nothing is written either when laser ranges lack a correction that was asked for.
 
 CRD files take ranges (types 2 and 6) of laser stations alone, in the order of stations,
@@ -40,7 +46,7 @@ struct ConvertOptions : CommonOptions {
     std::string output;
     std::string format;  ///< a name of formats()
     std::string crdData = "npt";
-    bool append = false;
+    bool append = false, force = false;
     std::string strict;  ///< empty, or one of kStrict...
     std::string report;  ///< file for the report; empty: standard error
     bool noReport = false;
@@ -77,14 +83,44 @@ void writeReport(const ConvertOptions& options, const std::string& text, Session
     if (!file) session.fail(options.report, std::strerror(errno != 0 ? errno : EIO));
 }
 
+/// Fails for files that would be replaced without being asked for, before any is read.
+void checkOutputs(const ConvertOptions& options, Session& session) {
+    constexpr auto kThere = "it is there already: --force replaces it";
+    const bool isReported = !options.report.empty() && !options.noReport;
+    if (isReported && options.report == "-" && options.output == "-")
+        return session.fail("--report", "standard output is taken by the observations");
+    if (isReported && options.report != "-" && isSameFile(options.report, options.output))
+        return session.fail("--report", "the observations are written there");
+    if (options.dryRun || options.force) return;
+    const auto isOutput = [&](const std::string& file) { return isSameFile(file, options.output); };
+    const bool isInput = std::any_of(options.files.begin(), options.files.end(), isOutput);
+    if (!options.append && !isInput && isKeptFile(options.output))
+        session.fail(options.output, fmt::format("{}, --append adds to it", kThere));
+    if (isReported && isKeptFile(options.report)) session.fail(options.report, kThere);
+}
+
+/// Tells what is lost of an input that is to be replaced; without --force that is a failure.
+void checkInputs(const ConvertOptions& options, const std::vector<LoadResult>& loaded, Session& session) {
+    if (options.append || !isKeptFile(options.output)) return;
+    for (std::size_t i = 0; i < options.files.size(); ++i) {
+        if (!isSameFile(options.files[i], options.output)) continue;
+        const std::string lost = lostWith(loaded[i], loaded);
+        const std::string drops = fmt::format("replacing it, one of the files read, drops {}",
+                                              lost.empty() ? "nothing but the form of its lines" : lost);
+        if (options.force) complain(options.output, drops);
+        else session.fail(options.output, drops + ": --force does it");
+        return;
+    }
+}
+
 ExitStatus run(const ConvertOptions& options, Output& out) {
     const Format& format = *findFormat(options.format, options.crdData);
     Session session(options, complainOfLine);
-    if (options.report == "-" && options.output == "-")
-        session.fail("--report", "standard output is taken by the observations");
-    else session.start();
+    checkOutputs(options, session);
+    if (session.status() != ExitStatus::failure) session.start();
     if (session.status() == ExitStatus::failure) return session.status();
-    session.load();
+    const std::vector<LoadResult> loaded = session.load();
+    if (!options.dryRun) checkInputs(options, loaded, session);
     // An incomplete result must not take the place of an earlier good one.
     if (session.status() == ExitStatus::failure) return session.status();
     if (options.dryRun) {
@@ -147,7 +183,8 @@ std::function<ExitStatus(Output&)> add(CLI::App& app) {
           {"npt", "frd"})
         ->type_name("DATA")
         ->capture_default_str();
-    app.add_flag("--append", options->append, "Add to the file instead of replacing it");
+    app.add_flag("--append", options->append, "Add to the file OUT");
+    app.add_flag("--force", options->force, "Replace files that are there already");
     app.add_flag("--strict", options->strict,
                  "Write nothing if more than digits would be lost; --strict=exact: or digits")
         ->check(isStrictness());

@@ -49,7 +49,7 @@ def test_paths(tmp_path, monkeypatch):
     assert len(store) == 2
 
 
-def test_settings_end_with_their_deck():
+def test_settings_end_with_their_deck(monkeypatch):
     obslib.load(DECK)
     cards = "\n".join(store.select("type=2 and sat>0").lines("tty")[:2]).encode()
     store.clear()
@@ -60,7 +60,8 @@ def test_settings_end_with_their_deck():
     assert len(store) - before == result.loaded - result.left_out and result.left_out > 0
     with pytest.raises(ValueError, match="column"):
         obslib.load(DECK, select="sat=x")
-    for option in ({"year": 12}, {"threads": 0}):
+    monkeypatch.setenv("OBS_THREADS", "many")
+    for option in ({"year": 12}, {"threads": 0}, {}):
         with pytest.raises(ValueError):
             obslib.load(DECK, **option)
 
