@@ -25,6 +25,10 @@ module obs_interface
     integer(c_int32_t), parameter :: OBS_LINE_BROKEN_OFF = 12
     integer(c_int32_t), parameter :: OBS_SLR_TROPOSPHERE = 1
     integer(c_int32_t), parameter :: OBS_SLR_CENTRE_OF_MASS = 2
+    integer(c_int32_t), parameter :: OBS_READ_WHOLE = 0
+    integer(c_int32_t), parameter :: OBS_READ_FIRST = 1
+    integer(c_int32_t), parameter :: OBS_READ_SECOND = 2
+    integer(c_int32_t), parameter :: OBS_READ_INCLUDED = 3
     integer(c_int32_t), parameter :: OBS_FILE_NOTHING = 0
     integer(c_int32_t), parameter :: OBS_FILE_OBSERVATIONS = 1
     integer(c_int32_t), parameter :: OBS_FILE_LASER_RANGES = 2
@@ -92,6 +96,14 @@ module obs_interface
         integer(c_int32_t) :: laserFile
         integer(c_int32_t) :: atCut
         character(kind=c_char) :: laser(368)
+        integer(c_int32_t) :: pass
+        integer(c_int32_t) :: reserved
+        integer(c_int64_t) :: observations
+        integer(c_int64_t) :: comments
+        integer(c_int64_t) :: keywords
+        integer(c_int64_t) :: laserLines
+        integer(c_int64_t) :: passedOver
+        integer(c_int64_t) :: zeroed
     end type
 
     type, bind(c) :: ObsPass
@@ -498,6 +510,14 @@ module obs_interface
             integer(c_int32_t) :: outcome
         end function ObsReadStateFromText
 
+        function ObsGetNamedFile(line, fileName, name) bind(c, name="ObsGetNamedFile") result(outcome)
+            import
+            character(kind=c_char), intent(in) :: line(512)
+            character(kind=c_char), intent(in) :: fileName(512)
+            character(kind=c_char), intent(out) :: name(512)
+            integer(c_int32_t) :: outcome
+        end function ObsGetNamedFile
+
         function ObsNextCut(bytes, length, from) bind(c, name="ObsNextCut") result(outcome)
             import
             character(kind=c_char), intent(in) :: bytes(*)
@@ -615,6 +635,20 @@ module obs_interface
             character(kind=c_char), intent(out) :: line2(512)
             integer(c_int32_t) :: outcome
         end function ObsGetLines
+
+        function ObsGetCards(count, keys, saveForm, buffer, size, offsets, lengths, statuses) bind(c, &
+            name="ObsGetCards") result(outcome)
+            import
+            integer(c_int32_t), value :: count
+            integer(c_int64_t), intent(in) :: keys(*)
+            integer(c_int32_t), value :: saveForm
+            character(kind=c_char), intent(inout) :: buffer(*)
+            integer(c_int64_t), value :: size
+            integer(c_int64_t), intent(inout) :: offsets(*)
+            integer(c_int32_t), intent(inout) :: lengths(*)
+            integer(c_int32_t), intent(inout) :: statuses(*)
+            integer(c_int32_t) :: outcome
+        end function ObsGetCards
 
         function ObsGetAllFields(obsKey, secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, &
             rangeRate, elRate, azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, &
@@ -778,6 +812,17 @@ module obs_interface
             real(c_double), value :: time
             integer(c_int32_t) :: outcome
         end function ObsGetStates
+
+        function ObsGetStatesMany(count, keys, time, states, statuses) bind(c, name="ObsGetStatesMany") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: count
+            integer(c_int64_t), intent(in) :: keys(*)
+            real(c_double), value :: time
+            real(c_double), intent(inout) :: states(*)
+            integer(c_int32_t), intent(inout) :: statuses(*)
+            integer(c_int32_t) :: outcome
+        end function ObsGetStatesMany
 
         function ObsB3ToCsv(b3Card, csvLine) bind(c, name="ObsB3ToCsv") result(outcome)
             import
@@ -1163,6 +1208,14 @@ module obs_interface
             real(c_double), intent(out) :: heightM
             integer(c_int32_t) :: outcome
         end function FamilyGetSensor
+
+        function FamilyListSensors(room, numbers, count) bind(c, name="FamilyListSensors") result(outcome)
+            import
+            integer(c_int32_t), value :: room
+            integer(c_int32_t), intent(inout) :: numbers(*)
+            integer(c_int32_t), intent(out) :: count
+            integer(c_int32_t) :: outcome
+        end function FamilyListSensors
 
         subroutine FamilyRemoveSensors() bind(c, name="FamilyRemoveSensors")
             import
