@@ -636,6 +636,20 @@ module obs_interface
             integer(c_int32_t) :: outcome
         end function ObsGetLines
 
+        function ObsGetCards(count, keys, saveForm, buffer, size, offsets, lengths, statuses) bind(c, &
+            name="ObsGetCards") result(outcome)
+            import
+            integer(c_int32_t), value :: count
+            integer(c_int64_t), intent(in) :: keys(*)
+            integer(c_int32_t), value :: saveForm
+            character(kind=c_char), intent(inout) :: buffer(*)
+            integer(c_int64_t), value :: size
+            integer(c_int64_t), intent(inout) :: offsets(*)
+            integer(c_int32_t), intent(inout) :: lengths(*)
+            integer(c_int32_t), intent(inout) :: statuses(*)
+            integer(c_int32_t) :: outcome
+        end function ObsGetCards
+
         function ObsGetAllFields(obsKey, secClass, satNum, senNum, obsTime, elOrDec, azOrRa, range, &
             rangeRate, elRate, azRate, rangeAccel, obsType, indicator1, indicator2, altSatNum1, altSatNum2, pos, &
             vel, cleared) bind(c, name="ObsGetAllFields") result(outcome)
@@ -798,6 +812,17 @@ module obs_interface
             real(c_double), value :: time
             integer(c_int32_t) :: outcome
         end function ObsGetStates
+
+        function ObsGetStatesMany(count, keys, time, states, statuses) bind(c, name="ObsGetStatesMany") &
+            result(outcome)
+            import
+            integer(c_int32_t), value :: count
+            integer(c_int64_t), intent(in) :: keys(*)
+            real(c_double), value :: time
+            real(c_double), intent(inout) :: states(*)
+            integer(c_int32_t), intent(inout) :: statuses(*)
+            integer(c_int32_t) :: outcome
+        end function ObsGetStatesMany
 
         function ObsB3ToCsv(b3Card, csvLine) bind(c, name="ObsB3ToCsv") result(outcome)
             import
