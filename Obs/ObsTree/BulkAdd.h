@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Adds many observations at once, with the same result as one by one: duplicates, re-keying and
 /// order of insertion follow the order of adding. Records are written to their final place at once;
-/// keys are settled at `commit`, in one update, in which readers get a turn now and then. The order of a large batch is made when it is first asked for.
+/// keys are settled at `commit`, in one update, in which readers get a turn now and then. The order of a
+/// large batch is made when it is first asked for.
 ///
 /// Threads: one BulkAdd belongs to one thread; others may read and change the store meanwhile.
 #pragma once
