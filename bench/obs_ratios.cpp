@@ -3,7 +3,7 @@
 //
 // Every engine runs in a process of its own, forked fresh for every round, so that no heap is
 // another's; within a round the engines follow each other on the same decks. Times are processor
-// time, but for the two threads of row 9, which are wall time. A line's figure is the median of the
+// time, but for the two threads of row 10, which are wall time. A line's figure is the median of the
 // figures of the rounds, each taken from one round. All stores must load the same counts, list the
 // same keys and write the same bytes, in every round; else nothing is printed.
 #include <algorithm>
@@ -116,49 +116,46 @@ struct Gain {
     Bars time, random;
 };
 constexpr Gain kGains[] = {
-    {1, 2, "load", kNaive, kLoad, {3.5, 5.3}, {5, 7.5}},
-    {3, 3, "load", kBtree, kLoad, {1.5, 2.2}, {1.9, 2.8}},
-    {8, 8, "look-up", kAvl, kLookUp, {2.5, 14}, {2.5, 14}},
-    {8, 8, "look-up", kBtree, kLookUp, {0.65, 3.5}, {0.65, 3.5}},
-    {10, 10, "list -1", kBtree, kList1, {2.0, 2.9}, {1.6, 2.0}},
-    {11, 11, "list -6", kBtree, kList6, {2.0, 3.0}, {1.7, 2.5}},
-    {11, 11, "list -10", kBtree, kList10, {2.0, 3.0}, {1.7, 2.5}},
-    {12, 12, "list 9", kNaive, kList9, {4, 8}, {4, 8}},
-    {13, 13, "save", kNaive, kSave, {6, 9}, {2.8, 4.3}},
-    {15, 15, "remove", kAvl, kRemove, {2, 2.8}, {2, 2.8}},
-    {15, 15, "remove", kBtree, kRemove, {0.9, 1.2}, {0.9, 1.2}},
-    {16, 16, "clear", kNaive, kClear, {3, 4}, {3, 4}},
+    {1, 2, "load", kNaive, kLoad, {6.5, 8}, {kNone, kNone}},
+    {1, 2, "load", kBtree, kLoad, {2.4, 2.9}, {2.5, 4.0}},
+    {10, 10, "look-up", kAvl, kLookUp, {10, 14}, {10, 14}},
+    {10, 10, "look-up", kBtree, kLookUp, {2.5, 4}, {2.5, 4}},
+    {12, 12, "list -1", kBtree, kList1, {3.5, 4.5}, {1.6, 2.0}},
+    {13, 13, "list -6", kBtree, kList6, {3.3, 4.0}, {3.3, 4.0}},
+    {13, 13, "list -10", kBtree, kList10, {3.3, 4.0}, {3.3, 4.0}},
+    {14, 14, "save", kNaive, kSave, {11, 14}, {kNone, kNone}},
+    {16, 16, "remove", kBtree, kRemove, {1.6, 2.0}, {kNone, kNone}},
+    {16, 16, "clear", kNaive, kClear, {10, 17}, {kNone, kNone}},
 };
 
-/// Figures that must stay below their bars, and the one that is not a comparison with a peer.
+/// Figures that must stay below their bars, and the one that is not a comparison with a peer. Rows that are missing here
+/// are those of obs_rows.py.
 const Line kOthers[] = {
-    {4, "load, time / (scan + fresh records)", false, 1.8, 1.15,
+    {3, "load, time / (scan + fresh records)", false, 2.4, 1.8,
      [](Round& r) {
          const double floor = r(kTime, kFloor, kScan) + r(kTime, kFloor, kTouch);
          return r(kTime, kObs, kLoad) / floor;
      }},
-    {5, "load, random / time", false, 2.2, 1.8, [](Round& r) { return r.load(kRandom) / r.load(kTime); }},
-    {5, "load, track / time", false, 1.8, 1.5, [](Round& r) { return r.load(kTrack) / r.load(kTime); }},
-    {6, "load per card, four times the deck / deck", false, 2.0, 1.2,
+    {5, "load per card, four times the deck / deck", false, 1.15, 1.06,
      [](Round& r) { return r.load(kLarge) / r.load(kTime); }},
-    {7, "memory per observation, bytes", false, 275, 170, [](Round& r) { return r(kTime, kObsMemory, kBytes); }},
-    {7, "peak above it, time, bytes", false, 40, 25, [](Round& r) { return r(kTime, kObsMemory, kPeakBytes); }},
-    {7, "peak above it, random, bytes", false, 40, 25, [](Round& r) { return r(kRandom, kObsMemory, kPeakBytes); }},
-    {9, "look-ups, two threads: one (wall)", true, 1.25, 1.5,
+    {6, "memory per observation, bytes", false, 135, 130, [](Round& r) { return r(kTime, kObsMemory, kBytes); }},
+    {6, "peak above it, time, bytes", false, 30, 21, [](Round& r) { return r(kTime, kObsMemory, kPeakBytes); }},
+    {6, "peak above it, random, bytes", false, kNone, kNone,
+     [](Round& r) { return r(kRandom, kObsMemory, kPeakBytes); }},
+    {10, "look-ups, two threads: one (wall)", true, kNone, kNone,
      [](Round& r) { return r(kTime, kObsThreads, kOneThread) / r(kTime, kObsThreads, kTwoThreads); }},
-    {12, "list 9, time, ns per key", false, 30, 15, [](Round& r) { return r(kTime, kObs, kList9); }},
-    {12, "list 9, random, ns per key", false, 30, kNone, [](Round& r) { return r(kRandom, kObs, kList9); }},
-    {14, "save, time / writing the lines alone", false, 4.5, 3,
-     [](Round& r) { return r(kTime, kObs, kSave) / r(kTime, kFloor, kWrite); }},
-    {17, "load by single cards / own load of the file", false, 2.5, 1.5,
-     [](Round& r) { return r(kTime, kObsCards, kLoad) / r.load(kTime); }},
-    {18, "card by key less own look-up, ns", false, 250, 150,
+    {11, "card by key less own look-up, ns", false, kNone, kNone,
      [](Round& r) { return r(kTime, kObs, kCardByKey) - r(kTime, kObs, kLookUp); }},
-    {20, "load, 2 % repeated and 1 % bad / clean", false, 1.4, 1.15,
+    {12, "list 9, time, ns per key", false, kNone, kNone, [](Round& r) { return r(kTime, kObs, kList9); }},
+    {14, "save, time / writing the lines alone", false, 5, 4,
+     [](Round& r) { return r(kTime, kObs, kSave) / r(kTime, kFloor, kWrite); }},
+    {20, "load, 2 % repeated and 1 % bad / clean", false, kNone, kNone,
      [](Round& r) {
          r(kDirty, kBtree, kLoad);  // for the counts
          return r.load(kDirty) / r.load(kTime);
      }},
+    {21, "load by single cards / own load of the file", false, kNone, kNone,
+     [](Round& r) { return r(kTime, kObsCards, kLoad) / r.load(kTime); }},
 };
 
 std::vector<Line> allLines() {
@@ -395,7 +392,7 @@ struct Settings {
     std::filesystem::path directory;
 
     bool covers(const Line& line) const {
-        if (line.row == 6 && !large) return false;
+        if (line.row == 5 && !large) return false;
         return rows.empty() || rows.contains(line.row);
     }
 };
@@ -465,13 +462,18 @@ int printLines(const Settings& settings, std::vector<Round>& rounds) {
     for (const Line& line : allLines()) {
         if (!settings.covers(line)) continue;
         const double figure = medianOf(rounds, line.figure);
-        const auto meets = [&](double bar) { return line.atLeast ? figure >= bar : figure <= bar; };
+        const auto meets = [&](double bar) {
+            return std::isnan(bar) || (line.atLeast ? figure >= bar : figure <= bar);
+        };
         const auto barText = [&](double bar) {
             char text[16];
             std::snprintf(text, sizeof text, "%s %.4g", line.atLeast ? ">=" : "<=", bar);
             return std::string(std::isnan(bar) ? "" : text);
         };
-        const char* const verdict = meets(line.reach) ? "reached" : meets(line.must) ? "pass" : "short";
+        const char* const verdict = std::isnan(line.must) ? ""
+                                    : meets(line.reach)   ? "reached"
+                                    : meets(line.must)    ? "pass"
+                                                          : "short";
         shortLines += !meets(line.must);
         std::printf("%3d  %-44s %9s %9s %9.4g  %s\n", line.row, line.what.c_str(), barText(line.must).c_str(),
                     barText(line.reach).c_str(), figure, verdict);
@@ -539,7 +541,7 @@ constexpr const char* kHelp =
     "  --n N         cards in a deck (1000000)\n"
     "  --rounds N    rounds whose medians are taken (5)\n"
     "  --rows LIST   only these rows, for example 1,2,10\n"
-    "  --large       also row 6, with a deck four times as large\n"
+    "  --large       also row 5, with a deck four times as large\n"
     "  --dir DIR     where decks and saved files go and stay (a temporary directory, in memory\n"
     "                when the system has one)\n";
 

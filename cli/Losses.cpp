@@ -167,6 +167,31 @@ double toReal(std::string_view text) {
     return value;
 }
 
+/// Which observations may show more as CSV lines than ObsGetAllFields does: not those without CSV data, biases, sigmas
+/// and an equinox, unless CSV lines alone show their range rate or RF data.
+std::vector<bool> showMoreAsCsv(const std::vector<std::int64_t>& keys) {
+    // Elements of the array form. CSV data set `kSigmaCount`.
+    constexpr std::size_t kLength = 64, kRangeRateElement = 7, kTypeElement = 11, kEquinoxElement = 22;
+    constexpr std::size_t kAtOnce = 1024;
+    constexpr char kRf = 'R';
+    std::vector<bool> more;
+    more.reserve(keys.size());
+    std::vector<double> arrays(kLength * std::min(kAtOnce, keys.size()));
+    for (std::size_t from = 0; from < keys.size(); from += kAtOnce) {
+        const std::size_t count = std::min(kAtOnce, keys.size() - from);
+        ObsDataToArrays(static_cast<std::int32_t>(count), &keys[from], arrays.data());
+        for (std::size_t i = 0; i < count; ++i) {
+            const double* const array = &arrays[kLength * i];
+            const char type = ObsTypeIToC(static_cast<std::int32_t>(array[kTypeElement]));
+            const bool hasRangeRate = kCsvFields[0].comparedFor.find(type) != std::string_view::npos;
+            const bool isPlain = (hasRangeRate || array[kRangeRateElement] == 0) && type != kRf &&
+                                 std::all_of(array + kEquinoxElement, array + kLength, [](double x) { return x == 0; });
+            more.push_back(!isPlain);
+        }
+    }
+    return more;
+}
+
 /// Goes through the observations and counts.
 class LossFinder {
 public:
@@ -179,7 +204,7 @@ public:
           freeGroup_(freeGroup),
           trial_(format.tryOut(format, freeGroup)) {}
 
-    void examine(std::int64_t key);
+    void examine(std::int64_t key, bool showsMoreAsCsv);
     Losses result();
 
 private:
@@ -216,7 +241,7 @@ private:
     std::vector<Told> toldOfThis_;  ///< what is not in the report yet
 };
 
-void LossFinder::examine(std::int64_t key) {
+void LossFinder::examine(std::int64_t key, bool showsMoreAsCsv) {
     constexpr char kUnknown = ' ';
     observation_ = observationOf(key);
     ++observations_;
@@ -236,7 +261,7 @@ void LossFinder::examine(std::int64_t key) {
     // A type without a character has no number here, so there is nothing to compare.
     if (observation_.type == kUnknown) back[kType] = values[kType];
     for (const Field& field : kFields) compareField(field, values, back);
-    if (!format_.carriesCsvFields()) compareCsvFields(key, tried.csvKey);
+    if (showsMoreAsCsv && !format_.carriesCsvFields()) compareCsvFields(key, tried.csvKey);
     if (beyondCsv) count("delays, rf, process time, snr, flags", {Loss::dropped, 0, "", ""});
     countRestOfTold();
 }
@@ -383,8 +408,9 @@ bool Losses::any(bool exact) const {
 Losses findLosses(const Format& format, std::int64_t firstLine, std::size_t examples, std::int32_t freeGroup) {
     constexpr std::int32_t kAscendingKeys = 9;  // as they are saved
     const std::vector<std::int64_t> keys = storedKeys(kAscendingKeys);
+    const std::vector<bool> more = showMoreAsCsv(keys);
     LossFinder finder(format, firstLine, examples, freeGroup);
-    for (const std::int64_t key : keys) finder.examine(key);
+    for (std::size_t i = 0; i < keys.size(); ++i) finder.examine(keys[i], more[i]);
     return finder.result();
 }
 

@@ -71,6 +71,7 @@ bool Session::start() {
     if (!loadSettings(options.earthOrientation, FamilyLoadEarthOrientation)) return false;
     if (wait && !checksLate_ && !checkCriteria(options)) return false;
     setCorrections(options);
+    ObsSetThreads(options.threads);
     return true;
 }
 

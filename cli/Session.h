@@ -35,6 +35,7 @@ struct CommonOptions : FileArguments {
     std::string troposphere;              ///< one of kTroposphereModels; empty: the first
     bool centreOfMass = false;            ///< of laser ranges
     std::string log;                      ///< empty: none
+    std::int32_t threads = 0;             ///< that load; 0: all cores
     bool quiet = false;                   ///< no progress on a terminal
     std::size_t lineLimit = 10;           ///< most lines or reasons of a kind that are told of a file; 0: all
     bool zeroedFails = false;             ///< values that were taken as 0 are an error

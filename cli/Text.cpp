@@ -147,7 +147,8 @@ bool isUtf8(std::string_view text) {
     constexpr std::size_t kLongest = 4;
     while (!text.empty()) {
         const std::size_t length = utf8Length(text);
-        if (length == 0) return text.size() < kLongest;
+        const auto first = static_cast<unsigned char>(text.front());
+        if (length == 0) return text.size() < kLongest && first >= 0xC2 && first <= 0xF4;
         text.remove_prefix(length);
     }
     return true;

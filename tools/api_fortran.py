@@ -22,7 +22,8 @@ KINDS = {"int32_t": "integer(c_int32_t)", "int64_t": "integer(c_int64_t)",
          "int8_t": "integer(c_int8_t)", "double": "real(c_double)",
          "char": "character(kind=c_char)"}
 # A pointer to numbers that are not constant is one of them, or an array when it has one of these names.
-ARRAYS = {"keys", "obsArrs", "values", "firstColumns", "lastColumns", "drops", "passes", "mask", "numbers"}
+ARRAYS = {"keys", "obsArrs", "values", "firstColumns", "lastColumns", "drops", "passes", "mask", "numbers", "buffer",
+          "offsets", "lengths", "statuses", "states"}
 # A constant text is one of 512 characters, unless it has one of these names.
 TEXTS_OF_ANY_LENGTH = {"bytes"}
 

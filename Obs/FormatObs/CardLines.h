@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstring>
 #include <string_view>
 
 namespace obs {
@@ -16,5 +17,14 @@ struct CardLines {
 
     std::string_view line(std::size_t which) const { return {text[which], length[which]}; }
 };
+
+/// A card is mostly blank at its end, so eight at a time first.
+inline std::size_t withoutBlanks(const char* line, std::size_t length) {
+    constexpr std::string_view kBlanks = "        ";
+    while (length >= kBlanks.size() && std::memcmp(line + length - kBlanks.size(), kBlanks.data(), kBlanks.size()) == 0)
+        length -= kBlanks.size();
+    while (length > 0 && line[length - 1] == ' ') --length;
+    return length;
+}
 
 }  // namespace obs

@@ -43,16 +43,6 @@ public:
 private:
     static constexpr std::size_t kBlockSize = 256 * 1024;
 
-    /// A card is mostly blank at its end, so eight at a time first.
-    static std::size_t withoutBlanks(const char* line, std::size_t length) {
-        constexpr std::string_view kBlanks = "        ";
-        while (length >= kBlanks.size() &&
-               std::memcmp(line + length - kBlanks.size(), kBlanks.data(), kBlanks.size()) == 0)
-            length -= kBlanks.size();
-        while (length > 0 && line[length - 1] == ' ') --length;
-        return length;
-    }
-
     family::Unit unit_;
     std::unique_ptr<char[]> buffer_;
     std::size_t used_ = 0;

@@ -2,8 +2,8 @@
 #include "Obs/ObsTree/BulkAdd.h"
 
 #include <algorithm>
-#include <iterator>
 #include <new>
+#include <span>
 
 namespace obs {
 
@@ -12,8 +12,37 @@ namespace {
 /// Keys ahead of the one being entered whose places are fetched.
 constexpr std::size_t kPrefetchAhead = 24;
 
+/// Observations that are entered before readers get a turn: some 40 ms.
+constexpr std::size_t kSpell = std::size_t{1} << 20;
+
 /// Below this share of the store new nodes are linked at once.
 constexpr std::size_t kLooseShare = 16;
+
+/// Where the observations of a batch come from, noted as they are entered.
+class OriginNotes {
+public:
+    /// Throws std::bad_alloc.
+    explicit OriginNotes(const BatchOrigin* origin) {
+        if (origin == nullptr || !gStore.origins.isKept()) return;
+        file_ = gStore.origins.fileNumber(origin->file);
+        lines_ = origin->lines;
+    }
+
+    /// Of the one that was entered last. False without memory.
+    bool note(std::size_t position) {
+        if (lines_.empty()) return true;
+        while (lines_.size() > 1 && lines_[1].position <= position) lines_ = lines_.subspan(1);
+        const std::int64_t line = lines_[0].lineNumber + static_cast<std::int64_t>(position - lines_[0].position);
+        try {
+            gStore.origins.note(gStore.lastSeqNum, {file_, line});
+            return true;
+        } catch (const std::bad_alloc&) { return false; }
+    }
+
+private:
+    std::int32_t file_ = -1;
+    std::span<const LineRun> lines_;  ///< from the one that is due
+};
 
 }  // namespace
 
@@ -120,69 +149,49 @@ std::vector<BulkAdd::Refused> BulkAdd::commit(std::int64_t* keys, const BatchOri
     const UpdateGuard guard;
     gStore.reserve(pending_.size(), gStore.pools.slotsUsed());
     if (takeBack_ != nullptr) takeBack_->reserve();
+    // Of a large batch the order waits until somebody asks for it.
+    const bool isLarge = pending_.size() >= gStore.tree.size() / kLooseShare;
+    const std::int32_t seqNumBefore = gStore.lastSeqNum;
+    accepted_ = 0;
     std::vector<Refused> refused;
-    const bool allNamed = claimKeys(refused, keys, gStore.origins.isKept() ? origin : nullptr);
-    link();
+    OriginNotes notes(origin);
+    bool allNamed = true;
+    for (std::size_t i = 0; i < pending_.size(); ++i) {
+        if (i % kSpell == kSpell - 1) gProtocol.letReadersIn();
+        if (i + kPrefetchAhead < pending_.size()) gStore.index.prefetch(pending_[i + kPrefetchAhead].key);
+        std::int64_t key = pending_[i].key;
+        const bool isEntered = enter(pending_[i], key, isLarge);
+        accepted_ += isEntered;
+        if (keys != nullptr) keys[i] = isEntered ? key : kDuplicateKey;
+        allNamed = (isEntered ? notes.note(i) : note({i, pending_[i].key}, refused)) && allNamed;
+    }
+    if (takeBack_ != nullptr) takeBack_->note(seqNumBefore, accepted_);
     pending_.clear();
     close();
     if (!allNamed) throw std::bad_alloc{};
     return refused;
 }
 
-/// Settles every key in order of adding and leaves in `pending_` those that were accepted. False when
-/// memory did not suffice to name every refused one.
-bool BulkAdd::claimKeys(std::vector<Refused>& refused, std::int64_t* keys, const BatchOrigin* origin) {
-    bool allNamed = true;
-    std::vector<std::size_t> positions;  // of those accepted
-    if (origin != nullptr) positions.reserve(pending_.size());
-    std::size_t accepted = 0;
-    for (std::size_t i = 0; i < pending_.size(); ++i) {
-        if (i + kPrefetchAhead < pending_.size()) gStore.index.prefetch(pending_[i + kPrefetchAhead].key);
-        Pending pending = pending_[i];
-        const std::int64_t firstKey = pending.key;
-        const bool claimed = gStore.claimKey(pending.slot, pending.key);
-        if (keys != nullptr) keys[i] = claimed ? pending.key : kDuplicateKey;
-        if (claimed) {
-            pending_[accepted++] = pending;
-            if (origin != nullptr) positions.push_back(i);
-            continue;
-        }
+/// Makes an observation one of the store's, under a key that becomes the one it gets. False for a duplicate, which is
+/// released.
+bool BulkAdd::enter(const Pending& pending, std::int64_t& key, bool isLoose) {
+    if (!gStore.claimKey(pending.slot, key)) {
         gStore.pools.release(pending.slot);
-        try {
-            refused.push_back({i, firstKey});
-        } catch (const std::bad_alloc&) { allNamed = false; }
+        return false;
     }
-    pending_.resize(accepted);
-    accepted_ = accepted;
-    std::int32_t seqNum = gStore.takeSeqNums(static_cast<std::uint32_t>(accepted));
-    if (takeBack_ != nullptr) takeBack_->note(seqNum, accepted);
-    if (origin != nullptr) allNamed = noteOrigins(*origin, positions, seqNum) && allNamed;
-    for (const Pending& pending : pending_) {
-        gStore.pools.mark(pending.slot) = {++seqNum, pending.gid};
-        gStore.pools.noteLive(pending.slot);
-    }
-    return allNamed;
+    gStore.pools.mark(pending.slot) = {gStore.takeSeqNums(1) + 1, pending.gid};
+    gStore.pools.noteLive(pending.slot);
+    if (isLoose) gStore.tree.addLoose(pending.slot);
+    else gStore.tree.link(pending.slot);
+    return true;
 }
 
-/// False when memory does not suffice for all of them.
-bool BulkAdd::noteOrigins(const BatchOrigin& origin, const std::vector<std::size_t>& positions, std::int32_t above) {
+/// False without memory.
+bool BulkAdd::note(Refused one, std::vector<Refused>& refused) {
     try {
-        const std::int32_t file = gStore.origins.fileNumber(origin.file);
-        auto run = origin.lines.begin();
-        for (const std::size_t position : positions) {
-            while (std::next(run) != origin.lines.end() && std::next(run)->position <= position) ++run;
-            const std::int64_t line = run->lineNumber + static_cast<std::int64_t>(position - run->position);
-            gStore.origins.note(++above, {file, line});
-        }
+        refused.push_back(one);
         return true;
     } catch (const std::bad_alloc&) { return false; }
-}
-
-/// Of a large batch the order waits until somebody asks for it.
-void BulkAdd::link() {
-    const bool isLarge = pending_.size() >= gStore.tree.size() / kLooseShare;
-    for (const Pending& pending : pending_)
-        isLarge ? gStore.tree.addLoose(pending.slot) : static_cast<void>(gStore.tree.link(pending.slot));
 }
 
 }  // namespace obs

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Adds many observations at once, with the same result as one by one: duplicates, re-keying and
 /// order of insertion follow the order of adding. Records are written to their final place at once;
-/// keys are settled at `commit`, in one update. The order of a large batch is made when it is first asked for.
+/// keys are settled at `commit`, in one update, in which readers get a turn now and then. The order of a
+/// large batch is made when it is first asked for.
 ///
 /// Threads: one BulkAdd belongs to one thread; others may read and change the store meanwhile.
 #pragma once
@@ -57,11 +58,11 @@ public:
     void append(HandedOver& others);
     static void drop(HandedOver& others);
 
-    /// Enters all of them into the store. Returns the positions (counted from 0 in order of adding) and keys
-    /// of those refused as duplicates, in that order. On std::bad_alloc either none is entered, or all but
-    /// the refused ones are and not every refused one could be named; `size()` tells which (0: entered).
-    /// `keys`, unless null, gets the key of each position, 0 for a refused one; `origin`, unless null, says where they
-    /// come from.
+    /// Enters all of them into the store; readers may see a part of a large batch before the rest. Returns the
+    /// positions (counted from 0 in order of adding) and keys of those refused as duplicates, in that order. On
+    /// std::bad_alloc either none is entered, or all but the refused ones are and not every refused one could be named;
+    /// `size()` tells which (0: entered). `keys`, unless null, gets the key of each position, 0 for a
+    /// refused one; `origin`, unless null, says where they come from.
     struct Refused {
         std::size_t position;
         std::int64_t key;
@@ -83,9 +84,8 @@ private:
     void open();
     void topUp();
     void close();
-    bool claimKeys(std::vector<Refused>& refused, std::int64_t* keys, const BatchOrigin* origin);
-    bool noteOrigins(const BatchOrigin& origin, const std::vector<std::size_t>& positions, std::int32_t above);
-    void link();
+    static bool enter(const Pending& pending, std::int64_t& key, bool isLoose);
+    static bool note(Refused one, std::vector<Refused>& refused);
 
     std::int32_t gid_;
     TakeBack* takeBack_;

@@ -20,6 +20,10 @@ constexpr int kSpins = 200;
 /// Longest sleep of an updater between two looks at the readers.
 constexpr std::chrono::microseconds kLongestPause{500};
 
+/// What an updater gives readers to come in before it goes on: 10 ms at most.
+constexpr std::chrono::microseconds kPauseOfTurn{50};
+constexpr int kLongestTurn = 200;
+
 std::atomic<std::uint32_t> gThreads{0};
 
 [[maybe_unused]] const int gForkHandled = pthread_atfork(nullptr, nullptr, [] { gProtocol.afterForkInChild(); });
@@ -40,11 +44,17 @@ std::size_t Protocol::counterOfThread() {
 void Protocol::beginRead() {
     std::atomic<std::int32_t>& counter = counters_[counterOfThread()].readers;
     counter.fetch_add(1);
-    while (isupdating_.load() != 0) {
+    if (isupdating_.load() != 0) beginReadLater(counter);
+}
+
+void Protocol::beginReadLater(std::atomic<std::int32_t>& counter) {
+    waiting_.fetch_add(1);
+    do {
         counter.fetch_sub(1);
         waitForUpdate();
         counter.fetch_add(1);
-    }
+    } while (isupdating_.load() != 0);
+    waiting_.fetch_sub(1);
 }
 
 void Protocol::endRead() { counters_[counterOfThread()].readers.fetch_sub(1); }
@@ -60,6 +70,11 @@ void Protocol::waitForUpdate() {
 
 void Protocol::beginUpdate() {
     beginStandstill();
+    keepReadersOut();
+    setChanging();
+}
+
+void Protocol::keepReadersOut() {
     isupdating_.store(1);
     std::chrono::microseconds pause{20};
     for (int spin = 0; numreads() > 0; ++spin) {
@@ -67,14 +82,26 @@ void Protocol::beginUpdate() {
         std::this_thread::sleep_for(pause);  // a long listing is inside
         pause = std::min(2 * pause, kLongestPause);
     }
-    setChanging();
 }
 
-void Protocol::endUpdate() {
+void Protocol::openToReaders() {
     isChanging_.store(false, std::memory_order_release);
     isupdating_.store(0);
     isupdating_.notify_all();
+}
+
+void Protocol::endUpdate() {
+    openToReaders();
     obs_updatenote_.unlock();
+}
+
+void Protocol::letReadersIn() {
+    if (waiting_.load() == 0) return;
+    openToReaders();
+    // Until those who waited are in, or for as long as a busy machine may need to wake them.
+    for (int turn = 0; turn < kLongestTurn && waiting_.load() > 0; ++turn) std::this_thread::sleep_for(kPauseOfTurn);
+    keepReadersOut();
+    setChanging();
 }
 
 void Protocol::beginStandstill() {
@@ -104,6 +131,7 @@ void Protocol::setChanging() {
 
 void Protocol::afterForkInChild() {
     for (Counter& counter : counters_) counter.readers.store(0);
+    waiting_.store(0);
     isupdating_.store(isChanging_.load() ? kLost : 0);
     new (&obs_updatenote_) std::mutex;  // whoever held it is not in this process
 }

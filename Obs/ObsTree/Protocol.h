@@ -45,6 +45,9 @@ public:
     void beginUpdate();
     void endUpdate();
 
+    /// Inside a long update, the store being whole: readers who wait get a turn, other updaters do not.
+    void letReadersIn();
+
     /// Updaters wait, readers go on: for saves, and for changes that no reader can see.
     void beginStandstill();
     void beginUnseenUpdate();
@@ -66,11 +69,15 @@ private:
     static constexpr std::int32_t kLost = 2;
 
     static std::size_t counterOfThread();
+    void beginReadLater(std::atomic<std::int32_t>& counter);
     void waitForUpdate();
+    void openToReaders();
+    void keepReadersOut();
     void setChanging();
 
     std::array<Counter, kCounters> counters_;
     alignas(64) std::atomic<std::int32_t> isupdating_{0};  ///< 0, 1, or `kLost` for good
+    std::atomic<std::int32_t> waiting_{0};                 ///< readers whose turn is to come
     std::atomic<bool> isChanging_{false};                  ///< what a fork copies now is not whole
     std::mutex obs_updatenote_;
 };

@@ -91,6 +91,18 @@ def expanded(paths: Path | Iterable[Path]) -> list[Path]:
     return found
 
 
+def thread_count(threads: int | None) -> int:
+    """As the library wants it: 0 for all cores."""
+    given = threads if threads is not None else os.environ.get("OBS_THREADS") or 0
+    try:
+        number = int(given)
+    except ValueError:
+        raise ValueError(f"OBS_THREADS is a number of threads, not {given!r}") from None
+    if not (0 if threads is None else 1) <= number <= 256:
+        raise ValueError(f"threads is 1 to 256, not {given}")
+    return number
+
+
 def load(paths: Path | Iterable[Path], *, group: int = 0, select: str | None = None, year: int | None = None,
          threads: int | None = None, progress: Callable[[int, int], object] | None = None) -> LoadResult:
     """Loads files into the store: paths, patterns, or bytes with the lines themselves. Files packed with gzip or (with
@@ -98,12 +110,11 @@ def load(paths: Path | Iterable[Path], *, group: int = 0, select: str | None = N
 
     Each begins without a year (unless `year` gives that of TTY cards), with field keys and without selection; what its
     keyword lines set ends with it. `group` is the number of their group; `select` keeps what meets the criteria.
-    `threads` is the most that may be used; the library reads with one. `progress(done, total)` is called at most ten
-    times a second, with bytes of each file; an exception in it, and Ctrl-C, end the load, and what this file had stored
+    `threads` is the most that may be used: those of the environment's OBS_THREADS, or of all cores, unless given; what
+    is loaded is the same with any number. `progress(done, total)` is called at most ten times a second, with bytes of each file; an exception in it, and Ctrl-C, end the load, and what this file had stored
     is removed again.
     """
-    if threads is not None and threads < 1:
-        raise ValueError(f"threads is 1 or more, not {threads}")
+    _native.set_threads(thread_count(threads))
     if year is not None and not 1900 <= year <= 2999:
         raise ValueError(f"the year of TTY cards is 1900 to 2999, not {year}")
     if select is not None:

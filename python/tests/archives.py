@@ -81,3 +81,30 @@ def b3_lines(seed, count, days=3):
                      f"{second // 3600:02}{second // 60 % 60:02}{second % 60:02}000260917 3321430 71345201 0544915"
                      "                    3 7   4350943509")
     return lines + random.sample(lines, count // 10)
+
+
+def random_decks(folder, seed):
+    """Decks of runs of cards, years, sections and blocks of laser ranges, and files that are named, in any order."""
+    draw = random.Random(seed)
+    deck = DECK.read_bytes().split(b"\n")
+    tty, cards = [line for line in deck[:1500] if line.startswith(b"))")], deck[700:780]
+    laser = [path.read_bytes().split(b"\n")[:80] for path in sorted((TOP / "examples/laser_ranging").glob("crd*"))]
+
+    def run(lines):
+        begin = draw.randrange(len(lines))
+        return lines[begin:begin + draw.randrange(20)]
+
+    def piece():
+        return draw.choice((
+            lambda: [b"TTY_YEAR %d" % draw.choice((2019, 2024))], lambda: [b"SLROBS"], lambda: draw.choice(laser),
+            lambda: run(draw.choice(laser)), lambda: [draw.choice((b"OBSFIL 0.inc", b"obsfil none", b"SLROBS 1.inc"))],
+            lambda: [b"TTY_YEAR x", b"* comment", b"", b"H1 CRD"],
+            lambda: [b"99999", b"1234567 garbage", b"7603901 12"],
+            lambda: run(tty), lambda: run(cards), lambda: run(cards)))()
+
+    def write(name, count, end):
+        (folder / name).write_bytes(b"\n".join(line for _ in range(count) for line in piece()) + end)
+        return folder / name
+
+    write("0.inc", 5, b"\n"), (folder / "1.inc").write_bytes(b"\n".join(draw.choice(laser)))
+    return [write(f"{number}.txt", 12, draw.choice((b"", b"\n"))) for number in range(3)]

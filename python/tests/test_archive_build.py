@@ -8,7 +8,7 @@ import random
 import shutil
 
 import pytest
-from archives import DECK, archived, b3_lines, checksums, here, loaded  # noqa: F401
+from archives import DECK, archived, b3_lines, checksums, here, loaded, random_decks  # noqa: F401
 from conftest import TOP
 
 import obslib
@@ -17,7 +17,7 @@ from obslib import archive
 pytestmark = pytest.mark.usefixtures("here")
 
 
-@pytest.mark.parametrize("cut", [3000, 30000, 1 << 27])
+@pytest.mark.parametrize("cut", [30000, 1 << 27])
 def test_is_what_one_load_gives(tmp_path, cut):
     obslib.sensors.load_laser_stations()
     paths = decks(tmp_path)
@@ -25,6 +25,16 @@ def test_is_what_one_load_gives(tmp_path, cut):
     archive.build(paths, tmp_path / "out", piece_bytes=cut + random.randrange(300))
     for found, expected in zip(archived(tmp_path / "out"), loaded(paths)):
         assert found == expected
+
+
+@pytest.mark.parametrize("seed", range(5))
+def test_any_deck_with_any_cuts_is_what_one_load_gives(tmp_path, seed):
+    obslib.sensors.load_laser_stations()
+    paths = random_decks(tmp_path, seed)
+    archive.build(paths, tmp_path / "out", piece_bytes=random.Random(seed).randrange(200, 4000))
+    for found, expected in zip(archived(tmp_path / "out"), loaded(paths)):
+        # Where a year that cannot be read stands among the lines depends on what a load had to read twice.
+        assert sorted(found) == sorted(expected) if isinstance(found, list) else found == expected
 
 
 def decks(folder):
@@ -38,7 +48,8 @@ def decks(folder):
         "part.txt": deck[-300:],
         "late_year.txt": [*tty[:30], "rubbish", *tty[30:50], "TTY_YEAR 2023", ""],
         "two_years.txt": [*tty[:20], "TTY_YEAR 2022", *tty[20:40], "TTY_YEAR what", "TTY_YEAR 2021", *tty[40:60]],
-        "naming.txt": [*b3_lines(1, 60), "OBSFIL include.txt", *b3_lines(2, 60), "OBSFIL missing.txt", *tty[:9], ""],
+        "naming.txt": [*b3_lines(1, 60), "OBSFIL include.txt", *b3_lines(2, 60), "OBSFIL missing.txt", "OBSFIL " + "x" * 300,
+                       *tty[:9], ""],
         "ranges.txt": ["TTY_YEAR 2019", *b3_lines(4, 40), "SLROBS", lageos, *b3_lines(5, 40), "SLROBS", samples,
                        "SLROBS ranges.frd", *tty[:5], "OBSFIL include.txt", "H1 CRD", ""],
         "again.txt": [*b3_lines(1, 90), lageos]}

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What goes wrong while an archive is built: it comes out the same, or the failure is named and the former one holds."""
+"""What goes wrong during a build: the archive comes out the same, or the failure is named and the former one holds."""
 import json
 import os
 import re
@@ -59,18 +59,21 @@ def test_a_worker_is_killed(decks, undisturbed, tmp_path, monkeypatch, fault):
 
 def test_the_scheduler_is_killed(decks, undisturbed, tmp_path, monkeypatch, request):
     def command(module, *options, **environment):
-        process = subprocess.Popen([sys.executable, "-m", f"distributed.cli.{module}", *options], stdout=subprocess.DEVNULL,
-                                   stderr=subprocess.DEVNULL, env={**os.environ, **environment})
+        process = subprocess.Popen([sys.executable, "-m", f"distributed.cli.{module}", "--no-dashboard", *options],
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                                   env={**os.environ, **environment})
         request.addfinalizer(process.wait)
         request.addfinalizer(process.kill)
         return process
 
     where = tmp_path / "scheduler.json"
-    scheduler = command("dask_scheduler", "--port", "0", "--no-dashboard", "--scheduler-file", str(where))
-    while not where.exists():
+    scheduler = command("dask_scheduler", "--port", "0", "--scheduler-file", str(where))
+    for _ in range(600):
+        if where.exists():
+            break
         time.sleep(0.1)
-    command("dask_worker", "--scheduler-file", str(where), "--nthreads", "1", "--no-nanny", "--no-dashboard", "--preload",
-            str(FAULTS), OBS_FAULT=f"scheduler,{tmp_path / 'happened'},{scheduler.pid}")
+    command("dask_worker", "--scheduler-file", str(where), "--nthreads", "1", "--no-nanny", "--preload", str(FAULTS),
+            OBS_FAULT=f"scheduler,{tmp_path / 'happened'},{scheduler.pid}")
     with pytest.raises(archive.ArchiveError, match="scheduler.*is gone"):
         archive.build(decks, tmp_path / "out", scheduler=json.loads(where.read_text())["address"], piece_bytes=PIECE)
     assert (tmp_path / "out/_stage").exists() and not (tmp_path / "out/manifest.json").exists()
@@ -168,8 +171,8 @@ def test_one_build_at_a_time(decks, tmp_path, caplog):
         (out / "build.lock").write_text(json.dumps({**held, "token": "other"}))
         with pytest.raises(archive.ArchiveError, match="taken .* over"):
             lock.hold()
-    for change, why in (({"process": 2**22 + 5}, "is gone"), ({"host": "elsewhere", "time": time.time() - 301}, "301 s"),
-                        ({"begun": "1"}, "is gone")):
+    for change, why in (({"process": 2**22 + 5}, "is gone"), ({"begun": "1"}, "is gone"),
+                        ({"host": "elsewhere", "time": time.time() - 301}, "301 s")):
         (out / "build.lock").write_text(json.dumps({**held, **change}))
         with _lock.Lock(out):
             assert why in caplog.messages[-1] and "taken over" in caplog.messages[-1]

@@ -53,7 +53,7 @@ def test_paths(tmp_path, monkeypatch):
 
 def test_packed(tmp_path, monkeypatch):
     text = f"OBSFIL in.b3\n{B3}\n".encode()
-    half = zstandard.ZstdCompressor()
+    half = zstandard.ZstdCompressor(write_checksum=True)
     packings = {"gzip": gzip.compress(text[:20]) + gzip.compress(text[20:]),
                 "zstd": half.compress(text[:20]) + half.compress(text[20:])}
     (tmp_path / "in.b3").write_text(B3.replace("24001", "24002") + "\nx\n")
@@ -77,7 +77,7 @@ def test_packed(tmp_path, monkeypatch):
         obslib.load(tmp_path / "zstd")
 
 
-def test_settings_end_with_their_deck():
+def test_settings_end_with_their_deck(monkeypatch):
     obslib.load(DECK)
     cards = "\n".join(store.select("type=2 and sat>0").lines("tty")[:2]).encode()
     store.clear()
@@ -88,7 +88,8 @@ def test_settings_end_with_their_deck():
     assert len(store) - before == result.loaded - result.left_out and result.left_out > 0
     with pytest.raises(ValueError, match="column"):
         obslib.load(DECK, select="sat=x")
-    for option in ({"year": 12}, {"threads": 0}):
+    monkeypatch.setenv("OBS_THREADS", "many")
+    for option in ({"year": 12}, {"threads": 0}, {}):
         with pytest.raises(ValueError):
             obslib.load(DECK, **option)
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "siblings/coords/EarthOrientation.h"
 
+#include <atomic>
 #include <cmath>
 #include <memory>
 #include <mutex>
@@ -48,9 +49,13 @@ TablePointer& currentTable = *new TablePointer(std::make_shared<Table>());
 
 [[maybe_unused]] const int forkHandled = holdAtForks<tableMutex>();
 
+/// Changed after the table, so that who sees a new one with an old number computes again.
+std::atomic<std::uint32_t> tableVersion{0};
+
 void replaceTable(TablePointer table) {
     const std::lock_guard lock(tableMutex);
     currentTable.swap(table);
+    tableVersion.fetch_add(1, std::memory_order_release);
 }
 
 TablePointer tableInForce() {
@@ -130,6 +135,8 @@ EarthOrientation earthorientation(double ds50) {
     const auto day = static_cast<std::size_t>(sinceFirst);
     return between(days[day], days[day + 1], whole + kMjdOfDs50, ds50 - whole);
 }
+
+std::uint32_t earthorientationversion() { return tableVersion.load(std::memory_order_acquire); }
 
 }  // namespace family
 

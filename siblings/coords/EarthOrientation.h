@@ -2,6 +2,8 @@
 /// Earth orientation as the application set it, for conversions within the coordinate library.
 #pragma once
 
+#include <cstdint>
+
 namespace family {
 
 struct EarthOrientation {
@@ -13,5 +15,8 @@ struct EarthOrientation {
 
 /// The values at a time, of one setting or one file, never a mixture of two.
 EarthOrientation earthorientation(double ds50);
+
+/// Another number after each change of the values.
+std::uint32_t earthorientationversion();
 
 }  // namespace family

@@ -13,6 +13,22 @@ namespace {
 constexpr double kJulianDateOfDs50 = 2433281.5;
 constexpr double kTtMinusTaiS = 32.184;
 
+/// NOTE: one run through the nutation series, which is nearly all of the cost; eraNutm80 and eraEqeq94 would make it
+/// two. The two small terms and the argument of the Moon's node are those of eraEqeq94.
+Nutation computedNutation(const Epoch& epoch) {
+    Nutation nutation;
+    double longitude = 0, obliquity = 0;
+    eraNut80(epoch.ttDay, epoch.ttFraction, &longitude, &obliquity);
+    const double meanObliquity = eraObl80(epoch.ttDay, epoch.ttFraction);
+    eraNumat(meanObliquity, longitude, obliquity, nutation.matrix);
+    const double t = ((epoch.ttDay - ERFA_DJ00) + epoch.ttFraction) / ERFA_DJC;
+    const double node = eraAnpm((450160.280 + (-482890.539 + (7.455 + 0.008 * t) * t) * t) * ERFA_DAS2R +
+                                std::fmod(-5.0 * t, 1.0) * ERFA_D2PI);
+    nutation.equationOfEquinoxes = longitude * std::cos(meanObliquity) +
+                                   ERFA_DAS2R * (0.00264 * std::sin(node) + 0.000063 * std::sin(node + node));
+    return nutation;
+}
+
 }  // namespace
 
 /// NOTE: not ERFA's conversion from UTC, which stretches the day of a leap second; days
@@ -36,20 +52,9 @@ bool epochOf(double ds50, Epoch& epoch) {
     return true;
 }
 
-/// NOTE: one run through the nutation series, which is nearly all of the cost; eraNutm80 and eraEqeq94 would make it
-/// two. The two small terms and the argument of the Moon's node are those of eraEqeq94.
-Nutation nutationOf(const Epoch& epoch) {
-    Nutation nutation;
-    double longitude = 0, obliquity = 0;
-    eraNut80(epoch.ttDay, epoch.ttFraction, &longitude, &obliquity);
-    const double meanObliquity = eraObl80(epoch.ttDay, epoch.ttFraction);
-    eraNumat(meanObliquity, longitude, obliquity, nutation.matrix);
-    const double t = ((epoch.ttDay - ERFA_DJ00) + epoch.ttFraction) / ERFA_DJC;
-    const double node = eraAnpm((450160.280 + (-482890.539 + (7.455 + 0.008 * t) * t) * t) * ERFA_DAS2R +
-                                std::fmod(-5.0 * t, 1.0) * ERFA_D2PI);
-    nutation.equationOfEquinoxes = longitude * std::cos(meanObliquity) +
-                                   ERFA_DAS2R * (0.00264 * std::sin(node) + 0.000063 * std::sin(node + node));
-    return nutation;
+const Nutation& nutationOf(const Epoch& epoch) {
+    thread_local OfLastTime<Nutation> last;
+    return last.at(epoch.ttDay, epoch.ttFraction, [&](Nutation& nutation) { nutation = computedNutation(epoch); });
 }
 
 double withinTurn(double angle) {

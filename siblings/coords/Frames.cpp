@@ -11,14 +11,16 @@ namespace {
 
 /// Rotation of the Earth at one time.
 struct EarthRotation {
+    bool isKnown = false;
     double toPole[3][3];         ///< ITRS to the frame of the instantaneous pole (PEF)
     double toMeanEquinox[3][3];  ///< PEF to TEME
     double rateRads = 0;         ///< about the pole
 };
 
-bool earthRotation(double ds50, EarthRotation& rotation) {
+void computeEarthRotation(double ds50, EarthRotation& rotation) {
     Epoch epoch;
-    if (!epochOf(ds50, epoch)) { return false; }
+    rotation.isKnown = epochOf(ds50, epoch);
+    if (!rotation.isKnown) { return; }
     const EarthOrientation earth = earthorientation(ds50);
     double toItrs[3][3];
     eraPom00(earth.xpArcsec * ERFA_DAS2R, earth.ypArcsec * ERFA_DAS2R, 0, toItrs);
@@ -26,7 +28,13 @@ bool earthRotation(double ds50, EarthRotation& rotation) {
     eraIr(rotation.toMeanEquinox);
     eraRz(-eraGmst82(epoch.utcDay, epoch.utcFraction + earth.dut1S / ERFA_DAYSEC), rotation.toMeanEquinox);
     rotation.rateRads = earthrotationrads() * (1 - earth.lodS / ERFA_DAYSEC);
-    return true;
+}
+
+EarthRotation earthRotation(double ds50) {
+    thread_local OfLastTime<EarthRotation> last;
+    // Asked for before the values: those of a setting that comes meanwhile are then computed once more.
+    const auto version = static_cast<double>(earthorientationversion());
+    return last.at(ds50, version, [ds50](EarthRotation& rotation) { computeEarthRotation(ds50, rotation); });
 }
 
 /// Adds the velocity that the rotation of a frame gives, `factor` 1, or takes it away, -1.
@@ -46,22 +54,33 @@ void rotateBack(double matrix[3][3], StateKm& state) {
     eraTrxp(matrix, state.velKms, state.velKms);
 }
 
-bool j2000ToTeme(double ds50, double matrix[3][3]) {
+/// From J2000 to TEME.
+struct MeanOfJ2000 {
+    bool isKnown = false;
+    double matrix[3][3];
+};
+
+void computeJ2000(double ds50, MeanOfJ2000& mean) {
     Epoch epoch;
-    if (!epochOf(ds50, epoch)) { return false; }
+    mean.isKnown = epochOf(ds50, epoch);
+    if (!mean.isKnown) { return; }
     Nutation nutation = nutationOf(epoch);
     double precession[3][3];
     eraPmat76(epoch.ttDay, epoch.ttFraction, precession);
-    eraRxr(nutation.matrix, precession, matrix);
-    eraRz(nutation.equationOfEquinoxes, matrix);
-    return true;
+    eraRxr(nutation.matrix, precession, mean.matrix);
+    eraRz(nutation.equationOfEquinoxes, mean.matrix);
+}
+
+MeanOfJ2000 j2000ToTeme(double ds50) {
+    thread_local OfLastTime<MeanOfJ2000> last;
+    return last.at(ds50, 0, [ds50](MeanOfJ2000& mean) { computeJ2000(ds50, mean); });
 }
 
 }  // namespace
 
 void itrstoteme(double ds50, const StateKm& itrs, StateKm& teme) {
-    EarthRotation earth;
-    if (!earthRotation(ds50, earth)) {
+    EarthRotation earth = earthRotation(ds50);
+    if (!earth.isKnown) {
         teme = noState();
         return;
     }
@@ -73,8 +92,8 @@ void itrstoteme(double ds50, const StateKm& itrs, StateKm& teme) {
 }
 
 void temetoitrs(double ds50, const StateKm& teme, StateKm& itrs) {
-    EarthRotation earth;
-    if (!earthRotation(ds50, earth)) {
+    EarthRotation earth = earthRotation(ds50);
+    if (!earth.isKnown) {
         itrs = noState();
         return;
     }
@@ -86,20 +105,20 @@ void temetoitrs(double ds50, const StateKm& teme, StateKm& itrs) {
 }
 
 void j2000toteme(double ds50, const StateKm& j2000, StateKm& teme) {
-    double matrix[3][3];
+    MeanOfJ2000 mean = j2000ToTeme(ds50);
     teme = j2000;
-    if (j2000ToTeme(ds50, matrix)) {
-        rotate(matrix, teme);
+    if (mean.isKnown) {
+        rotate(mean.matrix, teme);
     } else {
         teme = noState();
     }
 }
 
 void temetoj2000(double ds50, const StateKm& teme, StateKm& j2000) {
-    double matrix[3][3];
+    MeanOfJ2000 mean = j2000ToTeme(ds50);
     j2000 = teme;
-    if (j2000ToTeme(ds50, matrix)) {
-        rotateBack(matrix, j2000);
+    if (mean.isKnown) {
+        rotateBack(mean.matrix, j2000);
     } else {
         j2000 = noState();
     }

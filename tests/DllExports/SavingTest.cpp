@@ -163,4 +163,51 @@ TEST_F(SaveCounts, ofSeveralAndOfFailures) {
 
 }  // namespace
 
+/// What a save would write of one observation.
+std::string linesOf(std::int64_t key, int form, std::int32_t& status) {
+    char lines[2][512];
+    status = ObsGetLines(key, form, lines[0], lines[1]);
+    std::string text;
+    for (const char* line : lines) {
+        const std::string all(line, sizeof lines[0]);
+        const std::size_t length = all.find_last_not_of(' ') + 1;
+        if (length > 0) text += all.substr(0, length) + "\n";
+    }
+    return text;
+}
+
+TEST_F(SaveCounts, cardsOfManyKeysAreThoseOfEach) {
+    for (const char* type : {"1", "2", "4", "7", "9"})
+        for (const char* satellite : {"5", "345678"}) ObsAddFrCsv(csvLine({{2, satellite}, {20, type}}).c_str());
+    std::vector<std::int64_t> keys(static_cast<std::size_t>(ObsGetCount()));
+    ObsGetLoaded(9, keys.data());
+    keys.insert(keys.begin() + 3, 77);
+    const auto count = static_cast<std::int32_t>(keys.size());
+    std::vector<std::int64_t> offsets(keys.size());
+    std::vector<std::int32_t> lengths(keys.size()), statuses(keys.size());
+    for (int form = 0; form < 4; ++form)
+        for (const std::size_t size : {std::size_t{300}, 1026 * keys.size()}) {
+            std::string buffer(size, '~'), written;
+            EXPECT_EQ(ObsGetCards(count, keys.data(), form, buffer.data(), std::ssize(buffer), offsets.data(),
+                                  lengths.data(), statuses.data()),
+                      2);
+            bool isFull = false;
+            for (std::size_t i = 0; i < keys.size(); ++i) {
+                std::int32_t status = 0;
+                const std::string lines = linesOf(keys[i], form, status);
+                isFull = isFull || (status == 0 && written.size() + lines.size() > size);
+                if (isFull && keys[i] != 77) status = 1;
+                EXPECT_EQ(statuses[i], status) << form << " " << i;
+                EXPECT_EQ(std::string_view(buffer).substr(static_cast<std::size_t>(offsets[i]),
+                                                          static_cast<std::size_t>(lengths[i])),
+                          status == 0 ? lines : "")
+                    << form << " " << i;
+                if (status == 0) written += lines;
+            }
+            EXPECT_EQ(isFull, size == 300 && form != 3) << form;
+            EXPECT_EQ(buffer.substr(0, written.size()), written);
+            EXPECT_EQ(buffer.find_first_not_of('~', written.size()), std::string::npos) << form << " " << size;
+        }
+}
+
 }  // namespace obs::test

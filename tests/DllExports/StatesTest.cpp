@@ -218,6 +218,40 @@ TEST_F(StatesOf, otherTimesNeedAVelocity) {
     EXPECT_EQ(log_.errors.size(), 7u);
 }
 
+// One call gives what many give, in whatever order times come, and beside a change of the Earth's orientation.
+TEST_F(StatesOf, manyAsOneByOne) {
+    std::vector<std::int64_t> keys;
+    for (const int type : {1, 2, 5, 11, 4, 7, 8, 9})
+        for (const double later : {0.0, 1e-3, 0.0}) {
+            Array obsArr = fullArray(type);
+            obsArr[3] += later;
+            obsArr[1] += static_cast<double>(keys.size());
+            keys.push_back(ObsAddFrArray(obsArr.data()));
+        }
+    keys.insert(keys.begin() + 5, 77);
+    std::vector<double> states(64 * keys.size());
+    std::vector<std::int32_t> statuses(keys.size());
+    for (const double dut1 : {0.0, 0.5})
+        for (const double time : {0.0, kTime + 1}) {
+            EXPECT_EQ(FamilySetEarthOrientation(dut1, 0, 0, 0), 0);
+            EXPECT_EQ(ObsGetStatesMany(static_cast<std::int32_t>(keys.size()), keys.data(), time, states.data(),
+                                       statuses.data()),
+                      2);
+            EXPECT_EQ(log_.errors.back(),
+                      "ObsGetStatesMany: Unable to locate 1 of 25 obsKeys in the OBS binary tree, "
+                      "the first being                  77.");
+            for (std::size_t i = 0; i < keys.size(); ++i) {
+                FamilySetEarthOrientation(0.25, 0, 0, 0);  // so that nothing is there from the call above
+                statesAt(keys[i], kTime + 0.5);
+                FamilySetEarthOrientation(dut1, 0, 0, 0);
+                const Array one = statesAt(keys[i], time);
+                EXPECT_TRUE(std::equal(one.begin(), one.end(), &states[64 * i])) << i << " " << time;
+                EXPECT_EQ(statuses[i], one[0] == 0 ? 2 : 0) << i;
+            }
+        }
+    FamilySetEarthOrientation(0, 0, 0, 0);
+}
+
 // Whatever an array holds: numbers where the mask says so, zeros elsewhere.
 TEST_F(StatesOf, anyNumbers) {
     for (int type = -1; type <= 20; ++type)

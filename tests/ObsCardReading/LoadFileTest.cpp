@@ -258,6 +258,8 @@ TEST_F(LoadFileTest, aYearThatIsNoneChangesNothing) {
     }
     load("TTY_YEAR=+2025\r\n");
     EXPECT_EQ(ttyYear(), 2025);
+    SetTTYYear(0);
+    EXPECT_EQ(load("TTY_YEAR x\n" + card + "TTY_YEAR 2024\n"), 0) << "the first pass finds the year";
 }
 
 TEST_F(LoadFileTest, theOptionsOfALoad) {

@@ -404,4 +404,17 @@ TEST_F(StoreTest, keepsWholeRecords) {
     }
 }
 
+TEST(Protocol, readersGetATurnInALongUpdate) {
+    std::atomic<bool> wasIn{false};
+    gProtocol.beginUpdate();
+    std::thread reader([&] {
+        const ReadGuard guard;
+        wasIn = true;
+    });
+    for (; !wasIn; std::this_thread::yield()) gProtocol.letReadersIn();
+    EXPECT_EQ(gProtocol.numreads(), 0) << "the update goes on alone";
+    gProtocol.endUpdate();
+    reader.join();
+}
+
 }  // namespace obs::test

@@ -53,6 +53,17 @@ std::int32_t UnknownKeys::status(std::string_view name, std::size_t asked) const
     return kStatusRefused;
 }
 
+void RefusedKeys::note(std::int64_t key, const Refusal& why) {
+    if (count++ == 0) first = keyText(key) + ": " + why.message();
+}
+
+std::int32_t RefusedKeys::status(std::string_view name, std::size_t asked) const {
+    if (count == 0) return kStatusOk;
+    logFailure(name, std::to_string(count) + " of " + std::to_string(asked) +
+                         " observations are refused, the first being that with obsKey " + first);
+    return kStatusRefused;
+}
+
 std::string_view trimmedText(const char* text) {
     const std::string_view view = family::chararrtostr(text);
     return view.substr(std::min(view.find_first_not_of(' '), view.size()));

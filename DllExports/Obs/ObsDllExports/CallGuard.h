@@ -7,10 +7,12 @@
 #include <cstdint>
 #include <exception>
 #include <initializer_list>
+#include <string>
 #include <string_view>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "Obs/CardLayouts/Columns.h"
+#include "Obs/CardLayouts/Refusal.h"
 #include "Obs/ObsCardReading/Loading/AddObs.h"
 #include "siblings/include/Services.h"
 
@@ -39,6 +41,16 @@ struct UnknownKeys {
     void note(std::int64_t key) {
         if (count++ == 0) first = key;
     }
+    /// 0, or 2 after the message.
+    std::int32_t status(std::string_view name, std::size_t asked) const;
+};
+
+/// Counts what many keys were refused for, for one message about all of them.
+struct RefusedKeys {
+    std::size_t count = 0;
+    std::string first;  ///< key and reason
+
+    void note(std::int64_t key, const Refusal& why);
     /// 0, or 2 after the message.
     std::int32_t status(std::string_view name, std::size_t asked) const;
 };

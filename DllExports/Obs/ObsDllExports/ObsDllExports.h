@@ -759,6 +759,23 @@ OBS_API int32_t ObsFieldsToCsv(char secClass, int32_t satNum, int32_t senNum, do
  *          observation (an RF line of an unknown sensor: the error of the sensor look-up). */
 OBS_API int32_t ObsGetLines(int64_t obsKey, int32_t saveForm, char line1[512], char line2[512]);
 
+/** @defgroup ObsGetCards ObsGetCards
+ *  Addition. Writes many stored observations as lines of a save form into one buffer, one after the other in the order
+ *  of the keys: each line as a save writes it, ended by a line feed, both cards of a TTY message. An observation for
+ *  which there is no room is left out, as are those after it.
+ *  @param[in]  count   number of keys, 0 or more.
+ *  @param[in]  keys    their keys.
+ *  @param[in]  saveForm as ObsSaveFile.
+ *  @param[out] buffer  the lines; no NUL at the end.
+ *  @param[in]  size    bytes of the buffer; 1026 for each key always suffice, 91 for each B3 card.
+ *  @param[out] offsets place in the buffer of each observation's first line, from 0.
+ *  @param[out] lengths bytes of its lines, line feeds included; 0 where nothing was written.
+ *  @param[out] statuses of each key: 0; 1 no room, or after such a one; 2 no stored observation has it, or the form cannot carry the
+ *              observation (an RF line of an unknown sensor: the error of the sensor look-up).
+ *  @return 0, or 2 when a status is not 0, or there is no such form (logged once, with how many and the first). */
+OBS_API int32_t ObsGetCards(int32_t count, const int64_t* keys, int32_t saveForm, char* buffer, int64_t size,
+                            int64_t* offsets, int32_t* lengths, int32_t* statuses);
+
 /** @defgroup ObsGetAllFields ObsGetAllFields
  *  The fields F of a stored observation.
  *  @param[in]  obsKey key of a stored observation.
@@ -991,6 +1008,17 @@ OBS_API int32_t ObsDataToStates(const double obsArr[64], double states[64]);
  *  @return 0, or 2 when no stored observation has this key, for a time other than its own when it gives no velocity
  *          or two-body motion cannot be followed to that time, and as ObsDataToStates. */
 OBS_API int32_t ObsGetStates(int64_t obsKey, double states[64], double time);
+
+/** @defgroup ObsGetStatesMany ObsGetStatesMany
+ *  Addition. As ObsGetStates, for many stored observations in one call. Those of one time that follow one another are
+ *  quickest: what depends on the time alone is computed once.
+ *  @param[in]  count  number of keys, 0 or more.
+ *  @param[in]  keys   their keys.
+ *  @param[in]  time   as ObsGetStates, for all of them.
+ *  @param[out] states count times 64 reals, one observation after the other; zeros where the status is not 0.
+ *  @param[out] statuses of each key, what ObsGetStates gives.
+ *  @return 0, or 2 when a status is not 0 (logged once, with how many and the first). */
+OBS_API int32_t ObsGetStatesMany(int32_t count, const int64_t* keys, double time, double* states, int32_t* statuses);
 
 /* ----------------------------------------------------------- conversions ---- */
 

@@ -70,6 +70,50 @@ bool parse(const char* line1, std::string_view line2, std::string_view unsupport
     return !refusal;
 }
 
+/// Lines of one observation after the other in a caller's buffer.
+class CardBuffer {
+public:
+    CardBuffer(const obs::CardWriting& writing, char* buffer, std::int64_t size)
+        : writing_(writing), buffer_(buffer), size_(size) {}
+
+    /// The next observation's lines; 0, 1 when there is no room, or the status of the refusal that `why` becomes.
+    std::int32_t add(const obs::ObsRecord& rec, std::int64_t& offset, std::int32_t& length, obs::MaybeRefusal& why) {
+        offset = used_;
+        if (isFull_) return kNoRoom;
+        obs::CardLines lines{{texts_[0], texts_[1]}, {}};
+        why = writing_.write(rec, lines);
+        if (why) return why->status;
+        for (std::size_t which = 0; which < lines.length.size(); ++which)
+            if (lines.length[which] > 0 &&
+                !append({texts_[which], obs::withoutBlanks(texts_[which], lines.length[which])})) {
+                isFull_ = true;
+                used_ = offset;
+                return kNoRoom;
+            }
+        length = static_cast<std::int32_t>(used_ - offset);
+        return kStatusOk;
+    }
+
+private:
+    static constexpr std::int32_t kNoRoom = 1;
+
+    bool append(std::string_view line) {
+        const auto length = static_cast<std::int64_t>(line.size());
+        if (size_ - used_ <= length) return false;
+        line.copy(buffer_ + used_, line.size());
+        used_ += length;
+        buffer_[used_++] = '\n';
+        return true;
+    }
+
+    const obs::CardWriting& writing_;
+    char* const buffer_;
+    const std::int64_t size_;
+    std::int64_t used_ = 0;
+    bool isFull_ = false;
+    char texts_[2][obs::kCardLength];
+};
+
 }  // namespace
 
 int32_t ObsB3Parse(const char* b3Card, char* secClass, int32_t* satNum, int32_t* senNum, double* obsTime,
@@ -172,6 +216,35 @@ int32_t ObsGetLines(int64_t obsKey, int32_t saveForm, char line1[512], char line
     }
     return getText("ObsGetLines", obsKey, {line1, line2}, format->writing->writesParts, [&](const obs::ObsRecord& rec) {
         return obs::writeLines(format->writing->write, rec, line1, line2);
+    });
+}
+
+int32_t ObsGetCards(int32_t count, const int64_t* keys, int32_t saveForm, char* buffer, int64_t size, int64_t* offsets,
+                    int32_t* lengths, int32_t* statuses) {
+    if (obs::refuseCount("ObsGetCards", count, {keys, buffer, offsets, lengths, statuses})) return kStatusRefused;
+    const auto total = static_cast<std::size_t>(count);
+    std::fill_n(offsets, total, 0);
+    std::fill_n(lengths, total, 0);
+    std::fill_n(statuses, total, kStatusRefused);
+    const obs::CardFormat* format = obs::cardFormatOfForm(saveForm);
+    if (format == nullptr || size < 0) {
+        obs::logFailure("ObsGetCards", format == nullptr ? "No format has this save form."
+                                                         : "The size of the buffer must not be negative.");
+        return kStatusRefused;
+    }
+    return obs::guarded("ObsGetCards", kStatusRefused, [&] {
+        CardBuffer cards(*format->writing, buffer, size);
+        obs::UnknownKeys unknown;
+        obs::RefusedKeys refused;
+        obs::MaybeRefusal why;
+        obs::obsfindrecs(keys, total, format->writing->writesParts, [&](std::size_t i, const obs::ObsRecord* rec) {
+            if (rec == nullptr) return unknown.note(keys[i]);
+            statuses[i] = cards.add(*rec, offsets[i], lengths[i], why);
+            if (why) refused.note(keys[i], *why);
+            else if (statuses[i] != kStatusOk) refused.note(keys[i], {"The buffer has no room for it."});
+        });
+        const std::int32_t ofRefused = refused.status("ObsGetCards", total);
+        return std::max(ofRefused, unknown.status("ObsGetCards", total));
     });
 }
 

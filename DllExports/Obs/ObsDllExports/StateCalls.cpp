@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Group "states" of the exported header.
 #include <algorithm>
+#include <span>
 #include <utility>
+#include <vector>
 
 #include "DllExports/Obs/ObsDllExports/CallGuard.h"
 #include "DllExports/Obs/ObsDllVarsUtils/ArrayForm.h"
@@ -37,5 +39,35 @@ int32_t ObsGetStates(int64_t obsKey, double states[64], double time) {
         if (obs::obsfindfields(obsKey, rec)) return toStates("ObsGetStates", std::move(rec), time, states);
         obs::logUnknownKey("ObsGetStates", obsKey);
         return kStatusRefused;
+    });
+}
+
+int32_t ObsGetStatesMany(int32_t count, const int64_t* keys, double time, double* states, int32_t* statuses) {
+    if (obs::refuseCount("ObsGetStatesMany", count, {keys, states, statuses})) return kStatusRefused;
+    const auto total = static_cast<std::size_t>(count);
+    std::fill_n(states, total * obs::kStatesLength, 0.0);
+    std::fill_n(statuses, total, kStatusRefused);
+    return obs::guarded("ObsGetStatesMany", kStatusRefused, [&] {
+        obs::UnknownKeys unknown;
+        obs::RefusedKeys refused;
+        // Copied out of the store first: states take too long to keep those waiting who want to change it.
+        constexpr std::size_t kAtOnce = 256;
+        std::vector<std::pair<std::size_t, obs::ObsRecord>> found(std::min(total, kAtOnce));
+        for (std::size_t from = 0; from < total; from += kAtOnce) {
+            std::size_t size = 0;
+            const auto copy = [&](std::size_t i, const obs::ObsRecord* rec) {
+                if (rec == nullptr) return unknown.note(keys[from + i]);
+                found[size].first = from + i;
+                static_cast<obs::ObsFields&>(found[size++].second) = *rec;
+            };
+            obs::obsfindrecs(keys + from, std::min(kAtOnce, total - from), false, copy);
+            for (const auto& [at, rec] : std::span(found).first(size)) {
+                const obs::MaybeRefusal why = obs::obsrec2states(rec, time, states + at * obs::kStatesLength);
+                statuses[at] = why ? why->status : kStatusOk;
+                if (why) refused.note(keys[at], *why);
+            }
+        }
+        const std::int32_t ofRefused = refused.status("ObsGetStatesMany", total);
+        return std::max(ofRefused, unknown.status("ObsGetStatesMany", total));
     });
 }

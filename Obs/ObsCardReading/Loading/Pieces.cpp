@@ -223,8 +223,10 @@ private:
 
     void setYear(std::string_view line) {
         if (context_.ignoresYearLines) return;
-        context_.yearLineMet = true;
-        if (readTtyYear(line, context_.ttyYear) || context_.pass == Pass::second) return;
+        // A line without a year does not tell the messages after it theirs: the first pass may yet find one.
+        const bool isYear = readTtyYear(line, context_.ttyYear);
+        context_.yearLineMet = context_.yearLineMet || isYear;
+        if (isYear || context_.pass == Pass::second) return;
         sink_.refuseKeyword({"ReadOnlyObs: No year in the line '", std::string(line), 0, "'."}, lines_.place());
     }
 

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import os
 from collections.abc import Callable, Iterable
-from dataclasses import dataclass
+from dataclasses import asdict, dataclass
 from pathlib import Path
 from typing import Any
 
@@ -41,8 +41,9 @@ class Info:
     counts: dict[str, int]
 
     def __str__(self) -> str:
-        rows = [(name.replace("_", " "), getattr(self, name)) for name in self.__slots__ if name not in ("options", "counts")]
-        rows += [(name.replace("_", " "), value) for name, value in [*self.options.items(), *self.counts.items()]]
+        facts = asdict(self)
+        facts |= facts.pop("options") | facts.pop("counts")
+        rows = [(name.replace("_", " "), value) for name, value in facts.items()]
         width = max(len(name) for name, _ in rows)
         return "\n".join(f"{name:{width}}  {'' if value is None else value}".rstrip() for name, value in rows)
 

@@ -96,8 +96,8 @@ def build(paths: Any, out: str | os.PathLike[str], *, scheduler: str | None = No
         if Path(deck.path).is_relative_to(folder):
             raise ValueError(f"{deck.path} is below the folder of the archive itself")
     if changed:
-        raise ArchiveError(f"{len(changed)} inputs of the archive changed since it was built; rebuild=True makes it anew: "
-                           + ", ".join(changed[:10]) + (", ..." if len(changed) > 10 else ""))
+        raise ArchiveError(f"{len(changed)} inputs of the archive changed since it was built; rebuild=True makes it "
+                           "anew: " + ", ".join(changed[:10]) + (", ..." if len(changed) > 10 else ""))
     folder.mkdir(parents=True, exist_ok=True)
     told = _progress.show if progress is True else progress or None
     with Lock(folder) as lock:
@@ -152,7 +152,7 @@ class Build:
         self._folder, self._options, self._archived = folder, options, archived
         self._decks, self._account = decks, account
         self._stage = folder / STAGE
-        self._sensors = _map.sensors_of_process()
+        self._sensors = _map.settings_of_process()
         identity = name_of(about().version, json.dumps([options, self._sensors], sort_keys=True))
         self._settings = Settings(str(self._stage), str(folder), identity)
         self._rows: list[Row] = []

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The command obstool-archive. Its statuses are those of obstool: 0 all good, 1 lines or files with faults, 2 failure."""
+"""The command obstool-archive. Its statuses are those of obstool: 0 all good, 1 faulty lines or files, 2 failure."""
 from __future__ import annotations
 
 import argparse
@@ -41,7 +41,8 @@ def complain(text: str) -> None:
 
 
 def parser() -> argparse.ArgumentParser:
-    main_parser = argparse.ArgumentParser(prog="obstool-archive", description="Archives of observations: more decks than memory holds.")
+    main_parser = argparse.ArgumentParser(prog="obstool-archive",
+                                          description="Archives of observations: more decks than memory holds.")
     commands = main_parser.add_subparsers(required=True, metavar="COMMAND")
 
     def command(name: str, run: Any, what: str) -> argparse.ArgumentParser:
@@ -61,7 +62,7 @@ def parser() -> argparse.ArgumentParser:
     made.add_argument("--quiet", action="store_true", help="no progress on standard error")
     command("info", info, "Tells what an archive holds.")
     made = command("select", select, "Writes the observations that meet criteria as CSV, or into a Parquet file.")
-    made.add_argument("criteria", nargs="?", default="", metavar="CRITERIA", help="such as \"sat=25544 time=2024-01-01\"")
+    made.add_argument("criteria", nargs="?", default="", metavar="CRITERIA", help="such as \"sat=5 time=2024-01-01\"")
     made.add_argument("--columns", metavar="A,B,...", help="these columns (all)")
     made.add_argument("-o", "--output", metavar="FILE", help="a file instead of standard output; Parquet for .parquet")
     made.add_argument("--count", action="store_true", help="tells how many there are, and writes none")
@@ -74,7 +75,11 @@ def parser() -> argparse.ArgumentParser:
 
 
 def tell(options: argparse.Namespace, facts: dict[str, Any], text: str, file: Any = None) -> None:
-    print(json.dumps(facts) if options.json else text, file=sys.stdout if options.json else file or sys.stdout)
+    """What a command found: as JSON on standard output, or as a text there or in another file."""
+    if options.json:
+        print(json.dumps(facts))
+    else:
+        print(text, file=file or sys.stdout)
 
 
 def build(options: argparse.Namespace) -> int:
@@ -86,8 +91,8 @@ def build(options: argparse.Namespace) -> int:
     counts = result.manifest.counts
     facts = {"decks_read": result.decks_read, "decks_kept": result.decks_kept, "vanished": list(result.vanished),
              "counts": counts}
-    tell(options, facts, f"{result.decks_read} decks read, {result.decks_kept} were there: {counts['loaded']} observations,"
-         f" {counts['duplicate']} duplicate, {counts['bad']} bad")
+    tell(options, facts, f"{result.decks_read} decks read, {result.decks_kept} were there: {counts['loaded']} "
+                         f"observations, {counts['duplicate']} duplicate, {counts['bad']} bad")
     return FAULTS if counts["bad"] or result.vanished else GOOD
 
 
@@ -109,7 +114,8 @@ def select(options: argparse.Namespace) -> int:
         rows = to_parquet(chosen, options.output)
     else:
         rows = to_csv(chosen, options.output)
-    tell(options, {"rows": rows, **asdict(reading)}, f"{rows} observations, {reading} read", None if options.count else sys.stderr)
+    tell(options, {"rows": rows, **asdict(reading)}, f"{rows} observations, {reading} read",
+         sys.stdout if options.count else sys.stderr)
     return GOOD
 
 
@@ -147,14 +153,14 @@ def write_csv(chosen: Any, file: Any) -> int:
 
 
 def plain(table: Any) -> Any:
-    """The columns as CSV has them: texts instead of dictionaries, and instead of lists their values with blanks between."""
+    """The columns as CSV has them: texts instead of dictionaries, for a list its values with blanks between."""
     arrow = needed("pyarrow", "archive")
     for place, one in enumerate(table.schema):
         column = table[one.name]
         if arrow.types.is_dictionary(one.type):
             column = column.cast(arrow.utf8())
         elif arrow.types.is_list(one.type):
-            column = arrow.array([None if value is None else " ".join(map(repr, value)) for value in column.to_pylist()],
+            column = arrow.array([None if one is None else " ".join(map(repr, one)) for one in column.to_pylist()],
                                  arrow.utf8())
         table = table.set_column(place, one.name, column)
     return table
@@ -164,7 +170,8 @@ def verify(options: argparse.Namespace) -> int:
     found = open_archive(options.archive).verify()
     for path, fault in found.faults:
         complain(f"{path}: {fault}")
-    tell(options, {"files": found.files, "rows": found.rows, "bytes": found.bytes, "faults": list(found.faults)}, str(found))
+    facts = {"files": found.files, "rows": found.rows, "bytes": found.bytes, "faults": list(found.faults)}
+    tell(options, facts, str(found))
     return GOOD if found else FAULTS
 
 

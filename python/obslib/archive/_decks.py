@@ -52,7 +52,7 @@ def convert(parts: list[Part], criteria: str, to: str, out: Path, sensors: Any,
 
 def first_line(parts: list[Part]) -> str:
     """What TTY cards need to be read again: they carry no year, and a deck has one."""
-    years = sorted({Path(one.path).parent.name[5:9] for one in parts})  # day=YYYY-MM-DD
+    years = sorted({Path(one.path).parent.name[4:8] for one in parts})  # day=YYYY-MM-DD
     if len(years) > 1:
         raise ValueError(f"TTY cards carry no year, and these observations are from {years[0]} to {years[-1]}: convert "
                          f"one year at a time, as by select=\"year={years[0]}\"")
@@ -60,24 +60,23 @@ def first_line(parts: list[Part]) -> str:
 
 
 def run(job: dict[str, Any]) -> Iterator[dict[str, int]]:
-    """What the process tells after each file. It reads no script of the caller's, which so needs no `__main__` guard."""
+    """What the process tells after each file. It reads no script of the caller's, which needs no `__main__` guard."""
     command = [sys.executable, "-c", COMMAND.format(sys.path)]
     with subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE) as process:
         assert process.stdin and process.stdout
         try:
             process.stdin.write(json.dumps(job).encode())
             process.stdin.close()
-            failure = None
             for line in process.stdout:
                 told = json.loads(line)
-                failure = told.get("failure")
-                if failure is None:
-                    yield told
+                if "system" in told:
+                    raise OSError(*told["system"])
+                if "failure" in told:
+                    raise ArchiveError(told["failure"])
+                yield told
         except BaseException:
             process.kill()
             raise
-    if failure is not None:
-        raise ArchiveError(failure)
     if process.returncode:
         raise ArchiveError(f"the process that wrote the deck ended with status {process.returncode}")
 
@@ -88,7 +87,9 @@ def main() -> None:
     try:
         for told in work(job):
             print(json.dumps(told), flush=True)
-    except (OSError, ValueError) as failure:
+    except OSError as failure:
+        print(json.dumps({"system": (failure.errno, failure.strerror, failure.filename)}), flush=True)
+    except ValueError as failure:
         print(json.dumps({"failure": str(failure)}), flush=True)
 
 

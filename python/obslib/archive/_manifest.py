@@ -52,8 +52,8 @@ class Output:
 
 @dataclass(frozen=True, slots=True)
 class Manifest:
-    """What an archive was made of, by which version of the library and with which options, and what it holds. `lines` is
-    the file of bad, zeroed and passed-over lines: its path, rows, bytes and sha256; empty where there is none."""
+    """What an archive was made of, by which version of the library and with which options, and what it holds. `lines`
+    is the file of bad, zeroed and passed-over lines: its path, rows, bytes and sha256; empty where there is none."""
 
     library: str
     options: dict[str, Any]
@@ -114,8 +114,8 @@ def pieces(manifest: Manifest) -> Iterator[str]:
 
 
 def read_manifest(folder: str | os.PathLike[str]) -> Manifest:
-    """The manifest of an archive. ArchiveError says why a folder is none, or what is wrong with its manifest; an OSError
-    that it cannot be read."""
+    """The manifest of an archive. ArchiveError says why a folder is none, or what is wrong with its manifest; an
+    OSError that it cannot be read."""
     path = Path(folder, NAME)
     try:
         text = path.read_bytes()
@@ -130,7 +130,8 @@ def read_manifest(folder: str | os.PathLike[str]) -> Manifest:
     if not isinstance(found, dict) or found.get("format") != FORMAT:
         raise ArchiveError(f"{path} is not the manifest of an archive: its format is not {FORMAT!r}")
     if found.get("schema") != SCHEMA:
-        raise ArchiveError(f"{path} has the schema version {found.get('schema')!r}, and this is obslib for version {SCHEMA}")
+        raise ArchiveError(f"{path} has the schema version {found.get('schema')!r}, and this is obslib for version "
+                           f"{SCHEMA}")
     try:
         return checked(found)
     except (KeyError, TypeError, ValueError) as fault:

@@ -58,7 +58,7 @@ class Mapped:
     told: int = 0  # rows of the file of lines
 
 
-def sensors_of_process() -> list[tuple[int, str, float, float, float]]:
+def settings_of_process() -> list[tuple[int, str, float, float, float]]:
     """The sensors of this process; RF sites without a place are known everywhere."""
     every = [sensors[number] for number in sensors]
     return [(one.number, one.description, one.latitude_deg, one.longitude_deg, one.height_m) for one in every

@@ -12,7 +12,7 @@ from .. import _native
 from .._extras import needed
 from .._store import BATCH_ROWS
 from ._manifest import ArchiveError, Output
-from ._schema import schema
+from ._schema import fitted, schema, values_of
 
 DAY_0 = datetime.date(1949, 12, 31)  # of the days since 1950
 EDGE_DAYS = 2e-6 / 86400             # a time that close to midnight may be in the file of either day
@@ -64,16 +64,16 @@ def opened(path: str) -> Any:
         raise ArchiveError(f"{path} is in the manifest and not there; has the archive been built anew?") from None
     except (arrow.ArrowInvalid, OSError) as fault:
         raise ArchiveError(f"{path} is damaged: {fault}") from None
-    fault = schema_fault(file.schema_arrow)
-    if fault:
-        raise ArchiveError(f"{path} is damaged: {fault}")
+    strange = schema_fault(file.schema_arrow)
+    if strange:
+        raise ArchiveError(f"{path} is damaged: {strange}")
     return file
 
 
 def schema_fault(found: Any) -> str | None:
     """What makes a file's columns others than those of an archive."""
     for wanted, one in zip(schema(), found):
-        if (wanted.name, wanted.type) != (one.name, one.type):
+        if (wanted.name, values_of(wanted.type)) != (one.name, values_of(one.type)):
             return f"its column {one.name} ({one.type}) should be {wanted.name} ({wanted.type})"
     if len(found) != len(schema()):
         return f"it has {len(found)} columns, not {len(schema())}"
@@ -107,13 +107,12 @@ def rows(part: Part, criteria: str, columns: list[str]) -> Iterator[Any]:
     asked = _native.selection_columns(criteria)
     batches = opened(part.path).iter_batches(BATCH_ROWS, row_groups=list(part.groups),
                                              columns=columns_to_read(criteria, columns))
-    wanted = arrow.schema([schema().field(name) for name in columns])
     try:
         for batch in batches:
             if asked:
                 stream = arrow.Table.from_batches([batch.select(asked)]).__arrow_c_stream__()
                 batch = batch.filter(arrow.array(_native.select_rows(stream, criteria, batch.num_rows).view(bool)))
             if batch.num_rows:
-                yield arrow.RecordBatch.from_arrays([batch[name] for name in columns], schema=wanted)
+                yield fitted(batch, columns)
     except (arrow.ArrowException, OSError, ValueError) as fault:
         raise ArchiveError(f"{part.path} is damaged: {fault}") from None

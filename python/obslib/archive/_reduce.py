@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The rows of one day, in the order of a load, through an empty store: duplicates and new keys are the library's own."""
+"""The rows of a day, in the order of a load, through an empty store: duplicates and new keys are the library's own."""
 from __future__ import annotations
 
 import hashlib
@@ -85,7 +85,8 @@ def gathered(day: Day) -> tuple[Any, NDArray[np.bool_]]:
             found = parquet.ParquetFile(one).read(use_threads=False)
             since = compute.subtract(found["time"].cast(arrow.int64()), begin)
             tables.append(found.filter(compute.and_(compute.greater_equal(since, 0), compute.less(since, EDGE_US))))
-    table = arrow.concat_tables([schema().empty_table(), *tables], promote_options="permissive").unify_dictionaries().combine_chunks()
+    table = arrow.concat_tables([schema().empty_table(), *tables], promote_options="permissive")
+    table = table.unify_dictionaries().combine_chunks()
     order = np.lexsort([table[name].to_numpy() for name in ("line", "place", "deck")])
     own = order < mine
     return (table.take(order) if (np.diff(order) != 1).any() else table), own

@@ -9,6 +9,7 @@ from __future__ import annotations
 
 import hashlib
 import os
+import stat
 import zlib
 from dataclasses import dataclass, field
 from typing import Any
@@ -19,6 +20,7 @@ from ._plan import Deck, compression
 from ._text import FIRST, FIRST_PASS_PLACE, INCLUDED, SECOND, Part, opened, told_name, unchanged
 
 KEYWORD, NOTE = 6, 7
+LINE_LENGTH = 511  # what calls take of one
 MORE_BYTES = 1 << 20  # at most, than a piece has, to find its cut in
 Row = tuple[int, int, str, str, int, str]  # deck, place, kind, file, line, reason
 
@@ -87,7 +89,7 @@ def first_reading(source: Source, year: int, piece_bytes: int, found: Scanned) -
         found.lines += read["lines"]
         for kind, line, _, said in reports:
             if kind == KEYWORD:
-                keywords.append((line, said))
+                keywords.append((line, said.rstrip()[:LINE_LENGTH]))
             elif kind == NOTE and keywords and keywords[-1][0] == line:
                 faults[line] = said
         if not keywords:
@@ -136,14 +138,14 @@ def first_pass(deck: Deck, keywords: list[tuple[int, str]], faults: dict[int, st
             state = _native.first_state(year, FIRST, False)
             year = _native.scan_piece(os.fsencode(text) + b"\n", state, True, 0)[0]["year"]
             if line in faults:
-                found.rows.append((deck.number, FIRST_PASS_PLACE + line, "keyword", told_name(deck.path), line, faults[line]))
+                found.rows.append((deck.number, FIRST_PASS_PLACE + line, "keyword", told_name(deck.path), line,
+                                   faults[line]))
             continue
         name = _native.named_file(os.fsencode(text), os.fsencode(deck.path))
         if name is None:
             has_sections = has_sections or word.startswith("SLROBS")
             continue
-        year = include(deck, line, os.fsdecode(name), word.startswith("SLROBS"), year, piece_bytes,
-                       found)
+        year = include(deck, line, os.fsdecode(name), word.startswith("SLROBS"), year, piece_bytes, found)
     return year, has_sections
 
 
@@ -152,6 +154,8 @@ def include(deck: Deck, line: int, name: str, is_laser_file: bool, year: int, pi
     path = os.path.abspath(name)
     try:
         status = os.stat(path)
+        if not stat.S_ISREG(status.st_mode):  # some never end
+            raise OSError(22, "It is not a regular file", path)
         source = Source(deck.number, path, status.st_size, status.st_mtime_ns, compression(path), line)
         parts, after, digest = cut(source, _native.first_state(year, INCLUDED, is_laser_file), piece_bytes)
     except (OSError, ArchiveError) as failure:

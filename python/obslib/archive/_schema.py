@@ -8,7 +8,6 @@ from typing import Any
 from .. import _columns, _native
 from .._extras import needed
 
-FROM_WHERE = ("line", "file", "deck", "place")
 NEVER_NULL = {"key", "sat_num", "sen_num", "indicator1", "indicator2", "alt_sat1", "alt_sat2", "line", "deck", "place"}
 
 
@@ -28,8 +27,23 @@ def schema() -> Any:
     arrow = needed("pyarrow", "archive")
     capsule, _ = _native.read_stream(b"", 0, None, [*_columns.units(), "line"], 1)
     own = arrow.RecordBatchReader.from_stream(Stream(capsule)).schema
-    places = [("file", arrow.dictionary(arrow.int32(), arrow.utf8())), ("deck", arrow.int32()), ("place", arrow.int64())]
+    text = arrow.dictionary(arrow.int32(), arrow.utf8())
+    places = (("file", text), ("deck", arrow.int32()), ("place", arrow.int64()))
     return arrow.schema([*own, *(arrow.field(*one) for one in places)])
+
+
+def values_of(kind: Any) -> Any:
+    """A type as readers of any version see it: some widen the indices of dictionaries."""
+    return kind.value_type if needed("pyarrow", "archive").types.is_dictionary(kind) else kind
+
+
+def fitted(batch: Any, columns: list[str]) -> Any:
+    """These columns of a batch with the types of the schema."""
+    arrow = needed("pyarrow", "archive")
+    wanted = [schema().field(name) for name in columns]
+    found = [batch[name] if batch[name].type == one.type else arrow.DictionaryArray.from_arrays(
+        batch[name].indices.cast(one.type.index_type), batch[name].dictionary) for name, one in zip(columns, wanted)]
+    return arrow.RecordBatch.from_arrays(found, schema=arrow.schema(wanted))
 
 
 def to_frame(table: Any) -> Any:
@@ -38,4 +52,9 @@ def to_frame(table: Any) -> Any:
     for place, one in enumerate(table.schema):
         if arrow.types.is_integer(one.type) and one.name not in NEVER_NULL:
             table = table.set_column(place, one.name, table[one.name].cast(arrow.float64(), safe=False))
-    return table.unify_dictionaries().to_pandas()
+    frames = needed("pandas", None)
+
+    def kept(kind: Any) -> Any:  # Dask would make texts of arrays that are objects
+        return frames.ArrowDtype(kind) if arrow.types.is_list(kind) else None
+
+    return table.unify_dictionaries().to_pandas(types_mapper=kept)

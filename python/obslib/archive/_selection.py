@@ -8,16 +8,18 @@ from functools import cached_property
 from typing import Any
 
 from .. import _native
+from .._family import sensors
 from .._extras import needed
 from ._manifest import Manifest
+from ._map import settings_of_process
 from ._parts import Part, columns_to_read, day_may_meet, part_of, rows
 from ._schema import schema, to_frame
 
 
 @dataclass(frozen=True, slots=True)
 class Reading:
-    """What of an archive is read: `files` out of `files_of`, and of their `bytes_of` bytes the `bytes` of the columns and
-    row groups, and of the footers that tell which."""
+    """What of an archive is read: `files` out of `files_of`, and of their `bytes_of` bytes the `bytes` of the columns
+    and row groups, and of the footers that tell which."""
 
     files: int
     files_of: int
@@ -72,6 +74,7 @@ class ArchiveSelection:
 
     def __arrow_c_stream__(self, requested_schema: object = None) -> Any:
         """An Arrow stream, which reads as it is read: pyarrow.table(selection), polars.DataFrame(selection), ..."""
+        self.parts()  # what is wrong with a file is said by an ArchiveError as long as no stream is in between
         reader = needed("pyarrow", "archive").RecordBatchReader.from_batches(self.schema, self.batches())
         return reader.__arrow_c_stream__(requested_schema)
 
@@ -84,17 +87,20 @@ class ArchiveSelection:
         frames = needed("dask.dataframe", "archive")
         unknown = needed("dask.dataframe.utils", "archive").clear_known_categories
         none = to_frame(self.schema.empty_table())
-        parts = self.parts() or [None]
+        parts: list[Part | None] = [*self.parts()] or [None]
+        known = settings_of_process() if "'" in self._criteria or '"' in self._criteria else ()  # names of sensors
         return frames.from_map(frame_of, parts, meta=unknown(none), criteria=self._criteria, columns=self.columns,
-                               enforce_metadata=False)
+                               known=known, enforce_metadata=False)
 
     def __repr__(self) -> str:
         return f"<observations of {self._folder} with {self._criteria!r}>" if self._criteria.strip() else \
             f"<observations of {self._folder}>"
 
 
-def frame_of(part: Part | None, criteria: str, columns: list[str]) -> Any:
-    """A partition; the one without a part has no rows."""
+def frame_of(part: Part | None, criteria: str, columns: list[str], known: Iterable[tuple[Any, ...]]) -> Any:
+    """A partition, by a worker; the one without a part has no rows."""
+    for one in known:
+        sensors.add(*one)
     arrow = needed("pyarrow", "archive")
     wanted = arrow.schema([schema().field(name) for name in columns])
     return to_frame(arrow.Table.from_batches([] if part is None else list(rows(part, criteria, columns)), wanted))

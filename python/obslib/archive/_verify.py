@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import hashlib
 import os
+from collections import Counter
 from collections.abc import Callable, Iterator
 from dataclasses import dataclass
 from pathlib import Path
@@ -54,7 +55,7 @@ def verify(folder: Path, manifest: Manifest, progress: Callable[[int, int], obje
         faults += [(manifest.lines["path"], fault)] if fault else []
     faults += [(name, "it is not in the manifest") for name in strays(folder, manifest)]
     days = [one.day for one in manifest.outputs]
-    faults += [(NAME, f"the day {day} has more than one file") for day in sorted({one for one in days if days.count(one) > 1})]
+    faults += [(NAME, f"the day {day} has {count} files") for day, count in sorted(Counter(days).items()) if count > 1]
     return Verification(len(manifest.outputs), rows, size, Table(("file", "fault"), faults))
 
 

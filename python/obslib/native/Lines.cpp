@@ -58,18 +58,25 @@ Reals linesToArrays(const nb::bytes& text, int32_t year) {
 }
 
 std::vector<std::string> storedLines(Keys keys, int32_t format) {
+    constexpr size_t kAtOnce = 4096, kMostBytes = 1026;
     std::vector<std::string> lines;
-    char line1[kTextLength], line2[kTextLength];
-    for (size_t i = 0; i < keys.shape(0); ++i) {
-        const int64_t key = keys.data()[i];
-        std::fill_n(line2, kTextLength, ' ');
-        const int32_t result = format == OBS_FORMAT_B3    ? ObsGetB3Card(key, line1)
-                               : format == OBS_FORMAT_TTY ? ObsGetTTYCard(key, line1, line2)
-                                                          : ObsGetCsv(key, line1);
-        if (result != 0 && SatNumFrObsKey(key) < 0) throw KeyUnknown(lastError());
-        if (result != 0) throw Refused(lastError());
-        lines.push_back(given(line1));
-        if (std::string second = given(line2); !second.empty()) lines.push_back(std::move(second));
+    std::vector<char> buffer(kMostBytes * std::min(kAtOnce, keys.shape(0)));
+    std::vector<int64_t> offsets(kAtOnce);
+    std::vector<int32_t> lengths(kAtOnce), statuses(kAtOnce);
+    for (size_t from = 0; from < keys.shape(0); from += kAtOnce) {
+        const int64_t* const some = keys.data() + from;
+        const size_t count = std::min(kAtOnce, keys.shape(0) - from);
+        if (ObsGetCards(static_cast<int32_t>(count), some, format, buffer.data(), static_cast<int64_t>(buffer.size()),
+                        offsets.data(), lengths.data(), statuses.data()) != 0) {
+            if (std::any_of(some, some + count, [](int64_t key) { return SatNumFrObsKey(key) < 0; }))
+                throw KeyUnknown(lastError());
+            throw Refused(lastError());
+        }
+        std::string_view text(buffer.data(), static_cast<size_t>(offsets[count - 1] + lengths[count - 1]));
+        for (; !text.empty(); text.remove_prefix(text.find('\n') + 1)) {
+            const std::string_view line = text.substr(0, text.find('\n'));
+            lines.emplace_back(line.substr(0, line.find_last_not_of(' ') + 1));
+        }
     }
     return lines;
 }

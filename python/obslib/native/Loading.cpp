@@ -196,6 +196,12 @@ void bindLoading(nb::module_& m) {
                    " progress: collections.abc.Callable[[int, int], object] | None)"
                    " -> tuple[dict[str, int], list[tuple[int, str, int, str]]]"),
            "Loads a text in memory under a name, as load_file.");
+    define(
+        m, "set_threads",
+        +[](int32_t number) {
+            if (ObsSetThreads(number) != 0) throw Refused(lastError());
+        },
+        nb::arg("number"));
     define(m, "save_file", saveFile, nb::arg("path"), nb::arg("format"), nb::arg("append"), nb::arg("group").none(),
            nb::sig("def save_file(path: bytes, format: int, append: bool, group: int | None)"
                    " -> tuple[int, int, int, list[tuple[int, int, str]]]"),

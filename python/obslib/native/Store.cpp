@@ -75,18 +75,19 @@ void clear() {
 }
 
 Reals states(Keys keys, double time) {
-    const size_t count = keys.shape(0);
-    std::vector<double> values(count * kStatesLength);
-    std::optional<KeyUnknown> unknown;
+    const int32_t count = toCount(keys.shape(0));
+    std::vector<double> values(keys.shape(0) * kStatesLength);
+    std::vector<int32_t> statuses(keys.shape(0));
+    bool isUnknown = false;
+    std::string reason;
     {
         const nb::gil_scoped_release released;
-        for (size_t i = 0; i < count && !unknown; ++i) {
-            const int32_t result = ObsGetStates(keys.data()[i], &values[i * kStatesLength], time);
-            // What determines nothing is a row of nothing; a key that is not there is a mistake.
-            if (result != 0 && SatNumFrObsKey(keys.data()[i]) < 0) unknown.emplace(lastError());
-        }
+        if (ObsGetStatesMany(count, keys.data(), time, values.data(), statuses.data()) != 0) reason = lastError();
+        // What determines nothing is a row of nothing; a key that is not there is a mistake.
+        for (size_t i = 0; i < statuses.size() && !isUnknown; ++i)
+            isUnknown = statuses[i] != 0 && SatNumFrObsKey(keys.data()[i]) < 0;
     }
-    if (unknown) throw *unknown;
+    if (isUnknown) throw KeyUnknown(reason);
     return toArray(std::move(values), kStatesLength);
 }
 
