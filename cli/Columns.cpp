@@ -147,6 +147,8 @@ std::vector<Column> makeColumns() {
     columns.push_back({"az_or_ra", kDegrees, "azimuth or right ascension", Source::angle, Form::real,
                        numberOf("azimuth"), numberOf("right_ascension"), 0, 13, 6});
     addStates(columns);
+    columns.push_back({"file", "", "from which it was loaded", Source::originFile, Form::text, 0, 0, 0, 12, 0, true});
+    columns.push_back({"line", "", "of that file", Source::originLine, Form::integer, 0, 0, 0, 8});
     return columns;
 }
 
@@ -219,7 +221,7 @@ Rows::Rows(const std::vector<Column>& columns) {
         if (std::find(wanted_.begin(), wanted_.end(), column) == wanted_.end()) wanted_.push_back(column);
     };
     for (const Column& column : columns) {
-        if (column.source == Source::key || column.source == Source::state) continue;
+        if (column.source == Source::key || column.source == Source::state || column.isOrigin()) continue;
         want(column.number);
         if (column.source == Source::angle) want(column.second);
     }
@@ -229,6 +231,7 @@ void Rows::begin(std::span<const std::int64_t> keys) {
     keys_ = keys;
     for (auto& field : fields_) field.clear();
     states_.clear();
+    origins_.clear();
     if (!wanted_.empty() && !keys.empty()) askWanted();
 }
 
@@ -255,6 +258,15 @@ const std::vector<double>& Rows::field(std::int32_t column) {
     return fields_[at];
 }
 
+const std::pair<std::string, std::int64_t>& Rows::origin(std::size_t row) {
+    for (std::size_t i = origins_.size(); i < keys_.size(); ++i) {
+        Text512 file;
+        auto& [name, line] = origins_.emplace_back();
+        if (ObsGetOrigin(keys_[i], file.data(), &line) == 0) name = file.str();
+    }
+    return origins_[row];
+}
+
 const std::vector<double>& Rows::states() {
     constexpr double kItsOwnTime = 0;
     if (states_.size() != kStates * keys_.size()) {
@@ -269,6 +281,9 @@ const std::vector<double>& Rows::states() {
 double Column::value(Rows& rows, std::size_t row) const {
     switch (source) {
         case Source::key: return static_cast<double>(rows.keys()[row]);
+        case Source::originFile: return kNone;
+        case Source::originLine:
+            return rows.origin(row).second > 0 ? static_cast<double>(rows.origin(row).second) : kNone;
         case Source::angle: {
             const double first = rows.field(number)[row];
             return std::isnan(first) ? rows.field(second)[row] : first;
@@ -292,6 +307,12 @@ bool Column::append(Rows& rows, std::size_t row, bool forTable, fmt::memory_buff
     if (source == Source::key) {
         appendDigits(static_cast<std::uint64_t>(rows.keys()[row]), out);
         return true;
+    }
+    if (source == Source::originFile) {
+        const std::string& file = rows.origin(row).first;
+        const std::string safe = forTable ? printable(file) : file;
+        out.append(safe.data(), safe.data() + safe.size());
+        return !file.empty();
     }
     if (form == Form::text) return appendTime(source, rows.field(number)[row], out);
     const double of = value(rows, row);
@@ -349,6 +370,11 @@ std::optional<std::vector<Column>> columnsOf(std::string_view names, std::string
             for (const Column& one : allColumns()) all.push_back(one.name);
             problem = fmt::format("there is no column '{}' ('obstool help columns' lists them){}", printable(name),
                                   didYouMean(name, all));
+            return std::nullopt;
+        }
+        const auto isSame = [&](const Column& one) { return one.name == name; };
+        if (std::any_of(columns.begin(), columns.end(), isSame)) {
+            problem = fmt::format("column '{}' is named twice", printable(name));
             return std::nullopt;
         }
         columns.push_back(*column);

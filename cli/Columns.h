@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -35,6 +36,9 @@ public:
     /// A column of ObsGetColumnReals.
     const std::vector<double>& field(std::int32_t column);
 
+    /// File and line; without a name where they are not kept.
+    const std::pair<std::string, std::int64_t>& origin(std::size_t row);
+
     /// 64 reals an observation (ObsGetStates); all zeros where nothing is determined.
     const std::vector<double>& states();
 
@@ -45,6 +49,7 @@ private:
     std::vector<std::int32_t> wanted_;         ///< columns
     std::vector<std::vector<double>> fields_;  ///< by column; empty: not asked for yet
     std::vector<double> states_;
+    std::vector<std::pair<std::string, std::int64_t>> origins_;
 };
 
 /// How the values of a column are written.
@@ -62,6 +67,8 @@ struct Column {
         year,
         dayOfYear,
         modifiedJulian,
+        originFile,
+        originLine,
     };
 
     std::string name, unit, meaning;
@@ -72,6 +79,8 @@ struct Column {
     int width = 0;     ///< in a table, without the blank before it
     int decimals = 0;  ///< in a table
     bool isLeft = false;
+
+    bool isOrigin() const { return source == Source::originFile || source == Source::originLine; }
 
     /// Appends the value of a row: for a table with `decimals`, else with all its digits. False, and nothing is
     /// appended, where the observation does not have it.

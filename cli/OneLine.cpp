@@ -97,7 +97,9 @@ std::optional<LinePlace> linePlace(const std::string& text) {
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data() + colon + 1, end, place.line);
     std::error_code none;
-    const bool isFile = place.file == "-" || std::filesystem::exists(place.file, none);
+    // A file that is not there is told as such, unless the text might be a line.
+    const bool isFile = std::filesystem::exists(place.file, none) ||
+                        (!place.file.empty() && place.file.find_first_of(" ,\t") == std::string::npos);
     return error == std::errc() && stop == end && place.line > 0 && isFile ? std::optional(place) : std::nullopt;
 }
 

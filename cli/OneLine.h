@@ -17,7 +17,7 @@ struct LinePlace {
     std::int64_t line;  ///< from 1
 };
 
-/// FILE:LINE; nothing when the text is not of that form or, unless it is "-", names no file.
+/// FILE:LINE; nothing when the text is not of that form, or has blanks or commas and names no file.
 std::optional<LinePlace> linePlace(const std::string& text);
 
 struct LineRead {

@@ -82,6 +82,30 @@ std::optional<CriteriaProblem> criteriaProblem(const std::string& criteria) {
 
 bool namesSensors(const std::string& criteria) { return criteria.find_first_of("\"'") != std::string::npos; }
 
+Asked askedOrigin(std::string_view criteria) {
+    // Quotes that enclose all of the criteria are not those of a name.
+    const std::size_t start = criteria.find_first_not_of(" \t");
+    if (start != std::string_view::npos && criteria[start] == '"') criteria.remove_prefix(start + 1);
+    Asked asked = Asked::nothing;
+    std::string word;
+    char quote = '\0';
+    for (const char c : std::string(criteria) + ' ') {
+        if (quote != '\0') {
+            if (c == quote) quote = '\0';
+            continue;
+        }
+        if (std::isalnum(static_cast<unsigned char>(c)) != 0) {
+            word += lowerCase(c);
+            continue;
+        }
+        if (c == '"' || c == '\'') quote = c;
+        if (word == "file") asked = Asked::file;
+        if (word == "line" && asked == Asked::nothing) asked = Asked::line;
+        word.clear();
+    }
+    return asked;
+}
+
 SelectionReport countSelected(const std::string& criteria) {
     TermCounts counts;
     if (!countTerms(criteria, counts)) throw std::runtime_error(lastError());

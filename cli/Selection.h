@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Output.h"
@@ -32,6 +33,10 @@ std::optional<CriteriaProblem> criteriaProblem(const std::string& criteria);
 
 /// Whether a text holds names, which are those of the sensors loaded.
 bool namesSensors(const std::string& criteria);
+
+/// What criteria ask for of the origin of observations.
+enum class Asked { nothing, line, file };
+Asked askedOrigin(std::string_view criteria);
 
 /// The stored observations against criteria without a problem.
 SelectionReport countSelected(const std::string& criteria);

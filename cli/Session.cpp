@@ -63,10 +63,13 @@ bool Session::start() {
     }
     // Criteria that name sensors have to wait for them.
     const bool wait = options.select && namesSensors(*options.select);
-    if (!wait && !checkCriteria(options)) return false;
+    const Asked origin = options.select ? askedOrigin(*options.select) : Asked::nothing;
+    if (origin != Asked::nothing) ObsKeepOrigins(1);
+    checksLate_ = origin == Asked::file;
+    if (!wait && !checksLate_ && !checkCriteria(options)) return false;
     if (!openLog(options.log) || !loadStations(options.sensors)) return false;
     if (!loadSettings(options.earthOrientation, FamilyLoadEarthOrientation)) return false;
-    if (wait && !checkCriteria(options)) return false;
+    if (wait && !checksLate_ && !checkCriteria(options)) return false;
     setCorrections(options);
     ObsSetThreads(options.threads);
     return true;
@@ -184,6 +187,10 @@ std::vector<LoadResult> Session::load() {
 }
 
 void Session::select(const CommonOptions& options) {
+    if (checksLate_ && !checkCriteria(options)) {
+        ObsRemoveAll();
+        return;
+    }
     selection_ = countSelected(*options.select);
     if (options.dryRun) return;
     removeUnselected(*selection_);

@@ -118,6 +118,7 @@ private:
     LineReports lines_, faults_;  ///< of the file being loaded: those for the sink, and the others
     std::string unknownSensor_;   ///< for want of which the next bad line is bad
     bool brokenOff_ = false, keywordFault_ = false;
+    bool checksLate_ = false;  ///< criteria that name files, which have to be loaded first
     ExitStatus status_ = ExitStatus::allGood;
     std::string openedAs_, shownAs_;  ///< the file being loaded
     std::string logName_;

@@ -113,7 +113,7 @@ std::size_t utf8Length(std::string_view text) {
 }  // namespace
 
 std::string printable(std::string_view text) {
-    // Besides those of ASCII there are the control characters from 0x80 on, as one byte or as two of UTF-8.
+    // Besides those of ASCII there are the control characters from 0x80 on, as two bytes of UTF-8.
     const auto isHighControl = [](char c) {
         return static_cast<unsigned char>(c) >= 0x80 && static_cast<unsigned char>(c) < 0xA0;
     };
@@ -121,7 +121,8 @@ std::string printable(std::string_view text) {
     for (std::size_t i = 0; i < safe.size();) {
         const std::size_t length = std::max<std::size_t>(utf8Length(text.substr(i)), 1);
         const bool isLongControl = length == 2 && text[i] == '\xC2' && isHighControl(text[i + 1]);
-        if (isLongControl || (length == 1 && (isControl(text[i]) || isHighControl(text[i]))))
+        const bool isStray = utf8Length(text.substr(i)) == 0;
+        if (isLongControl || isStray || (length == 1 && isControl(text[i])))
             std::fill_n(safe.begin() + static_cast<std::ptrdiff_t>(i), length, '?');
         i += length;
     }

@@ -52,7 +52,8 @@ std::string isoTime(double daysSince1950);
 /// within.
 std::string withoutPadding(std::string_view text);
 
-/// The bytes of control characters become "?": a line of a damaged file cannot drive the terminal.
+/// The bytes of control characters, and those that are not UTF-8, become "?": a line of a damaged file cannot drive the
+/// terminal.
 std::string printable(std::string_view text);
 
 /// Whether a text is UTF-8; its last character may be cut off.

@@ -49,6 +49,7 @@ in files select nothing by themselves; a note names each. The names are
   class  U, C or S                    az     azimuth or right ascension; 350:10 goes through 0
   ind1   first indicator              range  km, or with the unit m: range<500m
   ind2   second indicator             rate   range rate, km/s or with the unit m/s
+  file   name of a FILE in quotes     line   number of the line
   gid    number of the FILE, from 1   year   four digits
   time   a date 2024-01-31, 2024-031 or 24031, with a time of day 2024-01-31T12:30:00.5 or
          24031123000500 or less of it, which stands for all of that day, hour ...; or days

@@ -217,6 +217,20 @@ module obs_interface
             integer(c_int32_t) :: outcome
         end function ObsLoadFileWith
 
+        function ObsKeepOrigins(wanted) bind(c, name="ObsKeepOrigins") result(outcome)
+            import
+            integer(c_int32_t), value :: wanted
+            integer(c_int32_t) :: outcome
+        end function ObsKeepOrigins
+
+        function ObsGetOrigin(obsKey, fileName, line) bind(c, name="ObsGetOrigin") result(outcome)
+            import
+            integer(c_int64_t), value :: obsKey
+            character(kind=c_char), intent(out) :: fileName(512)
+            integer(c_int64_t), intent(out) :: line
+            integer(c_int32_t) :: outcome
+        end function ObsGetOrigin
+
         function ObsLoadSlrFile(fileName) bind(c, name="ObsLoadSlrFile") result(outcome)
             import
             character(kind=c_char), intent(in) :: fileName(512)

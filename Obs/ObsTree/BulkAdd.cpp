@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <new>
+#include <span>
 
 namespace obs {
 
@@ -16,6 +17,32 @@ constexpr std::size_t kSpell = std::size_t{1} << 20;
 
 /// Below this share of the store new nodes are linked at once.
 constexpr std::size_t kLooseShare = 16;
+
+/// Where the observations of a batch come from, noted as they are entered.
+class OriginNotes {
+public:
+    /// Throws std::bad_alloc.
+    explicit OriginNotes(const BatchOrigin* origin) {
+        if (origin == nullptr || !gStore.origins.isKept()) return;
+        file_ = gStore.origins.fileNumber(origin->file);
+        lines_ = origin->lines;
+    }
+
+    /// Of the one that was entered last. False without memory.
+    bool note(std::size_t position) {
+        if (lines_.empty()) return true;
+        while (lines_.size() > 1 && lines_[1].position <= position) lines_ = lines_.subspan(1);
+        const std::int64_t line = lines_[0].lineNumber + static_cast<std::int64_t>(position - lines_[0].position);
+        try {
+            gStore.origins.note(gStore.lastSeqNum, {file_, line});
+            return true;
+        } catch (const std::bad_alloc&) { return false; }
+    }
+
+private:
+    std::int32_t file_ = -1;
+    std::span<const LineRun> lines_;  ///< from the one that is due
+};
 
 }  // namespace
 
@@ -118,7 +145,7 @@ ObsRecord BulkAdd::recordAt(std::size_t position) const {
     return rec;
 }
 
-std::vector<BulkAdd::Refused> BulkAdd::commit(std::int64_t* keys) {
+std::vector<BulkAdd::Refused> BulkAdd::commit(std::int64_t* keys, const BatchOrigin* origin) {
     const UpdateGuard guard;
     gStore.reserve(pending_.size(), gStore.pools.slotsUsed());
     if (takeBack_ != nullptr) takeBack_->reserve();
@@ -127,6 +154,7 @@ std::vector<BulkAdd::Refused> BulkAdd::commit(std::int64_t* keys) {
     const std::int32_t seqNumBefore = gStore.lastSeqNum;
     accepted_ = 0;
     std::vector<Refused> refused;
+    OriginNotes notes(origin);
     bool allNamed = true;
     for (std::size_t i = 0; i < pending_.size(); ++i) {
         if (i % kSpell == kSpell - 1) gProtocol.letReadersIn();
@@ -135,7 +163,7 @@ std::vector<BulkAdd::Refused> BulkAdd::commit(std::int64_t* keys) {
         const bool isEntered = enter(pending_[i], key, isLarge);
         accepted_ += isEntered;
         if (keys != nullptr) keys[i] = isEntered ? key : kDuplicateKey;
-        allNamed = (isEntered || note({i, pending_[i].key}, refused)) && allNamed;
+        allNamed = (isEntered ? notes.note(i) : note({i, pending_[i].key}, refused)) && allNamed;
     }
     if (takeBack_ != nullptr) takeBack_->note(seqNumBefore, accepted_);
     pending_.clear();

@@ -61,12 +61,13 @@ public:
     /// Enters all of them into the store; readers may see a part of a large batch before the rest. Returns the
     /// positions (counted from 0 in order of adding) and keys of those refused as duplicates, in that order. On
     /// std::bad_alloc either none is entered, or all but the refused ones are and not every refused one could be named;
-    /// `size()` tells which (0: entered). `keys`, unless null, gets the key of each position, 0 for a refused one.
+    /// `size()` tells which (0: entered). `keys`, unless null, gets the key of each position, 0 for a
+    /// refused one; `origin`, unless null, says where they come from.
     struct Refused {
         std::size_t position;
         std::int64_t key;
     };
-    std::vector<Refused> commit(std::int64_t* keys = nullptr);
+    std::vector<Refused> commit(std::int64_t* keys = nullptr, const BatchOrigin* origin = nullptr);
 
     /// How many the latest commit entered, also one that could not name all it refused.
     std::size_t accepted() const { return accepted_; }

@@ -58,6 +58,11 @@ const ObsRecord& recordIn(const RecordBlock& block, std::size_t i) { return *blo
 std::int32_t groupIn(const SlotBlock& block, std::size_t i) { return gStore.pools.mark(block.slots[i]).gid; }
 std::int32_t groupIn(const RecordBlock& block, std::size_t i) { return block.groups[i]; }
 
+Origin originIn(const SlotBlock& block, std::size_t i) {
+    return gStore.origins.of(gStore.pools.mark(block.slots[i]).seqNum);
+}
+Origin originIn(const RecordBlock&, std::size_t) { return {}; }
+
 /// NOTE: no branch on the outcome, which cannot be guessed.
 template <class Holds>
 SlotBlock::Set setWhere(std::size_t count, const Holds& holds) {
@@ -107,6 +112,13 @@ SlotBlock::Set meeting(const Block& block, const SelectionTest& test, const Boun
         case Criterion::indicator2: return within([](const auto& rec) { return rec.indicator2; });
         case Criterion::group:
             return setWithin(block.count, bounds, [&](std::size_t i) -> double { return groupIn(block, i); });
+        case Criterion::file:
+        case Criterion::line:
+            return setWithin(block.count, bounds, [&](std::size_t i) -> double {
+                const Origin origin = originIn(block, i);
+                if (origin.file < 0) return kNoValue;
+                return test.criterion == Criterion::file ? origin.file : static_cast<double>(origin.line);
+            });
     }
     return {};
 }

@@ -207,6 +207,7 @@ void Store::renumber() {
     numbered.reserve(tree.size());
     pools.scan([&](SlotNumber slot) { numbered.emplace_back(pools.mark(slot).seqNum, slot); });
     radixSort(numbered, [](const auto& one) { return static_cast<std::uint64_t>(one.first); });
+    origins.renumber(numbered);
     for (TakeBack* takeBack : takeBacks) takeBack->renumber(numbered);
     lastSeqNum = 0;
     for (const auto& [seqNum, slot] : numbered) pools.mark(slot).seqNum = ++lastSeqNum;
@@ -259,7 +260,29 @@ std::int32_t obsemptytree() {
     gStore.tree.clear();
     gStore.index.clear();
     gStore.pools.clear();
+    gStore.origins.clear();
     return kStatusOk;
+}
+
+void obsnoteorigin(std::int64_t obsKey, std::string_view file, std::int64_t line) {
+    if (!gStore.origins.isKept()) return;
+    const UpdateGuard guard;
+    const SlotNumber slot = gStore.find(obsKey);
+    if (slot == kNoSlot) return;
+    gStore.origins.note(gStore.pools.mark(slot).seqNum, {gStore.origins.fileNumber(file), line});
+}
+
+void obskeeporigins(bool isWanted) {
+    const UpdateGuard guard;
+    gStore.origins.keep(isWanted);
+}
+
+bool obsfindorigin(std::int64_t obsKey, Origin& origin, std::string& file) {
+    const ReadGuard guard;
+    const SlotNumber slot = gStore.find(obsKey);
+    origin = slot == kNoSlot ? Origin{} : gStore.origins.of(gStore.pools.mark(slot).seqNum);
+    if (origin.file >= 0) file = gStore.origins.files()[static_cast<std::size_t>(origin.file)];
+    return origin.file >= 0;
 }
 
 bool obsfindrec(std::int64_t obsKey, ObsRecord& rec, std::string_view* errMsg) {

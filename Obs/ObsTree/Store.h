@@ -16,6 +16,7 @@
 #include "Obs/ObsTree/Handles.h"
 #include "Obs/ObsTree/KeyIndex.h"
 #include "Obs/ObsTree/Keys.h"
+#include "Obs/ObsTree/Origins.h"
 #include "Obs/ObsTree/Pools.h"
 #include "Obs/ObsTree/Protocol.h"
 #include "Obs/ObsTree/TakeBack.h"
@@ -36,6 +37,7 @@ struct Store {
     Tree tree{pools};
     KeyIndex index{pools};
     Handles handles;
+    Origins origins;
 
     /// The slot of a stored observation under either kind of key, or kNoSlot.
     SlotNumber find(std::int64_t obsKey);
@@ -117,6 +119,12 @@ void obsremovenodes(const std::int64_t* obsKeys, std::size_t count, Unknown&& un
     }
 }
 
+/// Notes where a stored observation came from, if that is kept. Throws std::bad_alloc.
+void obsnoteorigin(std::int64_t obsKey, std::string_view file, std::int64_t line);
+
+/// Begins or ends keeping origins; what is stored has none. Updater.
+void obskeeporigins(bool isWanted);
+
 /// Removes all observations. Status 0. The insertion counter goes on.
 std::int32_t obsemptytree();
 
@@ -161,6 +169,9 @@ void obsfindrecs(const std::int64_t* obsKeys, std::size_t count, bool withParts,
         use(i, slot == kNoSlot ? nullptr : &rec);
     });
 }
+
+/// Where a stored observation came from, and its file's name; false when that is not known. Throws std::bad_alloc.
+bool obsfindorigin(std::int64_t obsKey, Origin& origin, std::string& file);
 
 /// A reference to a stored record, or null. Begins a read that the caller ends with `obsendread` in
 /// either case, unless `noLock` says that the caller holds one.

@@ -22,10 +22,12 @@ enum class Criterion : std::uint8_t {
     classification,
     group,
     indicator1,
-    indicator2
+    indicator2,
+    file,  ///< number of the file that it came from
+    line
 };
 inline constexpr std::size_t kCountedCriteria = 10;
-inline constexpr std::size_t kCriterionCount = 12;
+inline constexpr std::size_t kCriterionCount = 14;
 
 /// One test of a selection: whether a value is in one of some intervals, which are in order and apart.
 struct SelectionTest {

@@ -69,10 +69,17 @@ void draw(Output& out, const std::string& line, const std::vector<Group>& groups
     out.print("\n");
 }
 
+bool isCsv(const std::string& line) {
+    Text512 kind;
+    return ObsGetLineKind(Text512(line).data(), kind.data()) == 0 && kind.str() == "CSV line";
+}
+
 std::string textOf(const LineRead& read, const Group& group) {
     const std::string& line = group.card() == 2 ? read.line2 : read.line1;
     if (group.first() > line.size()) return {};
-    return printable(line.substr(group.first() - 1, group.last() + 1 - group.first()));
+    const std::string text = printable(line.substr(group.first() - 1, group.last() + 1 - group.first()));
+    // An empty field is at its separator.
+    return text == "," && isCsv(line) ? "" : text;
 }
 
 /// The value that came of a group; "-" when none did, nothing for what is a part of a value.

@@ -166,7 +166,7 @@ public:
             if (&column != &columns_.front()) line.push_back(separator_);
             const std::size_t start = line.size();
             column.append(rows, row, false, line);
-            if (column.form == Form::character) quote(line, start);
+            if (column.form == Form::character || column.source == Column::Source::originFile) quote(line, start);
             if (columns_.size() == 1 && line.size() == start) line.append(kEmpty, kEmpty + 2);
         }
         line.push_back('\n');
@@ -174,13 +174,17 @@ public:
     }
 
 private:
-    /// A character that would not be read as itself.
+    /// A text that would not be read as itself.
     void quote(fmt::memory_buffer& line, std::size_t start) const {
-        if (line.size() == start || (line[start] != separator_ && line[start] != '"')) return;
-        const char c = line[start];
+        const std::string text(line.data() + start, line.size() - start);
+        if (text.find_first_of(fmt::format("{}\"\r\n", separator_)) == std::string::npos) return;
         line.resize(start);
-        const std::string quoted = c == '"' ? R"("""")" : fmt::format("\"{}\"", c);
-        line.append(quoted.data(), quoted.data() + quoted.size());
+        line.push_back('"');
+        for (const char c : text) {
+            if (c == '"') line.push_back(c);
+            line.push_back(c);
+        }
+        line.push_back('"');
     }
 
     static constexpr char kEmpty[] = R"("")";  ///< a line of nothing would not be a row to readers
@@ -258,10 +262,12 @@ ExitStatus run(const ListOptions& options, Output& out) {
                                    problem);
     if (!columns) session.fail("--columns", problem);
     if (session.status() == ExitStatus::failure) return session.status();
+    if (std::any_of(columns->begin(), columns->end(), [](const Column& column) { return column.isOrigin(); }))
+        ObsKeepOrigins(1);
     if (!session.start()) return session.status();
     session.load();
     if (options.dryRun) {
-        printText(out, *session.selection());
+        if (session.selection()) printText(out, *session.selection());
         return session.status();
     }
 

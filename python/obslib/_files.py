@@ -12,6 +12,7 @@ import numpy as np
 
 from . import _family, _native
 from ._errors import unpadded
+from ._packed import unpacked
 from ._store import store
 from ._table import Table, html
 
@@ -104,7 +105,8 @@ def thread_count(threads: int | None) -> int:
 
 def load(paths: Path | Iterable[Path], *, group: int = 0, select: str | None = None, year: int | None = None,
          threads: int | None = None, progress: Callable[[int, int], object] | None = None) -> LoadResult:
-    """Loads files into the store: paths, patterns, or bytes with the lines themselves.
+    """Loads files into the store: paths, patterns, or bytes with the lines themselves. Files packed with gzip or (with
+    the package zstandard) zstd are unpacked on the way; one that is cut off or damaged is refused.
 
     Each begins without a year (unless `year` gives that of TTY cards), with field keys and without selection; what its
     keyword lines set ends with it. `group` is the number of their group; `select` keeps what meets the criteria.
@@ -125,7 +127,12 @@ def load(paths: Path | Iterable[Path], *, group: int = 0, select: str | None = N
             # Files that the lines name are not read: the text is beside none.
             counts, rows = _native.load_text(b"<bytes>", path, group, year or 0, False, progress)
         else:
-            counts, rows = _native.load_file(os.fsencode(path), group, year or 0, True, progress)
+            with unpacked(path) as text:
+                name = os.fsencode(path)
+                if text is None:
+                    counts, rows = _native.load_file(name, group, year or 0, True, progress)
+                else:
+                    counts, rows = _native.load_text(name, text, group, year or 0, True, progress)
         if select is not None:
             new = store.keys("insertion")[before:]
             unwanted = new[~np.isin(new, store.select(select).keys())]

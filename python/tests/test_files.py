@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """Loading, saving, text; what is refused; threads, forks and messages."""
+import gzip
 import logging
 import os
 import pathlib
@@ -11,6 +12,7 @@ import threading
 import time
 
 import pytest
+import zstandard
 from conftest import TOP
 
 import obslib
@@ -47,6 +49,32 @@ def test_paths(tmp_path, monkeypatch):
         with pytest.raises(error, match=words):
             obslib.load(paths)
     assert len(store) == 2
+
+
+def test_packed(tmp_path, monkeypatch):
+    text = f"OBSFIL in.b3\n{B3}\n".encode()
+    half = zstandard.ZstdCompressor(write_checksum=True)
+    packings = {"gzip": gzip.compress(text[:20]) + gzip.compress(text[20:]),
+                "zstd": half.compress(text[:20]) + half.compress(text[20:])}
+    (tmp_path / "in.b3").write_text(B3.replace("24001", "24002") + "\nx\n")
+    for name, packed in packings.items():
+        path = tmp_path / name
+        path.write_bytes(packed)
+        store.clear()
+        result = obslib.load(path)
+        assert (result.loaded, result.lines) == (2, 4), name
+        assert list(result.table.column("file")) == [str(tmp_path / "in.b3")]
+        for damage in (packed[:-3], packed[:25] + b"??" + packed[27:], packed + b"more"):
+            path.write_bytes(damage)
+            store.clear()
+            with pytest.raises(OSError, match=f"{name} data"):
+                obslib.load(path)
+            assert len(store) == 0
+    (tmp_path / "empty").write_bytes(gzip.compress(b""))
+    assert obslib.load(tmp_path / "empty").lines == 0
+    monkeypatch.setitem(sys.modules, "zstandard", None)
+    with pytest.raises(ImportError, match=r"obslib\[packed\]"):
+        obslib.load(tmp_path / "zstd")
 
 
 def test_settings_end_with_their_deck(monkeypatch):

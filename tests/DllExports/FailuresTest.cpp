@@ -119,6 +119,8 @@ TEST_F(Failures, everyFailingCallLeavesItsMessage) {
         FAILS(2, "~The structure has another size", ObsGetLoadLines, &wrongSize_),
         FAILS(2, "~The options have another size", ObsLoadFileWith, noKey.c_str(), 0, &noOptions_),
         FAILS(2, "~The last observation line is bad", ObsLoadFileWith, noKey.c_str(), 0, nullptr),
+        FAILS(2, "~Origins are wanted (1) or not (0)", ObsKeepOrigins, 2),
+        FAILS(2, "~There is no such observation, or none that", ObsGetOrigin, 7, a_, &key_),
         FAILS(2, "~The options have another size", ObsLoadText, "deck", "", 0, 0, &noOptions_),
         FAILS(2, "~The last observation line is bad", ObsLoadText, "deck", noSatellite.data(), 80, 0, nullptr),
         FAILS(2, "~The length must not be negative", ObsLoadText, "deck", "", -1, 0, nullptr),

@@ -5,8 +5,10 @@
 #include <fstream>
 #include <functional>
 #include <limits>
+#include <map>
 #include <random>
 #include <set>
+#include <utility>
 
 #include "Obs/CardLayouts/Columns.h"
 #include "tests/ExportTest.h"
@@ -439,7 +441,7 @@ const std::pair<const char*, const char*> kBad[] = {
     {"is not a single value", "el<1[,]2"}, {"is not within 0 to 360", "az>[361]"},
     {"is not a number of km", "range<[5kg]"}, {"has a unit at one end alone.", "rate=[-5:5m/s]"},
     {"is not a laser target's name", "sat=['iss']"}, {"is not the description of a sensor", "sen=['Nowhere']"},
-    {"is a name in quotes, which sat and sen alone take", "el=['x']"}, {"is not a year of four digits.", "year=[24]"},
+    {"is a name in quotes, which sat, sen and file alone take", "el=['x']"}, {"is not a year of four digits.", "year=[24]"},
     {"is not a date (2024-01-31,", "time=[24400]"}, {"has its low end", "time=[2024-01-02..24001]"},
     {"is two dates: write 2020-240T12 or 2024-012.", "time=24001:[2024012]"},
     // clang-format on
@@ -488,6 +490,60 @@ TEST_F(Selection, badCriteriaAreRefused) {
     ObsRemoveAll();
     ObsGetSelected(open_, 9, &(count = -1), &key);
     EXPECT_EQ(std::pair(count, key), std::pair(0, std::int64_t{-7})) << "an empty store writes no key";
+}
+
+/// A card of a satellite, or a line that adds nothing, for each number.
+std::string deckOf(const std::vector<int>& numbers) {
+    std::string text;
+    for (const int number : numbers) {
+        const std::string satellite = std::to_string(10000 + number);
+        text += number == 0 ? "* nothing\n"
+                            : "U" + satellite + "34524163123456789450000 1800000" + std::string(37, ' ') + "1\n";
+    }
+    return text;
+}
+
+// Each observation is that of the first line that brings it, under either key mode, also after others were removed.
+TEST_F(Selection, originsAreThoseOfTheLines) {
+    ObsRemoveAll();
+    ASSERT_EQ(ObsKeepOrigins(1), 0);
+    for (const int keyMode : {0, 1}) {
+        const std::map<std::string, std::vector<int>> decks{{"a/one.b3", {1, 2, 0, 3, 2, 0, 0, 4, 5, 6}},
+                                                            {"b/two.b3", {7, 3, 8, 0, 0, 1, 9, 10}}};
+        SetObsKeyMode(keyMode);
+        std::set<std::string> wanted, found;
+        std::set<int> seen;
+        for (const auto& [name, numbers] : decks) {
+            const std::string text = deckOf(numbers);
+            ASSERT_EQ(ObsLoadText(name.c_str(), text.data(), std::ssize(text), 0, nullptr), 0);
+            for (std::size_t i = 0; i < numbers.size(); ++i)
+                if (numbers[i] != 0 && (seen.insert(numbers[i]).second || keyMode == 1))
+                    wanted.insert(name + std::to_string(i + 1) + ":" + std::to_string(numbers[i]));
+        }
+        std::int32_t count = 0;
+        std::vector<std::int64_t> keys(100);
+        for (const auto& [name, numbers] : decks) {
+            for (std::size_t i = 0; i < numbers.size(); ++i) {
+                const std::string text = "file='" + name.substr(2) + "' line=" + std::to_string(i + 1);
+                ObsGetSelectedByText(text.c_str(), 9, &count, keys.data());
+                for (std::size_t k = 0; std::cmp_less(k, count); ++k)
+                    found.insert(name + std::to_string(i + 1) + ":" + std::to_string(SatNumFrObsKey(keys[k]) - 10000));
+            }
+        }
+        EXPECT_EQ(found, wanted) << keyMode;
+        ObsGetSelectedByText("not file='?/two.b3' or line>6", 9, &count, keys.data());
+        ObsRemoveKeys(count, keys.data());
+        ASSERT_GT(ObsAddFrB3Card(deckOf({50}).substr(0, 75).c_str()), 0);
+        ObsGetSelectedByText("line>0", 9, &count, keys.data());
+        EXPECT_EQ(ObsGetCount(), count + 1) << "an observation that no file brought";
+        ObsRemoveAll();
+    }
+    ObsKeepOrigins(1);
+    EXPECT_EQ(ObsSetSelObs("file='three.b3'"), 2);
+    EXPECT_NE(log_.errors.back().find("is not the name of a file that observations"), std::string::npos);
+    ObsKeepOrigins(0);
+    EXPECT_EQ(ObsSetSelObs("line=3"), 2);
+    EXPECT_NE(log_.errors.back().find("is not kept: see ObsKeepOrigins"), std::string::npos);
 }
 
 // Gaps in minutes between one observation and the next, and how many each pass then has.

@@ -100,9 +100,15 @@ void setBits(std::uint8_t* bits, std::size_t first, const BlockFlags& flags, std
 std::int8_t TextDictionary::indexOfText(std::string text) {
     constexpr std::size_t kMost = std::size_t{std::numeric_limits<std::int8_t>::max()} + 1;
     if (texts_.size() == kMost)
-        throw std::length_error("Types or other characters: more than 128 different ones do not fit into a column.");
+        throw std::length_error(
+            "Types, other characters or files: more than 128 different ones do not fit into a column.");
     texts_.push_back(std::move(text));
     return static_cast<std::int8_t>(texts_.size() - 1);
+}
+
+std::int8_t TextDictionary::indexOf(std::int32_t number, const std::string& text) {
+    const auto known = others_.find(number);
+    return known != others_.end() ? known->second : others_[number] = indexOfText(text);
 }
 
 std::int8_t TextDictionary::indexOfOther(std::int32_t code, TextOf textOf) {
@@ -176,10 +182,11 @@ ColumnPart ColumnBuilder::finish(ColumnForm form, const std::shared_ptr<const vo
 }
 
 TableBuilder::TableBuilder(std::vector<const ColumnDef*> columns, std::size_t batchRows, bool hasGroups,
-                           const std::string& fileName)
+                           const std::string& fileName, std::vector<std::string> files)
     : defs_(std::move(columns)), builders_(defs_.size()), batchRows_(batchRows) {
     block_->hasGroups = hasGroups;
     block_->hasFile = !fileName.empty();
+    block_->files = std::move(files);
     for (std::size_t i = 0; i < defs_.size(); ++i) {
         TextDictionary& dictionary = builders_[i].dictionary;
         if (defs_[i]->name == "type")

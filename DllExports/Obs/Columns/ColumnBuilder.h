@@ -24,6 +24,8 @@ public:
         return isKnown ? quick_[static_cast<std::size_t>(code)] : indexOfOther(code, textOf);
     }
     std::int8_t indexOfText(std::string text);
+    /// Of what is numbered otherwise than by `indexOf`.
+    std::int8_t indexOf(std::int32_t number, const std::string& text);
     const std::vector<std::string>& texts() const { return texts_; }
 
 private:
@@ -81,7 +83,7 @@ private:
 class TableBuilder {
 public:
     TableBuilder(std::vector<const ColumnDef*> columns, std::size_t batchRows, bool hasGroups,
-                 const std::string& fileName);
+                 const std::string& fileName, std::vector<std::string> files = {});
 
     /// Whether a column needs the optional parts of records.
     bool needsParts() const;

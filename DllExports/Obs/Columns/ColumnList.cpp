@@ -125,17 +125,24 @@ void putTimes(const RowBlock& block, ColumnBuilder& out) {
 }
 
 void putFile(const RowBlock& block, ColumnBuilder& out) {
-    constexpr std::int8_t kOnly[kBlockRows] = {};
+    std::int8_t indices[kBlockRows] = {};
     BlockFlags given;
-    given.fill(block.hasFile);
-    out.append(kOnly, given, block.count);
+    for (std::size_t i = 0; i < block.count; ++i) {
+        const std::int32_t file = block.rows[i].file;
+        const bool isKnown = file >= 0 && static_cast<std::size_t>(file) < block.files.size();
+        given[i] = block.hasFile || isKnown;
+        if (isKnown) indices[i] = out.dictionary.indexOf(file, block.files[static_cast<std::size_t>(file)]);
+    }
+    out.append(indices, given, block.count);
 }
 
 void putLines(const RowBlock& block, ColumnBuilder& out) {
     std::int64_t lines[kBlockRows];
     BlockFlags given;
-    given.fill(1);
-    for (std::size_t i = 0; i < block.count; ++i) lines[i] = block.rows[i].line;
+    for (std::size_t i = 0; i < block.count; ++i) {
+        lines[i] = block.rows[i].line;
+        given[i] = lines[i] > 0;
+    }
     out.append(lines, given, block.count);
 }
 

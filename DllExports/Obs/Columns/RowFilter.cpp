@@ -38,6 +38,8 @@ constexpr std::array kAsked{
     Asked{Criterion::group, {"group"}},
     Asked{Criterion::indicator1, {"indicator1"}},
     Asked{Criterion::indicator2, {"indicator2"}},
+    Asked{Criterion::file, {}},
+    Asked{Criterion::line, {}},
 };
 static_assert(kAsked.size() == kCriterionCount);
 
@@ -90,6 +92,11 @@ std::vector<std::string_view> columnsOf(const ObsSelection& selection) {
 }
 
 std::int64_t selectRows(ArrowArrayStream& stream, const ObsSelection& selection, std::int64_t room, std::int8_t* mask) {
+    const auto end = selection.tests.begin() + selection.testCount;
+    if (std::any_of(selection.tests.begin(), end, [](const SelectionTest& test) {
+            return test.criterion == Criterion::file || test.criterion == Criterion::line;
+        }))
+        throw ColumnRefusal("The criteria file and line select among stored observations, not among rows.");
     const std::vector<std::string_view> wanted = columnsOf(selection);
     StreamRows rows(stream, {.wanted = &wanted, .prepare = withoutValues});
     const auto block = std::make_unique<RecordBlock>();

@@ -19,7 +19,11 @@ constexpr std::int64_t kMostTold = 100;
 void putRow(SlotNumber slot, bool withParts, TableBuilder& table) {
     ColumnRow& row = table.nextRow();
     row.key = gStore.pools.node(slot).key;
-    row.gid = gStore.pools.mark(slot).gid;
+    const Mark& mark = gStore.pools.mark(slot);
+    const Origin origin = gStore.origins.of(mark.seqNum);
+    row.gid = mark.gid;
+    row.file = origin.file;
+    row.line = origin.line;
     gStore.pools.read(slot, row.rec, withParts);
 }
 

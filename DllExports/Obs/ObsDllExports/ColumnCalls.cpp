@@ -15,6 +15,15 @@ namespace {
 constexpr std::string_view kExport = "ObsExportArrow";
 constexpr std::string_view kImport = "ObsImportArrow";
 
+obs::RowsFrom fromStore() {
+    obs::RowsFrom from;
+    if (from.hasOrigins = obs::gStore.origins.isKept(); from.hasOrigins) {
+        const obs::ReadGuard guard;
+        from.files = obs::gStore.origins.files();
+    }
+    return from;
+}
+
 }  // namespace
 
 int32_t ObsExportArrow(int32_t count, const int64_t* keys, int32_t order, const char* const* columns,
@@ -24,7 +33,7 @@ int32_t ObsExportArrow(int32_t count, const int64_t* keys, int32_t order, const 
     stream->release = nullptr;
     if (count != kAll && obs::refuseCount(kExport, count, {keys})) return kStatusRefused;
     return obs::guarded(kExport, kStatusRefused, [&] {
-        auto table = obs::tableOf(kExport, {columns, columnCount, batchRows}, {});
+        auto table = obs::tableOf(kExport, {columns, columnCount, batchRows}, fromStore());
         if (!table) return kStatusRefused;
         obs::UnknownKeys unknown;
         if (count == kAll) obs::putAllStored(order, *table);

@@ -23,7 +23,8 @@ std::optional<TableBuilder> tableOf(std::string_view name, const WantedColumns& 
         const ColumnDef* const def = findColumn(given);
         const char* fault = nullptr;
         if (def == nullptr) fault = "\": There is no column of this name.";
-        else if (def->isOfText && !from.isText) fault = "\": Stored observations do not have it.";
+        else if (def->isOfText && !from.isText && !from.hasOrigins)
+            fault = "\": Stored observations have it while origins are kept (ObsKeepOrigins).";
         else if (std::find(defs.begin(), defs.end(), def) != defs.end()) fault = "\": It occurs twice.";
         if (fault != nullptr) {
             logFailure(name, std::string("Column \"").append(given).append(fault));
@@ -36,7 +37,7 @@ std::optional<TableBuilder> tableOf(std::string_view name, const WantedColumns& 
             if (!def.isOfText) defs.push_back(&def);
     const std::size_t batchRows = wanted.batchRows != 0 ? static_cast<std::size_t>(wanted.batchRows) : kUsualRows;
     return std::optional<TableBuilder>(std::in_place, std::move(defs), batchRows, !from.isText,
-                                       std::string(from.fileName));
+                                       std::string(from.fileName), from.files);
 }
 
 }  // namespace obs

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "DllExports/Obs/Columns/ColumnBuilder.h"
 
@@ -21,6 +23,9 @@ struct WantedColumns {
 struct RowsFrom {
     bool isText = false;
     std::string_view fileName = {};
+    /// Of stored observations: that origins are kept, and the names of their files.
+    bool hasOrigins = false;
+    std::vector<std::string> files = {};
 };
 
 /// Nothing, after a message, for names that are none of a column or occur twice, and for numbers out of range.

@@ -8,6 +8,7 @@
 #include "DllExports/Obs/ObsDllVarsUtils/Conversions.h"
 #include "Obs/ObsCardReading/Loading/LoadFile.h"
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
+#include "Obs/ObsTree/Store.h"
 
 namespace {
 
@@ -131,6 +132,35 @@ int32_t ObsLoadSlrText(const char* name, const char* text, int64_t length, int32
     return loadText("ObsLoadSlrText", name, text, length, [&](std::string_view shown, std::string_view bytes) {
         return obs::readSlrText(shown, bytes, gid);
     });
+}
+
+int32_t ObsKeepOrigins(int32_t wanted) {
+    if (wanted != 0 && wanted != 1) {
+        obs::logFailure("ObsKeepOrigins", "Origins are wanted (1) or not (0).");
+        return kStatusRefused;
+    }
+    return obs::guarded("ObsKeepOrigins", kStatusRefused, [&] {
+        obs::obskeeporigins(wanted == 1);
+        return kStatusOk;
+    });
+}
+
+int32_t ObsGetOrigin(int64_t obsKey, char fileName[512], int64_t* line) {
+    constexpr std::string_view kName = "ObsGetOrigin";
+    if (obs::refuseNull(kName, {fileName, line})) return kStatusRefused;
+    family::strtochararr({}, fileName);
+    *line = 0;
+    return obs::guarded(
+        kName, kStatusRefused,
+        [&] {
+            obs::Origin origin;
+            std::string file;
+            if (!obs::obsfindorigin(obsKey, origin, file)) return kStatusRefused;
+            family::strtochararr(file, fileName);
+            *line = origin.line;
+            return kStatusOk;
+        },
+        "There is no such observation, or none that came from a file while origins were kept (ObsKeepOrigins).");
 }
 
 int32_t ObsLoadSlrFile(const char* fileName) {

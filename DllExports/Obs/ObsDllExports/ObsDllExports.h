@@ -224,6 +224,23 @@ typedef struct ObsLoadOptions {
  *  @return as ObsLoadFile; 2 also for options of another size or out of range, and for more lines than allowed. */
 OBS_API int32_t ObsLoadFileWith(const char* fileName, int32_t gid, const ObsLoadOptions* options);
 
+/** @defgroup ObsKeepOrigins ObsKeepOrigins
+ *  Addition. Whether the store keeps the file and line that loads bring observations from, for the criteria `file` and
+ *  `line`, the columns of these names and ObsGetOrigin. At first it does not: that costs nothing. What is stored when
+ *  this is called, and what other functions add, has no origin; an observation keeps its own until it is removed.
+ *  Threads: not beside a load.
+ *  @param[in] wanted 1 from now on, 0 no more.
+ *  @return 0, or 2 for another number. */
+OBS_API int32_t ObsKeepOrigins(int32_t wanted);
+
+/** @defgroup ObsGetOrigin ObsGetOrigin
+ *  Addition. The file and line from which a load brought an observation; of a message of two cards the first.
+ *  @param[in]  obsKey key of a stored observation.
+ *  @param[out] fileName 512 characters, the name under which the file was loaded; blank on failure.
+ *  @param[out] line number of the line, from 1; 0 on failure.
+ *  @return 0, or 2 for a null pointer, an unknown key, or an observation without an origin (logged). */
+OBS_API int32_t ObsGetOrigin(int64_t obsKey, char fileName[512], int64_t* line);
+
 /** @defgroup ObsLoadSlrFile ObsLoadSlrFile
  *  Addition. Loads a file of laser ranges: CRD sessions (version 1 or 2, full rate or normal points), blocks of the
  *  older 99999 and 88888 formats, or both. Each range is an observation of type 6 (one-way range in km, at the moment

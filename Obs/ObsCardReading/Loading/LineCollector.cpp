@@ -18,7 +18,7 @@ void LineRemarks::addOffset(std::size_t position, std::int64_t lineNumber) {
 }
 
 void LineRemarks::append(LineRemarks& others, std::size_t observationsBefore, std::int64_t linesBefore) {
-    for (const LineOffset& one : others.offsets)
+    for (const LineRun& one : others.offsets)
         addOffset(observationsBefore + one.position, linesBefore + one.lineNumber);
     for (Remark& one : others.remarks) {
         one.position += observationsBefore;

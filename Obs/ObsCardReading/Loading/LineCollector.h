@@ -26,15 +26,9 @@ struct LineRemarks {
         Refusal what;  ///< without words when the reader had nothing to say
         std::string line;
     };
-    /// From this collected observation on, line numbers run with positions until the next entry.
-    struct LineOffset {
-        std::size_t position;
-        std::int64_t lineNumber;
-    };
-
     std::vector<Remark> remarks;
     std::size_t bytes = 0;  ///< of text in them, about
-    std::vector<LineOffset> offsets;
+    std::vector<LineRun> offsets;
     SlrCorrectionCounts corrections;
     std::optional<std::int32_t> status;  ///< of the latest observation line
 

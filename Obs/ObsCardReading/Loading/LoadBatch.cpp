@@ -36,6 +36,7 @@ void LoadBatch::addAtOnce(const ObsRecord& rec, std::string_view line, LinePlace
         refuse({}, line, place);
         return flush();
     }
+    obsnoteorigin(key, state_.fileName, place.number);
     state_.status = kStatusOk;
     state_.run.result.counts.count(key);
 }
@@ -78,7 +79,8 @@ std::vector<BulkAdd::Refused> LoadBatch::enter() {
     const std::size_t collected = batch_.size();
     std::vector<BulkAdd::Refused> duplicates;
     try {
-        duplicates = batch_.commit();
+        const BatchOrigin origin{state_.fileName, said_.offsets};
+        duplicates = batch_.commit(nullptr, &origin);
     } catch (const std::bad_alloc&) {
         if (batch_.size() == collected) {
             addOneByOne();
@@ -133,7 +135,7 @@ void LoadBatch::tellBad(const Remark& remark) {
 }
 
 /// `offset` moves on to the entry that covers the refused observation.
-void LoadBatch::tellDuplicate(const BulkAdd::Refused& refused, std::vector<LineOffset>::const_iterator& offset) {
+void LoadBatch::tellDuplicate(const BulkAdd::Refused& refused, std::vector<LineRun>::const_iterator& offset) {
     if (refuseDuplicate(refused.key) != kDuplicateKey) return;
     while (offset + 1 != said_.offsets.cend() && (offset + 1)->position <= refused.position) ++offset;
     state_.report(kLineDuplicate, offset->lineNumber + static_cast<std::int64_t>(refused.position - offset->position),

@@ -38,7 +38,6 @@ protected:
 
 private:
     using Remark = LineRemarks::Remark;
-    using LineOffset = LineRemarks::LineOffset;
 
     /// Text about lines that may wait for their turn: so much, and as much again for each observation that waits.
     static constexpr std::size_t kMaxRemarkBytes = 4u << 20, kRemarkBytesEach = 48;
@@ -50,7 +49,7 @@ private:
     void tell(const Remark& remark);
     void tellFault(const Remark& remark);
     void tellBad(const Remark& remark);
-    void tellDuplicate(const BulkAdd::Refused& refused, std::vector<LineOffset>::const_iterator& offset);
+    void tellDuplicate(const BulkAdd::Refused& refused, std::vector<LineRun>::const_iterator& offset);
 };
 
 }  // namespace obs

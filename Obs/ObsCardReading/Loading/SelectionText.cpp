@@ -33,6 +33,7 @@ enum class Fault : std::size_t {
     badValue,
     noNames,
     unknownName,
+    noOrigins,
     notOrdered,
     oneValue,
     openRange,
@@ -45,7 +46,7 @@ enum class Fault : std::size_t {
 };
 
 /// After the text at fault and its column. Where one ends in a blank, what is allowed follows.
-constexpr std::array<std::string_view, 21> kReasons{
+constexpr std::array<std::string_view, 22> kReasons{
     "begins quotes that do not enclose all of the criteria.",
     "has no closing quotation mark.",
     "cannot be here: a criterion such as el>10, not or ( is due.",
@@ -56,8 +57,9 @@ constexpr std::array<std::string_view, 21> kReasons{
     "is not followed by one of =, !=, <, <=, >, >=.",
     "is not followed by ",
     "is not ",
-    "is a name in quotes, which sat and sen alone take; this is not ",
+    "is a name in quotes, which sat, sen and file alone take; this is not ",
     "",  // the criterion has its own
+    "asks for the origin of observations, which is not kept: see ObsKeepOrigins.",
     "does not go with this name: = and != do.",
     "is not a single value, which <, <=, > and >= take.",
     "is a range without ends.",
@@ -257,6 +259,7 @@ private:
                                        [&](const CriterionName& one) { return same(textOf(token_), one.name); });
         if (what == names.end()) return refuse(Fault::notName, allNames());
         const Token name = token_;
+        if (what->isOfOrigin && !gStore.origins.isKept()) return refuse(Fault::noOrigins);
         next();
         if (token_.kind != Token::comparison) return refuse(Fault::noComparison, name.from, name.to);
         const std::string_view comparison = textOf(token_);
@@ -292,11 +295,13 @@ private:
             allow(what, value, intervals);
             return true;
         };
+        if (token_.kind == Token::quoted && what.criterion == Criterion::file) return allowFiles(what, intervals);
         if (token_.kind == Token::quoted) return readName(what, value) && take();
         if (token_.kind != Token::word) return refuseStrange(Fault::badValue, what.allowed);
         const std::string_view text = textOf(token_);
         std::string_view low, high;
-        if (!splitRange(what, text, low, high)) return read(what, text, value) && take();
+        const bool isFile = what.criterion == Criterion::file;  // whose name may hold a colon
+        if (isFile || !splitRange(what, text, low, high)) return read(what, text, value) && take();
         if (what.criterion == Criterion::classification) return refuse(Fault::badValue, what.allowed);
         if (low.empty() && high.empty()) return refuse(Fault::openRange);
         ValueSpan end;
@@ -312,7 +317,8 @@ private:
 
     /// What is less or greater than a value.
     bool parseBound(const CriterionName& what, std::string_view comparison, Intervals& intervals) {
-        if (what.criterion == Criterion::classification) return refuse(Fault::notOrdered);
+        if (what.criterion == Criterion::classification || what.criterion == Criterion::file)
+            return refuse(Fault::notOrdered);
         next();
         if (token_.kind == Token::end) return refuseLast(Fault::noValue, what.allowed);
         ValueSpan value;
@@ -347,6 +353,12 @@ private:
         const std::int64_t number = what.named(text_.substr(token_.from + 1, token_.to - token_.from - 2));
         value.first = value.last = static_cast<double>(number);
         return number >= 0 || refuse(Fault::unknownName, what.unknown);
+    }
+
+    bool allowFiles(const CriterionName& what, Intervals& intervals) {
+        const std::vector<std::int32_t> files = filesNamed(text_.substr(token_.from + 1, token_.to - token_.from - 2));
+        for (const std::int32_t file : files) intervals.allow(file, file);
+        return !files.empty() || refuse(Fault::unknownName, what.unknown);
     }
 
     static void allow(const CriterionName& what, const ValueSpan& value, Intervals& intervals) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Loading/SelectionValues.h"
 
+#include <fnmatch.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -9,6 +11,7 @@
 
 #include "Obs/CardLayouts/Columns.h"
 #include "Obs/CardLayouts/SlrNames.h"
+#include "Obs/ObsTree/Store.h"
 #include "siblings/include/Sensors.h"
 #include "siblings/include/Services.h"
 #include "siblings/include/Time.h"
@@ -239,6 +242,9 @@ std::int64_t numberOfTarget(std::string_view name) {
     return number == 0 ? -1 : number;
 }
 
+/// A file has a name alone.
+bool readNothing(std::string_view, ValueSpan&) { return false; }
+
 constexpr std::string_view kAngleValues = "a number of degrees, or one with the unit deg, rad, arcmin or arcsec";
 constexpr std::string_view kWholeNumber = "a whole number";
 
@@ -264,11 +270,27 @@ constexpr std::array kNames{
     CriterionName{"gid", Criterion::group, kWholeNumber, readWhole},
     CriterionName{"ind1", Criterion::indicator1, kWholeNumber, readWhole},
     CriterionName{"ind2", Criterion::indicator2, kWholeNumber, readWhole},
+    CriterionName{"file", Criterion::file, "the name of a file in quotes, or a pattern (\"2024/*.b3\")", readNothing,
+                  nullptr, "is not the name of a file that observations were loaded from", true},
+    CriterionName{"line", Criterion::line, kWholeNumber, readWhole, nullptr, {}, true},
 };
 
 }  // namespace
 
 std::span<const CriterionName> criterionNames() { return kNames; }
+
+std::vector<std::int32_t> filesNamed(std::string_view name) {
+    const std::string pattern(name), below = "/" + pattern;
+    const bool isPattern = name.find_first_of("*?[") != std::string_view::npos;
+    const ReadGuard guard;
+    const std::vector<std::string>& files = gStore.origins.files();
+    std::vector<std::int32_t> numbers;
+    for (std::size_t i = 0; i < files.size(); ++i)
+        if (files[i] == name || files[i].ends_with(below) ||
+            (isPattern && ::fnmatch(pattern.c_str(), files[i].c_str(), 0) == 0))
+            numbers.push_back(static_cast<std::int32_t>(i));
+    return numbers;
+}
 
 bool splitRange(const CriterionName& what, std::string_view text, std::string_view& low, std::string_view& high) {
     constexpr std::string_view kDots = "..";

@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Obs/ObsTypes/ObsSelection.h"
 
@@ -24,9 +25,14 @@ struct CriterionName {
     /// The number of what has a name, -1 when nothing has; null where values have no names.
     std::int64_t (*named)(std::string_view name) = nullptr;
     std::string_view unknown = {};  ///< what to say of a name that nothing has
+    bool isOfOrigin = false;        ///< known only while the store keeps origins
 };
 
 std::span<const CriterionName> criterionNames();
+
+/// The numbers of the files of that name that observations came from: it may be the last part of their names, and with
+/// * ? [ a pattern for all of it. Throws std::bad_alloc.
+std::vector<std::int32_t> filesNamed(std::string_view name);
 
 /// The ends of a range `low..high` or `low:high`; false for a single value. A colon within a time of day is part of it.
 bool splitRange(const CriterionName& what, std::string_view text, std::string_view& low, std::string_view& high);
