@@ -48,13 +48,14 @@ def decks(folder):
         "part.txt": deck[-300:],
         "late_year.txt": [*tty[:30], "rubbish", *tty[30:50], "TTY_YEAR 2023", ""],
         "two_years.txt": [*tty[:20], "TTY_YEAR 2022", *tty[20:40], "TTY_YEAR what", "TTY_YEAR 2021", *tty[40:60]],
-        "naming.txt": [*b3_lines(1, 60), "OBSFIL include.txt", *b3_lines(2, 60), "OBSFIL missing.txt", "OBSFIL " + "x" * 300,
+        "naming.txt": [*b3_lines(1, 60), "OBSFIL include.txt", *b3_lines(2, 60), "OBSFIL missing.txt", "OBSFIL " + "x" * 300, "OBSFIL packed.inc",
                        *tty[:9], ""],
         "ranges.txt": ["TTY_YEAR 2019", *b3_lines(4, 40), "SLROBS", lageos, *b3_lines(5, 40), "SLROBS", samples,
                        "SLROBS ranges.frd", *tty[:5], "OBSFIL include.txt", "H1 CRD", ""],
         "again.txt": [*b3_lines(1, 90), lageos]}
     for name, lines in contents.items():
         (folder / name).write_text("\n".join(lines), errors="surrogateescape")
+    (folder / "packed.inc").write_bytes(gzip.compress(b"\n".join(map(str.encode, b3_lines(6, 9)))))
     shutil.copy(TOP / "examples/laser_ranging/crd1_glonass125_midnight.frd", folder / "ranges.frd")
     return [folder / name for name in contents]
 

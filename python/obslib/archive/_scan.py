@@ -20,6 +20,7 @@ from ._plan import Deck, compression
 from ._text import FIRST, FIRST_PASS_PLACE, INCLUDED, SECOND, Part, opened, told_name, unchanged
 
 KEYWORD, NOTE = 6, 7
+PACKED = "It is packed (gzip or zstd); files that a deck names are read unpacked."  # as the library says it
 LINE_LENGTH = 511  # what calls take of one
 MORE_BYTES = 1 << 20  # at most, than a piece has, to find its cut in
 Row = tuple[int, int, str, str, int, str]  # deck, place, kind, file, line, reason
@@ -156,7 +157,9 @@ def include(deck: Deck, line: int, name: str, is_laser_file: bool, year: int, pi
         status = os.stat(path)
         if not stat.S_ISREG(status.st_mode):  # some never end
             raise OSError(22, "It is not a regular file", path)
-        source = Source(deck.number, path, status.st_size, status.st_mtime_ns, compression(path), line)
+        if compression(path):
+            raise ArchiveError(f"ReadExtObsFile: File {name} is not read: {PACKED}")
+        source = Source(deck.number, path, status.st_size, status.st_mtime_ns, "", line)
         parts, after, digest = cut(source, _native.first_state(year, INCLUDED, is_laser_file), piece_bytes)
     except (OSError, ArchiveError) as failure:
         why = str(failure)

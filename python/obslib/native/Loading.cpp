@@ -192,7 +192,7 @@ void bindLoading(nb::module_& m) {
            "Loads one file: its counts, and the lines that are worth a word.");
     define(m, "load_text", loadText, nb::arg("name"), nb::arg("text"), nb::arg("group"), nb::arg("year"),
            nb::arg("includes"), nb::arg("progress").none(),
-           nb::sig("def load_text(name: bytes, text: collections.abc.Buffer, group: int, year: int, includes: bool,"
+           nb::sig("def load_text(name: bytes, text: typing_extensions.Buffer, group: int, year: int, includes: bool,"
                    " progress: collections.abc.Callable[[int, int], object] | None)"
                    " -> tuple[dict[str, int], list[tuple[int, str, int, str]]]"),
            "Loads a text in memory under a name, as load_file.");

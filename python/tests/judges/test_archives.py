@@ -37,4 +37,4 @@ def test_selections_are_streams(folder):
     count = len(store.select("sat=5"))
     assert len(polars.DataFrame(selection)) == count
     reader = pyarrow.RecordBatchReader.from_stream(selection)
-    assert duckdb.from_arrow(reader).count("*").fetchone() == (count,)
+    assert duckdb.from_arrow(reader).count("*").fetchall() == [(count,)]
