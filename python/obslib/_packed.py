@@ -16,11 +16,9 @@ from ._extras import needed
 if TYPE_CHECKING:
     from collections.abc import Iterator
 
-    Path = str | os.PathLike[str]
-
 
 @contextmanager
-def unpacked(path: Path) -> Iterator[mmap.mmap | bytes | None]:
+def unpacked(path: str | os.PathLike[str]) -> Iterator[mmap.mmap | bytes | None]:
     """The text of a packed file, which a temporary file holds meanwhile; None for any other.
 
     @raises OSError when it ends too early or is damaged.
@@ -49,7 +47,7 @@ def unpacked(path: Path) -> Iterator[mmap.mmap | bytes | None]:
             mapped.close()
 
 
-def _gunzip(packed: IO[bytes], text: IO[bytes], path: Path) -> None:
+def _gunzip(packed: IO[bytes], text: IO[bytes], path: str | os.PathLike[str]) -> None:
     try:
         with gzip.open(packed) as source:
             shutil.copyfileobj(source, text, 1 << 20)
@@ -57,7 +55,7 @@ def _gunzip(packed: IO[bytes], text: IO[bytes], path: Path) -> None:
         raise OSError(5, f"the gzip data end too early or are damaged ({error})", str(path)) from None
 
 
-def _unzstd(packed: IO[bytes], text: IO[bytes], path: Path) -> None:
+def _unzstd(packed: IO[bytes], text: IO[bytes], path: str | os.PathLike[str]) -> None:
     zstandard = needed("zstandard", "packed")
     frame = zstandard.ZstdDecompressor().decompressobj()
     try:
