@@ -251,7 +251,7 @@ def command_time(*arguments):
 
 
 def laser_file(path, ranges, refused):
-    """A session of a station; every so many records are damaged."""
+    """A session of a station; every few records one is damaged."""
     with open(path, "w") as file:
         file.write("H1 CRD  1 2021  1 27  9\nH2 GRZL 7839 34 2 4\nH3 l 7603901 1155 8820 0 1 1\n"
                    "H4 0 2004 10 3 0 0 0 na na na na na na 0 0 0 0 1 0 2 0\n")

@@ -77,11 +77,11 @@ std::string zshSpecs(const std::vector<OptionRow>& options, const std::vector<Op
     for (const OptionRow& row : options) {
         for (const std::string& name : row.names) {
             const bool isLong = name.starts_with("--");
-            std::string spec = (row.isRepeated ? "*" : "(" + joined(row.names) + ")") + name;
-            if (!row.argument.empty() && isLong) spec += "=";
-            spec += "[" + zshHelp(row.help) + "]";
-            if (!row.argument.empty()) spec += ":" + zshHelp(row.argument) + ":" + zshAction(row);
-            text += "        " + shellText(spec) + " \\\n";
+            std::string entry = (row.isRepeated ? "*" : "(" + joined(row.names) + ")") + name;
+            if (!row.argument.empty() && isLong) entry += "=";
+            entry += "[" + zshHelp(row.help) + "]";
+            if (!row.argument.empty()) entry += ":" + zshHelp(row.argument) + ":" + zshAction(row);
+            text += "        " + shellText(entry) + " \\\n";
         }
     }
     for (const OptionRow& row : arguments) {

@@ -17,7 +17,7 @@ namespace radix {
 inline constexpr unsigned kDigitBits = 11;
 inline constexpr std::size_t kValues = std::size_t{1} << kDigitBits;
 
-/// Sorts by the lowest digits of a number of so many bits; digits that all elements share are passed over.
+/// Sorts by the lowest digits of a number that has `bits` of them; digits that all elements share are passed over.
 template <class Element, class NumberOf>
 void sortByDigits(std::vector<Element>& elements, unsigned bits, NumberOf numberOf) {
     const unsigned digits = (bits + kDigitBits - 1) / kDigitBits;

@@ -16,7 +16,7 @@ inline constexpr std::int32_t kMostThreads = 256;
 void setThreads(std::int32_t number);
 std::int32_t threads();
 
-/// How many threads share a work of so many bytes, the calling one included: as many as are set, or as cores where each
+/// How many threads share a work of that many bytes, the calling one included: as many as are set, or as cores where each
 /// then has enough to gain from it; never more than one for `leastShare` bytes.
 std::int32_t threadsFor(std::int64_t bytes, std::int64_t leastShare);
 

@@ -56,7 +56,7 @@ def below(folder: str) -> Iterator[str]:
     found = [os.path.join(place, name) for place, _, names in os.walk(os.path.abspath(folder), onerror=unreadable)
              for name in names]
     if not found:
-        raise FileNotFoundError(2, "there is no file in the folder", folder)
+        raise FileNotFoundError(2, "the folder has no files", folder)
     yield from sorted(found)
 
 

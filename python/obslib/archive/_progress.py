@@ -56,7 +56,7 @@ class Account:
         self._tasks_done = self._tasks = 0
 
     def begin(self, phase: str, weights: float, tasks: int) -> None:
-        """A phase of so many tasks, whose weights have this sum."""
+        """A phase of that many tasks, whose weights have this sum."""
         self._before += COSTS.get(self._phase, 0.0)
         self._phase, self._done, self._all = phase, 0.0, weights
         self._tasks_done, self._tasks = 0, tasks
