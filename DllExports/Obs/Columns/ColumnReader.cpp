@@ -61,7 +61,7 @@ bool isNull(const ArrowArray& array, std::int64_t at) {
     if (array.n_buffers == 0) return true;  // an array of the null type
     if (array.null_count == 0 || array.buffers[0] == nullptr) return false;
     const auto* const bits = static_cast<const std::uint8_t*>(array.buffers[0]);
-    return ((bits[at / 8] >> at % 8) & 1u) == 0;
+    return (unsigned{bits[at / 8]} >> at % 8 & 1u) == 0;
 }
 
 /// A number as both kinds, and whether each is exact.

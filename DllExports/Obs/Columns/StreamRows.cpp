@@ -19,7 +19,7 @@ bool haveAll(Child* const* children, std::int64_t count) {
 bool isNullRow(const ArrowArray& batch, std::int64_t at) {
     if (batch.null_count == 0 || batch.n_buffers < 1 || batch.buffers == nullptr || batch.buffers[0] == nullptr)
         return false;
-    return ((static_cast<const std::uint8_t*>(batch.buffers[0])[at / 8] >> at % 8) & 1u) == 0;
+    return (unsigned{static_cast<const std::uint8_t*>(batch.buffers[0])[at / 8]} >> at % 8 & 1u) == 0;
 }
 
 constexpr const char* kNullRow = "it is null as a whole";

@@ -57,8 +57,8 @@ class Manifest:
 
     library: str
     options: dict[str, Any]
-    inputs: list[Input]
-    outputs: list[Output]
+    inputs: list[Input] = field(repr=False)  # thousands, and days as many
+    outputs: list[Output] = field(repr=False)
     counts: dict[str, int]
     lines: dict[str, Any] = field(default_factory=dict)
 
