@@ -55,7 +55,8 @@ std::vector<double> valuesBetween(std::int32_t first, std::int32_t last, std::st
     std::vector<double> ends;
     for (std::int32_t number = first; number <= last; ++number) {
         const std::string text = textOf(number);
-        if (low <= text && text <= high) ends.insert(ends.end(), 2, static_cast<double>(valueOf(number)));
+        if (low.compare(text) <= 0 && high.compare(text) >= 0)
+            ends.insert(ends.end(), 2, static_cast<double>(valueOf(number)));
     }
     return ends;
 }
