@@ -8,11 +8,13 @@ import random
 import shutil
 
 import pytest
+import zstandard
 from archives import DECK, archived, b3_lines, checksums, here, loaded, random_decks  # noqa: F401
 from conftest import TOP
 
 import obslib
 from obslib import archive
+from obslib.archive import _plan, _scan
 
 pytestmark = pytest.mark.usefixtures("here")
 
@@ -126,16 +128,20 @@ def test_about_midnight(tmp_path):
 def test_compressed_decks(tmp_path):
     text = "\n".join(b3_lines(1, 300)).encode()
     (tmp_path / "plain").write_bytes(text)
-    for name, opener in (("a.gz", gzip.open), ("b.bz2", bz2.open), ("c.xz", lzma.open)):
-        with opener(tmp_path / name, "wb") as file:
-            file.write(text)
+    packers = {"a.gz": gzip.compress, "b.bz2": bz2.compress, "c.xz": lzma.compress,
+               "d.zst": zstandard.ZstdCompressor().compress}
     archive.build(tmp_path / "plain", tmp_path / "plain.out")
     expected = archived(tmp_path / "plain.out")[:2]
-    for name in ("a.gz", "b.bz2", "c.xz"):
-        archive.build(tmp_path / name, tmp_path / f"{name}.out", piece_bytes=5000)
-        assert archived(tmp_path / f"{name}.out")[:2] == expected
-        (tmp_path / name).write_bytes((tmp_path / name).read_bytes()[:-200])
-        with pytest.raises(OSError, match=f"damaged.*{name}"):
+    for name, pack in packers.items():
+        for frame in (7001, len(text)):  # of many frames, which end within lines, and of one
+            packed = b"".join(pack(text[at:at + frame]) for at in range(0, len(text), frame))
+            (tmp_path / name).write_bytes(packed)
+            deck = _plan.plan([tmp_path / name])[0][0]
+            assert (len(_scan.scan_deck(deck, 0, 5000).parts) > 3) == (frame < len(text))
+            archive.build(tmp_path / name, tmp_path / f"{name}{frame}", piece_bytes=5000)
+            assert archived(tmp_path / f"{name}{frame}")[:2] == expected
+        (tmp_path / name).write_bytes(packed[:-200])
+        with pytest.raises(OSError, match=f"(damaged|end too early).*{name}"):
             archive.build(tmp_path / name, tmp_path / "damaged")
         assert not (tmp_path / "damaged/manifest.json").exists()
 

@@ -11,13 +11,14 @@ import hashlib
 import os
 import stat
 import zlib
+from bisect import bisect_right
 from dataclasses import dataclass, field
 from typing import Any
 
 from .. import _native
 from ._manifest import ArchiveError
 from ._plan import Deck, compression
-from ._text import FIRST, FIRST_PASS_PLACE, INCLUDED, SECOND, Part, opened, told_name, unchanged
+from ._text import FIRST, FIRST_PASS_PLACE, INCLUDED, SECOND, Part, frames_of, opened, told_name, unchanged
 
 KEYWORD, NOTE = 6, 7
 PACKED = "It is packed (gzip or zstd); files that a deck names are read unpacked."  # as the library says it
@@ -49,9 +50,15 @@ class Source:
     mtime_ns: int
     compression: str
     at_line: int = 0
+    frames: list[tuple[int, int]] = field(default_factory=lambda: [(0, 0)])
+
+    def is_whole(self) -> bool:
+        """Whether it is one piece, since reading from its middle would begin at its beginning."""
+        return bool(self.compression) and len(self.frames) == 1
 
     def part(self, offset: int, text: bytes, is_last: bool, state: str) -> Part:
-        return Part(self.deck, self.path, self.size, self.mtime_ns, self.compression, offset, len(text),
+        frame = self.frames[bisect_right(self.frames, offset, key=lambda one: one[1]) - 1]
+        return Part(self.deck, self.path, self.size, self.mtime_ns, self.compression, frame, offset, len(text),
                     zlib.crc32(text), is_last, state, self.at_line)
 
 
@@ -64,6 +71,8 @@ def scan_deck(deck: Deck, year: int, piece_bytes: int) -> Scanned:
     unchanged(deck.path, deck.size, deck.mtime_ns)
     found = Scanned(deck)
     source = Source(deck.number, deck.path, deck.size, deck.mtime_ns, deck.compression)
+    if deck.compression:
+        source.frames = frames_of(deck.path, deck.compression)
     keywords, faults = first_reading(source, year, piece_bytes, found)
     if keywords:
         last_year, has_sections = first_pass(deck, keywords, faults, year, piece_bytes, found)
@@ -107,19 +116,20 @@ def at(state: str, lines: int, offset: int) -> str:
 
 
 def blocks(source: Source, piece_bytes: int) -> Any:
-    """A text in pieces of about a size, each with its offset and whether it is the last; a compressed one is one."""
+    """A text in pieces of about a size, each with its offset and whether it is the last; a
+    compressed one without frames is one."""
     with opened(source.path, source.compression) as file:
         text, offset, most = b"", 0, piece_bytes + min(piece_bytes, MORE_BYTES)
         wanted = most
         is_last = False
         while not is_last or text:
             if not is_last:
-                more = file.read() if source.compression else file.read(max(0, wanted - len(text)))
+                more = file.read() if source.is_whole() else file.read(max(0, wanted - len(text)))
                 text += more
-                is_last = len(text) < wanted or bool(source.compression)
+                is_last = len(text) < wanted or source.is_whole()
             end = len(text)
             if not is_last or len(text) > most:
-                end = len(text) if source.compression else _native.next_cut(text, piece_bytes)
+                end = len(text) if source.is_whole() else _native.next_cut(text, piece_bytes)
                 if end == len(text) and not is_last:  # a block that is longer
                     wanted *= 2
                     continue
@@ -185,9 +195,9 @@ def cut(source: Source, state: str, piece_bytes: int) -> tuple[list[Part], int, 
         wanted = most
         while not is_last or text or not parts:
             if not is_last:
-                text += file.read() if source.compression else file.read(max(0, wanted - len(text)))
-                is_last = len(text) < wanted or bool(source.compression)
-            cut_after = 0 if source.compression or is_last and len(text) <= piece_bytes else piece_bytes
+                text += file.read() if source.is_whole() else file.read(max(0, wanted - len(text)))
+                is_last = len(text) < wanted or source.is_whole()
+            cut_after = 0 if source.is_whole() or is_last and len(text) <= piece_bytes else piece_bytes
             read, _ = _native.scan_piece(text, state, is_last, cut_after)
             if not is_last and (not read["at_cut"] or not read["bytes"]):
                 wanted *= 2

@@ -14,6 +14,7 @@ from contextlib import contextmanager
 from dataclasses import astuple, dataclass
 from typing import Any, BinaryIO
 
+from .._extras import needed
 from .._packed import unpacked
 from ._manifest import ArchiveError
 
@@ -21,6 +22,7 @@ FIRST, SECOND, INCLUDED = 1, 2, 3  # OBS_READ_... of the header
 LASER_FILE = -1
 # Rows of the first pass come before all others of their deck, those of an include file at the line that names it.
 FIRST_PASS_PLACE = -2**40
+PACKED_BLOCK = 1 << 13  # it may unpack to 32768 times as much
 OPENERS: dict[str, Callable[[str], Any]] = {"": lambda path: open(path, "rb"), "bzip2": bz2.open, "xz": lzma.open}
 
 
@@ -33,6 +35,7 @@ class Part:
     size: int
     mtime_ns: int
     compression: str
+    frame: tuple[int, int]  # the last one that begins before it: where, in a compressed file and in its text
     offset: int  # in the text, uncompressed
     length: int
     crc: int
@@ -93,12 +96,69 @@ def opened(path: str, compression: str) -> Iterator[BinaryIO]:
         raise
 
 
+def decompressor(compression: str) -> Any:
+    if compression == "zstd":
+        return needed("zstandard", "packed").ZstdDecompressor().decompressobj()
+    if compression == "gzip":
+        return zlib.decompressobj(wbits=31)
+    return bz2.BZ2Decompressor() if compression == "bzip2" else lzma.LZMADecompressor()
+
+
+def framed(file: BinaryIO, compression: str) -> Iterator[tuple[int, bytes]]:
+    """The text of a compressed file, from a frame on, in blocks, each with the place where its frame begins. Members of
+    gzip and streams of bzip2 and xz are frames as well."""
+    begin = place = file.tell()
+    frame = decompressor(compression)
+    while packed := file.read(PACKED_BLOCK):
+        while packed:
+            if frame.eof:
+                begin, frame = place, decompressor(compression)
+            text = frame.decompress(packed)
+            rest = frame.unused_data if frame.eof else b""
+            place += len(packed) - len(rest)
+            packed = rest
+            yield begin, text
+
+
+def frames_of(path: str, compression: str) -> list[tuple[int, int]]:
+    """Where the frames of a compressed file begin, in it and in its text; only the first of one that is damaged, which
+    whoever reads it all says better."""
+    starts = [(0, 0)]
+    length = 0
+    try:
+        with open(path, "rb") as file:
+            for begin, text in framed(file, compression):
+                if begin != starts[-1][0]:
+                    starts.append((begin, length))
+                length += len(text)
+    except Exception:  # each decompressor has errors of its own
+        return starts[:1]
+    return starts
+
+
+def framed_text(part: Part) -> bytes:
+    """What a part has now, read from its frame on."""
+    place, at = part.frame
+    blocks: list[bytes] = []
+    with open(part.path, "rb") as file:
+        file.seek(place)
+        for _, text in framed(file, part.compression):
+            blocks.append(text[max(0, part.offset - at):])
+            at += len(text)
+            if at >= part.offset + part.length:
+                break
+    return b"".join(blocks)[:part.length]
+
+
 def text_of(part: Part) -> bytes:
     """The bytes of a part; ArchiveError when they are not those that the scan saw."""
     unchanged(part.path, part.size, part.mtime_ns)
-    with opened(part.path, part.compression) as file:
-        file.seek(part.offset)
-        text = file.read(part.length)
+    if part.compression and not (part.is_last and part.offset == 0):
+        text = framed_text(part)
+    else:
+        with opened(part.path, part.compression) as file:
+            file.seek(part.offset)
+            text = file.read(part.length)
     if len(text) != part.length:
         raise ArchiveError(f"{part.path} changed while the archive was built: it ends at byte "
                            f"{part.offset + len(text)}, not {part.offset + part.length}")
