@@ -324,7 +324,7 @@ class Run:
         if kind == "18":
             found = self.load(save=os.path.join(self.folder, "saved.txt"), save_form=0)
             both = (found["cpu"] + found["save"]) * found["count"]
-            return command_time(os.path.join(options.tools, "obstool"), "convert", "--to", "b3", self.deck(), "-o",
+            return command_time(os.path.join(options.tools, "obstool"), "convert", "--force", "--to", "b3", self.deck(), "-o",
                                 os.path.join(self.folder, "converted.txt")) / both
         if kind == "19":
             found = self.before(file=self.deck())
