@@ -5,7 +5,8 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
+#include <functional>
+#include <span>
 #include <vector>
 
 namespace obs {
@@ -19,44 +20,40 @@ struct Pass {
 class PassFinder {
 public:
     /// @param expected about how many will come. Throws std::bad_alloc, as the rest.
-    explicit PassFinder(std::size_t expected);
+    explicit PassFinder(std::size_t expected) { times_.reserve(expected); }
 
     /// @param time days since 1950 UTC; one that is not finite is in no pass
     void add(std::int32_t satNum, std::int32_t senNum, double time) {
         if (!std::isfinite(time)) return;
-        // Those of a pass mostly come together, so that few pairs are looked up.
-        if (runs_.empty() || pairs_[runs_.back().pair].satNum != satNum || pairs_[runs_.back().pair].senNum != senNum)
-            beginRun(satNum, senNum);
+        const std::uint64_t code = codeOf(satNum, senNum);
+        if (runs_.empty() || runs_.back().code != code)
+            runs_.push_back({code, static_cast<std::uint32_t>(times_.size()), 0});
         ++runs_.back().count;
         times_.push_back(time);
     }
 
-    /// The passes by satellite, sensor and time; may be asked for once. One ends where the gap exceeds both 10 minutes
-    /// and five times the median step between the observations of that satellite by that sensor.
-    std::vector<Pass> passes();
-
-    struct Pair {
-        std::int32_t satNum, senNum;
-        std::uint32_t count;
-    };
+    /// Hands over the passes by satellite, sensor and time, once. One ends where the gap exceeds both 10 minutes and five
+    /// times the median step between the observations of that satellite by that sensor.
+    void passes(const std::function<void(const Pass&)>& use);
 
 private:
-    static constexpr std::uint32_t kFree = std::numeric_limits<std::uint32_t>::max();
-    struct Place {
-        std::uint64_t code = 0;
-        std::uint32_t number = kFree;
-    };
-    /// Observations of a pair that came one after the other.
+    /// Observations of a satellite and sensor that came one after the other: those of a pass mostly do, so that there
+    /// is little to sort.
     struct Run {
-        std::uint32_t pair, count;
+        std::uint64_t code;
+        std::uint32_t first, count;
     };
 
-    void beginRun(std::int32_t satNum, std::int32_t senNum);
-    Place& placeOf(std::uint64_t code);
-    void grow();
+    /// Codes have the order of the numbers, negative ones first.
+    static constexpr std::uint32_t kSign = 0x80000000;
+    static std::uint64_t codeOf(std::int32_t satNum, std::int32_t senNum) {
+        const auto bits = [](std::int32_t number) { return static_cast<std::uint32_t>(number) ^ kSign; };
+        return std::uint64_t{bits(satNum)} << 32 | bits(senNum);
+    }
+    static std::int32_t numberOf(std::uint64_t bits) {
+        return static_cast<std::int32_t>(static_cast<std::uint32_t>(bits) ^ kSign);
+    }
 
-    std::vector<Pair> pairs_;
-    std::vector<Place> places_;  ///< of the numbers of pairs; open addressing
     std::vector<Run> runs_;
     std::vector<double> times_;
 };
