@@ -42,29 +42,38 @@ void LatestMoments::makeRoom(double since) {
 }
 
 // Most tracks are one piece: what is sorted is no more than a number that tells nearly all of them apart.
-std::set<Track> Pieces::suspects() {
+std::map<Track, std::vector<Moment>> Pieces::suspects() const {
     constexpr std::uint64_t kPlace = 0xFFFFFFFF;
     std::vector<std::uint64_t> order(pieces_.size());
     for (std::size_t i = 0; i < order.size(); ++i) order[i] = (pieces_[i].track.mixed() & ~kPlace) | i;
     std::sort(order.begin(), order.end());
+    std::map<Track, std::vector<Moment>> suspects;
     std::vector<Piece> alike;
     for (std::size_t from = 0, to = 0; from < order.size(); from = to) {
         while (to < order.size() && (order[to] ^ order[from]) <= kPlace) ++to;
-        if (to - from == 1) continue;
         alike.clear();
         for (std::size_t i = from; i < to; ++i) alike.push_back(pieces_[order[i] & kPlace]);
-        holdAgainstEachOther(alike);
+        if (alike.size() > 1 || alike.front().isDense) addSuspects(alike, suspects);
     }
-    return std::move(suspects_);
+    return suspects;
 }
 
-void Pieces::holdAgainstEachOther(std::vector<Piece>& pieces) {
-    std::sort(pieces.begin(), pieces.end(), [](const Piece& a, const Piece& b) {
-        return a.track != b.track ? a.track < b.track : a.first < b.first;
+void Pieces::addSuspects(std::vector<Piece>& pieces, std::map<Track, std::vector<Moment>>& suspects) const {
+    std::sort(pieces.begin(), pieces.end(), [&](const Piece& a, const Piece& b) {
+        return a.track != b.track ? a.track < b.track : firstTime(a) < firstTime(b);
     });
-    for (std::size_t i = 1; i < pieces.size(); ++i)
-        if (pieces[i].track == pieces[i - 1].track && !(pieces[i].first - pieces[i - 1].last.time > apartDays_))
-            suspects_.insert(pieces[i].track);
+    for (auto from = pieces.cbegin(), to = from; from != pieces.cend(); from = to) {
+        bool isSuspect = false;
+        for (; to != pieces.cend() && to->track == from->track; ++to)
+            isSuspect =
+                isSuspect || to->isDense || (to != from && !(firstTime(*to) - lastTime(*(to - 1)) > apartDays_));
+        if (!isSuspect) continue;
+        std::vector<Moment>& all = suspects[from->track];
+        for (auto piece = from; piece != to; ++piece) {
+            const auto first = moments_.cbegin() + static_cast<std::ptrdiff_t>(piece->first);
+            all.insert(all.end(), first, first + static_cast<std::ptrdiff_t>(piece->count));
+        }
+    }
 }
 
 }  // namespace obstool

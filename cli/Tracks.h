@@ -6,7 +6,7 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
-#include <set>
+#include <map>
 #include <vector>
 
 namespace obstool {
@@ -57,36 +57,39 @@ public:
     /// @param apartDays between two pieces that tell nothing of each other
     Pieces(double nearDays, double apartDays) : nearDays_(nearDays), apartDays_(apartDays) {}
 
+    void expect(std::size_t observations) { moments_.reserve(observations); }
+
     void add(const Track& track, const Moment& now) {
-        ++observations_;
-        if (pieces_.empty() || !(pieces_.back().track == track && pieces_.back().last.isBefore(now)))
-            pieces_.push_back({track, now.time, now});
-        else if (now.time - pieces_.back().last.time <= nearDays_) suspects_.insert(track);
-        pieces_.back().last = now;
+        if (pieces_.empty() || !(pieces_.back().track == track && moments_.back().isBefore(now)))
+            pieces_.push_back({track, false, moments_.size(), 0});
+        else if (now.time - moments_.back().time <= nearDays_) pieces_.back().isDense = true;
+        ++pieces_.back().count;
+        moments_.push_back(now);
     }
 
     /// Whether pieces are long enough for them to cost little.
     bool areLong() const {
         constexpr std::size_t kEnough = 3, kSome = 4096;
-        return kEnough * pieces_.size() <= observations_ + kSome;
+        return kEnough * pieces_.size() <= moments_.size() + kSome;
     }
 
-    /// After all were added; may be asked for once.
-    std::set<Track> suspects();
+    /// The tracks, with all that they hold; after all were added.
+    std::map<Track, std::vector<Moment>> suspects() const;
 
 private:
     struct Piece {
         Track track;
-        double first;
-        Moment last;
+        bool isDense;  ///< something in it is near
+        std::size_t first, count;
     };
 
-    void holdAgainstEachOther(std::vector<Piece>& pieces);
+    double firstTime(const Piece& piece) const { return moments_[piece.first].time; }
+    double lastTime(const Piece& piece) const { return moments_[piece.first + piece.count - 1].time; }
+    void addSuspects(std::vector<Piece>& pieces, std::map<Track, std::vector<Moment>>& suspects) const;
 
     double nearDays_, apartDays_;
     std::vector<Piece> pieces_;
-    std::size_t observations_ = 0;
-    std::set<Track> suspects_;
+    std::vector<Moment> moments_;
 };
 
 }  // namespace obstool

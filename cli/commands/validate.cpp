@@ -6,7 +6,6 @@
 #include <fstream>
 #include <limits>
 #include <map>
-#include <set>
 #include <stdexcept>
 #include <unordered_map>
 #include <utility>
@@ -247,6 +246,7 @@ public:
     bool run() {
         constexpr std::int32_t kAscendingKeys = 9, kByTime = -1;
         const std::int32_t order = isAsStored() ? OBS_ORDER_STORED : way_ == Way::byKey ? kAscendingKeys : kByTime;
+        if (way_ == Way::inPieces) pieces_.expect(static_cast<std::size_t>(ObsGetCount()));
         ColumnScan scan(order, {kColumns.begin(), kColumns.end()});
         while (scan.next()) {
             for (std::size_t i = 0; i < columns_.size(); ++i) scan.values(i, columns_[i]);
@@ -259,8 +259,9 @@ public:
             }
             if (!pieces_.areLong()) return false;
         }
-        const std::set<Track> suspects = pieces_.suspects();
-        return suspects.empty() || lookAt(suspects);
+        for (const auto& [track, moments] : pieces_.suspects())
+            if (!lookAt(track, moments)) return false;
+        return true;
     }
 
     const Doubts& doubts() const { return doubts_; }
@@ -352,27 +353,8 @@ private:
              fmt::format("another one of the same satellite, sensor and type is within {} seconds", options_.near));
     }
 
-    /// Goes through tracks whose pieces do not tell what is near, by their keys; as `run`.
-    bool lookAt(const std::set<Track>& suspects) {
-        std::map<Track, std::vector<Moment>> moments;
-        for (const Track& track : suspects) moments[track];
-        ColumnScan scan(OBS_ORDER_STORED, {kColumns[0], kColumns[1], kColumns[2], kColumns[3], kColumns.back()});
-        Track last;
-        auto at = moments.end();
-        while (scan.next()) {
-            for (std::size_t i = 0; i <= kTimeColumn; ++i) scan.values(i, columns_[i]);
-            for (std::size_t row = 0; row < scan.rows(); ++row) {
-                if (const Track track = trackOf(row); track != last) at = moments.find(last = track);
-                if (at != moments.end())
-                    at->second.push_back({columns_[kTimeColumn][row], scan.keys(kTimeColumn + 1)[row]});
-            }
-        }
-        for (auto& [track, ofTrack] : moments)
-            if (!lookAt(track, ofTrack)) return false;
-        return true;
-    }
-
-    bool lookAt(const Track& track, std::vector<Moment>& moments) {
+    /// Goes through a track by its keys; as `run`.
+    bool lookAt(const Track& track, std::vector<Moment> moments) {
         std::sort(moments.begin(), moments.end(), [](const Moment& a, const Moment& b) { return a.key < b.key; });
         for (std::size_t i = 1; i < moments.size(); ++i) {
             if (moments[i].time < moments[i - 1].time) return false;
