@@ -133,18 +133,19 @@ OBS_API int32_t ObsSetLargePages(int32_t isWanted);
 OBS_API void ObsSetProgressCallback(int32_t (*report)(int64_t done, int64_t total, void* user), void* user);
 
 /** @defgroup ObsSetThreads ObsSetThreads
- *  Addition. Sets how many threads a load (ObsLoadFile..., but not ObsLoadSlrFile...) may use, the calling one included.
- *  What is stored, counted, told and logged is the same with any number, in the same order; callbacks are called on the
- *  calling thread alone. Files below some hundred kilobytes, limits of lines, laser ranges and what follows
- *  keyword lines are read by one thread. A callback that forks must not come back in the child.
- *  Threads: loads that have begun keep their number.
+ *  Addition. Sets how many threads a load (ObsLoadFile..., but not ObsLoadSlrFile...) or a save (ObsSaveFile...) may
+ *  use, the calling one included. What is stored, written, counted, told and logged is the same with any number, in the
+ *  same order; callbacks are called on the calling thread alone. Files below some hundred kilobytes are read and written
+ *  by one thread, and so are limits of lines, laser ranges and what follows keyword lines. A callback that forks must
+ *  not come back in the child.
+ *  Threads: loads and saves that have begun keep their number.
  *  @param[in] number 1 (at start) the calling thread alone, up to 256; 0 as many as the process has cores, where the
  *             work is large enough to gain from them.
  *  @return 0, or 2 for another number. */
 OBS_API int32_t ObsSetThreads(int32_t number);
 
 /** @defgroup ObsGetThreads ObsGetThreads
- *  Addition. How many threads a load may use.
+ *  Addition. How many threads a load or a save may use.
  *  @return the number given to ObsSetThreads, 1 at start. */
 OBS_API int32_t ObsGetThreads(void);
 
