@@ -41,13 +41,15 @@ def built(source, tmp_path):
     """A copy of it, and the same observations loaded."""
     shutil.copytree(source / "out", tmp_path / "out")
     obslib.sensors.load_laser_stations()
+    store.keep_origins()
     obslib.load(paths_in(source))
     return archive.open(tmp_path / "out")
 
 
 CRITERIA = ("sat=5:20", "sat=43509,7603901", "sat!=5:50", "sen=300:301", "sen!=302", 'sen="1884 Riga RIGA FIXED"',
             "type=3", "type=P,V,R", "type!=2:5", "class=U", "class!=U", "time=24002", "time<24002", "time>=2024-01-03",
-            "year=2024", "year!=2024", "el>20", "el!=10", "az=350:10", "range<2000", "rate=-1:1", "ind1=0", "gid=0")
+            "year=2024", "year!=2024", "el>20", "el!=10", "az=350:10", "range<2000", "rate=-1:1", "ind1=0", "gid=0",
+            "line=3:40", "line!=3:40", 'file="more.b3"', 'file!="part.txt"', "file='*/part.txt' line>9")
 
 
 def text_of(depth):

@@ -1216,7 +1216,8 @@ OBS_API int32_t ObsGetTermCounts(const char* criteria, int32_t room, int32_t* se
  *  export (ObsExportArrow, ObsReadArrow); neither the store nor its settings are looked at. The stream may have any
  *  columns, of which only those that the criteria ask about are read (ObsGetSelectionColumns); these take all that
  *  ObsImportArrow takes for them. A null in ds50, in an angle, range or range rate meets no criterion about it, != included;
- *  in other columns it is what a new record has: 0 or class "U".
+ *  in other columns it is what a new record has: 0 or class "U". The criteria file and line ask about the columns of
+ *  these names, whatever origins the store keeps; a file's name that no row has is met by none.
  *  Threads: any number of calls at once.
  *  @param[in]  criteria 512 characters, as ObsSetSelObs.
  *  @param[in,out] stream released by this call, whatever its result; it is not touched only when a pointer is null.
