@@ -323,7 +323,8 @@ class Build:
 
 def line_of(values: Iterable[Any]) -> bytes:
     text = io.StringIO()
-    csv.writer(text, lineterminator="\n").writerow(values)
+    # Texts are quoted in any case: some have a carriage return, which is not quoted where lines do not end with one.
+    csv.writer(text, quoting=csv.QUOTE_NONNUMERIC, lineterminator="\n").writerow(values)
     return text.getvalue().encode("utf-8", "backslashreplace")
 
 
