@@ -144,6 +144,17 @@ def test_compressed_decks(tmp_path):
         with pytest.raises(OSError, match=f"(damaged|end too early).*{name}"):
             archive.build(tmp_path / name, tmp_path / "damaged")
         assert not (tmp_path / "damaged/manifest.json").exists()
+        (tmp_path / name).write_bytes(pack(text[:7001]) + b"rubbish" + pack(text[7001:]))
+        with pytest.raises(OSError, match=f"damaged.*{name}"):
+            archive.build(tmp_path / name, tmp_path / "damaged")
+    skipped = b"\x50\x2a\x4d\x18\x04\0\0\0abcd"  # as parallel packers write
+    for name, between in (("a.gz", b"\0" * 9), ("c.xz", b"\0" * 8), ("d.zst", skipped)):
+        pack = packers[name]
+        (tmp_path / name).write_bytes((b"" if between[0] == 0 else between) + pack(text[:7001]) + between
+                                      + pack(text[7001:]) + between)
+        archive.build(tmp_path / name, tmp_path / f"{name}.padded", piece_bytes=5000)
+        assert archived(tmp_path / f"{name}.padded")[:2] == expected
+        assert name == "c.xz" or loaded([tmp_path / name])[:2] == expected
 
 
 def test_refusals(tmp_path):

@@ -9,11 +9,12 @@ from collections.abc import Iterable, Iterator, Mapping
 from dataclasses import dataclass
 from typing import Any
 
+from .._packed import is_zstd
 from ._manifest import ArchiveError, Input
 
 Path = str | os.PathLike[str]
 # By their first bytes: what is read through a decompressor, and what is no text at all.
-COMPRESSED = {b"\x1f\x8b": "gzip", b"\x28\xb5\x2f\xfd": "zstd", b"BZh": "bzip2", b"\xfd7zXZ\0": "xz"}
+COMPRESSED = {b"\x1f\x8b": "gzip", b"BZh": "bzip2", b"\xfd7zXZ\0": "xz"}
 OTHER = {b"PK\x03\x04": "a zip file", b"PK\x05\x06": "an empty zip file",
          b"7z\xbc\xaf": "a 7z file", b"\xff\xfe": "UTF-16 text", b"\xfe\xff": "UTF-16 text", b"%PDF": "a PDF document",
          b"PAR1": "a Parquet file", b"\x7fELF": "a program"}
@@ -109,4 +110,6 @@ def compression(path: str) -> str:
     for mark, what in OTHER.items():
         if begin.startswith(mark):
             raise ArchiveError(f"{path} is {what}, not a deck")
+    if is_zstd(begin):
+        return "zstd"
     return next((name for mark, name in COMPRESSED.items() if begin.startswith(mark)), "")
