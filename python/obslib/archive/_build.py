@@ -58,7 +58,8 @@ def build(paths: Any, out: str | os.PathLike[str], *, scheduler: str | None = No
     Parameters
     ----------
     paths
-        Files, patterns, and folders with all that is below them.
+        Files, patterns, and folders with all that is below them, but for names that begin with a dot and links to
+        folders.
     out
         The folder of the archive; it is made where there is none. Workers find it, and the files, under the same names.
     scheduler
