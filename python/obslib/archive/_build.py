@@ -32,6 +32,7 @@ from ._text import Part, name_of
 
 STAGE = "_stage"
 PIECE_BYTES = 128 << 20
+MOST_WORKERS = 256  # of one machine, as many as threads of a load
 LINE_COLUMNS = ("kind", "file", "line", "reason", "deck")
 Sized = TypeVar("Sized")
 
@@ -85,8 +86,10 @@ def build(paths: Any, out: str | os.PathLike[str], *, scheduler: str | None = No
     """
     if year is not None and not 1900 <= year <= 2999:
         raise ValueError(f"the year of TTY cards is 1900 to 2999, not {year}")
-    if workers is not None and workers < 1 or piece_bytes < 1:
-        raise ValueError("workers and piece_bytes are 1 or more")
+    if workers is not None and not 1 <= workers <= MOST_WORKERS:
+        raise ValueError(f"workers are 1 to {MOST_WORKERS}, not {workers}")
+    if piece_bytes < 1:
+        raise ValueError(f"piece_bytes is 1 or more, not {piece_bytes}")
     for module in ("pyarrow.parquet", "distributed"):
         needed(module, "archive")
     options = {"year": year, "select": select}
@@ -159,11 +162,11 @@ class Build:
         self._rows: list[Row] = []
 
     def run(self, scheduler: str | None, workers: int | None, piece_bytes: int, lock: Lock) -> Manifest:
-        for one in ("map", "lines", "reduce"):
-            (self._stage / one).mkdir(parents=True, exist_ok=True)
-        with replacing(self._settings.sensor_file()) as file:
-            file.write(json.dumps(self._sensors).encode())
         with client_of(scheduler, workers) as client:
+            for one in ("map", "lines", "reduce"):
+                (self._stage / one).mkdir(parents=True, exist_ok=True)
+            with replacing(self._settings.sensor_file()) as file:
+                file.write(json.dumps(self._sensors).encode())
             scanned = self._scan(client, piece_bytes)
             groups = list(packs((part for one in scanned for part in one.parts), lambda part: part.length, piece_bytes))
             mapped = self._map(client, groups)
