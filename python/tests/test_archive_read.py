@@ -122,7 +122,8 @@ def test_damaged_archives_are_named(built, tmp_path):
     (path.parent / "stray.parquet").write_bytes(kept)
     assert list(built.verify().faults) == [(f"day={first.day}/stray.parquet", "it is not in the manifest")]
     for change, words in (({"schema": 2}, "schema version 2"), ({"format": "x"}, "not the manifest"),
-                          ({"outputs": 3}, "outputs is 3")):
+                          ({"outputs": 3}, "outputs is 3"), ({"counts": {"bad": "1"}}, "bad of the counts is '1'"),
+                          ({"lines": {"path": "_lines.csv"}}, "rows is missing")):
         rewritten(manifest, **change)
         with pytest.raises(archive.ArchiveError, match=words):
             archive.open(out)
