@@ -28,6 +28,7 @@ from ._plan import Deck, plan
 from ._progress import Account, Told
 from ._reduce import Day, Reduced
 from ._scan import Row, Scanned
+from ._schema import parquet_file
 from ._text import Part, name_of
 
 STAGE = "_stage"
@@ -253,8 +254,8 @@ class Build:
         if output is None:
             return []
         path = str(self._folder / output.path)
-        parquet, arrow = needed("pyarrow.parquet", "archive"), needed("pyarrow", "archive")
-        times = parquet.ParquetFile(path).read(["time"])["time"].cast(arrow.int64()).to_numpy()
+        arrow = needed("pyarrow", "archive")
+        times = parquet_file(path).read(["time"])["time"].cast(arrow.int64()).to_numpy()
         since = times - day_number(output.day) * DAY_US
         near = since >= DAY_US - EDGE_US if step < 0 else since < EDGE_US
         return [path] if near.any() else []
