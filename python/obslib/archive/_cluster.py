@@ -58,7 +58,8 @@ def local(workers: int) -> Iterator[str]:
         command = [sys.executable, "-m", "distributed.cli.dask_worker", cluster.scheduler_address, "--nworkers",
                    str(workers), "--nthreads", "1", "--no-dashboard", "--death-timeout", str(START_S)]
         settings = {"DASK_LOGGING__DISTRIBUTED": "critical", "DASK_DISTRIBUTED__WORKER__DAEMON": "False"}
-        process = subprocess.Popen(command, env={**settings, **os.environ}, stdin=subprocess.DEVNULL)
+        process = subprocess.Popen(command, env={**settings, **os.environ}, stdin=subprocess.DEVNULL,
+                                   start_new_session=True)  # Ctrl-C is for the one that ends them
         try:
             yield cluster.scheduler_address
         finally:

@@ -7,6 +7,7 @@ import io
 import json
 import os
 import re
+import signal
 import sys
 from dataclasses import asdict
 from typing import Any
@@ -98,6 +99,8 @@ def tell(options: argparse.Namespace, facts: dict[str, Any], text: str, file: An
 
 
 def build(options: argparse.Namespace) -> int:
+    for number in (signal.SIGTERM, signal.SIGHUP):  # batch systems send these: workers and lock go as with Ctrl-C
+        signal.signal(number, lambda number, _: sys.exit(128 + number))
     result = build_archive(options.paths, options.archive, scheduler=options.scheduler, workers=options.workers,
                            year=options.year, select=not options.ignore_selob, rebuild=options.rebuild,
                            progress=False if options.quiet else _progress.show)
