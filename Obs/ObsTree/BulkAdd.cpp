@@ -89,6 +89,7 @@ void BulkAdd::open() {
 
 void BulkAdd::topUp() {
     constexpr std::size_t kLeastReserved = 64;
+    if (!open_) obsreclaim();
     const std::uint32_t slotsEnd = reserved_.slots.end, triplesEnd = reserved_.triples.end;
     {
         const UnseenUpdateGuard guard;
