@@ -262,12 +262,12 @@ void Pools::close(Reservation& reserved) {
     --openReservations_;
 }
 
-void Pools::abandon(const std::vector<SlotNumber>& slots) {
-    for (auto slot = slots.rbegin(); slot != slots.rend(); ++slot) {
-        releaseRecord(records_[*slot]);
-        if (*slot + 1 == freshSlot_) --freshSlot_;
-        else releaseSlot(*slot);
-    }
+void Pools::abandon(const SlotRuns& slots) {
+    slots.forEachBackwards([this](SlotNumber slot) {
+        releaseRecord(records_[slot]);
+        if (slot + 1 == freshSlot_) --freshSlot_;
+        else releaseSlot(slot);
+    });
 }
 
 void Pools::clear() {

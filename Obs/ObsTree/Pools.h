@@ -17,11 +17,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <vector>
 
 #include "Obs/ObsTree/ChunkArray.h"
+#include "Obs/ObsTree/SlotRuns.h"
 #include "Obs/ObsTypes/ObsNode.h"
 
 namespace obs {
@@ -62,6 +64,14 @@ struct Node {
     bool isLoose() const { return words[0] == kLoose && words[1] == kLoose; }
     void setLoose() { words[0] = words[1] = kLoose; }
     static constexpr std::uint32_t kLoose = kHeavy | kNoSlot;
+
+    /// The key that a node is to get, while its slot is reserved.
+    void setIntendedKey(std::int64_t intended) { std::memcpy(words, &intended, sizeof intended); }
+    std::int64_t intendedKey() const {
+        std::int64_t intended;
+        std::memcpy(&intended, words, sizeof intended);
+        return intended;
+    }
 };
 static_assert(sizeof(Node) == 16);
 
@@ -176,7 +186,7 @@ public:
     /// Takes the unused rest back and closes the reservation.
     void close(Reservation& reserved);
     /// Gives filled slots that were never linked back, newest first where that shortens the arrays.
-    void abandon(const std::vector<SlotNumber>& slots);
+    void abandon(const SlotRuns& slots);
 
     /// A slot became live: scans must reach it.
     void noteLive(SlotNumber slot) {
