@@ -13,8 +13,8 @@ namespace {
 /// Keys ahead of the one being entered whose places are fetched.
 constexpr std::size_t kPrefetchAhead = 24;
 
-/// Observations that are entered before readers get a turn: some 40 ms.
-constexpr std::size_t kSpell = std::size_t{1} << 20;
+/// Observations that are entered before readers get a turn: some 10 ms.
+constexpr std::size_t kSpell = std::size_t{1} << 18;
 
 /// Below this share of the store new nodes are linked at once.
 constexpr std::size_t kLooseShare = 16;
@@ -154,7 +154,7 @@ std::vector<BulkAdd::Refused> BulkAdd::commit(std::int64_t* keys, const BatchOri
     };
     for (std::size_t i = 0; i < kPrefetchAhead; ++i) fetchNext();
     for (std::size_t i = 0; i < pending_.size(); ++i) {
-        if (i % kSpell == kSpell - 1) gProtocol.letReadersIn();
+        if (i % kSpell == 0) gProtocol.letReadersIn();  // at first, too: room for millions was made just now
         fetchNext();
         const SlotNumber slot = cursor.next();
         const std::int64_t intended = gStore.pools.node(slot).intendedKey();
