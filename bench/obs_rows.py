@@ -52,6 +52,7 @@ TARGETS = {
     "20": ("load, 2 % repeated and 1 % bad / clean, version before", False, 1.15, 1.06),
     "21": ("single cards / load per card, version before", False, 1.8, 1.3),
     "wait": ("longest wait of a reader while 10 times as many are loaded, ms", False, 500, None),
+    "pages": ("load into pages of 2 MiB / 4 KiB (processor time)", False, None, None),
     "states": ("states of many keys of one time, ns each", False, None, None),
 }
 FORMS = {"b3": 0, "tty": 1, "csv": 2, "rf": 3}
@@ -80,6 +81,8 @@ def with_library(job):
         obs.ObsSetThreads(job.get("threads", 1))
     elif job.get("threads", 1) != 1:
         raise SystemExit("this version has one thread")
+    if job.get("large_pages"):
+        obs.ObsSetLargePages(1)
     before = status("RssAnon")
     if "wait" in job:
         return {"wait": longest_wait(obs, job["file"])}
@@ -357,6 +360,8 @@ class Run:
         if kind == "21":
             single = child(library=options.library, cards=self.deck())
             return single["cpu"] / self.before(file=self.deck())["cpu"]
+        if kind == "pages":
+            return self.load(large_pages=True)["cpu"] / self.load()["cpu"]
         if kind == "wait":
             return self.load(n=10 * options.n, wait=True)["wait"] * 1e3
         return self.load(calls=True)["states"] * 1e9
