@@ -29,6 +29,7 @@ import time
 TARGETS = {
     "4 wall": ("one thread / two (wall)", True, 1.35, 1.8),
     "4 cpu": ("two threads / one (processor time)", False, 1.15, 1.08),
+    "4 floor": ("two threads / two programs of one thread each (cpu)", False, None, None),
     "5 4M": ("per card, 4 times the deck / deck", False, 1.15, 1.06),
     "5 10M": ("per card, 10 times the deck / deck", False, 1.15, 1.06),
     "6": ("memory of an observation, bytes", False, 135, 130),
@@ -257,11 +258,20 @@ class CannotRun(Exception):
     pass
 
 
+def children(number, **job):
+    """What processes beside each other find."""
+    command = [sys.executable, __file__, "--child", json.dumps(job)]
+    started = [subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+               for _ in range(number)]
+    done = [(process, *process.communicate()) for process in started]
+    for process, _, errors in done:
+        if process.returncode != 0:
+            raise CannotRun((errors.strip() or "failed").splitlines()[-1])
+    return [json.loads(found) for _, found, _ in done]
+
+
 def child(**job):
-    done = subprocess.run([sys.executable, __file__, "--child", json.dumps(job)], capture_output=True, text=True)
-    if done.returncode != 0:
-        raise CannotRun((done.stderr.strip() or "failed").splitlines()[-1])
-    return json.loads(done.stdout)
+    return children(1, **job)[0]
 
 
 def command_time(*arguments):
@@ -317,6 +327,9 @@ class Run:
         kind, _, what = row.partition(" ")
         options = self.options
         if kind == "4":
+            if what == "floor":
+                pair = children(2, library=options.library, file=self.deck())
+                return self.load(threads=2)["cpu"] / statistics.mean(one["cpu"] for one in pair)
             one, two = self.load(), self.load(threads=2)
             return one["wall"] / two["wall"] if what == "wall" else two["cpu"] / one["cpu"]
         if kind == "5":
