@@ -39,8 +39,8 @@ enum ValueIndex : std::size_t {
 };
 using Values = std::array<double, kValueCount>;
 
-/// Whether a value of an observation of a satellite says that there is none. The readers of formats without these fields
-/// fill them in.
+/// Whether a value of an observation of a satellite says that there is none. The readers of formats without these
+/// fields fill them in.
 bool isAbsent(ValueIndex index, double value, double satellite);
 
 /// Types M and O count as 8 and 9, of which their range tells them.

@@ -50,7 +50,8 @@ private:
     std::size_t used_ = 0;
 };
 
-/// Finds the tracks in which something may be near, of observations that come track after track, in pieces of any order.
+/// Finds the tracks in which something may be near, of observations that come track after track, in pieces of any
+/// order.
 class Pieces {
 public:
     /// @param nearDays time between two that are near, or a little more

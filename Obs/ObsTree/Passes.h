@@ -32,8 +32,8 @@ public:
         times_.push_back(time);
     }
 
-    /// Hands over the passes by satellite, sensor and time, once. One ends where the gap exceeds both 10 minutes and five
-    /// times the median step between the observations of that satellite by that sensor.
+    /// Hands over the passes by satellite, sensor and time, once. One ends where the gap exceeds both 10 minutes and
+    /// five times the median step between the observations of that satellite by that sensor.
     void passes(const std::function<void(const Pass&)>& use);
 
 private:
