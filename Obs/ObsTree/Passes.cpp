@@ -2,6 +2,7 @@
 #include "Obs/ObsTree/Passes.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "Obs/ObsTree/RadixSort.h"
 #include "Obs/ObsTree/Store.h"
@@ -33,7 +34,12 @@ double gapBetweenPasses(std::span<const double> times, std::vector<double>& step
 }  // namespace
 
 void PassFinder::passes(const std::function<void(const Pass&)>& use) {
-    radixSort(runs_, [](const Run& run) { return run.code; });
+    // Bits of the sensor that all share would be sorted for nothing.
+    std::uint32_t varying = 0;
+    for (const Run& run : runs_) varying |= static_cast<std::uint32_t>(run.code ^ runs_.front().code);
+    const auto width = static_cast<unsigned>(std::bit_width(varying));
+    const std::uint64_t mask = (std::uint64_t{1} << width) - 1;
+    radixSort(runs_, [=](const Run& run) { return run.code >> 32 << width | (run.code & mask); });
     std::vector<double> several, steps;
     for (auto from = runs_.cbegin(), to = from; from != runs_.cend(); from = to) {
         while (to != runs_.cend() && to->code == from->code) ++to;
