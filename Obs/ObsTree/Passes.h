@@ -20,7 +20,10 @@ struct Pass {
 class PassFinder {
 public:
     /// @param expected about how many will come. Throws std::bad_alloc, as the rest.
-    explicit PassFinder(std::size_t expected) { times_.reserve(expected); }
+    explicit PassFinder(std::size_t expected) {
+        times_.reserve(expected);
+        runs_.reserve(expected);  // memory that is not touched costs nothing
+    }
 
     /// @param time days since 1950 UTC; one that is not finite is in no pass
     void add(std::int32_t satNum, std::int32_t senNum, double time) {
