@@ -74,10 +74,10 @@ void BulkAdd::add(std::int64_t key, ObsRecord& rec, std::int32_t gid) {
     pending_.back().slot = slot;
 }
 
-void BulkAdd::addAtPlace(std::int64_t key, char secClass, bool rotateToDate, const RareFields* rare) {
+void BulkAdd::addAtPlace(std::int64_t key, const UncommonFields& rest) {
     const SlotNumber slot = reserved_.nextSlot();
     pending_.push_back({key, slot, gid_});
-    gStore.pools.completeReserved(slot, secClass, rotateToDate, rare, reserved_);
+    gStore.pools.completeReserved(slot, rest, reserved_);
     reserved_.takeSlot();
 }
 

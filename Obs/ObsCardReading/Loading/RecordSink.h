@@ -22,9 +22,8 @@ public:
     /// For readers that need no record in between: where the common fields of the next observation may be written, or
     /// null.
     virtual CommonFields* place() { return nullptr; }
-    /// They are written: an observation by its key, with `rare` null where all rare fields are 0, and no optional part.
-    virtual void observationAtPlace(std::int64_t /*key*/, char /*secClass*/, bool /*rotateToDate*/,
-                                    const RareFields* /*rare*/, LinePlace /*place*/) {}
+    /// They are written: an observation by its key, with the rest of its fields.
+    virtual void observationAtPlace(std::int64_t /*key*/, const UncommonFields& /*rest*/, LinePlace /*place*/) {}
 
     /// A line that gives no observation where one was due: counts as bad.
     virtual void refuse(const Refusal& why, std::string_view line, LinePlace place) = 0;
