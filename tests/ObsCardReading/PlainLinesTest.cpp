@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <tuple>
 
+#include "Obs/ObsCardReading/LaserRanging/Crd.h"
+#include "Obs/ObsCardReading/LaserRanging/RangeItems.h"
 #include "Obs/ObsCardReading/Loading/LineCollector.h"
 #include "Obs/ObsCardReading/Loading/Pieces.h"
 #include "Obs/ObsTree/Ordering.h"
@@ -18,7 +21,7 @@ namespace {
 std::vector<std::string> messagesOf(const std::string& format) {
     std::vector<std::string> messages;
     for (const Case& one : readCases(std::string(OBS_TEST_DATA "/") + format + "/" + format + ".cases"))
-        messages.push_back(one.card + (one.card2.empty() ? "" : "\n" + one.card2));
+        messages.push_back(one.card2.empty() ? one.card : one.card + '\n' + one.card2);
     return messages;
 }
 
@@ -33,13 +36,13 @@ std::string deckOf(const std::vector<std::string>& messages, std::mt19937& rando
     std::string deck;
     for (int i = 0; i < 3000; ++i) {
         const std::string& message = messages[random() % messages.size()];
-        deck += (random() % 3 == 0 ? message : damaged(message, random)) + (random() % 5 == 0 ? "\r\n" : "\n");
-        if (random() % 100 == 0) deck += "TTY_YEAR " + std::to_string(1948 + random() % 80) + "\n";
+        deck.append(random() % 3 == 0 ? message : damaged(message, random)).append(random() % 5 == 0 ? "\r\n" : "\n");
+        if (random() % 100 == 0) deck.append("TTY_YEAR ").append(std::to_string(1948 + random() % 80)).append("\n");
     }
     return deck;
 }
 
-class Collected : public LineCollector {
+class Collected final : public LineCollector {
 public:
     explicit Collected(bool offersPlace) : LineCollector(0, nullptr, true), offersPlace_(offersPlace) {}
 
@@ -64,9 +67,9 @@ public:
             for (const auto& [name, value] : fieldsOf(rec))
                 text.append(name).append(reinterpret_cast<const char*>(&value), sizeof value);
         }
-        for (const LineRun& run : said_.offsets) text += "\n" + std::to_string(run.lineNumber);
+        for (const LineRun& run : said_.offsets) text.append("\n").append(std::to_string(run.lineNumber));
         for (const LineRemarks::Remark& one : said_.remarks)
-            text += "\n" + std::to_string(one.lineNumber) + one.what.message() + one.line;
+            text.append("\n").append(std::to_string(one.lineNumber)).append(one.what.message()).append(one.line);
         obsemptytree();
         return text;
     }
@@ -94,10 +97,10 @@ Read read(const std::string& deck, bool offersPlace) {
 
 }  // namespace
 
-class PlainLines : public ::testing::TestWithParam<const char*> {};
-INSTANTIATE_TEST_SUITE_P(Formats, PlainLines, ::testing::Values("b3", "tty", "rf"));
+class PlainDecks : public ::testing::TestWithParam<const char*> {};
+INSTANTIATE_TEST_SUITE_P(Formats, PlainDecks, ::testing::Values("b3", "tty", "rf"));
 
-TEST_P(PlainLines, areReadAsAllOthers) {
+TEST_P(PlainDecks, areReadAsAllOthers) {
     TestLog log;
     std::mt19937 random(6);
     const std::vector<std::string> messages = messagesOf(GetParam());
@@ -110,6 +113,30 @@ TEST_P(PlainLines, areReadAsAllOthers) {
         EXPECT_GT(quick.atPlace, 300u);
         EXPECT_EQ(careful.atPlace, 0u);
     }
+}
+
+TEST(PlainLines, laserRangesAreReadAsAllOthers) {
+    const std::vector<std::string> records{"10 43200.0123456 0.0501234567891 std 2 2 0 0",
+                                           "10 1 5e-2 a 1",
+                                           "10  0.5 .05 b1 0  1",
+                                           "10 2. 0.05 c 2 na",
+                                           "11 86400.99 0.0123456789012345678 std 2 120 5 na na na 0 0",
+                                           "10 3 0.05\tstd 2 2\r"};
+    std::mt19937 random(7);
+    std::size_t plain = 0;
+    for (int i = 0; i < 40000; ++i) {
+        const std::string line = damaged(records[random() % records.size()], random);
+        const bool isFullRate = line.starts_with("10");
+        RangeItems quick, careful;
+        if (!isCrdRecord(line) || !readPlainRangeItems(line, isFullRate, quick)) continue;
+        ++plain;
+        ASSERT_FALSE(readRangeItems(line, isFullRate, careful)) << line;
+        EXPECT_EQ(std::tie(quick.secondOfDay, quick.timeOfFlightS, quick.configuration, quick.epochEvent),
+                  std::tie(careful.secondOfDay, careful.timeOfFlightS, careful.configuration, careful.epochEvent))
+            << line;
+        EXPECT_EQ(quick.filterFlag, careful.filterFlag) << line;
+    }
+    EXPECT_GT(plain, 3000u);
 }
 
 }  // namespace obs::test

@@ -155,12 +155,11 @@ private:
         if (to == nullptr) return false;
         *to = kDefaultFields;
         RfObsData data;
-        const MaybeRefusal refusal = readRfLine(line, *context_.sensors, *to, data);
-        const std::int64_t key = refusal ? kNoKey : getobskey(*to);
-        if (key == kNoKey) sink_.refuse(refusal.value_or(Refusal{}), line.text(), lines_.place());
+        if (const MaybeRefusal refusal = readRfLine(line, *context_.sensors, *to, data))
+            sink_.refuse(*refusal, line.text(), lines_.place());
         else
-            sink_.observationAtPlace(key, {kDefaultFields.secClass, context_.rotateToDate != 0, nullptr, &data},
-                                     lines_.place());
+            sink_.placed(*to, {kDefaultFields.secClass, context_.rotateToDate != 0, nullptr, &data}, line.text(),
+                         lines_.place());
         return count(&LineCounts::observations);
     }
 
