@@ -81,7 +81,7 @@ void addLoadOptions(CLI::App& app, CommonOptions& options) {
     addChoice(app, "--passed-over", "Lines that are nothing known: fail for them, or ignore them", {"fail", "ignore"},
               options.passedOverIgnored);
     ofFile(app.add_option("--log", options.log, "Append the library's messages to LOG"))->type_name("LOG");
-    app.add_option("--threads", options.threads, "Load with N threads, 0 with one for each core")
+    app.add_option("--threads", options.threads, "Load and save with N threads, 0 with one for each core")
         ->type_name("N")
         ->check(CLI::Range(0, 256).description(""))
         ->capture_default_str();

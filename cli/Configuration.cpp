@@ -27,7 +27,7 @@ constexpr EnvironmentVariable kVariables[] = {
     {"OBS_TTY_YEAR", "tty-year", "the year of TTY messages"},
     {"OBS_TROPOSPHERE", "troposphere", "the correction of laser ranges"},
     {"OBS_LINE_LIMIT", "line-limit", "how many lines or reasons of a kind are named"},
-    {"OBS_THREADS", "threads", "how many threads load"},
+    {"OBS_THREADS", "threads", "how many threads load and save"},
     {"OBS_LOG", "log", "the file for the library's messages"},
     {"OBS_COLOR", "color", "whether output is in colour"},
     {"OBSTOOL_CONFIG", nullptr, "a configuration file, as --config"},

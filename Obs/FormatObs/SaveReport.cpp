@@ -35,10 +35,10 @@ SaveTally::SaveTally() : reporter_(gReporter) {
     gLatestCounts.systemError = ENOMEM;  // stays when nothing but an exception ends the save
 }
 
-void SaveTally::takeLosses(LossSet losses, std::int64_t key) {
-    if (losses == 0) return takeWritten();
+void SaveTally::takeLosses(const Loss& loss) {
+    if (loss.losses == 0) return takeWritten();
     std::array<bool, kSaveLossKinds> hasKind{};
-    forEachLoss(losses, [&](SaveLoss loss) { hasKind[static_cast<std::size_t>(kindOf(loss)) - 1] = true; });
+    forEachLoss(loss.losses, [&](SaveLoss one) { hasKind[static_cast<std::size_t>(kindOf(one)) - 1] = true; });
     for (std::size_t i = 0; i < hasKind.size(); ++i) counts_.ofKind[i] += hasKind[i];
     if (hasKind[static_cast<std::size_t>(SaveLossKind::leftOut) - 1]) {
         ++counts_.leftOut;
@@ -46,7 +46,7 @@ void SaveTally::takeLosses(LossSet losses, std::int64_t key) {
         ++counts_.written;
         ++counts_.altered;
     }
-    if (reporter_.report != nullptr) told_.push_back({key, losses});
+    if (reporter_.report != nullptr) told_.push_back(loss);
 }
 
 void SaveTally::advance(std::int64_t observations) {
@@ -61,8 +61,8 @@ void SaveTally::finishProgress() {
 void SaveTally::finish(std::int32_t systemError) {
     counts_.systemError = systemError;
     gLatestCounts = counts_;
-    std::stable_sort(told_.begin(), told_.end(), [](const Told& a, const Told& b) { return a.key < b.key; });
-    for (const Told& told : told_)
+    std::stable_sort(told_.begin(), told_.end(), [](const Loss& a, const Loss& b) { return a.key < b.key; });
+    for (const Loss& told : told_)
         forEachLoss(told.losses, [&](SaveLoss loss) {
             reporter_.report(told.key, static_cast<std::int32_t>(kindOf(loss)), reasonOf(loss), reporter_.user);
         });

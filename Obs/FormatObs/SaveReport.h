@@ -32,8 +32,13 @@ class SaveTally {
 public:
     SaveTally();
 
-    void takeWritten() { ++counts_.written; }
-    void takeLosses(LossSet losses, std::int64_t key);
+    struct Loss {
+        std::int64_t key;
+        LossSet losses;
+    };
+
+    void takeWritten(std::int64_t observations = 1) { counts_.written += observations; }
+    void takeLosses(const Loss& loss);
     const SaveCounts& counts() const { return counts_; }
 
     /// The progress, in observations. Whoever tells it holds no lock.
@@ -50,15 +55,10 @@ public:
     void finish(std::int32_t systemError);
 
 private:
-    struct Told {
-        std::int64_t key;
-        LossSet losses;
-    };
-
     const SaveReporter reporter_;
     SaveCounts counts_;
     Progress progress_;
-    std::vector<Told> told_;
+    std::vector<Loss> told_;
 };
 
 /// Of the latest save that ended, whole files and laser ranges alike.

@@ -315,14 +315,14 @@ std::vector<SlrRange> collect(std::optional<std::int32_t> gid, SaveTally& tally)
         walkNodes(gid, [&](SlotNumber slot) {
             const VectorSet vectors = gStore.pools.read(slot, rec, false);
             const std::int64_t key = gStore.pools.node(slot).key;
-            if (const auto obstacle = obstacleTo(rec)) tally.takeLosses(lossIf(true, *obstacle), key);
+            if (const auto obstacle = obstacleTo(rec)) tally.takeLosses({key, lossIf(true, *obstacle)});
             else ranges.push_back(rangeOf(rec, vectors, key));
         });
     }
     std::erase_if(ranges, [&](SlrRange& range) {
         range.padNumber = padNumberOf(range.senNum);
         const bool hasStation = range.padNumber != 0;
-        tally.takeLosses(hasStation ? range.losses : lossIf(true, SaveLoss::crdStation), range.key);
+        tally.takeLosses({range.key, hasStation ? range.losses : lossIf(true, SaveLoss::crdStation)});
         return !hasStation;
     });
     return ranges;

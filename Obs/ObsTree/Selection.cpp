@@ -61,7 +61,7 @@ std::int32_t groupIn(const RecordBlock& block, std::size_t i) { return block.gro
 Origin originIn(const SlotBlock& block, std::size_t i) {
     return gStore.origins.of(gStore.pools.mark(block.slots[i]).seqNum);
 }
-Origin originIn(const RecordBlock&, std::size_t) { return {}; }
+Origin originIn(const RecordBlock& block, std::size_t i) { return block.origins[i]; }
 
 /// NOTE: no branch on the outcome, which cannot be guessed.
 template <class Holds>
@@ -116,8 +116,8 @@ SlotBlock::Set meeting(const Block& block, const SelectionTest& test, const Boun
         case Criterion::line:
             return setWithin(block.count, bounds, [&](std::size_t i) -> double {
                 const Origin origin = originIn(block, i);
-                if (origin.file < 0) return kNoValue;
-                return test.criterion == Criterion::file ? origin.file : static_cast<double>(origin.line);
+                if (test.criterion == Criterion::file) return origin.file < 0 ? kNoValue : origin.file;
+                return origin.line <= 0 ? kNoValue : static_cast<double>(origin.line);
             });
     }
     return {};

@@ -65,10 +65,11 @@ struct SlotBlock {
 /// The slots of a block whose observations meet a selection. Inside a read of the caller's.
 SlotBlock::Set selectedOf(const SlotBlock& block, const ObsSelection& selection);
 
-/// Records that are looked at together, and their groups: observations that are not stored.
+/// Records that are looked at together, their groups and where they come from: observations that are not stored.
 struct RecordBlock {
     std::array<const ObsRecord*, SlotBlock::kMax> records;
     std::array<std::int32_t, SlotBlock::kMax> groups;
+    std::array<Origin, SlotBlock::kMax> origins;
     std::size_t count = 0;
 };
 SlotBlock::Set selectedOf(const RecordBlock& block, const ObsSelection& selection);

@@ -111,8 +111,8 @@ def load(paths: Path | Iterable[Path], *, group: int = 0, select: str | None = N
     Each begins without a year (unless `year` gives that of TTY cards), with field keys and without selection; what its
     keyword lines set ends with it. `group` is the number of their group; `select` keeps what meets the criteria.
     `threads` is the most that may be used: those of the environment's OBS_THREADS, or of all cores, unless given; what
-    is loaded is the same with any number. `progress(done, total)` is called at most ten times a second, with bytes of each file; an exception in it, and Ctrl-C, end the load, and what this file had stored
-    is removed again.
+    is loaded is the same with any number. `progress(done, total)` is called at most ten times a second, with bytes of
+    each file; an exception in it, and Ctrl-C, end the load, and what this file had stored is removed again.
     """
     _native.set_threads(thread_count(threads))
     if year is not None and not 1900 <= year <= 2999:
@@ -143,9 +143,11 @@ def load(paths: Path | Iterable[Path], *, group: int = 0, select: str | None = N
 
 
 def save(path: str | os.PathLike[str], format: str = "csv", *, append: bool = False,
-         group: int | None = None) -> SaveResult:
+         group: int | None = None, threads: int | None = None) -> SaveResult:
     """Writes all observations, or a group's, as "b3", "tty", "csv", "rf", "crd" or "crd-full-rate". The file is
-    complete and on the disk when this returns; OSError otherwise, and the old one is still there."""
+    complete and on the disk when this returns; OSError otherwise, and the old one is still there. `threads` as in
+    `load`."""
+    _native.set_threads(thread_count(threads))
     if format not in FORMATS:
         raise ValueError(f"there is no format {format!r}; they are {', '.join(FORMATS)}")
     written, left_out, altered, rows = _native.save_file(os.fsencode(path), FORMATS[format], append, group)

@@ -17,6 +17,11 @@ if TYPE_CHECKING:
     from collections.abc import Iterator
 
 
+def is_zstd(begin: bytes) -> bool:
+    """Whether a file begins with a frame of zstd, or with one that is to be skipped, as parallel packers write."""
+    return begin[:4] == b"\x28\xb5\x2f\xfd" or b"\x50" <= begin[:1] <= b"\x5f" and begin[1:4] == b"\x2a\x4d\x18"
+
+
 @contextmanager
 def unpacked(path: str | os.PathLike[str]) -> Iterator[mmap.mmap | bytes | None]:
     """The text of a packed file, which a temporary file holds meanwhile; None for any other.
@@ -31,7 +36,7 @@ def unpacked(path: str | os.PathLike[str]) -> Iterator[mmap.mmap | bytes | None]
         packed.seek(0)
         if mark[:2] == b"\x1f\x8b":
             _gunzip(packed, text, path)
-        elif mark == b"\x28\xb5\x2f\xfd":
+        elif is_zstd(mark):
             _unzstd(packed, text, path)
         else:
             yield None

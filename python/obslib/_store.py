@@ -215,6 +215,11 @@ class Store(Observations):
         """Removes all."""
         _native.clear()
 
+    def keep_origins(self, wanted: bool = True) -> None:
+        """Whether loads from now on keep the file and line of each observation, for the criteria `file` and `line` and
+        the columns of these names; at first they do not. What is stored now has none."""
+        _native.keep_origins(wanted)
+
     def groups(self) -> dict[int, int]:
         """The numbers of the groups, and how many observations each has; 0 is that of all without one."""
         numbers, counts = np.unique(self.columns("group")["group"], return_counts=True)

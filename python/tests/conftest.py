@@ -11,6 +11,7 @@ TOP = Path(__file__).resolve().parents[2]
 @pytest.fixture(autouse=True)
 def empty():
     obslib.store.clear()
+    obslib.store.keep_origins(False)
     obslib.sensors.clear()
 
 

@@ -144,6 +144,17 @@ def test_compressed_decks(tmp_path):
         with pytest.raises(OSError, match=f"(damaged|end too early).*{name}"):
             archive.build(tmp_path / name, tmp_path / "damaged")
         assert not (tmp_path / "damaged/manifest.json").exists()
+        (tmp_path / name).write_bytes(pack(text[:7001]) + b"rubbish" + pack(text[7001:]))
+        with pytest.raises(OSError, match=f"damaged.*{name}"):
+            archive.build(tmp_path / name, tmp_path / "damaged")
+    skipped = b"\x50\x2a\x4d\x18\x04\0\0\0abcd"  # as parallel packers write
+    for name, between in (("a.gz", b"\0" * 9), ("c.xz", b"\0" * 8), ("d.zst", skipped)):
+        pack = packers[name]
+        (tmp_path / name).write_bytes((b"" if between[0] == 0 else between) + pack(text[:7001]) + between
+                                      + pack(text[7001:]) + between)
+        archive.build(tmp_path / name, tmp_path / f"{name}.padded", piece_bytes=5000)
+        assert archived(tmp_path / f"{name}.padded")[:2] == expected
+        assert name == "c.xz" or loaded([tmp_path / name])[:2] == expected
 
 
 def test_refusals(tmp_path):
@@ -160,7 +171,8 @@ def test_refusals(tmp_path):
             (tmp_path / "none", FileNotFoundError, "none"), (deck / "below", NotADirectoryError, "below"),
             (tmp_path / "no*", FileNotFoundError, "no file matches"), (tmp_path / "empty", FileNotFoundError, "empty"),
             (tmp_path / "dangling", FileNotFoundError, "dangling"), ("/dev/null", OSError, "not a file"),
-            (tmp_path / "packed", archive.ArchiveError, "zip"), ([5], TypeError, "int")):
+            (tmp_path / "packed", archive.ArchiveError, "zip"), ([5], TypeError, "int"), ([], ValueError, "no path"),
+            ("", FileNotFoundError, "''")):
         with pytest.raises(error, match=words):
             archive.build(paths, out)
         assert not out.exists()
@@ -179,6 +191,17 @@ def test_refusals(tmp_path):
     with pytest.raises(archive.ArchiveError, match="version 7"):
         archive.build(deck, out, rebuild=True)
     assert '"schema": 7' in manifest.read_text()
+
+
+def test_patterns_and_folders(tmp_path):
+    for name in ("in/2023/a", "in/2024/.a.swp", "in/2024/.git/a", "in/2024/b", "in/c"):
+        (tmp_path / name).parent.mkdir(parents=True, exist_ok=True)
+        (tmp_path / name).write_text("\n")
+    (tmp_path / "in/empty").mkdir()
+    (tmp_path / "in/2023/up").symlink_to(tmp_path / "in")
+    for given, found in (("in", "2023/a 2024/b c"), ("in/20*", "2023/a 2024/b"), ("in/*", "2023/a 2024/b c"),
+                         ("in/2024/**", "2024/b")):
+        assert list(_plan.files(str(tmp_path / given))) == [str(tmp_path / "in" / one) for one in found.split()], given
 
 
 def test_a_folder_that_cannot_be_read(tmp_path, monkeypatch):

@@ -1,8 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
 """Archives as readers see them: selections, decks made of them, and what is wrong with damaged ones."""
 import json
+import os
 import random
 import shutil
+import threading
 
 import numpy as np
 import pytest
@@ -41,13 +43,15 @@ def built(source, tmp_path):
     """A copy of it, and the same observations loaded."""
     shutil.copytree(source / "out", tmp_path / "out")
     obslib.sensors.load_laser_stations()
+    store.keep_origins()
     obslib.load(paths_in(source))
     return archive.open(tmp_path / "out")
 
 
 CRITERIA = ("sat=5:20", "sat=43509,7603901", "sat!=5:50", "sen=300:301", "sen!=302", 'sen="1884 Riga RIGA FIXED"',
             "type=3", "type=P,V,R", "type!=2:5", "class=U", "class!=U", "time=24002", "time<24002", "time>=2024-01-03",
-            "year=2024", "year!=2024", "el>20", "el!=10", "az=350:10", "range<2000", "rate=-1:1", "ind1=0", "gid=0")
+            "year=2024", "year!=2024", "el>20", "el!=10", "az=350:10", "range<2000", "rate=-1:1", "ind1=0", "gid=0",
+            "line=3:40", "line!=3:40", 'file="more.b3"', 'file!="part.txt"', "file='*/part.txt' line>9")
 
 
 def text_of(depth):
@@ -120,7 +124,8 @@ def test_damaged_archives_are_named(built, tmp_path):
     (path.parent / "stray.parquet").write_bytes(kept)
     assert list(built.verify().faults) == [(f"day={first.day}/stray.parquet", "it is not in the manifest")]
     for change, words in (({"schema": 2}, "schema version 2"), ({"format": "x"}, "not the manifest"),
-                          ({"outputs": 3}, "outputs is 3")):
+                          ({"outputs": 3}, "outputs is 3"), ({"counts": {"bad": "1"}}, "bad of the counts is '1'"),
+                          ({"lines": {"path": "_lines.csv"}}, "rows is missing")):
         rewritten(manifest, **change)
         with pytest.raises(archive.ArchiveError, match=words):
             archive.open(out)
@@ -180,6 +185,10 @@ def test_command(built, here, tmp_path, capsys):  # noqa: F811
     assert "files" in told(0, "select", out, "type=3", "-o", str(tmp_path / "a.parquet")).err
     assert pyarrow.parquet.read_table(tmp_path / "a.parquet").num_rows == count
     assert "written" in told(0, "convert", out, "--to", "csv", "-o", str(tmp_path / "a.csv"), "--select", "type=3").out
+    for name in ("a.csv", "a.parquet"):
+        command = ("convert", out, "--to", "csv") if name == "a.csv" else ("select", out, "type=3")
+        assert "--force" in told(2, *command, "-o", str(tmp_path / name)).err
+    assert "itself" in told(2, "select", out, "-o", out + "/manifest.json", "--force").err
     assert "as the manifest says" in told(0, "verify", out).out
     assert "column 5" in told(2, "select", out, "sat=x").err
     assert "no manifest.json" in told(2, "info", str(tmp_path)).err
@@ -187,6 +196,18 @@ def test_command(built, here, tmp_path, capsys):  # noqa: F811
     assert "1 bad" in told(1, "build", str(tmp_path / "two"), str(bad_deck(tmp_path)), "--quiet").out
     (tmp_path / "out" / built.manifest.outputs[0].path).unlink()
     assert "cannot be read" in told(1, "verify", out).err
+
+
+def test_writes_to_pipes_and_through_links(built, tmp_path):
+    os.mkfifo(tmp_path / "pipe")
+    (tmp_path / "link").symlink_to("deck.csv")
+    got = []
+    reader = threading.Thread(target=lambda: got.append((tmp_path / "pipe").read_bytes()))
+    reader.start()
+    for name in ("link", "pipe"):
+        built.convert("csv", tmp_path / name, select="sat=5")
+    reader.join(20)
+    assert got == [(tmp_path / "deck.csv").read_bytes()] and got[0] and (tmp_path / "link").is_symlink()
 
 
 def bad_deck(folder):

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "siblings/include/Export.h"
 
@@ -41,6 +42,27 @@ public:
     MessageHold(const MessageHold&) = delete;
     MessageHold& operator=(const MessageHold&) = delete;
 };
+
+struct Message {
+    std::int32_t severity;  ///< 0 information, 1 error
+    std::string text;
+};
+
+/// Collects the calling thread's messages while one of these lives, for another thread to say. Where nobody listens
+/// the last error alone is kept.
+class FAMILY_API MessageCapture {
+public:
+    explicit MessageCapture(std::vector<Message>& messages);
+    ~MessageCapture();
+    MessageCapture(const MessageCapture&) = delete;
+    MessageCapture& operator=(const MessageCapture&) = delete;
+
+private:
+    std::vector<Message>* const before_;
+};
+
+/// Writes messages to the trace log as the calling thread's own.
+FAMILY_API void saymessages(const std::vector<Message>& messages);
 
 // --- Files -------------------------------------------------------------------
 

@@ -39,10 +39,7 @@ constinit thread_local LastError lastError{};
 constinit thread_local std::uint64_t errorCount = 0;
 constinit thread_local bool insideCallback = false;
 
-struct Message {
-    std::int32_t severity;
-    std::string text;
-};
+constinit thread_local std::vector<Message>* captured = nullptr;
 constinit thread_local int holds = 0;
 thread_local std::vector<Message> held;
 
@@ -191,6 +188,16 @@ void emit(std::int32_t severity, std::string_view message) noexcept {
     });
 }
 
+void capture(std::int32_t severity, std::string_view message) noexcept {
+    guarded([&] {
+        if (!listening.load(std::memory_order_relaxed)) {
+            if (severity == 0) { return; }
+            captured->clear();
+        }
+        captured->push_back({severity, std::string(message)});
+    });
+}
+
 bool openLog(const char* fileName) {
     const std::string name(chararrtostr(fileName));
     int descriptor = -1;
@@ -206,6 +213,10 @@ bool openLog(const char* fileName) {
 }  // namespace
 
 void tracelogerror(std::string_view message) {
+    if (captured != nullptr) {
+        capture(1, message);
+        return;
+    }
     ++errorCount;
     lastError.length = std::min(message.size(), kTextLength);
     if (lastError.length > 0) { std::memcpy(lastError.text, message.data(), lastError.length); }
@@ -217,7 +228,27 @@ void tracelogerror(std::string_view message) {
 
 std::uint64_t tracelogerrorcount() { return errorCount; }
 
-void traceloginfo(std::string_view message) { emit(0, message); }
+void traceloginfo(std::string_view message) {
+    if (captured != nullptr) {
+        capture(0, message);
+    } else {
+        emit(0, message);
+    }
+}
+
+MessageCapture::MessageCapture(std::vector<Message>& messages) : before_(std::exchange(captured, &messages)) {}
+
+MessageCapture::~MessageCapture() { captured = before_; }
+
+void saymessages(const std::vector<Message>& messages) {
+    for (const Message& message : messages) {
+        if (message.severity != 0) {
+            tracelogerror(message.text);
+        } else {
+            traceloginfo(message.text);
+        }
+    }
+}
 
 MessageHold::MessageHold() { ++holds; }
 

@@ -531,6 +531,17 @@ TEST_F(Selection, originsAreThoseOfTheLines) {
             }
         }
         EXPECT_EQ(found, wanted) << keyMode;
+        for (const char* text :
+             {"file='two.b3'", "not file='?/two.b3' or line>6", "line!=3", "line=2:4 file!='one.b3'"}) {
+            ObsGetSelectedByText(text, 9, &count, keys.data());
+            ArrowArrayStream stream;
+            const char* const columns[] = {"line", "file"};
+            ASSERT_EQ(ObsExportArrow(-1, nullptr, 9, columns, 2, 3, &stream), 0);
+            std::vector<std::int8_t> mask(100);
+            std::int64_t rows = 0;
+            ASSERT_EQ(ObsSelectRows(Text(text), &stream, std::ssize(mask), mask.data(), &rows), 0) << text;
+            EXPECT_EQ(std::count(mask.begin(), mask.begin() + rows, 1), count) << text;
+        }
         ObsGetSelectedByText("not file='?/two.b3' or line>6", 9, &count, keys.data());
         ObsRemoveKeys(count, keys.data());
         ASSERT_GT(ObsAddFrB3Card(deckOf({50}).substr(0, 75).c_str()), 0);

@@ -266,14 +266,17 @@ TEST_F(Pieces, goOnFromStatesInTexts) {
         const std::vector<std::string> states = scan(text, begin, random);
         count += states.size();
         std::string found;
+        std::int64_t passedOver = 0;
         std::size_t end = text.size();
         for (auto at = states.rbegin(); at != states.rend(); ++at) {
             ObsReadState state = stateOf(*at);
             const auto from = static_cast<std::size_t>(state.offset);
             found.insert(0, readLines(std::string_view(text).substr(from, end - from), end == text.size(), state));
+            passedOver += state.passedOver;
             end = from;
         }
         ASSERT_EQ(found, expected) << text;
+        ASSERT_EQ(passedOver, whole.passedOver) << text;
         // Whatever else is taken for a text of a state says what it says.
         std::string damaged = states.back();
         damaged[random() % 200] = "0 =;:%sxAv9"[random() % 11];

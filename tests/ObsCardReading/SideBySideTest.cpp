@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Random decks with lines of every kind, loaded by one thread and by several: all that a caller can see of the loads is
-// the same.
+// Random decks with lines of every kind, loaded by one thread and by several, and saved: all that a caller can see of it
+// is the same.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -185,6 +185,39 @@ TEST_F(SideBySide, aLoadByAnyNumberOfThreadsIsTheSame) {
             ASSERT_TRUE(one.keys == more.keys) << "seed " << seed << ", " << threads << " threads";
             ASSERT_TRUE(one.saved == more.saved) << "seed " << seed << ", " << threads << " threads";
         }
+    }
+}
+
+/// All that a save in a form does and says.
+static std::string savedBy(std::int32_t threads, std::int32_t form, const obs::test::TempFolder& folder) {
+    std::string said;
+    const auto say = [](std::int64_t number, std::int32_t kind, const char* text, void* user) {
+        *static_cast<std::string*>(user) += std::to_string(number) + " " + std::to_string(kind) + " " + text + "\n";
+    };
+    ObsSetSaveCallback(say, &said);
+    FamilySetLogCallback(
+        [](std::int32_t severity, const char* text, void* user) {
+            *static_cast<std::string*>(user) += std::to_string(severity) + " " + text + "\n";
+        },
+        &said);
+    ObsSetThreads(threads);
+    EXPECT_EQ(ObsSaveFile((folder / "saved.txt").c_str(), 0, form), 0);
+    ObsSetThreads(1);
+    FamilySetLogCallback(nullptr, nullptr);
+    ObsSetSaveCallback(nullptr, nullptr);
+    std::int64_t written, leftOut, altered;
+    std::int32_t systemError;
+    EXPECT_EQ(ObsGetSaveCounts(&written, &leftOut, &altered, &systemError), 0);
+    for (const std::int64_t count : {written, leftOut, altered}) said += std::to_string(count) + " ";
+    return said + obs::test::contentOf(folder / "saved.txt");
+}
+
+TEST_F(SideBySide, aSaveByAnyNumberOfThreadsIsTheSame) {
+    folder_.write("deck.txt", Maker(3).make(3'000'000));
+    ObsLoadFile((folder_ / "deck.txt").c_str());
+    for (const std::int32_t form : {0, 1, 2, 3}) {
+        const std::string one = savedBy(1, form, folder_);
+        for (const std::int32_t threads : {2, 5}) EXPECT_TRUE(savedBy(threads, form, folder_) == one) << form;
     }
 }
 

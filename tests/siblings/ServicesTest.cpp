@@ -110,6 +110,26 @@ TEST_F(ServicesTest, HeldMessagesComeInTheirOrder) {
     EXPECT_EQ(heard, (Messages{{1, "of another thread"}, {1, "one"}, {0, "two"}}));
 }
 
+TEST_F(ServicesTest, CapturedMessagesAreSaidByAnotherThread) {
+    Messages heard;
+    std::vector<family::Message> captured;
+    const auto work = [&] {
+        const MessageCapture capture(captured);
+        for (const char* text : {"one", "two"}) tracelogerror(text);
+        traceloginfo("three");
+    };
+    FamilySetLogCallback(note, &heard);
+    std::thread(work).join();
+    EXPECT_TRUE(heard.empty());
+    saymessages(captured);
+    EXPECT_EQ(heard, (Messages{{1, "one"}, {1, "two"}, {0, "three"}}));
+    FamilySetLogCallback(nullptr, nullptr);
+    captured.clear();
+    std::thread(work).join();
+    ASSERT_EQ(captured.size(), 1u);
+    EXPECT_EQ(captured[0].text, "two");
+}
+
 TEST_F(ServicesTest, CallbackThatLogsEndsItselfAndThrows) {
     int calls = 0;
     const auto callback = [](int32_t, const char*, void* user) {

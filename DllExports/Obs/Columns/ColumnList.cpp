@@ -205,6 +205,23 @@ void takeGroups(Incoming& in, RowBlock& block) {
     }
 }
 
+void takeFiles(Incoming& in, RowBlock& block) {
+    std::vector<std::string>& files = block.files;
+    std::size_t last = 0;  // most rows have the file of the row before
+    for (std::size_t i = 0; i < in.count; ++i) {
+        if (in.given[i] == 0) continue;
+        if (last >= files.size() || files[last] != in.texts[i])
+            last = static_cast<std::size_t>(std::find(files.begin(), files.end(), in.texts[i]) - files.begin());
+        if (last == files.size()) files.emplace_back(in.texts[i]);
+        block.rows[i].file = static_cast<std::int32_t>(last);
+    }
+}
+
+void takeLines(Incoming& in, RowBlock& block) {
+    for (std::size_t i = 0; i < in.count; ++i)
+        if (in.given[i] != 0) block.rows[i].line = in.integers[i];
+}
+
 /// The time where the row has no ds50, which comes before this column; else the two are compared.
 void takeTimes(Incoming& in, RowBlock& block) {
     for (std::size_t i = 0; i < in.count; ++i) {
@@ -257,8 +274,8 @@ std::vector<ColumnDef> makeList() {
         fields.erase(found);
     }
     list.insert(list.end(), fields.begin(), fields.end());
-    list.push_back({"file", "", ColumnForm::text, 0, false, putFile, nullptr, true});
-    list.push_back({"line", "", ColumnForm::int64, 0, false, putLines, nullptr, true});
+    list.push_back({"file", "", ColumnForm::text, 0, false, putFile, takeFiles, true});
+    list.push_back({"line", "", ColumnForm::int64, 0, false, putLines, takeLines, true});
     return list;
 }
 

@@ -25,7 +25,7 @@ struct ColumnRow {
     std::int64_t key = 0;  ///< -1 none
     std::int64_t line = 0;
     std::int32_t gid = 0;
-    std::int32_t file = -1;  ///< of a stored observation, by its number in the dictionary; -1 none
+    std::int32_t file = -1;  ///< its number in the block's files; -1 none
 };
 
 struct RowBlock {
@@ -33,7 +33,7 @@ struct RowBlock {
     std::array<ColumnRow, kBlockRows> rows;
     bool hasGroups = false;          ///< else groups are null
     bool hasFile = false;            ///< all rows are of one
-    std::vector<std::string> files;  ///< of stored observations
+    std::vector<std::string> files;  ///< of stored observations, and of rows that come in
 };
 
 /// What a column is made of.
@@ -67,7 +67,7 @@ struct ColumnDef {
     bool isOfPart = false;  ///< in a part that most records lack
     void (*put)(const RowBlock& block, ColumnBuilder& out) = nullptr;
     void (*take)(Incoming& in, RowBlock& block) = nullptr;  ///< null: not looked at
-    bool isOfText = false;                                  ///< known of lines of a text, or where origins are kept
+    bool isOfText = false;  ///< known of lines of a text, or where origins are kept; never imported
 };
 
 /// All columns in their order.

@@ -38,8 +38,8 @@ constexpr std::array kAsked{
     Asked{Criterion::group, {"group"}},
     Asked{Criterion::indicator1, {"indicator1"}},
     Asked{Criterion::indicator2, {"indicator2"}},
-    Asked{Criterion::file, {}},
-    Asked{Criterion::line, {}},
+    Asked{Criterion::file, {"file"}},
+    Asked{Criterion::line, {"line"}},
 };
 static_assert(kAsked.size() == kCriterionCount);
 
@@ -92,12 +92,10 @@ std::vector<std::string_view> columnsOf(const ObsSelection& selection) {
     return names;
 }
 
-std::int64_t selectRows(ArrowArrayStream& stream, const ObsSelection& selection, std::int64_t room, std::int8_t* mask) {
-    const auto end = selection.tests.begin() + selection.testCount;
-    if (std::any_of(selection.tests.begin(), end, [](const SelectionTest& test) {
-            return test.criterion == Criterion::file || test.criterion == Criterion::line;
-        }))
-        throw ColumnRefusal("The criteria file and line select among stored observations, not among rows.");
+std::int64_t selectRows(ArrowArrayStream& stream, const RowSelection& selectionFor, std::int64_t room,
+                        std::int8_t* mask) {
+    std::size_t knownFiles = 0;
+    ObsSelection selection = selectionFor({});
     const std::vector<std::string_view> wanted = columnsOf(selection);
     StreamRows rows(stream, {.wanted = &wanted, .prepare = withoutValues});
     const auto block = std::make_unique<RecordBlock>();
@@ -105,11 +103,16 @@ std::int64_t selectRows(ArrowArrayStream& stream, const ObsSelection& selection,
     for (; rows.next(); count += static_cast<std::int64_t>(rows.count())) {
         if (rows.number(rows.count()) > room)
             throw ColumnRefusal("There is room for " + std::to_string(room) + " rows, and there are more.");
+        if (rows.files().size() != knownFiles) {
+            selection = selectionFor(rows.files());
+            knownFiles = rows.files().size();
+        }
         block->count = rows.count();
         for (std::size_t i = 0; i < block->count; ++i) {
             if (rows.isFaulty(i)) throw ColumnRefusal(rows.faultOf(i));
             block->records[i] = &rows.row(i).rec;
             block->groups[i] = rows.row(i).gid;
+            block->origins[i] = {rows.row(i).file, rows.row(i).line};
         }
         const SlotBlock::Set met = selectedOf(*block, selection);
         for (std::size_t i = 0; i < block->count; ++i) mask[rows.number(i)] = SlotBlock::has(met, i) ? 1 : 0;

@@ -4,7 +4,9 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -16,10 +18,14 @@ namespace obs {
 /// The columns that a selection asks about, in their order.
 std::vector<std::string_view> columnsOf(const ObsSelection& selection);
 
+/// What is selected of rows, given the names of the files that they come from so far.
+using RowSelection = std::function<ObsSelection(const std::vector<std::string>& files)>;
+
 /// Sets mask[row] to 1 for each row of a stream that meets a selection, to 0 for the others; how many rows there were.
 /// Throws ColumnRefusal for a column that is missing or has a value which it cannot hold, when the stream fails, and for
 /// more rows than `room`; std::bad_alloc.
-std::int64_t selectRows(ArrowArrayStream& stream, const ObsSelection& selection, std::int64_t room, std::int8_t* mask);
+std::int64_t selectRows(ArrowArrayStream& stream, const RowSelection& selectionFor, std::int64_t room,
+                        std::int8_t* mask);
 
 /// What is known of some rows: the least and the greatest value of columns.
 struct KnownValues {

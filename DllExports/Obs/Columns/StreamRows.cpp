@@ -50,6 +50,7 @@ void StreamRows::takeSchema(const ArrowSchema& schema) {
         if (wanted != nullptr && std::find(wanted->begin(), wanted->end(), name) == wanted->end()) continue;
         const ColumnDef* const def = findColumn(name);
         if (def == nullptr) throw ColumnRefusal("Column " + name + ": There is no column of this name.");
+        if (wanted == nullptr && def->isOfText) continue;
         sources_.push_back({ColumnReader(*def, child, options_.naiveIsUtc), i});
     }
     // In the order of the list: what a column does with its values may depend on those before it.
@@ -103,6 +104,8 @@ void StreamRows::takeBlock() {
         row.rec.obsTime = std::numeric_limits<double>::quiet_NaN();  // until it is known
         if (options_.prepare != nullptr) options_.prepare(row.rec);
         row.gid = options_.gid;
+        row.file = -1;
+        row.line = 0;
     }
     in_->count = block_->count;
     blamed_.fill(nullptr);

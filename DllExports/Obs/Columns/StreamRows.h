@@ -35,6 +35,8 @@ public:
     /// The number of a row of the block in the stream, from 0.
     std::int64_t number(std::size_t i) const { return first_ + static_cast<std::int64_t>(i); }
     ColumnRow& row(std::size_t i) { return block_->rows[i]; }
+    /// The names of the files that rows came from, by their numbers; more with each block.
+    const std::vector<std::string>& files() const { return block_->files; }
 
     /// Whether a row of the block has a value that its column cannot take, and which and why. A time that is not given
     /// is NaN, and no fault.

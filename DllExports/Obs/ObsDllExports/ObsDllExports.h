@@ -133,18 +133,19 @@ OBS_API int32_t ObsSetLargePages(int32_t isWanted);
 OBS_API void ObsSetProgressCallback(int32_t (*report)(int64_t done, int64_t total, void* user), void* user);
 
 /** @defgroup ObsSetThreads ObsSetThreads
- *  Addition. Sets how many threads a load (ObsLoadFile..., but not ObsLoadSlrFile...) may use, the calling one included.
- *  What is stored, counted, told and logged is the same with any number, in the same order; callbacks are called on the
- *  calling thread alone. Files below some hundred kilobytes, limits of lines, laser ranges and what follows
- *  keyword lines are read by one thread. A callback that forks must not come back in the child.
- *  Threads: loads that have begun keep their number.
+ *  Addition. Sets how many threads a load (ObsLoadFile..., but not ObsLoadSlrFile...) or a save (ObsSaveFile...) may
+ *  use, the calling one included. What is stored, written, counted, told and logged is the same with any number, in the
+ *  same order; callbacks are called on the calling thread alone. Files below some hundred kilobytes are read and written
+ *  by one thread, and so are limits of lines, laser ranges and what follows keyword lines. A callback that forks must
+ *  not come back in the child.
+ *  Threads: loads and saves that have begun keep their number.
  *  @param[in] number 1 (at start) the calling thread alone, up to 256; 0 as many as the process has cores, where the
  *             work is large enough to gain from them.
  *  @return 0, or 2 for another number. */
 OBS_API int32_t ObsSetThreads(int32_t number);
 
 /** @defgroup ObsGetThreads ObsGetThreads
- *  Addition. How many threads a load may use.
+ *  Addition. How many threads a load or a save may use.
  *  @return the number given to ObsSetThreads, 1 at start. */
 OBS_API int32_t ObsGetThreads(void);
 
@@ -1215,7 +1216,8 @@ OBS_API int32_t ObsGetTermCounts(const char* criteria, int32_t room, int32_t* se
  *  export (ObsExportArrow, ObsReadArrow); neither the store nor its settings are looked at. The stream may have any
  *  columns, of which only those that the criteria ask about are read (ObsGetSelectionColumns); these take all that
  *  ObsImportArrow takes for them. A null in ds50, in an angle, range or range rate meets no criterion about it, != included;
- *  in other columns it is what a new record has: 0 or class "U".
+ *  in other columns it is what a new record has: 0 or class "U". The criteria file and line ask about the columns of
+ *  these names, whatever origins the store keeps; a file's name that no row has is met by none.
  *  Threads: any number of calls at once.
  *  @param[in]  criteria 512 characters, as ObsSetSelObs.
  *  @param[in,out] stream released by this call, whatever its result; it is not touched only when a pointer is null.

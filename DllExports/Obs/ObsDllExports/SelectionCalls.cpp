@@ -31,12 +31,16 @@ bool takeCriteria(std::string_view name, const double* criteria, obs::ObsSelecti
 }
 
 /// Reads criteria that are a text; what is wrong, after a message.
-std::optional<obs::SelectionFault> takeText(std::string_view name, const char* criteria, obs::SelectionText& parsed) {
+std::optional<obs::SelectionFault> takeText(std::string_view name, const char* criteria, obs::SelectionText& parsed,
+                                            const std::vector<std::string>* files = nullptr) {
     const std::string_view text = family::chararrtostr(criteria);
-    auto fault = obs::parseSelection(text, obs::DoubtfulDates::refused, parsed);
+    auto fault = obs::parseSelection(text, obs::DoubtfulDates::refused, parsed, files);
     if (fault) family::tracelogerror(obs::selectionMessage(name, text, *fault));
     return fault;
 }
+
+/// Rows that are not stored: their files are known when they are read.
+const std::vector<std::string> kNoFiles;
 
 }  // namespace
 
@@ -130,8 +134,12 @@ int32_t ObsSelectRows(const char* criteria, struct ArrowArrayStream* stream, int
     }
     return obs::guarded(kName, kStatusRefused, [&] {
         obs::SelectionText parsed;
-        if (takeText(kName, criteria, parsed)) return kStatusRefused;
-        *rows = obs::selectRows(*own, parsed.selection, room, mask);
+        if (takeText(kName, criteria, parsed, &kNoFiles)) return kStatusRefused;
+        const auto selectionFor = [&](const std::vector<std::string>& files) {
+            takeText(kName, criteria, parsed, &files);
+            return parsed.selection;
+        };
+        *rows = obs::selectRows(*own, selectionFor, room, mask);
         return kStatusOk;
     });
 }
@@ -142,7 +150,7 @@ int32_t ObsGetSelectionColumns(const char* criteria, char columns[512]) {
     return obs::guarded(kName, kStatusRefused, [&] {
         obs::SelectionText parsed;
         std::string names;
-        const bool isRefused = takeText(kName, criteria, parsed).has_value();
+        const bool isRefused = takeText(kName, criteria, parsed, &kNoFiles).has_value();
         for (const std::string_view name : obs::columnsOf(parsed.selection))
             (names += names.empty() ? "" : " ") += name;
         family::strtochararr(isRefused ? "" : names, columns);
@@ -157,7 +165,7 @@ int32_t ObsMayMeet(const char* criteria, const double reals[OBS_KNOWN_REALS], co
     bool isPossible = false;
     const int32_t status = obs::guarded(kName, kFailure, [&] {
         obs::SelectionText parsed;
-        if (takeText(kName, criteria, parsed)) return kFailure;
+        if (takeText(kName, criteria, parsed, &kNoFiles)) return kFailure;
         if (std::any_of(reals, reals + OBS_KNOWN_REALS, [](double value) { return std::isnan(value); })) {
             obs::logFailure(kName, "A real is not a number.");
             return kFailure;

@@ -67,6 +67,7 @@ struct ReadContext : ReadSettings {
     SlrBlock block;
     std::string strangeLine;  ///< first line of a file of laser ranges that is nothing of the kind
     std::int64_t strangeLineNumber = 0;
+    std::int64_t strangeBefore = 0;  ///< such lines of the readings before, which `counts` leaves out
 };
 
 }  // namespace obs

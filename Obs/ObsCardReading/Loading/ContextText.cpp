@@ -80,7 +80,7 @@ bool takePart(std::string_view part, CrdKept& kept, ReadContext& context) {
             return true;
         case kStrange:
             context.strangeLine = items.size() > 2 ? decoded(items[2]) : "";
-            return readNumber(first, context.counts.passedOver) && readNumber(second, context.strangeLineNumber);
+            return readNumber(first, context.strangeBefore) && readNumber(second, context.strangeLineNumber);
         default: return false;
     }
 }
@@ -103,8 +103,8 @@ std::string keptText(const ReadContext& context) {
     for (const auto& [id, wavelengthUm] : kept.configurations)
         put(kConfiguration, {encoded(id), shortest(wavelengthUm)});
     if (context.strangeLineNumber != 0)
-        put(kStrange, {std::to_string(context.counts.passedOver), std::to_string(context.strangeLineNumber),
-                       encoded(context.strangeLine)});
+        put(kStrange, {std::to_string(context.strangeBefore + context.counts.passedOver),
+                       std::to_string(context.strangeLineNumber), encoded(context.strangeLine)});
     return text;
 }
 
@@ -120,7 +120,7 @@ bool keepText(std::string_view text, ReadContext& context) {
     context.sessions = std::move(trial.sessions);
     context.strangeLine = std::move(trial.strangeLine);
     context.strangeLineNumber = trial.strangeLineNumber;
-    context.counts.passedOver = trial.counts.passedOver;
+    context.strangeBefore = trial.strangeBefore;
     return true;
 }
 

@@ -312,7 +312,7 @@ void endReading(ReadContext& context, RecordSink& sink) {
     if (context.block.isOpen()) end.closeBlock();
     if (context.pass != Pass::second && context.pass != Pass::included) context.sessions.endFile();
     if (context.strangeLineNumber != 0)
-        sink.note("ReadSlr: " + std::to_string(context.counts.passedOver) +
+        sink.note("ReadSlr: " + std::to_string(context.strangeBefore + context.counts.passedOver) +
                   " line(s) are not laser-ranging records and were left out, the first is line " +
                   std::to_string(context.strangeLineNumber) + " (" + context.strangeLine + ").");
 }

@@ -132,8 +132,8 @@ struct Node {
 
 class Parser {
 public:
-    Parser(std::string_view text, DoubtfulDates dates, SelectionText& parsed)
-        : text_(text), dates_(dates), parsed_(parsed) {}
+    Parser(std::string_view text, DoubtfulDates dates, SelectionText& parsed, const std::vector<std::string>* files)
+        : text_(text), dates_(dates), files_(files), parsed_(parsed) {}
 
     /// Reads what is between two places of the text.
     bool run(std::size_t from, std::size_t to) {
@@ -259,7 +259,7 @@ private:
                                        [&](const CriterionName& one) { return same(textOf(token_), one.name); });
         if (what == names.end()) return refuse(Fault::notName, allNames());
         const Token name = token_;
-        if (what->isOfOrigin && !gStore.origins.isKept()) return refuse(Fault::noOrigins);
+        if (what->isOfOrigin && files_ == nullptr && !gStore.origins.isKept()) return refuse(Fault::noOrigins);
         next();
         if (token_.kind != Token::comparison) return refuse(Fault::noComparison, name.from, name.to);
         const std::string_view comparison = textOf(token_);
@@ -356,9 +356,10 @@ private:
     }
 
     bool allowFiles(const CriterionName& what, Intervals& intervals) {
-        const std::vector<std::int32_t> files = filesNamed(text_.substr(token_.from + 1, token_.to - token_.from - 2));
-        for (const std::int32_t file : files) intervals.allow(file, file);
-        return !files.empty() || refuse(Fault::unknownName, what.unknown);
+        const std::string_view name = text_.substr(token_.from + 1, token_.to - token_.from - 2);
+        const std::vector<std::int32_t> found = files_ != nullptr ? filesNamed(name, *files_) : filesNamed(name);
+        for (const std::int32_t file : found) intervals.allow(file, file);
+        return files_ != nullptr || !found.empty() || refuse(Fault::unknownName, what.unknown);
     }
 
     static void allow(const CriterionName& what, const ValueSpan& value, Intervals& intervals) {
@@ -384,6 +385,7 @@ private:
 
     std::string_view text_;
     DoubtfulDates dates_;
+    const std::vector<std::string>* files_;  ///< null: those of stored observations
     SelectionText& parsed_;
     SelectionFault fault_;
     Token token_, last_;
@@ -393,11 +395,12 @@ private:
 
 }  // namespace
 
-std::optional<SelectionFault> parseSelection(std::string_view text, DoubtfulDates dates, SelectionText& parsed) {
+std::optional<SelectionFault> parseSelection(std::string_view text, DoubtfulDates dates, SelectionText& parsed,
+                                             const std::vector<std::string>* files) {
     parsed = {};
     std::size_t from = std::min(text.find_first_not_of(kBlanks), text.size());
     std::size_t to = text.find_last_not_of(kBlanks) + 1;
-    Parser parser(text, dates, parsed);
+    Parser parser(text, dates, parsed, files);
     // No criterion begins with quotes, so these enclose all.
     if (from < to && text[from] == '"') {
         if (to - from < 2 || text[to - 1] != '"') {

@@ -33,8 +33,10 @@ struct SelectionFault {
     std::string reason;
 };
 
-/// Reads criteria; an empty text asks for nothing.
-std::optional<SelectionFault> parseSelection(std::string_view text, DoubtfulDates dates, SelectionText& parsed);
+/// Reads criteria; an empty text asks for nothing. Files are those of `files` by their numbers there, of which none need
+/// have a name that is asked for; null: those that stored observations came from.
+std::optional<SelectionFault> parseSelection(std::string_view text, DoubtfulDates dates, SelectionText& parsed,
+                                             const std::vector<std::string>* files = nullptr);
 
 /// Sets the global criteria from a text; false after a message, the old criteria staying. Columns in messages count
 /// from `firstColumn`.

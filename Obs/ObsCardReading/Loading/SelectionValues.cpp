@@ -280,10 +280,13 @@ constexpr std::array kNames{
 std::span<const CriterionName> criterionNames() { return kNames; }
 
 std::vector<std::int32_t> filesNamed(std::string_view name) {
+    const ReadGuard guard;
+    return filesNamed(name, gStore.origins.files());
+}
+
+std::vector<std::int32_t> filesNamed(std::string_view name, const std::vector<std::string>& files) {
     const std::string pattern(name), below = "/" + pattern;
     const bool isPattern = name.find_first_of("*?[") != std::string_view::npos;
-    const ReadGuard guard;
-    const std::vector<std::string>& files = gStore.origins.files();
     std::vector<std::int32_t> numbers;
     for (std::size_t i = 0; i < files.size(); ++i)
         if (files[i] == name || files[i].ends_with(below) ||

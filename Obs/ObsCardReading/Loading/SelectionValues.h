@@ -30,8 +30,11 @@ struct CriterionName {
 
 std::span<const CriterionName> criterionNames();
 
-/// The numbers of the files of that name that observations came from: it may be the last part of their names, and with
-/// * ? [ a pattern for all of it. Throws std::bad_alloc.
+/// The numbers of the files of that name: it may be the last part of their names, and with * ? [ a pattern for all of
+/// it. Throws std::bad_alloc.
+std::vector<std::int32_t> filesNamed(std::string_view name, const std::vector<std::string>& files);
+
+/// The same among those that stored observations came from.
 std::vector<std::int32_t> filesNamed(std::string_view name);
 
 /// The ends of a range `low..high` or `low:high`; false for a single value. A colon within a time of day is part of it.

@@ -16,6 +16,7 @@ from ._manifest import SCHEMA, Manifest, read_manifest
 from ._map import settings_of_process
 from ._schema import schema
 from ._selection import ArchiveSelection
+from ._target import written
 from ._verify import Verification
 
 Told = Callable[[int, int], object]
@@ -82,11 +83,13 @@ class Archive:
                 progress: Told | None = None) -> DeckResult:
         """Writes a deck as "b3", "tty", "csv", "rf", "crd" or "crd-full-rate", day by day, each in the order of
         `obslib.save`. The file is complete when this returns; after a failure the old one is still there. `progress` is
-        called with the number of days done and of all. TTY decks hold observations of one year."""
+        called with the number of days done and of all. TTY decks hold observations of one year. A pipe or device is
+        written to."""
         if to not in FORMATS:
             raise ValueError(f"there is no format {to!r}; they are {', '.join(FORMATS)}")
         parts = self.select(select).parts()
-        return convert(parts, select, to, Path(out).absolute(), settings_of_process(), progress)
+        with written(out, self.path) as target:
+            return convert(parts, select, to, target.absolute(), settings_of_process(), progress)
 
     def verify(self, progress: Told | None = None) -> Verification:
         """Compares all files with the manifest: their bytes, checksums, rows, columns, days and order; and names files

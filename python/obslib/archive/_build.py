@@ -28,10 +28,12 @@ from ._plan import Deck, plan
 from ._progress import Account, Told
 from ._reduce import Day, Reduced
 from ._scan import Row, Scanned
+from ._schema import parquet_file
 from ._text import Part, name_of
 
 STAGE = "_stage"
 PIECE_BYTES = 128 << 20
+MOST_WORKERS = 256  # of one machine, as many as threads of a load
 LINE_COLUMNS = ("kind", "file", "line", "reason", "deck")
 Sized = TypeVar("Sized")
 
@@ -58,7 +60,8 @@ def build(paths: Any, out: str | os.PathLike[str], *, scheduler: str | None = No
     Parameters
     ----------
     paths
-        Files, patterns, and folders with all that is below them.
+        Files, patterns, and folders with all that is below them, but for names that begin with a dot and links to
+        folders.
     out
         The folder of the archive; it is made where there is none. Workers find it, and the files, under the same names.
     scheduler
@@ -84,8 +87,10 @@ def build(paths: Any, out: str | os.PathLike[str], *, scheduler: str | None = No
     """
     if year is not None and not 1900 <= year <= 2999:
         raise ValueError(f"the year of TTY cards is 1900 to 2999, not {year}")
-    if workers is not None and workers < 1 or piece_bytes < 1:
-        raise ValueError("workers and piece_bytes are 1 or more")
+    if workers is not None and not 1 <= workers <= MOST_WORKERS:
+        raise ValueError(f"workers are 1 to {MOST_WORKERS}, not {workers}")
+    if piece_bytes < 1:
+        raise ValueError(f"piece_bytes is 1 or more, not {piece_bytes}")
     for module in ("pyarrow.parquet", "distributed"):
         needed(module, "archive")
     options = {"year": year, "select": select}
@@ -158,11 +163,11 @@ class Build:
         self._rows: list[Row] = []
 
     def run(self, scheduler: str | None, workers: int | None, piece_bytes: int, lock: Lock) -> Manifest:
-        for one in ("map", "lines", "reduce"):
-            (self._stage / one).mkdir(parents=True, exist_ok=True)
-        with replacing(self._settings.sensor_file()) as file:
-            file.write(json.dumps(self._sensors).encode())
         with client_of(scheduler, workers) as client:
+            for one in ("map", "lines", "reduce"):
+                (self._stage / one).mkdir(parents=True, exist_ok=True)
+            with replacing(self._settings.sensor_file()) as file:
+                file.write(json.dumps(self._sensors).encode())
             scanned = self._scan(client, piece_bytes)
             groups = list(packs((part for one in scanned for part in one.parts), lambda part: part.length, piece_bytes))
             mapped = self._map(client, groups)
@@ -249,8 +254,8 @@ class Build:
         if output is None:
             return []
         path = str(self._folder / output.path)
-        parquet, arrow = needed("pyarrow.parquet", "archive"), needed("pyarrow", "archive")
-        times = parquet.ParquetFile(path).read(["time"])["time"].cast(arrow.int64()).to_numpy()
+        arrow = needed("pyarrow", "archive")
+        times = parquet_file(path).read(["time"])["time"].cast(arrow.int64()).to_numpy()
         since = times - day_number(output.day) * DAY_US
         near = since >= DAY_US - EDGE_US if step < 0 else since < EDGE_US
         return [path] if near.any() else []
@@ -323,7 +328,8 @@ class Build:
 
 def line_of(values: Iterable[Any]) -> bytes:
     text = io.StringIO()
-    csv.writer(text, lineterminator="\n").writerow(values)
+    # Texts are quoted in any case: some have a carriage return, which is not quoted where lines do not end with one.
+    csv.writer(text, quoting=csv.QUOTE_NONNUMERIC, lineterminator="\n").writerow(values)
     return text.getvalue().encode("utf-8", "backslashreplace")
 
 

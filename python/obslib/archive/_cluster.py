@@ -34,6 +34,10 @@ def client_of(scheduler: str | None, workers: int | None) -> Iterator[Any]:
         if scheduler is None:
             scheduler = stack.enter_context(local(workers or os.cpu_count() or 1))
         try:
+            distributed.comm.resolve_address(scheduler)  # a client complains of a wrong one long after it failed
+        except (ValueError, OSError, FutureWarning) as failure:
+            raise ArchiveError(f"{scheduler!r} is not the address of a scheduler: {failure}") from None
+        try:
             client = distributed.Client(scheduler, timeout=CONNECT_S, set_as_default=False)
         except OSError as failure:
             raise ArchiveError(f"no scheduler answers at {scheduler}: {failure}") from None
@@ -54,7 +58,8 @@ def local(workers: int) -> Iterator[str]:
         command = [sys.executable, "-m", "distributed.cli.dask_worker", cluster.scheduler_address, "--nworkers",
                    str(workers), "--nthreads", "1", "--no-dashboard", "--death-timeout", str(START_S)]
         settings = {"DASK_LOGGING__DISTRIBUTED": "critical", "DASK_DISTRIBUTED__WORKER__DAEMON": "False"}
-        process = subprocess.Popen(command, env={**settings, **os.environ}, stdin=subprocess.DEVNULL)
+        process = subprocess.Popen(command, env={**settings, **os.environ}, stdin=subprocess.DEVNULL,
+                                   start_new_session=True)  # Ctrl-C is for the one that ends them
         try:
             yield cluster.scheduler_address
         finally:

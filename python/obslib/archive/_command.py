@@ -3,8 +3,11 @@
 from __future__ import annotations
 
 import argparse
+import io
 import json
 import os
+import re
+import signal
 import sys
 from dataclasses import asdict
 from typing import Any
@@ -14,15 +17,24 @@ from .._files import FORMATS
 from . import _progress
 from ._archive import open as open_archive
 from ._build import build as build_archive
+from ._target import is_kept_file, written
 
 GOOD, FAULTS, FAILURE, INTERRUPTED = 0, 1, 2, 130
 
 
 def main(arguments: list[str] | None = None) -> int:
     """Runs the command; its status."""
+    if sys.stderr is None:
+        sys.stderr = open(os.devnull, "w")
     options = parser().parse_args(arguments)
     try:
-        return int(options.run(options))
+        if sys.stdout is None:
+            raise OSError("standard output is closed")
+        if isinstance(sys.stdout, io.TextIOWrapper):
+            sys.stdout.reconfigure(errors="surrogateescape")  # names of files as they are
+        status = int(options.run(options))
+        sys.stdout.flush()
+        return status
     except BrokenPipeError:
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())  # nobody reads on, which is no fault
         return GOOD
@@ -37,7 +49,7 @@ def main(arguments: list[str] | None = None) -> int:
 
 
 def complain(text: str) -> None:
-    print(f"obstool-archive: {text}", file=sys.stderr)
+    print(f"obstool-archive: {re.sub('^Obs[A-Z][A-Za-z]+: ', '', text)}", file=sys.stderr)
 
 
 def parser() -> argparse.ArgumentParser:
@@ -52,6 +64,10 @@ def parser() -> argparse.ArgumentParser:
         made.add_argument("--json", action="store_true", help="what is told, as JSON on standard output")
         return made
 
+    def writes(made: argparse.ArgumentParser, what: str, **options: Any) -> None:
+        made.add_argument("-o", "--output", metavar="FILE", help=what, **options)
+        made.add_argument("--force", action="store_true", help="writes over a file that is there")
+
     made = command("build", build, "Builds an archive of decks, or adds decks to one.")
     made.add_argument("paths", nargs="+", metavar="PATH", help="a file, a pattern, or a folder with all below it")
     made.add_argument("--workers", type=int, metavar="N", help="processes of this machine (as many as processors)")
@@ -64,12 +80,12 @@ def parser() -> argparse.ArgumentParser:
     made = command("select", select, "Writes the observations that meet criteria as CSV, or into a Parquet file.")
     made.add_argument("criteria", nargs="?", default="", metavar="CRITERIA", help="such as \"sat=5 time=2024-01-01\"")
     made.add_argument("--columns", metavar="A,B,...", help="these columns (all)")
-    made.add_argument("-o", "--output", metavar="FILE", help="a file instead of standard output; Parquet for .parquet")
+    writes(made, "a file instead of standard output; Parquet for .parquet")
     made.add_argument("--count", action="store_true", help="tells how many there are, and writes none")
     command("verify", verify, "Compares all files of an archive with its manifest.")
     made = command("convert", convert, "Writes an archive, or what is selected of it, as a deck.")
     made.add_argument("--to", required=True, choices=list(FORMATS), metavar="FORMAT", help=", ".join(FORMATS))
-    made.add_argument("-o", "--output", required=True, metavar="FILE")
+    writes(made, "the deck; - for standard output", required=True)
     made.add_argument("--select", default="", metavar="CRITERIA")
     return main_parser
 
@@ -83,6 +99,8 @@ def tell(options: argparse.Namespace, facts: dict[str, Any], text: str, file: An
 
 
 def build(options: argparse.Namespace) -> int:
+    for number in (signal.SIGTERM, signal.SIGHUP):  # batch systems send these: workers and lock go as with Ctrl-C
+        signal.signal(number, lambda number, _: sys.exit(128 + number))
     result = build_archive(options.paths, options.archive, scheduler=options.scheduler, workers=options.workers,
                            year=options.year, select=not options.ignore_selob, rebuild=options.rebuild,
                            progress=False if options.quiet else _progress.show)
@@ -102,41 +120,41 @@ def info(options: argparse.Namespace) -> int:
     return GOOD
 
 
+def output_of(options: argparse.Namespace) -> str | None:
+    """Where to write; None for standard output."""
+    if options.output in (None, "-", "/dev/stdout"):
+        if options.json:
+            raise ValueError("--json needs -o FILE: standard output has the observations")
+        return None
+    if is_kept_file(options.output) and not options.force:
+        raise FileExistsError(17, "the file is there already; --force writes over it", options.output)
+    return str(options.output)
+
+
 def select(options: argparse.Namespace) -> int:
-    if options.json and not (options.output or options.count):
-        raise ValueError("--json needs --count or -o FILE: standard output has the observations")
-    columns = options.columns.split(",") if options.columns else None
+    output = None if options.count else output_of(options)
+    columns = [name.strip() for name in options.columns.split(",")] if options.columns is not None else None
     chosen = open_archive(options.archive).select(options.criteria, ["line"] if options.count else columns)
     reading = chosen.reading
     if options.count:
         rows = sum(batch.num_rows for batch in chosen.batches())
-    elif options.output and options.output.endswith(".parquet"):
-        rows = to_parquet(chosen, options.output)
+    elif output is None:
+        rows = write_csv(chosen, sys.stdout.buffer)
+        sys.stdout.buffer.flush()
     else:
-        rows = to_csv(chosen, options.output)
+        with written(output, options.archive) as target, open(target, "xb") as file:
+            rows = (write_parquet if output.endswith(".parquet") else write_csv)(chosen, file)
     tell(options, {"rows": rows, **asdict(reading)}, f"{rows} observations, {reading} read",
          sys.stdout if options.count else sys.stderr)
     return GOOD
 
 
-def to_parquet(chosen: Any, path: str) -> int:
-    from ._manifest import replacing
-    parquet = needed("pyarrow.parquet", "archive")
+def write_parquet(chosen: Any, file: Any) -> int:
     rows = 0
-    with replacing(path) as file, parquet.ParquetWriter(file, chosen.schema) as writer:
+    with needed("pyarrow.parquet", "archive").ParquetWriter(file, chosen.schema) as writer:
         for batch in chosen.batches():
             writer.write_batch(batch)
             rows += batch.num_rows
-    return rows
-
-
-def to_csv(chosen: Any, path: str | None) -> int:
-    from ._manifest import replacing
-    if path is not None:
-        with replacing(path) as file:
-            return write_csv(chosen, file)
-    rows = write_csv(chosen, sys.stdout.buffer)
-    sys.stdout.buffer.flush()
     return rows
 
 
@@ -176,7 +194,9 @@ def verify(options: argparse.Namespace) -> int:
 
 
 def convert(options: argparse.Namespace) -> int:
-    result = open_archive(options.archive).convert(options.to, options.output, select=options.select)
+    output = output_of(options)
+    result = open_archive(options.archive).convert(options.to, "/dev/stdout" if output is None else output,
+                                                   select=options.select)
     tell(options, asdict(result), f"{result.rows} observations: {result.written} written, {result.left_out} left out, "
-                                  f"{result.altered} altered")
+                                  f"{result.altered} altered", sys.stderr if output is None else sys.stdout)
     return FAULTS if result.left_out or result.altered else GOOD

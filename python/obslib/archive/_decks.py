@@ -3,8 +3,6 @@
 from __future__ import annotations
 
 import json
-import os
-import secrets
 import subprocess
 import sys
 from collections.abc import Callable, Iterator
@@ -13,7 +11,7 @@ from pathlib import Path
 from typing import Any
 
 from .._extras import needed
-from ._manifest import PART, ArchiveError
+from ._manifest import ArchiveError
 from ._parts import Part, rows
 from ._schema import schema
 
@@ -31,22 +29,17 @@ class DeckResult:
     altered: int
 
 
-def convert(parts: list[Part], criteria: str, to: str, out: Path, sensors: Any,
+def convert(parts: list[Part], criteria: str, to: str, target: Path, sensors: Any,
             progress: Callable[[int, int], object] | None) -> DeckResult:
-    """Writes a deck, file by file of the archive; it takes its name when all is written."""
-    part = out.with_name(f".{out.name}.{secrets.token_hex(8)}{PART}")
-    job = {"parts": [asdict(one) for one in parts], "criteria": criteria, "to": to, "target": str(part),
+    """Writes a deck, file by file of the archive."""
+    job = {"parts": [asdict(one) for one in parts], "criteria": criteria, "to": to, "target": str(target),
            "first": first_line(parts) if to == "tty" else "", "sensors": sensors}
     counts = dict.fromkeys(COUNTS, 0)
-    try:
-        for done, told in enumerate(run(job), 1):
-            for name in COUNTS:
-                counts[name] += told[name]
-            if progress is not None:
-                progress(done, len(parts))
-        os.replace(part, out)
-    finally:
-        part.unlink(missing_ok=True)
+    for done, told in enumerate(run(job), 1):
+        for name in COUNTS:
+            counts[name] += told[name]
+        if progress is not None:
+            progress(done, len(parts))
     return DeckResult(**counts)
 
 

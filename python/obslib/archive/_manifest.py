@@ -145,8 +145,11 @@ def checked(found: Mapping[str, Any]) -> Manifest:
             raise TypeError(f"{name} is {found[name]!r:.80}")
     manifest = Manifest(found["library"], found["options"], [entry(Input, one) for one in found["inputs"]],
                         [entry(Output, one) for one in found["outputs"]], found["counts"], found.get("lines", {}))
-    if manifest.lines and not LINES_PATH.fullmatch(manifest.lines["path"]):
-        raise ValueError(f"{manifest.lines['path']!r} is not the place of the file of lines")
+    check(manifest.counts, dict.fromkeys(manifest.counts, int), "the counts")
+    if manifest.lines:
+        check(manifest.lines, LINES, "the file of lines")
+        if not LINES_PATH.fullmatch(manifest.lines["path"]):
+            raise ValueError(f"{manifest.lines['path']!r} is not the place of the file of lines")
     for one in manifest.outputs:
         place = OUTPUT_PATH.fullmatch(one.path)
         if not place or place[1] != one.day:
@@ -159,18 +162,30 @@ def checked(found: Mapping[str, Any]) -> Manifest:
 
 def entry(kind: type[Entry], values: Any) -> Entry:
     """A file's line of the manifest. What a later version of the same schema adds is passed over."""
+    check(values, KINDS[kind], "a file")
+    if kind is Input:
+        includes = values["settings"]["includes"]
+        if not isinstance(includes, list):
+            raise TypeError(f"the includes of a file are {includes!r:.80}")
+        for one in includes:
+            check(one, INCLUDE, "an include")
+    return kind(**{name: values[name] for name in KINDS[kind]})
+
+
+def check(values: Any, types: Mapping[str, Any], what: str) -> None:
     if not isinstance(values, dict):
-        raise TypeError(f"a file is {values!r:.80}")
-    types = KINDS[kind]
+        raise TypeError(f"{what} is {values!r:.80}")
     for name, wanted in types.items():
         value = values[name]
-        if type(value) is not wanted or wanted is int and value < 0 and name != "mtime_ns":
-            raise TypeError(f"{name} of a file is {value!r:.80}")
-    if not SHA256.fullmatch(values["sha256"]):
-        raise ValueError(f"sha256 of a file is {values['sha256']!r:.80}")
-    return kind(**{name: values[name] for name in types})
+        if type(value) is not wanted or wanted is int and not (-MOST if name == "mtime_ns" else 0) <= value <= MOST:
+            raise TypeError(f"{name} of {what} is {value!r:.80}")
+        if name == "sha256" and not SHA256.fullmatch(value) or name == "path" and b"\0" in os.fsencode(value):
+            raise ValueError(f"{name} of {what} is {value!r:.80}")
 
 
+MOST = 2**63 - 1
+LINES = {"path": str, "rows": int, "bytes": int, "sha256": str}
+INCLUDE = {"path": str, "size": int, "mtime_ns": int}
 KINDS: dict[Any, dict[str, Any]] = {
     kind: {one.name: dict if one.name == "settings" else get_type_hints(kind)[one.name] for one in fields(kind)}
     for kind in (Input, Output)}

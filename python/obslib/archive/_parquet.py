@@ -8,6 +8,7 @@ from typing import Any
 from .._extras import needed
 from .._files import AddResult, from_dataframe
 from .._store import BATCH_ROWS, Observations, store
+from ._schema import parquet_file
 
 
 def write(path: str | os.PathLike[str], observations: Observations | None = None) -> int:
@@ -25,7 +26,7 @@ def write(path: str | os.PathLike[str], observations: Observations | None = None
 
 def read(path: str | os.PathLike[str]) -> AddResult:
     """Adds the rows of a Parquet file to the store."""
-    parquet, arrow = needed("pyarrow.parquet", "archive"), needed("pyarrow", "archive")
-    file = parquet.ParquetFile(path)
+    arrow = needed("pyarrow", "archive")
+    file = parquet_file(path)
     reader: Any = arrow.RecordBatchReader.from_batches(file.schema_arrow, file.iter_batches(BATCH_ROWS))
     return from_dataframe(reader)

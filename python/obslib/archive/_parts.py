@@ -12,7 +12,7 @@ from .. import _native
 from .._extras import needed
 from .._store import BATCH_ROWS
 from ._manifest import ArchiveError, Output
-from ._schema import fitted, schema, values_of
+from ._schema import fitted, parquet_file, schema, values_of
 
 DAY_0 = datetime.date(1949, 12, 31)  # of the days since 1950
 EDGE_DAYS = 2e-6 / 86400             # a time that close to midnight may be in the file of either day
@@ -57,14 +57,13 @@ def group_may_meet(criteria: str, group: Any, places: dict[str, int]) -> bool:
 
 def opened(path: str) -> Any:
     """The file, its columns being those of an archive; ArchiveError says what is wrong with it."""
-    arrow, parquet = needed("pyarrow", "archive"), needed("pyarrow.parquet", "archive")
     try:
-        file = parquet.ParquetFile(path, memory_map=True)
+        file = parquet_file(path)
+        strange = schema_fault(file.schema_arrow)
     except FileNotFoundError:
         raise ArchiveError(f"{path} is in the manifest and not there; has the archive been built anew?") from None
-    except (arrow.ArrowInvalid, OSError) as fault:
+    except UnicodeDecodeError as fault:
         raise ArchiveError(f"{path} is damaged: {fault}") from None
-    strange = schema_fault(file.schema_arrow)
     if strange:
         raise ArchiveError(f"{path} is damaged: {strange}")
     return file

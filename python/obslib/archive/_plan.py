@@ -9,11 +9,12 @@ from collections.abc import Iterable, Iterator, Mapping
 from dataclasses import dataclass
 from typing import Any
 
+from .._packed import is_zstd
 from ._manifest import ArchiveError, Input
 
 Path = str | os.PathLike[str]
 # By their first bytes: what is read through a decompressor, and what is no text at all.
-COMPRESSED = {b"\x1f\x8b": "gzip", b"\x28\xb5\x2f\xfd": "zstd", b"BZh": "bzip2", b"\xfd7zXZ\0": "xz"}
+COMPRESSED = {b"\x1f\x8b": "gzip", b"BZh": "bzip2", b"\xfd7zXZ\0": "xz"}
 OTHER = {b"PK\x03\x04": "a zip file", b"PK\x05\x06": "an empty zip file",
          b"7z\xbc\xaf": "a 7z file", b"\xff\xfe": "UTF-16 text", b"\xfe\xff": "UTF-16 text", b"%PDF": "a PDF document",
          b"PAR1": "a Parquet file", b"\x7fELF": "a program"}
@@ -32,32 +33,39 @@ class Deck:
 
 
 def files(paths: Path | Iterable[Path]) -> Iterator[str]:
-    """The files that are meant, by their absolute paths: files, patterns, and folders with all that is below them. The
-    files of a pattern or folder come in the order of their names. OSError names what cannot be read."""
-    for path in [paths] if isinstance(paths, (str, os.PathLike)) else paths:
+    """The files that are meant, by their absolute paths: files, patterns, and folders with all that is below them, but
+    for names that begin with a dot and links to folders. The files of a pattern or folder come in the order of their
+    names. OSError names what cannot be read."""
+    given = [paths] if isinstance(paths, (str, os.PathLike)) else list(paths)
+    if not given:
+        raise ValueError("no path is given")
+    for path in given:
         if not isinstance(path, (str, os.PathLike)):
             raise TypeError(f"a path is a str or os.PathLike, not {type(path).__name__}")
         name = os.fsdecode(path)
         if os.path.isdir(name):
-            yield from below(name)
+            found, lack = below(name), "the folder has no files"
         elif not os.path.lexists(name) and glob.has_magic(name):
-            found = sorted(glob.glob(name, recursive=True))
-            if not found:
-                raise FileNotFoundError(2, "no file matches", name)
-            yield from (os.path.abspath(one) for one in found if not os.path.isdir(one))
+            each = [below(one) if os.path.isdir(one) else [os.path.abspath(one)]
+                    for one in sorted(glob.glob(name, recursive=True))]
+            # "**" gives a folder and what is below it.
+            found, lack = list(dict.fromkeys(file for some in each for file in some)), "no file matches"
         else:
-            yield os.path.abspath(name)
+            found, lack = [os.path.abspath(name) if name else name], ""
+        if not found:
+            raise FileNotFoundError(2, lack, name)
+        yield from found
 
 
-def below(folder: str) -> Iterator[str]:
+def below(folder: str) -> list[str]:
     def unreadable(failure: OSError) -> None:
         raise failure
 
-    found = [os.path.join(place, name) for place, _, names in os.walk(os.path.abspath(folder), onerror=unreadable)
-             for name in names]
-    if not found:
-        raise FileNotFoundError(2, "the folder has no files", folder)
-    yield from sorted(found)
+    found: list[str] = []
+    for place, folders, names in os.walk(os.path.abspath(folder), onerror=unreadable):
+        folders[:] = [name for name in folders if not name.startswith(".")]
+        found += [os.path.join(place, name) for name in names if not name.startswith(".")]
+    return sorted(found)
 
 
 def plan(paths: Path | Iterable[Path], archived: Iterable[Input] = ()) -> tuple[list[Deck], list[str], list[str]]:
@@ -109,4 +117,6 @@ def compression(path: str) -> str:
     for mark, what in OTHER.items():
         if begin.startswith(mark):
             raise ArchiveError(f"{path} is {what}, not a deck")
+    if is_zstd(begin):
+        return "zstd"
     return next((name for mark, name in COMPRESSED.items() if begin.startswith(mark)), "")

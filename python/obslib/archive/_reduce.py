@@ -18,7 +18,7 @@ from .._extras import needed
 from .._store import store
 from ._manifest import ArchiveError, Output, replacing
 from ._map import DAY_US, EDGE_US, Settings, day_number, lock, prepare
-from ._schema import schema
+from ._schema import parquet_file, schema
 from ._text import name_of
 
 ROW_GROUP = 65536
@@ -75,14 +75,14 @@ def reduce(day: Day, settings: Settings) -> Reduced:
 
 def gathered(day: Day) -> tuple[Any, NDArray[np.bool_]]:
     """The rows in the order of a load, and which of them are of the day itself."""
-    arrow, parquet = needed("pyarrow", "archive"), needed("pyarrow.parquet", "archive")
+    arrow = needed("pyarrow", "archive")
     compute = needed("pyarrow.compute", "archive")
-    tables = [parquet.ParquetFile(one).read(use_threads=False) for one in day.files]
+    tables = [parquet_file(one).read(use_threads=False) for one in day.files]
     mine = sum(one.num_rows for one in tables)
     midnight = day_number(day.day) * DAY_US
     for files, begin in ((day.before, midnight - EDGE_US), (day.after, midnight + DAY_US)):
         for one in files:
-            found = parquet.ParquetFile(one).read(use_threads=False)
+            found = parquet_file(one).read(use_threads=False)
             since = compute.subtract(found["time"].cast(arrow.int64()), begin)
             tables.append(found.filter(compute.and_(compute.greater_equal(since, 0), compute.less(since, EDGE_US))))
     table = arrow.concat_tables([schema().empty_table(), *tables], promote_options="permissive")

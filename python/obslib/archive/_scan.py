@@ -153,10 +153,10 @@ def first_pass(deck: Deck, keywords: list[tuple[int, str]], faults: dict[int, st
                                    faults[line]))
             continue
         name = _native.named_file(os.fsencode(text), os.fsencode(deck.path))
-        if name is None:
-            has_sections = has_sections or word.startswith("SLROBS")
+        if name is None and word.startswith("SLROBS"):
+            has_sections = True
             continue
-        year = include(deck, line, os.fsdecode(name), word.startswith("SLROBS"), year, piece_bytes, found)
+        year = include(deck, line, os.fsdecode(name or b""), word.startswith("SLROBS"), year, piece_bytes, found)
     return year, has_sections
 
 
@@ -164,9 +164,10 @@ def include(deck: Deck, line: int, name: str, is_laser_file: bool, year: int, pi
     """Adds the parts of a file that a line names; the year after it."""
     path = os.path.abspath(name)
     try:
-        status = os.stat(path)
+        status = os.stat(name)
         if not stat.S_ISREG(status.st_mode):  # some never end
-            raise OSError(22, "It is not a regular file", path)
+            is_folder = stat.S_ISDIR(status.st_mode)
+            raise OSError(22, "Is a directory" if is_folder else "It is not a regular file", path)
         if compression(path):
             raise ArchiveError(f"ReadExtObsFile: File {name} is not read: {PACKED}")
         source = Source(deck.number, path, status.st_size, status.st_mtime_ns, "", line)

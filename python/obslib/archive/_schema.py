@@ -2,11 +2,13 @@
 """The columns of an archive: the library's, and where an observation comes from."""
 from __future__ import annotations
 
+import os
 from functools import cache
 from typing import Any
 
 from .. import _columns, _native
 from .._extras import needed
+from ._manifest import ArchiveError
 
 NEVER_NULL = {"key", "sat_num", "sen_num", "indicator1", "indicator2", "alt_sat1", "alt_sat2", "line", "deck", "place"}
 
@@ -30,6 +32,17 @@ def schema() -> Any:
     text = arrow.dictionary(arrow.int32(), arrow.utf8())
     places = (("file", text), ("deck", arrow.int32()), ("place", arrow.int64()))
     return arrow.schema([*own, *(arrow.field(*one) for one in places)])
+
+
+def parquet_file(path: str | os.PathLike[str]) -> Any:
+    """A Parquet file, whatever its name; ArchiveError says what is wrong with it."""
+    arrow, parquet = needed("pyarrow", "archive"), needed("pyarrow.parquet", "archive")
+    try:
+        return parquet.ParquetFile(arrow.memory_map(os.fsencode(path)))  # as text a name would have to be UTF-8
+    except FileNotFoundError:
+        raise FileNotFoundError(2, "No such file or directory", os.fspath(path)) from None
+    except (OSError, ValueError) as fault:
+        raise ArchiveError(f"{os.fspath(path)} is damaged: {fault}") from None
 
 
 def values_of(kind: Any) -> Any:

@@ -9,13 +9,12 @@ import json
 import lzma
 import os
 import zlib
-from collections.abc import Callable, Iterator
+from collections.abc import Iterator
 from contextlib import contextmanager
 from dataclasses import astuple, dataclass
 from typing import Any, BinaryIO
 
 from .._extras import needed
-from .._packed import unpacked
 from ._manifest import ArchiveError
 
 FIRST, SECOND, INCLUDED = 1, 2, 3  # OBS_READ_... of the header
@@ -23,7 +22,6 @@ LASER_FILE = -1
 # Rows of the first pass come before all others of their deck, those of an include file at the line that names it.
 FIRST_PASS_PLACE = -2**40
 PACKED_BLOCK = 1 << 13  # it may unpack to 32768 times as much
-OPENERS: dict[str, Callable[[str], Any]] = {"": lambda path: open(path, "rb"), "bzip2": bz2.open, "xz": lzma.open}
 
 
 @dataclass(frozen=True, slots=True)
@@ -78,22 +76,31 @@ def unchanged(path: str, size: int, mtime_ns: int) -> None:
                            if now.st_size != size else f"{path} changed while the archive was built")
 
 
+class Unpacked(io.RawIOBase):
+    """The text of a compressed file, to be read in order."""
+
+    def __init__(self, file: BinaryIO, compression: str) -> None:
+        self._blocks, self._text = framed(file, compression), memoryview(b"")
+
+    def readable(self) -> bool:
+        return True
+
+    def readinto(self, buffer: Any) -> int:
+        while not self._text:
+            block = next(self._blocks, None)
+            if block is None:
+                return 0
+            self._text = memoryview(block[1])
+        taken = min(len(buffer), len(self._text))
+        buffer[:taken], self._text = self._text[:taken], self._text[taken:]
+        return taken
+
+
 @contextmanager
 def opened(path: str, compression: str) -> Iterator[BinaryIO]:
     """The text of a file, to be read in order. An OSError names a compressed file that is damaged."""
-    if compression in ("gzip", "zstd"):
-        with unpacked(path) as text:
-            yield io.BytesIO(text or b"")
-        return
-    try:
-        with OPENERS[compression](path) as file:
-            yield file
-    except (EOFError, lzma.LZMAError) as fault:
-        raise OSError(5, f"the {compression} data end too early or are damaged ({fault})", path) from None
-    except OSError as fault:  # bzip2 says no more than that
-        if compression and not fault.filename:
-            raise OSError(5, f"the {compression} data are damaged ({fault})", path) from None
-        raise
+    with open(path, "rb") as file:
+        yield io.BufferedReader(Unpacked(file, compression), 1 << 16) if compression else file
 
 
 def decompressor(compression: str) -> Any:
@@ -106,18 +113,31 @@ def decompressor(compression: str) -> Any:
 
 def framed(file: BinaryIO, compression: str) -> Iterator[tuple[int, bytes]]:
     """The text of a compressed file, from a frame on, in blocks, each with the place where its frame begins. Members of
-    gzip and streams of bzip2 and xz are frames as well."""
+    gzip and streams of bzip2 and xz are frames as well; after those of gzip and xz there may be zeros. OSError for what
+    is damaged, ends too early, or is followed by something else."""
     begin = place = file.tell()
     frame = decompressor(compression)
     while packed := file.read(PACKED_BLOCK):
         while packed:
             if frame.eof:
+                padded = len(packed)
+                packed = packed.lstrip(b"\0") if compression in ("gzip", "xz") else packed
+                place += padded - len(packed)
+                if not packed:
+                    break
                 begin, frame = place, decompressor(compression)
-            text = frame.decompress(packed)
+            try:
+                text = frame.decompress(packed)
+            except MemoryError:
+                raise
+            except Exception as fault:  # each decompressor has errors of its own
+                raise OSError(5, f"the {compression} data are damaged ({fault})", file.name) from None
             rest = frame.unused_data if frame.eof else b""
             place += len(packed) - len(rest)
             packed = rest
             yield begin, text
+    if not frame.eof:
+        raise OSError(5, f"the {compression} data end too early", file.name)
 
 
 def frames_of(path: str, compression: str) -> list[tuple[int, int]]:
@@ -131,7 +151,7 @@ def frames_of(path: str, compression: str) -> list[tuple[int, int]]:
                 if begin != starts[-1][0]:
                     starts.append((begin, length))
                 length += len(text)
-    except Exception:  # each decompressor has errors of its own
+    except OSError:
         return starts[:1]
     return starts
 
@@ -157,7 +177,8 @@ def text_of(part: Part) -> bytes:
         text = framed_text(part)
     else:
         with opened(part.path, part.compression) as file:
-            file.seek(part.offset)
+            if part.offset:
+                file.seek(part.offset)
             text = file.read(part.length)
     if len(text) != part.length:
         raise ArchiveError(f"{part.path} changed while the archive was built: it ends at byte "
@@ -166,5 +187,3 @@ def text_of(part: Part) -> bytes:
         raise ArchiveError(f"{part.path} changed while the archive was built: bytes {part.offset} to "
                            f"{part.offset + part.length} are others")
     return text
-
-

@@ -74,6 +74,11 @@ void clear() {
     ObsRemoveAll();
 }
 
+void keepOrigins(bool isWanted) {
+    const Exclusive exclusive;
+    ObsKeepOrigins(isWanted ? 1 : 0);
+}
+
 Reals states(Keys keys, double time) {
     const int32_t count = toCount(keys.shape(0));
     std::vector<double> values(keys.shape(0) * kStatesLength);
@@ -120,6 +125,7 @@ void bindStore(nb::module_& m) {
     define(m, "remove", removeKeys, nb::arg("keys"));
     define(m, "remove_group", removeGroup, nb::arg("group"));
     define(m, "clear", clear);
+    define(m, "keep_origins", keepOrigins, nb::arg("wanted"));
     define(m, "states", states, nb::arg("keys"), nb::arg("time"));
     define(m, "passes", passes, nb::arg("keys").none(),
            nb::sig("def passes(keys: numpy.typing.NDArray[numpy.int64] | None) -> bytes"));
