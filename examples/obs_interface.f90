@@ -40,6 +40,7 @@ module obs_interface
     integer(c_int32_t), parameter :: OBS_KNOWN_REALS = 6
     integer(c_int32_t), parameter :: OBS_KNOWN_TEXTS = 4
     integer(c_int32_t), parameter :: OBS_CRITERIA = 10
+    integer(c_int32_t), parameter :: OBS_ORDER_STORED = 11
     integer(c_int32_t), parameter :: OBS_ARROW_ROWS = 0
     integer(c_int32_t), parameter :: OBS_ARROW_ADDED = 1
     integer(c_int32_t), parameter :: OBS_ARROW_DUPLICATES = 2
