@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <new>
 #include <span>
+#include <utility>
 
 namespace obs {
 
@@ -12,8 +13,8 @@ namespace {
 /// Keys ahead of the one being entered whose places are fetched.
 constexpr std::size_t kPrefetchAhead = 24;
 
-/// Observations that are entered before readers get a turn: some 40 ms.
-constexpr std::size_t kSpell = std::size_t{1} << 20;
+/// Observations that are entered before readers get a turn: some 10 ms.
+constexpr std::size_t kSpell = std::size_t{1} << 18;
 
 /// Below this share of the store new nodes are linked at once.
 constexpr std::size_t kLooseShare = 16;
@@ -46,13 +47,6 @@ private:
 
 }  // namespace
 
-/// Of observations that were added.
-std::vector<SlotNumber> BulkAdd::slotsOf(const HandedOver& observations) {
-    std::vector<SlotNumber> slots(observations.size());
-    std::transform(observations.begin(), observations.end(), slots.begin(), [](const Pending& p) { return p.slot; });
-    return slots;
-}
-
 BulkAdd::~BulkAdd() {
     try {
         drop();
@@ -62,21 +56,26 @@ BulkAdd::~BulkAdd() {
 
 void BulkAdd::add(std::int64_t key, ObsRecord& rec, std::int32_t gid) {
     if (needsTopUp()) topUp();
-    pending_.push_back({key, kNoSlot, gid});
-    const SlotNumber slot = reserved_.takeSlot();
+    const SlotNumber slot = reserved_.nextSlot();
+    append(slot, key, gid);
     try {
         gStore.pools.writeReserved(slot, rec, reserved_);
     } catch (...) {
-        pending_.pop_back();
-        reserved_.reused.push_back(slot);
+        pending_.popBack();
         throw;
     }
-    pending_.back().slot = slot;
+    reserved_.takeSlot();
+}
+
+void BulkAdd::append(SlotNumber slot, std::int64_t key, std::int32_t gid) {
+    pending_.pushBack(slot);
+    gStore.pools.node(slot).setIntendedKey(key);
+    gStore.pools.mark(slot).gid = gid;
 }
 
 void BulkAdd::addAtPlace(std::int64_t key, const UncommonFields& rest) {
     const SlotNumber slot = reserved_.nextSlot();
-    pending_.push_back({key, slot, gid_});
+    append(slot, key, gid_);
     gStore.pools.completeReserved(slot, rest, reserved_);
     reserved_.takeSlot();
 }
@@ -89,6 +88,7 @@ void BulkAdd::open() {
 
 void BulkAdd::topUp() {
     constexpr std::size_t kLeastReserved = 64;
+    if (!open_) obsreclaim();
     const std::uint32_t slotsEnd = reserved_.slots.end, triplesEnd = reserved_.triples.end;
     {
         const UnseenUpdateGuard guard;
@@ -110,24 +110,22 @@ void BulkAdd::close() {
 
 void BulkAdd::drop() {
     if (!open_ && pending_.empty()) return;
-    const std::vector<SlotNumber> slots = slotsOf(pending_);
     const UnseenUpdateGuard guard;
     close();
-    gStore.pools.abandon(slots);
+    gStore.pools.abandon(pending_);
     pending_.clear();
 }
 
 void BulkAdd::drop(HandedOver& others) {
     if (others.empty()) return;
-    const std::vector<SlotNumber> slots = slotsOf(others);
     const UnseenUpdateGuard guard;
-    gStore.pools.abandon(slots);
+    gStore.pools.abandon(others);
     others.clear();
 }
 
 void BulkAdd::handOver(HandedOver& to) {
     handedOver_ += pending_.size();
-    pending_.swap(to);
+    std::swap(pending_, to);
 }
 
 void BulkAdd::append(HandedOver& others) {
@@ -135,14 +133,8 @@ void BulkAdd::append(HandedOver& others) {
         const UnseenUpdateGuard guard;
         open();
     }
-    pending_.insert(pending_.end(), others.begin(), others.end());
+    pending_.append(others);
     others.clear();
-}
-
-ObsRecord BulkAdd::recordAt(std::size_t position) const {
-    ObsRecord rec;
-    gStore.pools.read(pending_[position].slot, rec);
-    return rec;
 }
 
 std::vector<BulkAdd::Refused> BulkAdd::commit(std::int64_t* keys, const BatchOrigin* origin) {
@@ -156,14 +148,21 @@ std::vector<BulkAdd::Refused> BulkAdd::commit(std::int64_t* keys, const BatchOri
     std::vector<Refused> refused;
     OriginNotes notes(origin);
     bool allNamed = true;
+    SlotRuns::Cursor cursor(pending_), ahead(pending_);
+    const auto fetchNext = [&] {
+        if (!ahead.isAtEnd()) gStore.index.prefetch(gStore.pools.node(ahead.next()).intendedKey());
+    };
+    for (std::size_t i = 0; i < kPrefetchAhead; ++i) fetchNext();
     for (std::size_t i = 0; i < pending_.size(); ++i) {
-        if (i % kSpell == kSpell - 1) gProtocol.letReadersIn();
-        if (i + kPrefetchAhead < pending_.size()) gStore.index.prefetch(pending_[i + kPrefetchAhead].key);
-        std::int64_t key = pending_[i].key;
-        const bool isEntered = enter(pending_[i], key, isLarge);
+        if (i % kSpell == 0) gProtocol.letReadersIn();  // at first, too: room for millions was made just now
+        fetchNext();
+        const SlotNumber slot = cursor.next();
+        const std::int64_t intended = gStore.pools.node(slot).intendedKey();
+        std::int64_t key = intended;
+        const bool isEntered = enter(slot, key, isLarge);
         accepted_ += isEntered;
         if (keys != nullptr) keys[i] = isEntered ? key : kDuplicateKey;
-        allNamed = (isEntered ? notes.note(i) : note({i, pending_[i].key}, refused)) && allNamed;
+        allNamed = (isEntered ? notes.note(i) : note({i, intended}, refused)) && allNamed;
     }
     if (takeBack_ != nullptr) takeBack_->note(seqNumBefore, accepted_);
     pending_.clear();
@@ -174,15 +173,15 @@ std::vector<BulkAdd::Refused> BulkAdd::commit(std::int64_t* keys, const BatchOri
 
 /// Makes an observation one of the store's, under a key that becomes the one it gets. False for a duplicate, which is
 /// released.
-bool BulkAdd::enter(const Pending& pending, std::int64_t& key, bool isLoose) {
-    if (!gStore.claimKey(pending.slot, key)) {
-        gStore.pools.release(pending.slot);
+bool BulkAdd::enter(SlotNumber slot, std::int64_t& key, bool isLoose) {
+    if (!gStore.claimKey(slot, key)) {
+        gStore.pools.release(slot);
         return false;
     }
-    gStore.pools.mark(pending.slot) = {gStore.takeSeqNums(1) + 1, pending.gid};
-    gStore.pools.noteLive(pending.slot);
-    if (isLoose) gStore.tree.addLoose(pending.slot);
-    else gStore.tree.link(pending.slot);
+    gStore.pools.mark(slot).seqNum = gStore.takeSeqNums(1) + 1;
+    gStore.pools.noteLive(slot);
+    if (isLoose) gStore.tree.addLoose(slot);
+    else gStore.tree.link(slot);
     return true;
 }
 

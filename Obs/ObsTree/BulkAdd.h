@@ -22,9 +22,6 @@ public:
     BulkAdd(const BulkAdd&) = delete;
     BulkAdd& operator=(const BulkAdd&) = delete;
 
-    /// Expects about this many observations.
-    void expect(std::size_t count) { pending_.reserve(count); }
-
     /// Takes a record with its field key (not -1), its optional parts becoming the store's. Nobody sees it
     /// before `commit`.
     void add(std::int64_t key, ObsRecord& rec) { add(key, rec, gid_); }
@@ -42,14 +39,10 @@ public:
     /// Observations added since the last commit.
     std::size_t size() const { return pending_.size(); }
 
-    /// Observations on their way from one adder to another, in order of adding. Their slots are the store's until they
-    /// are appended or dropped, as long as the adder that handed them over lives.
-    struct Pending {
-        std::int64_t key;
-        SlotNumber slot;
-        std::int32_t gid;
-    };
-    using HandedOver = std::vector<Pending>;
+    /// Observations on their way from one adder to another, in order of adding: their reserved slots, whose nodes and
+    /// marks hold key and group already. They are the store's until they are appended or dropped, as long as the adder
+    /// that handed them over lives.
+    using HandedOver = SlotRuns;
 
     /// Gives what was added since the last commit; `to`, which must be empty, lends its memory in exchange.
     void handOver(HandedOver& to);
@@ -75,21 +68,28 @@ public:
     /// Forgets what was added since the last commit.
     void drop();
 
-    /// A copy of an observation added since the last commit, for when that failed.
-    ObsRecord recordAt(std::size_t position) const;
+    /// Calls `use(rec)` with a copy of each observation added since the last commit, for when that failed.
+    template <class Use>
+    void forEachRecord(Use&& use) const {
+        for (SlotRuns::Cursor cursor(pending_); !cursor.isAtEnd();) {
+            ObsRecord rec;
+            gStore.pools.read(cursor.next(), rec);
+            use(rec);
+        }
+    }
 
 private:
-    static std::vector<SlotNumber> slotsOf(const HandedOver& observations);
     bool needsTopUp() const { return reserved_.slotsLeft() == 0 || reserved_.triples.size() < kTripleKinds; }
     void open();
     void topUp();
     void close();
-    static bool enter(const Pending& pending, std::int64_t& key, bool isLoose);
+    void append(SlotNumber slot, std::int64_t key, std::int32_t gid);
+    static bool enter(SlotNumber slot, std::int64_t& key, bool isLoose);
     static bool note(Refused one, std::vector<Refused>& refused);
 
     std::int32_t gid_;
     TakeBack* takeBack_;
-    std::vector<Pending> pending_;
+    SlotRuns pending_;
     std::size_t handedOver_ = 0;
     std::size_t accepted_ = 0;
     Reservation reserved_;

@@ -87,7 +87,7 @@ SlotNumber Pools::popFreeSlot() {
     return slot;
 }
 
-void Pools::freeSlot(SlotNumber slot) {
+void Pools::releaseSlot(SlotNumber slot) {
     Node& node = nodes_[slot];
     // NOTE: a slot that was never linked is dead already, and readers may be scanning keys just now.
     if (node.key != Node::kDead) node.key = Node::kDead;
@@ -112,7 +112,7 @@ SlotNumber Pools::acquire() {
 
 void Pools::release(SlotNumber slot) {
     releaseRecord(records_[slot]);
-    freeSlot(slot);
+    releaseSlot(slot);
 }
 
 void Pools::releaseRecord(StoredRecord& stored) {
@@ -257,7 +257,7 @@ void Pools::reserve(Reservation& reserved, std::uint32_t slots) {
         ensureSlots(end);
         nodes_.supply(freshSlot_, end);
         reserved.slots = {freshSlot_, end};
-        // Below the scan limit they are dead already, see `freeSlot`.
+        // Below the scan limit they are dead already, see `releaseSlot`.
         for (; freshSlot_ < end; ++freshSlot_)
             if (freshSlot_ >= scanLimit_) nodes_[freshSlot_].key = Node::kDead;
     }
@@ -276,22 +276,22 @@ void Pools::supplySlots(const Reservation::Run& slots) {
 }
 
 void Pools::close(Reservation& reserved) {
-    for (const SlotNumber slot : reserved.reused) freeSlot(slot);
+    for (const SlotNumber slot : reserved.reused) releaseSlot(slot);
     for (; reserved.slots.size() != 0; --reserved.slots.end) {
         if (reserved.slots.end == freshSlot_) --freshSlot_;
-        else freeSlot(reserved.slots.end - 1);
+        else releaseSlot(reserved.slots.end - 1);
     }
     if (reserved.triples.end == freshTriple_) freshTriple_ = reserved.triples.next;
     reserved = Reservation{};
     --openReservations_;
 }
 
-void Pools::abandon(const std::vector<SlotNumber>& slots) {
-    for (auto slot = slots.rbegin(); slot != slots.rend(); ++slot) {
-        releaseRecord(records_[*slot]);
-        if (*slot + 1 == freshSlot_) --freshSlot_;
-        else freeSlot(*slot);
-    }
+void Pools::abandon(const SlotRuns& slots) {
+    slots.forEachBackwards([this](SlotNumber slot) {
+        releaseRecord(records_[slot]);
+        if (slot + 1 == freshSlot_) --freshSlot_;
+        else releaseSlot(slot);
+    });
 }
 
 void Pools::clear() {

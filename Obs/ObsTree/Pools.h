@@ -5,8 +5,9 @@
 /// fields in 88 bytes and its rare fields and optional parts elsewhere, only when it has them.
 ///
 /// Invariants:
-/// 1. A slot whose node has key -1 is dead: free, or reserved and not linked yet.
-/// 2. Every slot below the scan limit is live or dead, never uninitialised.
+/// 1. A slot whose node has key -1 is dead: free, or reserved and not linked yet. One with another negative key is
+///    gone: it holds nothing and waits for the tree to give it back.
+/// 2. Every slot below the scan limit is live, gone or dead, never uninitialised.
 /// 3. A reserved slot is touched by its owner alone, except that its node's key stays -1 until
 ///    it is linked.
 ///
@@ -16,10 +17,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstring>
+#include <limits>
 #include <memory>
 #include <vector>
 
 #include "Obs/ObsTree/ChunkArray.h"
+#include "Obs/ObsTree/SlotRuns.h"
 #include "Obs/ObsTypes/ObsNode.h"
 
 namespace obs {
@@ -31,6 +35,14 @@ struct Node {
 
     static constexpr std::uint32_t kHeavy = 0x80000000u;
     static constexpr std::int64_t kDead = -1;
+
+    bool isLive() const { return key >= 0; }
+
+    /// Removed, but not from the tree yet, in which its key still has its place. Keys are not negative.
+    bool isGone() const { return key < kDead; }
+    void setGone() { key |= kGone; }
+    std::int64_t orderKey() const { return key & ~kGone; }
+    static constexpr std::int64_t kGone = std::numeric_limits<std::int64_t>::min();
 
     /// The child on a side; an index, so that a descent does not branch on it.
     SlotNumber child(bool right) const { return words[right] & ~kHeavy; }
@@ -52,6 +64,14 @@ struct Node {
     bool isLoose() const { return words[0] == kLoose && words[1] == kLoose; }
     void setLoose() { words[0] = words[1] = kLoose; }
     static constexpr std::uint32_t kLoose = kHeavy | kNoSlot;
+
+    /// The key that a node is to get, while its slot is reserved.
+    void setIntendedKey(std::int64_t intended) { std::memcpy(words, &intended, sizeof intended); }
+    std::int64_t intendedKey() const {
+        std::int64_t intended;
+        std::memcpy(&intended, words, sizeof intended);
+        return intended;
+    }
 };
 static_assert(sizeof(Node) == 16);
 
@@ -129,7 +149,7 @@ public:
     template <class Visit>
     bool scan(SlotNumber from, SlotNumber end, Visit&& visit) const {
         for (SlotNumber slot = from; slot < end && slot < scanLimit_; ++slot)
-            if (nodes_[slot].key != Node::kDead) visit(slot);
+            if (nodes_[slot].isLive()) visit(slot);
         return end >= scanLimit_;
     }
 
@@ -140,6 +160,9 @@ public:
     SlotNumber acquire();
     /// Kills a slot: its triples, parts and number become free.
     void release(SlotNumber slot);
+    /// The same in two steps.
+    void releaseContents(SlotNumber slot) { releaseRecord(records_[slot]); }
+    void releaseSlot(SlotNumber slot);
     /// Writes a record into an acquired slot, as a deep copy. On std::bad_alloc the slot holds no record.
     void write(SlotNumber slot, const ObsRecord& rec);
     /// Writes a record into a reserved slot, taking its optional parts over. The reservation must hold at least
@@ -164,7 +187,7 @@ public:
     /// Takes the unused rest back and closes the reservation.
     void close(Reservation& reserved);
     /// Gives filled slots that were never linked back, newest first where that shortens the arrays.
-    void abandon(const std::vector<SlotNumber>& slots);
+    void abandon(const SlotRuns& slots);
 
     /// A slot became live: scans must reach it.
     void noteLive(SlotNumber slot) {
@@ -184,7 +207,6 @@ private:
     void readParts(const StoredRecord& stored, OptionalParts& parts) const;
     void releaseRecord(StoredRecord& stored);
     void releaseTriples(std::uint32_t first, unsigned count);
-    void freeSlot(SlotNumber slot);
     SlotNumber popFreeSlot();
     void ensureSlots(std::uint64_t count);
 

@@ -193,8 +193,8 @@ std::int64_t Store::keyAmongTwins(const ObsRecord& rec, std::int64_t key) const 
 void Store::remove(std::int64_t key, SlotNumber slot) {
     if (isdmaobs(key)) handles.find(key)->rec = kNoSlot;
     index.remove(key);
-    tree.unlink(slot);
-    pools.release(slot);
+    pools.releaseContents(slot);
+    if (tree.remove(slot)) pools.releaseSlot(slot);
 }
 
 std::int32_t Store::takeSeqNums(std::uint32_t count) {
@@ -218,6 +218,7 @@ std::int32_t obsaddnode(std::int64_t& obsKey, const ObsRecord& rec, std::int32_t
     const UpdateGuard guard;
     stage = AddStage::node;
     Pools& pools = gStore.pools;
+    if (gStore.tree.hasManyGone()) gStore.tree.makeOrder();
     gStore.reserve(1, std::uint64_t{pools.slotsUsed()} + 1);
     if (takeBack != nullptr) takeBack->reserve();
     const SlotNumber slot = pools.acquire();
@@ -252,6 +253,15 @@ std::int32_t obsremovenode(std::int64_t obsKey) {
     if (isdmaobs(obsKey)) family::tracelogerror(kDmaGone);
     else logKey("RemoveNode: Unable to locate this key ", obsKey, " in its binary tree.");
     return kStatusRefused;
+}
+
+void obsreclaim() {
+    {
+        const StandstillGuard guard;
+        if (!gStore.tree.hasManyGone()) return;
+    }
+    const UpdateGuard guard;
+    gStore.tree.makeOrder();
 }
 
 std::int32_t obsemptytree() {

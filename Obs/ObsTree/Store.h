@@ -125,6 +125,9 @@ void obsnoteorigin(std::int64_t obsKey, std::string_view file, std::int64_t line
 /// Begins or ends keeping origins; what is stored has none. Updater.
 void obskeeporigins(bool isWanted);
 
+/// Has the slots of removed observations ready for others, where they are many.
+void obsreclaim();
+
 /// Removes all observations. Status 0. The insertion counter goes on.
 std::int32_t obsemptytree();
 
@@ -185,17 +188,17 @@ std::int32_t obsgetnumoftreenodes(std::optional<std::int32_t> gid = std::nullopt
 
 bool obstreeisempty();
 
-/// Inside a read or a standstill in which the nodes may be walked by key. Where the order of large additions has
-/// not been made yet, that is done before, as an update by the first who asks for it.
+/// Inside a read or a standstill in which the nodes may be walked by key. What large additions and removals left to
+/// do for that is done before, as an update by the first who asks for it.
 template <class Guard>
 class OrderGuard {
 public:
     /// `isWanted` false: as `Guard`.
     explicit OrderGuard(bool isWanted = true) {
-        for (guard_.emplace(); isWanted && gStore.tree.hasLoose(); guard_.emplace()) {
+        for (guard_.emplace(); isWanted && !gStore.tree.isInOrder(); guard_.emplace()) {
             guard_.reset();
             const UpdateGuard update;
-            gStore.tree.linkLoose();
+            gStore.tree.makeOrder();
         }
     }
 

@@ -11,7 +11,7 @@ namespace obs {
 
 namespace {
 
-/// Below this share of the nodes loose ones are linked one by one, above it the tree is built anew.
+/// Below this share of the nodes loose and gone ones are seen to one by one, above it the tree is built anew.
 constexpr std::size_t kRebuildShare = 16;
 
 /// Moves per element that an insertion sort may cost before the order counts as unsorted.
@@ -135,12 +135,12 @@ bool Tree::link(SlotNumber slot) {
     ++linked_;
     SlotNumber above = greatest_;
     bool right = true;
-    if (above == kNoSlot || key > node(above).key) {
+    if (above == kNoSlot || key > node(above).orderKey()) {
         greatest_ = slot;
     } else {
         for (SlotNumber at = gobstreeroot_; at != kNoSlot; at = node(at).child(right)) {
             above = at;
-            right = key > node(at).key;
+            right = key > node(at).orderKey();
         }
     }
     if (above == kNoSlot) {
@@ -152,11 +152,23 @@ bool Tree::link(SlotNumber slot) {
     return grown(slot);
 }
 
-void Tree::unlink(SlotNumber slot) {
+bool Tree::remove(SlotNumber slot) {
     if (node(slot).isLoose()) {
         --loose_;
-        return;
+        return true;
     }
+    try {
+        gone_.push_back(slot);
+    } catch (const std::bad_alloc&) {
+        unlink(slot);
+        return true;
+    }
+    node(slot).setGone();
+    return false;
+}
+
+/// What takes the place of a node with two children is its predecessor, relinked with all that belongs to it.
+void Tree::unlink(SlotNumber slot) {
     --linked_;
     const SlotNumber left = node(slot).left();
     const SlotNumber right = node(slot).right();
@@ -195,23 +207,32 @@ SlotNumber Tree::build(const SlotNumber* order, std::size_t size, SlotNumber abo
     return top;
 }
 
-void Tree::linkLoose() {
-    if (loose_ >= linked_ / kRebuildShare) {
+void Tree::makeOrder() {
+    if (loose_ + gone_.size() >= linked_ / kRebuildShare) {
         try {
             linkSorted(looseInOrder());
             loose_ = 0;
-            return;
+            return giveGoneBack();
         } catch (const std::bad_alloc&) {  // one by one needs no memory
         }
     }
+    for (const SlotNumber slot : gone_) unlink(slot);
+    giveGoneBack();
+    if (loose_ == 0) return;
     pools_.scan([&](SlotNumber slot) {
         if (node(slot).isLoose()) link(slot);
     });
     loose_ = 0;
 }
 
+void Tree::giveGoneBack() {
+    for (const SlotNumber slot : gone_) pools_.releaseSlot(slot);
+    gone_ = {};
+}
+
 /// By ascending key.
 std::vector<SlotNumber> Tree::looseInOrder() const {
+    if (loose_ == 0) return {};
     std::vector<KeyAndSlot> list;
     list.reserve(loose_);
     pools_.scan([&](SlotNumber slot) {
@@ -223,15 +244,16 @@ std::vector<SlotNumber> Tree::looseInOrder() const {
     return order;
 }
 
-/// Links nodes by ascending key, none of them in the tree. Throws std::bad_alloc, the tree being as it was.
+/// Links nodes by ascending key, none of them in the tree, and leaves gone ones out. Throws std::bad_alloc, the tree being
+/// as it was.
 void Tree::linkSorted(const std::vector<SlotNumber>& order) {
-    if (order.empty()) return;
     std::vector<SlotNumber> merged;
     const std::vector<SlotNumber>* all = &order;
     if (linked_ != 0) {
         merged.reserve(linked_ + order.size());
         auto next = order.begin();
         walk([&](SlotNumber slot) {
+            if (pools_.node(slot).isGone()) return;
             const std::int64_t key = pools_.node(slot).key;
             while (next != order.end() && pools_.node(*next).key < key) merged.push_back(*next++);
             merged.push_back(slot);
@@ -241,13 +263,14 @@ void Tree::linkSorted(const std::vector<SlotNumber>& order) {
     }
     pools_.supplyParents();
     gobstreeroot_ = build(all->data(), all->size(), kNoSlot);
-    greatest_ = all->back();
+    greatest_ = all->empty() ? kNoSlot : all->back();
     linked_ = static_cast<std::uint32_t>(all->size());
 }
 
 void Tree::clear() {
     gobstreeroot_ = greatest_ = kNoSlot;
     linked_ = loose_ = 0;
+    gone_ = {};
 }
 
 }  // namespace obs

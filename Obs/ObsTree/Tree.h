@@ -7,9 +7,11 @@
 /// 2. Balance: height(right) - height(left) of every node is -1, 0 or +1 and is in the node.
 /// 3. Parents: the parent of every node is in the pools, apart from the nodes, since no look-up needs it. It
 ///    lets a node that the key index found leave without a descent.
-/// 4. A node may be loose: counted and to be found under its key, but not in order yet. `linkLoose` ends that; what
-///    walks needs it done before, all else is right without.
-/// 5. Ownership: the tree owns nothing; a node that leaves it still belongs to the pools.
+/// 4. A node may be loose: counted and to be found under its key, but not in order yet. One that was removed may be
+///    left where it hangs, marked as gone and not counted. `makeOrder` ends both; what walks needs it done before, all
+///    else is right without.
+/// 5. Ownership: the tree owns nothing but the slots of gone nodes, which it gives back; any other node that leaves it
+///    still belongs to the pools.
 ///
 /// Only `build` recurses, to the height of the tree; a path of kMaxHeight nodes reaches every leaf.
 /// Threads: reading needs the reader side of the protocol, the rest the updater side.
@@ -29,23 +31,26 @@ public:
 
     SlotNumber root() const { return gobstreeroot_; }
     bool empty() const { return size() == 0; }
-    std::uint32_t size() const { return linked_ + loose_; }
+    std::uint32_t size() const { return linked_ + loose_ - static_cast<std::uint32_t>(gone_.size()); }
 
     /// Links a node whose key is set and not in the tree yet. True when the tree grew in height.
     bool link(SlotNumber slot);
 
-    /// Unlinks a node. What takes the place of one with two children is its predecessor, relinked with all
-    /// that belongs to it.
-    void unlink(SlotNumber slot);
+    /// Takes a node out. False: its slot is not the caller's yet, for the node hangs on as gone.
+    bool remove(SlotNumber slot);
 
-    /// Takes a node that `linkLoose` is to link. One that leaves before it is linked costs nothing.
+    /// Takes a node that `makeOrder` is to link. One that leaves before it is linked costs nothing.
     void addLoose(SlotNumber slot) {
         pools_.node(slot).setLoose();
         ++loose_;
     }
-    bool hasLoose() const { return loose_ != 0; }
-    /// Links them all. Needs no memory, but is faster with some.
-    void linkLoose();
+
+    /// Whether all nodes are linked and none of those that hang is gone.
+    bool isInOrder() const { return loose_ == 0 && gone_.empty(); }
+    /// Sees to that. Needs no memory, but is faster with some.
+    void makeOrder();
+    /// Whether the slots of gone nodes are worth an update of their own.
+    bool hasManyGone() const { return gone_.size() > linked_ / kManyGoneShare; }
 
     void clear();
 
@@ -75,6 +80,8 @@ private:
     /// A tree of height h has at least F(h+2)-1 nodes: 46 levels hold more than 2^31.
     static constexpr std::size_t kMaxHeight = 48;
 
+    static constexpr std::uint32_t kManyGoneShare = 4;
+
     /// Nodes whose turn comes, and that of what is to their right, after all to the left; the next one last.
     struct Path {
         std::array<SlotNumber, kMaxHeight> slots;
@@ -100,6 +107,8 @@ private:
 
     Node& node(SlotNumber slot) { return pools_.node(slot); }
     SlotNumber& parent(SlotNumber slot) { return pools_.parent(slot); }
+    void unlink(SlotNumber slot);
+    void giveGoneBack();
     void setChild(SlotNumber top, bool right, SlotNumber child);
     void replace(SlotNumber old, SlotNumber by);
     bool grown(SlotNumber child);
@@ -115,8 +124,9 @@ private:
     Pools& pools_;
     SlotNumber gobstreeroot_ = kNoSlot;
     SlotNumber greatest_ = kNoSlot;  ///< where input in order of time is linked, without a descent
-    std::uint32_t linked_ = 0;
+    std::uint32_t linked_ = 0;       ///< all that hang, gone ones included
     std::uint32_t loose_ = 0;
+    std::vector<SlotNumber> gone_;
 };
 
 }  // namespace obs

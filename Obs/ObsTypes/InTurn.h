@@ -31,7 +31,7 @@ public:
           own_(task),
           places_(threadCount > 1 ? kPortionsEach * static_cast<std::size_t>(threadCount) + 1 : 1),
           workers_(threadCount - 1, [this] { help(); }) {}
-    ~InTurn() { endBeginning(); }
+    ~InTurn() { stop(); }
     InTurn(const InTurn&) = delete;
     InTurn& operator=(const InTurn&) = delete;
 
@@ -55,11 +55,29 @@ public:
 
     /// From now on no portion is begun; those that were are still given out.
     void endBeginning() {
+        change([this] { isAtEnd_ = true; });
+    }
+
+    /// No portion is begun until the opposite is said.
+    void setPaused(bool isPaused) {
+        change([this, isPaused] { isPaused_ = isPaused; });
+    }
+
+    /// Changes what the task begins portions from.
+    template <class Change>
+    void change(Change changeIt) {
         {
             const Lock lock(mutex_);
-            isAtEnd_ = true;
+            changeIt();
         }
         changed_.notify_all();
+    }
+
+    /// Ends all work, and calls `visit(portion)` for each that there was.
+    template <class Visit>
+    void stop(Visit visit) {
+        stop();
+        for (Place& place : places_) visit(place.portion);
     }
 
 private:
@@ -73,8 +91,12 @@ private:
         bool isReady = false;
     };
 
+    void stop() {
+        endBeginning();
+        workers_.join();
+    }
     Place& placeOf(std::size_t number) { return places_[number % places_.size()]; }
-    bool mayBegin() const { return !isAtEnd_ && begun_ - released_ < places_.size(); }
+    bool mayBegin() const { return !isAtEnd_ && !isPaused_ && begun_ - released_ < places_.size(); }
 
     void help() noexcept {
         try {
@@ -118,6 +140,7 @@ private:
     std::vector<Place> places_;  ///< of the portions from `released_` on, in turn
     std::size_t begun_ = 0, given_ = 0, released_ = 0;
     bool isAtEnd_ = false;  ///< no portion will be begun
+    bool isPaused_ = false;
     std::exception_ptr failure_;
 
     Workers workers_;  ///< last: they use all above

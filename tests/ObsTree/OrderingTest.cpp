@@ -44,7 +44,10 @@ struct Entry {
     ObsRecord rec;
 };
 
-std::vector<Entry> fillStore(bool oddTypes) {
+/// What the records of a store are like; `inTurn` has them nearly in order of time, as decks are.
+enum class Kind { fewValues, oddTypes, inTurn };
+
+std::vector<Entry> fillStore(Kind kind) {
     obsemptytree();
     std::mt19937 random(11);
     const auto pick = [&](int n) { return static_cast<std::int32_t>(random() % static_cast<unsigned>(n)); };
@@ -53,8 +56,10 @@ std::vector<Entry> fillStore(bool oddTypes) {
         ObsRecord rec;  // few values each, so that every field decides somewhere and whole ties occur
         rec.satNum = pick(4) - 1;
         rec.senNum = pick(4) - 1;
-        rec.obsType = oddTypes ? (pick(5) - 2) * 300 : pick(20);
-        rec.obsTime = pick(3) == 0 ? 0.1 * pick(4) - 0.2 : 20000 + 1e-10 * pick(3);
+        rec.obsType = kind == Kind::oddTypes ? (pick(5) - 2) * 300 : pick(20);
+        rec.obsTime = kind == Kind::inTurn ? 20000 + (i + pick(3)) / 4
+                      : pick(3) == 0       ? 0.1 * pick(4) - 0.2
+                                           : 20000 + 1e-10 * pick(3);
         rec.elOrDec = pick(3) == 0 ? (pick(2) == 0 ? -0.0 : 0.0) : pick(3) - 1.5;
         rec.indicator1 = i;
         std::int64_t key = pick(1'000'000'000);
@@ -86,8 +91,8 @@ void expectKeys(std::int32_t code, std::optional<std::int32_t> gid, const std::v
 TEST(Ordering, allOrdersMatchAStableSort) {
     std::vector<std::int32_t> codes{-13, INT32_MAX, INT32_MIN};
     for (std::int32_t code = -10; code <= 11; ++code) codes.push_back(code);
-    for (const bool oddTypes : {false, true}) {
-        const std::vector<Entry> entries = fillStore(oddTypes);
+    for (const Kind kind : {Kind::fewValues, Kind::oddTypes, Kind::inTurn}) {
+        const std::vector<Entry> entries = fillStore(kind);
         for (const std::int32_t code : codes) {
             const auto magnitude = std::abs(std::int64_t{code});
             const Before before = beforeIn(magnitude > 10 ? 0 : static_cast<int>(magnitude));

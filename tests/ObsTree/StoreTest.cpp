@@ -81,7 +81,7 @@ TEST_F(StoreTest, behavesAsAnOrderedMap) {
             obsemptytree();
             model.clear();
         }
-        if (step % 50 != 0) continue;
+        if (step % (step < 3000 ? 50 : 700) != 0) continue;  // few and many changes between two walks
         std::map<std::int64_t, double> stored;
         for (const std::int64_t each : checkedKeys()) {
             ObsRecord rec;
@@ -91,6 +91,30 @@ TEST_F(StoreTest, behavesAsAnOrderedMap) {
         ASSERT_EQ(stored, model);
     }
     EXPECT_GT(model.size(), 100u);
+}
+
+// Removed nodes hang in the tree until somebody walks; without a walk, too, the memory stays what it was.
+TEST_F(StoreTest, slotsOfRemovedObservationsAreUsedAgain) {
+    constexpr std::int64_t kCount = 3000;
+    const ObsRecord rec = rangeRecord(1);
+    const auto addInBulk = [&](std::int64_t from, std::int64_t to) {
+        BulkAdd batch(0);
+        for (ObsRecord copy = rec; from < to; ++from) batch.add(from, copy);
+        batch.commit();
+    };
+    addInBulk(0, kCount);
+    ASSERT_EQ(checkedKeys().size(), kCount);
+    const std::uint32_t slots = gStore.pools.slotsUsed();
+    for (std::int64_t round = 1; round <= 3; ++round) {
+        for (std::int64_t key = 0; key < kCount; ++key) ASSERT_EQ(obsremovenode((round - 1) * kCount + key), kStatusOk);
+        for (std::int64_t key = round * kCount; key < round * kCount + kCount / 2; ++key) {
+            std::int64_t stored = key;
+            ASSERT_NE(add(stored, rec), kStatusDuplicate);
+        }
+        addInBulk(round * kCount + kCount / 2, (round + 1) * kCount);
+    }
+    EXPECT_LE(gStore.pools.slotsUsed(), slots);
+    EXPECT_EQ(checkedKeys().size(), kCount);
 }
 
 namespace {

@@ -206,7 +206,6 @@ struct Batch {
 bool enterAtOnce(std::size_t count, const double* obsArrs, std::int64_t* keys, std::vector<BulkAdd::Refused>& refused) {
     Batch batch;
     try {
-        batch.adder.expect(count);
         batch.places.reserve(count);
         for (std::size_t i = 0; i < count; ++i) {
             ObsRecord rec = wholeRecord(obsArrs + i * kArrayLength);

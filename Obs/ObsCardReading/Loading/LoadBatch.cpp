@@ -18,10 +18,8 @@ std::string trimmed(std::string text) {
 
 }  // namespace
 
-LoadBatch::LoadBatch(LoadState& state, std::int64_t fileSize, std::int64_t bytesPerObservation)
-    : LineCollector(state.run.options.gid, state.run.takeBack, state.run.reporter.report != nullptr), state_(state) {
-    if (fileSize > 0) batch_.expect(static_cast<std::size_t>(fileSize / bytesPerObservation) + 1);
-}
+LoadBatch::LoadBatch(LoadState& state)
+    : LineCollector(state.run.options.gid, state.run.takeBack, state.run.reporter.report != nullptr), state_(state) {}
 
 void LoadBatch::observation(ObsRecord& rec, std::string_view line, LinePlace place) {
     if (addressKeysInForce()) addAtOnce(rec, line, place);
@@ -95,10 +93,11 @@ std::vector<BulkAdd::Refused> LoadBatch::enter() {
 
 /// When there is no memory for a batch as a whole: single observations need less, and each that fails is named.
 void LoadBatch::addOneByOne() {
-    for (std::size_t position = 0; position < batch_.size(); ++position)
-        if (AddObsToMem(batch_.recordAt(position), state_.run.result.counts, state_.run.options.gid,
-                        state_.run.takeBack) == kNoKey)
+    batch_.forEachRecord([&](const ObsRecord& rec) {
+        LoadRun& run = state_.run;
+        if (AddObsToMem(rec, run.result.counts, run.options.gid, run.takeBack) == kNoKey)
             state_.status = kStatusRefused;
+    });
     batch_.drop();
 }
 

@@ -15,8 +15,7 @@ namespace obs {
 
 class LoadBatch : public LineCollector {
 public:
-    /// `fileSize` in bytes (-1 unknown) and the fewest bytes that an observation takes in it tell how many to expect.
-    LoadBatch(LoadState& state, std::int64_t fileSize, std::int64_t bytesPerObservation);
+    explicit LoadBatch(LoadState& state);
 
     void observation(ObsRecord& rec, std::string_view line, LinePlace place) override;
     CommonFields* place() override { return addressKeysInForce() ? nullptr : LineCollector::place(); }

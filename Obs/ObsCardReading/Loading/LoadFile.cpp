@@ -24,10 +24,6 @@ namespace obs {
 
 namespace {
 
-/// Fewest bytes that an observation takes, for sizing batches.
-constexpr std::int64_t kBytesPerLine = 81;
-constexpr std::int64_t kBytesPerRange = 42;
-
 LoadResult gLatest;
 LoadReporter gReporter;
 
@@ -84,10 +80,8 @@ void ReadExtSlrFile(const Source& source, LoadState& state);
 /// One reading of an open file, or of a text, into the store.
 class Reading final : public LoadBatch {
 public:
-    Reading(const Source& source, LoadState& state, Pass pass, std::int64_t bytesPerObservation)
-        : LoadBatch(state, pass == Pass::first ? -1 : source.byteCount(), bytesPerObservation),
-          pieces_(source.pieces()),
-          isDefaultFile_(family::existfortdotfileunit(source.unit)) {
+    Reading(const Source& source, LoadState& state, Pass pass)
+        : LoadBatch(state), pieces_(source.pieces()), isDefaultFile_(family::existfortdotfileunit(source.unit)) {
         start(pass);
     }
 
@@ -317,23 +311,19 @@ private:
 
 /// Both passes as one where possible, see the head of LoadFile.h.
 void readInTwoPasses(const Source& source, LoadState& state) {
-    Reading reading(source, state, Pass::whole, kBytesPerLine);
+    Reading reading(source, state, Pass::whole);
     if (reading.run()) return;
     reading.drop();
-    Reading(source, state, Pass::first, kBytesPerRange).run();
+    Reading(source, state, Pass::first).run();
     reading.again(Pass::second);
     reading.run();
 }
 
 /// Include files are read by the second pass alone, so their own OBSFIL and SLROBS lines are ignored:
 /// includes are one level deep by design.
-void ReadExtObsFile(const Source& source, LoadState& state) {
-    Reading(source, state, Pass::included, kBytesPerLine).run();
-}
+void ReadExtObsFile(const Source& source, LoadState& state) { Reading(source, state, Pass::included).run(); }
 
-void readSlrFile(const Source& source, LoadState& state) {
-    Reading(source, state, Pass::laserRanges, kBytesPerRange).run();
-}
+void readSlrFile(const Source& source, LoadState& state) { Reading(source, state, Pass::laserRanges).run(); }
 
 void ReadExtSlrFile(const Source& source, LoadState& state) {
     if (refuseDefaultFile(source, state)) ++state.run.result.includesLeftOut;

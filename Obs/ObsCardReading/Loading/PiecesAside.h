@@ -10,18 +10,13 @@
 /// the others meet, for want of memory too, they leave to it: such a piece counts as not read aside.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
-#include <exception>
-#include <mutex>
-#include <optional>
 #include <string>
-#include <vector>
 
 #include "Obs/ObsCardReading/Loading/Context.h"
 #include "Obs/ObsCardReading/Loading/LineCollector.h"
 #include "Obs/ObsCardReading/Loading/LinePieces.h"
-#include "Obs/ObsTypes/Threads.h"
+#include "Obs/ObsTypes/InTurn.h"
 
 namespace obs {
 
@@ -35,6 +30,7 @@ public:
         bool isLast = false;      ///< its end is that of the file
         std::int64_t offset = 0;  ///< place in the file of what follows it
 
+        bool isWanted = false;  ///< to be read aside
         bool isRead = false;    ///< aside; what follows holds only then
         std::size_t taken = 0;  ///< bytes that were read
         ReadContext after;      ///< its places count from the piece's own beginning
@@ -52,7 +48,7 @@ public:
 
     /// The next piece of the file, good until the next call; null after the last one. What was read aside of it belongs
     /// to the caller, who takes or drops it. Throws std::bad_alloc.
-    Piece* next();
+    Piece* next() { return turns_.next(); }
 
     /// From now on pieces are read as going on from a context in which nothing is open; or, for null, not read aside.
     void readFrom(const ReadContext* context);
@@ -65,8 +61,8 @@ public:
     /// While one lives, nobody reads on in the file.
     class Pause {
     public:
-        explicit Pause(PiecesAside& pieces) : pieces_(pieces) { pieces_.setPaused(true); }
-        ~Pause() { pieces_.setPaused(false); }
+        explicit Pause(PiecesAside& pieces) : pieces_(pieces) { pieces_.turns_.setPaused(true); }
+        ~Pause() { pieces_.turns_.setPaused(false); }
         Pause(const Pause&) = delete;
         Pause& operator=(const Pause&) = delete;
 
@@ -75,12 +71,13 @@ public:
     };
 
 private:
-    using Lock = std::unique_lock<std::mutex>;
+    friend class InTurn<PiecesAside>;
+    using Portion = Piece;
 
     /// What a thread collects in. Keyword lines it leaves alone.
-    class Collector final : public LineCollector {
+    class Hand final : public LineCollector {
     public:
-        using LineCollector::LineCollector;
+        explicit Hand(const PiecesAside& pieces) : LineCollector(pieces.gid_, nullptr, pieces.tellsPassedOver_) {}
         void read(Piece& piece) noexcept;
 
     private:
@@ -89,36 +86,20 @@ private:
         bool isLost_ = false;  ///< it could not be emptied
     };
 
-    struct Place {
-        Piece piece;
-        bool isReady = false;
-    };
-
-    bool mayBegin() const;
-    bool readOne(Lock& lock, Collector& collector);
-    Place* begin();
-    bool fill(Piece& piece);
-    void work() noexcept;
-    void setPaused(bool isPaused);
+    bool begin(Piece& piece);
+    void work(Piece& piece, Hand& hand) noexcept {
+        piece.isRead = false;
+        if (piece.isWanted) hand.read(piece);
+    }
 
     LinePieces& lines_;
     const std::int32_t gid_;
     const bool tellsPassedOver_;
-    Collector own_;
+    std::string rest_;   ///< lines after the latest cut
+    ReadContext terms_;  ///< what a piece is read from
+    bool reads_ = true;  ///< pieces are read aside
 
-    std::mutex mutex_;  ///< guards all below, and `lines_`
-    std::condition_variable changed_;
-    std::vector<Place> places_;  ///< of the pieces from `given_` on, in turn
-    std::size_t begun_ = 0;      ///< pieces that were begun, and given out
-    std::size_t given_ = 0;
-    std::string rest_;      ///< lines after the latest cut
-    ReadContext terms_;     ///< what a piece is read from
-    bool reads_ = true;     ///< pieces are read aside
-    bool isAtEnd_ = false;  ///< no piece will be begun
-    bool isPaused_ = false;
-    std::exception_ptr failure_;  ///< why no piece will be begun, but for the end of the file
-
-    std::optional<Workers> workers_;
+    InTurn<PiecesAside> turns_;  ///< last: its threads use all above
 };
 
 }  // namespace obs
