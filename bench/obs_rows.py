@@ -54,6 +54,10 @@ TARGETS = {
     "21": ("single cards / load per card, version before", False, 1.8, 1.3),
     "wait": ("longest wait of a reader while 10 times as many are loaded, ms", False, 500, None),
     "pages": ("load into pages of 2 MiB / 4 KiB (processor time)", False, None, None),
+    "22 info": ("obstool info / load, 10 times the deck", False, 1.5, 1.5),
+    "22 stats": ("obstool stats / load, 10 times the deck", False, 1.5, 1.5),
+    "22 validate": ("obstool validate / load, 10 times the deck", False, 1.5, 1.5),
+    "22 list": ("obstool list / load", False, 4, 4),
     "states": ("states of many keys of one time, ns each", False, None, None),
 }
 FORMS = {"b3": 0, "tty": 1, "csv": 2, "rf": 3}
@@ -367,6 +371,10 @@ class Run:
             found = self.before(file=self.deck())
             spent = command_time(os.path.join(options.tools, "obstool"), what, self.deck())
             return spent / (found["cpu"] * found["count"])
+        if kind == "22":
+            deck = self.deck(n=options.n if what == "list" else 10 * options.n)
+            found = child(library=options.library, file=deck)
+            return command_time(os.path.join(options.tools, "obstool"), what, deck) / (found["cpu"] * found["count"])
         if kind == "20":
             dirty = self.load(more=("--dups", "0.02", "--bad", "0.01"))
             return dirty["cpu"] * dirty["count"] / options.n / self.before(file=self.deck())["cpu"]

@@ -16,7 +16,7 @@ namespace obstool {
 /// Blocks of rows. Throws std::runtime_error with the library's message where that cannot give the columns.
 class ColumnScan {
 public:
-    /// All stored observations in an order of ObsGetLoaded.
+    /// All stored observations in an order of ObsExportArrow.
     ColumnScan(std::int32_t order, std::vector<const char*> columns);
     /// The observations of keys, as one block.
     ColumnScan(std::span<const std::int64_t> keys, std::vector<const char*> columns);

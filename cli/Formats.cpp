@@ -110,6 +110,13 @@ const Format* findFormat(std::string_view name, std::string_view crdData) {
     return found == formats().end() ? nullptr : &*found;
 }
 
+bool isAbsent(ValueIndex index, double value, double satellite) {
+    constexpr double kNotGiven = 9;
+    if (index == kIndicator2) return value == 0 || value == kNotGiven;
+    if (index == kAltSatNum1 || index == kAltSatNum2) return value == 0 || value == satellite;
+    return false;
+}
+
 Values valuesOf(const Observation& o) {
     Values values{};
     values[kSecClass] = o.secClass;

@@ -39,6 +39,10 @@ enum ValueIndex : std::size_t {
 };
 using Values = std::array<double, kValueCount>;
 
+/// Whether a value of an observation of a satellite says that there is none. The readers of formats without these fields
+/// fill them in.
+bool isAbsent(ValueIndex index, double value, double satellite);
+
 /// Types M and O count as 8 and 9, of which their range tells them.
 Values valuesOf(const Observation& observation);
 
@@ -71,7 +75,8 @@ struct Format {
 
     std::int32_t load(const char* fileName, std::int32_t group) const;  ///< a file of nothing else
     bool write(std::int64_t key, Cards& cards) const;  ///< an observation; false when the format cannot carry it
-    bool hasLines() const;                             ///< false for files of laser ranges
+    bool isOfCards() const { return tryOut == tryCards; }
+    bool hasLines() const;                                                 ///< false for files of laser ranges
     std::int32_t save(const char* fileName, std::int32_t saveMode) const;  ///< all observations
     bool carriesYear() const;
     bool carriesCsvFields() const;  ///< what only CSV lines have

@@ -8,7 +8,10 @@
 #include <iterator>
 #include <limits>
 #include <optional>
+#include <span>
+#include <utility>
 
+#include "BulkTrial.h"
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "RfLines.h"
 #include "Text.h"
@@ -51,27 +54,6 @@ constexpr Field kFields[] = {
     {kVelocity, 3, "velocity", "", "km/s", 1, OBS_SAVE_EXPONENT},
 };
 
-/// What a save tells of an observation.
-struct Told {
-    std::int64_t key;
-    std::int32_t kind;  ///< OBS_SAVE_...
-    std::string_view reason;
-};
-
-/// All that a save to a format tells, by ascending key; nothing is kept of what it writes.
-std::vector<Told> toldBySaving(const Format& format) {
-    constexpr std::int32_t kReplace = 0;
-    std::vector<Told> told;
-    ObsSetSaveCallback(
-        [](std::int64_t key, std::int32_t kind, const char* reason, void* list) {
-            static_cast<std::vector<Told>*>(list)->push_back({key, kind, reason});
-        },
-        &told);
-    format.save(Text512("/dev/null").data(), kReplace);
-    ObsSetSaveCallback(nullptr, nullptr);
-    return told;
-}
-
 /// Fields of a CSV line that ObsGetAllFields does not give, not for all types at least.
 struct CsvField {
     std::size_t first, last;  ///< numbers, from 1
@@ -108,14 +90,7 @@ struct Outcome {
     std::string before, after;
 };
 
-/// Whether a value says that there is none. The readers of formats without these fields fill them in.
-bool isAbsent(ValueIndex index, const Values& values) {
-    constexpr double kNotGiven = 9;
-    const double value = values[index];
-    if (index == kIndicator2) return value == 0 || value == kNotGiven;
-    if (index == kAltSatNum1 || index == kAltSatNum2) return value == 0 || value == values[kSatellite];
-    return false;
-}
+bool isAbsent(ValueIndex index, const Values& values) { return isAbsent(index, values[index], values[kSatellite]); }
 
 double difference(ValueIndex index, double before, double after) {
     constexpr double kCircle = 360.0;
@@ -167,36 +142,12 @@ double toReal(std::string_view text) {
     return value;
 }
 
-/// Which observations may show more as CSV lines than ObsGetAllFields does: not those without CSV data, biases, sigmas
-/// and an equinox, unless CSV lines alone show their range rate or RF data.
-std::vector<bool> showMoreAsCsv(const std::vector<std::int64_t>& keys) {
-    // Elements of the array form. CSV data set `kSigmaCount`.
-    constexpr std::size_t kLength = 64, kRangeRateElement = 7, kTypeElement = 11, kEquinoxElement = 22;
-    constexpr std::size_t kAtOnce = 1024;
-    constexpr char kRf = 'R';
-    std::vector<bool> more;
-    more.reserve(keys.size());
-    std::vector<double> arrays(kLength * std::min(kAtOnce, keys.size()));
-    for (std::size_t from = 0; from < keys.size(); from += kAtOnce) {
-        const std::size_t count = std::min(kAtOnce, keys.size() - from);
-        ObsDataToArrays(static_cast<std::int32_t>(count), &keys[from], arrays.data());
-        for (std::size_t i = 0; i < count; ++i) {
-            const double* const array = &arrays[kLength * i];
-            const char type = ObsTypeIToC(static_cast<std::int32_t>(array[kTypeElement]));
-            const bool hasRangeRate = kCsvFields[0].comparedFor.find(type) != std::string_view::npos;
-            const bool isPlain = (hasRangeRate || array[kRangeRateElement] == 0) && type != kRf &&
-                                 std::all_of(array + kEquinoxElement, array + kLength, [](double x) { return x == 0; });
-            more.push_back(!isPlain);
-        }
-    }
-    return more;
-}
-
 /// Goes through the observations and counts.
 class LossFinder {
 public:
-    LossFinder(const Format& format, std::int64_t firstLine, std::size_t examples, std::int32_t freeGroup)
-        : told_(toldBySaving(format)),
+    LossFinder(const Format& format, const std::vector<Told>& told, std::int64_t firstLine, std::size_t examples,
+               std::int32_t freeGroup)
+        : told_(told),
           nextTold_(told_.begin()),
           format_(format),
           nextLine_(firstLine),
@@ -205,6 +156,8 @@ public:
           trial_(format.tryOut(format, freeGroup)) {}
 
     void examine(std::int64_t key, bool showsMoreAsCsv);
+    /// An observation that comes back whole, unless a save tells something of it: then it is to be examined.
+    bool passOver(std::int64_t key, int lines);
     Losses result();
 
 private:
@@ -222,7 +175,7 @@ private:
     void countReason(std::string_view reason, const Outcome& outcome, std::string_view unit = "");
     void countIn(LossOfField& loss, const Outcome& outcome) const;
 
-    const std::vector<Told> told_;
+    const std::vector<Told>& told_;
     std::vector<Told>::const_iterator nextTold_;
     const Format& format_;
     std::int64_t nextLine_;
@@ -264,6 +217,14 @@ void LossFinder::examine(std::int64_t key, bool showsMoreAsCsv) {
     if (showsMoreAsCsv && !format_.carriesCsvFields()) compareCsvFields(key, tried.csvKey);
     if (beyondCsv) count("delays, rf, process time, snr, flags", {Loss::dropped, 0, "", ""});
     countRestOfTold();
+}
+
+bool LossFinder::passOver(std::int64_t key, int lines) {
+    if (nextTold_ != told_.end() && nextTold_->key == key) return false;
+    ++observations_;
+    ++written_;
+    nextLine_ += lines;
+    return true;
 }
 
 void LossFinder::takeTold(std::int64_t key) {
@@ -405,12 +366,37 @@ bool Losses::any(bool exact) const {
                        [exact](const LossOfField& loss) { return exact || loss.loss != Loss::rounded; });
 }
 
-Losses findLosses(const Format& format, std::int64_t firstLine, std::size_t examples, std::int32_t freeGroup) {
+std::vector<Told> toldBySaving(const std::function<void()>& save) {
+    std::vector<Told> told;
+    ObsSetSaveCallback(
+        [](std::int64_t key, std::int32_t kind, const char* reason, void* list) {
+            static_cast<std::vector<Told>*>(list)->push_back({key, kind, reason});
+        },
+        &told);
+    save();
+    ObsSetSaveCallback(nullptr, nullptr);
+    return told;
+}
+
+std::vector<Told> toldBySaving(const Format& format) {
+    constexpr std::int32_t kReplace = 0;
+    return toldBySaving([&] { format.save(Text512("/dev/null").data(), kReplace); });
+}
+
+Losses findLosses(const Format& format, const std::vector<Told>& told, std::int64_t firstLine, std::size_t examples,
+                  std::int32_t freeGroup) {
     constexpr std::int32_t kAscendingKeys = 9;  // as they are saved
+    constexpr std::size_t kAtOnce = 256;        // whose arrays stay at the processor's hand
     const std::vector<std::int64_t> keys = storedKeys(kAscendingKeys);
-    const std::vector<bool> more = showMoreAsCsv(keys);
-    LossFinder finder(format, firstLine, examples, freeGroup);
-    for (std::size_t i = 0; i < keys.size(); ++i) finder.examine(keys[i], more[i]);
+    LossFinder finder(format, told, firstLine, examples, freeGroup);
+    BulkTrial bulk(format);
+    for (std::size_t from = 0; from < keys.size(); from += kAtOnce) {
+        const std::span some(&keys[from], std::min(kAtOnce, keys.size() - from));
+        bulk.tryOut(some);
+        for (std::size_t i = 0; i < some.size(); ++i)
+            if (!bulk.comesBackWhole(i) || !finder.passOver(some[i], 1))
+                finder.examine(some[i], bulk.showsMoreAsCsv(i));
+    }
     return finder.result();
 }
 

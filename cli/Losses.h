@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,10 +39,24 @@ struct Losses {
     bool any(bool exact) const;
 };
 
+/// What a save tells of an observation.
+struct Told {
+    std::int64_t key;
+    std::int32_t kind;  ///< OBS_SAVE_...
+    std::string_view reason;
+};
+
+/// All that a save tells, by ascending key.
+std::vector<Told> toldBySaving(const std::function<void()>& save);
+/// The same of a save to a format of which nothing is kept.
+std::vector<Told> toldBySaving(const Format& format);
+
 /// Compares every stored observation with what its text in a format gives back. Changes the TTY year.
+/// @param told what a save to the format told
 /// @param firstLine number of the first line written.
 /// @param freeGroup group number that no observation has.
-Losses findLosses(const Format& format, std::int64_t firstLine, std::size_t examples, std::int32_t freeGroup);
+Losses findLosses(const Format& format, const std::vector<Told>& told, std::int64_t firstLine, std::size_t examples,
+                  std::int32_t freeGroup);
 
 /// The report as text, empty when there is nothing to tell.
 /// @param output as shown to the user.

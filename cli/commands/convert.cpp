@@ -113,6 +113,33 @@ void checkInputs(const ConvertOptions& options, const std::vector<LoadResult>& l
     }
 }
 
+/// @param output as shown to the user
+Losses saveAndCompare(const ConvertOptions& options, const Format& format, const std::string& output,
+                      Session& session) {
+    const auto freeGroup = static_cast<std::int32_t>(options.files.size()) + 1;
+    const std::int64_t firstLine = firstLineOf(options, format);
+    Losses losses;
+    const auto compare = [&](const std::vector<Told>& told) {
+        losses = findLosses(format, told, firstLine, options.examples, freeGroup);
+    };
+    const bool isStrict = !options.strict.empty(), isCompared = !options.noReport || isStrict;
+    if (isCompared && !isStrict && format.isOfCards()) {
+        const auto told = toldBySaving([&] { session.save(options.output, options.append, format); });
+        // A save that failed has not told all.
+        const bool hasToldAll = session.status() != ExitStatus::failure;
+        session.quietly([&] { compare(hasToldAll ? told : toldBySaving(format)); });
+        return losses;
+    }
+    if (isCompared) session.quietly([&] { compare(toldBySaving(format)); });
+    if (isStrict && losses.any(options.strict == kStrictExact))
+        session.fail(output, "not written: the format cannot carry everything");
+    else if (isStrict && session.uncorrected() > 0)
+        session.fail(output, fmt::format("not written: {} corrections that were asked for could not be applied",
+                                         session.uncorrected()));
+    else session.save(options.output, options.append, format);
+    return losses;
+}
+
 ExitStatus run(const ConvertOptions& options, Output& out) {
     const Format& format = *findFormat(options.format, options.crdData);
     Session session(options, complainOfLine);
@@ -128,20 +155,8 @@ ExitStatus run(const ConvertOptions& options, Output& out) {
         return session.status();
     }
 
-    Losses losses;
-    if (!options.noReport || !options.strict.empty()) {
-        const auto freeGroup = static_cast<std::int32_t>(options.files.size()) + 1;
-        session.quietly(
-            [&] { losses = findLosses(format, firstLineOf(options, format), options.examples, freeGroup); });
-    }
     const std::string output = options.output == "-" ? "(standard output)" : options.output;
-    if (!options.strict.empty() && losses.any(options.strict == kStrictExact))
-        session.fail(output, "not written: the format cannot carry everything");
-    else if (!options.strict.empty() && session.uncorrected() > 0)
-        session.fail(output, fmt::format("not written: {} corrections that were asked for could not be applied",
-                                         session.uncorrected()));
-    else session.save(options.output, options.append, format);
-    writeReport(options, describe(losses, format, output), session, out);
+    writeReport(options, describe(saveAndCompare(options, format, output, session), format, output), session, out);
     return session.status();
 }
 

@@ -122,8 +122,7 @@ void countFiles(Report& report) {
 }
 
 void countObservations(Report& report, std::size_t top) {
-    constexpr std::int32_t kAscendingKeys = 9;  // the order that needs no sorting
-    ColumnScan scan(kAscendingKeys, {"type", "sen_num", "sat_num", "ds50"});
+    ColumnScan scan(OBS_ORDER_STORED, {"type", "sen_num", "sat_num", "ds50"});
     Counts sensors, satellites;
     std::array<std::int64_t, 256> types{};
     for (std::vector<double> values; scan.next();) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "cli/Columns.h"
@@ -52,62 +53,66 @@ void forEachPass(Use use) {
     std::for_each_n(passes.get(), count, use);
 }
 
-/// The passes come by satellite, sensor and time.
-std::vector<Row> rowsOf() {
-    std::vector<Row> rows;
+/// Calls `use` with each row. The passes come by satellite, sensor and time.
+template <class Use>
+void forEachRow(Use use) {
+    Row row{0, 0};
     forEachPass([&](const ObsPass& pass) {
-        const bool isNew = rows.empty() || rows.back().satellite != pass.satNum || rows.back().sensor != pass.senNum;
-        if (isNew) rows.push_back({pass.satNum, pass.senNum, 0, 0, pass.firstTime});
-        Row& row = rows.back();
-        if (!isNew) row.longestGap = std::max(row.longestGap, pass.firstTime - row.last);
+        const bool isNew = row.passes == 0 || row.satellite != pass.satNum || row.sensor != pass.senNum;
+        if (isNew) {
+            if (row.passes > 0) use(row);
+            row = {pass.satNum, pass.senNum, 0, 0, pass.firstTime};
+        } else {
+            row.longestGap = std::max(row.longestGap, pass.firstTime - row.last);
+        }
         row.observations += pass.observations;
         ++row.passes;
         row.minutesInPasses += (pass.lastTime - pass.firstTime) * kMinutesPerDay;
         row.last = pass.lastTime;
     });
-    return rows;
+    if (row.passes > 0) use(row);
 }
 
 /// The cells of a table's line.
 class Cells {
 public:
-    explicit Cells(fmt::memory_buffer& line) : line_(line) {}
+    explicit Cells(fmt::memory_buffer& lines) : lines_(lines), start_(lines.size()) {}
 
     void whole(std::int64_t value, std::size_t width) {
         const fmt::format_int digits(value);
-        const std::size_t start = begin();
-        line_.append(digits.data(), digits.data() + digits.size());
-        padTo(width, false, start, line_);
+        begin();
+        lines_.append(digits.data(), digits.data() + digits.size());
+        padTo(width, false, cell_, lines_);
     }
     void time(double value, std::size_t width) {
-        const std::size_t start = begin();
-        appendIsoTime(value, line_);
-        padTo(width, true, start, line_);
+        begin();
+        appendIsoTime(value, lines_);
+        padTo(width, true, cell_, lines_);
     }
     void real(double value, std::size_t width) {
         constexpr int kDecimals = 3;
-        const std::size_t start = begin();
-        appendFixed(value, kDecimals, line_);
-        padTo(width, false, start, line_);
+        begin();
+        appendFixed(value, kDecimals, lines_);
+        padTo(width, false, cell_, lines_);
     }
-    void end() { line_.push_back('\n'); }
+    void end() { lines_.push_back('\n'); }
 
 private:
-    std::size_t begin() {
-        if (!isFirst_) line_.push_back(' ');
-        isFirst_ = false;
-        return line_.size();
+    void begin() {
+        if (lines_.size() > start_) lines_.push_back(' ');
+        cell_ = lines_.size();
     }
 
-    fmt::memory_buffer& line_;
-    bool isFirst_ = true;
+    fmt::memory_buffer& lines_;
+    std::size_t start_, cell_ = 0;
 };
 
-void printTable(Output& out, const std::vector<Row>& rows) {
+void printTable(Output& out) {
     out.print("{:>9} {:>6} {:>12} {:>6} {:<24} {:<24} {:>9} {:>10} {:>9}\n", "satellite", "sensor", "observations",
               "passes", "first", "last", "span_days", "per_minute", "gap_hours");
     Row all{0, 0};
-    for (const Row& row : rows) {
+    std::int64_t rows = 0;
+    forEachRow([&](const Row& row) {
         Cells cells(out.buffer());
         cells.whole(row.satellite, 9);
         cells.whole(row.sensor, 6);
@@ -122,32 +127,34 @@ void printTable(Output& out, const std::vector<Row>& rows) {
         out.written();
         all.observations += row.observations;
         all.passes += row.passes;
-    }
-    out.print("{:>16} {:>12} {:>6}  of {} pairs of satellite and sensor\n", "all", all.observations, all.passes,
-              rows.size());
+        ++rows;
+    });
+    out.print("{:>16} {:>12} {:>6}  of {} pairs of satellite and sensor\n", "all", all.observations, all.passes, rows);
 }
 
-void printCsv(Output& out, const std::vector<Row>& rows) {
+void printCsv(Output& out) {
     out.print("sat_num,sen_num,observations,passes,first,last,span_days,per_minute,gap_hours\n");
-    for (const Row& row : rows) {
+    forEachRow([&](const Row& row) {
         out.print("{},{},{},{},", row.satellite, row.sensor, row.observations, row.passes);
         appendIsoTime(row.first, out.buffer());
         out.buffer().push_back(',');
         appendIsoTime(row.last, out.buffer());
         out.print(",{},{},{}\n", row.spanDays(), row.perMinute(), row.longestGap * kHoursPerDay);
-    }
+    });
 }
 
-void printJson(Output& out, const std::vector<Row>& rows) {
+void printJson(Output& out) {
     out.print("{{\n  \"pairs\": [");
-    for (const Row& row : rows)
+    bool isFirst = true;
+    forEachRow([&](const Row& row) {
         out.print(R"({}
     {{"sat_num": {}, "sen_num": {}, "observations": {}, "passes": {}, "first": {}, "last": {}, "span_days": {}, )"
                   R"("per_minute": {}, "gap_hours": {}}})",
-                  &row == &rows.front() ? "" : ",", row.satellite, row.sensor, row.observations, row.passes,
+                  std::exchange(isFirst, false) ? "" : ",", row.satellite, row.sensor, row.observations, row.passes,
                   jsonString(isoTime(row.first)), jsonString(isoTime(row.last)), row.spanDays(), row.perMinute(),
                   row.longestGap * kHoursPerDay);
-    out.print("{}],\n  ", rows.empty() ? "" : "\n  ");
+    });
+    out.print("{}],\n  ", isFirst ? "" : "\n  ");
     printJsonConfiguration(out);
     out.print("\n}}\n");
 }
@@ -160,10 +167,9 @@ ExitStatus run(const Options& options, Output& out) {
         printText(out, *session.selection());
         return session.status();
     }
-    const std::vector<Row> rows = rowsOf();
-    if (options.json) printJson(out, rows);
-    else if (options.csv) printCsv(out, rows);
-    else printTable(out, rows);
+    if (options.json) printJson(out);
+    else if (options.csv) printCsv(out);
+    else printTable(out);
     return session.status();
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <random>
@@ -282,6 +283,44 @@ TEST_F(Columns, nullsAndBatches) {
     ArrowArrayStream stream;
     ASSERT_EQ(ObsExportArrow(2, two, 0, &column, 1, 0, &stream), 0);
     EXPECT_EQ(Taken(stream).at("key", 0), std::to_string(keys[3]));
+}
+
+// As stored: the rows of the order of insertion, each batch as of when it is asked for; what fails goes on to fail.
+TEST_F(Columns, asStoredBatchByBatch) {
+    RandomRecords random;
+    std::vector<std::int64_t> keys;
+    for (int i = 0; i < 300; ++i) keys.push_back(AddObOnly(random.make(i % 20), i % 3));
+    for (const std::size_t gone : {0u, 7u, 299u}) ASSERT_EQ(ObsRemove(keys[gone]), 0);
+    std::vector<const char*> names;
+    for (const ColumnDef& def : columnList())
+        if (def.form != ColumnForm::list && !def.isOfText) names.push_back(def.name.data());
+    const auto asStored = [&](std::int32_t batchRows) {
+        ArrowArrayStream stream;
+        EXPECT_EQ(ObsExportArrow(-1, nullptr, OBS_ORDER_STORED, names.data(), static_cast<std::int32_t>(names.size()),
+                                 batchRows, &stream),
+                  0);
+        return stream;
+    };
+    Taken sorted(exported(names));
+    for (const std::int32_t batchRows : {0, 1, 64, 297}) {
+        Taken stored(asStored(batchRows));
+        std::int64_t rows = 0;
+        for (std::size_t batch = 0; batch < stored.batches.size(); ++batch)
+            for (std::int64_t i = 0; i < stored.batches[batch]->length; ++i, ++rows)
+                for (const char* name : names)
+                    ASSERT_EQ(stored.at(name, i, static_cast<std::int64_t>(batch)), sorted.at(name, rows)) << name;
+        EXPECT_EQ(rows, 297) << batchRows;
+    }
+    Owner<ArrowArrayStream> stream(asStored(290));
+    OwnedArray first, second, third;
+    ASSERT_EQ(stream->get_next(&*stream, &*first), 0);
+    for (int type = 1000; type < 1200; ++type) AddObOnly(random.make(type));
+    EXPECT_EQ(stream->get_next(&*stream, &*second), EINVAL);
+    ObsRemoveAll();
+    EXPECT_EQ(stream->get_next(&*stream, &*second), EINVAL);
+    EXPECT_NE(std::strstr(stream->get_last_error(&*stream), "128"), nullptr);
+    EXPECT_EQ(first->length, 290);
+    EXPECT_TRUE(Taken(asStored(0)).batches.empty());
 }
 
 /// Every form in which values may come, and what is refused: a column beside satellite and time, the message, or the

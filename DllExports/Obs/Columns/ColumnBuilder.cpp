@@ -46,12 +46,13 @@ OwnedSchema columnSchema(const ColumnDef& def) {
                       def.form == ColumnForm::text ? makeSchema("u", "", false) : OwnedSchema());
 }
 
-/// What a stream holds: all that it will hand out, so that nothing but memory for a schema can fail.
+/// What a stream holds. Only what makes batches as they are asked for can fail by more than want of memory.
 struct StreamState {
     std::vector<const ColumnDef*> defs;
-    std::int64_t nanCount = 0;
-    std::vector<OwnedArray> batches;
-    std::size_t next = 0;
+    SchemaNotes notes;
+    std::function<OwnedArray()> next;  ///< its `release` is null when there is none
+    int failed = 0;                    ///< for good, with an error number
+    std::string error = "Out of memory.";
 };
 
 StreamState& stateOf(ArrowArrayStream* stream) { return *static_cast<StreamState*>(stream->private_data); }
@@ -62,20 +63,25 @@ int getSchema(ArrowArrayStream* stream, ArrowSchema* out) {
         const StreamState& state = stateOf(stream);
         std::vector<OwnedSchema> columns;
         for (const ColumnDef* def : state.defs) columns.push_back(columnSchema(*def));
-        const SchemaNotes notes{{"nan_count", std::to_string(state.nanCount)}};
-        *out = makeSchema("+s", "", false, notes, std::move(columns)).take();
+        *out = makeSchema("+s", "", false, state.notes, std::move(columns)).take();
         return 0;
     } catch (...) { return ENOMEM; }
 }
 
 int getNext(ArrowArrayStream* stream, ArrowArray* out) {
+    *out = ArrowArray{};
     StreamState& state = stateOf(stream);
-    if (state.next < state.batches.size()) *out = state.batches[state.next++].take();
-    else *out = ArrowArray{};
-    return 0;
+    if (state.failed != 0) return state.failed;
+    try {
+        *out = state.next().take();
+        return 0;
+    } catch (const std::length_error& error) {
+        state.error = error.what();
+        return state.failed = EINVAL;
+    } catch (...) { return state.failed = ENOMEM; }
 }
 
-const char* lastError(ArrowArrayStream*) { return "Out of memory."; }
+const char* lastError(ArrowArrayStream* stream) { return stateOf(stream).error.c_str(); }
 
 void releaseStream(ArrowArrayStream* stream) {
     delete &stateOf(stream);
@@ -197,14 +203,10 @@ TableBuilder::TableBuilder(std::vector<const ColumnDef*> columns, std::size_t ba
     }
 }
 
-bool TableBuilder::needsParts() const {
-    return std::any_of(defs_.begin(), defs_.end(), [](const ColumnDef* def) { return def->isOfPart; });
-}
-
-std::int64_t TableBuilder::nanCount() const {
-    std::int64_t count = 0;
-    for (const ColumnBuilder& builder : builders_) count += builder.nanCount;
-    return count;
+std::uint8_t TableBuilder::needs() const {
+    std::uint8_t needs = 0;
+    for (const ColumnDef* def : defs_) needs |= def->needs;
+    return needs;
 }
 
 /// Fills the columns from the block, which then has room for what the batch still takes.
@@ -238,26 +240,57 @@ void TableBuilder::endBatch() {
     rowsInBatch_ = 0;
 }
 
+std::vector<TextBuffers> TableBuilder::dictionaries() const {
+    std::vector<TextBuffers> all;
+    for (const ColumnBuilder& builder : builders_) all.push_back(makeTextBuffers(builder.dictionary.texts()));
+    return all;
+}
+
+OwnedArray TableBuilder::arrayOf(Batch& batch, const std::vector<TextBuffers>& dictionaries) const {
+    std::vector<OwnedArray> columns;
+    for (std::size_t i = 0; i < defs_.size(); ++i) {
+        ColumnPart& part = batch.parts[i];
+        OwnedArray dictionary;
+        if (defs_[i]->form == ColumnForm::text)
+            dictionary = makeArray(dictionaries[i].count, 0, dictionaries[i].buffers);
+        columns.push_back(makeArray(batch.rows, part.nulls, std::move(part.buffers), std::move(part.children),
+                                    std::move(dictionary)));
+    }
+    return makeArray(batch.rows, 0, {nullptr}, std::move(columns));
+}
+
+OwnedArray TableBuilder::takeBatch() {
+    flush();
+    if (rowsInBatch_ != 0) endBatch();
+    OwnedArray array;
+    if (!batches_.empty()) array = arrayOf(batches_.front(), dictionaries());
+    batches_.clear();
+    return array;
+}
+
 ArrowArrayStream TableBuilder::finish() {
     flush();
     if (rowsInBatch_ != 0) endBatch();
-    std::vector<TextBuffers> dictionaries;
-    for (const ColumnBuilder& builder : builders_) dictionaries.push_back(makeTextBuffers(builder.dictionary.texts()));
+    std::int64_t nanCount = 0;
+    for (const ColumnBuilder& builder : builders_) nanCount += builder.nanCount;
+    const std::vector<TextBuffers> texts = dictionaries();
+    auto arrays = std::make_shared<std::vector<OwnedArray>>();
+    for (Batch& batch : batches_) arrays->push_back(arrayOf(batch, texts));
+    const auto next = [arrays, i = std::size_t{0}]() mutable {
+        return i < arrays->size() ? std::move((*arrays)[i++]) : OwnedArray();
+    };
+    auto state = std::make_unique<StreamState>(StreamState{defs_, {{"nan_count", std::to_string(nanCount)}}, next});
+    return {getSchema, getNext, lastError, releaseStream, state.release()};
+}
+
+ArrowArrayStream TableBuilder::streamOf(TableBuilder builder, Fill fill) {
     auto state = std::make_unique<StreamState>();
-    state->defs = defs_;
-    state->nanCount = nanCount();
-    for (Batch& batch : batches_) {
-        std::vector<OwnedArray> columns;
-        for (std::size_t i = 0; i < defs_.size(); ++i) {
-            ColumnPart& part = batch.parts[i];
-            OwnedArray dictionary;
-            if (defs_[i]->form == ColumnForm::text)
-                dictionary = makeArray(dictionaries[i].count, 0, dictionaries[i].buffers);
-            columns.push_back(makeArray(batch.rows, part.nulls, std::move(part.buffers), std::move(part.children),
-                                        std::move(dictionary)));
-        }
-        state->batches.push_back(makeArray(batch.rows, 0, {nullptr}, std::move(columns)));
-    }
+    state->defs = builder.defs_;
+    auto shared = std::make_shared<TableBuilder>(std::move(builder));
+    state->next = [shared, fill = std::move(fill)] {
+        fill(*shared);
+        return shared->takeBatch();
+    };
     return {getSchema, getNext, lastError, releaseStream, state.release()};
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -81,27 +82,43 @@ private:
 
 /// Rows to a stream of batches.
 class TableBuilder {
+    struct Batch {
+        std::int64_t rows;
+        std::vector<ColumnPart> parts;
+    };
+
 public:
     TableBuilder(std::vector<const ColumnDef*> columns, std::size_t batchRows, bool hasGroups,
                  const std::string& fileName, std::vector<std::string> files = {});
 
-    /// Whether a column needs the optional parts of records.
-    bool needsParts() const;
+    /// Bits of what the columns need (ColumnList.h).
+    std::uint8_t needs() const;
     /// How many rows will come in all.
     void expect(std::size_t rows) { expected_ = rows; }
     /// The place of the next row, to be filled before the next call. What an earlier row left there is to be replaced.
-    ColumnRow& nextRow() {
+    /// @param common those of a stored record, which stay until `flush`; null: they will be the row's own
+    ColumnRow& nextRow(const CommonFields* common = nullptr) {
         if (block_->count == blockRoom_) flush();
-        return block_->rows[block_->count++];
+        ColumnRow& row = block_->rows[block_->count];
+        block_->common[block_->count++] = common != nullptr ? common : &row.rec;
+        return row;
     }
-    /// Values that were "not a number", after `finish`.
-    std::int64_t nanCount() const;
+    /// Takes the rows so far into the columns.
+    void flush();
+    std::size_t batchRows() const { return batchRows_; }
     /// Ends the table. Throws std::bad_alloc.
     ArrowArrayStream finish();
+    /// Ends the batch and gives it; without rows there is none, and its `release` is null. Throws std::bad_alloc.
+    OwnedArray takeBatch();
+
+    /// Hands out the batches of a builder as they are asked for: `fill` puts the rows of the next one into it.
+    using Fill = std::function<void(TableBuilder&)>;
+    static ArrowArrayStream streamOf(TableBuilder builder, Fill fill);
 
 private:
-    void flush();
     void endBatch();
+    std::vector<TextBuffers> dictionaries() const;
+    OwnedArray arrayOf(Batch& batch, const std::vector<TextBuffers>& dictionaries) const;
 
     std::vector<const ColumnDef*> defs_;
     std::vector<ColumnBuilder> builders_;
@@ -109,10 +126,6 @@ private:
     std::size_t batchRows_, blockRoom_ = 0, rowsInBatch_ = 0, rowsBefore_ = 0, expected_ = 0;
     std::shared_ptr<const void> zeros_;
     std::size_t zeroRows_ = 0;
-    struct Batch {
-        std::int64_t rows;
-        std::vector<ColumnPart> parts;
-    };
     std::vector<Batch> batches_;
 };
 

@@ -51,6 +51,13 @@ constexpr bool isMeant(std::int32_t type) {
 template <class F>
 using ColumnValue = std::conditional_t<F::isReal, double, typename F::Value>;
 
+/// A field that every record has.
+template <class F>
+auto valueIn(const RowBlock& block, std::size_t row) {
+    if constexpr (F::template isOf<CommonFields>) return F::in(*block.common[row]);
+    else return F::in(block.rows[row].rec);
+}
+
 /// A field of numbers. A part that is there has all its values; of the others those that the type carries, and what is
 /// not 0.
 template <class F>
@@ -58,16 +65,16 @@ void putNumbers(const RowBlock& block, ColumnBuilder& out) {
     ColumnValue<F> values[kBlockRows];
     BlockFlags given;
     for (std::size_t i = 0; i < block.count; ++i) {
-        const ObsRecord& rec = block.rows[i].rec;
         if constexpr (F::template isOf<ObsRecord>) {
-            const auto value = F::in(rec);
+            const auto value = valueIn<F>(block, i);
+            const std::int32_t type = block.common[i]->obsType;
             bool isGiven = true;
             if constexpr (F::facts.types.bits() != kAllTypes)
-                isGiven = (F::facts.types.bits() & typeBit(rec.obsType)) != 0 || isNonzero(value);
+                isGiven = (F::facts.types.bits() & typeBit(type)) != 0 || isNonzero(value);
             values[i] = value;
-            given[i] = isGiven && isMeant<F>(rec.obsType);
+            given[i] = isGiven && isMeant<F>(type);
         } else {
-            const auto* const value = F::find(rec);
+            const auto* const value = F::find(block.rows[i].rec);
             values[i] = value != nullptr ? *value : 0;
             given[i] = value != nullptr;
         }
@@ -85,12 +92,15 @@ void putCharacters(const RowBlock& block, ColumnBuilder& out) {
     std::int8_t indices[kBlockRows];
     BlockFlags given;
     for (std::size_t i = 0; i < block.count; ++i) {
-        const auto* const value = F::find(block.rows[i].rec);
-        given[i] = value != nullptr;
-        indices[i] = 0;
-        if (value == nullptr) continue;
-        if constexpr (F::facts.form == FieldForm::typeCharacter) indices[i] = out.dictionary.indexOf(*value, typeText);
-        else indices[i] = out.dictionary.indexOf(static_cast<unsigned char>(*value), characterText);
+        if constexpr (F::facts.form == FieldForm::typeCharacter) {
+            given[i] = 1;
+            indices[i] = out.dictionary.indexOf(valueIn<F>(block, i), typeText);
+        } else {
+            const auto* const value = F::find(block.rows[i].rec);
+            given[i] = value != nullptr;
+            indices[i] = value == nullptr ? std::int8_t{0}
+                                          : out.dictionary.indexOf(static_cast<unsigned char>(*value), characterText);
+        }
     }
     out.append(indices, given, block.count);
 }
@@ -120,7 +130,7 @@ void putGroups(const RowBlock& block, ColumnBuilder& out) {
 void putTimes(const RowBlock& block, ColumnBuilder& out) {
     std::int64_t times[kBlockRows];
     BlockFlags given;
-    for (std::size_t i = 0; i < block.count; ++i) given[i] = microsecondsOf(block.rows[i].rec.obsTime, times[i]);
+    for (std::size_t i = 0; i < block.count; ++i) given[i] = microsecondsOf(block.common[i]->obsTime, times[i]);
     out.append(times, given, block.count);
 }
 
@@ -235,7 +245,8 @@ void takeTimes(Incoming& in, RowBlock& block) {
 template <class F>
 ColumnDef fieldColumn() {
     ColumnDef def{F::facts.column, F::facts.unit, ColumnForm::real, F::facts.types.bits()};
-    def.isOfPart = !F::template isOf<ObsFields>;
+    if constexpr (!F::template isOf<ObsFields>) def.needs = kNeedsParts;
+    else if constexpr (!F::template isOf<CommonFields>) def.needs = kNeedsFields;
     if constexpr (F::facts.form == FieldForm::list) {
         def.form = ColumnForm::list;
         def.put = putSigmas;
@@ -261,11 +272,11 @@ std::vector<ColumnDef> makeList() {
     });
     // First what says of which observation the rest is; the time after ds50 and all after the type, see their `take`.
     const std::string_view kFirst[] = {"ds50", "time", "sat_num", "sen_num", "type", "sec_class"};
-    std::vector<ColumnDef> list{{"key", "", ColumnForm::int64, 0, false, putKeys},
-                                {"group", "", ColumnForm::int32, 0, false, putGroups, takeGroups}};
+    std::vector<ColumnDef> list{{"key", "", ColumnForm::int64, 0, 0, putKeys},
+                                {"group", "", ColumnForm::int32, 0, kNeedsMark, putGroups, takeGroups}};
     for (const std::string_view name : kFirst) {
         if (name == "time") {
-            list.push_back({name, "", ColumnForm::time, 0, false, putTimes, takeTimes});
+            list.push_back({name, "", ColumnForm::time, 0, 0, putTimes, takeTimes});
             continue;
         }
         const auto found =
@@ -274,8 +285,8 @@ std::vector<ColumnDef> makeList() {
         fields.erase(found);
     }
     list.insert(list.end(), fields.begin(), fields.end());
-    list.push_back({"file", "", ColumnForm::text, 0, false, putFile, takeFiles, true});
-    list.push_back({"line", "", ColumnForm::int64, 0, false, putLines, takeLines, true});
+    list.push_back({"file", "", ColumnForm::text, 0, kNeedsMark, putFile, takeFiles, true});
+    list.push_back({"line", "", ColumnForm::int64, 0, kNeedsMark, putLines, takeLines, true});
     return list;
 }
 

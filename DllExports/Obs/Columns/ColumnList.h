@@ -31,10 +31,17 @@ struct ColumnRow {
 struct RowBlock {
     std::size_t count = 0;
     std::array<ColumnRow, kBlockRows> rows;
+    /// The common fields of each row: its own ones, or those in the store, which are then not copied.
+    std::array<const CommonFields*, kBlockRows> common;
     bool hasGroups = false;          ///< else groups are null
     bool hasFile = false;            ///< all rows are of one
     std::vector<std::string> files;  ///< of stored observations, and of rows that come in
 };
+
+/// What of a stored observation a column may need.
+inline constexpr std::uint8_t kNeedsFields = 1;  ///< those that are not common
+inline constexpr std::uint8_t kNeedsParts = 2;   ///< the optional parts of the record
+inline constexpr std::uint8_t kNeedsMark = 4;    ///< group and origin
 
 /// What a column is made of.
 enum class ColumnForm : std::uint8_t { int32, int64, real, time, text, list };
@@ -63,8 +70,8 @@ struct Incoming {
 struct ColumnDef {
     std::string_view name, unit;
     ColumnForm form;
-    std::uint32_t types;    ///< bits of the types that carry it; 0 for what is no matter of types
-    bool isOfPart = false;  ///< in a part that most records lack
+    std::uint32_t types;     ///< bits of the types that carry it; 0 for what is no matter of types
+    std::uint8_t needs = 0;  ///< bits of what is looked at besides common fields and key
     void (*put)(const RowBlock& block, ColumnBuilder& out) = nullptr;
     void (*take)(Incoming& in, RowBlock& block) = nullptr;  ///< null: not looked at
     bool isOfText = false;  ///< known of lines of a text, or where origins are kept; never imported

@@ -16,15 +16,34 @@ namespace {
 
 constexpr std::int64_t kMostTold = 100;
 
-void putRow(SlotNumber slot, bool withParts, TableBuilder& table) {
-    ColumnRow& row = table.nextRow();
+/// The common fields are looked at where they are until the table is flushed.
+void putRow(SlotNumber slot, std::uint8_t needs, TableBuilder& table) {
+    ColumnRow& row = table.nextRow(&gStore.pools.record(slot));
     row.key = gStore.pools.node(slot).key;
-    const Mark& mark = gStore.pools.mark(slot);
-    const Origin origin = gStore.origins.of(mark.seqNum);
-    row.gid = mark.gid;
-    row.file = origin.file;
-    row.line = origin.line;
-    gStore.pools.read(slot, row.rec, withParts);
+    if ((needs & kNeedsMark) != 0) {
+        const Mark& mark = gStore.pools.mark(slot);
+        const Origin origin = gStore.origins.of(mark.seqNum);
+        row.gid = mark.gid;
+        row.file = origin.file;
+        row.line = origin.line;
+    }
+    if ((needs & (kNeedsFields | kNeedsParts)) != 0) gStore.pools.read(slot, row.rec, (needs & kNeedsParts) != 0);
+}
+
+/// The rows of the next batch in the order of slots, from one on, which becomes the one after them.
+void putNextStored(SlotNumber& from, TableBuilder& table) {
+    const ReadGuard guard;
+    const std::uint8_t needs = table.needs();
+    std::size_t left = table.batchRows();
+    for (bool atEnd = false; !atEnd && left != 0;) {
+        const auto end = static_cast<SlotNumber>(from + left);
+        atEnd = gStore.pools.scan(from, end, [&](SlotNumber slot) {
+            putRow(slot, needs, table);
+            --left;
+        });
+        from = end;
+    }
+    table.flush();
 }
 
 /// Rows on their way into the store, which sees none of them before all are there.
@@ -119,23 +138,31 @@ private:
 void putStored(const std::int64_t* keys, std::size_t count, TableBuilder& table,
                const std::function<void(std::int64_t)>& unknown) {
     const StandstillGuard guard;
-    const bool withParts = table.needsParts();
+    const std::uint8_t needs = table.needs();
     table.expect(count);
     obsfindslots(keys, count, [&](std::size_t i, SlotNumber slot) {
-        slot == kNoSlot ? unknown(keys[i]) : putRow(slot, withParts, table);
+        slot == kNoSlot ? unknown(keys[i]) : putRow(slot, needs, table);
     });
+    table.flush();
 }
 
 void putAllStored(std::int32_t order, TableBuilder& table) {
     constexpr std::size_t kAhead = 8;
     const OrderGuard<StandstillGuard> guard(isByKey(order));
-    const bool withParts = table.needsParts();
+    const std::uint8_t needs = table.needs();
     const std::vector<SlotNumber> slots = obslistslots(order);
     table.expect(slots.size());
     for (std::size_t i = 0; i < slots.size(); ++i) {
         if (i + kAhead < slots.size()) gStore.pools.prefetchRecord(slots[i + kAhead]);
-        putRow(slots[i], withParts, table);
+        putRow(slots[i], needs, table);
     }
+    table.flush();
+}
+
+ArrowArrayStream streamAsStored(TableBuilder table) {
+    table.expect(static_cast<std::size_t>(obsgetnumoftreenodes()));
+    return TableBuilder::streamOf(std::move(table),
+                                  [from = SlotNumber{0}](TableBuilder& batch) mutable { putNextStored(from, batch); });
 }
 
 ImportCounts addRows(ArrowArrayStream& stream, const ImportOptions& options) { return Import(stream, options).run(); }

@@ -21,6 +21,10 @@ void putStored(const std::int64_t* keys, std::size_t count, TableBuilder& table,
 /// The same for all observations, in an order (Ordering.h).
 void putAllStored(std::int32_t order, TableBuilder& table);
 
+/// A stream of all observations in the order of their slots, of which each batch is copied when it is asked for.
+/// Throws std::bad_alloc.
+ArrowArrayStream streamAsStored(TableBuilder table);
+
 struct ImportCounts {
     std::int64_t rows = 0, added = 0, duplicates = 0, refused = 0;
 };

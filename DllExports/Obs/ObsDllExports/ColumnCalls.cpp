@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Group "columns" of the exported header, but for what reads lines (ReadCalls.cpp).
 #include <algorithm>
+#include <utility>
 
 #include "DllExports/Obs/Columns/StoredColumns.h"
 #include "DllExports/Obs/ObsDllExports/CallGuard.h"
@@ -35,6 +36,10 @@ int32_t ObsExportArrow(int32_t count, const int64_t* keys, int32_t order, const 
     return obs::guarded(kExport, kStatusRefused, [&] {
         auto table = obs::tableOf(kExport, {columns, columnCount, batchRows}, fromStore());
         if (!table) return kStatusRefused;
+        if (count == kAll && order == OBS_ORDER_STORED) {
+            *stream = obs::streamAsStored(std::move(*table));
+            return kStatusOk;
+        }
         obs::UnknownKeys unknown;
         if (count == kAll) obs::putAllStored(order, *table);
         else

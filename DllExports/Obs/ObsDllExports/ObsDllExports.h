@@ -1293,6 +1293,10 @@ OBS_API int32_t ObsGetPasses(int32_t count, const int64_t* keys, int32_t room, O
 
 /* --------------------------------------------------------------- columns ---- */
 
+/** The order of ObsExportArrow in which observations are stored: that of insertion, but that new ones take the places of
+ *  those that were removed. */
+#define OBS_ORDER_STORED 11
+
 /** @defgroup ObsExportArrow ObsExportArrow
  *  Addition. Stored observations as columns, by the Arrow C stream interface (ObsArrow.h): what any Arrow consumer
  *  takes without a copy. docs/formats/columns.md names the columns, their types, units and when they are null.
@@ -1302,11 +1306,17 @@ OBS_API int32_t ObsGetPasses(int32_t count, const int64_t* keys, int32_t room, O
  *  last with what is left, so never an empty one: without observations there is a schema and no batch. What a type
  *  does not measure is null, unless the observation holds something else than 0 there. A "not a number" that it holds
  *  is null as well; how many there are is the value of `nan_count` in the metadata of the schema.
- *  Threads: readers go on meanwhile; a thread that adds, changes or removes observations waits until all are copied.
- *  The stream itself may be used by one thread at a time.
+ *
+ *  With OBS_ORDER_STORED nothing is sorted and no batch is made before the stream is asked for it, so that all
+ *  observations cost no more memory than one batch of them. A batch is a copy as of one moment; what is added, changed
+ *  or removed between two batches may be seen or not. The schema has no `nan_count`, and each batch its own dictionaries.
+ *  Asking for a batch fails with ENOMEM, or EINVAL where an index of a dictionary cannot number its texts (the stream
+ *  tells it), and then does so again.
+ *  Threads: readers go on meanwhile; a thread that adds, changes or removes observations waits until all are copied,
+ *  with OBS_ORDER_STORED while a batch is. The stream itself may be used by one thread at a time.
  *  @param[in]  count number of keys, 0 or more; -1 for all stored observations.
  *  @param[in]  keys  their keys, whose order the rows have; not looked at, and may be null, when `count` is -1.
- *  @param[in]  order as ObsGetLoaded, when `count` is -1.
+ *  @param[in]  order as ObsGetLoaded, or OBS_ORDER_STORED, when `count` is -1.
  *  @param[in]  columns `columnCount` names, texts that end with a NUL, in the order that the columns shall have; all of
  *              docs/formats/columns.md but `file` and `line`, which stored observations do not have. May be null when
  *              `columnCount` is 0.

@@ -188,28 +188,27 @@ int32_t ObsGetPasses(int32_t count, const int64_t* keys, int32_t room, ObsPass* 
     if (obs::refuseCount(kName, room, {passes}) || (count != kAll && obs::refuseCount(kName, count, {keys})))
         return kStatusRefused;
     return obs::guarded(kName, kStatusRefused, [&] {
-        std::vector<obs::Sighting> sightings;
+        obs::PassFinder finder(static_cast<std::size_t>(std::max(count, int32_t{0})));
         obs::UnknownKeys unknown;
         if (count == kAll) {
-            sightings = obs::storedSightings();
+            finder = obs::storedSightings();
         } else {
             obs::obsfindrecs(keys, static_cast<std::size_t>(count), false,
                              [&](std::size_t i, const obs::ObsRecord* rec) {
                                  if (rec == nullptr) unknown.note(keys[i]);
-                                 else sightings.push_back({rec->satNum, rec->senNum, rec->obsTime});
+                                 else finder.add(rec->satNum, rec->senNum, rec->obsTime);
                              });
             if (unknown.count != 0) return unknown.status(kName, static_cast<std::size_t>(count));
         }
-        const std::vector<obs::Pass> found = obs::passesOf(sightings);
-        *passCount = static_cast<int32_t>(found.size());
-        const std::size_t fitting = std::min(found.size(), static_cast<std::size_t>(room));
-        std::transform(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(fitting), passes,
-                       [](const obs::Pass& one) {
-                           return ObsPass{one.satNum, one.senNum, one.observations, 0, one.first, one.last};
-                       });
-        if (fitting == found.size()) return kStatusOk;
-        obs::logFailure(
-            kName, "There is room for " + std::to_string(room) + " of " + std::to_string(found.size()) + " passes.");
+        int32_t found = 0;
+        finder.passes([&](const obs::Pass& one) {
+            if (found < room) passes[found] = {one.satNum, one.senNum, one.observations, 0, one.first, one.last};
+            ++found;
+        });
+        *passCount = found;
+        if (found <= room) return kStatusOk;
+        obs::logFailure(kName,
+                        "There is room for " + std::to_string(room) + " of " + std::to_string(found) + " passes.");
         return kStatusRefused;
     });
 }

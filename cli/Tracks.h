@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// What tells which observations of one satellite, sensor and type are near in time, while all are gone through once.
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <vector>
+
+namespace obstool {
+
+/// Observations that are held against each other.
+struct Track {
+    std::int32_t satellite = 0, sensor = 0, type = 0;
+
+    auto operator<=>(const Track&) const = default;
+    std::uint64_t mixed() const;  ///< a number for tables
+};
+
+struct Moment {
+    double time;  ///< days since 1950 UTC
+    std::int64_t key;
+
+    bool isBefore(const Moment& other) const { return key < other.key && time <= other.time; }
+};
+
+/// The latest moment of each track, of observations that come in order of time. Those that are too long ago to be near
+/// are forgotten, so that the rest stays at the processor's hand; open addressing.
+class LatestMoments {
+public:
+    explicit LatestMoments(double keptDays) : keptDays_(keptDays) {}
+
+    /// The latest so far, which that at `time` is to take the place of; minus infinity for the first.
+    Moment& of(const Track& track, double time);
+
+private:
+    static constexpr std::int32_t kFree = -1;
+    struct Entry {
+        Track track{0, 0, kFree};
+        Moment latest{};
+    };
+
+    Entry& find(const Track& track);
+    void makeRoom(double since);
+
+    double keptDays_;
+    std::vector<Entry> entries_;
+    std::size_t used_ = 0;
+};
+
+/// Finds the tracks in which something may be near, of observations that come track after track, in pieces of any order.
+class Pieces {
+public:
+    /// @param nearDays time between two that are near, or a little more
+    /// @param apartDays between two pieces that tell nothing of each other
+    Pieces(double nearDays, double apartDays) : nearDays_(nearDays), apartDays_(apartDays) {}
+
+    void expect(std::size_t observations) { moments_.reserve(observations); }
+
+    void add(const Track& track, const Moment& now) {
+        if (pieces_.empty() || !(pieces_.back().track == track && moments_.back().isBefore(now)))
+            pieces_.push_back({track, false, moments_.size(), 0});
+        else if (now.time - moments_.back().time <= nearDays_) pieces_.back().isDense = true;
+        ++pieces_.back().count;
+        moments_.push_back(now);
+    }
+
+    /// Whether pieces are long enough for them to cost little.
+    bool areLong() const {
+        constexpr std::size_t kEnough = 3, kSome = 4096;
+        return kEnough * pieces_.size() <= moments_.size() + kSome;
+    }
+
+    /// The tracks, with all that they hold; after all were added.
+    std::map<Track, std::vector<Moment>> suspects() const;
+
+private:
+    struct Piece {
+        Track track;
+        bool isDense;  ///< something in it is near
+        std::size_t first, count;
+    };
+
+    double firstTime(const Piece& piece) const { return moments_[piece.first].time; }
+    double lastTime(const Piece& piece) const { return moments_[piece.first + piece.count - 1].time; }
+    void addSuspects(std::vector<Piece>& pieces, std::map<Track, std::vector<Moment>>& suspects) const;
+
+    double nearDays_, apartDays_;
+    std::vector<Piece> pieces_;
+    std::vector<Moment> moments_;
+};
+
+}  // namespace obstool
