@@ -29,8 +29,8 @@ inline const char* takeExponent(const char* at, int& exponent) {
 }
 
 /// Digits with a point or without, a minus sign before and an exponent after them, to the nearest double. Gives where
-/// the number ends; null for one that takes more care, and for what is none. Eight characters from the end of its digits
-/// on must be there to be looked at.
+/// the number ends; null for one that takes more care, and for what is none. Eight characters from the end of its
+/// digits on must be there to be looked at.
 inline const char* takePlainReal(const char* at, double& value) {
     constexpr std::uint64_t kLargestExactInteger = std::uint64_t{1} << std::numeric_limits<double>::digits;
     constexpr std::ptrdiff_t kDigitsOf64Bits = std::numeric_limits<std::int64_t>::digits10 + 1;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Columns of well-formed cards, which are nearly all: what they hold is looked at many columns at a time, and digits are
-/// taken eight at a time.
+/// Columns of well-formed cards, which are nearly all: what they hold is looked at many columns at a time, and digits
+/// are taken eight at a time.
 #pragma once
 
 #include <algorithm>

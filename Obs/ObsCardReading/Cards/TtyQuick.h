@@ -24,9 +24,9 @@ private:
 };
 
 /// Fills all common fields, without rotating; the rare ones where the type that is read has some, all of them then;
-/// `dayOfYear` as `family::fyklok` gives it. The classification is where card 1 has it, whatever it is. `card2` is looked
-/// at where the type has a second card. False for a message that needs the careful reader; the fields may then be partly
-/// filled.
+/// `dayOfYear` as `family::fyklok` gives it. The classification is where card 1 has it, whatever it is. `card2` is
+/// looked at where the type has a second card. False for a message that needs the careful reader; the fields may then be
+/// partly filled.
 bool readPlainTty(std::string_view card1, std::string_view card2, const TtyYearDays& year, CommonFields& to,
                   RareFields& rare, double& dayOfYear);
 
