@@ -7,7 +7,9 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <string_view>
 
@@ -88,7 +90,13 @@ public:
         std::ifstream file(name_);
         if (std::filesystem::is_directory(name_, error)) errno = EISDIR;
         if (!file || errno == EISDIR) throw std::runtime_error(fmt::format("{}: {}", name_, std::strerror(errno)));
-        for (std::string line; std::getline(file, line);) {
+        constexpr std::size_t kMostBytes = std::size_t{1} << 20;  // some files never end
+        std::string text(kMostBytes, '\0');
+        file.read(text.data(), std::ssize(text));
+        text.resize(static_cast<std::size_t>(file.gcount()));
+        if (text.size() == kMostBytes) throw std::runtime_error(fmt::format("{}: longer than a megabyte", name_));
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);) {
             ++number_;
             take(trimmed(line), settings);
         }

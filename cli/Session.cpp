@@ -14,6 +14,7 @@
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "Input.h"
+#include "KeptFile.h"
 #include "Progress.h"
 #include "Stations.h"
 #include "Text.h"
@@ -112,6 +113,9 @@ void Session::countCorrections(const std::string& file) {
 bool Session::openLog(const std::string& name) {
     if (name.empty()) return true;
     std::string problem = fileNameProblem(name);
+    const auto isLog = [&](const std::string& file) { return isSameFile(file, name); };
+    if (std::any_of(options_.files.begin(), options_.files.end(), isLog))
+        problem = "the log would be added to a file that is read";
     if (problem.empty() && FamilyOpenLog(Text512(name).data()) != 0) problem = lastError();
     if (!problem.empty()) fail(name, problem);
     else logName_ = name;

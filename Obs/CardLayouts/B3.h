@@ -57,9 +57,6 @@ inline constexpr std::array<SignedField, 5> kSignedFields{{
 inline constexpr int kAzimuthDecimals = 4;
 inline constexpr int kRightAscensionDecimals = 1;  ///< of the second, HHMMSSs
 
-/// A signed field but for the column that may hold a sign.
-constexpr Columns withoutSign(Columns field) { return {field.first + 1, field.last}; }
-
 /// All that a card without sensor position may hold between its time and its type.
 inline constexpr Columns kMeasurements{kElOrDec.first, kSignedFields.back().columns.last};
 

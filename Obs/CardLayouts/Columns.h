@@ -19,6 +19,9 @@ struct Columns {
     constexpr unsigned offset() const { return first - 1; }
 };
 
+/// A signed field but for the column that may hold a sign.
+constexpr Columns withoutSign(Columns field) { return {field.first + 1, field.last}; }
+
 /// The largest satellite number that five alpha-5 columns hold.
 inline constexpr std::int32_t kMostAlpha5 = 339999;
 

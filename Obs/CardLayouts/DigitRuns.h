@@ -28,25 +28,37 @@ constexpr std::uint32_t numberOfDigits(std::uint64_t values) {
 }
 static_assert(numberOfDigits(0x0807060504030201u) == 12345678);
 
+/// The first digits of eight characters.
+struct LeadingDigits {
+    std::uint32_t number;
+    unsigned count;
+};
+inline LeadingDigits leadingDigits(const char* at) {
+    if constexpr (std::endian::native != std::endian::little) {
+        LeadingDigits digits{0, 0};
+        for (; digits.count < kDigitRun && isDigit(at[digits.count]); ++digits.count)
+            digits.number = 10 * digits.number + static_cast<std::uint32_t>(at[digits.count] - '0');
+        return digits;
+    }
+    std::uint64_t values = 0;
+    std::memcpy(&values, at, sizeof values);
+    values ^= kZeroDigits;
+    // Of the first that is not a digit the top bit is set; carries reach only those after it.
+    const std::uint64_t others = (values | (values + 0x7676767676767676u)) & 0x8080808080808080u;
+    if (others == 0) return {numberOfDigits(values), kDigitRun};
+    const auto count = static_cast<unsigned>(std::countr_zero(others)) / 8;
+    return {numberOfDigits(values << 1 << (63 - 8 * count)), count};
+}
+
 /// Goes past digits and appends them to a number, modulo 2^64. Eight characters from the end of the digits on must be
 /// there to be looked at.
 inline const char* takeDigits(const char* at, std::uint64_t& number) {
-    if constexpr (std::endian::native != std::endian::little) {
-        for (; isDigit(*at); ++at) number = 10 * number + static_cast<std::uint64_t>(*at - '0');
-        return at;
-    }
     static constexpr std::uint64_t kPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
     for (;;) {
-        std::uint64_t values = 0;
-        std::memcpy(&values, at, sizeof values);
-        values ^= kZeroDigits;
-        // Of the first that is not a digit the top bit is set; carries reach only those after it.
-        const std::uint64_t others = (values | (values + 0x7676767676767676u)) & 0x8080808080808080u;
-        const auto count = static_cast<unsigned>(std::countr_zero(others)) / 8;
-        if (count < kDigitRun) values = values << 1 << (63 - 8 * count);
-        number = number * kPowers[count] + numberOfDigits(values);
-        at += count;
-        if (count < kDigitRun) return at;
+        const LeadingDigits digits = leadingDigits(at);
+        number = number * kPowers[digits.count] + digits.number;
+        at += digits.count;
+        if (digits.count < kDigitRun) return at;
     }
 }
 

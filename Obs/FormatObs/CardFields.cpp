@@ -17,34 +17,6 @@ namespace obs {
 
 namespace {
 
-constexpr std::int64_t kIntegerPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000, 1000000000};
-
-/// The pairs "00" to "99".
-struct DigitPairs {
-    char text[200];
-    constexpr DigitPairs() : text{} {
-        for (int i = 0; i < 100; ++i) {
-            text[2 * i] = static_cast<char>('0' + i / 10);
-            text[2 * i + 1] = static_cast<char>('0' + i % 10);
-        }
-    }
-};
-constexpr DigitPairs kPairs;
-
-/// The nearest integer to x = value x 10^exponent, halves upwards, for x from 0 to 2^40. One product or
-/// quotient may be a rounding away from a half; there, and only there, the exact sign of the rest decides.
-std::int64_t nearest(double value, int exponent) {
-    constexpr double kCloseToHalf = 1e-3;  // above the rounding of a product below 2^40
-    const double x = scaled(value, exponent);
-    const auto whole = static_cast<std::int64_t>(x);
-    const double rest = x - static_cast<double>(whole);
-    if (std::fabs(rest - 0.5) > kCloseToHalf) return whole + (rest > 0.5);
-    const double half = static_cast<double>(whole) + 0.5;
-    const bool below = exponent < 0 ? std::fma(half, kPowersOfTen[-exponent], -value) > 0
-                                    : std::fma(value, kPowersOfTen[exponent], -half) < 0;
-    return whole + !below;
-}
-
 /// Mantissa digits and an exponent digit: mantissa x 10^(exponent - 5) km. Ranges that need no
 /// exponent count units of 10^-5 km.
 void putRange(char* out, double range, unsigned digits) {
@@ -102,7 +74,7 @@ SignificantDigits significantDigits(double value, int digits) {
     constexpr double kLeast = 1e-3;
     const double size = std::fabs(value);
     if (size == 0) return {};
-    SignificantDigits result{0, kMinExponent};
+    SignificantDigits result{0, size < 1 ? kMinExponent : 0};
     if (size >= kLeast && size < kPowersOfTen[kMaxExponent]) {
         while (size >= scaled(1, result.exponent)) ++result.exponent;
         result.digits = nearest(size, digits - result.exponent);
@@ -114,27 +86,6 @@ SignificantDigits significantDigits(double value, int digits) {
         ++result.exponent;
     }
     return result;
-}
-
-std::int64_t roundedUnits(double value, int decimals, std::int64_t limit) {
-    const double size = std::fabs(value);
-    if (!(size < static_cast<double>(limit))) return -1;
-    const std::int64_t units = nearest(size, decimals);
-    return units < limit ? units : -1;
-}
-
-void putDigits(char* out, unsigned width, std::int64_t number) {
-    if (number < 0 || number >= kIntegerPowers[width]) {
-        putAsterisks(out, width);
-        return;
-    }
-    auto rest = static_cast<std::uint32_t>(number);
-    while (width >= 2) {
-        width -= 2;
-        std::memcpy(out + width, kPairs.text + 2 * (rest % 100), 2);
-        rest /= 100;
-    }
-    if (width == 1) *out = static_cast<char>('0' + rest);
 }
 
 char oneDigit(std::int32_t number) {

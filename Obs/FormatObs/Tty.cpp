@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Obs/FormatObs/Tty.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 #include "Obs/CardLayouts/Tty.h"
 #include "siblings/include/Services.h"
@@ -11,8 +14,6 @@
 namespace obs {
 
 namespace {
-
-constexpr std::int64_t kPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
 
 void putHead(const ObsRecord& rec, const CardWriter& card1) {
     tty::kMark.copy(card1.at({1, 2}), tty::kMark.size());
@@ -25,22 +26,21 @@ void putHead(const ObsRecord& rec, const CardWriter& card1) {
     noteAsterisks(card1.at(tty::kSatNum));
 }
 
-/// The date text less its year and its point.
+/// The date text less its year.
 void putTime(double timeDs50, char* out) {
-    constexpr std::size_t kYear = 2, kPoint = 11, kBehindPoint = 12, kMilliseconds = 3;
-    char text[kBehindPoint + kMilliseconds];
-    family::ds50todate15(timeDs50, text);
+    constexpr std::size_t kYear = 2;
+    char text[kYear + tty::kTimeOnCard1.width()];
+    family::ds50todate14(timeDs50, text);
     noteAsterisks(text);
-    std::memcpy(out, text + kYear, kPoint - kYear);
-    std::memcpy(out + (kPoint - kYear), text + kBehindPoint, kMilliseconds);
+    std::memcpy(out, text + kYear, tty::kTimeOnCard1.width());
 }
 
 char signOf(double value) { return value < 0 ? '1' : '0'; }
 
-void putSigned(char* out, Columns columns, int decimals, double value) {
+[[gnu::always_inline]] inline void putSigned(char* out, Columns columns, int decimals, double value) {
     const unsigned digits = columns.width() - 1;
     out[0] = signOf(value);
-    putDigits(out + 1, digits, roundedUnits(value, decimals, kPowers[digits]));
+    putDigits(out + 1, digits, roundedUnits(value, decimals, kIntegerPowers[digits]));
 }
 
 /// Mantissa digits and an exponent digit. A range that needs no exponent is rounded a second time, from its
@@ -49,7 +49,7 @@ void putRange(char* out, Columns columns, double range) {
     constexpr double kLeast = 1e-5;
     constexpr int kLargestExponent = 5;
     const auto digits = static_cast<int>(columns.width()) - 1;
-    const std::int64_t most = kPowers[digits] - 1;
+    const std::int64_t most = kIntegerPowers[digits] - 1;
     SignificantDigits mantissa{0, 0};
     int exponent = 0;
     if (std::isnan(range)) {
@@ -63,7 +63,7 @@ void putRange(char* out, Columns columns, double range) {
         mantissa = significantDigits(range, digits);
         exponent = mantissa.exponent - (digits - tty::kRangeExponentBias);
         if (exponent < 0) {
-            mantissa.digits = (mantissa.digits + kPowers[-exponent] / 2) / kPowers[-exponent];
+            mantissa.digits = (mantissa.digits + kIntegerPowers[-exponent] / 2) / kIntegerPowers[-exponent];
             exponent = 0;
         }
     }
@@ -100,48 +100,72 @@ void putSatPosComponent(char* out, Columns columns, double km) {
     else std::memcpy(out + columns.width() - length, start, length);
 }
 
-void putMeasurement(char* out, const tty::Measurement& field, double value) {
-    switch (field.coding) {
-        case tty::Coding::kSigned: putSigned(out, field.columns, field.decimals, value); break;
-        case tty::Coding::kAzimuth:
-        case tty::Coding::kAzimuthOnCard2: GetAzimuthStr(out, value); break;
-        case tty::Coding::kRightAscension: GetRightAscensionStr(out, value); break;
-        case tty::Coding::kRange: putRange(out, field.columns, value); break;
+template <const auto& table, std::size_t i, std::int32_t type>
+void putIfCarried(const ObsRecord& rec, const CardWriter& card) {
+    constexpr const tty::Measurement& field = table[i];
+    constexpr bool kIsWritten = field.coding != tty::Coding::kRange || tty::kRangeWrittenTypes.has(type);
+    if constexpr (field.carriedBy.has(type) && kIsWritten) {
+        char* const out = card.at(field.columns);
+        const double value = rec.*field.value;
+        switch (field.coding) {
+            case tty::Coding::kSigned: return putSigned(out, field.columns, field.decimals, value);
+            case tty::Coding::kAzimuth:
+            case tty::Coding::kAzimuthOnCard2: return GetAzimuthStr(out, value);
+            case tty::Coding::kRightAscension: return GetRightAscensionStr(out, value);
+            case tty::Coding::kRange: return putRange(out, field.columns, value);
+        }
     }
 }
 
-template <class Table>
-void putMeasurements(const ObsRecord& rec, const Table& table, const CardWriter& card) {
-    for (const tty::Measurement& field : table) {
-        if (!field.carriedBy.has(rec.obsType)) continue;
-        if (field.coding == tty::Coding::kRange && !tty::kRangeWrittenTypes.has(rec.obsType)) continue;
-        putMeasurement(card.at(field.columns), field, rec.*field.value);
+template <const auto& table, std::int32_t type>
+void putMeasurements(const ObsRecord& rec, const CardWriter& card) {
+    [&]<std::size_t... i>(std::index_sequence<i...>) { (putIfCarried<table, i, type>(rec, card), ...); }
+    (std::make_index_sequence<table.size()>());
+}
+
+/// Gives the columns that the card has then.
+template <const auto& table>
+std::size_t putEndMark(std::int32_t type, const CardWriter& card) {
+    for (const tty::EndMarkColumns& mark : table) {
+        if (!mark.carriedBy.has(type)) continue;
+        tty::kEndMark.copy(card.at(mark.columns), tty::kEndMark.size());
+        return mark.columns.last;
     }
+    return tty::kCardColumns;
 }
 
-template <class Table>
-void putEndMark(const ObsRecord& rec, const Table& table, const CardWriter& card) {
-    for (const tty::EndMarkColumns& mark : table)
-        if (mark.carriedBy.has(rec.obsType)) tty::kEndMark.copy(card.at(mark.columns), tty::kEndMark.size());
-}
-
-void putCard1Values(const ObsRecord& rec, const CardWriter& card1) {
-    putMeasurements(rec, tty::kOnCard1, card1);
-    if (ObsHasRaDec(rec.obsType)) *card1.at(tty::kEquinoxIndOnCard1) = tty::kEquinoxOfDate;
-    if (tty::kSatPosTypes.has(rec.obsType))
+template <std::int32_t type>
+std::size_t putCard1Values(const ObsRecord& rec, const CardWriter& card1) {
+    putMeasurements<tty::kOnCard1, type>(rec, card1);
+    if (ObsHasRaDec(type)) *card1.at(tty::kEquinoxIndOnCard1) = tty::kEquinoxOfDate;
+    if (tty::kSatPosTypes.has(type))
         for (std::size_t i = 0; i < 3; ++i)
             putSatPosComponent(card1.at(tty::kSatPosOnCard1[i]), tty::kSatPosOnCard1[i], rec.satPos[i]);
-    putEndMark(rec, tty::kEndMarksOnCard1, card1);
+    return putEndMark<tty::kEndMarksOnCard1>(type, card1);
 }
 
-void putCard2Values(const ObsRecord& rec, const CardWriter& card2) {
-    putMeasurements(rec, tty::kOnCard2, card2);
-    if (ObsHasRaDec(rec.obsType)) *card2.at(tty::kEquinoxIndOnCard2) = oneDigit(rec.equinoxInd);
+template <std::int32_t type>
+std::size_t putCard2Values(const ObsRecord& rec, const CardWriter& card2) {
+    putMeasurements<tty::kOnCard2, type>(rec, card2);
+    if (ObsHasRaDec(type)) *card2.at(tty::kEquinoxIndOnCard2) = oneDigit(rec.equinoxInd);
     for (const tty::Vector& vector : tty::kVectorsOnCard2)
-        if (vector.carriedBy.has(rec.obsType))
+        if (vector.carriedBy.has(type))
             for (std::size_t i = 0; i < 3; ++i)
                 putVectorComponent(card2.at(vector.columns[i]), vector.columns[i], (rec.*vector.value)[i]);
-    putEndMark(rec, tty::kEndMarksOnCard2, card2);
+    return putEndMark<tty::kEndMarksOnCard2>(type, card2);
+}
+
+template <std::int32_t type>
+void putMessage(const ObsRecord& rec, CardLines& lines) {
+    const CardWriter first(lines.text[0]), second(lines.text[1]);
+    putHead(rec, first);
+    if constexpr (tty::kTimeOnCard1WrittenTypes.has(type)) {
+        putTime(rec.obsTime, first.at(tty::kTimeOnCard1));
+        lines.length = {putCard1Values<type>(rec, first), 0};
+    } else {
+        putTime(rec.obsTime, second.at(tty::kTimeOnCard2));
+        lines.length = {tty::kCardColumns, putCard2Values<type>(rec, second)};
+    }
 }
 
 Fineness finenessOf(const tty::Measurement& field) {
@@ -155,17 +179,13 @@ Fineness finenessOf(const tty::Measurement& field) {
 }  // namespace
 
 MaybeRefusal CreateTTYObs(const ObsRecord& rec, CardLines& lines) {
-    const CardWriter first(lines.text[0]), second(lines.text[1]);
-    const bool isOneCard = tty::kTimeOnCard1WrittenTypes.has(rec.obsType);
-    lines.length = {tty::kCardColumns, isOneCard ? 0 : tty::kCardColumns};
-    putHead(rec, first);
-    if (isOneCard) {
-        putTime(rec.obsTime, first.at(tty::kTimeOnCard1));
-        putCard1Values(rec, first);
-    } else {
-        putTime(rec.obsTime, second.at(tty::kTimeOnCard2));
-        putCard2Values(rec, second);
+    // Each type has its own walk through the tables, in which what it carries is known beforehand.
+    static constexpr std::int32_t kOther = 20;
+    static constexpr auto kWriters = []<std::int32_t... type>(std::integer_sequence<std::int32_t, type...>) {
+        return std::array<void (*)(const ObsRecord&, CardLines&), sizeof...(type)>{&putMessage<type>...};
     }
+    (std::make_integer_sequence<std::int32_t, kOther + 1>());
+    kWriters[std::min(static_cast<std::uint32_t>(rec.obsType), std::uint32_t{kOther})](rec, lines);
     return std::nullopt;
 }
 

@@ -73,10 +73,10 @@ void BulkAdd::append(SlotNumber slot, std::int64_t key, std::int32_t gid) {
     gStore.pools.mark(slot).gid = gid;
 }
 
-void BulkAdd::addAtPlace(std::int64_t key, char secClass, bool rotateToDate, const RareFields* rare) {
+void BulkAdd::addAtPlace(std::int64_t key, const UncommonFields& rest) {
     const SlotNumber slot = reserved_.nextSlot();
     append(slot, key, gid_);
-    gStore.pools.completeReserved(slot, secClass, rotateToDate, rare, reserved_);
+    gStore.pools.completeReserved(slot, rest, reserved_);
     reserved_.takeSlot();
 }
 

@@ -33,8 +33,8 @@ public:
         if (needsTopUp()) topUp();
         return gStore.pools.record(reserved_.nextSlot());
     }
-    /// and become one with the rest. `rare` is null where all of them are 0.
-    void addAtPlace(std::int64_t key, char secClass, bool rotateToDate, const RareFields* rare);
+    /// and become one with the rest.
+    void addAtPlace(std::int64_t key, const UncommonFields& rest);
 
     /// Observations added since the last commit.
     std::size_t size() const { return pending_.size(); }

@@ -21,7 +21,7 @@ std::int64_t obsfields2obskey(double obsTime, std::int32_t satNum, std::int32_t 
     return fieldKey(dayOfYear, satNum, senNum);
 }
 
-std::int64_t getobskey(const ObsRecord& rec) {
+std::int64_t getobskey(const CommonFields& rec) {
     const std::int32_t satNum = identifyingSatNum(rec);
     return satNum == 0 ? kNoKey : obsfields2obskey(rec.obsTime, satNum, rec.senNum);
 }

@@ -41,7 +41,7 @@ inline std::int32_t identifyingSatNum(const CommonFields& rec) {
 }
 
 /// The record's field key; -1 when it names no satellite.
-std::int64_t getobskey(const ObsRecord& rec);
+std::int64_t getobskey(const CommonFields& rec);
 
 inline bool isdmaobs(std::int64_t obsKey) { return obsKey > kLastFieldKeyLimit; }
 

@@ -23,7 +23,7 @@ constexpr std::uint32_t kTripleLimit = 0xffff0000u;
 std::uint64_t bitsOf(double value) { return std::bit_cast<std::uint64_t>(value); }
 
 /// A triple of the rare fields; their structure has nothing between them.
-static_assert(std::is_standard_layout_v<RareFields> && sizeof(RareFields) == kTripleKinds * sizeof(Triple));
+static_assert(std::is_standard_layout_v<RareFields> && sizeof(RareFields) == kRareTriples * sizeof(Triple));
 const char* tripleOf(const RareFields& rare, unsigned kind) {
     return reinterpret_cast<const char*>(&rare) + kind * sizeof(Triple);
 }
@@ -31,12 +31,21 @@ const char* tripleOf(const RareFields& rare, unsigned kind) {
 /// Which triples are not all zero.
 std::uint8_t maskOf(const RareFields& rare) {
     unsigned mask = 0;
-    for (unsigned kind = 0; kind < kTripleKinds; ++kind) {
+    for (unsigned kind = 0; kind < kRareTriples; ++kind) {
         std::uint64_t bits[3];
         std::memcpy(bits, tripleOf(rare, kind), sizeof bits);  // a negative zero is kept
         mask |= static_cast<unsigned>((bits[0] | bits[1] | bits[2]) != 0) << kind;
     }
     return static_cast<std::uint8_t>(mask);
+}
+
+/// An RF part is kept by its bytes.
+static_assert(std::is_trivially_copyable_v<RfObsData> && sizeof(RfObsData) == kRfTriples * sizeof(Triple));
+constexpr std::uint8_t kRfMask = ((1u << kRfTriples) - 1) << kRareTriples;
+constexpr std::uint8_t kVectorsMask = ((1u << kRareTriples) - 1) & ~1u;  ///< all triples but that of the rates
+
+bool hasRfAlone(const OptionalParts& parts) {
+    return parts.rfData && !parts.csvData && !parts.extraValues && !parts.biases;
 }
 
 /// Most CSV lines fill none of the fields that CSV alone has; then one mark says it all.
@@ -57,12 +66,15 @@ std::unique_ptr<OptionalParts> copyParts(const OptionalParts& parts) {
     return parts.hasParts() ? std::make_unique<OptionalParts>(parts) : nullptr;
 }
 
-void setDefaultCsv(OptionalParts& parts) {
+/// Makes a part the only one.
+template <class T>
+void setAlone(OptionalParts& parts, Owned<T> OptionalParts::*part, const T& value) {
+    if (!(parts.*part)) (parts.*part).create();
+    *(parts.*part) = value;
     parts.extraValues.release();
     parts.biases.release();
-    parts.rfData.release();
-    if (parts.csvData) *parts.csvData = CsvObsData{};
-    else parts.csvData.create();
+    if constexpr (!std::is_same_v<T, CsvObsData>) parts.csvData.release();
+    if constexpr (!std::is_same_v<T, RfObsData>) parts.rfData.release();
 }
 
 unsigned tripleCount(const StoredRecord& stored) { return static_cast<unsigned>(std::popcount(stored.tripleMask)); }
@@ -142,51 +154,54 @@ void Pools::write(SlotNumber slot, const ObsRecord& rec) {
     stored.parts = nullptr;
     stored.tripleMask = 0;
     const bool defaultCsv = hasDefaultCsvOnly(rec);
-    writeFields(slot, rec, defaultCsv ? nullptr : copyParts(rec), nullptr);
+    writeFields(slot, rec, defaultCsv || hasRfAlone(rec) ? nullptr : copyParts(rec), nullptr);
     stored.defaultCsv = defaultCsv;
 }
 
 void Pools::writeReserved(SlotNumber slot, ObsRecord& rec, Reservation& reserved) {
     std::unique_ptr<OptionalParts> parts;
     const bool defaultCsv = hasDefaultCsvOnly(rec);
-    if (rec.hasParts() && !defaultCsv)
+    if (rec.hasParts() && !defaultCsv && !hasRfAlone(rec))
         parts = std::make_unique<OptionalParts>(std::move(static_cast<OptionalParts&>(rec)));
     writeFields(slot, rec, std::move(parts), &reserved);
     records_[slot].defaultCsv = defaultCsv;
 }
 
-void Pools::writeFields(SlotNumber slot, const ObsFields& rec, std::unique_ptr<OptionalParts> parts,
+void Pools::writeFields(SlotNumber slot, const ObsRecord& rec, std::unique_ptr<OptionalParts> parts,
                         Reservation* reserved) {
     StoredRecord& stored = records_[slot];
     if (parts) anyParts_.store(true, std::memory_order_relaxed);
-    writeRareFields(stored, rec, reserved);
+    writeTriples(stored, &rec, hasRfAlone(rec) ? &*rec.rfData : nullptr, reserved);
     static_cast<CommonFields&>(stored) = rec;
     stored.parts = parts.release();
     stored.secClass = rec.secClass;
     stored.rotateToDate = rec.rotateToDate != 0;
 }
 
-void Pools::writeRareFields(StoredRecord& stored, const RareFields& rare, Reservation* reserved) {
-    const std::uint8_t mask = maskOf(rare);
+void Pools::writeTriples(StoredRecord& stored, const RareFields* rare, const RfObsData* rf, Reservation* reserved) {
+    const std::uint8_t rareMask = rare == nullptr ? 0 : maskOf(*rare);
+    const std::uint8_t mask = rareMask | (rf == nullptr ? 0 : kRfMask);
     if (mask != 0) {
         stored.triples = acquireTriples(static_cast<unsigned>(std::popcount(mask)), reserved);
         std::uint32_t at = stored.triples;
-        for (unsigned kind = 0; kind < kTripleKinds; ++kind)
-            if ((mask >> kind & 1u) != 0) std::memcpy(&triples_[at++], tripleOf(rare, kind), sizeof(Triple));
+        for (unsigned kind = 0; kind < kRareTriples; ++kind)
+            if ((rareMask >> kind & 1u) != 0) std::memcpy(&triples_[at++], tripleOf(*rare, kind), sizeof(Triple));
+        if (rf != nullptr)
+            for (unsigned i = 0; i < kRfTriples; ++i)
+                std::memcpy(&triples_[at++], reinterpret_cast<const char*>(rf) + i * sizeof(Triple), sizeof(Triple));
     }
     stored.tripleMask = mask;
 }
 
-void Pools::completeReserved(SlotNumber slot, char secClass, bool rotateToDate, const RareFields* rare,
-                             Reservation& reserved) {
+void Pools::completeReserved(SlotNumber slot, const UncommonFields& rest, Reservation& reserved) {
     StoredRecord& stored = records_[slot];
     stored.parts = nullptr;
     stored.triples = 0;
-    stored.secClass = secClass;
+    stored.secClass = rest.secClass;
     stored.tripleMask = 0;
-    stored.rotateToDate = rotateToDate;
+    stored.rotateToDate = rest.rotateToDate;
     stored.defaultCsv = 0;
-    if (rare != nullptr) writeRareFields(stored, *rare, &reserved);
+    if (rest.rare != nullptr || rest.rf != nullptr) writeTriples(stored, rest.rare, rest.rf, &reserved);
 }
 
 void Pools::rewrite(SlotNumber slot, const ObsRecord& rec) {
@@ -203,7 +218,7 @@ void Pools::rewrite(SlotNumber slot, const ObsRecord& rec) {
 /// The triples that a record has; the others stay as they are.
 void Pools::readRareFields(const StoredRecord& stored, RareFields& rare) const {
     std::uint32_t at = stored.triples;
-    for (unsigned kind = 0; kind < kTripleKinds; ++kind)
+    for (unsigned kind = 0; kind < kRareTriples; ++kind)
         if ((stored.tripleMask >> kind & 1u) != 0)
             std::memcpy(const_cast<char*>(tripleOf(rare, kind)), &triples_[at++], sizeof(Triple));
 }
@@ -216,11 +231,20 @@ unsigned Pools::read(SlotNumber slot, ObsRecord& rec, bool withParts) const {
     static_cast<RareFields&>(rec) = kDefaultFields;
     if (stored.tripleMask != 0) readRareFields(stored, rec);
     if (withParts) readParts(stored, rec);
-    return stored.tripleMask >> 1u;
+    return (stored.tripleMask & kVectorsMask) >> 1u;
 }
 
-void Pools::readParts(const StoredRecord& stored, OptionalParts& parts) {
-    if (stored.defaultCsv != 0) setDefaultCsv(parts);
+void Pools::readRf(const StoredRecord& stored, OptionalParts& parts) const {
+    RfObsData rf;
+    const std::uint32_t first = stored.triples + tripleCount(stored) - kRfTriples;
+    for (unsigned i = 0; i < kRfTriples; ++i)
+        std::memcpy(reinterpret_cast<char*>(&rf) + i * sizeof(Triple), &triples_[first + i], sizeof(Triple));
+    setAlone(parts, &OptionalParts::rfData, rf);
+}
+
+void Pools::readParts(const StoredRecord& stored, OptionalParts& parts) const {
+    if (stored.defaultCsv != 0) setAlone(parts, &OptionalParts::csvData, CsvObsData{});
+    else if ((stored.tripleMask & kRfMask) != 0) readRf(stored, parts);
     else if (stored.parts != nullptr) parts = *stored.parts;
     else if (parts.hasParts()) parts = OptionalParts{};
 }

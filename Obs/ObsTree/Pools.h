@@ -81,9 +81,9 @@ struct Mark {
 };
 
 /// A record as it is kept. The triples of its rare fields are in their order from `triples` on, those that are all
-/// zero left out.
+/// zero left out; after them an RF part, where that is the only part.
 struct StoredRecord : CommonFields {
-    OptionalParts* parts;  ///< owned; null when the record has none
+    OptionalParts* parts;  ///< owned; null when the record has none, or is kept without them
     std::uint32_t triples;
     char secClass;
     std::uint8_t tripleMask;  ///< which triples there are
@@ -92,11 +92,13 @@ struct StoredRecord : CommonFields {
 };
 static_assert(sizeof(StoredRecord) == 88);
 
-/// Three reals, as the store keeps rare fields.
+/// Three reals, as the store keeps rare fields, or as much of an RF part.
 struct Triple {
     double v[3];
 };
-inline constexpr unsigned kTripleKinds = sizeof(RareFields) / sizeof(Triple);
+inline constexpr unsigned kRareTriples = sizeof(RareFields) / sizeof(Triple);
+inline constexpr unsigned kRfTriples = sizeof(RfObsData) / sizeof(Triple);
+inline constexpr unsigned kTripleKinds = kRareTriples + kRfTriples;
 
 /// Slots and triples set aside for one owner, which may fill them while readers go on.
 struct Reservation {
@@ -166,9 +168,8 @@ public:
     /// Writes a record into a reserved slot, taking its optional parts over. The reservation must hold at least
     /// `kTripleKinds` triples. On std::bad_alloc the slot holds no record.
     void writeReserved(SlotNumber slot, ObsRecord& rec, Reservation& reserved);
-    /// Makes a record of a reserved slot whose common fields are written. `rare` is null where all of them are 0.
-    void completeReserved(SlotNumber slot, char secClass, bool rotateToDate, const RareFields* rare,
-                          Reservation& reserved);
+    /// Makes a record of a reserved slot whose common fields are written.
+    void completeReserved(SlotNumber slot, const UncommonFields& rest, Reservation& reserved);
     /// Replaces a slot's record; on std::bad_alloc the old one stays.
     void rewrite(SlotNumber slot, const ObsRecord& rec);
     /// Reads a record; `withParts` false leaves the optional parts as they are in `rec`. Gives which of senPos, senVel,
@@ -198,11 +199,12 @@ public:
 
 private:
     std::uint32_t acquireTriples(unsigned count, Reservation* reserved);
-    void writeRareFields(StoredRecord& stored, const RareFields& rare, Reservation* reserved);
-    void writeFields(SlotNumber slot, const ObsFields& rec, std::unique_ptr<OptionalParts> parts,
+    void writeTriples(StoredRecord& stored, const RareFields* rare, const RfObsData* rf, Reservation* reserved);
+    void writeFields(SlotNumber slot, const ObsRecord& rec, std::unique_ptr<OptionalParts> parts,
                      Reservation* reserved);
     void readRareFields(const StoredRecord& stored, RareFields& rare) const;
-    static void readParts(const StoredRecord& stored, OptionalParts& parts);
+    void readRf(const StoredRecord& stored, OptionalParts& parts) const;
+    void readParts(const StoredRecord& stored, OptionalParts& parts) const;
     void releaseRecord(StoredRecord& stored);
     void releaseTriples(std::uint32_t first, unsigned count);
     SlotNumber popFreeSlot();

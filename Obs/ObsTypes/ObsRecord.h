@@ -99,6 +99,14 @@ struct OptionalParts {
 
 struct ObsRecord : ObsFields, OptionalParts {};
 
+/// What goes with common fields that are written where the record stays.
+struct UncommonFields {
+    char secClass = 'U';
+    bool rotateToDate = true;
+    const RareFields* rare = nullptr;  ///< null where all of them are 0
+    const RfObsData* rf = nullptr;     ///< the only optional part, or null
+};
+
 /// Releases each optional part that is present; the record itself stays usable.
 void freeobsrecord(ObsRecord& rec);
 

@@ -291,8 +291,8 @@ inline std::size_t scanLines(const std::string& path) {
     return lines;
 }
 
-/// Fresh memory for n observations, as much as a load by the library takes at its peak, each written once; hand it back to
-/// keep it alive.
+/// Fresh memory for n observations, as much as a load took at its peak when its target was set, each written once; hand
+/// it back to keep it alive.
 inline std::unique_ptr<std::byte[]> touchRecords(std::size_t n) {
     constexpr std::size_t kFreshBytes = 142;
     std::unique_ptr<std::byte[]> memory(new std::byte[n * kFreshBytes]);

@@ -6,11 +6,10 @@
 #include "Obs/CardLayouts/SlrNumbers.h"
 #include "Obs/ObsCardReading/Cards/B3.h"
 #include "Obs/ObsCardReading/Cards/B3Quick.h"
+#include "Obs/ObsCardReading/Cards/PlainColumns.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
-#include "Obs/ObsTree/Ordering.h"
 #include "tests/CaseFile.h"
-#include "tests/LoadFixture.h"
 #include "tests/RecordFields.h"
 
 namespace obs::test {
@@ -46,48 +45,7 @@ TEST(B3Cases, quickAndCarefulReadersAgree) {
             ASSERT_TRUE(sameMeasurements(fast, careful)) << card;
         }
     }
-    EXPECT_EQ(quick > 2000, kHasQuickB3) << quick;
-}
-
-class B3Decks : public LoadFixture {
-protected:
-    /// All that the store holds, in order of insertion, and what was said of lines.
-    std::string left() {
-        std::vector<std::int64_t> keys(checkedKeys().size());
-        obslistkeys(-8, std::nullopt, keys.data(), keys.size());
-        std::string text;
-        for (const std::int64_t key : keys) {
-            ObsRecord rec;
-            EXPECT_TRUE(obsfindrec(key, rec));
-            text += std::to_string(key) + rec.secClass + std::to_string(rec.rotateToDate);
-            for (const auto& [name, value] : fieldsOf(rec)) text.append(reinterpret_cast<const char*>(&value), 8);
-        }
-        obsemptytree();
-        for (const std::string& error : std::exchange(log_.errors, {})) text += error + "\n";
-        return text;
-    }
-};
-
-// A load writes plain cards straight to where they stay: as if each had gone the long way.
-TEST_F(B3Decks, loadAsLineByLine) {
-    std::mt19937 random(6);
-    const std::vector<Case> cases = readCases(OBS_TEST_DATA "/b3/b3.cases");
-    std::string deck;
-    for (int i = 0; i < 3000; ++i) {
-        std::string card = cases[random() % cases.size()].card;
-        if (random() % 4 != 0) card.replace(15, 4, std::to_string(1000 + random() % 400));
-        deck += (random() % 2 == 0 ? damaged(card, random) : card) + (random() % 5 == 0 ? "\r\n" : "\n");
-    }
-    load(deck);
-    const std::string atOnce = left();
-    LineReader lines(deck, true);
-    LoadCounts counts;
-    for (std::string_view line; lines.next(line);)
-        if (ObsCardType(line) != LineClass::notObservation && !isCommentOrBlank(line))
-            ReadObsRec(line, ObsCardType(line), counts);
-    EXPECT_GT(obsgetnumoftreenodes(), 500);
-    EXPECT_EQ(atOnce, left());
-    EXPECT_EQ(counts.bad, latestLoad().counts.bad);
+    EXPECT_EQ(quick > 2000, kHasPlainColumns) << quick;
 }
 
 TEST(B3Cases, shortCardsReadAsBlankPadded) {

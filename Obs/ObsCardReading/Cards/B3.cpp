@@ -41,7 +41,7 @@ bool areIntegers(const CardText& card, ObsTypeSet types, bool withSigns) {
     if (!isInteger(card, b3::kAzimuth) || !isInteger(card, b3::kRange)) return false;
     for (const b3::SignedField& field : b3::kSignedFields)
         if (field.carriedBy.meets(types) &&
-            !isInteger(card, withSigns ? field.columns : b3::withoutSign(field.columns)))
+            !isInteger(card, withSigns ? field.columns : withoutSign(field.columns)))
             return false;
     return !kSensorPositionTypes.meets(types) ||
            std::all_of(b3::kSensorPosition.begin(), b3::kSensorPosition.end(),

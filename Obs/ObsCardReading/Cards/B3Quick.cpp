@@ -9,33 +9,12 @@
 
 #include "Obs/CardLayouts/B3.h"
 #include "Obs/CardLayouts/CardNumbers.h"
-#include "Obs/CardLayouts/DigitRuns.h"
-#include "siblings/include/Services.h"
+#include "Obs/ObsCardReading/Cards/PlainColumns.h"
 #include "siblings/include/Time.h"
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 namespace obs {
 
 namespace {
-
-/// A set of the 90 columns, one bit each.
-struct ColumnSet {
-    std::uint64_t low = 0;   // columns 1-64
-    std::uint64_t high = 0;  // columns 65-90
-
-    constexpr void add(Columns columns) {
-        for (unsigned column = columns.first; column <= columns.last; ++column)
-            (column <= 64 ? low : high) |= std::uint64_t{1} << ((column - 1) % 64);
-    }
-    constexpr void remove(const ColumnSet& other) {
-        low &= ~other.low;
-        high &= ~other.high;
-    }
-    constexpr bool meets(const ColumnSet& other) const { return ((low & other.low) | (high & other.high)) != 0; }
-};
 
 /// What a plain card of one type shows.
 struct Plain {
@@ -53,14 +32,14 @@ constexpr Plain plainCard(std::int32_t type) {
     ColumnSet signs;
     for (const b3::SignedField& field : b3::kSignedFields) {
         if (!field.carriedBy.has(type)) continue;
-        plain.digits.add(b3::withoutSign(field.columns));
+        plain.digits.add(withoutSign(field.columns));
         signs.add({field.columns.first, field.columns.first});
     }
     if (kAngleTypes.has(type)) plain.digits.add(b3::kAzimuth);
     if (b3::kRangeWrittenTypes.has(type)) plain.digits.add(b3::kRange);
     if (kSensorPositionTypes.has(type)) {
         for (const Columns& component : b3::kSensorPosition) {
-            plain.digits.add(b3::withoutSign(component));
+            plain.digits.add(withoutSign(component));
             signs.add({component.first, component.first});
         }
         ColumnSet range;  // digits or blanks, looked at by itself
@@ -80,23 +59,7 @@ constexpr std::array<Plain, 10> kPlainCards = [] {
     return cards;
 }();
 
-constexpr ColumnSet setOf(Columns columns) {
-    ColumnSet set;
-    set.add(columns);
-    return set;
-}
-
-/// Characters that stand for a digit in a column; `kSurprise` for all others.
-constexpr std::uint8_t kSurprise = 255;
-constexpr std::array<std::uint8_t, 256> kDigitOrBlank = [] {
-    std::array<std::uint8_t, 256> values{};
-    values.fill(kSurprise);
-    for (unsigned digit = 0; digit <= 9; ++digit) values['0' + digit] = static_cast<std::uint8_t>(digit);
-    values[' '] = 0;
-    return values;
-}();
-
-/// The same of sign columns, 16 more when the character negates.
+/// Values of sign columns, 16 more when the character negates.
 constexpr std::uint8_t kNegative = 16;
 constexpr std::array<std::uint8_t, 256> kSignColumn = [] {
     std::array<std::uint8_t, 256> values = kDigitOrBlank;
@@ -107,100 +70,14 @@ constexpr std::array<std::uint8_t, 256> kSignColumn = [] {
     return values;
 }();
 
-std::uint8_t lookUp(const std::array<std::uint8_t, 256>& table, const char* card, Columns column) {
-    return table[static_cast<unsigned char>(card[column.offset()])];
-}
-
-struct Shape {
-    ColumnSet notDigit;
-    ColumnSet notBlank;
-};
-
-#if defined(__SSE2__)
-
-constexpr unsigned kBlock = 16;
-
-struct Marks {
-    std::uint64_t digits, blanks;  ///< a bit for each character of a block
-};
-
-Marks marksOf(const char* text) {
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
-    const __m128i value = _mm_sub_epi8(block, _mm_set1_epi8('0'));
-    const __m128i isDigitHere = _mm_cmpeq_epi8(_mm_min_epu8(value, _mm_set1_epi8(9)), value);
-    const __m128i isBlankHere = _mm_cmpeq_epi8(block, _mm_set1_epi8(' '));
-    return {static_cast<std::uint32_t>(_mm_movemask_epi8(isDigitHere)),
-            static_cast<std::uint32_t>(_mm_movemask_epi8(isBlankHere))};
-}
-
-#else
-
-constexpr unsigned kBlock = 8;
-
-struct Marks {
-    std::uint64_t digits, blanks;
-};
-
-/// The top bits of eight bytes as eight bits.
-std::uint64_t topBits(std::uint64_t bytes) { return (bytes >> 7 & 0x0101010101010101u) * 0x0102040810204080u >> 56; }
-
-/// The top bit of each byte that is above a number below 128.
-std::uint64_t above(std::uint64_t bytes, std::uint8_t most) {
-    return bytes | ((bytes & 0x7F7F7F7F7F7F7F7Fu) + (127u - most) * 0x0101010101010101u);
-}
-
-Marks marksOf(const char* text) {
-    std::uint64_t block = 0;
-    std::memcpy(&block, text, sizeof block);
-    return {topBits(~above(block ^ kZeroDigits, 9)), topBits(~above(block ^ 0x2020202020202020u, 0))};
-}
-
-#endif
-
-/// Looks at 90 columns; the last block overlaps the one before, so that nothing after them is read.
-Shape shapeOf(const char* card) {
-    std::uint64_t digits[2] = {}, blanks[2] = {};
-    for (unsigned from = 0; from < b3::kCardColumns; from += kBlock) {
-        const unsigned at = from + kBlock <= b3::kCardColumns ? from : b3::kCardColumns - kBlock;
-        const Marks marks = marksOf(card + at);
-        digits[from / 64] |= marks.digits << (at % 64);
-        blanks[from / 64] |= marks.blanks << (at % 64);
-    }
-    return {{~digits[0], ~digits[1]}, {~blanks[0], ~blanks[1]}};
-}
-
-/// The number in up to eight digit columns, of eight bytes that end with the field where there are as many before it.
-template <Columns field>
-std::uint32_t digitsAt(const char* card) {
-    static_assert(field.width() <= kDigitRun);
-    constexpr unsigned kBitsBefore = 8 * (kDigitRun - field.width());
-    constexpr std::uint64_t kValues = 0x0F0F0F0F0F0F0F0Fu;
-    std::uint64_t v = 0;
-    if constexpr (field.last >= kDigitRun) {
-        std::memcpy(&v, card + field.last - kDigitRun, sizeof v);
-        return numberOfDigits(v & (kValues << kBitsBefore));
-    } else {
-        std::memcpy(&v, card + field.offset(), sizeof v);
-        return numberOfDigits((v & kValues) << kBitsBefore);
-    }
-}
-
-/// The same behind a column for the sign. False for a surprise there.
+/// The number behind a column for the sign. False for a surprise there.
 template <Columns field>
 bool signedDigitsAt(const char* card, double& number, std::uint8_t mostSign = kNegative + 9) {
     const std::uint8_t sign = lookUp(kSignColumn, card, field);
     constexpr double kLeading = kPowersOfTen[field.width() - 1];
-    const double size = (sign & 15u) * kLeading + digitsAt<b3::withoutSign(field)>(card);
+    const double size = (sign & 15u) * kLeading + digitsAt<withoutSign(field)>(card);
     number = (sign & kNegative) != 0 ? -size : size;
     return sign <= mostSign;
-}
-
-template <Columns field>
-bool satNumAt(const char* card, const Shape& shape, std::int32_t& number) {
-    constexpr ColumnSet kColumns = setOf(field);
-    if (shape.notDigit.meets(kColumns)) return family::readalpha5({card + field.offset(), field.width()}, number);
-    number = static_cast<std::int32_t>(digitsAt<field>(card));
-    return true;
 }
 
 /// All of a card that nearly every card has.
@@ -315,10 +192,10 @@ constexpr auto kPlainReaders = []<std::int32_t... type>(std::integer_sequence<st
 
 /// Of 90 columns.
 bool readPlainCard(const char* card, CommonFields& to, RareFields& rare, double& dayOfYear) {
-    if constexpr (!kHasQuickB3) return false;
+    if constexpr (!kHasPlainColumns) return false;
     const auto type = static_cast<std::uint32_t>(card[b3::kObsType.offset()] - '0');
     if (type >= kPlainCards.size() || !kPlainCards[type].known) return false;
-    const Shape shape = shapeOf(card);
+    const Shape shape = shapeOf<b3::kCardColumns>(card);
     if (shape.notDigit.meets(kPlainCards[type].digits) || shape.notBlank.meets(kPlainCards[type].blanks)) return false;
     return kPlainReaders[type](card, shape, to, rare, dayOfYear);
 }

@@ -4,20 +4,12 @@
 /// reader, so this one decides nothing: a card that it takes means the same there, bit for bit.
 #pragma once
 
-#include <bit>
 #include <string_view>
 
 #include "Obs/CardLayouts/Columns.h"
 #include "Obs/ObsTypes/ObsRecord.h"
-#include "Obs/ObsTypes/TypeSets.h"
 
 namespace obs {
-
-/// Digits are taken from words whose lowest byte comes first; elsewhere no card is.
-inline constexpr bool kHasQuickB3 = std::endian::native == std::endian::little;
-
-/// Types whose cards fill rare fields.
-inline constexpr ObsTypeSet kTypesWithRareFields = kRateTypes | kSensorPositionTypes;
 
 /// Fills all common fields, without rotating; the rare ones where the type that is read has some, all of them then;
 /// `dayOfYear` as `family::fyklok` gives it. The classification is the first column of the line, whatever it is. False

@@ -12,6 +12,7 @@
 
 #include "Obs/CardLayouts/Csv.h"
 #include "Obs/CardLayouts/DigitRuns.h"
+#include "Obs/CardLayouts/PlainReals.h"
 #include "Obs/ObsStates/Equinox.h"
 #include "Obs/ObsTypes/TypeSets.h"
 #include "siblings/include/Services.h"
@@ -23,15 +24,7 @@ namespace {
 
 // --- Plain numbers, as nearly all fields hold --------------------------------------------
 
-/// Powers of ten that a double holds exactly.
-constexpr double kExactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,
-                                   1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19};
-constexpr std::uint64_t kLargestExactInteger = std::uint64_t{1} << std::numeric_limits<double>::digits;
-constexpr auto kDigitsOf64Bits = static_cast<std::ptrdiff_t>(std::size(kExactPowers)) - 1;
-static_assert(kDigitsOf64Bits == std::numeric_limits<std::int64_t>::digits10 + 1);
-constexpr std::ptrdiff_t kDigitsOf32Bits = 9;
-
-/// As `readPlainReal`, for numbers with an exponent or too many digits for one division.
+/// As `readPlainReal`, for numbers with too many digits for one division.
 const char* readOtherReal(const char* at, const char* limit, char end, double& value) {
     const bool hasDigit = isDigit(*at) || (*at == '.' && isDigit(at[1]));  // the library reads words as well
     const auto [behind, error] = std::from_chars(at, limit, value);
@@ -41,23 +34,9 @@ const char* readOtherReal(const char* at, const char* limit, char end, double& v
 /// A number that ends in `end` and has neither blanks nor a plus sign. Gives the place of `end`, null for
 /// anything else. Some `end` must lie at or before `limit`.
 const char* readPlainReal(const char* at, const char* limit, char end, double& value) {
+    if (const char* const behind = takePlainReal(at, value); behind != nullptr && *behind == end) return behind;
     const bool negative = *at == '-';
-    at += negative;
-    std::uint64_t number = 0;
-    const char* behind = takeDigits(at, number);
-    std::ptrdiff_t count = behind - at, decimals = 0;
-    if (*behind == '.') {
-        const char* const point = behind;
-        behind = takeDigits(point + 1, number);
-        decimals = behind - point - 1;
-        count += decimals;
-    }
-    if (*behind == end && count > 0 && count <= kDigitsOf64Bits && number <= kLargestExactInteger) {
-        // Two exact numbers and one division: correctly rounded.
-        value = static_cast<double>(static_cast<std::int64_t>(number)) / kExactPowers[decimals];
-    } else {
-        behind = readOtherReal(at, limit, end, value);
-    }
+    const char* const behind = readOtherReal(at + negative, limit, end, value);
     if (negative) value = -value;
     return behind;
 }
@@ -65,10 +44,10 @@ const char* readPlainReal(const char* at, const char* limit, char end, double& v
 const char* readPlainInteger(const char* at, std::int32_t& value) {
     const bool negative = *at == '-';
     at += negative;
-    std::uint64_t number = 0;
-    const char* const behind = takeDigits(at, number);
-    if (behind == at || behind - at > kDigitsOf32Bits || *behind != csv::kSeparator) return nullptr;
-    const auto size = static_cast<std::int32_t>(number);
+    const LeadingDigits digits = leadingDigits(at);
+    const char* const behind = at + digits.count;
+    if (digits.count == 0 || *behind != csv::kSeparator) return nullptr;
+    const auto size = static_cast<std::int32_t>(digits.number);
     value = negative ? -size : size;
     return behind;
 }

@@ -16,6 +16,9 @@ namespace obs {
 /// refusal the record may be partly filled and is to be discarded.
 MaybeRefusal ReadRFObs(const CardText& line, ObsRecord& rec, const SensorSource& sensors = familySensors());
 
+/// The same into common fields that hold defaults, and a default RF part.
+MaybeRefusal readRfLine(const CardText& line, const SensorSource& sensors, CommonFields& to, RfObsData& data);
+
 /// RF time text to days since 1950 UTC; false, leaving the time alone, when it is not a date and time.
 bool readRfTime(std::string_view text, double& timeDs50);
 

@@ -184,8 +184,9 @@ bool SlrBlock::readRange(const CardText& line, ObsRecord& rec) {
     const double measured = valueOf(line, layout::kTimeOfFlight, kPsPerS);
     const double timeOfFlight = measured - pass_.systemDelayS;
     if (!holdsItems(line, columns().summed) || !(measured > 0 && timeOfFlight > 0)) return false;
-    rec = slrRangeRecord(pass_.satNum, pass_.senNum, pass_.dayDs50 + slrDayShift(firing, firstFiring_),
-                         firing + timeOfFlight / 2, slrRangeKm(timeOfFlight));
+    resetobsrecord(rec);
+    setSlrRange(rec, pass_.satNum, pass_.senNum, pass_.dayDs50 + slrDayShift(firing, firstFiring_),
+                firing + timeOfFlight / 2, slrRangeKm(timeOfFlight));
     correct(line, rec, engineering_ ? readAngles(line, rec) : kNotGiven);
     return true;
 }

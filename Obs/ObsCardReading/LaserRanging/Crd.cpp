@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Obs/ObsCardReading/LaserRanging/Range.h"
+#include "Obs/ObsCardReading/LaserRanging/RangeItems.h"
 #include "Obs/ObsStates/Angles.h"
 #include "siblings/include/Services.h"
 #include "siblings/include/Time.h"
@@ -15,12 +16,6 @@ namespace obs {
 namespace {
 
 constexpr double kNotKnown = std::numeric_limits<double>::quiet_NaN();
-
-/// Seconds of a day with a leap second; the scale of times takes that second as the next day's first.
-constexpr double kEndOfDayS = 86401;
-
-/// Half a day, light from beyond Neptune: it only keeps out what is not a time of flight.
-constexpr double kLongestFlightS = 43200;
 
 constexpr std::int32_t kLargestPad = 99'999;
 
@@ -327,24 +322,16 @@ void CrdReader::tellKeptHeaders(const Line& line) {
 void CrdReader::readRange(const Line& line, bool isFullRate) {
     counted_ = Took::range;
     if (!beginData(line)) return refused_.refuse(*sessionRefusal_, line.text, line.place, *sink_);
-    const CrdItems items(line.text, crd::range::kFilterFlag + 1);
-    CrdSession::Range range;
-    std::int32_t epochEvent = 0, filterFlag = 0;
-    constexpr double kLeastFlightS = std::numeric_limits<double>::min();
-    MaybeRefusal why = refuseNul(line.text);
-    if (!why)
-        why = readItem(items, crd::range::kSecondOfDay, "second of day", 0.0, kEndOfDayS, range.record.secondOfDay);
-    if (!why)
-        why = readItem(items, crd::range::kTimeOfFlight, "time of flight", kLeastFlightS, kLongestFlightS,
-                       range.record.timeOfFlightS);
-    if (!why) why = readItem(items, crd::range::kEpochEvent, "epoch event", 0, 2, epochEvent);
-    if (!why && isFullRate && !isMissing(items[crd::range::kFilterFlag]))
-        why = readItem(items, crd::range::kFilterFlag, "filter flag", 0, 2, filterFlag);
-    if (why) return session_.refuse(*why, line.text, line.place);
+    RangeItems items;
+    if (!readPlainRangeItems(line.text, isFullRate, items))
+        if (const MaybeRefusal why = readRangeItems(line.text, isFullRate, items))
+            return session_.refuse(*why, line.text, line.place);
     constexpr std::int32_t kNoise = 1;
-    range.isNoise = filterFlag == kNoise;
-    range.epochEvent = static_cast<std::uint8_t>(epochEvent);
-    range.wavelengthUm = wavelengthOf(items[crd::range::kConfiguration]);
+    CrdSession::Range range;
+    range.record = {items.secondOfDay, items.timeOfFlightS};
+    range.isNoise = items.filterFlag == kNoise;
+    range.epochEvent = static_cast<std::uint8_t>(items.epochEvent);
+    range.wavelengthUm = wavelengthOf(items.configuration);
     range.place = line.place;
     session_.add(range);
 }

@@ -41,15 +41,14 @@ double slrRangeKm(double timeOfFlightS, bool twoWay) {
     return twoWay ? km / 2 : km;
 }
 
-ObsRecord slrRangeRecord(std::int32_t satNum, std::int32_t senNum, std::int32_t dayDs50, double bounceSecondOfDay,
-                         double rangeKm) {
-    ObsRecord rec;
-    rec.satNum = satNum;
-    rec.senNum = senNum;
-    rec.obsType = kTypeRange;
-    rec.obsTime = dayDs50 + bounceSecondOfDay / kSecondsPerDay;
-    rec.range = rangeKm;
-    return rec;
+void setSlrRange(CommonFields& to, std::int32_t satNum, std::int32_t senNum, std::int32_t dayDs50,
+                 double bounceSecondOfDay, double rangeKm) {
+    to = kDefaultFields;
+    to.satNum = satNum;
+    to.senNum = senNum;
+    to.obsType = kTypeRange;
+    to.obsTime = dayDs50 + bounceSecondOfDay / kSecondsPerDay;
+    to.range = rangeKm;
 }
 
 std::int32_t slrDayShift(double secondOfDay, double startSecondOfDay) {

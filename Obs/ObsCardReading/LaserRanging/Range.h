@@ -21,10 +21,10 @@ MaybeRefusal slrSensor(std::int32_t padNumber, const SensorSource& sensors, std:
 /// One-way range of a time of flight, which is there and back unless said otherwise.
 double slrRangeKm(double timeOfFlightS, bool twoWay = true);
 
-/// A type 6 observation, class "U", of the moment at which the satellite reflected. `dayDs50` is the day's number
-/// since 1950; the second may lie outside that day.
-ObsRecord slrRangeRecord(std::int32_t satNum, std::int32_t senNum, std::int32_t dayDs50, double bounceSecondOfDay,
-                         double rangeKm);
+/// The fields of a type 6 observation of the moment at which the satellite reflected; all other fields hold defaults.
+/// `dayDs50` is the day's number since 1950; the second may lie outside that day.
+void setSlrRange(CommonFields& to, std::int32_t satNum, std::int32_t senNum, std::int32_t dayDs50,
+                 double bounceSecondOfDay, double rangeKm);
 
 /// The days to add to that of a session's start for a record's second of day: records lie within half a day of the
 /// start, whatever side of midnight they are on.

@@ -120,11 +120,9 @@ void CrdSession::handOver(const ReadSettings& settings, RecordSink& sink) {
     sensors_ = settings.sensors;
     corrections_ = {};
     auto remark = remarks_.cbegin();
-    ObsRecord rec;
     for (const Range& range : ranges_) {
         for (; remark != remarks_.cend() && remark->place.number < range.place.number; ++remark) tell(*remark, sink);
-        form(range, rec);
-        sink.observation(rec, {}, range.place);
+        handOver(range, sink);
     }
     for (; remark != remarks_.cend(); ++remark) tell(*remark, sink);
     noteWhatRangesAre(sink);
@@ -135,6 +133,17 @@ void CrdSession::handOver(const ReadSettings& settings, RecordSink& sink) {
     pointings_.clear();
     supplements_.clear();
     remarkBytes_ = noise_ = 0;
+}
+
+void CrdSession::handOver(const Range& range, RecordSink& sink) {
+    if (CommonFields* const place = sink.place()) {
+        form(range, *place);
+        sink.placed(*place, {}, {}, range.place);
+    } else {
+        ObsRecord rec;
+        form(range, rec);
+        sink.observation(rec, {}, range.place);
+    }
 }
 
 void CrdSession::tell(const Remark& remark, RecordSink& sink) {
@@ -155,12 +164,12 @@ void CrdSession::noteWhatRangesAre(RecordSink& sink) const {
 
 double CrdSession::secondOf(const Range& range) { return range.record.secondOfDay + kSecondsPerDay * range.dayShift; }
 
-void CrdSession::form(const Range& range, ObsRecord& rec) {
+void CrdSession::form(const Range& range, CommonFields& rec) {
     // From the recorded event to the bounce is one leg, or none, or one back.
     const double oneLegS = facts_.twoWay ? range.record.timeOfFlightS / 2 : range.record.timeOfFlightS;
     const double bounceSecondOfDay = range.record.secondOfDay + (range.epochEvent - 1) * oneLegS;
-    rec = slrRangeRecord(facts_.satNum, facts_.senNum, facts_.dayDs50 + range.dayShift, bounceSecondOfDay,
-                         slrRangeKm(range.record.timeOfFlightS, facts_.twoWay));
+    setSlrRange(rec, facts_.satNum, facts_.senNum, facts_.dayDs50 + range.dayShift, bounceSecondOfDay,
+                slrRangeKm(range.record.timeOfFlightS, facts_.twoWay));
     if (range.isNoise) rec.indicator1 = kNoiseIndicator;
     rec.indicator2 = facts_.applied;
     const Line30Rec* pointing = pointings_.size() == 0 ? nullptr : pointings_.nearest(secondOf(range), kSameTimeS);

@@ -102,7 +102,8 @@ private:
 
     static double secondOf(const Range& range);
     double secondFromStartDay(double secondOfDay) const;
-    void form(const Range& range, ObsRecord& rec);
+    void handOver(const Range& range, RecordSink& sink);
+    void form(const Range& range, CommonFields& rec);
     SlrCorrection correction(const Range& range, const Line30Rec* pointing);
     double elevationDeg(double second, const Line30Rec* pointing);
     static void tell(const Remark& remark, RecordSink& sink);

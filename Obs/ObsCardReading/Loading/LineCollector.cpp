@@ -47,11 +47,10 @@ void LineCollector::observation(ObsRecord& rec, std::string_view line, LinePlace
     batch_.add(key, rec);
 }
 
-void LineCollector::observationAtPlace(std::int64_t key, char secClass, bool rotateToDate, const RareFields* rare,
-                                       LinePlace place) {
+void LineCollector::observationAtPlace(std::int64_t key, const UncommonFields& rest, LinePlace place) {
     said_.status = kStatusOk;
     said_.addOffset(batch_.size(), place.number);
-    batch_.addAtPlace(key, secClass, rotateToDate, rare);
+    batch_.addAtPlace(key, rest);
 }
 
 void LineCollector::refuse(const Refusal& why, std::string_view line, LinePlace place) {

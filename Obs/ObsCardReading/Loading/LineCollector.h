@@ -49,8 +49,7 @@ public:
     /// The record is written to where it stays.
     void observation(ObsRecord& rec, std::string_view line, LinePlace place) override;
     CommonFields* place() override { return &batch_.place(); }
-    void observationAtPlace(std::int64_t key, char secClass, bool rotateToDate, const RareFields* rare,
-                            LinePlace place) override;
+    void observationAtPlace(std::int64_t key, const UncommonFields& rest, LinePlace place) override;
     void refuse(const Refusal& why, std::string_view line, LinePlace place) override;
     void fieldNote(const FieldNote& note, LinePlace place) override;
     void passedOver(std::string_view line, LinePlace place) override;

@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Obs/ObsCardReading/Loading/Pieces.h"
 
+#include "Obs/CardLayouts/Tty.h"
 #include "Obs/ObsCardReading/CardFormat.h"
 #include "Obs/ObsCardReading/Cards/B3Quick.h"
+#include "Obs/ObsCardReading/Cards/PlainColumns.h"
+#include "Obs/ObsCardReading/Cards/Rf.h"
+#include "Obs/ObsCardReading/Cards/Tty.h"
+#include "Obs/ObsCardReading/Cards/TtyQuick.h"
 #include "Obs/ObsCardReading/Loading/KeywordLines.h"
 #include "Obs/ObsCardReading/Loading/ReadObs.h"
 #include "Obs/ObsStates/Equinox.h"
@@ -81,7 +86,7 @@ private:
         return passOver(line);
     }
 
-    bool takePlainOrOther(std::string_view line) { return takePlainB3(line) || take(line); }
+    bool takePlainOrOther(std::string_view line) { return takePlainB3(line) || takePlainTty(line) || take(line); }
 
     bool take(std::string_view line) {
         if (context_.block.isOpen() && takeOfBlock(line)) return true;
@@ -98,6 +103,7 @@ private:
         }
         const CardFormat& format = *cardFormat(lineClass);
         if (format.read == nullptr) return takeKeyword(line, lineClass);
+        if (lineClass == LineClass::rf && takeRf(card)) return true;
         return format.hasSecondLine == nullptr ? takeObservation(card, format) : takeMessage(card, format);
     }
 
@@ -106,17 +112,54 @@ private:
     /// A card that needs nothing but to be stored goes straight to its place there. False leaves all as it was.
     bool takePlainB3(std::string_view line) {
         const char secClass = line.empty() ? ' ' : line.front();
-        if (!isClassification(secClass) || mayHoldNul_ || context_.section.isOpen() || context_.block.isOpen())
-            return false;
+        if (!isClassification(secClass) || !mayBePlain()) return false;
         CommonFields* const to = sink_.place();
         double dayOfYear = 0;
-        if (to == nullptr || !readPlainB3(line, *to, rare_, dayOfYear) ||
-            needsRotation(to->obsType, to->equinoxInd, context_.rotateToDate))
+        return to != nullptr && readPlainB3(line, *to, rare_, dayOfYear) && putAtPlace(*to, secClass, dayOfYear);
+    }
+
+    /// The same of a message. A second card that it takes is none that anything else would be done about.
+    bool takePlainTty(std::string_view line) {
+        if (!line.starts_with(tty::kMark) || !mayBePlain()) return false;
+        LineReader ahead = lines_;
+        std::string_view card2;
+        if (hasSecondCard(line) && (context_.oneCardOnly || !ahead.next(card2))) return false;
+        CommonFields* const to = sink_.place();
+        double dayOfYear = 0;
+        ttyYear_.setYear(context_.ttyYear);
+        if (to == nullptr || !readPlainTty(line, card2, ttyYear_, *to, rare_, dayOfYear) ||
+            !putAtPlace(*to, line[tty::kSecClass.offset()], dayOfYear))
             return false;
-        const std::int32_t satNum = identifyingSatNum(*to);
+        context_.messageWithoutYearLine = context_.messageWithoutYearLine || !context_.yearLineMet;
+        if (card2.empty()) return true;
+        lines_ = ahead;
+        return count(&LineCounts::observations);
+    }
+
+    bool mayBePlain() const { return !mayHoldNul_ && !context_.section.isOpen() && !context_.block.isOpen(); }
+
+    /// Of an observation whose common fields are written. False where it is not taken for a plain one after all.
+    bool putAtPlace(const CommonFields& to, char secClass, double dayOfYear) {
+        if (needsRotation(to.obsType, to.equinoxInd, context_.rotateToDate)) return false;
+        const std::int32_t satNum = identifyingSatNum(to);
         if (satNum == 0) return false;
-        sink_.observationAtPlace(fieldKey(dayOfYear, satNum, to->senNum), secClass, context_.rotateToDate != 0,
-                                 kTypesWithRareFields.has(to->obsType) ? &rare_ : nullptr, lines_.place());
+        const RareFields* const rare = kTypesWithRareFields.has(to.obsType) ? &rare_ : nullptr;
+        sink_.observationAtPlace(fieldKey(dayOfYear, satNum, to.senNum), {secClass, context_.rotateToDate != 0, rare},
+                                 lines_.place());
+        return count(&LineCounts::observations);
+    }
+
+    /// All RF lines need nothing between; false where they are not taken straight to where they stay.
+    bool takeRf(const CardText& line) {
+        CommonFields* const to = mayHoldNul_ ? nullptr : sink_.place();
+        if (to == nullptr) return false;
+        *to = kDefaultFields;
+        RfObsData data;
+        if (const MaybeRefusal refusal = readRfLine(line, *context_.sensors, *to, data))
+            sink_.refuse(*refusal, line.text(), lines_.place());
+        else
+            sink_.placed(*to, {kDefaultFields.secClass, context_.rotateToDate != 0, nullptr, &data}, line.text(),
+                         lines_.place());
         return count(&LineCounts::observations);
     }
 
@@ -237,6 +280,7 @@ private:
     bool mayHoldNul_;
     ObsRecord record_;
     RareFields rare_;
+    TtyYearDays ttyYear_;
     FieldNotes notes_;  ///< of the current line
 };
 

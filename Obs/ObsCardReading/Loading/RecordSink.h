@@ -10,6 +10,7 @@
 #include "Obs/ObsCardReading/FieldNote.h"
 #include "Obs/ObsCardReading/LaserRanging/Corrections.h"
 #include "Obs/ObsCardReading/Loading/Classify.h"
+#include "Obs/ObsTree/Keys.h"
 #include "Obs/ObsTypes/ObsRecord.h"
 
 namespace obs {
@@ -22,9 +23,14 @@ public:
     /// For readers that need no record in between: where the common fields of the next observation may be written, or
     /// null.
     virtual CommonFields* place() { return nullptr; }
-    /// They are written: an observation by its key, with `rare` null where all rare fields are 0, and no optional part.
-    virtual void observationAtPlace(std::int64_t /*key*/, char /*secClass*/, bool /*rotateToDate*/,
-                                    const RareFields* /*rare*/, LinePlace /*place*/) {}
+    /// They are written: an observation by its key, with the rest of its fields.
+    virtual void observationAtPlace(std::int64_t /*key*/, const UncommonFields& /*rest*/, LinePlace /*place*/) {}
+    /// The same of one that may have no key; it is refused without words then.
+    void placed(const CommonFields& written, const UncommonFields& rest, std::string_view line, LinePlace place) {
+        const std::int64_t key = getobskey(written);
+        if (key == kNoKey) refuse({}, line, place);
+        else observationAtPlace(key, rest, place);
+    }
 
     /// A line that gives no observation where one was due: counts as bad.
     virtual void refuse(const Refusal& why, std::string_view line, LinePlace place) = 0;
