@@ -2,9 +2,13 @@
 // Plain lines go straight to where their records stay: on random damaged decks all is as if each had gone the long way.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <bit>
+#include <charconv>
 #include <random>
 #include <tuple>
 
+#include "Obs/CardLayouts/PlainReals.h"
 #include "Obs/ObsCardReading/LaserRanging/Crd.h"
 #include "Obs/ObsCardReading/LaserRanging/RangeItems.h"
 #include "Obs/ObsCardReading/Loading/LineCollector.h"
@@ -113,6 +117,26 @@ TEST_P(PlainDecks, areReadAsAllOthers) {
         EXPECT_GT(quick.atPlace, 300u);
         EXPECT_EQ(careful.atPlace, 0u);
     }
+}
+
+TEST(PlainReals, areTheNearestNumbersOrNone) {
+    std::mt19937 random(5);
+    int taken = 0;
+    for (int i = 0; i < 200'000; ++i) {
+        std::string text;
+        for (auto length = 1 + random() % 12; length > 0; --length)
+            text += "0123456789012345678901234567.-Ee,"[random() % 33];
+        const std::size_t end = std::min(text.find(','), text.size());
+        text += ",        ";
+        double value = -1, nearest = -2;
+        const char* const behind = takePlainReal(text.data(), value);
+        if (behind == nullptr || *behind != ',') continue;  // left to those who take more care
+        ++taken;
+        const auto [stop, error] = std::from_chars(text.data(), text.data() + end, nearest);
+        ASSERT_TRUE(stop == text.data() + end && behind == stop) << text;
+        ASSERT_EQ(std::bit_cast<std::uint64_t>(value), std::bit_cast<std::uint64_t>(nearest)) << text;
+    }
+    EXPECT_GT(taken, 50'000);
 }
 
 TEST(PlainLines, laserRangesAreReadAsAllOthers) {

@@ -2,6 +2,7 @@
 #include "Obs/ObsCardReading/Cards/Csv.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -9,6 +10,7 @@
 #include <limits>
 #include <new>
 #include <string_view>
+#include <utility>
 
 #include "Obs/CardLayouts/Csv.h"
 #include "Obs/CardLayouts/DigitRuns.h"
@@ -66,6 +68,33 @@ bool isTooSmall(std::string_view text) {
     return text.substr(0, text.find_first_of("EeDd")).find_first_of("123456789") != std::string_view::npos;
 }
 
+/// Fields by their numbers, from 1: `size` of them, from the first on.
+struct FieldRun {
+    std::size_t first, size;
+};
+
+/// Numbers that are 0 together in most lines, and are looked at together.
+constexpr FieldRun kZeroRuns[] = {{10, 3}, {14, 3}, {21, 3}, {30, 4}, {34, 4}, {38, 4}, {46, 4}, {50, 4}, {54, 3}};
+
+/// All fields in their order: those runs, and every other field by itself.
+constexpr std::size_t kRunCount = [] {
+    std::size_t count = csv::kFieldCount;
+    for (const FieldRun& run : kZeroRuns) count -= run.size - 1;
+    return count;
+}();
+constexpr auto kRuns = [] {
+    std::array<FieldRun, kRunCount> runs{};
+    std::size_t next = 1;
+    for (FieldRun& run : runs) {
+        run = {next, 1};
+        for (const FieldRun& zeros : kZeroRuns)
+            if (zeros.first == next) run = zeros;
+        next += run.size;
+    }
+    return runs;
+}();
+static_assert(kRuns.back().first + kRuns.back().size == csv::kFieldCount + 1);
+
 /// Goes through the fields of a line.
 class FieldWalk {
 public:
@@ -77,16 +106,37 @@ public:
 
     /// Fills the owners' values from the line. False when a field of the date holds something else than what it counts.
     bool readAll(const csv::Owners<true>& owners) {
-        csv::forEachField([&](auto field) {
-            if (at_ <= end_) at_ = read(field, owners) + 1;
-            else setMissing(field, owners);
-        });
+        [&]<std::size_t... i>(std::index_sequence<i...>) { (readRun<kRuns[i].first, kRuns[i].size>(owners), ...); }
+        (std::make_index_sequence<kRunCount>{});
         const auto surplus = std::count(at_, std::max(at_, end_ + 1), csv::kSeparator);
         noteFieldCount(number_ + static_cast<std::size_t>(surplus));
         return dateIsSound_;
     }
 
 private:
+    template <std::size_t kFirst, std::size_t kSize>
+    void readRun(const csv::Owners<true>& owners) {
+        const auto forEach = [&]<std::size_t... i>(auto visit, std::index_sequence<i...>) {
+            (visit(csv::FieldAt<kFirst + i>{}), ...);
+        };
+        constexpr auto kAll = std::make_index_sequence<kSize>{};
+        if constexpr (kSize > 1) {
+            static constexpr std::string_view kZeros = "0,0,0,0,";
+            if (isNext(kZeros.substr(0, 2 * kSize))) {
+                forEach([&](auto field) { setMissing(field, owners); }, kAll);
+                at_ += 2 * kSize;
+                number_ = kFirst + kSize - 1;
+                return;
+            }
+        }
+        forEach(
+            [&](auto field) {
+                if (at_ <= end_) at_ = read(field, owners) + 1;
+                else setMissing(field, owners);
+            },
+            kAll);
+    }
+
     /// Gives the place of the separator after the field.
     template <class Field>
     const char* read(Field field, const csv::Owners<true>& owners) {
