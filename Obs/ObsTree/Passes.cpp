@@ -14,6 +14,9 @@ namespace {
 constexpr double kLeastGapDays = 10.0 / 1440;
 constexpr double kMedianSteps = 5;
 
+/// Runs are asked for that many before their turn: in the order of satellites their times lie anywhere.
+constexpr std::ptrdiff_t kAhead = 16;
+
 /// The gap that ends a pass, of times in ascending order. The median of an even number of steps is the mean of the
 /// middle two. @param steps is room that is used again
 double gapBetweenPasses(std::span<const double> times, std::vector<double>& steps) {
@@ -47,8 +50,8 @@ void PassFinder::passes(const std::function<void(const Pass&)>& use) {
         if (to - from > 1) {
             several.clear();
             for (auto run = from; run != to; ++run) {
-                const auto first = times_.cbegin() + static_cast<std::ptrdiff_t>(run->first);
-                several.insert(several.end(), first, first + static_cast<std::ptrdiff_t>(run->count));
+                if (runs_.cend() - run > kAhead) __builtin_prefetch(times_.data() + run[kAhead].first);
+                for (std::uint32_t i = 0; i < run->count; ++i) several.push_back(times_[run->first + i]);
             }
             times = several;
         }
