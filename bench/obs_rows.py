@@ -437,6 +437,7 @@ class Run:
 
     def sizes(self, counts):
         cores = os.cpu_count()
+        most = {"Obs, B3": 10**9, f"Obs, B3, {cores} threads": 10**9, "pandas, B3": 10**6}  # beyond: minutes, or memory
         engines = {"Obs, B3": lambda n: self.load(n=n), f"Obs, B3, {cores} threads": lambda n: self.load(n=n, threads=0),
                    "Obs, CSV": lambda n: self.load("csv", n)}
         for reader in READERS:
@@ -451,6 +452,9 @@ class Run:
         for title, run in engines.items():
             cells = []
             for n in counts:
+                if n > most.get(title, 10**7):
+                    cells.append(None)
+                    continue
                 try:
                     cells.append(statistics.median(run(n)["wall"] * 1e9 for _ in range(self.options.rounds)))
                 except (CannotRun, OSError) as why:
