@@ -415,14 +415,14 @@ class Run:
 
     def rows(self, wanted):
         missed = self.ratios(wanted)
-        print(f"{'row':<10}{'measure':<56}{'must':>9}{'reach':>9}{'measured':>10}")
+        print(f"{'row':<12}{'measure':<56}{'must':>9}{'reach':>9}{'measured':>10}")
         for row, (measure, more_is_better, must, reach) in TARGETS.items():
             if wanted and row.split()[0] not in wanted:
                 continue
             try:
                 figure = statistics.median(self.round(row) for _ in range(self.options.rounds))
             except CannotRun as why:
-                print(f"{row:<10}{measure:<56}cannot run: {why}", flush=True)
+                print(f"{row:<12}{measure:<56}cannot run: {why}", flush=True)
                 continue
             sign = ">=" if more_is_better else "<="
             bars = [f"{sign} {bar:g}" if bar is not None else "" for bar in (must, reach)]
@@ -430,7 +430,7 @@ class Run:
             verdict = ("" if must is None else "short" if not meets[0]
                        else "reached" if reach is not None and meets[1] else "pass")
             missed += not meets[0]
-            print(f"{row:<10}{measure:<56}{bars[0]:>9}{bars[1]:>9}{figure:>10.4g}  {verdict}", flush=True)
+            print(f"{row:<12}{measure:<56}{bars[0]:>9}{bars[1]:>9}{figure:>10.4g}  {verdict}", flush=True)
         return 3 if missed else 0
 
     # ---- cost against size ---------------------------------------------------------------------------------------------
