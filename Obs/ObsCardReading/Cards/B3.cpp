@@ -40,8 +40,7 @@ bool isInteger(const CardText& card, Columns field) {
 bool areIntegers(const CardText& card, ObsTypeSet types, bool withSigns) {
     if (!isInteger(card, b3::kAzimuth) || !isInteger(card, b3::kRange)) return false;
     for (const b3::SignedField& field : b3::kSignedFields)
-        if (field.carriedBy.meets(types) &&
-            !isInteger(card, withSigns ? field.columns : withoutSign(field.columns)))
+        if (field.carriedBy.meets(types) && !isInteger(card, withSigns ? field.columns : withoutSign(field.columns)))
             return false;
     return !kSensorPositionTypes.meets(types) ||
            std::all_of(b3::kSensorPosition.begin(), b3::kSensorPosition.end(),
