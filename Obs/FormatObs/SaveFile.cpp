@@ -110,7 +110,7 @@ public:
         key_ = gStore.pools.node(block.slots.back()).key;
         return true;
     }
-    void work(SavedBlock& block, Hand& hand) noexcept {
+    static void work(SavedBlock& block, Hand& hand) noexcept {
         try {
             hand.write(block);
         } catch (...) { block.failure = std::current_exception(); }

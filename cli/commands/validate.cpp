@@ -259,9 +259,9 @@ public:
             }
             if (!pieces_.areLong()) return false;
         }
-        for (const auto& [track, moments] : pieces_.suspects())
-            if (!lookAt(track, moments)) return false;
-        return true;
+        const auto suspects = pieces_.suspects();
+        return std::all_of(suspects.begin(), suspects.end(),
+                           [this](const auto& one) { return lookAt(one.first, one.second); });
     }
 
     const Doubts& doubts() const { return doubts_; }
@@ -368,7 +368,8 @@ private:
     bool hasTimeOfKey(const Moment& now) {
         constexpr std::int64_t kUnit = 10'000'000'000;
         constexpr double kTenthsPerDay = 864000, kMostApart = 0.15 / kSecondsPerDay;
-        const double apart = now.time - static_cast<double>(now.key / kUnit) / kTenthsPerDay;
+        const std::int64_t tenths = now.key / kUnit;
+        const double apart = now.time - static_cast<double>(tenths) / kTenthsPerDay;
         leastApart_ = std::min(leastApart_, apart);
         mostApart_ = std::max(mostApart_, apart);
         return mostApart_ - leastApart_ <= kMostApart;

@@ -205,8 +205,8 @@ static std::string savedBy(std::int32_t threads, std::int32_t form, const obs::t
     ObsSetThreads(1);
     FamilySetLogCallback(nullptr, nullptr);
     ObsSetSaveCallback(nullptr, nullptr);
-    std::int64_t written, leftOut, altered;
-    std::int32_t systemError;
+    std::int64_t written = 0, leftOut = 0, altered = 0;
+    std::int32_t systemError = 0;
     EXPECT_EQ(ObsGetSaveCounts(&written, &leftOut, &altered, &systemError), 0);
     for (const std::int64_t count : {written, leftOut, altered}) said += std::to_string(count) + " ";
     return said + obs::test::contentOf(folder / "saved.txt");

@@ -90,7 +90,8 @@ bool valueAt(const char* card, const Shape& shape, double& value) {
         value = withSign(card[kColumns.offset()], scaled(digitsAt<withoutSign(kColumns)>(card), -field.decimals));
     } else if constexpr (field.coding == Coding::kRightAscension) {
         const std::uint32_t all = digitsAt<kColumns>(card);
-        value = rightAscensionDegrees(all / 100000, all / 1000 % 100, all % 1000 / 10.0);
+        const std::uint32_t hours = all / 100000, minutes = all / 1000 % 100;
+        value = rightAscensionDegrees(hours, minutes, all % 1000 / 10.0);
     } else if constexpr (field.coding == Coding::kRange) {
         constexpr ColumnSet kRange = setOf(kColumns);
         if (mayBeBlank(field, type) && !shape.notBlank.meets(kRange)) return true;
@@ -186,7 +187,7 @@ bool readPlain(const char* card1, std::string_view card2, const TtyYearDays& yea
     constexpr ColumnSet kDigits = digitsOnCard1(type);
     const Shape shape = shapeOf<64>(card1);
     if (shape.notDigit.meets(kDigits)) return false;
-    to = kDefaultFields;
+    to = static_cast<const CommonFields&>(kDefaultFields);
     to.obsType = type;
     if (!headAt(card1, shape, to)) return false;
     if constexpr (tty::kCard1Types.has(type)) return readOneCard<type>(card1, shape, year, to, rare);

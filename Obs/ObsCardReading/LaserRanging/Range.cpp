@@ -43,7 +43,7 @@ double slrRangeKm(double timeOfFlightS, bool twoWay) {
 
 void setSlrRange(CommonFields& to, std::int32_t satNum, std::int32_t senNum, std::int32_t dayDs50,
                  double bounceSecondOfDay, double rangeKm) {
-    to = kDefaultFields;
+    to = static_cast<const CommonFields&>(kDefaultFields);
     to.satNum = satNum;
     to.senNum = senNum;
     to.obsType = kTypeRange;

@@ -153,7 +153,7 @@ private:
     bool takeRf(const CardText& line) {
         CommonFields* const to = mayHoldNul_ ? nullptr : sink_.place();
         if (to == nullptr) return false;
-        *to = kDefaultFields;
+        *to = static_cast<const CommonFields&>(kDefaultFields);
         RfObsData data;
         if (const MaybeRefusal refusal = readRfLine(line, *context_.sensors, *to, data))
             sink_.refuse(*refusal, line.text(), lines_.place());

@@ -18,7 +18,7 @@ constexpr std::size_t kReachOfCut = 4096;
 /// What a piece is read from that goes on from a context in which nothing is open.
 ReadContext termsOf(const ReadContext& context) {
     ReadContext terms;
-    static_cast<ReadSettings&>(terms) = context;
+    static_cast<ReadSettings&>(terms) = static_cast<const ReadSettings&>(context);
     terms.pass = context.pass;
     terms.yearLineMet = context.yearLineMet;
     terms.stopsAtBlocks = true;

@@ -87,7 +87,7 @@ private:
     };
 
     bool begin(Piece& piece);
-    void work(Piece& piece, Hand& hand) noexcept {
+    static void work(Piece& piece, Hand& hand) noexcept {
         piece.isRead = false;
         if (piece.isWanted) hand.read(piece);
     }
