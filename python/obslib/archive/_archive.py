@@ -99,7 +99,7 @@ class Archive:
     def info(self) -> Info:
         """What the archive holds, by its manifest alone."""
         found, days = self._manifest, sorted(one.day for one in self._manifest.outputs)
-        return Info(self.path, found.library, SCHEMA, found.rows(), len(days), found.bytes(), days[0] if days else None,
+        return Info(self.path, found.version, SCHEMA, found.rows(), len(days), found.bytes(), days[0] if days else None,
                     days[-1] if days else None, len(found.inputs), sum(one.size for one in found.inputs),
                     sum(one.lines for one in found.inputs), found.options, found.counts)
 

@@ -55,7 +55,7 @@ class Manifest:
     """What an archive was made of, by which version of the library and with which options, and what it holds. `lines`
     is the file of bad, zeroed and passed-over lines: its path, rows, bytes and sha256; empty where there is none."""
 
-    library: str
+    version: str
     options: dict[str, Any]
     inputs: list[Input] = field(repr=False)  # thousands, and days as many
     outputs: list[Output] = field(repr=False)
@@ -101,7 +101,7 @@ def write_manifest(folder: str | os.PathLike[str], manifest: Manifest) -> None:
 
 def pieces(manifest: Manifest) -> Iterator[str]:
     """The text with a line for each file, so that a million of them are neither one line nor one text in memory."""
-    head = {"format": FORMAT, "schema": SCHEMA, "library": manifest.library, "options": manifest.options,
+    head = {"format": FORMAT, "schema": SCHEMA, "library": manifest.version, "options": manifest.options,
             "counts": manifest.counts, "lines": manifest.lines}
     yield "{\n" + "".join(f"{json.dumps(name)}: {json.dumps(value, sort_keys=True)},\n" for name, value in head.items())
     files: tuple[tuple[str, Sequence[Any], str], ...] = (("inputs", manifest.inputs, ",\n"),
