@@ -327,7 +327,9 @@ std::string linesOf(LinePieces& pieces) {
             found += std::to_string(lines.place().number) + "@" + std::to_string(lines.place().offset) + " " +
                      std::to_string(line.size()) + "\n";
         number += lines.linesTaken();
-        pieces.took(lines.bytesTaken());
+        const std::size_t second = lines.bytesTaken() / 2;  // a piece may be taken bit by bit
+        pieces.took(lines.bytesTaken() - second);
+        pieces.took(second);
     }
     return found;
 }

@@ -56,7 +56,7 @@ bool FilePieces::next(std::string_view& piece, bool& isLast) {
 void FilePieces::took(std::size_t bytes) {
     begin_ += bytes;
     offset_ += static_cast<std::int64_t>(bytes);
-    given_ = pieceSize_ - bytes;
+    given_ = pieceSize_ -= bytes;
     std::erase_if(leftOut_, [&](LeftOut& one) {
         if (one.before > bytes) {
             one.before -= bytes;

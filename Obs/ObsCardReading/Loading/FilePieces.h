@@ -36,7 +36,7 @@ private:
     char* begin_;                ///< first byte that was not taken
     char* end_;                  ///< after the last byte that was read
     std::size_t given_ = 0;      ///< bytes from `begin_` on that were in the piece before
-    std::size_t pieceSize_ = 0;  ///< of the latest piece
+    std::size_t pieceSize_ = 0;  ///< of the latest piece, as far as it was not taken
     std::int64_t offset_;        ///< of `begin_`
     std::int64_t read_;          ///< bytes of the file up to `end_`
     /// Bytes left out of long lines, before a place counted from `begin_`.

@@ -21,7 +21,7 @@ public:
     /// False when nothing is left, or on a failure. Good until the next call.
     virtual bool next(std::string_view& piece, bool& isLast) = 0;
 
-    /// The bytes of the latest piece that were read; `next` gives those after them again.
+    /// The bytes of what is left of the latest piece that were read; `next` gives those after them again.
     virtual void took(std::size_t bytes) = 0;
 
     /// Whether the last `next` ended in a failure to read.

@@ -27,7 +27,7 @@ bool TextPieces::next(std::string_view& piece, bool& isLast) {
 
 void TextPieces::took(std::size_t bytes) {
     at_ += bytes;
-    given_ = pieceSize_ - bytes;
+    given_ = pieceSize_ -= bytes;
 }
 
 bool TextPieces::goTo(std::int64_t offset) {

@@ -23,7 +23,7 @@ private:
     std::string_view text_;
     std::size_t at_ = 0;         ///< first byte that was not taken
     std::size_t given_ = 0;      ///< bytes from there on that were in the piece before
-    std::size_t pieceSize_ = 0;  ///< of the latest piece
+    std::size_t pieceSize_ = 0;  ///< of the latest piece, as far as it was not taken
 };
 
 }  // namespace obs
