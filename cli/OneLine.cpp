@@ -2,6 +2,7 @@
 #include "OneLine.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +13,7 @@
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "Input.h"
+#include "KeptFile.h"
 #include "Observations.h"
 #include "Text.h"
 
@@ -19,44 +21,7 @@ namespace obstool {
 
 namespace {
 
-/// What a reading tells of some lines.
-struct Wanted {
-    std::int64_t first, last;
-    LineRead* read;
-};
-
-void onObservation(const double obsArr[64], std::int64_t line, std::int64_t, void* user) {
-    const auto& wanted = *static_cast<const Wanted*>(user);
-    if (line < wanted.first || line > wanted.last) return;
-    std::copy_n(obsArr, 64, wanted.read->observations.emplace_back().begin());
-}
-
-void onReport(std::int32_t kind, std::int64_t line, std::int64_t, const char* text, void* user) {
-    const auto& wanted = *static_cast<const Wanted*>(user);
-    if (line >= wanted.first && line <= wanted.last) wanted.read->told.push_back({kind, withoutPadding(text)});
-}
-
-ObsReadState readingOf(std::int32_t ttyYear) {
-    ObsReadState state{};
-    state.size = sizeof state;
-    state.ttyYear = ttyYear;
-    state.rotateToDate = 1;
-    state.isLast = 1;
-    return state;
-}
-
-void readAll(std::string_view text, std::int32_t ttyYear, Wanted wanted) {
-    ObsReadState state = readingOf(ttyYear);
-    ObsReadLines(text.data(), static_cast<std::int64_t>(text.size()), &state, onObservation, onReport, &wanted);
-}
-
-std::int32_t yearAfter(std::string_view text, std::int32_t ttyYear) {
-    ObsReadState state = readingOf(ttyYear);
-    ObsReadLines(
-        text.data(), static_cast<std::int64_t>(text.size()), &state,
-        [](const double*, std::int64_t, std::int64_t, void*) {}, nullptr, nullptr);
-    return state.ttyYear;
-}
+// --- The text ------------------------------------------------------------------------------------
 
 /// Whether two lines are the cards of one message.
 bool isPair(const std::string& line1, const std::string& line2) {
@@ -70,24 +35,132 @@ bool isPair(const std::string& line1, const std::string& line2) {
     return false;
 }
 
-/// The lines of a text without their ends.
-std::vector<std::string_view> linesOf(std::string_view text) {
-    std::vector<std::string_view> lines;
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find('\n'), text.size());
-        std::string_view line = text.substr(0, end);
-        if (line.ends_with('\r')) line.remove_suffix(1);
-        lines.push_back(line);
-        text.remove_prefix(std::min(end + 1, text.size()));
+/// Like std::getline.
+bool takeLine(std::string_view& text, std::string& line) {
+    if (text.empty()) return false;
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    return true;
+}
+
+/// A line with those before and after it, without their ends; false when the file has fewer lines.
+bool findLines(const Input& input, std::int64_t number, std::array<std::string, 3>& lines, std::int64_t& count) {
+    std::ifstream file;
+    if (!input.isText()) file.open(input.path(), std::ios::binary);
+    std::string_view text = input.text();
+    std::string line;
+    count = 0;
+    while (count <= number && (input.isText() ? takeLine(text, line) : !std::getline(file, line).fail())) {
+        if (line.ends_with('\r')) line.pop_back();
+        if (++count >= number - 1) lines[static_cast<std::size_t>(count - number + 1)] = line;
     }
-    return lines;
+    return count >= number;
+}
+
+/// Leaves the lines of the message at a place.
+std::string findMessage(const LinePlace& place, LineRead& read) {
+    std::error_code none;
+    const std::filesystem::file_status file = std::filesystem::status(place.file, none);
+    if (std::filesystem::is_directory(file)) return "it is a folder";
+    if (std::filesystem::exists(file) && !std::filesystem::is_regular_file(file))
+        return "it can be read only once, which does not do for a line of it: save it as a file";
+    const Input input(place.file);
+    if (!input.problem().empty()) return input.problem();
+    std::array<std::string, 3> lines;
+    std::int64_t count = 0;
+    if (!findLines(input, place.line, lines, count)) return fmt::format("it has {} lines", count);
+    const bool isSecond = place.line > 1 && isPair(lines[0], lines[1]);
+    read.number = place.line - (isSecond ? 1 : 0);
+    read.line1 = lines[isSecond ? 0 : 1];
+    if (const std::string& next = lines[isSecond ? 1 : 2]; isPair(read.line1, next)) read.line2 = next;
+    return {};
+}
+
+// --- What becomes of it --------------------------------------------------------------------------
+
+std::string textOf(const LineRead& read) { return read.line1 + "\n" + (read.line2.empty() ? "" : read.line2 + "\n"); }
+
+/// What a reading of a line by itself gives.
+struct Alone {
+    std::vector<std::array<double, 64>> observations;  ///< in array form
+    std::vector<LineRead::Told> told;
+};
+
+Alone readAlone(const LineRead& read, std::int32_t ttyYear) {
+    Alone alone;
+    ObsReadState state{};
+    state.size = sizeof state;
+    state.ttyYear = ttyYear;
+    state.rotateToDate = 1;
+    state.isLast = 1;
+    const std::string text = textOf(read);
+    ObsReadLines(
+        text.data(), static_cast<std::int64_t>(text.size()), &state,
+        [](const double obsArr[64], std::int64_t, std::int64_t, void* user) {
+            std::copy_n(obsArr, 64, static_cast<Alone*>(user)->observations.emplace_back().begin());
+        },
+        [](std::int32_t kind, std::int64_t, std::int64_t, const char* reason, void* user) {
+            static_cast<Alone*>(user)->told.push_back({kind, withoutPadding(reason)});
+        },
+        &alone);
+    return alone;
+}
+
+/// The key, 0 for none.
+std::int64_t storeAlone(const LineRead& read, std::int32_t ttyYear) {
+    // The line says more than the array form holds, unless it is one of a laser-ranging session.
+    Text512 kind;
+    ObsGetLineKind(Text512(read.line1).data(), kind.data());
+    const std::string text = textOf(read);
+    if (kind.str() != "not an observation") {
+        ObsLoadOptions options{};
+        options.size = sizeof options;
+        options.ttyYear = ttyYear == 0 ? -1 : ttyYear;
+        ObsLoadText("line", text.data(), static_cast<std::int64_t>(text.size()), 0, &options);
+    } else if (const Alone alone = readAlone(read, ttyYear); !alone.observations.empty()) {
+        ObsAddFrArray(alone.observations.front().data());
+    }
+    const std::vector<std::int64_t> keys = storedKeys(8);
+    return keys.empty() ? 0 : keys.front();
+}
+
+/// The key of the observation that was loaded from there; 0 for none.
+std::int64_t keyAt(const LinePlace& place) {
+    constexpr std::int32_t kOrderOfLoading = 8;
+    std::vector<std::int64_t> keys(static_cast<std::size_t>(ObsGetCount()));
+    std::int32_t count = 0;
+    if (!keys.empty())
+        ObsGetSelectedByText(Text512(fmt::format("line={}", place.line)).data(), kOrderOfLoading, &count, keys.data());
+    for (std::int32_t i = 0; i < count; ++i) {
+        Text512 file;
+        std::int64_t line = 0;
+        const std::int64_t key = keys[static_cast<std::size_t>(i)];
+        if (ObsGetOrigin(key, file.data(), &line) == 0 && isSameFile(file.str(), place.file)) return key;
+    }
+    return 0;
+}
+
+/// The message about a duplicate ends with the key of the earlier observation and "found.".
+void findEarlier(LineRead& read, const std::string& message) {
+    const std::size_t end = message.find_last_of("0123456789") + 1;
+    const std::size_t start = message.find_last_not_of("0123456789", end == 0 ? 0 : end - 1) + 1;
+    std::from_chars(message.data() + start, message.data() + end, read.key);
+    Text512 file;
+    std::int64_t line = 0;
+    if (ObsGetOrigin(read.key, file.data(), &line) == 0) read.duplicateOf = fmt::format("{}:{}", file.str(), line);
+    else read.key = 0;
 }
 
 }  // namespace
 
+bool LineRead::isTold(std::int32_t kind) const {
+    return std::any_of(told.begin(), told.end(), [=](const Told& t) { return t.kind == kind; });
+}
+
 bool LineRead::isBad() const {
-    return std::any_of(told.begin(), told.end(),
-                       [](const Told& t) { return t.kind == OBS_LINE_BAD || t.kind == OBS_LINE_PASSED_OVER; });
+    return isTold(OBS_LINE_BAD) || isTold(OBS_LINE_PASSED_OVER) || isTold(OBS_LINE_KEYWORD_FAULT) ||
+           isTold(OBS_LINE_INCLUDE_LEFT_OUT);
 }
 
 std::optional<LinePlace> linePlace(const std::string& text) {
@@ -103,60 +176,50 @@ std::optional<LinePlace> linePlace(const std::string& text) {
     return error == std::errc() && stop == end && place.line > 0 && isFile ? std::optional(place) : std::nullopt;
 }
 
-std::optional<LineRead> readLine(const LinePlace& place, std::int32_t ttyYear, std::string& problem) {
-    const Input input(place.file);
-    if (problem = input.problem(); !problem.empty()) return std::nullopt;
-    std::string content;
-    if (!input.isText()) {
-        std::ifstream file(input.path(), std::ios::binary);
-        content.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    }
-    const std::string_view text = input.isText() ? input.text() : content;
-    const std::vector<std::string_view> lines = linesOf(text);
-    const auto number = static_cast<std::size_t>(place.line);
-    if (number > lines.size()) {
-        problem = fmt::format("it has {} lines", lines.size());
+std::optional<LineRead> readLine(const LinePlace& place, CommonOptions options) {
+    LineRead read;
+    if (const std::string problem = findMessage(place, read); !problem.empty()) {
+        complain(place.file, problem);
         return std::nullopt;
     }
-    const auto lineAt = [&](std::size_t n) { return std::string(n <= lines.size() ? lines[n - 1] : ""); };
-    LineRead read;
-    read.number = place.line;
-    if (number > 1 && isPair(lineAt(number - 1), lineAt(number))) --read.number;
-    read.line1 = lineAt(static_cast<std::size_t>(read.number));
-    const std::string next = lineAt(static_cast<std::size_t>(read.number) + 1);
-    if (isPair(read.line1, next)) read.line2 = next;
-    const std::size_t before =
-        static_cast<std::size_t>(lines[static_cast<std::size_t>(read.number) - 1].data() - text.data());
-    read.ttyYear = yearAfter(text.substr(0, before), ttyYear);
-    readAll(text, ttyYear, {read.number, read.number + (read.line2.empty() ? 0 : 1), &read});
+    if (options.files.empty()) options.files.push_back(place.file);
+    options.duplicates = true;
+    options.passedOverIgnored = false;
+    options.firstTold = read.number;
+    options.lastTold = read.number + (read.line2.empty() ? 0 : 1);
+    ObsKeepOrigins(1);
+    const auto take = [&](const LineReport& report) {
+        if (isSameFile(report.file, place.file)) read.told.push_back({report.kind, report.reason});
+    };
+    Session session(options, take, true);
+    session.tellFaultsToo();
+    if (!session.start()) return std::nullopt;
+    const std::vector<LoadResult> results = session.load();
+    if (std::none_of(results.begin(), results.end(), [](const LoadResult& result) { return result.read; }))
+        return std::nullopt;
+    read.key = keyAt({place.file, read.number});
+    for (const LineRead::Told& told : read.told)
+        if (told.kind == OBS_LINE_DUPLICATE && read.key == 0) findEarlier(read, told.text);
+    // What a load does not tell one by one.
+    if (const Alone alone = readAlone(read, 0); !alone.observations.empty())
+        std::copy_if(alone.told.begin(), alone.told.end(), std::back_inserter(read.told),
+                     [](const LineRead::Told& told) { return told.kind == OBS_LINE_NOTE; });
     return read;
 }
 
 LineRead readText(const std::string& line1, const std::string& line2, std::int32_t ttyYear) {
-    LineRead read;
-    read.line1 = line1;
-    read.line2 = line2;
-    read.number = 1;
-    read.ttyYear = ttyYear;
-    readAll(line1 + "\n" + (line2.empty() ? "" : line2 + "\n"), ttyYear, {1, 2, &read});
+    LineRead read{line1, line2, 1, {}, 0, {}};
+    read.told = readAlone(read, ttyYear).told;
+    read.key = storeAlone(read, ttyYear);
     return read;
 }
 
-std::int64_t store(const LineRead& read) {
-    if (read.observations.empty()) return 0;
-    // The line says more than the array form holds, unless it is one of a laser-ranging session.
-    Text512 kind;
-    ObsGetLineKind(Text512(read.line1).data(), kind.data());
-    const std::string text = read.line1 + "\n" + (read.line2.empty() ? "" : read.line2 + "\n");
-    if (kind.str() != "not an observation") {
-        ObsLoadOptions options{};
-        options.size = sizeof options;
-        options.ttyYear = read.ttyYear == 0 ? -1 : read.ttyYear;
-        ObsLoadText("line", text.data(), static_cast<std::int64_t>(text.size()), 0, &options);
-    }
-    if (ObsGetCount() == 0) ObsAddFrArray(read.observations.front().data());
-    const std::vector<std::int64_t> keys = storedKeys(8);
-    return keys.empty() ? 0 : keys.front();
+std::int64_t storeDuplicate(const LineRead& read) {
+    const auto time = splitTime(observationOf(read.key).time);  // which is that of both
+    const std::int32_t year = time ? time->year : 0;
+    if (readAlone(read, year).observations.empty()) return read.key;  // a record of a laser-ranging session
+    ObsRemoveAll();
+    return storeAlone(read, year);
 }
 
 }  // namespace obstool

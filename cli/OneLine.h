@@ -3,12 +3,12 @@
 /// One line of a file, and what the library makes of it.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
+
+#include "Session.h"
 
 namespace obstool {
 
@@ -23,23 +23,26 @@ std::optional<LinePlace> linePlace(const std::string& text);
 struct LineRead {
     std::string line1, line2;  ///< the latter of a TTY message of two cards
     std::int64_t number = 0;   ///< of the first of them
-    std::int32_t ttyYear = 0;  ///< that is in force there; 0: none
     struct Told {
         std::int32_t kind;  ///< OBS_LINE_...
         std::string text;
     };
-    std::vector<Told> told;                            ///< what a load would tell of it
-    std::vector<std::array<double, 64>> observations;  ///< in array form
+    std::vector<Told> told;   ///< what a load tells of it
+    std::int64_t key = 0;     ///< of its observation, which is stored; of the earlier one for a duplicate; 0: none
+    std::string duplicateOf;  ///< the place of the earlier one as FILE:LINE; empty: it is no duplicate
+    bool isTold(std::int32_t kind) const;
     bool isBad() const;
 };
 
-/// A line with those before it taken into account. @param problem why there is no result
-std::optional<LineRead> readLine(const LinePlace& place, std::int32_t ttyYear, std::string& problem);
+/// A line as a load of the files finds it, which is left stored. Complains where there is no result.
+/// @param options whose files, in place of the file itself, are loaded if there are any
+std::optional<LineRead> readLine(const LinePlace& place, CommonOptions options);
 
-/// A line by itself, or two. @param ttyYear 0: none
+/// A line by itself, or two; its observation is stored. @param ttyYear 0: none
 LineRead readText(const std::string& line1, const std::string& line2, std::int32_t ttyYear);
 
-/// Adds the observation of a line to the store, with all that the line says of it. 0 when there is none.
-std::int64_t store(const LineRead& read);
+/// Stores the observation of a duplicate line, as far as the line by itself tells it, in place of all others. Returns its
+/// key.
+std::int64_t storeDuplicate(const LineRead& read);
 
 }  // namespace obstool

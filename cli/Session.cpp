@@ -144,6 +144,7 @@ void Session::quietly(const std::function<void()>& work) {
 
 void Session::onLine(std::int32_t kind, const char* file, std::int64_t line, const char* reason, void* self) {
     auto& session = *static_cast<Session*>(self);
+    if (line < session.options_.firstTold || line > session.options_.lastTold) return;
     const std::string shownFile = file == session.openedAs_ ? session.shownAs_ : file;
     switch (kind) {
         case OBS_LINE_UNKNOWN_SENSOR: session.unknownSensor_ = reason; break;
@@ -235,7 +236,7 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
     ObsGetLoadCounts(&result.loaded, &result.duplicate, &result.bad);
     ObsGetLoadLines(&result.lines);
     lines_.tell(result.file, sink_);
-    faults_.tell(result.file, [](const LineReport& report) { complain(report.place(), report.whatAndWhy()); });
+    faults_.tell(result.file, faultSink_);
     countCorrections(result.file);
     if (!input.brokenOff().empty())
         fail(result.file, fmt::format("{}: the {} lines before that are read", input.brokenOff(), result.lines.lines));

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -41,6 +42,8 @@ struct CommonOptions : FileArguments {
     bool zeroedFails = false;             ///< values that were taken as 0 are an error
     bool duplicates = false;              ///< lines that are duplicates are told
     bool passedOverIgnored = false;       ///< lines that are nothing known are not an error and are not named
+    std::int64_t firstTold = 0;           ///< numbers of the lines that are told
+    std::int64_t lastTold = std::numeric_limits<std::int64_t>::max();
 };
 
 class Input;
@@ -60,6 +63,9 @@ struct FileKind {
     std::string name;
 };
 
+/// A sink that names all but duplicate lines on standard error.
+void complainOfLine(const LineReport& report);
+
 /// Holds the library's callbacks, so there is one at a time. Its functions complain on
 /// standard error about what fails and remember it for status().
 class Session {
@@ -71,6 +77,9 @@ public:
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
+
+    /// Faults of keyword lines go to the sink, too, and not to standard error.
+    void tellFaultsToo() { faultSink_ = sink_; }
 
     /// Opens the log, loads the sensors and makes the settings for `load`.
     bool start();
@@ -114,7 +123,7 @@ private:
     void raise(ExitStatus status);
 
     const CommonOptions& options_;
-    LineReports::Sink sink_;
+    LineReports::Sink sink_, faultSink_ = complainOfLine;
     LineReports lines_, faults_;  ///< of the file being loaded: those for the sink, and the others
     std::string unknownSensor_;   ///< for want of which the next bad line is bad
     bool brokenOff_ = false, keywordFault_ = false;
@@ -125,8 +134,5 @@ private:
     std::int64_t uncorrected_ = 0;
     std::optional<SelectionReport> selection_;
 };
-
-/// A sink that names all but duplicate lines on standard error.
-void complainOfLine(const LineReport& report);
 
 }  // namespace obstool

@@ -16,11 +16,12 @@ namespace {
 constexpr auto kFooter = R"(
 Draws a line with its columns: what each group means and how it is written, the text there and
 the value read; marks under what is at fault. LINE is the line itself, FILE:LINE one of a file,
-with the settings lines before it obeyed. Of a TTY message of two cards either line of a file
-will do; else the second is given after the first. Exit status 1 for a bad line.)";
+which is loaded, so that all its settings lines are obeyed; of a file that another includes, the
+latter is given as MORE. Of a TTY message of two cards either line of a file will do; else MORE
+is the second. Exit status 1 for a bad line.)";
 
 struct Options : CommonOptions {
-    std::string line1, line2;
+    std::string line, more;
 };
 
 struct Group {
@@ -112,15 +113,18 @@ void printOutcome(Output& out, const LineRead& read, const std::vector<Group>& g
     for (const LineRead::Told& told : read.told) {
         if (told.kind == OBS_LINE_PASSED_OVER)
             out.print("passed over: neither observation, comment nor keyword line\n");
-        else if (told.kind != OBS_LINE_KEYWORD)
-            out.print("{}: {}\n", told.kind == OBS_LINE_BAD ? "bad line" : "note", printable(told.text));
+        else if (told.kind == OBS_LINE_BAD) out.print("bad line: {}\n", printable(told.text));
+        else if (told.kind != OBS_LINE_KEYWORD && told.kind != OBS_LINE_DUPLICATE)
+            out.print("note: {}\n", printable(told.text));
     }
+    if (!read.duplicateOf.empty()) out.print("duplicate of {}\n", printable(read.duplicateOf));
     const bool anyFault = std::any_of(groups.begin(), groups.end(), [](const Group& g) { return !g.fault.empty(); });
     if (read.isBad() && !groups.empty() && !anyFault) out.print("no single column is at fault\n");
     if (rows == nullptr) return;
-    for (const char* name : {"time", "type"}) {
+    for (const char* name : {"time", "type", "sat_num", "sen_num", "elevation", "azimuth", "range_km"}) {
+        const bool isDrawn = std::any_of(groups.begin(), groups.end(), [&](const Group& g) { return g.name == name; });
         fmt::memory_buffer value;
-        if (findColumn(name)->append(*rows, 0, false, value))
+        if (!isDrawn && findColumn(name)->append(*rows, 0, false, value))
             out.print("{}: {}\n", name, std::string_view(value.data(), value.size()));
     }
 }
@@ -128,11 +132,12 @@ void printOutcome(Output& out, const LineRead& read, const std::vector<Group>& g
 void print(Output& out, const LineRead& read, const std::string& place) {
     Text512 kind;
     ObsGetLineKind(Text512(read.line1).data(), kind.data());
-    const bool isRange = kind.str() == "not an observation" && !read.observations.empty();
+    // In a file it is one of these, or is passed over.
+    const bool isLaser = kind.str() == "not an observation" && !place.empty() && !read.isTold(OBS_LINE_PASSED_OVER);
     out.print("{}{}\n\n", place.empty() ? "" : printable(place) + ": ",
-              isRange ? "record of a laser-ranging session or block" : kind.str());
-    const std::vector<Group> groups = isRange ? std::vector<Group>() : groupsOf(read);
-    const std::int64_t keys[] = {store(read)};
+              isLaser ? "record of a laser-ranging session or block" : kind.str());
+    const std::vector<Group> groups = isLaser ? std::vector<Group>() : groupsOf(read);
+    const std::int64_t keys[] = {read.duplicateOf.empty() ? read.key : storeDuplicate(read)};
     Rows rows;
     rows.begin(keys);
     Rows* const values = keys[0] != 0 ? &rows : nullptr;
@@ -143,26 +148,28 @@ void print(Output& out, const LineRead& read, const std::string& place) {
     printOutcome(out, read, groups, values);
 }
 
+ExitStatus explain(Output& out, const LineRead& read, const std::string& place) {
+    print(out, read, place);
+    return read.isBad() ? ExitStatus::badLines : ExitStatus::allGood;
+}
+
 ExitStatus run(const Options& options, Output& out) {
+    if (const auto place = linePlace(options.line)) {
+        CommonOptions load = options;
+        if (!options.more.empty()) static_cast<FileArguments&>(load) = expandFiles({options.more});
+        const auto read = readLine(*place, load);
+        return read ? explain(out, *read, fmt::format("{}:{}", place->file, read->number)) : ExitStatus::failure;
+    }
     Session session(options, complainOfLine);
     if (!session.start()) return session.status();
-    const std::int32_t year = options.ttyYear.value_or(0);
-    const auto place = options.line2.empty() ? linePlace(options.line1) : std::nullopt;
-    std::string problem;
-    const auto read =
-        place ? readLine(*place, year, problem) : std::optional(readText(options.line1, options.line2, year));
-    if (!read) {
-        session.fail(place->file, problem);
-        return session.status();
-    }
-    print(out, *read, place ? fmt::format("{}:{}", place->file, read->number) : "");
-    return std::max(session.status(), read->isBad() ? ExitStatus::badLines : ExitStatus::allGood);
+    return explain(out, readText(options.line, options.more, options.ttyYear.value_or(0)), "");
 }
 
 std::function<ExitStatus(Output&)> add(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("LINE", options->line1, "A line, or FILE:LINE")->type_name("")->required();
-    app.add_option("LINE2", options->line2, "The second card of a TTY message")->type_name("");
+    app.add_option("LINE", options->line, "A line, or FILE:LINE")->type_name("")->required();
+    app.add_option("MORE", options->more, "The second card of a TTY message, or the file that includes FILE")
+        ->type_name("");
     addLoadOptions(app, *options);
     return runWith(std::move(options), run);
 }

@@ -19,8 +19,9 @@ namespace {
 
 constexpr auto kFooter = R"(
 Shows every field that the observation has, with its unit, the time in other forms, and the
-states that follow. KEY is as list shows it; FILE:LINE is a line of a file, with the settings
-lines before it obeyed. The names are those of list --columns.)";
+states that follow. KEY is as list shows it; FILE:LINE is a line of a file, which is loaded, or
+of one that it includes, as 'list --columns file,line' names it before FILE. The names are those
+of list --columns.)";
 
 struct Options : CommonOptions {
     std::string what;  ///< KEY or FILE:LINE
@@ -70,38 +71,36 @@ void print(Output& out, std::int64_t key) {
     else out.print("sensor {}: {}\n", o.sensor, printable(name.str()));
 }
 
-ExitStatus showLine(const Options& options, const LinePlace& place, Session& session, Output& out) {
-    std::string problem;
-    const auto read = readLine(place, options.ttyYear.value_or(0), problem);
-    if (!read) {
-        session.fail(place.file, problem);
-        return session.status();
+ExitStatus showLine(const Options& options, const LinePlace& place, Output& out) {
+    const auto read = readLine(place, options);
+    if (!read) return ExitStatus::failure;
+    if (read->key == 0) {
+        complain(options.what, fmt::format("no observation; 'obstool explain {}' tells more", options.what));
+        return ExitStatus::failure;
     }
-    const std::int64_t key = store(*read);
-    if (key == 0) {
-        session.fail(options.what, fmt::format("no observation; 'obstool explain {}' tells more", options.what));
-        return session.status();
-    }
-    print(out, key);
+    if (!read->duplicateOf.empty())
+        complain(options.what, fmt::format("a duplicate of {}, which is shown", read->duplicateOf));
+    print(out, read->key);
+    return ExitStatus::allGood;
+}
+
+ExitStatus showKey(const Options& options, std::int64_t key, Output& out) {
+    ObsKeepOrigins(1);
+    Session session(options, complainOfLine);
+    if (!session.start()) return session.status();
+    session.load();
+    if (SatNumFrObsKey(key) >= 0) print(out, key);
+    else session.fail(options.what, "no observation has this key ('obstool list --keys')");
     return session.status();
 }
 
 ExitStatus run(const Options& options, Output& out) {
-    Session session(options, complainOfLine);
-    if (!session.start()) return session.status();
     const auto key = keyOf(options.what);
-    const auto place = key ? std::nullopt : linePlace(options.what);
-    if (place) return showLine(options, *place, session, out);
-    if (!key) {
-        session.fail(options.what, "is neither a key nor a line of a file as FILE:LINE");
-    } else if (options.files.empty()) {
-        session.fail(options.what, "no FILE is named in which the key might be");
-    } else {
-        session.load();
-        if (SatNumFrObsKey(*key) < 0) session.fail(options.what, "no observation has this key ('obstool list --keys')");
-        else print(out, *key);
-    }
-    return session.status();
+    if (const auto place = key ? std::nullopt : linePlace(options.what)) return showLine(options, *place, out);
+    if (key && !options.files.empty()) return showKey(options, *key, out);
+    complain(options.what,
+             key ? "no FILE is named in which the key might be" : "is neither a key nor a line of a file as FILE:LINE");
+    return ExitStatus::failure;
 }
 
 std::function<ExitStatus(Output&)> add(CLI::App& app) {
