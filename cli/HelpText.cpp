@@ -32,17 +32,70 @@ std::string wrapped(std::string_view text, std::size_t width, std::size_t indent
     return lines;
 }
 
+namespace {
+
+constexpr std::size_t kLeastOfText = 30, kMostOfText = 100;
+
+/// Where what is wrapped below itself begins; 0 when nothing is.
+std::size_t lastColumnOf(std::string_view row) {
+    const std::size_t gap = row.rfind("  ");
+    return gap == std::string_view::npos || row.find_first_not_of(' ') > gap ? 0 : gap + 2;
+}
+
+std::string wrappedRow(std::string_view row, std::size_t width) {
+    const std::size_t start = lastColumnOf(row);
+    if (start == 0 || row.size() <= width || width < start + kLeastOfText) return std::string(row);
+    return std::string(row.substr(0, start)) + wrapped(row.substr(start), width - start, start);
+}
+
+}  // namespace
+
+std::string flowed(std::string_view text, std::size_t width) {
+    std::string lines, paragraph;
+    const auto endParagraph = [&] {
+        if (!paragraph.empty()) lines += wrapped(paragraph, width, 0) + '\n';
+        paragraph.clear();
+    };
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
+        if (!line.empty() && line[0] != ' ') {
+            paragraph += (paragraph.empty() ? "" : " ") + std::string(line);
+            continue;
+        }
+        endParagraph();
+        lines += wrappedRow(line, width) + '\n';
+    }
+    endParagraph();
+    return lines;
+}
+
+std::size_t textWidth() {
+    const std::size_t width = terminalWidth(STDOUT_FILENO);
+    return width == 0 ? kMostOfText : std::clamp(width, kLeastOfText, kMostOfText);
+}
+
 HelpFormatter::HelpFormatter() : width_(terminalWidth(STDOUT_FILENO)) {}
 
-std::string HelpFormatter::make_option(const CLI::Option* option, bool isPositional) const {
-    constexpr std::size_t kLeastOfText = 30;
-    const std::size_t indent = get_column_width();
-    if (width_ < indent + kLeastOfText) return Formatter::make_option(option, isPositional);
-    const std::string name = "  " + make_option_name(option, isPositional) + make_option_opts(option);
+std::string HelpFormatter::row(const std::string& name, const std::string& meaning) const {
+    constexpr std::size_t kNarrowIndent = 6;
+    const std::size_t indent = width_ < get_column_width() + kLeastOfText ? kNarrowIndent : get_column_width();
     const std::string blanks =
         name.size() < indent ? std::string(indent - name.size(), ' ') : '\n' + std::string(indent, ' ');
-    return name + blanks + wrapped(make_option_desc(option), width_ - indent, indent) + '\n';
+    return name + blanks + wrapped(meaning, std::max(width_, indent + kLeastOfText) - indent, indent) + '\n';
 }
+
+std::string HelpFormatter::make_option(const CLI::Option* option, bool isPositional) const {
+    if (width_ == 0) return Formatter::make_option(option, isPositional);
+    return row("  " + make_option_name(option, isPositional) + make_option_opts(option), make_option_desc(option));
+}
+
+std::string HelpFormatter::make_subcommand(const CLI::App* command) const {
+    if (width_ == 0) return Formatter::make_subcommand(command);
+    return row("  " + command->get_display_name(true), command->get_description());
+}
+
+std::string HelpFormatter::make_footer(const CLI::App* app) const { return flowed(footerOf(*app), textWidth()); }
 
 std::string helpOf(const CLI::App& app) {
     const std::string name =

@@ -11,6 +11,7 @@
 
 #include "Configuration.h"
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "HelpText.h"
 #include "OptionTree.h"
 #include "Text.h"
 #include "Topics.h"
@@ -43,8 +44,11 @@ std::string upperCase(std::string text) {
     return text;
 }
 
-/// Paragraphs; lines that begin with blanks stay as they are.
-std::string paragraphs(std::string_view text) {
+/// Paragraphs, which roff fills; lines that begin with blanks are rows.
+std::string paragraphs(const std::string& written) {
+    constexpr std::size_t kWidth = 73;  // of 80 columns, without the margin
+    const std::string rows = flowed(written, kWidth);
+    std::string_view text = rows;
     std::string page;
     bool isPlain = false, isApart = true;
     while (!text.empty()) {

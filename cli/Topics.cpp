@@ -25,11 +25,9 @@ constexpr StatusRow kStatuses[] = {
 };
 
 std::string statusesText() {
-    constexpr std::size_t kWidth = 88, kIndent = 7;
     std::string text = "A command ends with one of these; of several the greatest.\n\n";
     for (const StatusRow& row : kStatuses)
-        text += fmt::format("  {:>3}  {}\n", static_cast<int>(row.status),
-                            wrapped(fmt::format("{}: {}", row.title, row.meaning), kWidth, kIndent));
+        text += fmt::format("  {:>3}  {}: {}\n", static_cast<int>(row.status), row.title, row.meaning);
     return text +
            "\n--passed-over=ignore takes lines of no known kind for granted, --zeroed=fail counts values that\n"
            "are taken as 0. Duplicates are named by validate and are else no fault.\n";
@@ -51,9 +49,10 @@ in files select nothing by themselves; a note names each. The names are
   ind2   second indicator             rate   range rate, km/s or with the unit m/s
   file   name of a FILE in quotes     line   number of the line
   gid    number of the FILE, from 1   year   four digits
-  time   a date 2024-01-31, 2024-031 or 24031, with a time of day 2024-01-31T12:30:00.5 or
-         24031123000500 or less of it, which stands for all of that day, hour ...; or days
-         since 1950 with a point. Times of day with a colon need .. in a range
+  time   )~"
+           R"~(a date 2024-01-31, 2024-031 or 24031, with a time of day 2024-01-31T12:30:00.5 or )~"
+           R"~(24031123000500 or less of it, which stands for all of that day, hour ...; or days since )~"
+           R"~(1950 with a point. Times of day with a colon need .. in a range
 
 --dry-run only tells how many observations do not meet each of the criteria or parentheses,
 whatever the others say, and how many meet all.
@@ -102,10 +101,10 @@ std::string ordersText() {
 std::string configurationText() {
     return R"(Options that the command line leaves out are taken from the first of these that has them:
 
-  1. the environment: see 'obstool help environment'
-  2. the file that --config or else the variable OBSTOOL_CONFIG names
-  3. the user's file: $XDG_CONFIG_HOME/obstool/config.toml, or ~/.config/obstool/config.toml
-  4. what the option's help says
+  1.  the environment: see 'obstool help environment'
+  2.  the file that --config or else the variable OBSTOOL_CONFIG names
+  3.  the user's file: $XDG_CONFIG_HOME/obstool/config.toml, or ~/.config/obstool/config.toml
+  4.  what the option's help says
 
 A file has lines NAME = VALUE with the long names of options, which hold for all commands that
 have them; after a line [COMMAND] for that command alone. Text may be in quotes; a flag is true

@@ -21,7 +21,7 @@ std::span<const StatusRow> exitStatuses();
 struct Topic {
     const char* name;
     const char* title;
-    std::string (*text)();  ///< paragraphs; lines that begin with blanks are to stay as they are
+    std::string (*text)();  ///< for `flowed`
 };
 std::span<const Topic> topics();
 

@@ -52,7 +52,7 @@ Exit status: 0 all well, 1 something was left out or found, 2 could not do it, 1
 Examples:
   obstool info today.obs
   obstool list --order -7 --limit 20 today.obs
-  obstool list --select "sat=5,25544 sen=211:220 time=2024-01-01:2024-01-31 el>10" year.obs
+  obstool list --select "sat=5,25544 time=2024-01-01:2024-01-31 el>10" year.obs
   obstool convert january.obs.gz february.obs.zst -o all.b3 --to b3)~";
 
 std::string version() {

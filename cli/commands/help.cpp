@@ -27,7 +27,7 @@ ExitStatus run(const CLI::App& root, const std::string& what, Output& out) {
     const auto topic =
         std::find_if(topics().begin(), topics().end(), [&](const Topic& one) { return what == one.name; });
     if (topic != topics().end()) {
-        out.print("{}", topic->text());
+        out.print("{}", flowed(topic->text(), textWidth()));
         return ExitStatus::allGood;
     }
     std::vector<std::string> known;
