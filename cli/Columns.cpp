@@ -12,6 +12,7 @@
 
 #include "ColumnScan.h"
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
+#include "Input.h"
 #include "Nearest.h"
 #include "Text.h"
 
@@ -297,7 +298,9 @@ const std::pair<std::string, std::int64_t>& Rows::origin(std::size_t row) {
     for (std::size_t i = origins_.size(); i < keys_.size(); ++i) {
         Text512 file;
         auto& [name, line] = origins_.emplace_back();
-        if (ObsGetOrigin(keys_[i], file.data(), &line) == 0) name = file.str();
+        if (ObsGetOrigin(keys_[i], file.data(), &line) != 0) continue;
+        name = file.str();
+        if (name == standardInputFile()) name = "-";
     }
     return origins_[row];
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CommandLine.h"
 
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 
@@ -13,15 +14,26 @@ CLI::Validator isMeasure() {
         char* end = nullptr;
         const double value = std::strtod(text.c_str(), &end);
         const bool isGood = !text.empty() && *end == '\0' && std::isfinite(value) && value >= 0;
-        return isGood ? std::string() : fmt::format("{} is not a number of 0 or more", text);
+        return isGood ? std::string() : fmt::format("'{}' is not a number of 0 or more", text);
     };
     return CLI::Validator(check, "");
 }
 
 CLI::Validator isCount() {
     const auto check = [](std::string& text) {
-        const bool digits = text.find_first_not_of("0123456789") == std::string::npos;
-        return digits ? std::string() : fmt::format("{} is not a whole number of 0 or more", text);
+        const bool isGood = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+        return isGood ? std::string() : fmt::format("'{}' is not a whole number of 0 or more", text);
+    };
+    return CLI::Validator(check, "");
+}
+
+CLI::Validator isFrom(std::int32_t low, std::int32_t high) {
+    const auto check = [low, high](std::string& text) {
+        std::int32_t value = 0;
+        const char* const end = text.data() + text.size();
+        const auto [stop, error] = std::from_chars(text.data(), end, value);
+        const bool isGood = error == std::errc() && stop == end && value >= low && value <= high;
+        return isGood ? std::string() : fmt::format("'{}' is not a whole number from {} to {}", text, low, high);
     };
     return CLI::Validator(check, "");
 }
@@ -58,7 +70,7 @@ void addSelectOptions(CLI::App& app, CommonOptions& options) {
 void addLoadOptions(CLI::App& app, CommonOptions& options) {
     app.add_option("--tty-year", options.ttyYear, "Year of TTY messages in files without a TTY_YEAR line")
         ->type_name("YEAR")
-        ->check(CLI::Range(1000, 9999).description(""));
+        ->check(isFrom(1000, 9999));
     ofFile(app.add_option("-S,--sensors", options.sensors,
                           "File of sensors beside the laser stations, for what names or needs them"))
         ->type_name("SENSORS");
@@ -83,7 +95,7 @@ void addLoadOptions(CLI::App& app, CommonOptions& options) {
     ofFile(app.add_option("--log", options.log, "Append the library's messages to LOG"))->type_name("LOG");
     app.add_option("--threads", options.threads, "Load and save with N threads, 0 with one for each core")
         ->type_name("N")
-        ->check(CLI::Range(0, 256).description(""))
+        ->check(isFrom(0, 256))
         ->capture_default_str();
     app.add_flag("-q,--quiet", options.quiet, "Do not show on a terminal how far a load or save is");
 }

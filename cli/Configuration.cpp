@@ -234,18 +234,24 @@ bool configure(CLI::App& root, int argc, const char* const* argv) {
     return true;
 }
 
-void settleConfiguration(const CLI::App& root) {
+void settleConfiguration(CLI::App& root) {
     const auto parsed = root.get_subcommands();
     if (!parsed.empty() && parsed.front()->get_name() == "version") return;  // which tells of all
     std::vector<Setting>& settings = inForce().settings;
-    const auto optionOf = [&](const Setting& setting) -> const CLI::Option* {
+    const auto optionOf = [&](const Setting& setting) -> CLI::Option* {
         if (!parsed.empty() && (setting.command.empty() || setting.command == parsed.front()->get_name()))
-            if (const auto* const option = parsed.front()->get_option_no_throw("--" + setting.option)) return option;
+            if (auto* const option = parsed.front()->get_option_no_throw("--" + setting.option)) return option;
         return setting.command.empty() ? root.get_option_no_throw("--" + setting.option) : nullptr;
     };
     std::erase_if(settings, [&](const Setting& setting) {
-        const CLI::Option* const option = optionOf(setting);
-        return option == nullptr || option->count() > 0;
+        CLI::Option* const option = optionOf(setting);
+        if (option == nullptr || option->count() > 0) return true;
+        const bool isFlag = option->get_items_expected_max() == 0;
+        const auto& others = option->get_excludes();
+        if (!isFlag || std::none_of(others.begin(), others.end(), [](const auto* other) { return other->count() > 0; }))
+            return false;
+        option->default_val("false");
+        return true;
     });
     // Of several for one option the last is in force.
     for (std::size_t i = 0; i < settings.size();) {

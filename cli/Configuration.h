@@ -46,7 +46,7 @@ void addConfigurationOptions(CLI::App& root);
 bool configure(CLI::App& root, int argc, const char* const* argv);
 
 /// Forgets what the command line, now read, has itself, and what the command that it names does not have.
-void settleConfiguration(const CLI::App& root);
+void settleConfiguration(CLI::App& root);
 
 /// The member "configuration" of a JSON object, without comma: files, and options with value and place.
 void printJsonConfiguration(Output& out);

@@ -36,7 +36,8 @@ std::string lineEndsOf(std::string_view head) {
     const auto ends = std::count(head.begin(), head.end(), '\n');
     std::ptrdiff_t withReturn = 0;
     for (std::size_t at = head.find("\r\n"); at != std::string_view::npos; at = head.find("\r\n", at + 2)) ++withReturn;
-    if (ends == 0) return "none";
+    const std::size_t firstReturn = std::min(head.find('\r'), head.size());
+    if (ends == 0) return firstReturn + 1 < head.size() ? kReturnsAlone : "none";
     return withReturn == 0 ? "LF" : withReturn == ends ? "CR LF" : "LF, CR LF";
 }
 

@@ -12,6 +12,9 @@
 
 namespace obstool {
 
+/// Line ends by which the library tells no lines apart.
+inline constexpr const char* kReturnsAlone = "CR";
+
 struct FileForm {
     std::vector<std::string> formats;  ///< names of those that its lines are of
     std::string encoding;              ///< empty for a file of nothing

@@ -103,6 +103,19 @@ std::string helpOf(const CLI::App& app) {
     return app.get_formatter()->make_help(&app, name, CLI::AppFormatMode::Normal);
 }
 
+namespace {
+
+/// What CLI11 says of values that are missing or too many, in words for users.
+std::string plainProblem(const std::string& message) {
+    const std::string option = message.substr(0, message.find(':'));
+    if (message.ends_with(" missing")) return fmt::format("{} needs a value", option);
+    if (message.find(": At Most 1 required") != std::string::npos)
+        return fmt::format("{} is given more than once", option);
+    return message;
+}
+
+}  // namespace
+
 std::string usageProblem(const CLI::App& root, const CLI::Error& error) {
     const auto parsed = root.get_subcommands();
     const CLI::App& command = parsed.empty() ? root : *parsed.front();
@@ -121,7 +134,7 @@ std::string usageProblem(const CLI::App& root, const CLI::Error& error) {
     if (!first.empty()) return fmt::format("'{}' is one argument too many", printable(first));
     if (parsed.empty() && error.get_name() == "RequiredError")
         return fmt::format("a command is missing: {}", fmt::join(names, ", "));
-    return error.what();
+    return plainProblem(error.what());
 }
 
 }  // namespace obstool

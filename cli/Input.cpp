@@ -85,6 +85,11 @@ TemporaryFile::~TemporaryFile() {
 
 std::string TemporaryFile::path() const { return pathOfDescriptor(descriptor_); }
 
+const std::string& standardInputFile() {
+    static const std::string file = pathOfDescriptor(STDIN_FILENO);
+    return file;
+}
+
 std::string fileNameProblem(const std::string& name) {
     if (name.empty()) return "the file name is empty";
     if (name.size() > kTextLength) return fmt::format("the file name is longer than {} characters", kTextLength);
@@ -105,7 +110,7 @@ Input::~Input() {
 void Input::openStandardInput() {
     // A redirected file can be opened again by name, unless part of it was consumed
     // already or it is another user's.
-    const std::string path = pathOfDescriptor(STDIN_FILENO);
+    const std::string path = standardInputFile();
     struct stat info {};
     if (::fstat(STDIN_FILENO, &info) == 0 && S_ISREG(info.st_mode) && ::lseek(STDIN_FILENO, 0, SEEK_CUR) == 0 &&
         ::access(path.c_str(), R_OK) == 0 && !isPacked(STDIN_FILENO))

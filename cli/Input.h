@@ -14,6 +14,9 @@ namespace obstool {
 /// nothing does.
 std::string fileNameProblem(const std::string& name);
 
+/// The name under which the library reads a file that standard input was redirected from.
+const std::string& standardInputFile();
+
 /// A file without a name, which lasts as long as this object.
 class TemporaryFile {
 public:

@@ -75,8 +75,10 @@ std::optional<CriteriaProblem> criteriaProblem(const std::string& criteria) {
         return CriteriaProblem{fmt::format("the criteria are longer than {} characters", kTextLength)};
     TermCounts counts;
     if (countTerms(criteria, counts)) return std::nullopt;
-    const std::string message = lastError();
-    return CriteriaProblem{message + suggestionOf(message), static_cast<std::size_t>(counts.first[0]),
+    std::string message = lastError();
+    if (const std::string suggestion = suggestionOf(message); !suggestion.empty())
+        message = message.substr(0, message.find_last_not_of('.') + 1) + suggestion;
+    return CriteriaProblem{message, static_cast<std::size_t>(counts.first[0]),
                            static_cast<std::size_t>(counts.last[0])};
 }
 

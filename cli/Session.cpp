@@ -235,6 +235,10 @@ LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
     }
     ObsGetLoadCounts(&result.loaded, &result.duplicate, &result.bad);
     ObsGetLoadLines(&result.lines);
+    if (result.form.lineEnds == kReturnsAlone && kind->number < OBS_FILE_OTHER) {
+        complain(result.file, "its lines end with CR alone and are taken as one (tr '\\r' '\\n' makes them readable)");
+        raise(ExitStatus::badLines);
+    }
     lines_.tell(result.file, sink_);
     faults_.tell(result.file, faultSink_);
     countCorrections(result.file);

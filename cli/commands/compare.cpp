@@ -50,6 +50,7 @@ struct Deck {
 struct Compared {
     std::vector<const Column*> columns;
     std::vector<double> tolerances;
+    std::vector<bool> isCircle;                                 ///< columns of degrees in which 360 is 0
     std::size_t satellite = 0, sensor = 0, type = 0, time = 0;  ///< places of the columns that make a pair
 };
 
@@ -80,6 +81,8 @@ Compared comparedOf(const Options& options, std::string& problem) {
     for (const Column& column : allColumns())
         if (column.source == Column::Source::field) compared.columns.push_back(&column);
     compared.tolerances.resize(compared.columns.size(), 0);
+    for (const Column* column : compared.columns)
+        compared.isCircle.push_back(column->name == "azimuth" || column->name == "right_ascension");
     const auto at = [&](std::string_view name) {
         return static_cast<std::size_t>(std::find(compared.columns.begin(), compared.columns.end(), findColumn(name)) -
                                         compared.columns.begin());
@@ -134,7 +137,8 @@ std::vector<std::size_t> differencesOf(const Deck& left, std::size_t l, const De
     for (std::size_t i = 0; i < compared.columns.size(); ++i) {
         const double a = valueAt(left, i, l), b = valueAt(right, i, r);
         if (a == b || (std::isnan(a) && std::isnan(b))) continue;
-        const double difference = std::fabs(a - b);
+        double difference = std::fabs(a - b);
+        if (compared.isCircle[i]) difference = std::min(difference, std::fabs(360.0 - difference));
         if (difference <= compared.tolerances[i]) continue;
         ++result.fields[i].count;
         if (std::isfinite(difference)) result.fields[i].largest = std::max(result.fields[i].largest, difference);
@@ -193,16 +197,16 @@ Result compare(const Deck& left, const Deck& right, const Compared& compared) {
 
 // --- What is told --------------------------------------------------------------------------------
 
-std::string shownObservation(const Deck& deck, std::size_t row, const Compared& compared) {
-    return fmt::format("{} satellite {} sensor {} type {} (key {})", isoTime(valueAt(deck, compared.time, row)),
-                       valueAt(deck, compared.satellite, row), valueAt(deck, compared.sensor, row),
-                       static_cast<char>(valueAt(deck, compared.type, row)), deck.keys[row]);
-}
-
 std::string shownValue(double value, const Column& column) {
     if (std::isnan(value)) return "-";
     return column.form == Form::character ? printable(std::string(1, static_cast<char>(value)))
                                           : fmt::format("{}", value);
+}
+
+std::string shownObservation(const Deck& deck, std::size_t row, const Compared& compared) {
+    return fmt::format("{} satellite {} sensor {} type {} (key {})", isoTime(valueAt(deck, compared.time, row)),
+                       valueAt(deck, compared.satellite, row), valueAt(deck, compared.sensor, row),
+                       shownValue(valueAt(deck, compared.type, row), *compared.columns[compared.type]), deck.keys[row]);
 }
 
 void printOnly(Output& out, const char* title, const std::string& file, const Deck& deck,
@@ -288,6 +292,10 @@ ExitStatus run(const Options& options, Output& out) {
     const Compared compared = comparedOf(options, problem);
     if (!problem.empty()) {
         complain("--tolerance", problem);
+        return ExitStatus::failure;
+    }
+    if (options.left == "-" && options.right == "-") {
+        complain("-", "standard input can be only one of the two");
         return ExitStatus::failure;
     }
     ExitStatus status = ExitStatus::allGood;

@@ -289,20 +289,22 @@ std::function<ExitStatus(Output&)> add(CLI::App& app) {
     addCommonOptions(app, *options);
     app.add_option("-O,--order", options->order, "Order, -10 to 10 ('obstool help orders')")
         ->type_name("CODE")
-        ->check(CLI::Range(-10, 10).description(""))
+        ->check(isFrom(-10, 10))
         ->capture_default_str();
-    app.add_flag("-k,--keys", options->keysOnly, "Keys only, without a header");
+    CLI::Option* const keys = app.add_flag("-k,--keys", options->keysOnly, "Keys only, without a header");
     app.add_option("-n,--limit", options->limit, "Stop after N observations")->type_name("N")->check(isCount());
     CLI::Option* const columns =
         app.add_option("-c,--columns", options->columns, "Columns to show, names with commas ('obstool help columns')")
-            ->type_name("NAMES");
+            ->type_name("NAMES")
+            ->excludes(keys);
     std::vector<std::string> names;
     for (const Column& column : allColumns()) names.push_back(column.name);
     suggest(columns, std::move(names));
     oneOf(app.add_option("-f,--format", options->format, "table, csv, tsv or jsonl (a JSON object a line)"),
           {std::begin(kFormats), std::end(kFormats)})
         ->type_name("FORMAT")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->excludes(keys);
     app.add_option("--width", options->width, "Fit a table to N columns; 0 does not. The terminal's when left out")
         ->type_name("N")
         ->check(isCount());

@@ -60,7 +60,8 @@ void print(Output& out, std::int64_t key) {
     const std::int64_t keys[] = {key};
     Rows rows;
     rows.begin(keys);
-    out.print("type {}: {}\n\n", o.type, typeInfo(o.type).carries);
+    if (o.type == ' ') out.print("type not known\n\n");
+    else out.print("type {}: {}\n\n", o.type, typeInfo(o.type).carries);
     printColumns(out, rows, false);
     out.print("\nstates\n");
     if (!printColumns(out, rows, true)) out.print("none\n");

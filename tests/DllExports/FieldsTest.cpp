@@ -112,6 +112,15 @@ TEST_F(FieldCalls, columnsAreTheFields) {
         EXPECT_TRUE(given.contains(name)) << name;
     for (const char* name : {"elevation", "azimuth", "sat_pos_x", "csv_real1", "bias_1", "rf_snr"})
         EXPECT_FALSE(given.contains(name)) << name;
+
+    auto ofNoType = arrayOf(-1);
+    ofNoType[2] = ofNoType[6] = 0;
+    const std::int64_t other = ObsAddFrArray(ofNoType.data());
+    for (const auto& [column, isGiven] : {std::pair(2, true), std::pair(8, false)}) {
+        double value = 0;
+        EXPECT_EQ(ObsGetColumnReals(1, &other, column, &value), 0);
+        EXPECT_EQ(value == 0, isGiven) << column;
+    }
 }
 
 TEST_F(FieldCalls, editFormsAreExact) {

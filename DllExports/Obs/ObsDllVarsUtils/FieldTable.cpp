@@ -114,7 +114,9 @@ double columnValueOf(const ObsRecord& rec) {
     if (Row::facts.meaning == (isRaDec ? Meaning::ofOthers : Meaning::ofRaDec)) return kNone;
     if (Row::find(rec) == nullptr) return kNone;
     const double value = valueOf<Row>(rec);
-    return value != 0 || Row::facts.types.has(rec.obsType) ? value : kNone;
+    // What all types carry, one that is none of them has as well.
+    const bool isCarried = Row::facts.types.bits() == fieldlist::kAll.bits() || Row::facts.types.has(rec.obsType);
+    return value != 0 || isCarried ? value : kNone;
 }
 
 template <class Row>
