@@ -21,6 +21,7 @@
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "FileArguments.h"
+#include "Progress.h"
 #include "Text.h"
 #include "Unpacker.h"
 
@@ -98,7 +99,7 @@ std::string fileNameProblem(const std::string& name) {
     return {};
 }
 
-Input::Input(const std::string& name) : path_(name) {
+Input::Input(const std::string& name, bool quiet) : quiet_(quiet), path_(name) {
     if (name == "-") openStandardInput();
     else openNamed(name);
 }
@@ -135,6 +136,10 @@ void Input::copyToTemporary(int source) {
     std::vector<char> buffer(1 << 16);
     std::unique_ptr<Unpacker> unpacker;
     std::size_t filled = 0;
+    struct stat info {};
+    const std::int64_t total = ::fstat(source, &info) == 0 && S_ISREG(info.st_mode) ? info.st_size : 0;
+    std::int64_t done = 0;
+    Progress progress(Progress::Of::copy, path_ == "-" ? std::string_view("(standard input)") : path_, quiet_);
     for (bool isFirst = true, isEnd = false; !isEnd; filled = 0) {
         // The first piece must suffice to tell whether it is packed.
         do {
@@ -144,6 +149,7 @@ void Input::copyToTemporary(int source) {
             filled += static_cast<std::size_t>(n);
         } while (isFirst && !isEnd && filled < kPackedMark);
         const std::string_view bytes(buffer.data(), filled);
+        progress.tell(done += std::ssize(bytes), total);
         // After the first read, so that a directory has failed by now.
         if (std::exchange(isFirst, false)) {
             temporary_.emplace();

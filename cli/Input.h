@@ -39,7 +39,8 @@ private:
 class Input {
 public:
     /// @param name "-" is standard input, from where it stands.
-    explicit Input(const std::string& name);
+    /// @param quiet whether nothing tells on a terminal how far a copy is.
+    explicit Input(const std::string& name, bool quiet = true);
     ~Input();
     Input(const Input&) = delete;
     Input& operator=(const Input&) = delete;
@@ -61,6 +62,7 @@ private:
     bool write(std::string_view bytes);
     void mapTemporary();
 
+    bool quiet_;
     std::optional<TemporaryFile> temporary_;
     std::string_view text_{""};
     std::string path_;

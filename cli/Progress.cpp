@@ -22,8 +22,8 @@ std::atomic<int> gState = idle;
 static_assert(std::atomic<int>::is_always_lock_free, "a handler of signals uses it");
 
 std::string amount(Progress::Of what, double number) {
-    if (what == Progress::Of::load) return fmt::format("{:.1f} MB", number / 1e6);
-    return fmt::format("{:.0f} observations", number);
+    if (what == Progress::Of::save) return fmt::format("{:.0f} observations", number);
+    return fmt::format("{:.1f} MB", number / 1e6);
 }
 
 std::string duration(double seconds) {
@@ -48,7 +48,7 @@ bool interruptLoad() {
 Progress::Progress(Of what, std::string_view name, bool quiet)
     : what_(what), name_(name), isSilent_(quiet || ::isatty(STDERR_FILENO) == 0) {
     gState = what == Of::load ? loading : idle;
-    ObsSetProgressCallback(onProgress, this);
+    if (what != Of::copy) ObsSetProgressCallback(onProgress, this);
 }
 
 Progress::~Progress() {
@@ -59,6 +59,13 @@ Progress::~Progress() {
 
 void Progress::endLoad() {
     if (gState.exchange(idle) == interrupted) throw Interrupted();
+}
+
+void Progress::tell(std::int64_t done, std::int64_t total) {
+    constexpr auto kPause = std::chrono::milliseconds(100);
+    if (isSilent_ || Clock::now() - told_ < kPause) return;
+    told_ = Clock::now();
+    show(done, total);
 }
 
 std::int32_t Progress::onProgress(std::int64_t done, std::int64_t total, void* self) {
@@ -83,8 +90,12 @@ void Progress::show(std::int64_t done, std::int64_t total) {
 
 std::string Progress::lineOf(std::int64_t done, std::int64_t total, double seconds) const {
     const double rate = static_cast<double>(done) / seconds;
-    return fmt::format("{} % of {}, {}/s, {} left", done * 100 / total, amount(what_, static_cast<double>(total)),
-                       amount(what_, rate), duration(static_cast<double>(total - done) / rate));
+    const std::string_view verb = what_ == Of::copy ? "read " : "";
+    if (total == 0)
+        return fmt::format("{}{}, {}/s", verb, amount(what_, static_cast<double>(done)), amount(what_, rate));
+    return fmt::format("{}{} % of {}, {}/s, {} left", verb, done * 100 / total,
+                       amount(what_, static_cast<double>(total)), amount(what_, rate),
+                       duration(static_cast<double>(total - done) / rate));
 }
 
 }  // namespace obstool

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// How far a load or a save is, on a terminal, and the interrupt that ends a load.
+/// How far a load, a save or a copy of input is, on a terminal, and the interrupt that ends a load.
 #pragma once
 
 #include <chrono>
@@ -16,11 +16,11 @@ struct Interrupted {};
 /// For the handler of an interrupt: whether a load is under way, which will now end by itself.
 bool interruptLoad();
 
-/// While one of these lives, the library's loads and saves show a line on standard error once they have taken a second,
-/// if that is a terminal. It is wiped off at the end.
+/// While one of these lives, the library's loads and saves, or the copy that it is told of, show a line on standard error
+/// once they have taken a second, if that is a terminal. It is wiped off at the end.
 class Progress {
 public:
-    enum class Of { load, save };
+    enum class Of { load, save, copy };
 
     /// @param name as shown; as long as this.
     Progress(Of what, std::string_view name, bool quiet);
@@ -30,6 +30,9 @@ public:
 
     /// Throws Interrupted when an interrupt came before, in time to cancel the load or not.
     void endLoad();
+
+    /// Of a copy. @param total 0 when it is not known
+    void tell(std::int64_t done, std::int64_t total);
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -42,7 +45,7 @@ private:
     std::string_view name_;
     bool isSilent_;
     bool isShown_ = false;
-    Clock::time_point start_ = Clock::now();
+    Clock::time_point start_ = Clock::now(), told_ = start_;
 };
 
 }  // namespace obstool

@@ -206,7 +206,7 @@ void Session::select(const CommonOptions& options) {
 LoadResult Session::loadOne(const std::string& name, std::int32_t group) {
     LoadResult result;
     result.file = shownAs_ = shown(name, "(standard input)");
-    const Input input(name);
+    const Input input(name, options_.quiet);
     if (!input.problem().empty()) {
         fail(result.file, input.problem());
         return result;

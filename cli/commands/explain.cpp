@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <filesystem>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "cli/Columns.h"
@@ -159,6 +160,11 @@ ExitStatus run(const Options& options, Output& out) {
         if (!options.more.empty()) static_cast<FileArguments&>(load) = expandFiles({options.more});
         const auto read = readLine(*place, load);
         return read ? explain(out, *read, fmt::format("{}:{}", place->file, read->number)) : ExitStatus::failure;
+    }
+    std::error_code none;
+    if (std::filesystem::is_regular_file(options.line, none)) {
+        complain(options.line, fmt::format("that is a file; a line of it is '{}:1'", options.line));
+        return ExitStatus::failure;
     }
     Session session(options, complainOfLine);
     if (!session.start()) return session.status();
