@@ -61,10 +61,8 @@ bool findLines(const Input& input, std::int64_t number, std::array<std::string, 
 /// Leaves the lines of the message at a place.
 std::string findMessage(const LinePlace& place, LineRead& read) {
     std::error_code none;
-    const std::filesystem::file_status file = std::filesystem::status(place.file, none);
-    if (std::filesystem::is_directory(file)) return "it is a folder";
-    if (std::filesystem::exists(file) && !std::filesystem::is_regular_file(file))
-        return "it can be read only once, which does not do for a line of it: save it as a file";
+    if (std::filesystem::is_directory(place.file, none)) return "it is a folder";
+    if (isDevice(place.file)) return "it can be read only once, which does not do for a line of it: save it as a file";
     const Input input(place.file);
     if (!input.problem().empty()) return input.problem();
     std::array<std::string, 3> lines;

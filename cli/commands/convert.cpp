@@ -91,6 +91,10 @@ void checkOutputs(const ConvertOptions& options, Session& session) {
         return session.fail("--report", "standard output is taken by the observations");
     if (isReported && options.report != "-" && isSameFile(options.report, options.output))
         return session.fail("--report", "the observations are written there");
+    const bool isLogOutput =
+        isSameFile(options.log, options.output) || (isReported && isSameFile(options.log, options.report));
+    if (!options.log.empty() && isLogOutput && !isDevice(options.log))
+        return session.fail("--log", "the observations or the report are written there");
     if (options.dryRun || options.force) return;
     const auto isOutput = [&](const std::string& file) { return isSameFile(file, options.output); };
     const bool isInput = std::any_of(options.files.begin(), options.files.end(), isOutput);
