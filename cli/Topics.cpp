@@ -43,12 +43,17 @@ in files select nothing by themselves; a note names each. The names are
 
   sat    satellite number, or the name of a laser target in quotes: sat="lageos1"
   sen    sensor number, or a sensor's description (--sensors) in quotes
-  type   type, as list shows it       el     elevation or declination, degrees
-  class  U, C or S                    az     azimuth or right ascension; 350:10 goes through 0
-  ind1   first indicator              range  km, or with the unit m: range<500m
-  ind2   second indicator             rate   range rate, km/s or with the unit m/s
-  file   name of a FILE in quotes     line   number of the line
-  gid    number of the FILE, from 1   year   four digits
+  type   type, as list shows it
+  class  U, C or S
+  el     elevation or declination, degrees, or with the unit rad, arcmin or arcsec
+  az     azimuth or right ascension, the same; 350:10 goes through 0
+  range  km, or with the unit m: range<500m
+  rate   range rate, km/s or with the unit m/s
+  ind1   first indicator; ind2 is the second
+  file   name of a FILE in quotes
+  line   number of the line
+  gid    number of the FILE, from 1
+  year   four digits
   time   )~"
            R"~(a date 2024-01-31, 2024-031 or 24031, with a time of day 2024-01-31T12:30:00.5 or )~"
            R"~(24031123000500 or less of it, which stands for all of that day, hour ...; or days since )~"
