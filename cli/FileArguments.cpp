@@ -39,6 +39,12 @@ void addFile(const std::string& name, FileArguments& found) {
 
 }  // namespace
 
+bool isDevice(const std::string& name) {
+    std::error_code none;
+    const fs::file_status file = fs::status(name, none);
+    return fs::exists(file) && !fs::is_regular_file(file) && !fs::is_directory(file);
+}
+
 bool isPattern(const std::string& name) { return name.find_first_of("*?[") != std::string::npos; }
 
 FileArguments expandFiles(const std::vector<std::string>& given) {
@@ -49,8 +55,10 @@ FileArguments expandFiles(const std::vector<std::string>& given) {
         // A file may be called like a pattern.
         const bool matched = isPattern(name) && !fs::exists(fs::symlink_status(name, none)) &&
                              ::glob(name.c_str(), 0, nullptr, &matches) == 0;
-        for (std::size_t i = 0; matched && i < matches.gl_pathc; ++i) addFile(matches.gl_pathv[i], found);
-        if (!matched) addFile(name, found);
+        const std::size_t before = found.files.size();
+        for (std::size_t i = 0; matched && i < matches.gl_pathc; ++i)
+            if (!isDevice(matches.gl_pathv[i])) addFile(matches.gl_pathv[i], found);
+        if (found.files.size() == before) addFile(name, found);
         ::globfree(&matches);
     }
     return found;

@@ -125,9 +125,13 @@ std::string usageProblem(const CLI::App& root, const CLI::Error& error) {
     for (const CLI::App* one : commandsOf(root)) names.push_back(one->get_name());
     if (first.size() > 1 && first[0] == '-') {
         const std::string name = first.substr(0, first.find('='));
+        const std::vector<std::string> known = optionNamesOf(command);
+        if (std::find(known.begin(), known.end(), name) != known.end())
+            return fmt::format("the option '{}' comes after the command '{}'", name, command.get_name());
+        constexpr std::size_t kShort = 2;  // of which any is near to any
         return fmt::format("there is no option '{}'{}{}", printable(name),
                            parsed.empty() ? "" : fmt::format(" of '{}'", command.get_name()),
-                           didYouMean(name, optionNamesOf(command)));
+                           name.size() > kShort ? didYouMean(name, known) : "");
     }
     if (parsed.empty() && !first.empty())
         return fmt::format("there is no command '{}'{}", printable(first), didYouMean(first, names));

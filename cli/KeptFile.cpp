@@ -18,12 +18,6 @@ bool isSameFile(const std::string& a, const std::string& b) {
     return a == b || std::filesystem::equivalent(a, b, none);
 }
 
-bool isDevice(const std::string& name) {
-    std::error_code none;
-    const std::filesystem::file_status file = std::filesystem::status(name, none);
-    return std::filesystem::exists(file) && !std::filesystem::is_regular_file(file);
-}
-
 bool isKeptFile(const std::string& name) {
     struct stat file {
     }, output{};

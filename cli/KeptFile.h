@@ -16,9 +16,6 @@ bool isKeptFile(const std::string& name);
 /// Whether both are names of one file.
 bool isSameFile(const std::string& a, const std::string& b);
 
-/// Whether there is something of the name that is no regular file.
-bool isDevice(const std::string& name);
-
 /// What an input that is replaced by the stored observations loses, such as "2 comments, 1 bad line"; empty for nothing
 /// but the form of its lines.
 std::string lostWith(const LoadResult& input, const std::vector<LoadResult>& all);
