@@ -145,6 +145,8 @@ std::vector<CLI::App*> partsOf(CLI::App& root) {
     return parts;
 }
 
+bool isFlag(const CLI::Option& option) { return option.get_items_expected_max() == 0; }
+
 bool mayBeSet(const CLI::Option& option) {
     return !option.get_required() && !option.get_lnames().empty() &&
            std::find(std::begin(kForCommandLineOnly), std::end(kForCommandLineOnly), option.get_lnames().front()) ==
@@ -166,6 +168,9 @@ void apply(CLI::App& root, const Setting& setting) {
         isTaken = true;
         try {
             option->default_val(setting.value);
+        } catch (const CLI::ConversionError&) {
+            throw std::runtime_error(fmt::format("{}: --{}: '{}' is {}", setting.place, setting.option, setting.value,
+                                                 isFlag(*option) ? "neither true nor false" : "no value of it"));
         } catch (const CLI::Error& error) {
             throw std::runtime_error(fmt::format("{}: {}", setting.place, error.what()));
         }
@@ -246,9 +251,9 @@ void settleConfiguration(CLI::App& root) {
     std::erase_if(settings, [&](const Setting& setting) {
         CLI::Option* const option = optionOf(setting);
         if (option == nullptr || option->count() > 0) return true;
-        const bool isFlag = option->get_items_expected_max() == 0;
         const auto& others = option->get_excludes();
-        if (!isFlag || std::none_of(others.begin(), others.end(), [](const auto* other) { return other->count() > 0; }))
+        if (!isFlag(*option) ||
+            std::none_of(others.begin(), others.end(), [](const auto* other) { return other->count() > 0; }))
             return false;
         option->default_val("false");
         return true;
