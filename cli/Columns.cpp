@@ -148,6 +148,7 @@ std::vector<Column> makeColumns() {
     columns.push_back({"az_or_ra", kDegrees, "azimuth or right ascension", Source::angle, Form::real,
                        numberOf("azimuth"), numberOf("right_ascension"), 0, 13, 6});
     addStates(columns);
+    columns.push_back({"group", "", "number of the FILE, from 1", Source::group, Form::integer, 0, 0, 0, 5});
     columns.push_back({"file", "", "from which it was loaded", Source::originFile, Form::text, 0, 0, 0, 12, 0, true});
     columns.push_back({"line", "", "of that file", Source::originLine, Form::integer, 0, 0, 0, 8});
     return columns;
@@ -257,7 +258,9 @@ Rows::Rows(const std::vector<Column>& columns) {
         if (std::find(wanted_.begin(), wanted_.end(), column) == wanted_.end()) wanted_.push_back(column);
     };
     for (const Column& column : columns) {
-        if (column.source == Source::key || column.source == Source::state || column.isOrigin()) continue;
+        if (column.source == Source::key || column.source == Source::state || column.source == Source::group ||
+            column.isOrigin())
+            continue;
         want(column.number);
         if (column.source == Source::angle) want(column.second);
     }
@@ -268,6 +271,7 @@ void Rows::begin(std::span<const std::int64_t> keys) {
     for (auto& field : fields_) field.clear();
     states_.clear();
     origins_.clear();
+    groups_.clear();
     if (!wanted_.empty() && !keys.empty()) askWanted();
 }
 
@@ -300,9 +304,18 @@ const std::pair<std::string, std::int64_t>& Rows::origin(std::size_t row) {
         auto& [name, line] = origins_.emplace_back();
         if (ObsGetOrigin(keys_[i], file.data(), &line) != 0) continue;
         name = file.str();
-        if (name == standardInputFile()) name = "-";
+        if (name == standardInputFile()) name.assign(1, '-');
     }
     return origins_[row];
+}
+
+const std::vector<double>& Rows::groups() {
+    if (groups_.size() != keys_.size()) {
+        ColumnScan scan(keys_, {"group"});
+        scan.next();
+        scan.values(0, groups_);
+    }
+    return groups_;
 }
 
 const std::vector<double>& Rows::states() {
@@ -319,6 +332,7 @@ const std::vector<double>& Rows::states() {
 double Column::value(Rows& rows, std::size_t row) const {
     switch (source) {
         case Source::key: return static_cast<double>(rows.keys()[row]);
+        case Source::group: return rows.groups()[row];
         case Source::originFile: return kNone;
         case Source::originLine:
             return rows.origin(row).second > 0 ? static_cast<double>(rows.origin(row).second) : kNone;

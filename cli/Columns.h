@@ -39,6 +39,8 @@ public:
     /// File and line; without a name where they are not kept.
     const std::pair<std::string, std::int64_t>& origin(std::size_t row);
 
+    const std::vector<double>& groups();
+
     /// 64 reals an observation (ObsGetStates); all zeros where nothing is determined.
     const std::vector<double>& states();
 
@@ -48,7 +50,7 @@ private:
     std::span<const std::int64_t> keys_;
     std::vector<std::int32_t> wanted_;         ///< columns
     std::vector<std::vector<double>> fields_;  ///< by column; empty: not asked for yet
-    std::vector<double> states_;
+    std::vector<double> states_, groups_;
     std::vector<std::pair<std::string, std::int64_t>> origins_;
 };
 
@@ -67,6 +69,7 @@ struct Column {
         year,
         dayOfYear,
         modifiedJulian,
+        group,
         originFile,
         originLine,
     };
