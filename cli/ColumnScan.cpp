@@ -2,7 +2,6 @@
 #include "ColumnScan.h"
 
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <stdexcept>
 #include <string_view>
@@ -16,43 +15,16 @@ namespace {
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
-template <class Value>
-void toReals(const ArrowArray& array, std::vector<double>& values) {
-    const auto* const from = static_cast<const Value*>(array.buffers[1]) + array.offset;
-    std::transform(from, from + array.length, values.begin(), [](Value value) { return static_cast<double>(value); });
-}
-
 /// The code of the character that a text is; that of a blank where it is none.
-double codeOf(std::string_view text) {
+unsigned char codeOf(std::string_view text) {
     if (text.size() == 1) return static_cast<unsigned char>(text[0]);
     // The characters of one byte from 0x80 on are two bytes of UTF-8.
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    return text.size() == 2 && byte(0) >= 0xC2 && byte(0) <= 0xC3 ? (byte(0) & 3) << 6 | (byte(1) & 0x3F) : ' ';
+    const bool isShort = text.size() == 2 && byte(0) >= 0xC2 && byte(0) <= 0xC3;
+    return static_cast<unsigned char>(isShort ? (byte(0) & 3) << 6 | (byte(1) & 0x3F) : ' ');
 }
 
-/// What a dictionary of characters refers to.
-void codesToReals(const ArrowArray& array, std::vector<double>& values) {
-    std::array<double, 128> codes{};
-    const ArrowArray& texts = *array.dictionary;
-    const auto* const ends = static_cast<const std::int32_t*>(texts.buffers[1]);
-    const auto* const bytes = static_cast<const char*>(texts.buffers[2]);
-    for (std::size_t i = 0; i < static_cast<std::size_t>(texts.length); ++i)
-        codes[i] = codeOf({bytes + ends[i], static_cast<std::size_t>(ends[i + 1] - ends[i])});
-    const auto* const from = static_cast<const std::int8_t*>(array.buffers[1]) + array.offset;
-    std::transform(from, from + array.length, values.begin(),
-                   [&](std::int8_t index) { return codes[static_cast<std::size_t>(index) & 127]; });
-}
-
-void leaveNulls(const ArrowArray& array, std::vector<double>& values) {
-    const auto* const bits = static_cast<const std::uint8_t*>(array.buffers[0]);
-    if (array.null_count == 0 || bits == nullptr) return;
-    // A choice of two values costs less than a branch on bits that nobody can guess.
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        const std::size_t at = i + static_cast<std::size_t>(array.offset);
-        const double choice[2] = {kNone, values[i]};
-        values[i] = choice[bits[at / 8] >> at % 8 & 1];
-    }
-}
+bool hasBit(const std::uint8_t* bits, std::size_t i) { return (bits[i / 8] >> i % 8 & 1) != 0; }
 
 }  // namespace
 
@@ -101,24 +73,39 @@ bool ColumnScan::next() {
 }
 
 void ColumnScan::values(std::size_t column, std::vector<double>& values) const {
-    const ArrowArray& array = *batch_.children[column];
+    const auto take = [&](const auto& from) {
+        for (std::size_t i = 0; i < rows(); ++i) values[i] = static_cast<double>(from[i]);
+    };
     values.resize(rows());
-    if (array.null_count == array.length) {
-        std::fill(values.begin(), values.end(), kNone);
-        return;
-    }
     switch (formats_[column]) {
-        case 'i': toReals<std::int32_t>(array, values); break;
-        case 'l': toReals<std::int64_t>(array, values); break;
-        case 'g': toReals<double>(array, values); break;
-        default: codesToReals(array, values); break;
+        case 'i': take(wholes(column)); break;
+        case 'l': take(keys(column)); break;
+        case 'g': take(reals(column)); break;
+        default: take(codes(column)); break;
     }
-    leaveNulls(array, values);
+    const std::uint8_t* const bits = given(column);
+    if (bits == nullptr) return;
+    // A choice of two values costs less than a branch on bits that nobody can guess.
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const double choice[2] = {kNone, values[i]};
+        values[i] = choice[bits[i / 8] >> i % 8 & 1];
+    }
 }
 
-const std::int64_t* ColumnScan::keys(std::size_t column) const {
-    const ArrowArray& array = *batch_.children[column];
-    return static_cast<const std::int64_t*>(array.buffers[1]) + array.offset;
+CodeColumn ColumnScan::codes(std::size_t column) const {
+    CodeColumn codes;
+    codes.indices_ = valuesOf<std::int8_t>(column);
+    const ArrowArray& texts = *batch_.children[column]->dictionary;
+    const auto* const ends = static_cast<const std::int32_t*>(texts.buffers[1]);
+    const auto* const bytes = static_cast<const char*>(texts.buffers[2]);
+    for (std::size_t i = 0; i < static_cast<std::size_t>(texts.length); ++i)
+        codes.codes_[i] = codeOf({bytes + ends[i], static_cast<std::size_t>(ends[i + 1] - ends[i])});
+    return codes;
+}
+
+double ColumnScan::real(std::size_t column, std::size_t row) const {
+    const std::uint8_t* const bits = given(column);
+    return bits == nullptr || hasBit(bits, row) ? reals(column)[row] : kNone;
 }
 
 }  // namespace obstool

@@ -2,32 +2,32 @@
 #include "Tracks.h"
 
 #include <algorithm>
-#include <limits>
+#include <array>
+#include <tuple>
+#include <utility>
 
 namespace obstool {
 
-std::uint64_t Track::mixed() const {
-    constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15;
-    const auto bits = [](std::int32_t number) { return std::uint64_t{static_cast<std::uint32_t>(number)}; };
-    return (bits(satellite) << 32 ^ bits(sensor) << 8 ^ bits(type)) * kFactor;
-}
+namespace {
 
-Moment& LatestMoments::of(const Track& track, double time) {
-    if (2 * (used_ + 1) > entries_.size()) makeRoom(time - keptDays_);
-    Entry& entry = find(track);
-    if (entry.track.type == kFree) {
-        entry = {track, {-std::numeric_limits<double>::infinity(), 0}};
-        ++used_;
-    }
-    return entry.latest;
-}
+constexpr unsigned kHalf = 32;
 
-LatestMoments::Entry& LatestMoments::find(const Track& track) {
-    for (std::size_t at = track.mixed() >> 20;; ++at) {
-        Entry& entry = entries_[at & (entries_.size() - 1)];
-        if (entry.track.type == kFree || entry.track == track) return entry;
+/// By the upper half of each number.
+void sortByUpperHalf(std::vector<std::uint64_t>& numbers) {
+    constexpr unsigned kDigitBits = 11;
+    constexpr std::size_t kDigits = std::size_t{1} << kDigitBits;
+    std::vector<std::uint64_t> other(numbers.size());
+    for (unsigned shift = kHalf; shift < 2 * kHalf; shift += kDigitBits) {
+        const auto digitOf = [=](std::uint64_t number) { return number >> shift & (kDigits - 1); };
+        std::array<std::size_t, kDigits> starts{};
+        for (const std::uint64_t number : numbers) ++starts[digitOf(number)];
+        for (std::size_t sum = 0; std::size_t & start : starts) sum += std::exchange(start, sum);
+        for (const std::uint64_t number : numbers) other[starts[digitOf(number)]++] = number;
+        numbers.swap(other);
     }
 }
+
+}  // namespace
 
 void LatestMoments::makeRoom(double since) {
     constexpr std::size_t kLeast = 1024;  // a power of 2
@@ -41,37 +41,50 @@ void LatestMoments::makeRoom(double since) {
         if (isKept(entry)) find(entry.track) = entry;
 }
 
-// Most tracks are one piece: what is sorted is no more than a number that tells nearly all of them apart.
-std::map<Track, std::vector<Moment>> Pieces::suspects() const {
-    constexpr std::uint64_t kPlace = 0xFFFFFFFF;
+/// Places of the pieces and whether they are dense, above them a number that tells nearly all tracks apart, by that
+/// number. Most tracks are one piece, so that no more has to be sorted.
+std::vector<std::uint64_t> Pieces::byTrack() const {
     std::vector<std::uint64_t> order(pieces_.size());
-    for (std::size_t i = 0; i < order.size(); ++i) order[i] = (pieces_[i].track.mixed() & ~kPlace) | i;
-    std::sort(order.begin(), order.end());
+    for (std::size_t i = 0; i < order.size(); ++i)
+        order[i] = pieces_[i].track.mixed() >> kHalf << kHalf | i << 1 | static_cast<std::uint64_t>(pieces_[i].isDense);
+    sortByUpperHalf(order);
+    return order;
+}
+
+std::map<Track, std::vector<Moment>> Pieces::suspects() const {
+    constexpr std::uint64_t kDense = 1;
     std::map<Track, std::vector<Moment>> suspects;
-    std::vector<Piece> alike;
-    for (std::size_t from = 0, to = 0; from < order.size(); from = to) {
-        while (to < order.size() && (order[to] ^ order[from]) <= kPlace) ++to;
+    std::vector<std::size_t> alike;  // pieces
+    const std::vector<std::uint64_t> order = byTrack();
+    for (auto from = order.begin(), to = from; from != order.end(); from = to) {
+        while (to != order.end() && *to >> kHalf == *from >> kHalf) ++to;
+        if (to - from == 1 && (*from & kDense) == 0) continue;
         alike.clear();
-        for (std::size_t i = from; i < to; ++i) alike.push_back(pieces_[order[i] & kPlace]);
-        if (alike.size() > 1 || alike.front().isDense) addSuspects(alike, suspects);
+        for (auto one = from; one != to; ++one) alike.push_back((*one & 0xFFFFFFFF) >> 1);
+        std::sort(alike.begin(), alike.end(), [this](std::size_t a, std::size_t b) {
+            return std::tie(pieces_[a].track, pieces_[a].firstTime) < std::tie(pieces_[b].track, pieces_[b].firstTime);
+        });
+        addSuspects(alike, suspects);
     }
     return suspects;
 }
 
-void Pieces::addSuspects(std::vector<Piece>& pieces, std::map<Track, std::vector<Moment>>& suspects) const {
-    std::sort(pieces.begin(), pieces.end(), [&](const Piece& a, const Piece& b) {
-        return a.track != b.track ? a.track < b.track : firstTime(a) < firstTime(b);
-    });
-    for (auto from = pieces.cbegin(), to = from; from != pieces.cend(); from = to) {
+/// @param alike pieces by track and time
+void Pieces::addSuspects(std::span<const std::size_t> alike, std::map<Track, std::vector<Moment>>& suspects) const {
+    for (std::size_t from = 0, to = 0; from < alike.size(); from = to) {
+        const Track track = pieces_[alike[from]].track;
         bool isSuspect = false;
-        for (; to != pieces.cend() && to->track == from->track; ++to)
-            isSuspect =
-                isSuspect || to->isDense || (to != from && !(firstTime(*to) - lastTime(*(to - 1)) > apartDays_));
+        for (; to < alike.size() && pieces_[alike[to]].track == track; ++to) {
+            const Piece& piece = pieces_[alike[to]];
+            const bool isApart = to == from || piece.firstTime - pieces_[alike[to - 1]].lastTime > apartDays_;
+            isSuspect = isSuspect || piece.isDense || !isApart;
+        }
         if (!isSuspect) continue;
-        std::vector<Moment>& all = suspects[from->track];
-        for (auto piece = from; piece != to; ++piece) {
-            const auto first = moments_.cbegin() + static_cast<std::ptrdiff_t>(piece->first);
-            all.insert(all.end(), first, first + static_cast<std::ptrdiff_t>(piece->count));
+        std::vector<Moment>& all = suspects[track];
+        for (std::size_t i = from; i < to; ++i) {
+            const std::size_t next = alike[i] + 1;
+            const std::size_t end = next < pieces_.size() ? pieces_[next].first : moments_.size();
+            all.insert(all.end(), moments_.data() + pieces_[alike[i]].first, moments_.data() + end);
         }
     }
 }

@@ -153,6 +153,21 @@ public:
         return end >= scanLimit_;
     }
 
+    /// The same for who reads the records. They are asked for ahead: the processor does that itself, but only to the
+    /// end of a page.
+    template <class Visit>
+    bool scanRecords(SlotNumber from, SlotNumber end, Visit&& visit) const {
+        constexpr SlotNumber kAhead = 16;
+        return scan(from, end, [&](SlotNumber slot) {
+            if (slot + kAhead < scanLimit_) prefetchRecord(slot + kAhead);
+            visit(slot);
+        });
+    }
+    template <class Visit>
+    void scanRecords(Visit&& visit) const {
+        scanRecords(0, scanLimit_, visit);
+    }
+
     /// Slots ever used: all slot numbers are below.
     std::uint32_t slotsUsed() const { return freshSlot_; }
 

@@ -88,7 +88,7 @@ bool mayMeet(const ObsSelection& selection, const SelectionBox& box);
 template <class Visit>
 void scanBlocks(Visit&& visit) {
     SlotBlock block;
-    gStore.pools.scan([&](SlotNumber slot) {
+    gStore.pools.scanRecords([&](SlotNumber slot) {
         block.slots[block.count++] = slot;
         if (block.count < SlotBlock::kMax) return;
         visit(std::as_const(block));

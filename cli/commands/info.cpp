@@ -75,8 +75,7 @@ constexpr LineCount kLineCounts[] = {
 /// How often numbers occur.
 class Counts {
 public:
-    void add(double value) {
-        const auto number = static_cast<std::int32_t>(value);
+    void add(std::int32_t number) {
         if (number < 0 || number >= kMostOfList) {
             ++others_[number];
             return;
@@ -125,15 +124,12 @@ void countObservations(Report& report, std::size_t top) {
     ColumnScan scan(OBS_ORDER_STORED, {"type", "sen_num", "sat_num", "ds50"});
     Counts sensors, satellites;
     std::array<std::int64_t, 256> types{};
-    for (std::vector<double> values; scan.next();) {
-        scan.values(0, values);
-        for (const double code : values) ++types[static_cast<unsigned char>(code)];
-        scan.values(1, values);
-        for (const double number : values) sensors.add(number);
-        scan.values(2, values);
-        for (const double number : values) satellites.add(number);
-        scan.values(3, values);
-        for (const double time : values) {
+    while (scan.next()) {
+        const CodeColumn codes = scan.codes(0);
+        for (std::size_t i = 0; i < codes.size(); ++i) ++types[codes[i]];
+        for (const std::int32_t number : scan.wholes(1)) sensors.add(number);
+        for (const std::int32_t number : scan.wholes(2)) satellites.add(number);
+        for (const double time : scan.reals(3)) {
             report.firstTime = std::min(report.firstTime, time);
             report.lastTime = std::max(report.lastTime, time);
         }

@@ -88,15 +88,25 @@ void releaseStream(ArrowArrayStream* stream) {
     stream->release = nullptr;
 }
 
+/// Eight flags, each 0 or 1, as bits, the first one lowest.
+std::uint8_t packed(const std::uint8_t* flags) {
+    if constexpr (std::endian::native == std::endian::little) {
+        constexpr std::uint64_t kFlagToBit = 0x0102040810204080;  // brings each flag to its place in the highest byte
+        std::uint64_t eight;
+        std::memcpy(&eight, flags, sizeof eight);
+        return static_cast<std::uint8_t>(eight * kFlagToBit >> 56);
+    } else {
+        unsigned bits = 0;
+        for (unsigned i = 0; i < 8; ++i) bits |= unsigned{flags[i]} << i;
+        return static_cast<std::uint8_t>(bits);
+    }
+}
+
 /// Sets bits from `first` on; those before it are set already, those after it 0.
 void setBits(std::uint8_t* bits, std::size_t first, const BlockFlags& flags, std::size_t count) {
     std::size_t i = 0;
     if (first % 8 == 0) {
-        for (; i + 8 <= count; i += 8) {
-            unsigned byte = 0;
-            for (std::size_t k = 0; k < 8; ++k) byte |= static_cast<unsigned>(flags[i + k]) << k;
-            bits[(first + i) / 8] = static_cast<std::uint8_t>(byte);
-        }
+        for (; i + 8 <= count; i += 8) { bits[(first + i) / 8] = packed(&flags[i]); }
     }
     for (; i < count; ++i) bits[(first + i) / 8] |= static_cast<std::uint8_t>(flags[i] << (first + i) % 8);
 }
@@ -216,6 +226,7 @@ void TableBuilder::flush() {
             const std::size_t left = expected_ > rowsBefore_ ? expected_ - rowsBefore_ : 0;
             for (ColumnBuilder& builder : builders_) builder.begin(std::min(batchRows_, left));
         }
+        for (std::size_t i = 0; i < block_->count; ++i) block_->typeBits[i] = typeBit(block_->common[i]->obsType);
         for (std::size_t i = 0; i < defs_.size(); ++i) defs_[i]->put(*block_, builders_[i]);
         rowsInBatch_ += block_->count;
         block_->count = 0;

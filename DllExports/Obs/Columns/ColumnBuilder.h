@@ -96,10 +96,12 @@ public:
     /// How many rows will come in all.
     void expect(std::size_t rows) { expected_ = rows; }
     /// The place of the next row, to be filled before the next call. What an earlier row left there is to be replaced.
+    /// @param key -1 none
     /// @param common those of a stored record, which stay until `flush`; null: they will be the row's own
-    ColumnRow& nextRow(const CommonFields* common = nullptr) {
+    ColumnRow& nextRow(std::int64_t key, const CommonFields* common = nullptr) {
         if (block_->count == blockRoom_) flush();
         ColumnRow& row = block_->rows[block_->count];
+        block_->keys[block_->count] = key;
         block_->common[block_->count++] = common != nullptr ? common : &row.rec;
         return row;
     }

@@ -17,8 +17,6 @@ namespace {
 
 constexpr std::uint32_t kAllTypes = fieldlist::kAll.bits();
 
-constexpr std::uint32_t typeBit(std::int32_t type) { return type >= 0 && type <= 19 ? 1u << type : 0; }
-
 template <class Value>
 bool isNonzero(Value value) {
     if constexpr (std::is_same_v<Value, double>) return std::bit_cast<std::uint64_t>(value) != 0;  // -0.0 is kept
@@ -40,13 +38,11 @@ constexpr bool kHasTwin = [] {
     return has;
 }();
 
-/// Whether the value that a type holds at the place of a field is that field's.
+/// The types that hold the field's value at its place, not that of its twin.
 template <class F>
-constexpr bool isMeant(std::int32_t type) {
-    if constexpr (F::facts.meaning == Meaning::ofRaDec) return ObsHasRaDec(type);
-    else if constexpr (kHasTwin<F>) return !ObsHasRaDec(type);
-    else return true;
-}
+constexpr std::uint32_t kMeantFor = F::facts.meaning == Meaning::ofRaDec ? kRaDecTypes.bits()
+                                    : kHasTwin<F>                        ? ~kRaDecTypes.bits()
+                                                                         : ~0u;
 
 template <class F>
 using ColumnValue = std::conditional_t<F::isReal, double, typename F::Value>;
@@ -58,32 +54,51 @@ auto valueIn(const RowBlock& block, std::size_t row) {
     else return F::in(block.rows[row].rec);
 }
 
+/// Of values that the record itself holds. Without branches, since types come in any order.
+template <class F>
+void markGiven(const RowBlock& block, const ColumnValue<F>* values, BlockFlags& given) {
+    constexpr std::uint32_t kTypes = F::facts.types.bits();
+    if constexpr (kTypes == kAllTypes) {
+        static_assert(kMeantFor<F> == ~0u);
+        given.fill(1);
+    } else {
+        for (std::size_t i = 0; i < block.count; ++i) {
+            const std::uint32_t type = block.typeBits[i];
+            const bool hasOther = isNonzero(values[i]) & ((type & kMeantFor<F>) != 0);
+            given[i] = static_cast<std::uint8_t>(hasOther | ((type & kTypes & kMeantFor<F>) != 0));
+        }
+    }
+}
+
+/// Values that are not numbers are null, and counted.
+void dropNans(const RowBlock& block, const double* values, BlockFlags& given, std::int64_t& nanCount) {
+    bool isAny = false;  // two are asked about at once, and hardly any deck has one
+    for (std::size_t i = 0; i + 1 < block.count; i += 2) isAny = isAny || std::isunordered(values[i], values[i + 1]);
+    if (block.count % 2 != 0) isAny = isAny || std::isnan(values[block.count - 1]);
+    for (std::size_t i = 0; isAny && i < block.count; ++i) {
+        if (!std::isnan(values[i])) continue;
+        nanCount += given[i];
+        given[i] = 0;
+    }
+}
+
 /// A field of numbers. A part that is there has all its values; of the others those that the type carries, and what is
 /// not 0.
 template <class F>
 void putNumbers(const RowBlock& block, ColumnBuilder& out) {
     ColumnValue<F> values[kBlockRows];
     BlockFlags given;
-    for (std::size_t i = 0; i < block.count; ++i) {
-        if constexpr (F::template isOf<ObsRecord>) {
-            const auto value = valueIn<F>(block, i);
-            const std::int32_t type = block.common[i]->obsType;
-            bool isGiven = true;
-            if constexpr (F::facts.types.bits() != kAllTypes)
-                isGiven = (F::facts.types.bits() & typeBit(type)) != 0 || isNonzero(value);
-            values[i] = value;
-            given[i] = isGiven && isMeant<F>(type);
-        } else {
+    if constexpr (F::template isOf<ObsRecord>) {
+        for (std::size_t i = 0; i < block.count; ++i) values[i] = valueIn<F>(block, i);
+        markGiven<F>(block, values, given);
+    } else {
+        for (std::size_t i = 0; i < block.count; ++i) {
             const auto* const value = F::find(block.rows[i].rec);
             values[i] = value != nullptr ? *value : 0;
             given[i] = value != nullptr;
         }
-        if constexpr (F::isReal) {
-            const bool isNan = std::isnan(values[i]);
-            out.nanCount += given[i] != 0 && isNan;
-            given[i] = given[i] != 0 && !isNan;
-        }
     }
+    if constexpr (F::isReal) dropNans(block, values, given, out.nanCount);
     out.append(values, given, block.count);
 }
 
@@ -113,10 +128,9 @@ void putSigmas(const RowBlock& block, ColumnBuilder& out) {
 }
 
 void putKeys(const RowBlock& block, ColumnBuilder& out) {
-    std::int64_t keys[kBlockRows];
     BlockFlags given;
-    for (std::size_t i = 0; i < block.count; ++i) given[i] = (keys[i] = block.rows[i].key) != -1;
-    out.append(keys, given, block.count);
+    for (std::size_t i = 0; i < block.count; ++i) given[i] = block.keys[i] != -1;
+    out.append(block.keys.data(), given, block.count);
 }
 
 void putGroups(const RowBlock& block, ColumnBuilder& out) {
@@ -176,7 +190,7 @@ void takeNumbers(Incoming& in, RowBlock& block) {
         if (in.given[i] == 0) continue;
         ObsRecord& rec = block.rows[i].rec;
         if constexpr (F::isReal) {
-            if (isMeant<F>(rec.obsType)) placeIn<F>(rec) = in.reals[i];
+            if ((kMeantFor<F> & typeBit(rec.obsType)) != 0) placeIn<F>(rec) = in.reals[i];
             else if (in.reals[i] != 0) in.refuse(i, "the observation's type has the other pair of angles");
         } else if (in.integers[i] < Limits::min() || in.integers[i] > Limits::max()) {
             in.refuse(i, "the number is too large");

@@ -22,20 +22,24 @@ using BlockFlags = std::array<std::uint8_t, kBlockRows>;
 
 struct ColumnRow {
     ObsRecord rec;
-    std::int64_t key = 0;  ///< -1 none
     std::int64_t line = 0;
     std::int32_t gid = 0;
     std::int32_t file = -1;  ///< its number in the block's files; -1 none
 };
 
+/// That of a set of types, or one that is in no set.
+constexpr std::uint32_t typeBit(std::int32_t type) { return 1u << (type >= 0 && type <= 19 ? type : 31); }
+
 struct RowBlock {
     std::size_t count = 0;
     std::array<ColumnRow, kBlockRows> rows;
+    std::array<std::int64_t, kBlockRows> keys;  ///< -1 none
     /// The common fields of each row: its own ones, or those in the store, which are then not copied.
     std::array<const CommonFields*, kBlockRows> common;
-    bool hasGroups = false;          ///< else groups are null
-    bool hasFile = false;            ///< all rows are of one
-    std::vector<std::string> files;  ///< of stored observations, and of rows that come in
+    std::array<std::uint32_t, kBlockRows> typeBits;  ///< of its type for each row
+    bool hasGroups = false;                          ///< else groups are null
+    bool hasFile = false;                            ///< all rows are of one
+    std::vector<std::string> files;                  ///< of stored observations, and of rows that come in
 };
 
 /// What of a stored observation a column may need.

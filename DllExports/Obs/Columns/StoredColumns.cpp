@@ -18,8 +18,7 @@ constexpr std::int64_t kMostTold = 100;
 
 /// The common fields are looked at where they are until the table is flushed.
 void putRow(SlotNumber slot, std::uint8_t needs, TableBuilder& table) {
-    ColumnRow& row = table.nextRow(&gStore.pools.record(slot));
-    row.key = gStore.pools.node(slot).key;
+    ColumnRow& row = table.nextRow(gStore.pools.node(slot).key, &gStore.pools.record(slot));
     if ((needs & kNeedsMark) != 0) {
         const Mark& mark = gStore.pools.mark(slot);
         const Origin origin = gStore.origins.of(mark.seqNum);
@@ -37,7 +36,7 @@ void putNextStored(SlotNumber& from, TableBuilder& table) {
     std::size_t left = table.batchRows();
     for (bool atEnd = false; !atEnd && left != 0;) {
         const auto end = static_cast<SlotNumber>(from + left);
-        atEnd = gStore.pools.scan(from, end, [&](SlotNumber slot) {
+        atEnd = gStore.pools.scanRecords(from, end, [&](SlotNumber slot) {
             putRow(slot, needs, table);
             --left;
         });

@@ -85,9 +85,8 @@ public:
 
 private:
     void take(obs::ObsRecord& rec, int64_t key, LinePlace place) override {
-        obs::ColumnRow& row = table_.nextRow();
+        obs::ColumnRow& row = table_.nextRow(key);
         row.rec = std::move(rec);
-        row.key = key;
         row.line = place.number;
     }
 

@@ -188,7 +188,7 @@ int32_t ObsGetPasses(int32_t count, const int64_t* keys, int32_t room, ObsPass* 
     if (obs::refuseCount(kName, room, {passes}) || (count != kAll && obs::refuseCount(kName, count, {keys})))
         return kStatusRefused;
     return obs::guarded(kName, kStatusRefused, [&] {
-        obs::PassFinder finder(static_cast<std::size_t>(std::max(count, int32_t{0})));
+        obs::PassFinder finder;
         obs::UnknownKeys unknown;
         if (count == kAll) {
             finder = obs::storedSightings();

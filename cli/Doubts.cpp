@@ -1,0 +1,372 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Doubts.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <unordered_map>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "ColumnScan.h"
+#include "Text.h"
+#include "Tracks.h"
+#include "siblings/include/ObsFamily.h"
+
+namespace obstool {
+
+namespace {
+
+constexpr double kSecondsPerDay = 86400;
+constexpr double kKeyDays = 0.2 / kSecondsPerDay;  ///< by which times may go back in the order of keys
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+enum Column : std::size_t {
+    kSatellite,
+    kSensor,
+    kType,
+    kTime,
+    kElevation,
+    kDeclination,
+    kAzimuth,
+    kRightAscension,
+    kRange,
+    kRangeRate,
+    kKey
+};
+constexpr std::array kColumns = {"sat_num",   "sen_num",         "type",    "ds50",
+                                 "elevation", "declination",     "azimuth", "right_ascension",
+                                 "range_km",  "range_rate_km_s", "key"};
+
+/// What tells which observations there are in a block.
+struct Identities {
+    explicit Identities(const ColumnScan& scan)
+        : satellites(scan.wholes(kSatellite)),
+          sensors(scan.wholes(kSensor)),
+          types(scan.codes(kType)),
+          times(scan.reals(kTime)),
+          keys(scan.keys(kKey)) {}
+
+    Track track(std::size_t row) const { return {satellites[row], sensors[row], types[row]}; }
+    Moment moment(std::size_t row) const { return {times[row], keys[row]}; }
+
+    std::span<const std::int32_t> satellites, sensors;
+    CodeColumn types;
+    std::span<const double> times;
+    std::span<const std::int64_t> keys;
+};
+
+/// What can be wrong, in the order in which it is told of an observation.
+enum Check {
+    kTimeCheck,
+    kAngleCheck,
+    kLowCheck,
+    kTurnCheck,
+    kNoRangeCheck,
+    kFarCheck,
+    kFastCheck,
+    kSensorCheck,
+    kNearCheck
+};
+
+/// Observations with something wrong, which may come in any order: the first ones are those of lowest rank.
+class Doubts {
+public:
+    Doubts(const SenseLimits& limits, std::size_t limit) : limits_(limits), limit_(limit) {}
+
+    void add(std::int64_t rank, Check check, Track track, Moment moment) {
+        OfReason& all = reasons_[{check, check == kSensorCheck ? track.sensor : 0}];
+        if (all.count++ == 0) all.reason = reasonOf(check, track);
+        if (limit_ != 0 && all.first.size() == limit_) {
+            if (rank >= all.first.back().first) return;
+            all.first.pop_back();
+        }
+        auto at = all.first.end();
+        while (at != all.first.begin() && rank < (at - 1)->first) --at;
+        all.first.insert(
+            at, {rank, fmt::format("key {}: {} satellite {} sensor {} type {}", moment.key, isoTime(moment.time),
+                                   track.satellite, track.sensor, static_cast<char>(track.type))});
+    }
+
+    std::vector<Group> groups() const {
+        std::vector<const Reasons::value_type*> order;
+        for (const auto& one : reasons_) order.push_back(&one);
+        const auto lowest = [](const auto* one) {
+            return std::pair(one->second.first.front().first, one->first.first);
+        };
+        std::sort(order.begin(), order.end(), [&](const auto* a, const auto* b) { return lowest(a) < lowest(b); });
+        std::vector<Group> groups;
+        for (const auto* one : order) {
+            groups.push_back({"doubtful", one->second.reason, one->second.count, {}});
+            for (const auto& [rank, place] : one->second.first) groups.back().places.push_back(place);
+        }
+        return groups;
+    }
+
+private:
+    struct OfReason {
+        std::string reason;
+        std::int64_t count = 0;
+        std::vector<std::pair<std::int64_t, std::string>> first;  ///< by rank
+    };
+    using Reasons = std::map<std::pair<Check, std::int32_t>, OfReason>;
+
+    std::string reasonOf(Check check, Track track) const {
+        switch (check) {
+            case kTimeCheck: return fmt::format("the time is before {} or in the future", limits_.firstYear);
+            case kAngleCheck: return "the elevation or declination is beyond 90 degrees";
+            case kLowCheck: return fmt::format("the elevation is below {} degrees", limits_.lowestElevation);
+            case kTurnCheck: return "the azimuth or right ascension is not from 0 to 360 degrees";
+            case kNoRangeCheck: return "the range is 0 or below";
+            case kFarCheck: return fmt::format("the range is above {} km", limits_.mostRange);
+            case kFastCheck: return fmt::format("the range rate is above {} km/s", limits_.mostSpeed);
+            case kSensorCheck: return fmt::format("sensor {} is not known", track.sensor);
+            case kNearCheck:
+                return fmt::format("another one of the same satellite, sensor and type is within {} seconds",
+                                   limits_.near);
+        }
+        return {};
+    }
+
+    const SenseLimits& limits_;
+    std::size_t limit_;
+    Reasons reasons_;
+};
+
+/// What is wrong with an observation by itself.
+class ValueChecks {
+public:
+    explicit ValueChecks(const SenseLimits& limits) : limits_(limits) {
+        using namespace std::chrono;
+        const auto day = [](year_month_day date) {
+            return static_cast<double>((sys_days{date} - sys_days{year{1950} / January / 1}).count()) + 1;
+        };
+        firstTime_ = day(year{limits.firstYear} / January / 1);
+        lastTime_ = day(year_month_day{floor<days>(system_clock::now())}) + 1;
+    }
+
+    /// @param rankOf gives the rank of a row
+    template <class RankOf>
+    void look(const ColumnScan& scan, RankOf&& rankOf, Doubts& doubts) {
+        markDoubtful(scan);
+        const Identities columns(scan);
+        for (std::size_t at = 0; at < doubtful_.size(); ++at)
+            for (unsigned bits = doubtful_[at]; bits != 0; bits &= bits - 1) {
+                const std::size_t row = 8 * at + static_cast<std::size_t>(std::countr_zero(bits));
+                check(scan, row, columns.sensors[row],
+                      [&](Check failed) { doubts.add(rankOf(row), failed, columns.track(row), columns.moment(row)); });
+            }
+    }
+
+private:
+    static bool isOut(double value, double least, double most) { return value < least || value > most; }
+
+    /// Rows for which a check may fail: without branches, since nearly all pass.
+    void markDoubtful(const ColumnScan& scan) {
+        doubtful_.assign((scan.rows() + 7) / 8, 0);
+        const auto limitOf = [](double limit) { return limit > 0 ? limit : kInfinity; };
+        mark(scan, kTime, firstTime_, lastTime_);
+        mark(scan, kElevation, limits_.lowestElevation != 0 ? limits_.lowestElevation : -90, 90);
+        mark(scan, kDeclination, -90, 90);
+        mark(scan, kAzimuth, 0, 360);
+        mark(scan, kRightAscension, 0, 360);
+        mark(scan, kRange, std::numeric_limits<double>::denorm_min(), limitOf(limits_.mostRange));
+        mark(scan, kRangeRate, -limitOf(limits_.mostSpeed), limitOf(limits_.mostSpeed));
+        if (!limits_.isOfKnownSensor) return;
+        for (std::size_t row = 0; row < scan.rows(); ++row)
+            if (!isKnown(scan.wholes(kSensor)[row]))
+                doubtful_[row / 8] = static_cast<std::uint8_t>(doubtful_[row / 8] | 1u << row % 8);
+    }
+
+    void mark(const ColumnScan& scan, std::size_t column, double least, double most) {
+        const std::span<const double> values = scan.reals(column);
+        if (const auto [lowest, highest] = endsOf(values); lowest >= least && highest <= most) return;
+        const std::uint8_t* const given = scan.given(column);
+        for (std::size_t at = 0; at < doubtful_.size(); ++at) {
+            const std::span<const double> some =
+                values.subspan(8 * at, std::min<std::size_t>(8, values.size() - 8 * at));
+            unsigned bits = 0;
+            for (std::size_t i = 0; i < some.size(); ++i)
+                bits |= static_cast<unsigned>(isOut(some[i], least, most)) << i;
+            doubtful_[at] |= static_cast<std::uint8_t>(given != nullptr ? bits & given[at] : bits);
+        }
+    }
+
+    /// The lowest and the highest of values, given or not. Several at a time, which do not wait for each other.
+    static std::pair<double, double> endsOf(std::span<const double> values) {
+        constexpr std::size_t kSome = 4;
+        std::array<double, kSome> lowest, highest;
+        lowest.fill(kInfinity);
+        highest.fill(-kInfinity);
+        const auto take = [&](double value, std::size_t i) {
+            lowest[i] = value < lowest[i] ? value : lowest[i];
+            highest[i] = value > highest[i] ? value : highest[i];
+        };
+        std::size_t row = 0;
+        for (; row + kSome <= values.size(); row += kSome)
+            for (std::size_t i = 0; i < kSome; ++i) take(values[row + i], i);
+        for (; row < values.size(); ++row) take(values[row], 0);
+        return {*std::min_element(lowest.begin(), lowest.end()), *std::max_element(highest.begin(), highest.end())};
+    }
+
+    template <class Tell>
+    void check(const ColumnScan& scan, std::size_t row, std::int32_t sensor, Tell&& tell) {
+        const auto either = [&](Column one, Column other) {
+            const double value = scan.real(one, row);
+            return std::isnan(value) ? scan.real(other, row) : value;
+        };
+        const double range = scan.real(kRange, row);
+        if (isOut(scan.real(kTime, row), firstTime_, lastTime_)) tell(kTimeCheck);
+        if (isOut(either(kElevation, kDeclination), -90, 90)) tell(kAngleCheck);
+        else if (limits_.lowestElevation != 0 && scan.real(kElevation, row) < limits_.lowestElevation) tell(kLowCheck);
+        if (isOut(either(kAzimuth, kRightAscension), 0, 360)) tell(kTurnCheck);
+        if (range <= 0) tell(kNoRangeCheck);
+        if (limits_.mostRange > 0 && range > limits_.mostRange) tell(kFarCheck);
+        if (limits_.mostSpeed > 0 && std::fabs(scan.real(kRangeRate, row)) > limits_.mostSpeed) tell(kFastCheck);
+        if (limits_.isOfKnownSensor && !isKnown(sensor)) tell(kSensorCheck);
+    }
+
+    bool isKnown(std::int32_t sensor) {
+        const auto [at, isNew] = known_.try_emplace(sensor, false);
+        if (!isNew) return at->second;
+        Text512 name;
+        double latitude = 0, longitude = 0, height = 0;
+        return at->second = FamilyGetSensor(sensor, name.data(), &latitude, &longitude, &height) == 0;
+    }
+
+    const SenseLimits& limits_;
+    double firstTime_ = 0, lastTime_ = 0;
+    std::vector<std::uint8_t> doubtful_;  ///< a bit for each row of a block
+    std::unordered_map<std::int32_t, bool> known_;
+};
+
+/// How observations are gone through. What is told first is that of the lowest key in all but the last of the ways.
+enum class Way { asStored, inPieces, byKey, byTime };
+
+/// What is near another one of its track.
+class NearChecks {
+public:
+    NearChecks(const SenseLimits& limits, Way way, Doubts& doubts)
+        : way_(way),
+          doubts_(doubts),
+          nearSeconds_(limits.near),
+          keptDays_(limits.near / kSecondsPerDay + (way == Way::byTime ? 0 : kKeyDays)),
+          latest_(keptDays_),
+          pieces_(kMore * limits.near / kSecondsPerDay, std::max(kMore * limits.near / kSecondsPerDay, kKeyDays)) {
+        if (way == Way::inPieces) pieces_.expect(static_cast<std::size_t>(ObsGetCount()));
+    }
+
+    /// False, and nothing is of use, where this way does not show what is near.
+    /// @param rankOf gives the rank of a row
+    template <class RankOf>
+    bool look(const ColumnScan& scan, RankOf&& rankOf) {
+        const Identities columns(scan);
+        if ((way_ == Way::asStored || way_ == Way::inPieces) && !haveTimesOfKeys(columns)) return false;
+        for (std::size_t row = 0; row < scan.rows(); ++row) {
+            if (way_ == Way::inPieces) pieces_.add(columns.track(row), columns.moment(row));
+            else if (standsAlone(columns.times, row)) latestOfAll_ = columns.times[row];
+            else if (!follow(columns.track(row), columns.moment(row), [&] { return rankOf(row); })) return false;
+        }
+        return pieces_.areLong();
+    }
+
+    /// The rest, after all blocks; as `look`.
+    bool finish() {
+        const auto suspects = pieces_.suspects();
+        return std::all_of(suspects.begin(), suspects.end(),
+                           [this](const auto& one) { return lookAt(one.first, one.second); });
+    }
+
+private:
+    static constexpr double kMore = 1.001;  ///< so that rounding matters nowhere
+
+    /// Whether nothing before or after a row can be near it, and it tells nothing of what the order is.
+    bool standsAlone(std::span<const double> times, std::size_t row) const {
+        return row + 1 < times.size() && times[row + 1] - times[row] > keptDays_ &&
+               times[row] - latestOfAll_ > keptDays_;
+    }
+
+    /// False where the observations are in no order of time, or where that by key would show others.
+    template <class Rank>
+    bool follow(Track track, Moment now, Rank&& rank) {
+        Moment& latest = latest_.of(track, now.time);
+        if (way_ == Way::asStored && now.key <= latest.key) return false;
+        if (way_ != Way::byTime && (now.time < latest.time || now.time < latestOfAll_ - kKeyDays)) return false;
+        latestOfAll_ = std::max(latestOfAll_, now.time);
+        if (areNear(latest, now)) doubts_.add(rank(), kNearCheck, track, now);
+        latest = now;
+        return true;
+    }
+
+    bool areNear(Moment one, Moment next) const { return (next.time - one.time) * kSecondsPerDay <= nearSeconds_; }
+
+    /// Goes through a track by its keys; as `look`.
+    bool lookAt(Track track, std::vector<Moment> moments) {
+        std::sort(moments.begin(), moments.end(), [](const Moment& a, const Moment& b) { return a.key < b.key; });
+        for (std::size_t i = 1; i < moments.size(); ++i) {
+            if (moments[i].time < moments[i - 1].time) return false;
+            if (areNear(moments[i - 1], moments[i])) doubts_.add(moments[i].key, kNearCheck, track, moments[i]);
+        }
+        return true;
+    }
+
+    /// Whether keys tell the times but for their tenth of a second, as they do within a year.
+    bool haveTimesOfKeys(const Identities& columns) {
+        constexpr std::int64_t kUnit = 10'000'000'000;
+        constexpr double kTenthsPerDay = 864000, kMostTenths = 1.5;
+        double least = leastApart_, most = mostApart_;
+        for (std::size_t row = 0; row < columns.times.size(); ++row) {
+            const double apart = columns.times[row] * kTenthsPerDay - static_cast<double>(columns.keys[row] / kUnit);
+            least = std::min(least, apart);
+            most = std::max(most, apart);
+        }
+        leastApart_ = least;
+        mostApart_ = most;
+        return most - least <= kMostTenths;
+    }
+
+    Way way_;
+    Doubts& doubts_;
+    double nearSeconds_, keptDays_;
+    LatestMoments latest_;
+    Pieces pieces_;
+    double latestOfAll_ = -kInfinity;
+    double leastApart_ = kInfinity, mostApart_ = -kInfinity;  ///< tenths of a second
+};
+
+/// False where the way does not show what is near.
+bool look(const SenseLimits& limits, Way way, Doubts& doubts) {
+    constexpr std::int32_t kAscendingKeys = 9, kByTime = -1;
+    const std::int32_t order = way == Way::byKey ? kAscendingKeys : way == Way::byTime ? kByTime : OBS_ORDER_STORED;
+    ValueChecks values(limits);
+    NearChecks near(limits, way, doubts);
+    std::int64_t before = 0;  // rows of the blocks before
+    ColumnScan scan(order, {kColumns.begin(), kColumns.end()});
+    for (; scan.next(); before += static_cast<std::int64_t>(scan.rows())) {
+        const auto rankOf = [&](std::size_t row) {
+            return way == Way::byTime ? before + static_cast<std::int64_t>(row) : scan.keys(kKey)[row];
+        };
+        values.look(scan, rankOf, doubts);
+        if (limits.near > 0 && !near.look(scan, rankOf)) return false;
+    }
+    return near.finish();
+}
+
+}  // namespace
+
+/// Within a year keys have the order of times, but for a tenth of a second. A deck mostly has it, too, or goes track
+/// after track, so that nothing has to be sorted.
+std::vector<Group> doubtfulObservations(const SenseLimits& limits, std::size_t limit) {
+    for (const Way way : {Way::asStored, Way::inPieces, Way::byKey, Way::byTime}) {
+        Doubts doubts(limits, limit);
+        if (look(limits, way, doubts)) return doubts.groups();
+    }
+    return {};
+}
+
+}  // namespace obstool
