@@ -21,7 +21,8 @@ namespace {
 constexpr auto kInfoFooter = R"(
 Shows the lines loaded, duplicate and bad in each file and what all its lines were; the time
 span and the numbers of observations by type, sensor and satellite in all; and the lines that
-are bad or passed over as FILE:LINE: reason, with --json every one of them.
+are bad or passed over as FILE:LINE: reason, with --json every one of them. Formats, encoding and
+line ends are those of the first 64 KiB.
 With --group and --select all but the first table and the lines tell of the wanted
 observations only; with --select there is also how many each criterion drops.)";
 
