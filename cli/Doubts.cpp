@@ -22,8 +22,6 @@ namespace obstool {
 
 namespace {
 
-constexpr double kSecondsPerDay = 86400;
-constexpr double kKeyDays = 0.2 / kSecondsPerDay;  ///< by which times may go back in the order of keys
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 enum Column : std::size_t {
@@ -74,45 +72,53 @@ enum Check {
     kNearCheck
 };
 
-/// Observations with something wrong, which may come in any order: the first ones are those of lowest rank.
+/// Observations with something wrong, which may come in any order: the first ones are those of lowest key.
 class Doubts {
 public:
     Doubts(const SenseLimits& limits, std::size_t limit) : limits_(limits), limit_(limit) {}
 
-    void add(std::int64_t rank, Check check, Track track, Moment moment) {
+    void add(Check check, Track track, Moment moment) {
         OfReason& all = reasons_[{check, check == kSensorCheck ? track.sensor : 0}];
         if (all.count++ == 0) all.reason = reasonOf(check, track);
         if (limit_ != 0 && all.first.size() == limit_) {
-            if (rank >= all.first.back().first) return;
+            if (moment.key >= all.first.front().key) return;
+            std::pop_heap(all.first.begin(), all.first.end());
             all.first.pop_back();
         }
-        auto at = all.first.end();
-        while (at != all.first.begin() && rank < (at - 1)->first) --at;
-        all.first.insert(
-            at, {rank, fmt::format("key {}: {} satellite {} sensor {} type {}", moment.key, isoTime(moment.time),
-                                   track.satellite, track.sensor, static_cast<char>(track.type))});
+        all.first.push_back(
+            {moment.key, fmt::format("key {}: {} satellite {} sensor {} type {}", moment.key, isoTime(moment.time),
+                                     track.satellite, track.sensor, static_cast<char>(track.type))});
+        if (limit_ != 0) std::push_heap(all.first.begin(), all.first.end());
     }
 
-    std::vector<Group> groups() const {
-        std::vector<const Reasons::value_type*> order;
-        for (const auto& one : reasons_) order.push_back(&one);
-        const auto lowest = [](const auto* one) {
-            return std::pair(one->second.first.front().first, one->first.first);
-        };
+    /// Once, after all were added.
+    std::vector<Group> takeGroups() {
+        std::vector<Reasons::value_type*> order;
+        for (auto& one : reasons_) {
+            std::sort(one.second.first.begin(), one.second.first.end());
+            order.push_back(&one);
+        }
+        const auto lowest = [](const auto* one) { return std::pair(one->second.first.front().key, one->first.first); };
         std::sort(order.begin(), order.end(), [&](const auto* a, const auto* b) { return lowest(a) < lowest(b); });
         std::vector<Group> groups;
-        for (const auto* one : order) {
+        for (auto* one : order) {
             groups.push_back({"doubtful", one->second.reason, one->second.count, {}});
-            for (const auto& [rank, place] : one->second.first) groups.back().places.push_back(place);
+            for (Place& place : one->second.first) groups.back().places.push_back(std::move(place.text));
         }
         return groups;
     }
 
 private:
+    struct Place {
+        std::int64_t key;
+        std::string text;
+
+        bool operator<(const Place& other) const { return key < other.key; }
+    };
     struct OfReason {
         std::string reason;
         std::int64_t count = 0;
-        std::vector<std::pair<std::int64_t, std::string>> first;  ///< by rank
+        std::vector<Place> first;  ///< a heap, of which the highest key is on top, where there is a limit
     };
     using Reasons = std::map<std::pair<Check, std::int32_t>, OfReason>;
 
@@ -150,16 +156,14 @@ public:
         lastTime_ = day(year_month_day{floor<days>(system_clock::now())}) + 1;
     }
 
-    /// @param rankOf gives the rank of a row
-    template <class RankOf>
-    void look(const ColumnScan& scan, RankOf&& rankOf, Doubts& doubts) {
+    void look(const ColumnScan& scan, Doubts& doubts) {
         markDoubtful(scan);
         const Identities columns(scan);
         for (std::size_t at = 0; at < doubtful_.size(); ++at)
             for (unsigned bits = doubtful_[at]; bits != 0; bits &= bits - 1) {
                 const std::size_t row = 8 * at + static_cast<std::size_t>(std::countr_zero(bits));
                 check(scan, row, columns.sensors[row],
-                      [&](Check failed) { doubts.add(rankOf(row), failed, columns.track(row), columns.moment(row)); });
+                      [&](Check failed) { doubts.add(failed, columns.track(row), columns.moment(row)); });
             }
     }
 
@@ -245,45 +249,29 @@ private:
     std::unordered_map<std::int32_t, bool> known_;
 };
 
-/// How observations are gone through. What is told first is that of the lowest key in all but the last of the ways.
-enum class Way { asStored, inPieces, byKey, byTime };
+constexpr double kSecondsPerDay = 86400;
 
-/// What is near another one of its track.
-class NearChecks {
+bool areNear(Moment one, Moment next, const SenseLimits& limits) {
+    return (next.time - one.time) * kSecondsPerDay <= limits.near;
+}
+
+/// What is near another one of its track, of observations that come nearly in order of time.
+class NearInTime {
 public:
-    NearChecks(const SenseLimits& limits, Way way, Doubts& doubts)
-        : way_(way),
-          doubts_(doubts),
-          nearSeconds_(limits.near),
-          keptDays_(limits.near / kSecondsPerDay + (way == Way::byTime ? 0 : kKeyDays)),
-          latest_(keptDays_),
-          pieces_(kMore * limits.near / kSecondsPerDay, std::max(kMore * limits.near / kSecondsPerDay, kKeyDays)) {
-        if (way == Way::inPieces) pieces_.expect(static_cast<std::size_t>(ObsGetCount()));
-    }
+    NearInTime(const SenseLimits& limits, Doubts& doubts)
+        : limits_(limits), doubts_(doubts), keptDays_(limits.near / kSecondsPerDay + kBackDays), latest_(keptDays_) {}
 
-    /// False, and nothing is of use, where this way does not show what is near.
-    /// @param rankOf gives the rank of a row
-    template <class RankOf>
-    bool look(const ColumnScan& scan, RankOf&& rankOf) {
-        const Identities columns(scan);
-        if ((way_ == Way::asStored || way_ == Way::inPieces) && !haveTimesOfKeys(columns)) return false;
-        for (std::size_t row = 0; row < scan.rows(); ++row) {
-            if (way_ == Way::inPieces) pieces_.add(columns.track(row), columns.moment(row));
-            else if (standsAlone(columns.times, row)) latestOfAll_ = columns.times[row];
-            else if (!follow(columns.track(row), columns.moment(row), [&] { return rankOf(row); })) return false;
+    /// False, and nothing is of use, where the observations of a track are not in order, or all are too far from it.
+    bool look(const Identities& columns) {
+        for (std::size_t row = 0; row < columns.times.size(); ++row) {
+            if (standsAlone(columns.times, row)) latestOfAll_ = columns.times[row];
+            else if (!follow(columns.track(row), columns.moment(row))) return false;
         }
-        return pieces_.areLong();
-    }
-
-    /// The rest, after all blocks; as `look`.
-    bool finish() {
-        const auto suspects = pieces_.suspects();
-        return std::all_of(suspects.begin(), suspects.end(),
-                           [this](const auto& one) { return lookAt(one.first, one.second); });
+        return true;
     }
 
 private:
-    static constexpr double kMore = 1.001;  ///< so that rounding matters nowhere
+    static constexpr double kBackDays = 0.2 / kSecondsPerDay;  ///< by which times may go back
 
     /// Whether nothing before or after a row can be near it, and it tells nothing of what the order is.
     bool standsAlone(std::span<const double> times, std::size_t row) const {
@@ -291,82 +279,77 @@ private:
                times[row] - latestOfAll_ > keptDays_;
     }
 
-    /// False where the observations are in no order of time, or where that by key would show others.
-    template <class Rank>
-    bool follow(Track track, Moment now, Rank&& rank) {
+    bool follow(Track track, Moment now) {
+        if (!std::isfinite(now.time)) return true;
         Moment& latest = latest_.of(track, now.time);
-        if (way_ == Way::asStored && now.key <= latest.key) return false;
-        if (way_ != Way::byTime && (now.time < latest.time || now.time < latestOfAll_ - kKeyDays)) return false;
+        if (now < latest || now.time < latestOfAll_ - kBackDays) return false;
         latestOfAll_ = std::max(latestOfAll_, now.time);
-        if (areNear(latest, now)) doubts_.add(rank(), kNearCheck, track, now);
+        if (areNear(latest, now, limits_)) doubts_.add(kNearCheck, track, now);
         latest = now;
         return true;
     }
 
-    bool areNear(Moment one, Moment next) const { return (next.time - one.time) * kSecondsPerDay <= nearSeconds_; }
-
-    /// Goes through a track by its keys; as `look`.
-    bool lookAt(Track track, std::vector<Moment> moments) {
-        std::sort(moments.begin(), moments.end(), [](const Moment& a, const Moment& b) { return a.key < b.key; });
-        for (std::size_t i = 1; i < moments.size(); ++i) {
-            if (moments[i].time < moments[i - 1].time) return false;
-            if (areNear(moments[i - 1], moments[i])) doubts_.add(moments[i].key, kNearCheck, track, moments[i]);
-        }
-        return true;
-    }
-
-    /// Whether keys tell the times but for their tenth of a second, as they do within a year.
-    bool haveTimesOfKeys(const Identities& columns) {
-        constexpr std::int64_t kUnit = 10'000'000'000;
-        constexpr double kTenthsPerDay = 864000, kMostTenths = 1.5;
-        double least = leastApart_, most = mostApart_;
-        for (std::size_t row = 0; row < columns.times.size(); ++row) {
-            const double apart = columns.times[row] * kTenthsPerDay - static_cast<double>(columns.keys[row] / kUnit);
-            least = std::min(least, apart);
-            most = std::max(most, apart);
-        }
-        leastApart_ = least;
-        mostApart_ = most;
-        return most - least <= kMostTenths;
-    }
-
-    Way way_;
+    const SenseLimits& limits_;
     Doubts& doubts_;
-    double nearSeconds_, keptDays_;
+    double keptDays_;
     LatestMoments latest_;
-    Pieces pieces_;
     double latestOfAll_ = -kInfinity;
-    double leastApart_ = kInfinity, mostApart_ = -kInfinity;  ///< tenths of a second
 };
 
-/// False where the way does not show what is near.
-bool look(const SenseLimits& limits, Way way, Doubts& doubts) {
-    constexpr std::int32_t kAscendingKeys = 9, kByTime = -1;
-    const std::int32_t order = way == Way::byKey ? kAscendingKeys : way == Way::byTime ? kByTime : OBS_ORDER_STORED;
+/// The same of some observations in any order.
+void lookForNear(std::span<const std::int64_t> keys, const SenseLimits& limits, Doubts& doubts) {
+    ColumnScan scan(keys, {kColumns.begin(), kColumns.end()});
+    if (!scan.next()) return;
+    const Identities columns(scan);
+    std::vector<std::pair<Track, Moment>> all;
+    for (std::size_t row = 0; row < scan.rows(); ++row) all.emplace_back(columns.track(row), columns.moment(row));
+    std::sort(all.begin(), all.end());
+    for (std::size_t i = 1; i < all.size(); ++i)
+        if (all[i].first == all[i - 1].first && areNear(all[i - 1].second, all[i].second, limits))
+            doubts.add(kNearCheck, all[i].first, all[i].second);
+}
+
+/// Calls `use` with each block until it gives false; whether it never did.
+template <class Use>
+bool forEachBlock(Use&& use) {
+    ColumnScan scan(OBS_ORDER_STORED, {kColumns.begin(), kColumns.end()});
+    while (scan.next())
+        if (!use(scan)) return false;
+    return true;
+}
+
+/// False, and nothing is of use, where the deck is not in order of time.
+bool lookInTime(const SenseLimits& limits, Doubts& doubts) {
     ValueChecks values(limits);
-    NearChecks near(limits, way, doubts);
-    std::int64_t before = 0;  // rows of the blocks before
-    ColumnScan scan(order, {kColumns.begin(), kColumns.end()});
-    for (; scan.next(); before += static_cast<std::int64_t>(scan.rows())) {
-        const auto rankOf = [&](std::size_t row) {
-            return way == Way::byTime ? before + static_cast<std::int64_t>(row) : scan.keys(kKey)[row];
-        };
-        values.look(scan, rankOf, doubts);
-        if (limits.near > 0 && !near.look(scan, rankOf)) return false;
-    }
-    return near.finish();
+    NearInTime near(limits, doubts);
+    return forEachBlock([&](const ColumnScan& scan) {
+        values.look(scan, doubts);
+        return limits.near == 0 || near.look(Identities(scan));
+    });
+}
+
+void lookInAnyOrder(const SenseLimits& limits, Doubts& doubts) {
+    ValueChecks values(limits);
+    Candidates candidates(static_cast<std::size_t>(ObsGetCount()), limits.near);
+    forEachBlock([&](const ColumnScan& scan) {
+        values.look(scan, doubts);
+        const Identities columns(scan);
+        for (std::size_t row = 0; row < scan.rows(); ++row)
+            if (std::isfinite(columns.times[row])) candidates.add(columns.track(row), columns.moment(row));
+        return true;
+    });
+    lookForNear(candidates.takeKeys(), limits, doubts);
 }
 
 }  // namespace
 
-/// Within a year keys have the order of times, but for a tenth of a second. A deck mostly has it, too, or goes track
-/// after track, so that nothing has to be sorted.
+/// Most decks are in order of time, so that nothing has to be sorted.
 std::vector<Group> doubtfulObservations(const SenseLimits& limits, std::size_t limit) {
-    for (const Way way : {Way::asStored, Way::inPieces, Way::byKey, Way::byTime}) {
-        Doubts doubts(limits, limit);
-        if (look(limits, way, doubts)) return doubts.groups();
-    }
-    return {};
+    Doubts inTime(limits, limit);
+    if (lookInTime(limits, inTime)) return inTime.takeGroups();
+    Doubts doubts(limits, limit);
+    lookInAnyOrder(limits, doubts);
+    return doubts.takeGroups();
 }
 
 }  // namespace obstool

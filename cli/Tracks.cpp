@@ -3,31 +3,11 @@
 
 #include <algorithm>
 #include <array>
-#include <tuple>
+#include <bit>
+#include <cmath>
 #include <utility>
 
 namespace obstool {
-
-namespace {
-
-constexpr unsigned kHalf = 32;
-
-/// By the upper half of each number.
-void sortByUpperHalf(std::vector<std::uint64_t>& numbers) {
-    constexpr unsigned kDigitBits = 11;
-    constexpr std::size_t kDigits = std::size_t{1} << kDigitBits;
-    std::vector<std::uint64_t> other(numbers.size());
-    for (unsigned shift = kHalf; shift < 2 * kHalf; shift += kDigitBits) {
-        const auto digitOf = [=](std::uint64_t number) { return number >> shift & (kDigits - 1); };
-        std::array<std::size_t, kDigits> starts{};
-        for (const std::uint64_t number : numbers) ++starts[digitOf(number)];
-        for (std::size_t sum = 0; std::size_t & start : starts) sum += std::exchange(start, sum);
-        for (const std::uint64_t number : numbers) other[starts[digitOf(number)]++] = number;
-        numbers.swap(other);
-    }
-}
-
-}  // namespace
 
 void LatestMoments::makeRoom(double since) {
     constexpr std::size_t kLeast = 1024;  // a power of 2
@@ -41,52 +21,56 @@ void LatestMoments::makeRoom(double since) {
         if (isKept(entry)) find(entry.track) = entry;
 }
 
-/// Places of the pieces and whether they are dense, above them a number that tells nearly all tracks apart, by that
-/// number. Most tracks are one piece, so that no more has to be sorted.
-std::vector<std::uint64_t> Pieces::byTrack() const {
-    std::vector<std::uint64_t> order(pieces_.size());
-    for (std::size_t i = 0; i < order.size(); ++i)
-        order[i] = pieces_[i].track.mixed() >> kHalf << kHalf | i << 1 | static_cast<std::uint64_t>(pieces_[i].isDense);
-    sortByUpperHalf(order);
-    return order;
+Candidates::Candidates(std::size_t expected, double nearSeconds) : nearMilliseconds_(1000 * nearSeconds) {
+    constexpr std::size_t kOfPart = 8192;
+    parts_.resize(std::min(std::bit_ceil(expected / kOfPart + 1), kMostParts));
+    for (auto& part : parts_) part.reserve(expected / parts_.size() * 9 / 8);  // what is not touched costs nothing
 }
 
-std::map<Track, std::vector<Moment>> Pieces::suspects() const {
-    constexpr std::uint64_t kDense = 1;
-    std::map<Track, std::vector<Moment>> suspects;
-    std::vector<std::size_t> alike;  // pieces
-    const std::vector<std::uint64_t> order = byTrack();
-    for (auto from = order.begin(), to = from; from != order.end(); from = to) {
-        while (to != order.end() && *to >> kHalf == *from >> kHalf) ++to;
-        if (to - from == 1 && (*from & kDense) == 0) continue;
-        alike.clear();
-        for (auto one = from; one != to; ++one) alike.push_back((*one & 0xFFFFFFFF) >> 1);
-        std::sort(alike.begin(), alike.end(), [this](std::size_t a, std::size_t b) {
-            return std::tie(pieces_[a].track, pieces_[a].firstTime) < std::tie(pieces_[b].track, pieces_[b].firstTime);
-        });
-        addSuspects(alike, suspects);
+/// By track, else in the order that there was.
+void Candidates::sortByTrack(std::vector<Seen>& seen, std::vector<Seen>& other) {
+    constexpr unsigned kDigitBits = 11;
+    constexpr std::size_t kDigits = std::size_t{1} << kDigitBits;
+    other.resize(seen.size());
+    for (unsigned shift = kTimeBits; shift < 64; shift += kDigitBits) {
+        const auto digitOf = [=](const Seen& one) { return one.code >> shift & (kDigits - 1); };
+        std::array<std::size_t, kDigits> starts{};
+        for (const Seen& one : seen) ++starts[digitOf(one)];
+        if (seen.empty() || starts[digitOf(seen.front())] == seen.size()) continue;
+        for (std::size_t sum = 0; std::size_t & start : starts) sum += std::exchange(start, sum);
+        for (const Seen& one : seen) other[starts[digitOf(one)]++] = one;
+        seen.swap(other);
     }
-    return suspects;
 }
 
-/// @param alike pieces by track and time
-void Pieces::addSuspects(std::span<const std::size_t> alike, std::map<Track, std::vector<Moment>>& suspects) const {
-    for (std::size_t from = 0, to = 0; from < alike.size(); from = to) {
-        const Track track = pieces_[alike[from]].track;
-        bool isSuspect = false;
-        for (; to < alike.size() && pieces_[alike[to]].track == track; ++to) {
-            const Piece& piece = pieces_[alike[to]];
-            const bool isApart = to == from || piece.firstTime - pieces_[alike[to - 1]].lastTime > apartDays_;
-            isSuspect = isSuspect || piece.isDense || !isApart;
-        }
-        if (!isSuspect) continue;
-        std::vector<Moment>& all = suspects[track];
-        for (std::size_t i = from; i < to; ++i) {
-            const std::size_t next = alike[i] + 1;
-            const std::size_t end = next < pieces_.size() ? pieces_[next].first : moments_.size();
-            all.insert(all.end(), moments_.data() + pieces_[alike[i]].first, moments_.data() + end);
+/// @param track all of one, of which there are at least two
+void Candidates::addKeys(std::span<Seen> track, std::vector<std::int64_t>& keys) const {
+    const auto isEarlier = [](const Seen& a, const Seen& b) { return a.code < b.code; };
+    if (!std::is_sorted(track.begin(), track.end(), isEarlier)) std::sort(track.begin(), track.end(), isEarlier);
+    // After the last one the first one comes again, as times do after seven weeks.
+    const auto isNearNext = [&](std::size_t i) {
+        const Seen& next = track[i + 1 < track.size() ? i + 1 : 0];
+        return static_cast<std::uint32_t>(next.code - track[i].code) <= nearMilliseconds_ + 1;
+    };
+    bool isNearBefore = isNearNext(track.size() - 1);
+    for (std::size_t i = 0; i < track.size(); ++i) {
+        const bool isNear = isNearNext(i);
+        if (isNear || isNearBefore) keys.push_back(track[i].key);
+        isNearBefore = isNear;
+    }
+}
+
+std::vector<std::int64_t> Candidates::takeKeys() {
+    std::vector<std::int64_t> keys;
+    std::vector<Seen> other;
+    for (auto& seen : parts_) {
+        sortByTrack(seen, other);
+        for (auto from = seen.begin(), to = from; from != seen.end(); from = to) {
+            while (to != seen.end() && to->code >> kTimeBits == from->code >> kTimeBits) ++to;
+            if (to - from > 1) addKeys({from, to}, keys);
         }
     }
+    return keys;
 }
 
 }  // namespace obstool

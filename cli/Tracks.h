@@ -3,12 +3,13 @@
 /// What tells which observations of one satellite, sensor and type are near in time, while all are gone through once.
 #pragma once
 
+#include <cmath>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <map>
 #include <span>
+#include <tuple>
 #include <vector>
 
 namespace obstool {
@@ -30,7 +31,7 @@ struct Moment {
     double time;  ///< days since 1950 UTC
     std::int64_t key;
 
-    bool isBefore(Moment other) const { return key < other.key && time <= other.time; }
+    bool operator<(const Moment& other) const { return std::tie(time, key) < std::tie(other.time, other.key); }
 };
 
 /// The latest moment of each track, of observations that come in order of time. Those that are too long ago to be near
@@ -70,49 +71,42 @@ private:
     std::size_t used_ = 0;
 };
 
-/// Finds the tracks in which something may be near, of observations that come track after track, in pieces of any
-/// order.
-class Pieces {
+/// Finds what may be near another one of its track, of observations in any order.
+class Candidates {
 public:
-    /// @param nearDays time between two that are near, or a little more
-    /// @param apartDays between two pieces that tell nothing of each other
-    Pieces(double nearDays, double apartDays) : nearDays_(nearDays), apartDays_(apartDays) {}
-
-    /// Makes room, of which nothing is touched before it is needed.
-    void expect(std::size_t observations) {
-        moments_.reserve(observations);
-        pieces_.reserve(observations / kEnough + kSome);
-    }
+    /// @param expected how many observations will come
+    Candidates(std::size_t expected, double nearSeconds);
 
     void add(Track track, Moment now) {
-        if (pieces_.empty() || !(pieces_.back().track == track && moments_.back().isBefore(now)))
-            pieces_.push_back({track, false, moments_.size(), now.time, now.time});
-        else if (now.time - moments_.back().time <= nearDays_) pieces_.back().isDense = true;
-        pieces_.back().lastTime = now.time;
-        moments_.push_back(now);
+        const std::uint64_t mixed = track.mixed();
+        const std::uint64_t code = mixed >> kTimeBits << kTimeBits | milliseconds(now.time);
+        parts_[mixed >> kPartShift & (parts_.size() - 1)].push_back({code, now.key});
     }
 
-    /// Whether pieces are long enough for them to cost little.
-    bool areLong() const { return kEnough * pieces_.size() <= moments_.size() + kSome; }
-
-    /// The tracks, with all that they hold; after all were added.
-    std::map<Track, std::vector<Moment>> suspects() const;
+    /// The keys of all that may be near another one, and of few others; once, after all were added.
+    std::vector<std::int64_t> takeKeys();
 
 private:
-    static constexpr std::size_t kEnough = 3, kSome = 4096;
-    struct Piece {
-        Track track;
-        bool isDense;       ///< something in it is near
-        std::size_t first;  ///< its place among the moments
-        double firstTime, lastTime;
+    static constexpr unsigned kTimeBits = 32, kPartShift = 54;
+    static constexpr std::size_t kMostParts = 1024;
+
+    /// The track, but for few that share it, and the time, but for multiples of seven weeks.
+    struct Seen {
+        std::uint64_t code;
+        std::int64_t key;
     };
 
-    std::vector<std::uint64_t> byTrack() const;
-    void addSuspects(std::span<const std::size_t> alike, std::map<Track, std::vector<Moment>>& suspects) const;
+    static std::uint32_t milliseconds(double days) {
+        constexpr double kPerDay = 86'400'000, kMost = 9e18;
+        const double all = days * kPerDay;
+        return std::abs(all) < kMost ? static_cast<std::uint32_t>(static_cast<std::int64_t>(all)) : 0;
+    }
 
-    double nearDays_, apartDays_;
-    std::vector<Piece> pieces_;
-    std::vector<Moment> moments_;
+    static void sortByTrack(std::vector<Seen>& seen, std::vector<Seen>& other);
+    void addKeys(std::span<Seen> track, std::vector<std::int64_t>& keys) const;
+
+    double nearMilliseconds_;
+    std::vector<std::vector<Seen>> parts_;  ///< of tracks, so that each is sorted within the processor's caches
 };
 
 }  // namespace obstool
