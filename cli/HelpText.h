@@ -28,9 +28,9 @@ private:
 /// Breaks a text between words into lines of at most `width`, of which all but the first begin with `indent` blanks.
 std::string wrapped(std::string_view text, std::size_t width, std::size_t indent);
 
-/// A text of paragraphs as lines of at most `width`. Lines that begin with blanks are rows, of which what comes after the
-/// last gap of two blanks or more is wrapped below itself; those without a gap, and those whose end has too little room,
-/// stay as they are.
+/// A text of paragraphs as lines of at most `width`. Lines that begin with blanks are rows, of which what comes after
+/// the last gap of two blanks or more is wrapped below itself; those without a gap, and those whose end has too little
+/// room, stay as they are.
 std::string flowed(std::string_view text, std::size_t width);
 
 /// How wide texts are on standard output: as the terminal, but not wider than is good to read.

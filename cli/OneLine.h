@@ -41,8 +41,8 @@ std::optional<LineRead> readLine(const LinePlace& place, CommonOptions options);
 /// A line by itself, or two; its observation is stored. @param ttyYear 0: none
 LineRead readText(const std::string& line1, const std::string& line2, std::int32_t ttyYear);
 
-/// Stores the observation of a duplicate line, as far as the line by itself tells it, in place of all others. Returns its
-/// key.
+/// Stores the observation of a duplicate line, as far as the line by itself tells it, in place of all others. Returns
+/// its key.
 std::int64_t storeDuplicate(const LineRead& read);
 
 }  // namespace obstool

@@ -16,8 +16,8 @@ struct Interrupted {};
 /// For the handler of an interrupt: whether a load is under way, which will now end by itself.
 bool interruptLoad();
 
-/// While one of these lives, the library's loads and saves, or the copy that it is told of, show a line on standard error
-/// once they have taken a second, if that is a terminal. It is wiped off at the end.
+/// While one of these lives, the library's loads and saves, or the copy that it is told of, show a line on standard
+/// error once they have taken a second, if that is a terminal. It is wiped off at the end.
 class Progress {
 public:
     enum class Of { load, save, copy };
