@@ -27,16 +27,25 @@ CLI::Validator isCount() {
     return CLI::Validator(check, "");
 }
 
-CLI::Validator isFrom(std::int32_t low, std::int32_t high) {
-    const auto check = [low, high](std::string& text) {
-        std::int32_t value = 0;
+namespace {
+
+/// @param kind what numbers, for the message
+template <class Number>
+CLI::Validator isBetween(Number low, Number high, const char* kind) {
+    const auto check = [=](std::string& text) {
+        Number value = 0;
         const char* const end = text.data() + text.size();
         const auto [stop, error] = std::from_chars(text.data(), end, value);
         const bool isGood = error == std::errc() && stop == end && value >= low && value <= high;
-        return isGood ? std::string() : fmt::format("'{}' is not a whole number from {} to {}", text, low, high);
+        return isGood ? std::string() : fmt::format("'{}' is not {} from {} to {}", text, kind, low, high);
     };
     return CLI::Validator(check, "");
 }
+
+}  // namespace
+
+CLI::Validator isFrom(std::int32_t low, std::int32_t high) { return isBetween(low, high, "a whole number"); }
+CLI::Validator isFrom(double low, double high) { return isBetween(low, high, "a number"); }
 
 void addChoice(CLI::App& app, const char* name, const char* help, const std::vector<std::string>& values, bool& flag) {
     const auto set = [&flag, second = values.back()](const std::string& value) { flag = value == second; };

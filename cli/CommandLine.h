@@ -15,8 +15,9 @@ namespace obstool {
 /// A whole number of 0 or more. NOTE: without it "-1" would wrap around to a very large count.
 CLI::Validator isCount();
 
-/// Whole numbers of a range.
+/// Whole numbers of a range, or any numbers of one.
 CLI::Validator isFrom(std::int32_t low, std::int32_t high);
+CLI::Validator isFrom(double low, double high);
 
 /// A number of 0 or more; neither "nan" nor "inf".
 CLI::Validator isMeasure();

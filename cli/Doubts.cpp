@@ -192,6 +192,7 @@ private:
         if (const auto [lowest, highest] = endsOf(values); lowest >= least && highest <= most) return;
         const std::uint8_t* const given = scan.given(column);
         for (std::size_t at = 0; at < doubtful_.size(); ++at) {
+            if (given != nullptr && given[at] == 0) continue;
             const std::span<const double> some =
                 values.subspan(8 * at, std::min<std::size_t>(8, values.size() - 8 * at));
             unsigned bits = 0;

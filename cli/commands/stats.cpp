@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
 #include <algorithm>
+#include <iterator>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "cli/Columns.h"
@@ -20,12 +25,14 @@ constexpr auto kFooter = R"(
 One row for each satellite and sensor: observations, passes, first and last time, the days
 between them, observations a minute within passes, and the longest time between two passes in
 hours. A pass ends where the time to the next observation exceeds both 10 minutes and five
-times the median step between those of this satellite and sensor.)";
+times the median step between those of this satellite and sensor.
+A table on a terminal is fitted to it: milliseconds, then columns are left out, which is told.)";
 
 constexpr double kMinutesPerDay = 1440, kHoursPerDay = 24;
 
 struct Options : CommonOptions {
     bool json = false, csv = false;
+    std::optional<std::size_t> width;  ///< of the table; 0: any; nothing: that of the terminal
 };
 
 struct Row {
@@ -73,57 +80,91 @@ void forEachRow(Use use) {
     if (row.passes > 0) use(row);
 }
 
-/// The cells of a table's line.
-class Cells {
-public:
-    explicit Cells(fmt::memory_buffer& lines) : lines_(lines), start_(lines.size()) {}
+constexpr std::size_t kWholeTime = 24, kShortTime = 20;  ///< with milliseconds and without
 
-    void whole(std::int64_t value, std::size_t width) {
+/// One cell of a table.
+class Cell {
+public:
+    Cell(fmt::memory_buffer& line, std::size_t width) : line_(line), width_(width), start_(line.size()) {}
+
+    void whole(std::int64_t value) {
         const fmt::format_int digits(value);
-        begin();
-        lines_.append(digits.data(), digits.data() + digits.size());
-        padTo(width, false, cell_, lines_);
+        line_.append(digits.data(), digits.data() + digits.size());
+        padTo(width_, false, start_, line_);
     }
-    void time(double value, std::size_t width) {
-        begin();
-        appendIsoTime(value, lines_);
-        padTo(width, true, cell_, lines_);
+    void time(double value) {
+        appendIsoTime(value, line_);
+        if (width_ == kShortTime && line_.size() - start_ == kWholeTime) {
+            line_.resize(start_ + kShortTime);
+            line_[line_.size() - 1] = 'Z';
+        }
+        padTo(width_, true, start_, line_);
     }
-    void real(double value, std::size_t width) {
+    void real(double value) {
         constexpr int kDecimals = 3;
-        begin();
-        appendFixed(value, kDecimals, lines_);
-        padTo(width, false, cell_, lines_);
+        appendFixed(value, kDecimals, line_);
+        padTo(width_, false, start_, line_);
     }
-    void end() { lines_.push_back('\n'); }
 
 private:
-    void begin() {
-        if (lines_.size() > start_) lines_.push_back(' ');
-        cell_ = lines_.size();
-    }
-
-    fmt::memory_buffer& lines_;
-    std::size_t start_, cell_ = 0;
+    fmt::memory_buffer& line_;
+    std::size_t width_, start_;
 };
 
-void printTable(Output& out) {
-    out.print("{:>9} {:>6} {:>12} {:>6} {:<24} {:<24} {:>9} {:>10} {:>9}\n", "satellite", "sensor", "observations",
-              "passes", "first", "last", "span_days", "per_minute", "gap_hours");
+struct TableColumn {
+    std::string_view title;
+    std::size_t width;
+    bool isTime;
+    void (*put)(const Row& row, Cell cell);
+};
+constexpr TableColumn kTable[] = {
+    {"satellite", 9, false, [](const Row& row, Cell cell) { cell.whole(row.satellite); }},
+    {"sensor", 6, false, [](const Row& row, Cell cell) { cell.whole(row.sensor); }},
+    {"observations", 12, false, [](const Row& row, Cell cell) { cell.whole(row.observations); }},
+    {"passes", 6, false, [](const Row& row, Cell cell) { cell.whole(row.passes); }},
+    {"first", kWholeTime, true, [](const Row& row, Cell cell) { cell.time(row.first); }},
+    {"last", kWholeTime, true, [](const Row& row, Cell cell) { cell.time(row.last); }},
+    {"span_days", 9, false, [](const Row& row, Cell cell) { cell.real(row.spanDays()); }},
+    {"per_minute", 10, false, [](const Row& row, Cell cell) { cell.real(row.perMinute()); }},
+    {"gap_hours", 9, false, [](const Row& row, Cell cell) { cell.real(row.longestGap * kHoursPerDay); }},
+};
+constexpr std::size_t kAlwaysShown = 4;  ///< the first columns, below which the sums are
+
+/// The columns that a width has room for: milliseconds are left out first, then columns.
+std::vector<TableColumn> columnsFor(std::size_t width) {
+    std::vector<TableColumn> columns(std::begin(kTable), std::end(kTable));
+    const auto isTooWide = [&] {
+        std::size_t all = columns.size() - 1;
+        for (const TableColumn& column : columns) all += column.width;
+        return width > 0 && all > width;
+    };
+    if (isTooWide())
+        for (TableColumn& column : columns) column.width = column.isTime ? kShortTime : column.width;
+    std::string left;
+    while (columns.size() > kAlwaysShown && isTooWide()) {
+        left = fmt::format("{}{}{}", columns.back().title, left.empty() ? "" : ", ", left);
+        columns.pop_back();
+    }
+    if (!left.empty()) complain("stats", fmt::format("not shown for want of room: {} (--width 0 shows all)", left));
+    return columns;
+}
+
+void printTable(Output& out, std::size_t width) {
+    const std::vector<TableColumn> columns = columnsFor(width);
+    for (const TableColumn& column : columns) {
+        const std::string_view separator = &column == &columns.front() ? "" : " ";
+        if (column.isTime) out.print("{}{:<{}}", separator, column.title, column.width);
+        else out.print("{}{:>{}}", separator, column.title, column.width);
+    }
+    out.print("\n");
     Row all{0, 0};
     std::int64_t rows = 0;
     forEachRow([&](const Row& row) {
-        Cells cells(out.buffer());
-        cells.whole(row.satellite, 9);
-        cells.whole(row.sensor, 6);
-        cells.whole(row.observations, 12);
-        cells.whole(row.passes, 6);
-        cells.time(row.first, 24);
-        cells.time(row.last, 24);
-        cells.real(row.spanDays(), 9);
-        cells.real(row.perMinute(), 10);
-        cells.real(row.longestGap * kHoursPerDay, 9);
-        cells.end();
+        for (const TableColumn& column : columns) {
+            if (&column != &columns.front()) out.buffer().push_back(' ');
+            column.put(row, Cell(out.buffer(), column.width));
+        }
+        out.buffer().push_back('\n');
         out.written();
         all.observations += row.observations;
         all.passes += row.passes;
@@ -169,7 +210,7 @@ ExitStatus run(const Options& options, Output& out) {
     }
     if (options.json) printJson(out);
     else if (options.csv) printCsv(out);
-    else printTable(out);
+    else printTable(out, options.width.value_or(terminalWidth(STDOUT_FILENO)));
     return session.status();
 }
 
@@ -178,6 +219,9 @@ std::function<ExitStatus(Output&)> add(CLI::App& app) {
     addCommonOptions(app, *options);
     CLI::Option* const json = app.add_flag("-j,--json", options->json, "Write one JSON object instead of a table");
     app.add_flag("--csv", options->csv, "Write CSV instead of a table")->excludes(json);
+    app.add_option("--width", options->width, "Fit the table to N columns; 0 does not. The terminal's when left out")
+        ->type_name("N")
+        ->check(isCount());
     return runWith(std::move(options), run);
 }
 

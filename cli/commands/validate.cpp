@@ -77,8 +77,10 @@ std::string columnsAtFault(const std::string& line, const std::string& next) {
         if (ObsGetLineColumn(line1.data(), line2.data(), i, name.data(), form.data(), fault.data(), facts) != 0) break;
         count = facts[OBS_LINE_COLUMN_COUNT];
         if (fault.str().empty()) continue;
-        faults += fmt::format("{}{} (columns {}-{}{}) {}", faults.empty() ? ": " : ", ", name.str(),
-                              facts[OBS_LINE_COLUMN_FIRST], facts[OBS_LINE_COLUMN_LAST],
+        const std::int32_t first = facts[OBS_LINE_COLUMN_FIRST], last = facts[OBS_LINE_COLUMN_LAST];
+        const std::string where =
+            first == last ? fmt::format("column {}", first) : fmt::format("columns {}-{}", first, last);
+        faults += fmt::format("{}{} ({}{}) {}", faults.empty() ? ": " : ", ", name.str(), where,
                               facts[OBS_LINE_COLUMN_CARD] == 2 ? " of the second card" : "", fault.str());
     }
     return faults;
@@ -193,14 +195,14 @@ std::function<ExitStatus(Output&)> add(CLI::App& app) {
     };
     app.add_option("--lowest-elevation", options->sense.lowestElevation, "Least elevation")
         ->type_name("DEGREES")
-        ->check(CLI::Range(-90.0, 90.0).description(""))
+        ->check(isFrom(-90.0, 90.0))
         ->capture_default_str();
     addLimit("--most-range", options->sense.mostRange, "KM", "Greatest range");
     addLimit("--most-speed", options->sense.mostSpeed, "KM/S", "Greatest range rate");
     addLimit("--near", options->sense.near, "SECONDS", "Two of one satellite, sensor and type this near are named");
     app.add_option("--first-year", options->sense.firstYear, "Year before which no observation is")
         ->type_name("YEAR")
-        ->check(CLI::Range(1, 9999).description(""))
+        ->check(isFrom(1, 9999))
         ->capture_default_str();
     app.add_option("-n,--limit", options->limit, "Name the first N of each group; 0 names all")
         ->type_name("N")
