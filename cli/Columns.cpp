@@ -384,7 +384,7 @@ bool Column::append(Rows& rows, std::size_t row, bool forTable, fmt::memory_buff
             return true;
         }
         default:
-            if (forTable) appendFixed(of, decimals, out);
+            if (forTable) appendFixed(of, static_cast<std::size_t>(decimals), 0, out);
             else appendExact(of, out);
             return true;
     }
@@ -448,27 +448,44 @@ void padTo(std::size_t width, bool isLeft, std::size_t start, fmt::memory_buffer
     std::memset(isLeft ? text + length : text, ' ', width - length);
 }
 
-void appendFixed(double value, int decimals, fmt::memory_buffer& out) {
+namespace {
+
+/// Room for a text at the right of a width, or beyond it; blanks stand before it.
+char* roomAtRight(std::size_t length, std::size_t width, fmt::memory_buffer& out) {
+    const std::size_t start = out.size(), blanks = width > length ? width - length : 0;
+    out.resize(start + blanks + length);
+    return std::fill_n(out.data() + start, blanks, ' ');
+}
+
+}  // namespace
+
+void appendWhole(std::int64_t value, std::size_t width, fmt::memory_buffer& out) {
+    const fmt::format_int digits(value);
+    std::copy_n(digits.data(), digits.size(), roomAtRight(digits.size(), width, out));
+}
+
+void appendFixed(double value, std::size_t decimals, std::size_t width, fmt::memory_buffer& out) {
     static constexpr double kPowers[] = {1, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10};
     constexpr double kMost = 1e12, kNearTie = 1e-3;
-    const double power = kPowers[decimals];
-    const double scaled = std::fabs(value) * power;
+    const double scaled = std::fabs(value) * kPowers[decimals];
     const double whole = std::floor(scaled);
     // The product is rounded: what is close to a tie, and what has too many digits, is left to exact arithmetic.
     if (!(scaled < kMost) || std::fabs(scaled - whole - 0.5) < kNearTie) {
+        const std::size_t start = out.size();
         fmt::format_to(std::back_inserter(out), "{:.{}f}", value, decimals);
+        padTo(width, false, start, out);
         return;
     }
-    if (std::signbit(value)) out.push_back('-');
-    const auto number = static_cast<std::uint64_t>(scaled - whole > 0.5 ? whole + 1 : whole);
-    const auto divisor = static_cast<std::uint64_t>(power);
-    appendDigits(number / divisor, out);
-    if (decimals == 0) return;
-    out.push_back('.');
-    char digits[16];
-    std::uint64_t rest = number % divisor;
-    for (int i = decimals; i-- > 0; rest /= 10) digits[i] = static_cast<char>('0' + rest % 10);
-    out.append(digits, digits + decimals);
+    const fmt::format_int digits(static_cast<std::uint64_t>(scaled - whole > 0.5 ? whole + 1 : whole));
+    const std::size_t zeros = decimals >= digits.size() ? decimals + 1 - digits.size() : 0;  // before the digits
+    const std::size_t sign = std::signbit(value) ? 1 : 0, point = decimals > 0 ? 1 : 0;
+    const std::size_t before = digits.size() + zeros - decimals;  // the point
+    char* to = roomAtRight(sign + before + point + decimals, width, out);
+    if (sign != 0) *to++ = '-';
+    char* const end = std::copy_n(digits.data(), digits.size(), std::fill_n(to, zeros, '0'));
+    if (point == 0) return;
+    std::copy_backward(to + before, end, end + 1);
+    to[before] = '.';
 }
 
 }  // namespace obstool

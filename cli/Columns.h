@@ -110,7 +110,9 @@ void appendIsoTime(double ds50, fmt::memory_buffer& out);
 /// Ends what was appended since `start` with blanks, or puts them before it, so that it takes `width` places.
 void padTo(std::size_t width, bool isLeft, std::size_t start, fmt::memory_buffer& out);
 
-/// A number with a fixed number of decimals, rounded to the nearest, as fmt writes it.
-void appendFixed(double value, int decimals, fmt::memory_buffer& out);
+/// Numbers at the right of `width` places, or of as many as they need; the second with a fixed number of decimals,
+/// rounded to the nearest, as fmt writes it.
+void appendWhole(std::int64_t value, std::size_t width, fmt::memory_buffer& out);
+void appendFixed(double value, std::size_t decimals, std::size_t width, fmt::memory_buffer& out);
 
 }  // namespace obstool

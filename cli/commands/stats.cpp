@@ -82,51 +82,41 @@ void forEachRow(Use use) {
 
 constexpr std::size_t kWholeTime = 24, kShortTime = 20;  ///< with milliseconds and without
 
-/// One cell of a table.
-class Cell {
-public:
-    Cell(fmt::memory_buffer& line, std::size_t width) : line_(line), width_(width), start_(line.size()) {}
+using Line = fmt::memory_buffer;
 
-    void whole(std::int64_t value) {
-        const fmt::format_int digits(value);
-        line_.append(digits.data(), digits.data() + digits.size());
-        padTo(width_, false, start_, line_);
+void putTime(double value, std::size_t width, Line& line) {
+    const std::size_t start = line.size();
+    appendIsoTime(value, line);
+    if (width == kShortTime && line.size() - start == kWholeTime) {
+        line.resize(start + kShortTime);
+        line[line.size() - 1] = 'Z';
     }
-    void time(double value) {
-        appendIsoTime(value, line_);
-        if (width_ == kShortTime && line_.size() - start_ == kWholeTime) {
-            line_.resize(start_ + kShortTime);
-            line_[line_.size() - 1] = 'Z';
-        }
-        padTo(width_, true, start_, line_);
-    }
-    void real(double value) {
-        constexpr int kDecimals = 3;
-        appendFixed(value, kDecimals, line_);
-        padTo(width_, false, start_, line_);
-    }
+    padTo(width, true, start, line);
+}
 
-private:
-    fmt::memory_buffer& line_;
-    std::size_t width_, start_;
-};
+void putReal(double value, std::size_t width, Line& line) {
+    constexpr std::size_t kDecimals = 3;
+    appendFixed(value, kDecimals, width, line);
+}
 
 struct TableColumn {
     std::string_view title;
     std::size_t width;
     bool isTime;
-    void (*put)(const Row& row, Cell cell);
+    void (*put)(const Row& row, std::size_t width, Line& line);
 };
 constexpr TableColumn kTable[] = {
-    {"satellite", 9, false, [](const Row& row, Cell cell) { cell.whole(row.satellite); }},
-    {"sensor", 6, false, [](const Row& row, Cell cell) { cell.whole(row.sensor); }},
-    {"observations", 12, false, [](const Row& row, Cell cell) { cell.whole(row.observations); }},
-    {"passes", 6, false, [](const Row& row, Cell cell) { cell.whole(row.passes); }},
-    {"first", kWholeTime, true, [](const Row& row, Cell cell) { cell.time(row.first); }},
-    {"last", kWholeTime, true, [](const Row& row, Cell cell) { cell.time(row.last); }},
-    {"span_days", 9, false, [](const Row& row, Cell cell) { cell.real(row.spanDays()); }},
-    {"per_minute", 10, false, [](const Row& row, Cell cell) { cell.real(row.perMinute()); }},
-    {"gap_hours", 9, false, [](const Row& row, Cell cell) { cell.real(row.longestGap * kHoursPerDay); }},
+    {"satellite", 9, false, [](const Row& r, std::size_t width, Line& line) { appendWhole(r.satellite, width, line); }},
+    {"sensor", 6, false, [](const Row& r, std::size_t width, Line& line) { appendWhole(r.sensor, width, line); }},
+    {"observations", 12, false,
+     [](const Row& r, std::size_t width, Line& line) { appendWhole(r.observations, width, line); }},
+    {"passes", 6, false, [](const Row& r, std::size_t width, Line& line) { appendWhole(r.passes, width, line); }},
+    {"first", kWholeTime, true, [](const Row& r, std::size_t width, Line& line) { putTime(r.first, width, line); }},
+    {"last", kWholeTime, true, [](const Row& r, std::size_t width, Line& line) { putTime(r.last, width, line); }},
+    {"span_days", 9, false, [](const Row& r, std::size_t width, Line& line) { putReal(r.spanDays(), width, line); }},
+    {"per_minute", 10, false, [](const Row& r, std::size_t width, Line& line) { putReal(r.perMinute(), width, line); }},
+    {"gap_hours", 9, false,
+     [](const Row& r, std::size_t width, Line& line) { putReal(r.longestGap * kHoursPerDay, width, line); }},
 };
 constexpr std::size_t kAlwaysShown = 4;  ///< the first columns, below which the sums are
 
@@ -161,10 +151,9 @@ void printTable(Output& out, std::size_t width) {
     std::int64_t rows = 0;
     forEachRow([&](const Row& row) {
         for (const TableColumn& column : columns) {
-            if (&column != &columns.front()) out.buffer().push_back(' ');
-            column.put(row, Cell(out.buffer(), column.width));
+            column.put(row, column.width, out.buffer());
+            out.buffer().push_back(&column == &columns.back() ? '\n' : ' ');
         }
-        out.buffer().push_back('\n');
         out.written();
         all.observations += row.observations;
         all.passes += row.passes;
