@@ -94,13 +94,19 @@ void ColumnScan::values(std::size_t column, std::vector<double>& values) const {
 
 CodeColumn ColumnScan::codes(std::size_t column) const {
     CodeColumn codes;
-    codes.indices_ = valuesOf<std::int8_t>(column);
-    const ArrowArray& texts = *batch_.children[column]->dictionary;
-    const auto* const ends = static_cast<const std::int32_t*>(texts.buffers[1]);
-    const auto* const bytes = static_cast<const char*>(texts.buffers[2]);
-    for (std::size_t i = 0; i < static_cast<std::size_t>(texts.length); ++i)
-        codes.codes_[i] = codeOf({bytes + ends[i], static_cast<std::size_t>(ends[i + 1] - ends[i])});
+    codes.indices_ = indices(column);
+    const std::vector<std::string> all = texts(column);
+    std::transform(all.begin(), all.end(), codes.codes_.begin(), codeOf);
     return codes;
+}
+
+std::vector<std::string> ColumnScan::texts(std::size_t column) const {
+    const ArrowArray& array = *batch_.children[column]->dictionary;
+    const auto* const ends = static_cast<const std::int32_t*>(array.buffers[1]);
+    const auto* const bytes = static_cast<const char*>(array.buffers[2]);
+    std::vector<std::string> texts;
+    for (std::int64_t i = 0; i < array.length; ++i) texts.emplace_back(bytes + ends[i], bytes + ends[i + 1]);
+    return texts;
 }
 
 double ColumnScan::real(std::size_t column, std::size_t row) const {

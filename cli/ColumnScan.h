@@ -14,7 +14,7 @@
 
 namespace obstool {
 
-/// The characters of a column of a block, as codes.
+/// The characters of a column of a block, as codes; those of longer texts are blanks.
 class CodeColumn {
 public:
     std::size_t size() const { return indices_.size(); }
@@ -51,6 +51,9 @@ public:
     std::span<const std::int64_t> keys(std::size_t column) const { return valuesOf<std::int64_t>(column); }
     std::span<const double> reals(std::size_t column) const { return valuesOf<double>(column); }
     CodeColumn codes(std::size_t column) const;
+    /// Of a column of texts the place of each row's in `texts`, and those, each once.
+    std::span<const std::int8_t> indices(std::size_t column) const { return valuesOf<std::int8_t>(column); }
+    std::vector<std::string> texts(std::size_t column) const;
     /// Which rows have a value, a bit for each from the lowest on; null where all have one.
     const std::uint8_t* given(std::size_t column) const {
         return static_cast<const std::uint8_t*>(batch_.children[column]->buffers[0]);

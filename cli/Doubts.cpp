@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <limits>
@@ -46,15 +47,29 @@ struct Identities {
     explicit Identities(const ColumnScan& scan)
         : satellites(scan.wholes(kSatellite)),
           sensors(scan.wholes(kSensor)),
-          types(scan.codes(kType)),
+          types(scan.indices(kType)),
           times(scan.reals(kTime)),
-          keys(scan.keys(kKey)) {}
+          keys(scan.keys(kKey)) {
+        const std::vector<std::string> texts = scan.texts(kType);
+        std::transform(texts.begin(), texts.end(), typeNumbers.begin(), numberOfType);
+    }
 
-    Track track(std::size_t row) const { return {satellites[row], sensors[row], types[row]}; }
+    /// One without a character is shown as its number.
+    static std::int32_t numberOfType(const std::string& text) {
+        if (text.size() == 1) return ObsTypeCToI(text[0]);
+        std::int32_t number = 0;
+        std::from_chars(text.data(), text.data() + text.size(), number);
+        return number;
+    }
+
+    Track track(std::size_t row) const {
+        return {satellites[row], sensors[row], typeNumbers[static_cast<std::size_t>(types[row])]};
+    }
     Moment moment(std::size_t row) const { return {times[row], keys[row]}; }
 
     std::span<const std::int32_t> satellites, sensors;
-    CodeColumn types;
+    std::span<const std::int8_t> types;
+    std::array<std::int32_t, 128> typeNumbers;  ///< by place among the texts
     std::span<const double> times;
     std::span<const std::int64_t> keys;
 };
@@ -72,6 +87,11 @@ enum Check {
     kNearCheck
 };
 
+std::string shownType(std::int32_t type) {
+    const char character = ObsTypeIToC(type);
+    return character != ' ' ? std::string(1, character) : std::to_string(type);
+}
+
 /// Observations with something wrong, which may come in any order: the first ones are those of lowest key.
 class Doubts {
 public:
@@ -87,7 +107,7 @@ public:
         }
         all.first.push_back(
             {moment.key, fmt::format("key {}: {} satellite {} sensor {} type {}", moment.key, isoTime(moment.time),
-                                     track.satellite, track.sensor, static_cast<char>(track.type))});
+                                     track.satellite, track.sensor, shownType(track.type))});
         if (limit_ != 0) std::push_heap(all.first.begin(), all.first.end());
     }
 
@@ -260,7 +280,10 @@ bool areNear(Moment one, Moment next, const SenseLimits& limits) {
 class NearInTime {
 public:
     NearInTime(const SenseLimits& limits, Doubts& doubts)
-        : limits_(limits), doubts_(doubts), keptDays_(limits.near / kSecondsPerDay + kBackDays), latest_(keptDays_) {}
+        : limits_(limits),
+          doubts_(doubts),
+          keptDays_(kMore * (limits.near / kSecondsPerDay + kBackDays)),
+          latest_(keptDays_) {}
 
     /// False, and nothing is of use, where the observations of a track are not in order, or all are too far from it.
     bool look(const Identities& columns) {
@@ -273,6 +296,7 @@ public:
 
 private:
     static constexpr double kBackDays = 0.2 / kSecondsPerDay;  ///< by which times may go back
+    static constexpr double kMore = 1.001;                     ///< so that rounding matters nowhere
 
     /// Whether nothing before or after a row can be near it, and it tells nothing of what the order is.
     bool standsAlone(std::span<const double> times, std::size_t row) const {

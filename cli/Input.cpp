@@ -111,7 +111,7 @@ Input::~Input() {
 void Input::openStandardInput() {
     // A redirected file can be opened again by name, unless part of it was consumed
     // already or it is another user's.
-    const std::string path = standardInputFile();
+    const std::string& path = standardInputFile();
     struct stat info {};
     if (::fstat(STDIN_FILENO, &info) == 0 && S_ISREG(info.st_mode) && ::lseek(STDIN_FILENO, 0, SEEK_CUR) == 0 &&
         ::access(path.c_str(), R_OK) == 0 && !isPacked(STDIN_FILENO))
@@ -191,6 +191,23 @@ std::int32_t Input::identify(std::int32_t& kind, std::int32_t& formats, std::str
                  : ObsIdentifyFile(Text512(path_).data(), &kind, &formats, name.data());
     kindName = name.str();
     return status;
+}
+
+InputLines::InputLines(const Input& input) : isText_(input.isText()), text_(input.text()) {
+    if (!isText_) file_.open(input.path(), std::ios::binary);
+}
+
+bool InputLines::next(std::string& line) {
+    if (isText_) {
+        if (text_.empty()) return false;
+        const std::size_t end = std::min(text_.find('\n'), text_.size());
+        line = text_.substr(0, end);
+        text_.remove_prefix(std::min(end + 1, text_.size()));
+    } else if (!std::getline(file_, line)) {
+        return false;
+    }
+    if (line.ends_with('\r')) line.pop_back();
+    return true;
 }
 
 }  // namespace obstool

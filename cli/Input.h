@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -67,6 +68,20 @@ private:
     std::string_view text_{""};
     std::string path_;
     std::string problem_, brokenOff_;
+};
+
+/// The lines of an input without their ends, from the first one on. The input has to last as long.
+class InputLines {
+public:
+    explicit InputLines(const Input& input);
+
+    /// False when there is none any more.
+    bool next(std::string& line);
+
+private:
+    bool isText_;
+    std::string_view text_;
+    std::ifstream file_;
 };
 
 }  // namespace obstool

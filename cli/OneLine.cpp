@@ -35,26 +35,13 @@ bool isPair(const std::string& line1, const std::string& line2) {
     return false;
 }
 
-/// Like std::getline.
-bool takeLine(std::string_view& text, std::string& line) {
-    if (text.empty()) return false;
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    line = text.substr(0, end);
-    text.remove_prefix(std::min(end + 1, text.size()));
-    return true;
-}
-
 /// A line with those before and after it, without their ends; false when the file has fewer lines.
 bool findLines(const Input& input, std::int64_t number, std::array<std::string, 3>& lines, std::int64_t& count) {
-    std::ifstream file;
-    if (!input.isText()) file.open(input.path(), std::ios::binary);
-    std::string_view text = input.text();
+    InputLines all(input);
     std::string line;
     count = 0;
-    while (count <= number && (input.isText() ? takeLine(text, line) : !std::getline(file, line).fail())) {
-        if (line.ends_with('\r')) line.pop_back();
+    while (count <= number && all.next(line))
         if (++count >= number - 1) lines[static_cast<std::size_t>(count - number + 1)] = line;
-    }
     return count >= number;
 }
 
@@ -139,6 +126,18 @@ std::int64_t keyAt(const LinePlace& place) {
     return 0;
 }
 
+/// Whether a file was loaded, itself or as one that another includes.
+bool isLoaded(const std::string& wanted, const std::vector<std::string>& files) {
+    const auto isWanted = [&](const std::string& file) { return isSameFile(file, wanted); };
+    if (std::any_of(files.begin(), files.end(), isWanted)) return true;
+    const std::vector<std::int64_t> keys = storedKeys(8);
+    return std::any_of(keys.begin(), keys.end(), [&](std::int64_t key) {
+        Text512 file;
+        std::int64_t line = 0;
+        return ObsGetOrigin(key, file.data(), &line) == 0 && isWanted(file.str());
+    });
+}
+
 /// The message about a duplicate ends with the key of the earlier observation and "found.".
 void findEarlier(LineRead& read, const std::string& message) {
     const std::size_t end = message.find_last_of("0123456789") + 1;
@@ -196,6 +195,10 @@ std::optional<LineRead> readLine(const LinePlace& place, CommonOptions options) 
     if (std::none_of(results.begin(), results.end(), [](const LoadResult& result) { return result.read; }))
         return std::nullopt;
     read.key = keyAt({place.file, read.number});
+    if (read.key == 0 && read.told.empty() && !isLoaded(place.file, options.files)) {
+        complain(place.file, fmt::format("it is neither among {} nor included there", fmt::join(options.files, ", ")));
+        return std::nullopt;
+    }
     for (const LineRead::Told& told : read.told)
         if (told.kind == OBS_LINE_DUPLICATE && read.key == 0) findEarlier(read, told.text);
     // What a load does not tell one by one.

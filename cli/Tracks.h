@@ -59,7 +59,7 @@ private:
     };
 
     Entry& find(Track track) {
-        for (std::size_t at = static_cast<std::size_t>(track.mixed() >> 20);; ++at) {
+        for (auto at = static_cast<std::size_t>(track.mixed() >> 20);; ++at) {
             Entry& entry = entries_[at & (entries_.size() - 1)];
             if (entry.track.type == kFree || entry.track == track) return entry;
         }

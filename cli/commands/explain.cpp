@@ -134,7 +134,9 @@ void print(Output& out, const LineRead& read, const std::string& place) {
     Text512 kind;
     ObsGetLineKind(Text512(read.line1).data(), kind.data());
     // In a file it is one of these, or is passed over.
-    const bool isLaser = kind.str() == "not an observation" && !place.empty() && !read.isTold(OBS_LINE_PASSED_OVER);
+    const bool isComment = read.line1.starts_with('#');
+    const bool isLaser =
+        kind.str() == "not an observation" && !place.empty() && !isComment && !read.isTold(OBS_LINE_PASSED_OVER);
     out.print("{}{}\n\n", place.empty() ? "" : printable(place) + ": ",
               isLaser ? "record of a laser-ranging session or block" : kind.str());
     const std::vector<Group> groups = isLaser ? std::vector<Group>() : groupsOf(read);
@@ -156,7 +158,7 @@ ExitStatus explain(Output& out, const LineRead& read, const std::string& place) 
 
 ExitStatus run(const Options& options, Output& out) {
     if (const auto place = linePlace(options.line)) {
-        CommonOptions load = options;
+        CommonOptions load = static_cast<const CommonOptions&>(options);
         if (!options.more.empty()) static_cast<FileArguments&>(load) = expandFiles({options.more});
         const auto read = readLine(*place, load);
         return read ? explain(out, *read, fmt::format("{}:{}", place->file, read->number)) : ExitStatus::failure;

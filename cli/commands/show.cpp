@@ -73,7 +73,7 @@ void print(Output& out, std::int64_t key) {
 }
 
 ExitStatus showLine(const Options& options, const LinePlace& place, Output& out) {
-    const auto read = readLine(place, options);
+    const auto read = readLine(place, static_cast<const CommonOptions&>(options));
     if (!read) return ExitStatus::failure;
     if (read->key == 0) {
         complain(options.what, fmt::format("no observation; 'obstool explain {}' tells more", options.what));

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
-#include <fstream>
 #include <map>
+#include <optional>
 #include <utility>
 
 #include "DllExports/Obs/ObsDllExports/ObsDllExports.h"
 #include "cli/CommandLine.h"
 #include "cli/Configuration.h"
 #include "cli/Doubts.h"
+#include "cli/Input.h"
 #include "cli/Session.h"
 #include "cli/Text.h"
 #include "cli/commands/Command.h"
@@ -93,7 +94,8 @@ public:
     std::pair<std::string, std::string> at(const std::string& file, std::int64_t line) {
         if (file != file_ || line < number_) {
             file_ = file;
-            stream_ = std::ifstream(file);
+            lines_.reset();
+            lines_.emplace(input_.emplace(file));
             current_.clear();
             next_ = read();
             number_ = 0;
@@ -108,13 +110,12 @@ public:
 private:
     std::string read() {
         std::string line;
-        std::getline(stream_, line);
-        if (line.ends_with('\r')) line.pop_back();
-        return line;
+        return lines_->next(line) ? line : std::string();
     }
 
     std::string file_, current_, next_;
-    std::ifstream stream_;
+    std::optional<Input> input_;
+    std::optional<InputLines> lines_;
     std::int64_t number_ = 0;
 };
 
@@ -133,6 +134,8 @@ void addLine(Findings& findings, LineTexts& texts, const LineReport& report) {
         }
         case OBS_LINE_ZEROED: findings.add("value taken as 0", plainReason(report.reason), place); break;
         case OBS_LINE_DUPLICATE: findings.add("duplicate", "the same observation in an earlier line", place); break;
+        case OBS_LINE_KEYWORD_FAULT: findings.add("keyword line", report.reason, place); break;
+        case OBS_LINE_INCLUDE_LEFT_OUT: findings.add("include file left out", report.reason, place); break;
         default: break;
     }
 }
@@ -175,6 +178,7 @@ ExitStatus run(Options options, Output& out) {
     std::vector<LineReport> reports;
     Session session(
         options, [&](const LineReport& report) { reports.push_back(report); }, true);
+    session.tellFaultsToo();
     if (!session.start()) return session.status();
     const std::vector<LoadResult> files = session.load();
     LineTexts texts;

@@ -2,6 +2,7 @@
 // Columns out of the store, into it, and read from text, as a consumer of the Arrow C interface sees them.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cmath>
@@ -283,6 +284,23 @@ TEST_F(Columns, nullsAndBatches) {
     ArrowArrayStream stream;
     ASSERT_EQ(ObsExportArrow(2, two, 0, &column, 1, 0, &stream), 0);
     EXPECT_EQ(Taken(stream).at("key", 0), std::to_string(keys[3]));
+}
+
+// What lists hold may be more than the rows, and all null.
+TEST_F(Columns, listsOfNullsHaveRoomForAll) {
+    ObsRecord rec;
+    rec.satNum = 5;
+    rec.senNum = 1;
+    rec.obsTime = 27000.25;
+    rec.extraValues.create().values.assign(kMostSigmas, std::nan(""));
+    ASSERT_GT(AddObOnly(rec, 0), 0);
+    Taken taken(exported({"sigma"}, 1));
+    ASSERT_EQ(taken.batches.size(), 1u);
+    const ArrowArray& items = *taken.batches[0]->children[0]->children[0];
+    ASSERT_EQ(items.length, kMostSigmas);
+    EXPECT_EQ(items.null_count, kMostSigmas);
+    const auto* const values = static_cast<const double*>(items.buffers[1]);
+    EXPECT_TRUE(std::all_of(values, values + items.length, [](double value) { return value == 0; }));
 }
 
 // As stored: the rows of the order of insertion, each batch as of when it is asked for; what fails goes on to fail.

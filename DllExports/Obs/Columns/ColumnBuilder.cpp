@@ -92,7 +92,7 @@ void releaseStream(ArrowArrayStream* stream) {
 std::uint8_t packed(const std::uint8_t* flags) {
     if constexpr (std::endian::native == std::endian::little) {
         constexpr std::uint64_t kFlagToBit = 0x0102040810204080;  // brings each flag to its place in the highest byte
-        std::uint64_t eight;
+        std::uint64_t eight = 0;
         std::memcpy(&eight, flags, sizeof eight);
         return static_cast<std::uint8_t>(eight * kFlagToBit >> 56);
     } else {
@@ -236,12 +236,14 @@ void TableBuilder::flush() {
 }
 
 void TableBuilder::endBatch() {
-    if (rowsInBatch_ > zeroRows_) {
+    std::size_t mostRows = 0;
+    for (const ColumnBuilder& builder : builders_) mostRows = std::max(mostRows, builder.mostRows());
+    if (mostRows > zeroRows_) {
         // Enough for validity bits, for values of 8 bytes and for the offsets of lists that hold nothing.
         Buffer zeros;
-        zeros.ensure((rowsInBatch_ + 1) * sizeof(double));
+        zeros.ensure((mostRows + 1) * sizeof(double));
         zeros_ = zeros.share();
-        zeroRows_ = rowsInBatch_;
+        zeroRows_ = mostRows;
     }
     Batch batch{static_cast<std::int64_t>(rowsInBatch_), {}};
     batch.parts.reserve(defs_.size());

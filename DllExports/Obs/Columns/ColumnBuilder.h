@@ -2,6 +2,7 @@
 /// Columns being filled, block by block, and the batches and the stream made of them.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -65,6 +66,8 @@ public:
     /// A row of a list column; null for one without.
     void appendList(const std::vector<double>* values);
     std::size_t rows() const { return rows_; }
+    /// The most rows that it or what its lists hold has.
+    std::size_t mostRows() const { return std::max(rows_, items_ ? items_->rows() : 0); }
 
     TextDictionary dictionary;
     std::int64_t nanCount = 0;

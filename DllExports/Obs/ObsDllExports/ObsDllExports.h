@@ -1318,7 +1318,7 @@ OBS_API int32_t ObsGetPasses(int32_t count, const int64_t* keys, int32_t room, O
  *  @param[in]  keys  their keys, whose order the rows have; not looked at, and may be null, when `count` is -1.
  *  @param[in]  order as ObsGetLoaded, or OBS_ORDER_STORED, when `count` is -1.
  *  @param[in]  columns `columnCount` names, texts that end with a NUL, in the order that the columns shall have; all of
- *              docs/formats/columns.md but `file` and `line`, which stored observations do not have. May be null when
+ *              docs/formats/columns.md, `file` and `line` only while origins are kept (ObsKeepOrigins). May be null when
  *              `columnCount` is 0.
  *  @param[in]  columnCount number of names; 0 for all columns.
  *  @param[in]  batchRows greatest number of rows of a batch; 0 for 65536.
