@@ -18,12 +18,12 @@ namespace obstool {
 namespace {
 
 constexpr auto kFooter = R"(
-Names every line that is bad, passed over, a duplicate or has a value taken as 0, by reason and
-by the columns at fault, and observations that make no sense, by the limits below. A check is
-left out with a limit of 0; sensors are looked for when --sensors names a file. Each group has
-its number and the first of it; 'obstool explain FILE:LINE' and 'obstool show KEY FILE' tell
-more. Exit status 0 when there is nothing to name, 1 when there is, 2 when a file could not be
-read.)";
+Names every line that is bad, passed over, a duplicate, a settings line at fault or has a value
+taken as 0, by reason and by the columns at fault, and observations that make no sense, by the
+limits below. A check is left out with a limit of 0; sensors are looked for when --sensors names
+a file. Each group has its number and the first of it, observations by key; 'obstool explain
+FILE:LINE' and 'obstool show KEY FILE' tell more. Exit status 0 when there is nothing to name, 1
+when there is, 2 when a file could not be read.)";
 
 struct Options : CommonOptions {
     SenseLimits sense;
