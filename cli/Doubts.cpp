@@ -9,6 +9,7 @@
 #include <cmath>
 #include <limits>
 #include <map>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 
@@ -25,22 +26,28 @@ namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
+/// The columns of a scan; the first ones tell which observations there are.
 enum Column : std::size_t {
     kSatellite,
     kSensor,
     kType,
     kTime,
-    kElevation,
+    kKey,
+    kIdentityColumns,
+    kElevation = kIdentityColumns,
     kDeclination,
     kAzimuth,
     kRightAscension,
     kRange,
-    kRangeRate,
-    kKey
+    kRangeRate
 };
-constexpr std::array kColumns = {"sat_num",   "sen_num",         "type",    "ds50",
-                                 "elevation", "declination",     "azimuth", "right_ascension",
-                                 "range_km",  "range_rate_km_s", "key"};
+constexpr std::array kColumns = {
+    "sat_num", "sen_num",         "type",     "ds50",           "key", "elevation", "declination",
+    "azimuth", "right_ascension", "range_km", "range_rate_km_s"};
+
+ColumnScan storedScan(std::size_t columns) {
+    return {OBS_ORDER_STORED, {kColumns.begin(), kColumns.begin() + static_cast<std::ptrdiff_t>(columns)}};
+}
 
 /// What tells which observations there are in a block.
 struct Identities {
@@ -110,6 +117,9 @@ public:
                                      track.satellite, track.sensor, shownType(track.type))});
         if (limit_ != 0) std::push_heap(all.first.begin(), all.first.end());
     }
+
+    /// All of a check that does not depend on the sensor.
+    void forget(Check check) { reasons_.erase({check, 0}); }
 
     /// Once, after all were added.
     std::vector<Group> takeGroups() {
@@ -321,59 +331,71 @@ private:
     double latestOfAll_ = -kInfinity;
 };
 
-/// The same of some observations in any order.
-void lookForNear(std::span<const std::int64_t> keys, const SenseLimits& limits, Doubts& doubts) {
-    ColumnScan scan(keys, {kColumns.begin(), kColumns.end()});
-    if (!scan.next()) return;
-    const Identities columns(scan);
-    std::vector<std::pair<Track, Moment>> all;
-    for (std::size_t row = 0; row < scan.rows(); ++row) all.emplace_back(columns.track(row), columns.moment(row));
-    std::sort(all.begin(), all.end());
-    for (std::size_t i = 1; i < all.size(); ++i)
-        if (all[i].first == all[i - 1].first && areNear(all[i - 1].second, all[i].second, limits))
-            doubts.add(kNearCheck, all[i].first, all[i].second);
-}
+/// What is near another one of its track.
+class NearChecks {
+public:
+    NearChecks(const SenseLimits& limits, Doubts& doubts) : limits_(limits), doubts_(doubts) {
+        inTime_.emplace(limits, doubts);
+    }
 
-/// Calls `use` with each block until it gives false; whether it never did.
-template <class Use>
-bool forEachBlock(Use&& use) {
-    ColumnScan scan(OBS_ORDER_STORED, {kColumns.begin(), kColumns.end()});
-    while (scan.next())
-        if (!use(scan)) return false;
-    return true;
-}
-
-/// False, and nothing is of use, where the deck is not in order of time.
-bool lookInTime(const SenseLimits& limits, Doubts& doubts) {
-    ValueChecks values(limits);
-    NearInTime near(limits, doubts);
-    return forEachBlock([&](const ColumnScan& scan) {
-        values.look(scan, doubts);
-        return limits.near == 0 || near.look(Identities(scan));
-    });
-}
-
-void lookInAnyOrder(const SenseLimits& limits, Doubts& doubts) {
-    ValueChecks values(limits);
-    Candidates candidates(static_cast<std::size_t>(ObsGetCount()), limits.near);
-    forEachBlock([&](const ColumnScan& scan) {
-        values.look(scan, doubts);
+    /// Most decks are in order of time, so that nothing has to be sorted. Of others what was looked at comes again.
+    void look(const ColumnScan& scan) {
         const Identities columns(scan);
-        for (std::size_t row = 0; row < scan.rows(); ++row)
-            if (std::isfinite(columns.times[row])) candidates.add(columns.track(row), columns.moment(row));
-        return true;
-    });
-    lookForNear(candidates.takeKeys(), limits, doubts);
-}
+        if (inTime_ && inTime_->look(columns)) {
+            rows_ += scan.rows();
+            return;
+        }
+        if (inTime_) startAgain();
+        addCandidates(columns);
+    }
+
+    /// The rest, after all blocks.
+    void finish() {
+        if (!candidates_) return;
+        const std::vector<std::int64_t> keys = candidates_->takeKeys();
+        ColumnScan scan(keys, {kColumns.begin(), kColumns.begin() + kIdentityColumns});
+        if (!scan.next()) return;
+        const Identities columns(scan);
+        std::vector<std::pair<Track, Moment>> all;
+        for (std::size_t row = 0; row < scan.rows(); ++row) all.emplace_back(columns.track(row), columns.moment(row));
+        std::sort(all.begin(), all.end());
+        for (std::size_t i = 1; i < all.size(); ++i)
+            if (all[i].first == all[i - 1].first && areNear(all[i - 1].second, all[i].second, limits_))
+                doubts_.add(kNearCheck, all[i].first, all[i].second);
+    }
+
+private:
+    void startAgain() {
+        inTime_.reset();
+        doubts_.forget(kNearCheck);
+        candidates_.emplace(static_cast<std::size_t>(ObsGetCount()), limits_.near);
+        ColumnScan scan = storedScan(kIdentityColumns);
+        for (std::size_t row = 0; row < rows_ && scan.next(); row += scan.rows()) addCandidates(Identities(scan));
+    }
+
+    void addCandidates(const Identities& columns) {
+        for (std::size_t row = 0; row < columns.times.size(); ++row)
+            if (std::isfinite(columns.times[row])) candidates_->add(columns.track(row), columns.moment(row));
+    }
+
+    const SenseLimits& limits_;
+    Doubts& doubts_;
+    std::optional<NearInTime> inTime_;
+    std::optional<Candidates> candidates_;
+    std::size_t rows_ = 0;  ///< that were in order of time
+};
 
 }  // namespace
 
-/// Most decks are in order of time, so that nothing has to be sorted.
 std::vector<Group> doubtfulObservations(const SenseLimits& limits, std::size_t limit) {
-    Doubts inTime(limits, limit);
-    if (lookInTime(limits, inTime)) return inTime.takeGroups();
     Doubts doubts(limits, limit);
-    lookInAnyOrder(limits, doubts);
+    ValueChecks values(limits);
+    NearChecks near(limits, doubts);
+    for (ColumnScan scan = storedScan(kColumns.size()); scan.next();) {
+        values.look(scan, doubts);
+        if (limits.near > 0) near.look(scan);
+    }
+    near.finish();
     return doubts.takeGroups();
 }
 
