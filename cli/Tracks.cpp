@@ -12,7 +12,7 @@ namespace obstool {
 void LatestMoments::makeRoom(double since) {
     constexpr std::size_t kLeast = 1024;  // a power of 2
     const std::vector<Entry> former = std::move(entries_);
-    const auto isKept = [&](const Entry& entry) { return entry.track.type != kFree && entry.latest.time >= since; };
+    const auto isKept = [&](const Entry& entry) { return !entry.isFree() && entry.latest.time >= since; };
     used_ = static_cast<std::size_t>(std::count_if(former.begin(), former.end(), isKept));
     std::size_t size = kLeast;
     while (size < 4 * used_) size *= 2;

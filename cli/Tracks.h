@@ -44,7 +44,7 @@ public:
     Moment& of(Track track, double time) {
         if (2 * (used_ + 1) > entries_.size()) makeRoom(time - keptDays_);
         Entry& entry = find(track);
-        if (entry.track.type == kFree) {
+        if (entry.isFree()) {
             entry = {track, {-std::numeric_limits<double>::infinity(), 0}};
             ++used_;
         }
@@ -52,16 +52,18 @@ public:
     }
 
 private:
-    static constexpr std::int32_t kFree = -1;
     struct Entry {
-        Track track{0, 0, kFree};
-        Moment latest{};
+        Track track;
+        Moment latest{0, kNoKey};
+
+        static constexpr std::int64_t kNoKey = -1;  // types may be any number
+        bool isFree() const { return latest.key == kNoKey; }
     };
 
     Entry& find(Track track) {
         for (auto at = static_cast<std::size_t>(track.mixed() >> 20);; ++at) {
             Entry& entry = entries_[at & (entries_.size() - 1)];
-            if (entry.track.type == kFree || entry.track == track) return entry;
+            if (entry.isFree() || entry.track == track) return entry;
         }
     }
     void makeRoom(double since);
